@@ -1,0 +1,67 @@
+#include "photo_set.h"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "platform/safe_image.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::array kExtensions = {".jpg",  ".jpeg", ".png", ".tif", ".webp",
+                                    ".heic", ".nef",  ".cr2", ".arw", ".dng"};
+constexpr std::array kTakeTrailingBytes = {".jpg", ".jpeg", ".png"};
+constexpr std::size_t kFilesPerFolder = 200;
+
+bool Readable(const std::string& path) {
+  try {
+    OpenImageSafely(path)->readMetadata();
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+template <std::size_t N>
+bool IsOneOf(const std::array<const char*, N>& extensions, std::string extension) {
+  std::transform(extension.begin(), extension.end(), extension.begin(), ::tolower);
+  return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+}
+
+std::vector<fs::path> Photos(const fs::path& source) {
+  std::vector<fs::path> photos;
+  for (const auto& entry : fs::recursive_directory_iterator(source)) {
+    if (entry.is_regular_file() && IsOneOf(kExtensions, entry.path().extension()) && Readable(entry.path())) {
+      photos.push_back(entry.path());
+    }
+  }
+  std::sort(photos.begin(), photos.end());
+  return photos;
+}
+
+std::string Content(const fs::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+}  // namespace
+
+std::vector<std::string> MakePhotoSet(const fs::path& source, const fs::path& folder, std::size_t count) {
+  const std::vector<fs::path> photos = Photos(source);
+  if (photos.empty()) throw std::runtime_error("no readable photos below " + source.string());
+  std::vector<std::string> files;
+  for (std::size_t i = 0; i < count; ++i) {
+    const fs::path& photo = photos[i % photos.size()];
+    const fs::path album = folder / ("album" + std::to_string(i / kFilesPerFolder));
+    fs::create_directories(album);
+    files.push_back(album / (std::to_string(i) + "-" + photo.filename().string()));
+    std::string content = Content(photo);
+    if (IsOneOf(kTakeTrailingBytes, photo.extension())) content += "copy " + std::to_string(i);
+    std::ofstream(files.back(), std::ios::binary) << content;
+  }
+  return files;
+}

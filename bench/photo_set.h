@@ -1,0 +1,15 @@
+#ifndef BENCH_PHOTO_SET_H_
+#define BENCH_PHOTO_SET_H_
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// Fills FOLDER with COUNT files made from the photos below SOURCE that Exiv2 can read, taken in turn. Every
+// copy has a name and, where its format allows bytes behind the image, a content of its own. The copies are
+// in the page cache afterwards.
+std::vector<std::string> MakePhotoSet(const std::filesystem::path& source,
+                                      const std::filesystem::path& folder, std::size_t count);
+
+#endif  // BENCH_PHOTO_SET_H_

@@ -1,0 +1,191 @@
+/* The photo database: rows of photos, videos, albums, rights and labels.
+ *
+ * Which database is meant follows from the last HGAStatusCheck (request_context.h): the shared PostgreSQL
+ * database, or the SQLite file of a personal photo folder. Functions that take an absolute path and say so
+ * check it themselves. Keys are absolute paths in the shared database and paths relative to the photo folder
+ * in a personal one. Errors, ownership, encoding and threads as in media_info.h. */
+#ifndef LUMIVAULT_PHOTO_DATABASE_H_
+#define LUMIVAULT_PHOTO_DATABASE_H_
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "lumivault/export.h"
+#include "lumivault/media_info.h"
+
+/* Handles of the database access library (src/platform/database.h). */
+typedef struct tag_KAVODB_CONNECTION KAVODB_CONNECTION;
+typedef struct tag_KAVODB_RESULT KAVODB_RESULT;
+typedef void* KAVODB_ROW;
+
+/* A list of texts of the core library (src/platform/string_list.h). */
+typedef struct __tag_RLIBCSZLIST RLIBCSZLIST;
+
+/* Logical tables. */
+typedef enum tag_PHOTO_TABLE_TYPE {
+  PHOTO_TABLE_IMAGE = 0,                 /* photo_image */
+  PHOTO_TABLE_VIDEO_DESC = 1,            /* video_desc */
+  PHOTO_TABLE_VIDEO_COMMENT = 2,         /* video_comment */
+  PHOTO_TABLE_VIDEO_LABEL = 3,           /* photo_video_label */
+  PHOTO_TABLE_SHARE = 4,                 /* photo_share */
+  PHOTO_TABLE_ACCESS_RIGHT = 5,          /* photo_access_right */
+  PHOTO_TABLE_ACCESS_RIGHT_ACCOUNT = 6,  /* photo_access_right_for_zor_account */
+  PHOTO_TABLE_UPLOAD_RIGHT = 7,          /* photo_upload_right */
+  PHOTO_TABLE_UPLOAD_RIGHT_ACCOUNT = 8,  /* photo_upload_right_for_zor_account */
+  PHOTO_TABLE_MANAGE_RIGHT = 9,          /* photo_manage_right */
+  PHOTO_TABLE_MANAGE_RIGHT_ACCOUNT = 10, /* photo_manage_right_for_zor_account */
+  PHOTO_TABLE_CONFIG = 11,               /* photo_config */
+  PHOTO_TABLE_VIDEO = 12,                /* video */
+  PHOTO_TABLE_VIDEO_CONVERT = 13,        /* video_convert */
+  PHOTO_TABLE_DIRECTORY = 14             /* no table: everything below a folder, for deletes only */
+} PHOTO_TABLE_TYPE;
+
+/* An album as its caller describes it. */
+typedef struct __tag_KAVO_PHOTO_SHARE_INFO {
+  int32_t shareId;              /* id to use when a row is inserted */
+  char szAlbumPath[4096];       /* absolute path of the folder */
+  char szShareName[4096];       /* album name, "/" for the root */
+  char szRightsShareName[4096]; /* the album whose rights this album takes */
+  char szReserved[4096];        /* password of the parent album */
+  int32_t isPublic;
+  int32_t isSubdir; /* not a top-level folder */
+} KAVO_PHOTO_SHARE_INFO;
+
+/* An open query over one logical table; from PhotoInfoDBOpen to PhotoInfoDBClose. */
+typedef struct __tag_MEDIA_DB_HANDLER {
+  KAVODB_CONNECTION* connection;
+  KAVODB_RESULT* result;
+  KAVODB_ROW row; /* the current row */
+  int32_t count;  /* rows of the result */
+  PHOTO_TABLE_TYPE type;
+} MEDIA_DB_HANDLER;
+
+#ifdef __cplusplus
+
+namespace Json {
+class Value;
+}
+
+static_assert(sizeof(KAVO_PHOTO_SHARE_INFO) == 4 + 4 * 4096 + 8, "the album record is a binary interface");
+static_assert(offsetof(MEDIA_DB_HANDLER, count) == 3 * sizeof(void*), "the cursor is a binary interface");
+
+/* --- Connection, statements, versions --- */
+
+/* The connection of the shared database, kept from its first use until PhotoDBConnClose; NULL while there is
+ * none. */
+LUMIVAULT_API extern KAVODB_CONNECTION* gpPGSQLConnect;
+
+/* The connection for the current request, or NULL. For a personal request the caller owns it and ends it with
+ * KAVODBClose; the shared one is never closed by callers. */
+LUMIVAULT_API KAVODB_CONNECTION* PhotoDBConnect();
+/* Runs one statement: the number of rows it changed, or -1. */
+LUMIVAULT_API int PhotoDBExec(const char* sql);
+LUMIVAULT_API void PhotoDBConnClose();
+/* Compacts the shared database; a personal one is left alone (0). */
+LUMIVAULT_API int PhotoDBVacuum();
+/* The thumbnail version of the photo at absolute PATH; 0 when there is none and on any failure. */
+LUMIVAULT_API int PhotoInfoDBVersionGet(const char* path);
+LUMIVAULT_API int PhotoInfoDBVersionUpdate(const char* path, int version);
+
+namespace PhotoMapping {
+/* The table's name. REQUIRES: type 0 to 13. */
+LUMIVAULT_API const char* GetValue(PHOTO_TABLE_TYPE type);
+}  // namespace PhotoMapping
+
+/* --- Cursor and counts --- */
+
+/* Opens a query. COLUMNS NULL means all; CONDITION is escaped SQL or NULL; OFFSET comes before LIMIT; 0 or -1
+ * mean none. NULL on failure; the handler is ended with PhotoInfoDBClose. */
+LUMIVAULT_API MEDIA_DB_HANDLER* PhotoInfoDBOpen(PHOTO_TABLE_TYPE type, const char* columns,
+                                                const char* condition, const char* group_by,
+                                                const char* order_by, int offset, int limit);
+/* Clears RECORD and reads the next row into it; -1 at the end. */
+LUMIVAULT_API int PhotoInfoDBGet(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record);
+/* Clears RECORD and fills it from the current row. */
+LUMIVAULT_API int PhotoInfoDBGetRecored(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record);
+/* Reads the row of absolute PATH; with SUFFIX non-zero, of any path that ends with its key. */
+LUMIVAULT_API int PhotoInfoDBGetOneEx(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record,
+                                      int suffix);
+LUMIVAULT_API int PhotoInfoDBGetOne(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record);
+/* The number of rows that a raw CONDITION (one comparison with one literal, or NULL) selects, or -1. */
+LUMIVAULT_API int PhotoInfoDBGetCount(PHOTO_TABLE_TYPE type, const char* columns, const char* condition,
+                                      const char* group_by);
+LUMIVAULT_API void PhotoInfoDBClose(MEDIA_DB_HANDLER* handler);
+/* The value of a photo_config key; -1 when there is none. */
+LUMIVAULT_API int PhotoInfoDBConfigGet(const char* key, char* out, size_t size);
+/* The extensions excluded by configuration; freed by the caller with RLIBCSzListFree. */
+LUMIVAULT_API RLIBCSZLIST* PhotoInfoDBExcludeFormatListGet();
+
+/* --- Albums and rights --- */
+
+LUMIVAULT_API int KAVOPhotoShareGetNewId();
+/* The id of an album, or -1. */
+LUMIVAULT_API int getShareIdBySharename(const char* album);
+LUMIVAULT_API int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* rights_share_id);
+LUMIVAULT_API int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out, size_t size);
+LUMIVAULT_API int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album);
+LUMIVAULT_API int PhotoSharePriviledgeDBSave(KAVO_PHOTO_SHARE_INFO* album);
+LUMIVAULT_API int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album, KAVO_PHOTO_SHARE_INFO* old_album);
+LUMIVAULT_API int PhotoSharePriviledgeDBDelete(PHOTO_TABLE_TYPE type, const char* share_id);
+LUMIVAULT_API int PhotoSharePriviledgeDBCopy(PHOTO_TABLE_TYPE type, const char* to_share_id,
+                                             const char* from_share_id);
+
+/* --- Delete, rename, mark and sweep (absolute paths) --- */
+
+/* Removes the rows of file PATH from one table (0 to 3, 12, 13), the album of folder PATH with its sub-albums
+ * (4), or everything below folder PATH (14). PATH being the photo root empties the table, or the library but
+ * for the root album. Types 0, 12 and 14 also remove the labels that nothing carries any more. */
+LUMIVAULT_API int PhotoInfoDBDelete(PHOTO_TABLE_TYPE type, const char* path);
+/* Gives a photo's row its new path, name and albums, and a title that was made from the old name the new one.
+ * Always -1, success included. */
+LUMIVAULT_API int PhotoInfoDBRename(const char* new_path, const char* old_path);
+/* Does the same for the rows of a video in a side table (1 to 3); -1 also when there are none. */
+LUMIVAULT_API int KAVOPhotoInfoVideoRename(PHOTO_TABLE_TYPE type, const char* new_path, const char* old_path);
+/* 1 when the title of the row with this key equals the base name without extension. */
+LUMIVAULT_API int PhotoInfoDBIsDefaultTitle(int database_type, PHOTO_TABLE_TYPE type, const char* key);
+/* Mark every file row (first) or album row (second) below FOLDER as not seen; saving a row marks it as seen.
+ * The album of FOLDER itself is left alone unless FOLDER is the photo root. */
+LUMIVAULT_API int KAVOPhotoInitAllRows(const char* folder);
+LUMIVAULT_API int KAVOPhotoShareInitAllRows(const char* folder);
+/* Delete what is still marked below FOLDER; the first also deletes side rows of videos that have no row. */
+LUMIVAULT_API int KAVOPhotoDeleteNoUpdateRows(const char* folder);
+LUMIVAULT_API int KAVOPhotoShareDeleteNoUpdateRows(const char* folder);
+
+/* --- Video conversion and format rules --- */
+
+LUMIVAULT_API int PhotoInfoVideoConvertDBSave(KAVO_MEDIA_INFO* converted, const char* converted_path,
+                                              const char* convert_type);
+/* 1 when the top-level album of PATH allows conversion. */
+LUMIVAULT_API int IsPathNeedConversion(const char* path);
+/* 1 when the extension is listed in "excluding_index_format". */
+LUMIVAULT_API int IsExcludeFormat(const char* name);
+
+/* --- Record save --- */
+
+/* Writes the row of one file: type 0 (photo), 1 (video description) or 12 (video). */
+LUMIVAULT_API int PhotoInfoDBSave(PHOTO_TABLE_TYPE type, Json::Value* info);
+
+/* --- Labels and faces --- */
+
+LUMIVAULT_API bool PhotoInfoDBFaceRecognitionEnableGet();
+/* The id of the label, made when missing; -1 on failure. Categories: 0 people, 2 keywords. */
+LUMIVAULT_API int PhotoInfoDBLabelCheck(const char* path, const char* name, int category);
+/* The id of the photo at absolute PATH, or -1. */
+LUMIVAULT_API int PhotoInfoDBPhotoIdGet(const char* path);
+/* The id of the link, made when missing; STATUS is "t" or "f". */
+LUMIVAULT_API int PhotoInfoDBImageLabelDataAdd(int image_id, int label_id, const char* info_new,
+                                               const char* status);
+/* Removes the confirmed link. */
+LUMIVAULT_API int PhotoInfoDBImageLabelDataDelete(int image_id, int label_id);
+/* Removes the keyword links of a photo. */
+LUMIVAULT_API int PhotoInfoDBImageLabelDeleteByImage(int image_id);
+/* Face lines, freed by the caller with RLIBCSzListFree, or NULL. */
+LUMIVAULT_API RLIBCSZLIST* PhotoInfoDBFaceRecognitionDataGet(const char* path, int selector, int condition);
+LUMIVAULT_API int PhotoInfoDBFaceRecognitionUpdateImageLabel(int link_id, int label_id);
+LUMIVAULT_API int PhotoInfoDBFaceRecognitionImageLabelDataGet(int link_id, const char* path, char* out,
+                                                              int size);
+LUMIVAULT_API int PhotoInfoDBFaceRecognitionUpdateDetectionResult(const char* info_new, int link_id);
+
+#endif /* __cplusplus */
+
+#endif /* LUMIVAULT_PHOTO_DATABASE_H_ */

@@ -1,0 +1,88 @@
+/* The plug-in entry points, resolved by name. Callable from C but for the *_Json forms, whose record is a
+ * Json::Value of JsonCpp.
+ *
+ * INDEXTYPE is the kind of the indexed folder; only 1, 2, 4 and 5 concern this plug-in.
+ * Results: 0 done or not this plug-in's business, -1 failure, where a function says nothing else. The reason
+ * of a failure goes to syslog. No exception leaves these functions. Threads: one call at a time in a process.
+ */
+#ifndef LUMIVAULT_PHOTO_INDEX_H_
+#define LUMIVAULT_PHOTO_INDEX_H_
+
+#include "lumivault/export.h"
+#include "lumivault/media_info.h"
+
+#ifdef __cplusplus
+namespace Json {
+class Value;
+}
+typedef Json::Value KAVO_JSON_VALUE;
+extern "C" {
+#else
+typedef struct KAVO_JSON_VALUE KAVO_JSON_VALUE;
+#endif
+
+/* File events. INFO describes the file as it is now; the JSON forms complete it in place. */
+LUMIVAULT_API int IndexAdd_Json(KAVO_JSON_VALUE* info, unsigned indexType);
+LUMIVAULT_API int IndexAdd(KAVO_MEDIA_INFO* info, unsigned indexType);
+LUMIVAULT_API int IndexRename_Json(KAVO_JSON_VALUE* info, unsigned indexType, const char* old_path);
+LUMIVAULT_API int IndexRename(KAVO_MEDIA_INFO* info, unsigned indexType, const char* old_path);
+/* -1 also when the file is still there: its rows are then kept. */
+LUMIVAULT_API int IndexDelete(const char* path);
+/* 1 concerned, 0 not, -1 bad path. */
+LUMIVAULT_API int IndexIsIndexPath(const char* path, unsigned indexType);
+/* 1 indexed, 0 not, -1 bad parameter. */
+LUMIVAULT_API int IndexIsShareIndexed(const char* path);
+
+/* Folder events. A sub-album takes the public flag of its parent, which must have been added before. */
+LUMIVAULT_API int IndexDirAdd(const char* folder);
+LUMIVAULT_API int IndexDirDelete(const char* folder);
+LUMIVAULT_API int IndexDirRename(const char* new_folder, const char* old_folder);
+
+/* Full reindex: mark below ROOT, send every file and folder again, sweep what was not sent. */
+LUMIVAULT_API int IndexPreReindex(const char* root);
+LUMIVAULT_API int IndexReindexUpdate_Json(KAVO_JSON_VALUE* info, unsigned indexType);
+LUMIVAULT_API int IndexReindexUpdate(KAVO_MEDIA_INFO* info, unsigned indexType);
+/* -1 also after a successful update; services do not stop on it. */
+LUMIVAULT_API int IndexReindexDirUpdate(const char* folder);
+LUMIVAULT_API int IndexPostReindex(const char* root);
+LUMIVAULT_API int IndexDBVacuum(void);
+
+/* Background jobs: one line each at the end of the package's queue file. 0 also when face recognition is off;
+ * -1 for a path with a line end in it. */
+LUMIVAULT_API int IndexFaceRecognitionQueueAdd(const char* path);
+
+/* Queries and pass-through calls. */
+LUMIVAULT_API int IndexDBGetOne(int media_kind, const char* path, KAVO_MEDIA_INFO* out);
+/* The version of the photo's row, 0 when there is none, -1 for a NULL path; also written to OUT when not
+ * NULL. */
+LUMIVAULT_API int IndexVersionGet(const char* path, unsigned* out);
+LUMIVAULT_API int IndexVersionUpdate(const char* path, unsigned version);
+LUMIVAULT_API int IndexDBClose(void);
+/* The mask of the thumbnail sizes that PATH needs, 0 for none. */
+LUMIVAULT_API int IndexGetThumbSizeMap(const char* path);
+LUMIVAULT_API int IndexGetDirThumbSizeMap(const char* folder);
+/* 0 excluded or not concerned, 1 needs conversion, 2 does not. */
+LUMIVAULT_API int IndexIsVideoConvert(const char* path);
+LUMIVAULT_API int IndexIsPathNeedConversion(const char* path);
+/* Records a file that the conversion tool made: a video as a copy of SOURCE, whose path CONVERTED then bears;
+ * a jpg thumbnail by the version of SOURCE, 1 when the two are turned against each other. */
+LUMIVAULT_API int IndexConvertAdd(KAVO_MEDIA_INFO* source, KAVO_MEDIA_INFO* converted);
+/* Writes the owner of PATH, "root" for the shared tree. */
+LUMIVAULT_API int IndexPhotoUserNameGet(const char* path, char* out, unsigned size);
+LUMIVAULT_API int IndexFaceRecognitionLableCheck(const char* path, const char* name);
+LUMIVAULT_API int IndexFaceRecognitionAddDetectionResult(const char* info, const char* path, int label_id);
+/* A list of face lines (src/platform/string_list.h), freed by the caller with RLIBCSzListFree, or NULL. */
+LUMIVAULT_API struct __tag_RLIBCSZLIST* IndexFaceRecognitionDataGet(const char* path, int selector,
+                                                                    int condition);
+LUMIVAULT_API int IndexFaceRecognitionUpdateImageLabel(int link_id, int label_id);
+LUMIVAULT_API int IndexFaceRecognitionImageLabelDataGet(int link_id, const char* path, char* out, int size);
+LUMIVAULT_API int IndexFaceRecognitionUpdateDetectionResult(const char* info, int link_id);
+
+#ifdef __cplusplus
+}
+
+/* Queues the photo for the watermark worker; exported with its argument type. */
+LUMIVAULT_API int IndexWatermarkQueueAdd(const Json::Value& info);
+#endif
+
+#endif /* LUMIVAULT_PHOTO_INDEX_H_ */

@@ -1,0 +1,46 @@
+/* Paths, album names and side files. Album names are paths below the photo root of the request, without a leading
+ * '/'; "/" is the root album. Errors, encoding and threads as in media_info.h.
+ *
+ * Every OUT is written with a bounded copy of SIZE bytes, terminator included. */
+#ifndef LUMIVAULT_PHOTO_UTIL_H_
+#define LUMIVAULT_PHOTO_UTIL_H_
+
+#include <stddef.h>
+
+#include "lumivault/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* 1 when PATH exists and is a directory, else 0 (also for NULL). */
+LUMIVAULT_API int IsDirExist(const char* path);
+
+#ifdef __cplusplus
+}
+
+/* The shared photo folder (the target of the link /var/services/photo), or NULL while the link cannot be read. The
+ * first success is kept for the life of the process. */
+LUMIVAULT_API const char* PhotoUtilPhotoDirGet();
+/* Its length, or 0 while it has not been resolved. */
+LUMIVAULT_API int PhotoUtilPhotoDirLenGet();
+
+/* The album-relative form of PATH, which the caller knows to lie below the photo root. */
+LUMIVAULT_API int PhotoUtilShareNameGet(const char* path, char* out, size_t size);
+/* The album that holds FILE. */
+LUMIVAULT_API int GetSharenameByFilePath(const char* file, char* out, size_t size);
+/* The album whose settings ALBUM refers to: a/b/c gives a/b, a/b gives a, a gives a. */
+LUMIVAULT_API int GetReferenceSharenameBySharename(const char* album, char* out, size_t size);
+/* The album whose rights govern FILE: at most the second level. */
+LUMIVAULT_API int GetPrivilegeSharenameByFilePath(const char* file, char* out, size_t size);
+
+/* 1 when EXTENSION equals an entry of the NULL-ended LIST, letter case ignored. */
+LUMIVAULT_API int IsFormat(const char* extension, const char* const* list);
+/* 1 for the formats whose keywords are read again at every save. */
+LUMIVAULT_API int IsExiv2TagForceUpdateFormat(const char* extension);
+
+/* Reads the first line of side file NAME of FILE into BUF and removes the side file. 0: the line is not empty. */
+LUMIVAULT_API int GetFileContentInEA(const char* file, const char* name, char* buf, int size);
+#endif
+
+#endif /* LUMIVAULT_PHOTO_UTIL_H_ */

@@ -1,0 +1,168 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+
+#include "core/descriptor.h"
+#include "core/error.h"
+#include "core/key_value.h"
+#include "core/out_text.h"
+#include "platform/files.h"
+
+namespace {
+
+constexpr off_t kMaxFileSize = 1 << 20;
+constexpr std::size_t kMaxKnownFiles = 1024;
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+// File times advance in steps of the kernel's clock tick, so a file may change again without a new time.
+// Longer ago than this it cannot.
+constexpr std::int64_t kClockStep = kNanosecondsPerSecond / 10;
+
+std::int64_t Nanoseconds(const timespec& time) {
+  return static_cast<std::int64_t>(time.tv_sec) * kNanosecondsPerSecond + time.tv_nsec;
+}
+
+// What tells one state of a file from another.
+struct FileState {
+  dev_t device;
+  ino_t inode;
+  off_t size;
+  std::int64_t modified;
+  std::int64_t changed;
+
+  explicit FileState(const struct stat& status)
+      : device(status.st_dev),
+        inode(status.st_ino),
+        size(status.st_size),
+        modified(Nanoseconds(status.st_mtim)),
+        changed(Nanoseconds(status.st_ctim)) {}
+  bool operator==(const FileState&) const = default;
+};
+
+struct KnownFile {
+  FileState state;
+  bool settled;                            // no later change can have left the state as it is
+  std::shared_ptr<const KeyValues> pairs;  // null: the file cannot be used
+};
+
+bool IsSettled(const FileState& state) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return Nanoseconds(now) - state.changed > kClockStep;
+}
+
+// The whole file behind DESCRIPTOR; nothing when it cannot be read.
+std::optional<std::string> ReadAll(int descriptor, std::size_t size) {
+  std::string text(size, '\0');
+  std::size_t filled = 0;
+  while (filled < size) {
+    const ssize_t got = read(descriptor, text.data() + filled, size - filled);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    filled += static_cast<std::size_t>(got);
+  }
+  text.resize(filled);
+  return text;
+}
+
+void LogMalformed(const std::string& file, const ParsedKeyValues& parsed) {
+  if (parsed.malformed_lines == 0) return;
+  syslog(LOG_ERR, "%s: line %d is not key=value and was skipped (%d such lines in all).", file.c_str(),
+         parsed.first_malformed, parsed.malformed_lines);
+}
+
+// SAME is what an earlier reading of this state of the file gave, or null.
+std::shared_ptr<const KeyValues> Parse(const std::string& file, std::string_view text,
+                                       const std::shared_ptr<const KeyValues>& same) {
+  ParsedKeyValues parsed = ParseKeyValues(text);
+  if (same != nullptr && same->pairs() == parsed.pairs) return same;
+  LogMalformed(file, parsed);
+  return std::make_shared<const KeyValues>(std::move(parsed.pairs));
+}
+
+// Reads the regular file FILE anew. Nothing when it cannot be opened or read.
+std::optional<KnownFile> Load(const std::string& file, const KnownFile* before) {
+  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  if (!descriptor || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+
+  const FileState state(status);
+  const bool settled = IsSettled(state);
+  const bool known = before != nullptr && before->state == state;
+  if (state.size > kMaxFileSize) {
+    if (!known) syslog(LOG_ERR, "%s is larger than 1 MiB and was not read.", file.c_str());
+    return KnownFile{state, settled, nullptr};
+  }
+  const std::optional<std::string> text = ReadAll(descriptor.get(), static_cast<std::size_t>(state.size));
+  if (!text.has_value()) return std::nullopt;
+  return KnownFile{state, settled, Parse(file, *text, known ? before->pairs : nullptr)};
+}
+
+// The files that were asked for, each in the state of its last reading.
+class KnownFiles {
+ public:
+  std::shared_ptr<const KeyValues> Get(const std::string& file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto known = files_.find(file);
+    if (known == files_.end()) return Put(file, Load(file, nullptr));
+    if (known->second.settled && known->second.state == FileState(status)) return known->second.pairs;
+    return Put(file, Load(file, &known->second));
+  }
+
+ private:
+  std::shared_ptr<const KeyValues> Put(const std::string& file, std::optional<KnownFile> fresh) {
+    if (!fresh.has_value()) return nullptr;
+    if (files_.size() >= kMaxKnownFiles) files_.clear();
+    return files_.insert_or_assign(file, *std::move(fresh)).first->second.pairs;
+  }
+
+  std::mutex mutex_;
+  std::map<std::string, KnownFile> files_;
+};
+
+const std::string* Find(const KeyValues* pairs, const char* key) {
+  return pairs != nullptr ? pairs->Find(key) : nullptr;
+}
+
+}  // namespace
+
+std::shared_ptr<const KeyValues> ReadKeyValues(const std::string& file) {
+  static KnownFiles known;
+  return known.Get(file);
+}
+
+int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size, int /*flags*/) {
+  return Contained(-1, [&] {
+    if (file == nullptr || key == nullptr || out == nullptr || size <= 0) {
+      RECORD_ERROR(EINVAL);
+      return -1;
+    }
+    const auto pairs = ReadKeyValues(file);
+    const std::string* value = Find(pairs.get(), key);
+    if (value == nullptr) {
+      RECORD_ERROR(ENOENT);
+      return -1;
+    }
+    return PutCut(*value, out, size);
+  });
+}
+
+int RLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
+  return Contained(0, [&] {
+    if (file == nullptr || key == nullptr || value == nullptr) return 0;
+    const auto pairs = ReadKeyValues(file);
+    const std::string* found = Find(pairs.get(), key);
+    return found != nullptr && *found == value ? 1 : 0;
+  });
+}

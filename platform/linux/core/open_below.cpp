@@ -1,0 +1,112 @@
+#include "core/open_below.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+
+namespace {
+
+bool Climbs(std::string_view relative) {
+  for (std::size_t start = 0; start <= relative.size();) {
+    const std::size_t end = std::min(relative.find('/', start), relative.size());
+    if (relative.substr(start, end - start) == "..") return true;
+    start = end + 1;
+  }
+  return false;
+}
+
+// The first component of REST, which then is what follows it. Empty when nothing is left.
+std::string NextComponent(std::string_view& rest) {
+  rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));
+  std::string component(rest.substr(0, rest.find('/')));
+  rest.remove_prefix(component.size());
+  rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));
+  return component;
+}
+
+bool IsLink(int folder, const char* name) {
+  struct stat status {};
+  return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+}
+
+// One component. A link is refused in the words of openat2, also where O_PATH would give the link itself.
+Descriptor OpenComponent(int folder, const std::string& name, int flags, mode_t mode) {
+  Descriptor opened(openat(folder, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (!opened) {
+    const int error = errno;
+    errno = error == ENOTDIR && IsLink(folder, name.c_str()) ? ELOOP : error;
+    return opened;
+  }
+  const auto status = StatusOf(opened);
+  if (status.has_value() && !S_ISLNK(status->st_mode)) return opened;
+  errno = ELOOP;
+  return Descriptor();
+}
+
+}  // namespace
+
+std::optional<std::string> RelativeTo(std::string_view root, std::string_view path) {
+  while (root.ends_with('/')) root.remove_suffix(1);
+  if (!path.starts_with(root)) return std::nullopt;
+  path.remove_prefix(root.size());
+  if (!path.empty() && path.front() != '/') return std::nullopt;
+  path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
+  if (Climbs(path)) return std::nullopt;
+  return path.empty() ? "." : std::string(path);
+}
+
+Descriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mode_t mode) {
+  open_how how{};
+  how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
+  how.mode = (flags & O_CREAT) != 0 ? mode : 0;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  return Descriptor(static_cast<int>(syscall(SYS_openat2, root, relative.c_str(), &how, sizeof(how))));
+}
+
+Descriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode) {
+  if (Climbs(relative)) {
+    errno = EXDEV;
+    return Descriptor();
+  }
+  constexpr int kFolder = O_PATH | O_DIRECTORY;
+  Descriptor folder = OpenComponent(root, ".", kFolder, 0);
+  std::string_view rest = relative;
+  std::string name = NextComponent(rest);
+  while (folder && !rest.empty()) {
+    folder = OpenComponent(folder.get(), name, kFolder, 0);
+    name = NextComponent(rest);
+  }
+  if (!folder) return folder;
+  return OpenComponent(folder.get(), name, flags, mode);
+}
+
+Descriptor OpenBelow(int root, const std::string& relative, int flags, mode_t mode) {
+  // Set once the kernel, or a filter that does not know the call, has refused it.
+  static std::atomic<bool> stepwise_only{false};
+  if (!stepwise_only) {
+    Descriptor opened = OpenBelowAtOnce(root, relative, flags, mode);
+    if (opened || (errno != ENOSYS && errno != EPERM)) return opened;
+    // EPERM may also be an answer about the file; the other way then gives the same one.
+    if (errno == ENOSYS) stepwise_only = true;
+  }
+  return OpenBelowStepwise(root, relative, flags, mode);
+}
+
+Descriptor Reopen(const Descriptor& descriptor, int flags) {
+  return Descriptor(open(NameOfDescriptor(descriptor).c_str(), flags | O_CLOEXEC));
+}
+
+std::string NameOfDescriptor(const Descriptor& descriptor) {
+  return "/proc/self/fd/" + std::to_string(descriptor.get());
+}
+
+std::optional<struct stat> StatusOf(const Descriptor& descriptor) {
+  struct stat status {};
+  if (fstat(descriptor.get(), &status) != 0) return std::nullopt;
+  return status;
+}

@@ -1,0 +1,41 @@
+#include "core/pending_removals.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+struct Batch {
+  bool open = false;
+  // A batch holds few files, so a search through the list is faster than a set would be.
+  std::vector<PendingRemoval> removals;
+};
+
+Batch& TheBatch() {
+  static thread_local Batch batch;
+  return batch;
+}
+
+}  // namespace
+
+bool BatchOpen() {
+  return TheBatch().open;
+}
+void SetBatchOpen(bool open) {
+  TheBatch().open = open;
+}
+
+void AddPendingRemoval(std::string root, std::string path) {
+  if (IsRemovalPending(path)) return;
+  TheBatch().removals.push_back({std::move(root), std::move(path)});
+}
+
+bool IsRemovalPending(const std::string& path) {
+  const std::vector<PendingRemoval>& removals = TheBatch().removals;
+  return std::any_of(removals.begin(), removals.end(),
+                     [&](const PendingRemoval& removal) { return removal.path == path; });
+}
+
+std::vector<PendingRemoval> TakePendingRemovals() {
+  return std::exchange(TheBatch().removals, {});
+}

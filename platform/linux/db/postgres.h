@@ -1,0 +1,65 @@
+// One connection to a PostgreSQL server, which may go away and come back.
+#ifndef PLATFORM_LINUX_DB_POSTGRES_H_
+#define PLATFORM_LINUX_DB_POSTGRES_H_
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "db/engine.h"
+
+struct pg_conn;
+struct pg_result;
+
+// A lost connection is noticed before a statement is sent and made anew. A SELECT of its own that dies on the
+// way is sent once more; whether a write that died has happened nobody can tell, so it is reported as failed
+// and never sent twice. Inside a transaction nothing is repaired silently: the statement fails, and the
+// connection is made anew for the next.
+class PostgresConnection : public DatabaseEngine {
+ public:
+  // Through libpq and its usual environment; PASSWORD may be null. Null when there is no connection; ERROR
+  // then has the reason.
+  [[nodiscard]] static std::unique_ptr<PostgresConnection> Open(const char* user, const char* password,
+                                                                const char* database, std::string& error);
+
+  [[nodiscard]] int type() const override;
+  // The statements of one text are one transaction, so a failure leaves none of their effects.
+  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  struct Finish {
+    void operator()(pg_conn* connection) const;
+  };
+  struct Clear {
+    void operator()(pg_result* answer) const;
+  };
+  using Connection = std::unique_ptr<pg_conn, Finish>;
+  using Answer = std::unique_ptr<pg_result, Clear>;
+
+  explicit PostgresConnection(Connection connection) : connection_(std::move(connection)) {}
+
+  static void HearNotice(void* self, const pg_result* notice);
+
+  [[nodiscard]] bool Connected();
+  [[nodiscard]] bool SetUpSession();
+  [[nodiscard]] bool IsDead();
+  [[nodiscard]] bool Heal(std::string& error);
+  [[nodiscard]] bool Revive(std::string& error);
+  // The only place that sends statements.
+  [[nodiscard]] Answer Send(const char* sql);
+  [[nodiscard]] std::string ErrorOf(const pg_result* answer) const;
+
+  Connection connection_;
+  // A statement or the server's farewell showed the connection to be lost; libpq's own status may still be
+  // good then.
+  bool lost_ = false;
+  bool in_transaction_ = false;
+  // The server did not come back while it was waited for. Until the next attempt is due statements fail at
+  // once.
+  bool outage_ = false;
+  Clock::time_point next_attempt_;
+};
+
+#endif  // PLATFORM_LINUX_DB_POSTGRES_H_

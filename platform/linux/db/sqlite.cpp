@@ -1,0 +1,174 @@
+#include "db/sqlite.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "db/ascii.h"
+#include "platform/database.h"
+
+namespace {
+
+constexpr int kBusyTimeoutMs = 30'000;
+constexpr std::string_view kLikePragma = "case_sensitive_like";
+
+struct Finalize {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+// The file may have been written by anyone: its schema may not reach for functions with side effects, nor may
+// a statement damage the file itself.
+void DistrustFile(sqlite3* database) {
+  sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+}
+
+void AddColumns(sqlite3_stmt* statement, int columns, ResultSet& result) {
+  for (int column = 0; column < columns; ++column) {
+    const char* name = sqlite3_column_name(statement, column);
+    if (name == nullptr) throw std::bad_alloc();
+    result.AddColumn(name);
+  }
+}
+
+void AddRow(sqlite3_stmt* statement, int columns, ResultSet& result) {
+  for (int column = 0; column < columns; ++column) {
+    if (sqlite3_column_type(statement, column) == SQLITE_NULL) {
+      result.AddNull();
+      continue;
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+    if (text == nullptr && sqlite3_errcode(sqlite3_db_handle(statement)) == SQLITE_NOMEM)
+      throw std::bad_alloc();
+    result.AddText(text != nullptr ? std::string_view(text, size) : std::string_view());
+  }
+}
+
+// Steps to the end, or as far as rows are wanted. SQLITE_DONE, SQLITE_ROW when enough rows are there, or the
+// error.
+int StepThrough(sqlite3_stmt* statement, Window window, ResultSet& result) {
+  const int columns = sqlite3_column_count(statement);
+  AddColumns(statement, columns, result);
+  int to_skip = window.offset;
+  int taken = 0;
+  int code = SQLITE_DONE;
+  while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
+    if (to_skip > 0) {
+      --to_skip;
+      continue;
+    }
+    AddRow(statement, columns, result);
+    if (++taken == window.limit) break;
+  }
+  return code;
+}
+
+// As SQLite reads the value of a switch.
+bool IsOn(std::string_view value) {
+  if (!value.empty() && IsDigit(value.front())) return value.find_first_not_of('0') != std::string_view::npos;
+  return EqualsIgnoreAsciiCase(value, "true") || EqualsIgnoreAsciiCase(value, "on") ||
+         EqualsIgnoreAsciiCase(value, "yes");
+}
+
+std::size_t FindIgnoreCase(std::string_view text, std::string_view word) {
+  for (std::size_t at = 0; at + word.size() <= text.size(); ++at) {
+    if (EqualsIgnoreAsciiCase(text.substr(at, word.size()), word)) return at;
+  }
+  return std::string_view::npos;
+}
+
+}  // namespace
+
+void SqliteConnection::Close::operator()(sqlite3* database) const {
+  sqlite3_close_v2(database);
+}
+
+std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, SqliteFile kind,
+                                                         std::string& error) {
+  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+  if (kind == SqliteFile::kMayBeMade) flags |= SQLITE_OPEN_CREATE;
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(file, &opened, flags, nullptr);
+  Database database(opened);
+  if (opened == nullptr) throw std::bad_alloc();
+  if (code != SQLITE_OK) {
+    error = sqlite3_errmsg(opened);
+    return nullptr;
+  }
+  sqlite3_busy_timeout(opened, kBusyTimeoutMs);
+  DistrustFile(opened);
+  return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database)));
+}
+
+int SqliteConnection::type() const {
+  return KAVODB_TYPE_SQLITE;
+}
+
+bool SqliteConnection::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
+  const char* const end = sql + std::strlen(sql);
+  while (sql != end) {
+    sqlite3_stmt* prepared = nullptr;
+    const char* tail = end;
+    // With its terminator counted the text need not be copied.
+    const int code =
+        sqlite3_prepare_v2(database_.get(), sql, static_cast<int>(end - sql + 1), &prepared, &tail);
+    const Statement statement(prepared);
+    if (code != SQLITE_OK) {
+      error = sqlite3_errmsg(database_.get());
+      return false;
+    }
+    if (prepared != nullptr) {  // null: blanks or a comment
+      NoteLikeSetting({sql, static_cast<std::size_t>(tail - sql)});
+      result.Clear();
+      if (!RunStatement(prepared, window, result, error)) return false;
+    }
+    sql = tail;
+  }
+  return true;
+}
+
+bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
+                                    std::string& error) {
+  // sqlite3_changes keeps the count of an earlier statement when this one is no INSERT, UPDATE or DELETE.
+  const int changes_before = sqlite3_total_changes(database_.get());
+  const int code = StepThrough(statement, window, result);
+  if (code != SQLITE_DONE && code != SQLITE_ROW) {
+    error = sqlite3_errmsg(database_.get());
+    return false;
+  }
+  const bool changed = sqlite3_total_changes(database_.get()) != changes_before;
+  result.set_affected(changed ? sqlite3_changes(database_.get()) : 0);
+  return true;
+}
+
+bool SqliteConnection::Run(const char* sql, std::string& error) {
+  ResultSet ignored;
+  return Execute(sql, Window{}, ignored, error);
+}
+
+bool SqliteConnection::InTransaction() const {
+  return sqlite3_get_autocommit(database_.get()) == 0;
+}
+
+bool SqliteConnection::SetCaseSensitiveLike(bool on, std::string& error) {
+  return Run(on ? "PRAGMA case_sensitive_like=true" : "PRAGMA case_sensitive_like=false", error);
+}
+
+// Called for every statement, so the usual ones are dismissed by their first letter; a comment may stand
+// before the word.
+void SqliteConnection::NoteLikeSetting(std::string_view statement) {
+  statement = TrimLeft(statement);
+  const char first = statement.empty() ? '\0' : LowerAscii(statement.front());
+  if (first != 'p' && first != '/' && first != '-') return;
+  const std::size_t at = FindIgnoreCase(statement, kLikePragma);
+  if (at == std::string_view::npos) return;
+  std::string_view value = TrimLeft(statement.substr(at + kLikePragma.size()));
+  if (value.empty() || (value.front() != '=' && value.front() != '(')) return;
+  value = TrimLeft(value.substr(1));
+  if (!value.empty() && (value.front() == '\'' || value.front() == '"')) value.remove_prefix(1);
+  case_sensitive_like_ = IsOn(FirstWord(value));
+}

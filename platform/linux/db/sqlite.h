@@ -1,0 +1,53 @@
+// One connection to an SQLite file.
+#ifndef PLATFORM_LINUX_DB_SQLITE_H_
+#define PLATFORM_LINUX_DB_SQLITE_H_
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "db/engine.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+enum class SqliteFile { kMustExist, kMayBeMade };
+
+// Waits up to half a minute for locks of other connections and processes. That FILE is no database shows at
+// the first statement, not at the opening.
+class SqliteConnection : public DatabaseEngine {
+ public:
+  // Null when the file can be neither opened nor made; ERROR then has the reason.
+  [[nodiscard]] static std::unique_ptr<SqliteConnection> Open(const char* file, SqliteFile kind,
+                                                              std::string& error);
+
+  [[nodiscard]] int type() const override;
+  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
+
+  // For statements of the platform's own.
+  [[nodiscard]] bool Run(const char* sql, std::string& error);
+
+  // Inside a transaction. SQLite ends one by itself when the disk is full or fails.
+  [[nodiscard]] bool InTransaction() const;
+
+  // Whether LIKE minds letter case; SQLite cannot be asked, so the statements that set it are noted.
+  [[nodiscard]] bool case_sensitive_like() const { return case_sensitive_like_; }
+  [[nodiscard]] bool SetCaseSensitiveLike(bool on, std::string& error);
+
+ private:
+  struct Close {
+    void operator()(sqlite3* database) const;
+  };
+  using Database = std::unique_ptr<sqlite3, Close>;
+
+  explicit SqliteConnection(Database database) : database_(std::move(database)) {}
+
+  [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
+                                  std::string& error);
+  void NoteLikeSetting(std::string_view statement);
+
+  Database database_;
+  bool case_sensitive_like_ = false;
+};
+
+#endif  // PLATFORM_LINUX_DB_SQLITE_H_

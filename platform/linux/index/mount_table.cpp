@@ -1,0 +1,132 @@
+#include "index/mount_table.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::array kRemoteTypes = {
+    "9p"sv,
+    "afs"sv,
+    "ceph"sv,
+    "cifs"sv,
+    "coda"sv,
+    "davfs"sv,
+    "fuse.ceph"sv,
+    "fuse.curlftpfs"sv,
+    "fuse.davfs"sv,
+    "fuse.gcsfuse"sv,
+    "fuse.glusterfs"sv,
+    "fuse.gvfsd-fuse"sv,
+    "fuse.rclone"sv,
+    "fuse.s3fs"sv,
+    "fuse.sshfs"sv,
+    "glusterfs"sv,
+    "lustre"sv,
+    "ncpfs"sv,
+    "nfs"sv,
+    "nfs4"sv,
+    "smb3"sv,
+    "smbfs"sv,
+};
+constexpr std::array kImageTypes = {
+    "fuse.archivemount"sv, "fuse.fuseiso"sv, "fuse.squashfuse"sv, "iso9660"sv, "squashfs"sv, "udf"sv,
+};
+static_assert(std::is_sorted(kRemoteTypes.begin(), kRemoteTypes.end()));
+static_assert(std::is_sorted(kImageTypes.begin(), kImageTypes.end()));
+
+template <std::size_t N>
+bool Has(const std::array<std::string_view, N>& types, std::string_view type) {
+  return std::binary_search(types.begin(), types.end(), type);
+}
+
+// "host:/folder", "//host/share".
+bool NamesAnotherMachine(std::string_view source) {
+  return source.starts_with("//") || (!source.starts_with('/') && source.find(":/") != source.npos);
+}
+
+bool IsOctal(char digit) {
+  return digit >= '0' && digit <= '7';
+}
+
+// The list writes blanks, line ends and backslashes as a backslash and three octal digits.
+std::string Unescaped(std::string_view field) {
+  constexpr std::size_t kEscapeLength = 4;
+  constexpr int kBase = 8;
+  std::string text;
+  while (!field.empty()) {
+    const std::string_view escape = field.substr(0, kEscapeLength);
+    if (escape.size() == kEscapeLength && escape[0] == '\\' &&
+        std::all_of(escape.begin() + 1, escape.end(), IsOctal)) {
+      int value = 0;
+      for (const char digit : escape.substr(1)) value = value * kBase + (digit - '0');
+      text += static_cast<char>(value);
+      field.remove_prefix(kEscapeLength);
+    } else {
+      text += field.front();
+      field.remove_prefix(1);
+    }
+  }
+  return text;
+}
+
+std::vector<std::string_view> FieldsOf(std::string_view line) {
+  std::vector<std::string_view> fields;
+  while (!line.empty()) {
+    const std::size_t end = std::min(line.find(' '), line.size());
+    if (end > 0) fields.push_back(line.substr(0, end));
+    line.remove_prefix(std::min(end + 1, line.size()));
+  }
+  return fields;
+}
+
+// "id parent major:minor root POINT options [tags...] - TYPE SOURCE options"
+std::optional<Mount> ParseLine(std::string_view line) {
+  constexpr std::ptrdiff_t kPoint = 4;
+  constexpr std::ptrdiff_t kFirstTag = 6;
+  const auto fields = FieldsOf(line);
+  if (std::ssize(fields) <= kFirstTag) return std::nullopt;
+  const auto separator = std::find(fields.begin() + kFirstTag, fields.end(), "-");
+  if (fields.end() - separator < 3) return std::nullopt;
+  return Mount{Unescaped(fields[kPoint]), std::string(separator[1]), Unescaped(separator[2])};
+}
+
+bool Holds(const Mount& mount, std::string_view path) {
+  if (mount.point == "/") return true;
+  return path.starts_with(mount.point) &&
+         (path.size() == mount.point.size() || path[mount.point.size()] == '/');
+}
+
+}  // namespace
+
+MountTable ParseMountTable(std::string_view text) {
+  MountTable table;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    if (auto mount = ParseLine(text.substr(0, end))) table.push_back(*std::move(mount));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return table;
+}
+
+bool IsRemoteOrImage(const Mount& mount) {
+  return Has(kRemoteTypes, mount.type) || Has(kImageTypes, mount.type) || NamesAnotherMachine(mount.source) ||
+         mount.source.starts_with("/dev/loop");
+}
+
+bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::string_view folder) {
+  const Mount* mount = MountOf(table, path);
+  return mount != nullptr && IsRemoteOrImage(*mount) && mount != MountOf(table, folder);
+}
+
+const Mount* MountOf(const MountTable& table, std::string_view path) {
+  const Mount* best = nullptr;
+  for (const Mount& mount : table) {
+    if (Holds(mount, path) && (best == nullptr || mount.point.size() >= best->point.size())) best = &mount;
+  }
+  return best;
+}

@@ -1,0 +1,31 @@
+// The mounts of this process, as /proc/self/mountinfo lists them.
+#ifndef PLATFORM_LINUX_INDEX_MOUNT_TABLE_H_
+#define PLATFORM_LINUX_INDEX_MOUNT_TABLE_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct Mount {
+  std::string point;
+  std::string type;
+  std::string source;
+};
+
+// In the order of the list: of two at one place the later hides the earlier.
+using MountTable = std::vector<Mount>;
+
+// Lines that cannot be understood are left out.
+MountTable ParseMountTable(std::string_view text);
+
+// A file system of another machine, or one that lies in an image file or on a disc.
+bool IsRemoteOrImage(const Mount& mount);
+
+// Whether PATH lies on a remote or image mount that does not hold FOLDER too; both are real paths. A folder
+// that lies on such a mount as a whole is somebody's choice.
+bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::string_view folder);
+
+// The mount that holds the real path PATH; null when the table has none.
+const Mount* MountOf(const MountTable& table, std::string_view path);
+
+#endif  // PLATFORM_LINUX_INDEX_MOUNT_TABLE_H_

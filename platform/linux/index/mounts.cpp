@@ -1,0 +1,120 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "core/descriptor.h"
+#include "core/error.h"
+#include "index/mount_table.h"
+#include "index/personal_folder.h"
+#include "platform/index.h"
+#include "share/share_folder.h"
+
+namespace {
+
+// The mount table, read again whenever the kernel says that it has changed.
+class MountWatch {
+ public:
+  std::shared_ptr<const MountTable> Table() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!IsOpenHere()) Open();
+    if (table_ == nullptr || HasChanged()) table_ = Read();
+    return table_;
+  }
+
+ private:
+  // A child process shares the open file, and of two that ask only one would be told.
+  bool IsOpenHere() const { return list_ && owner_ == getpid(); }
+
+  void Open() {
+    list_ = Descriptor(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+    owner_ = getpid();
+    table_ = nullptr;
+  }
+
+  bool HasChanged() const {
+    pollfd question{list_.get(), POLLPRI, 0};
+    return poll(&question, 1, 0) != 0 && (question.revents & (POLLPRI | POLLERR)) != 0;
+  }
+
+  std::shared_ptr<const MountTable> Read() const {
+    std::string text;
+    std::array<char, 4096> block{};
+    lseek(list_.get(), 0, SEEK_SET);
+    for (;;) {
+      const ssize_t got = read(list_.get(), block.data(), block.size());
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) break;
+      text.append(block.data(), static_cast<std::size_t>(got));
+    }
+    return std::make_shared<const MountTable>(ParseMountTable(text));
+  }
+
+  std::mutex mutex_;
+  Descriptor list_;
+  pid_t owner_ = -1;
+  std::shared_ptr<const MountTable> table_;
+};
+
+bool LiesIn(const std::string& path, const std::string& folder) {
+  return strncasecmp(path.c_str(), folder.c_str(), folder.size()) == 0 &&
+         (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+// The photo folder that PATH belongs to; empty when there is none.
+std::string PhotoFolderOf(const std::string& path) {
+  if (const auto personal = PersonalFolderOf(path)) return personal->folder;
+  const std::string shared = ShareFolder("photo");
+  return LiesIn(path, shared) ? shared : "";
+}
+
+struct Existing {
+  std::string path;
+  dev_t device;
+};
+
+// PATH or, when it is gone, the nearest folder around it that is there.
+std::optional<Existing> NearestExisting(std::string path) {
+  while (!path.empty()) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0) return Existing{path, status.st_dev};
+    path.erase(std::min(path.rfind('/'), path.size()));
+  }
+  return std::nullopt;
+}
+
+std::string RealPath(const std::string& path) {
+  const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
+  return real != nullptr ? real.get() : path;
+}
+
+std::shared_ptr<const MountTable> CurrentMounts() {
+  static MountWatch watch;
+  return watch.Table();
+}
+
+bool IsForeign(const std::string& path) {
+  const std::string folder = PhotoFolderOf(path);
+  if (folder.empty()) return false;
+  const auto existing = NearestExisting(path);
+  struct stat status {};
+  if (!existing.has_value() || stat(folder.c_str(), &status) != 0) return false;
+  // As a rule all of a library lies on one device, and that is all there is to know.
+  return existing->device != status.st_dev &&
+         LiesOnForeignMount(*CurrentMounts(), RealPath(existing->path), RealPath(folder));
+}
+
+}  // namespace
+
+bool IndexIsPathRemoteOrImageMount(const char* path) {
+  return Contained(false, [&] { return path != nullptr && IsForeign(path); });
+}

@@ -1,0 +1,175 @@
+// Whose photo folder a path lies in.
+//
+// The keys of the database are what follows the personal folder's name in a path, so a path is a person's
+// only when it begins with exactly the name that KAVOIndexPersonalPhotoPathGet gives: no link in the path is
+// resolved and no slash dropped.
+#include <errno.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "core/error.h"
+#include "core/key_value.h"
+#include "core/out_text.h"
+#include "core/rooted_path.h"
+#include "index/personal_folder.h"
+#include "platform/files.h"
+#include "platform/index.h"
+#include "platform/share.h"
+#include "share/share_folder.h"
+
+namespace {
+
+constexpr const char* kListFile = "/etc/kavo/personal.conf";
+constexpr std::string_view kPackageKind = "photo";
+constexpr std::string_view kHomes = "homes";
+constexpr std::string_view kPhotoFolder = "photo";
+
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+using TextMap = std::unordered_map<std::string, std::string, TextHash, std::equal_to<>>;
+
+// The folders that are listed one by one, in both directions.
+struct FolderList {
+  TextMap folder_of;  // user -> folder
+  TextMap user_of;    // folder -> user
+};
+
+// Duplicate slashes and those at the end dropped; empty for what is no absolute path, or "/".
+std::string TidyFolder(const std::string& folder) {
+  if (!folder.starts_with('/')) return "";
+  std::string tidy;
+  for (const char letter : folder) {
+    if (letter != '/' || !tidy.ends_with('/')) tidy += letter;
+  }
+  if (tidy.ends_with('/')) tidy.pop_back();
+  return tidy;
+}
+
+FolderList ListOf(const KeyValues& pairs) {
+  FolderList list;
+  for (const auto& [user, folder] : pairs.pairs()) {
+    const std::string tidy = TidyFolder(folder);
+    if (!tidy.empty() && IsPlainName(user)) list.folder_of.insert_or_assign(user, tidy);
+  }
+  for (const auto& [user, folder] : pairs.pairs()) {
+    const auto listed = list.folder_of.find(user);
+    if (listed != list.folder_of.end()) list.user_of.emplace(listed->second, user);
+  }
+  return list;
+}
+
+// The list as the file has it now; made anew only when the file has changed.
+std::shared_ptr<const FolderList> CurrentList() {
+  static std::mutex mutex;
+  static std::shared_ptr<const KeyValues> source;
+  static std::shared_ptr<const FolderList> list = std::make_shared<const FolderList>();
+  const auto pairs = ReadKeyValues(RootedPath(kListFile));
+
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (pairs != source) {
+    list = std::make_shared<const FolderList>(pairs != nullptr ? ListOf(*pairs) : FolderList());
+    source = pairs;
+  }
+  return list;
+}
+
+// The folder of a user who is not listed, empty when there is none.
+std::string HomeFolderOf(std::string_view homes, std::string_view user) {
+  if (!IsPlainName(user)) return "";
+  std::string folder(homes);
+  folder.append("/").append(user).append("/").append(kPhotoFolder);
+  return RLIBCFileCheckDir(folder.c_str()) == 1 ? folder : "";
+}
+
+std::string FolderOfUser(const std::string& user) {
+  const auto list = CurrentList();
+  const auto listed = list->folder_of.find(user);
+  return listed != list->folder_of.end() ? listed->second : HomeFolderOf(ShareFolder(kHomes), user);
+}
+
+// The photo folder in the homes that PATH is or lies in, with its user.
+std::optional<PersonalFolder> HomeFolderAround(const FolderList& list, std::string_view path) {
+  const std::string homes = ShareFolder(kHomes);
+  if (!path.starts_with(homes + "/")) return std::nullopt;
+  std::string_view rest = path.substr(homes.size() + 1);
+  const std::string_view user = rest.substr(0, rest.find('/'));
+  rest.remove_prefix(std::min(user.size() + 1, rest.size()));
+  if (rest.substr(0, rest.find('/')) != kPhotoFolder || list.folder_of.contains(user)) return std::nullopt;
+  std::string folder = HomeFolderOf(homes, user);
+  if (folder.empty()) return std::nullopt;
+  return PersonalFolder{std::string(user), std::move(folder)};
+}
+
+// The innermost listed folder that PATH is or lies in.
+std::optional<PersonalFolder> ListedFolderAround(const FolderList& list, std::string_view path) {
+  while (!path.empty() && !list.user_of.empty()) {
+    const auto found = list.user_of.find(path);
+    if (found != list.user_of.end()) return PersonalFolder{found->second, found->first};
+    path = path.substr(0, std::min(path.rfind('/'), path.size()));
+  }
+  return std::nullopt;
+}
+
+int GetDefaultRight(const char* user, int* is_public) {
+  char file[4096];
+  if (KAVOUserPreferenceDirGet(user, file, sizeof(file)) != 0) return -1;
+  const auto settings = ReadKeyValues(std::string(file) + "/kavoinfo.conf");
+  const std::string* value = settings != nullptr ? settings->Find("albumdefpublic") : nullptr;
+  if (value == nullptr) {
+    RECORD_ERROR(ENOENT);
+    return -1;
+  }
+  *is_public = strcasecmp(value->c_str(), "yes") == 0 ? 1 : 0;
+  return 0;
+}
+
+}  // namespace
+
+std::optional<PersonalFolder> PersonalFolderOf(std::string_view path) {
+  const auto list = CurrentList();
+  auto listed = ListedFolderAround(*list, path);
+  auto home = HomeFolderAround(*list, path);
+  const bool home_is_inner = home && (!listed || home->folder.size() > listed->folder.size());
+  return home_is_inner ? home : listed;
+}
+
+int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* user, int size) {
+  return Contained(0, [&] {
+    if (path == nullptr || kind == nullptr || kind != kPackageKind) return 0;
+    const auto found = PersonalFolderOf(path);
+    if (!found.has_value()) return 0;
+    if (user != nullptr && size > 0) PutCut(found->user, user, size);
+    return 1;
+  });
+}
+
+int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size) {
+  return Contained(-1, [&] {
+    const std::string folder = user != nullptr ? FolderOfUser(user) : "";
+    if (folder.empty()) {
+      RECORD_ERROR(ENOENT);
+      return -1;
+    }
+    if (PutWhole(folder, out, size) >= 0) return 0;
+    RECORD_ERROR(ENAMETOOLONG);
+    return -1;
+  });
+}
+
+int KAVOIndexPersonalAlbumDefRightGet(const char* user, int* is_public) {
+  return Contained(-1, [&] {
+    if (is_public != nullptr) return GetDefaultRight(user, is_public);
+    RECORD_ERROR(EINVAL);
+    return -1;
+  });
+}

@@ -1,0 +1,195 @@
+#include "process/image_cache.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "platform/safe_image.h"
+#include "process/exiv2_scope.h"
+
+namespace {
+
+using Image = std::shared_ptr<const ParsedImage>;
+
+constexpr std::size_t kMostKept = 16;
+// Estimated bytes of one file's metadata. An ordinary photo has some 100 KB. A large one is kept for the
+// questions that follow the first, and let go before the next file is parsed; a larger one is not kept.
+constexpr std::size_t kLarge = std::size_t{4} << 20;
+constexpr std::size_t kLargestKept = std::size_t{64} << 20;
+constexpr std::size_t kDatumOverhead = 256;  // nodes, keys and value objects around the bytes of one value
+constexpr std::size_t kXmpExpansion = 4;     // parsed values against the bytes of their packet
+
+constexpr std::int64_t kNanoseconds = 1'000'000'000;
+constexpr std::int64_t kFineClock = 20'000'000;  // kernels stamp files by the timer tick, 10 ms at most
+constexpr std::int64_t kCoarseClock = 2 * kNanoseconds;  // file systems that store whole seconds, or two
+
+std::int64_t Nanoseconds(const timespec& time) {
+  return std::int64_t{time.tv_sec} * kNanoseconds + time.tv_nsec;
+}
+
+// What tells one state of a file from another.
+struct FileState {
+  dev_t device = 0;
+  ino_t inode = 0;
+  off_t size = 0;
+  std::int64_t modified = 0;
+  std::int64_t changed = 0;
+
+  bool operator==(const FileState&) const = default;
+};
+
+// Nothing unless PATH is a regular file.
+std::optional<FileState> StateOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return FileState{status.st_dev, status.st_ino, status.st_size, Nanoseconds(status.st_mtim),
+                   Nanoseconds(status.st_ctim)};
+}
+
+// A file written a moment ago may be written again within the same tick of its clock, and would look
+// unchanged.
+bool MayChangeUnseen(const FileState& state) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  const std::int64_t clock = state.changed % kNanoseconds == 0 ? kCoarseClock : kFineClock;
+  return state.changed > Nanoseconds(now) - clock;
+}
+
+template <typename Data>
+std::size_t ValueBytes(const Data& data) {
+  std::size_t bytes = 0;
+  for (const auto& datum : data) bytes += kDatumOverhead + static_cast<std::size_t>(datum.size());
+  return bytes;
+}
+
+struct Parse {
+  Image image;
+  std::size_t bytes = 0;   // estimated
+  bool repeatable = true;  // the same file would give the same again
+};
+
+// A relative name would be open to the library's own notions: "http:..." is fetched, "-" is standard input.
+std::string LocalName(const std::string& path) {
+  return path.starts_with('/') ? path : "./" + path;
+}
+
+void Read(const std::string& path, ParsedImage& parsed, std::size_t& bytes) {
+  const Exiv2::Image::AutoPtr image = OpenImageSafely(LocalName(path));
+  // The prefixes of foreign XMP namespaces are remembered for the whole process: an earlier file would name
+  // the keys of this one.
+  Exiv2::XmpParser::terminate();
+  image->readMetadata();
+  bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
+          image->xmpPacket().size() * kXmpExpansion;
+  parsed.exif = std::move(image->exifData());
+  parsed.iptc = std::move(image->iptcData());
+  parsed.xmp = std::move(image->xmpData());
+  parsed.type = image->imageType();
+  parsed.mime = image->mimeType();
+  parsed.width = image->pixelWidth();
+  parsed.height = image->pixelHeight();
+  parsed.comment = image->comment();
+  parsed.outcome = ParsedImage::Outcome::kParsed;
+}
+
+int CodeOf(const std::exception& error) {
+  const auto* said = dynamic_cast<const Exiv2::AnyError*>(&error);
+  return said != nullptr ? said->code() : 0;
+}
+
+Parse ParseFile(const std::string& path) {
+  const Exiv2Scope scope;
+  auto parsed = std::make_shared<ParsedImage>();
+  Parse parse;
+  try {
+    Read(path, *parsed, parse.bytes);
+  } catch (const std::bad_alloc&) {
+    throw;  // says nothing about the file
+  } catch (const std::exception& error) {
+    *parsed = ParsedImage{};
+    parsed->outcome = ParsedImage::Outcome::kFailed;
+    parsed->error = error.what();
+    parsed->unknown_type = CodeOf(error) == Exiv2::kerFileContainsUnknownImageType;
+    // The process may be out of descriptors for a moment.
+    parse.repeatable =
+        CodeOf(error) != Exiv2::kerDataSourceOpenFailed && CodeOf(error) != Exiv2::kerCallFailed;
+    parse.bytes = parsed->error.size();
+  }
+  parse.image = std::move(parsed);
+  return parse;
+}
+
+class Cache {
+ public:
+  Image Get(const std::string& path);
+  void SetCount(std::size_t count);
+
+ private:
+  struct Entry {
+    FileState state;
+    Image image;
+    bool large = false;
+  };
+
+  Image Find(const FileState& state);
+  void Keep(Entry entry);
+
+  std::mutex mutex_;
+  std::size_t count_ = kMostKept;
+  std::vector<Entry> entries_;  // the last used first
+};
+
+Image Cache::Get(const std::string& path) {
+  const std::lock_guard lock(mutex_);
+  const std::optional<FileState> before = StateOf(path);
+  if (!before) return std::make_shared<ParsedImage>();
+  if (Image kept = Find(*before)) return kept;
+  std::erase_if(entries_, [](const Entry& entry) { return entry.large; });
+  Parse parse = ParseFile(path);
+  const bool stable = parse.repeatable && !MayChangeUnseen(*before) && StateOf(path) == before;
+  if (stable && parse.bytes <= kLargestKept) Keep({*before, parse.image, parse.bytes > kLarge});
+  return parse.image;
+}
+
+void Cache::SetCount(std::size_t count) {
+  const std::lock_guard lock(mutex_);
+  count_ = std::min(count, kMostKept);
+  if (entries_.size() > count_) entries_.resize(count_);
+}
+
+Image Cache::Find(const FileState& state) {
+  const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& entry) { return entry.state == state; });
+  if (found == entries_.end()) return nullptr;
+  std::rotate(entries_.begin(), found, found + 1);
+  return entries_.front().image;
+}
+
+void Cache::Keep(Entry entry) {
+  if (count_ == 0) return;
+  if (entries_.size() == count_) entries_.pop_back();
+  entries_.insert(entries_.begin(), std::move(entry));
+}
+
+Cache& TheCache() {
+  static Cache cache;
+  return cache;
+}
+
+}  // namespace
+
+std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& path) {
+  return TheCache().Get(path);
+}
+
+void SetImageCacheCount(std::size_t count) {
+  TheCache().SetCount(count);
+}

@@ -1,0 +1,43 @@
+// The parsed metadata of the last image files, so that the questions asked about a photo cost one parse.
+#ifndef PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_
+#define PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_
+
+#include <cstddef>
+#include <exiv2/exiv2.hpp>
+#include <memory>
+#include <string>
+
+#include "platform/api.h"
+
+// What one file holds. Immutable once made.
+struct ParsedImage {
+  enum class Outcome {
+    kParsed,
+    kMissing,  // nothing at that path, or not a regular file
+    kFailed,   // not an image that is read, unreadable or corrupt: `error` says why, and nothing else is
+               // filled
+  };
+  Outcome outcome = Outcome::kMissing;
+  std::string error;
+  bool unknown_type = false;  // with kFailed: the content is of no type that is read
+
+  Exiv2::ExifData exif;
+  Exiv2::IptcData iptc;
+  Exiv2::XmpData xmp;
+  int type = 0;      // Exiv2::ImageType
+  std::string mime;  // "image/jpeg"
+  int width = 0;     // pixels as stored; 0 where the format does not tell
+  int height = 0;
+  std::string comment;
+};
+
+// The metadata of the file at PATH as it is now: kept ones are known by device, inode, size, modification and
+// change time. Failures are kept as well, so that a corrupt file is parsed once. Never null. Throws
+// std::bad_alloc only. Threads: may be called from any; parses one file at a time.
+KAVO_API std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& path);
+
+// How many files are kept: at most, and at first, 16; 0 keeps none. Files with unusually much metadata are
+// not kept.
+KAVO_API void SetImageCacheCount(std::size_t count);
+
+#endif  // PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_

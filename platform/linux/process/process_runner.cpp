@@ -1,0 +1,123 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <exception>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/process.h"
+#include "process/metadata_tool.h"
+#include "process/spawn.h"
+
+namespace {
+
+constexpr int kNotRun = -1;
+
+using Arguments = std::vector<std::string>;
+
+// Up to the first null.
+void Append(Arguments& arguments, std::initializer_list<const char*> more) {
+  for (const char* argument : more) {
+    if (argument == nullptr) return;
+    arguments.emplace_back(argument);
+  }
+}
+
+// The appliance's own programs lie in its tree, wherever that is; others, the shell above all, are where they
+// are.
+bool BelongsToAppliance(std::string_view program) {
+  constexpr std::array<std::string_view, 2> kFolders = {"/usr/kavo/", "/var/packages/"};
+  return program == "/usr/bin/php" ||
+         std::any_of(kFolders.begin(), kFolders.end(),
+                     [&](std::string_view folder) { return program.starts_with(folder); });
+}
+
+std::string RealPath(const std::string& program) {
+  char path[PATH_MAX];
+  const bool moved = BelongsToAppliance(program) && KAVOFixedPathGet(program.c_str(), path, sizeof path) >= 0;
+  return moved ? path : program;
+}
+
+// An executable of that name wins over the built-in one.
+std::optional<SpawnResult> Run(SpawnRequest request) {
+  const std::string path = RealPath(request.program);
+  if (access(path.c_str(), X_OK) == 0) {
+    request.program = path;
+    return RunProgram(request);
+  }
+  if (request.program == kMetadataToolProgram) return AnswerMetadataQuestion(request.arguments);
+  return std::nullopt;
+}
+
+}  // namespace
+
+int RLIBCExec(const char* program, const char* argument1, const char* argument2, const char* argument3,
+              const char* argument4) try {
+  if (program == nullptr) return kNotRun;
+  SpawnRequest request{.program = program, .arguments = {program}, .keep_errors = true};
+  Append(request.arguments, {argument1, argument2, argument3, argument4});
+  const std::optional<SpawnResult> result = Run(std::move(request));
+  return result ? result->status : kNotRun;
+} catch (const std::exception&) {
+  return kNotRun;
+}
+
+namespace KAVOUtils {
+
+class ProcessRunner::Impl {
+ public:
+  std::string program;
+  Arguments arguments;
+  std::string output;
+  mutable std::string command;
+};
+
+ProcessRunner::ProcessRunner(const char* program, const char* a0, const char* a1, const char* a2,
+                             const char* a3, const char* a4, const char* a5, const char* a6, const char* a7,
+                             const char* a8, const char* a9)
+    : impl_(std::make_unique<Impl>()) {
+  if (program != nullptr) impl_->program = program;
+  Append(impl_->arguments, {a0, a1, a2, a3, a4, a5, a6, a7, a8, a9});
+}
+
+ProcessRunner::~ProcessRunner() = default;
+
+void ProcessRunner::addArguments(const char* a0, const char* a1, const char* a2, const char* a3,
+                                 const char* a4) {
+  Append(impl_->arguments, {a0, a1, a2, a3, a4});
+}
+
+int ProcessRunner::run(bool wait, bool capture) try {
+  impl_->output.clear();
+  if (!wait) return kNotRun;
+  std::optional<SpawnResult> result =
+      Run({.program = impl_->program, .arguments = impl_->arguments, .capture = capture});
+  if (!result) return kNotRun;
+  if (capture) impl_->output = std::move(result->output);
+  return result->status;
+} catch (const std::exception&) {
+  return kNotRun;
+}
+
+const char* ProcessRunner::getCapturedOutput() const {
+  return impl_->output.c_str();
+}
+
+const char* ProcessRunner::toString() const {
+  impl_->command.clear();
+  for (const std::string& argument : impl_->arguments) {
+    if (!impl_->command.empty()) impl_->command += ' ';
+    impl_->command += argument;
+  }
+  return impl_->command.c_str();
+}
+
+}  // namespace KAVOUtils

@@ -1,0 +1,54 @@
+# Sourced by the other scripts: what the project needs from the distribution, and how it gets there.
+
+build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev
+  libavformat-dev libcli11-dev"
+run_packages="sqlite3"
+test_packages="libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg"
+lint_packages="clang-format clang-tidy"
+
+fail() {
+  echo "lumivault: $*" >&2
+  exit 1
+}
+
+# ensure_packages NAME...: installs those that are missing, where that is possible.
+ensure_packages() {
+  command -v dpkg-query >/dev/null || return 0
+  missing=""
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed' || missing="$missing $package"
+  done
+  [ -n "$missing" ] || return 0
+  as_root=""
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null && sudo -n true 2>/dev/null ||
+      fail "these packages are missing and only root can install them: apt-get install$missing"
+    as_root="sudo -n"
+  fi
+  echo "lumivault: installing$missing" >&2
+  log=$(mktemp)
+  # shellcheck disable=SC2086
+  if ! { $as_root apt-get update && DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y --no-install-recommends $missing; } \
+    >"$log" 2>&1; then
+    tail -n 20 "$log" >&2
+    rm -f "$log"
+    fail "these packages could not be installed:$missing"
+  fi
+  rm -f "$log"
+}
+
+# build_preset PRESET TARGET...: configures and builds below build/PRESET; shows the output only when that fails.
+build_preset() {
+  preset=$1
+  shift
+  mkdir -p "$project/build/$preset" || fail "cannot write below $project/build"
+  log="$project/build/$preset/build.log"
+  export CCACHE_DIR="${CCACHE_DIR:-$project/build/ccache}"
+  (
+    cd "$project" &&
+      cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}
+  ) >"$log" 2>&1 || {
+    tail -n 60 "$log" >&2
+    fail "the build failed; the whole output is in $log"
+  }
+}

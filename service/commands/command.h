@@ -1,0 +1,33 @@
+// The sub-commands. Each adds its options to its part of the command line and gives the function that runs
+// it; that function returns the exit status.
+#ifndef SERVICE_COMMANDS_COMMAND_H_
+#define SERVICE_COMMANDS_COMMAND_H_
+
+#include <functional>
+#include <string>
+
+#include "exit_status.h"
+#include "outcome.h"
+
+namespace CLI {
+class App;
+}
+
+using Runner = std::function<int()>;
+
+Runner DefineIndex(CLI::App& app);
+Runner DefineShow(CLI::App& app);
+Runner DefineList(CLI::App& app);
+Runner DefineWorker(CLI::App& app);
+
+// The option --root, which every command for people has.
+void AddRootOption(CLI::App& app, std::string& root);
+
+// Prints the one line about FAILURE; its exit status.
+int ReportFailure(const Failure& failure);
+// Prints TEXT on standard output; STATUS, or kFatal when it could not be written.
+int PrintResult(const std::string& text, ExitStatus status);
+// A file or folder that no library knows.
+Failure NotIndexed(const std::string& path, const std::string& why);
+
+#endif  // SERVICE_COMMANDS_COMMAND_H_

@@ -1,0 +1,89 @@
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string_view>
+
+#include "commands/command.h"
+#include "display.h"
+#include "library.h"
+#include "media_record.h"
+#include "state_root.h"
+#include "typed_value.h"
+
+namespace {
+
+struct Options {
+  std::string folder;
+  std::string root;
+  bool json = false;
+};
+
+// A folder that is gone still has its rows under the path it had.
+std::string FolderPath(const std::string& folder) {
+  const std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
+  return real ? real.get() : KeyPath(folder);
+}
+
+Outcome<std::vector<ListedEntry>> Find(const Options& options) {
+  const auto root = StateRoot::Locate(options.root);
+  if (!root) return root.failure();
+  const std::string path = FolderPath(options.folder);
+  const auto library = FindLibrary(path);
+  if (!library) return NotIndexed(path, "lies in no library");
+  DatabaseReader database(library->database());
+  if (!database) return NotIndexed(path, "the library has no database");
+  const std::size_t root_length = library->folder.size();
+  auto entries = ListFolder(database, path.size() > root_length ? path.substr(root_length + 1) : "");
+  if (!entries) return entries.failure();
+  if (!*entries) return NotIndexed(path, "no indexed folder");
+  return std::move(**entries);
+}
+
+Json::Value ListJson(const std::vector<ListedEntry>& entries) {
+  Json::Value list(Json::arrayValue);
+  for (const ListedEntry& entry : entries) {
+    Json::Value& json = list.append(Json::Value(Json::objectValue));
+    json["kind"] = entry.kind;
+    SetBytes(json, "name", entry.name);
+    if (entry.kind == std::string_view("album")) continue;
+    json["taken"] = ValidUtf8(entry.taken);
+    json["size"] = TypedValue(entry.size, true);
+    json["width"] = TypedValue(entry.width, true);
+    json["height"] = TypedValue(entry.height, true);
+  }
+  return list;
+}
+
+// kind, taken, size, dimensions and name, separated by tabs.
+std::string ListText(const std::vector<ListedEntry>& entries, bool terminal) {
+  std::string text;
+  for (const ListedEntry& entry : entries) {
+    const bool measured = !entry.width.empty() && !entry.height.empty();
+    text.append(entry.kind).append("\t");
+    text.append(Shown(entry.taken, terminal)).append("\t");
+    text.append(entry.size).append("\t");
+    text.append(measured ? entry.width + "x" + entry.height : "").append("\t");
+    text.append(Shown(entry.name, terminal)).append("\n");
+  }
+  return text;
+}
+
+int List(const Options& options) {
+  const auto entries = Find(options);
+  if (!entries) return ReportFailure(entries.failure());
+  const std::string text =
+      options.json ? JsonLine(ListJson(*entries)) + "\n" : ListText(*entries, isatty(STDOUT_FILENO) != 0);
+  return PrintResult(text, ExitStatus::kDone);
+}
+
+}  // namespace
+
+Runner DefineList(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  app.add_option("folder", options->folder, "A library or a folder in one")->type_name("FOLDER")->required();
+  app.add_flag("--json", options->json, "One JSON array");
+  AddRootOption(app, options->root);
+  return [options] { return List(*options); };
+}

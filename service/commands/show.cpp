@@ -1,0 +1,113 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "commands/command.h"
+#include "display.h"
+#include "library.h"
+#include "media_record.h"
+#include "state_root.h"
+#include "typed_value.h"
+
+namespace {
+
+constexpr int kSchemaVersion = 1;
+
+struct Options {
+  std::string file;
+  std::string root;
+  bool json = false;
+};
+
+struct Found {
+  std::string path;
+  Library library;
+  MediaRecord record;
+};
+
+Outcome<Found> Find(const Options& options) {
+  const auto root = StateRoot::Locate(options.root);
+  if (!root) return root.failure();
+  const std::string path = KeyPath(options.file);
+  const auto library = FindLibrary(path);
+  if (!library) return NotIndexed(path, "lies in no library");
+  if (path.size() <= library->folder.size()) return NotIndexed(path, "not a file");
+  DatabaseReader database(library->database());
+  if (!database) return NotIndexed(path, "the library has no database");
+  auto record = ReadRecord(database, path.substr(library->folder.size() + 1));
+  if (!record) return record.failure();
+  if (!*record) return NotIndexed(path, "not indexed");
+  return Found{path, *library, std::move(**record)};
+}
+
+Json::Value LabelsJson(const std::vector<Label>& labels) {
+  Json::Value list(Json::arrayValue);
+  for (const Label& label : labels) {
+    Json::Value& entry = list.append(Json::Value(Json::objectValue));
+    entry["id"] = TypedValue(label.id, true);
+    SetBytes(entry, "name", label.name);
+    SetBytes(entry, "info", label.info);
+    entry["confirmed"] = label.confirmed;
+  }
+  return list;
+}
+
+Json::Value FoundJson(const Found& found) {
+  const MediaRecord& record = found.record;
+  Json::Value json(Json::objectValue);
+  json["schema_version"] = kSchemaVersion;
+  SetBytes(json, "path", found.path);
+  SetBytes(json, "library", found.library.folder);
+  json["kind"] = record.kind;
+  json["row"] = Json::Value(Json::objectValue);
+  for (const auto& [column, value] : record.row) json["row"][column.name] = TypedValue(value, column.number);
+  json["album"] = Json::Value();
+  if (record.album) {
+    SetBytes(json["album"], "name", *record.album);
+    json["album"]["id"] = TypedValue(record.album_id, true);
+    json["album"]["public"] = record.album_public;
+  }
+  json["labels"] = LabelsJson(record.labels);
+  json["people"] = LabelsJson(record.people);
+  return json;
+}
+
+std::string Names(const std::vector<Label>& labels, bool terminal) {
+  std::string names;
+  for (const Label& label : labels) names += (names.empty() ? "" : ", ") + Shown(label.name, terminal);
+  return names;
+}
+
+std::string FoundText(const Found& found, bool terminal) {
+  const MediaRecord& record = found.record;
+  std::string text;
+  const auto line = [&](const std::string& name, const std::string& value) {
+    if (!value.empty()) text += name + ": " + value + "\n";
+  };
+  line("file", Shown(found.path, terminal));
+  line("kind", record.kind);
+  for (const auto& [column, value] : record.row) line(column.name, Shown(value.value_or(""), terminal));
+  line("album name", Shown(record.album.value_or(""), terminal));
+  line("labels", Names(record.labels, terminal));
+  line("people", Names(record.people, terminal));
+  return text;
+}
+
+int Show(const Options& options) {
+  const auto found = Find(options);
+  if (!found) return ReportFailure(found.failure());
+  const std::string text =
+      options.json ? JsonLine(FoundJson(*found)) + "\n" : FoundText(*found, isatty(STDOUT_FILENO) != 0);
+  return PrintResult(text, ExitStatus::kDone);
+}
+
+}  // namespace
+
+Runner DefineShow(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  app.add_option("file", options->file, "A photo or video of a library")->type_name("FILE")->required();
+  app.add_flag("--json", options->json, "One JSON object");
+  AddRootOption(app, options->root);
+  return [options] { return Show(*options); };
+}

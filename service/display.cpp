@@ -1,0 +1,166 @@
+#include "display.h"
+
+#include <json/writer.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace {
+
+constexpr unsigned kSpace = 0x20;
+constexpr unsigned kDelete = 0x7F;
+constexpr unsigned kFirstContinuation = 0x80;
+constexpr unsigned kPastContinuation = 0xC0;
+constexpr unsigned kSixBits = 0x3F;
+constexpr unsigned kBitsEach = 6;  // of a continuation byte, and of a digit of base 64
+constexpr unsigned kByteBits = 8;
+constexpr unsigned kHexBits = 4;
+constexpr unsigned kLowHex = 0xF;
+constexpr std::uint32_t kFirstC1 = 0x80;
+constexpr std::uint32_t kLastC1 = 0x9F;
+constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
+constexpr std::uint32_t kFirstSurrogate = 0xD800;
+constexpr std::uint32_t kLastSurrogate = 0xDFFF;
+constexpr const char* kReplacement = "\xEF\xBF\xBD";
+constexpr const char* kHexDigits = "0123456789abcdef";
+constexpr int kDecimalDigits = 15;  // what a double holds whatever the value, so that 0.1 prints as 0.1
+
+unsigned Byte(std::string_view text, std::size_t index) {
+  return static_cast<unsigned char>(text[index]);
+}
+bool IsContinuation(unsigned byte) {
+  return byte >= kFirstContinuation && byte < kPastContinuation;
+}
+
+// The shapes of a sequence: lead bytes [first, last], how many follow, and the smallest value that needs
+// them.
+struct Shape {
+  unsigned first, last;
+  std::size_t following;
+  std::uint32_t smallest;
+};
+constexpr std::array<Shape, 4> kShapes{
+    {{0x00, 0x7F, 0, 0}, {0xC0, 0xDF, 1, 0x80}, {0xE0, 0xEF, 2, 0x800}, {0xF0, 0xF7, 3, 0x10000}}};
+
+struct Character {
+  std::size_t length = 0;  // 0: the first byte begins no well-formed character
+  std::uint32_t code = 0;
+};
+
+bool IsCodePoint(std::uint32_t code) {
+  return code <= kLastCodePoint && (code < kFirstSurrogate || code > kLastSurrogate);
+}
+
+// The first character of a text that is not empty.
+Character First(std::string_view text) {
+  for (const Shape& shape : kShapes) {
+    if (Byte(text, 0) < shape.first || Byte(text, 0) > shape.last) continue;
+    if (text.size() <= shape.following) return {};
+    std::uint32_t code = Byte(text, 0) - (shape.following == 0 ? 0 : shape.first);
+    for (std::size_t i = 1; i <= shape.following; ++i) {
+      if (!IsContinuation(Byte(text, i))) return {};
+      code = (code << kBitsEach) | (Byte(text, i) & kSixBits);
+    }
+    if (code < shape.smallest || !IsCodePoint(code)) return {};
+    return {shape.following + 1, code};
+  }
+  return {};
+}
+
+std::string Escaped(unsigned byte) {
+  switch (byte) {
+    case '\n':
+      return "\\n";
+    case '\t':
+      return "\\t";
+    case '\r':
+      return "\\r";
+    case '\\':
+      return "\\\\";
+    default:
+      return std::string("\\x") + kHexDigits[byte >> kHexBits] + kHexDigits[byte & kLowHex];
+  }
+}
+
+bool IsControl(std::uint32_t code) {
+  return code < kSpace || code == kDelete || (code >= kFirstC1 && code <= kLastC1);
+}
+
+// Three bytes give four digits; '=' stands for those that the last bytes do not fill.
+std::string Base64(std::string_view bytes) {
+  constexpr const char* kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  constexpr std::size_t kGroup = 3;
+  std::string out;
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(kGroup, bytes.size()))) {
+    unsigned bits = 0;
+    for (std::size_t i = 0; i < kGroup; ++i)
+      bits = (bits << kByteBits) | (i < bytes.size() ? Byte(bytes, i) : 0);
+    for (std::size_t i = 0; i <= kGroup; ++i) {
+      out += i <= bytes.size() ? kDigits[(bits >> ((kGroup - i) * kBitsEach)) & kSixBits] : '=';
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string Visible(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const Character character = First(text);
+    const std::size_t length = character.length == 0 ? 1 : character.length;
+    if (character.length == 0 || IsControl(character.code) || character.code == '\\') {
+      for (std::size_t i = 0; i < length; ++i) out += Escaped(Byte(text, i));
+    } else {
+      out += text.substr(0, length);
+    }
+    text.remove_prefix(length);
+  }
+  return out;
+}
+
+std::string Shown(std::string_view text, bool terminal) {
+  return terminal ? Visible(text) : std::string(text);
+}
+
+std::string Fitted(std::string_view text, std::size_t width) {
+  constexpr std::string_view kEllipsis = "...";
+  std::size_t characters = 0;
+  std::size_t cut = 0;  // where the text ends when the ellipsis follows
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (IsContinuation(Byte(text, i))) continue;
+    if (characters + kEllipsis.size() == width) cut = i;
+    if (characters == width) return std::string(text.substr(0, cut)).append(kEllipsis);
+    ++characters;
+  }
+  return std::string(text);
+}
+
+std::string ValidUtf8(std::string_view text) {
+  std::string out;
+  while (!text.empty()) {
+    const std::size_t length = First(text).length;
+    if (length == 0) {
+      out += kReplacement;
+    } else {
+      out += text.substr(0, length);
+    }
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  return out;
+}
+
+void SetBytes(Json::Value& object, const char* key, std::string_view text) {
+  const std::string valid = ValidUtf8(text);
+  object[key] = valid;
+  if (valid != text) object[std::string(key) + "_base64"] = Base64(text);
+}
+
+std::string JsonLine(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  builder["precision"] = kDecimalDigits;
+  return Json::writeString(builder, value);
+}

@@ -1,0 +1,26 @@
+// Names and texts on their way to people and to JSON. A file name is any bytes but '/' and NUL.
+#ifndef SERVICE_DISPLAY_H_
+#define SERVICE_DISPLAY_H_
+
+#include <json/value.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+// TEXT with control characters, backslashes and bytes that are not UTF-8 written as \n, \t, \\ and \xHH, so
+// that a name can neither steer a terminal nor look like a second line.
+std::string Visible(std::string_view text);
+// Visible(TEXT) for a terminal, else TEXT itself, which another program can use.
+std::string Shown(std::string_view text, bool terminal);
+// At most WIDTH characters of UTF-8 TEXT; one that was cut ends in "...".
+std::string Fitted(std::string_view text, std::size_t width);
+
+// TEXT with every byte that is not UTF-8 replaced by U+FFFD.
+std::string ValidUtf8(std::string_view text);
+// Sets OBJECT[KEY] to TEXT; where TEXT is not UTF-8 its bytes are in OBJECT[KEY_base64] besides.
+void SetBytes(Json::Value& object, const char* key, std::string_view text);
+// VALUE on one line, valid UTF-8, without a line end.
+std::string JsonLine(const Json::Value& value);
+
+#endif  // SERVICE_DISPLAY_H_

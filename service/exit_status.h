@@ -1,0 +1,18 @@
+#ifndef SERVICE_EXIT_STATUS_H_
+#define SERVICE_EXIT_STATUS_H_
+
+// How the program ends; scripts rely on the numbers. A run that a signal stopped, with everything so far
+// kept, ends with 128 plus the signal's number (130 for Ctrl-C, 143 for SIGTERM).
+enum class ExitStatus : int {
+  kDone = 0,
+  kFatal = 1,
+  kUsage = 2,
+  kSomeFailed = 3,     // done, but some files or folders failed
+  kConfiguration = 4,  // the state folder, the plug-in or a tool is missing or not usable
+  kDatabase = 5,       // the database cannot be reached
+  kLibraryBusy = 6,    // another run holds the library
+};
+
+inline constexpr int kSignalExitBase = 128;
+
+#endif  // SERVICE_EXIT_STATUS_H_

@@ -1,0 +1,17 @@
+// Where the parts that belong to this program are: beside it in the build tree, or in the usual places of an
+// installation.
+#ifndef SERVICE_INSTALLATION_H_
+#define SERVICE_INSTALLATION_H_
+
+#include <string>
+
+#include "outcome.h"
+
+// This program's own file.
+std::string ProgramPath();
+// The plug-in: what LUMIVAULT_PLUGIN names, else the one that belongs to this program.
+Outcome<std::string> PluginPath();
+// The schema of personal databases.
+Outcome<std::string> SchemaPath();
+
+#endif  // SERVICE_INSTALLATION_H_

@@ -1,0 +1,148 @@
+#include "library.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+
+#include "atomic_file.h"
+#include "base/limits.h"
+#include "display.h"
+#include "error_text.h"
+#include "platform/files.h"
+#include "platform/index.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
+constexpr mode_t kPrivateFile = 0600;
+// The plug-in keeps the database's path, and the command that makes it, in buffers of about this size.
+constexpr std::size_t kLongestFolder = 2000;
+constexpr std::size_t kLongestBaseName = 32;
+// FNV-1a, 64 bits.
+constexpr std::uint64_t kHashStart = 0xcbf29ce484222325U;
+constexpr std::uint64_t kHashFactor = 0x100000001b3U;
+
+Failure Refused(const std::string& folder, const std::string& why) {
+  return {ExitStatus::kUsage, Visible(folder) + ": " + why};
+}
+
+// The folder's base name in characters that are safe in files and settings, and a hash of its path.
+std::string UserOf(const std::string& folder) {
+  std::string name = fs::path(folder).filename().string().substr(0, kLongestBaseName);
+  for (char& c : name) {
+    const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+    if (!safe) c = '_';
+  }
+  std::uint64_t hash = kHashStart;
+  for (const char c : folder) hash = (hash ^ static_cast<unsigned char>(c)) * kHashFactor;
+  std::ostringstream user;
+  user << (name.empty() ? "root" : name) << '-' << std::hex << hash;
+  return user.str();
+}
+
+Outcome<std::string> RealFolder(const std::string& folder) {
+  const std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
+  if (!real) return Refused(folder, ErrorText(errno));
+  const std::string path = real.get();
+  if (RLIBCFileCheckDir(path.c_str()) != 1) return Refused(folder, "not a folder");
+  if (path == "/") return Refused(folder, "the root of the file system cannot be a library");
+  if (path.find_first_of("\n\r") != std::string::npos)
+    return Refused(folder, "a library's path cannot hold a line end");
+  if (path.size() > kLongestFolder) return Refused(folder, "the path is too long for a library");
+  return path;
+}
+
+bool LiesBelow(const std::string& path, const std::string& folder) {
+  return path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+         path[folder.size()] == '/';
+}
+
+// The lines of personal.conf with the library's own in it; the others as they stand.
+std::string WithLibrary(const std::string& content, const Library& library) {
+  const std::string own = KeyValueLine(library.user, library.folder);
+  const std::string key = library.user + "=";
+  std::string result;
+  std::istringstream lines(content);
+  for (std::string line; std::getline(lines, line);) {
+    if (line + "\n" == own) return content;
+    if (line.compare(0, key.size(), key) != 0) result += line + "\n";
+  }
+  return result + own;
+}
+
+// Another library that FOLDER overlaps. Only one that is still there counts: people move their libraries.
+std::optional<std::string> Overlapping(const std::string& personal_file, const std::string& folder) {
+  std::istringstream lines(ReadWholeFile(personal_file).value_or(""));
+  for (std::string line; std::getline(lines, line);) {
+    const std::string user = line.substr(0, line.find('='));
+    std::array<char, kPathSize> other{};
+    if (RLIBCFileGetKeyValue(personal_file.c_str(), user.c_str(), other.data(), kPathSize, 0) < 0) continue;
+    const bool overlaps = LiesBelow(folder, other.data()) || LiesBelow(other.data(), folder);
+    if (overlaps && RLIBCFileCheckDir(other.data()) == 1) return other.data();
+  }
+  return std::nullopt;
+}
+
+Outcome<Done> Register(const StateRoot& root, const Library& library) {
+  auto lock = root.Lock();
+  if (!lock) return lock.failure();
+  const std::string personal_file = root.Place(kPersonalFolders);
+  if (const auto other = Overlapping(personal_file, library.folder)) {
+    return Refused(library.folder, "lies in or around the library " + Visible(*other));
+  }
+  const std::string preference = "/usr/kavo/etc/preference/" + library.user;
+  if (auto made = root.MakeFolder(preference); !made) return made;
+  if (auto made = root.MakeFolder("/libraries/" + library.user); !made) return made;
+  const std::string switched_on = KeyValueLine("runpersonallumivault", "yes");
+  if (auto written = WriteWholeFile(root.Place(preference + "/kavoinfo.conf"), switched_on); !written)
+    return written;
+  const std::string content = ReadWholeFile(personal_file).value_or("");
+  return WriteWholeFile(personal_file, WithLibrary(content, library));
+}
+
+}  // namespace
+
+Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder) {
+  const auto real = RealFolder(folder);
+  if (!real) return real.failure();
+  Library library{*real, UserOf(*real)};
+  if (auto registered = Register(root, library); !registered) return registered.failure();
+  return library;
+}
+
+std::optional<Library> FindLibrary(const std::string& path) {
+  std::array<char, kUserNameSize> user{};
+  if (KAVOIndexIsPersonalPackagePath(path.c_str(), "photo", user.data(), kUserNameSize) == 0)
+    return std::nullopt;
+  std::array<char, kPathSize> folder{};
+  if (KAVOIndexPersonalPhotoPathGet(user.data(), folder.data(), kPathSize) < 0) return std::nullopt;
+  return Library{folder.data(), user.data()};
+}
+
+Outcome<FileDescriptor> LockLibrary(const StateRoot& root, const Library& library) {
+  const std::string file = root.Place("/libraries/" + library.user + "/lock");
+  FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
+  if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  if (errno != EWOULDBLOCK) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  return Failure{ExitStatus::kLibraryBusy, Visible(library.folder) + ": another run holds the library"};
+}
+
+std::string KeyPath(const std::string& path) {
+  std::error_code error;
+  fs::path absolute = fs::absolute(path, error).lexically_normal();
+  if (!absolute.has_filename()) absolute = absolute.parent_path();
+  const fs::path parent = fs::weakly_canonical(absolute.parent_path(), error);
+  return error ? absolute.string() : (parent / absolute.filename()).string();
+}

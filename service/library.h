@@ -1,0 +1,34 @@
+// A library: one folder of photos and videos with the database inside it. To the plug-in it is the personal
+// photo folder of a user whose name stands for the folder.
+#ifndef SERVICE_LIBRARY_H_
+#define SERVICE_LIBRARY_H_
+
+#include <optional>
+#include <string>
+
+#include "file_descriptor.h"
+#include "outcome.h"
+#include "state_root.h"
+
+inline constexpr const char* kDatabaseName = ".KAVOHGADB";
+
+struct Library {
+  std::string folder;  // real absolute path
+  std::string user;
+  std::string database() const { return folder + "/" + kDatabaseName; }
+};
+
+// Makes FOLDER a library (again). Fails when it is no folder, or lies in or around another library.
+Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder);
+
+// The library that PATH lies in (or is); nothing when it lies in none. PATH is absolute.
+std::optional<Library> FindLibrary(const std::string& path);
+
+// Keeps other runs off the library until the descriptor closes.
+Outcome<FileDescriptor> LockLibrary(const StateRoot& root, const Library& library);
+
+// The absolute path of PATH as libraries know it: links on the way to it are resolved, PATH itself is taken
+// as it is and need not exist.
+std::string KeyPath(const std::string& path);
+
+#endif  // SERVICE_LIBRARY_H_

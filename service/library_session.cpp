@@ -1,0 +1,56 @@
+#include "library_session.h"
+
+#include <array>
+
+#include "atomic_file.h"
+#include "base/fixed_path.h"
+#include "base/limits.h"
+#include "database_reader.h"
+#include "display.h"
+#include "library.h"
+#include "platform/connection_lending.h"
+#include "platform/files.h"
+
+namespace {
+
+Failure Unreachable(const std::string& database, const std::string& why) {
+  return {ExitStatus::kDatabase, Visible(database) + ": " + why};
+}
+
+std::string InstalledSchema() {
+  std::array<char, kPathSize> path{};
+  KAVOFixedPathGet(kPersonalSchema, path.data(), kPathSize);
+  return path.data();
+}
+
+// A first use that was cut short leaves a database without its tables. The schema script is safe to run
+// again.
+Outcome<Done> CompleteSchema(const std::string& database) {
+  DatabaseReader reader(database);
+  if (!reader) return Unreachable(database, "cannot be opened");
+  if (reader.HasSchema()) return Done{};
+  const auto schema = ReadWholeFile(InstalledSchema());
+  if (!schema) return Failure{ExitStatus::kConfiguration, "the schema of personal databases cannot be read"};
+  if (reader.Run(schema->c_str()) && reader.HasSchema()) return Done{};
+  return Unreachable(database, reader.error());
+}
+
+}  // namespace
+
+Outcome<LibrarySession> LibrarySession::Open(const Plugin& plugin, LogCapture& log,
+                                             const std::string& folder) {
+  const std::string database = Library{folder, ""}.database();
+  if (plugin.HGAStatusCheck(folder.c_str()) < 0) {
+    return Failure{ExitStatus::kConfiguration,
+                   Visible(folder) + ": not usable as a library: " + ReasonOf(log.Take())};
+  }
+  if (auto complete = CompleteSchema(database); !complete) return complete.failure();
+  if (KAVODBLend(database.c_str()) != 0) return Unreachable(database, KAVODBLentErrorGet());
+  return LibrarySession(plugin);
+}
+
+LibrarySession::~LibrarySession() {
+  if (plugin_ == nullptr) return;
+  KAVODBLendEnd();
+  plugin_->IndexDBClose();
+}

@@ -1,0 +1,25 @@
+#ifndef SERVICE_LIBRARY_SESSION_H_
+#define SERVICE_LIBRARY_SESSION_H_
+
+#include <string>
+
+#include "log_capture.h"
+#include "outcome.h"
+#include "plugin.h"
+
+// A library opened for work in this process: its database is there and complete, and the plug-in's short
+// operations on it share one lent connection until the object ends. PLUGIN outlives it.
+class LibrarySession {
+ public:
+  static Outcome<LibrarySession> Open(const Plugin& plugin, LogCapture& log, const std::string& folder);
+  ~LibrarySession();
+  LibrarySession(LibrarySession&& other) noexcept : plugin_(other.plugin_) { other.plugin_ = nullptr; }
+  LibrarySession& operator=(LibrarySession&&) = delete;
+
+ private:
+  explicit LibrarySession(const Plugin& plugin) : plugin_(&plugin) {}
+
+  const Plugin* plugin_;
+};
+
+#endif  // SERVICE_LIBRARY_SESSION_H_

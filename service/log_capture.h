@@ -1,0 +1,30 @@
+#ifndef SERVICE_LOG_CAPTURE_H_
+#define SERVICE_LOG_CAPTURE_H_
+
+#include <string>
+#include <vector>
+
+#include "file_descriptor.h"
+
+// What the plug-in writes to the system log, read back in the same process: syslog copies every message to
+// standard error, which is the writing end of a pipe.
+class LogCapture {
+ public:
+  // PIPE is the reading end; neither end waits (O_NONBLOCK). Messages go to the system log all the same.
+  explicit LogCapture(FileDescriptor pipe);
+
+  // The messages since the last call, without the source position in front.
+  std::vector<std::string> Take();
+
+ private:
+  FileDescriptor pipe_;
+};
+
+// Everything that has been written into PIPE, without waiting.
+std::string ReadPipe(int pipe);
+
+// Why a call failed, from the messages it left: the first one usually tells the cause, the last one what it
+// led to.
+std::string ReasonOf(const std::vector<std::string>& messages);
+
+#endif  // SERVICE_LOG_CAPTURE_H_

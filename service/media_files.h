@@ -1,0 +1,12 @@
+#ifndef SERVICE_MEDIA_FILES_H_
+#define SERVICE_MEDIA_FILES_H_
+
+#include <optional>
+#include <string>
+
+#include "work_item.h"
+
+// What the file at PATH is by its extension; nothing when it is neither photo nor video.
+std::optional<ItemKind> MediaKindOf(const std::string& path);
+
+#endif  // SERVICE_MEDIA_FILES_H_

@@ -1,0 +1,30 @@
+#ifndef SERVICE_PLUGIN_H_
+#define SERVICE_PLUGIN_H_
+
+#include <json/value.h>
+
+#include <memory>
+#include <string>
+
+#include "outcome.h"
+
+// The plug-in, loaded and resolved by name. The functions are those of lumivault/photo_index.h and
+// request_context.h. Threads: one call at a time.
+class Plugin {
+ public:
+  static Outcome<Plugin> Load(const std::string& path);
+
+  int (*IndexAdd_Json)(Json::Value* info, unsigned index_type) = nullptr;
+  int (*IndexDirAdd)(const char* folder) = nullptr;
+  int (*HGAStatusCheck)(const char* path) = nullptr;
+  int (*IndexDBClose)() = nullptr;
+
+ private:
+  struct Unload {
+    void operator()(void* handle) const;
+  };
+
+  std::unique_ptr<void, Unload> handle_;
+};
+
+#endif  // SERVICE_PLUGIN_H_

@@ -1,0 +1,141 @@
+#include "probe/av_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <new>
+#include <vector>
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/dict.h>
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+}
+
+namespace {
+
+constexpr int kBufferSize = 65536;
+constexpr std::int64_t kProbeSize = std::int64_t{8} << 20;
+constexpr std::int64_t kAnalyzeDuration = std::int64_t{5} * AV_TIME_BASE;
+// Larger pictures are measured, not decoded. An 8K video has 33 million.
+constexpr std::int64_t kMaxPixels = std::int64_t{64} << 20;
+// The one list that every context inherits which a demuxer makes for a further file.
+constexpr const char* kNoProtocol = "none";
+
+std::string ErrorWords(int error) {
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> words{};
+  av_strerror(error, words.data(), words.size());
+  return words.data();
+}
+
+class Options {
+ public:
+  Options() = default;
+  ~Options() { av_dict_free(&options_); }
+  Options(const Options&) = delete;
+  Options& operator=(const Options&) = delete;
+
+  void Set(const char* name, const char* value) { av_dict_set(&options_, name, value, 0); }
+  AVDictionary** get() { return &options_; }
+
+ private:
+  AVDictionary* options_ = nullptr;
+};
+
+// Options for the decoder of each stream.
+class DecoderOptions {
+ public:
+  explicit DecoderOptions(unsigned streams) : options_(streams, nullptr) {
+    for (AVDictionary*& option : options_) av_dict_set_int(&option, "max_pixels", kMaxPixels, 0);
+  }
+  ~DecoderOptions() {
+    for (AVDictionary*& option : options_) av_dict_free(&option);
+  }
+  DecoderOptions(const DecoderOptions&) = delete;
+  DecoderOptions& operator=(const DecoderOptions&) = delete;
+
+  AVDictionary** get() { return options_.empty() ? nullptr : options_.data(); }
+
+ private:
+  std::vector<AVDictionary*> options_;
+};
+
+}  // namespace
+
+AvFile::AvFile(int descriptor, std::chrono::milliseconds limit)
+    : descriptor_(descriptor), deadline_(std::chrono::steady_clock::now() + limit) {
+  av_log_set_level(AV_LOG_QUIET);
+  Open();
+}
+
+AvFile::~AvFile() {
+  avformat_close_input(&format_);
+  if (io_ == nullptr) return;
+  av_freep(&io_->buffer);
+  avio_context_free(&io_);
+}
+
+bool AvFile::late() const {
+  return std::chrono::steady_clock::now() >= deadline_;
+}
+
+int AvFile::IsLate(void* self) {
+  return static_cast<const AvFile*>(self)->late() ? 1 : 0;
+}
+
+int AvFile::Read(void* self, std::uint8_t* buffer, int size) {
+  auto& file = *static_cast<AvFile*>(self);
+  if (file.late()) return AVERROR_EXIT;
+  const ssize_t count = pread(file.descriptor_, buffer, static_cast<std::size_t>(size), file.position_);
+  if (count < 0) return AVERROR(errno);
+  if (count == 0) return AVERROR_EOF;
+  file.position_ += count;
+  return static_cast<int>(count);
+}
+
+std::int64_t AvFile::Seek(void* self, std::int64_t offset, int whence) {
+  auto& file = *static_cast<AvFile*>(self);
+  struct stat status {};
+  if (fstat(file.descriptor_, &status) != 0) return AVERROR(errno);
+  if ((whence & AVSEEK_SIZE) != 0) return status.st_size;
+  std::int64_t base = 0;
+  if ((whence & ~AVSEEK_FORCE) == SEEK_CUR) base = file.position_;
+  if ((whence & ~AVSEEK_FORCE) == SEEK_END) base = status.st_size;
+  if (__builtin_add_overflow(base, offset, &base) || base < 0) return AVERROR(EINVAL);
+  return file.position_ = base;
+}
+
+void AvFile::Open() {
+  auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
+  io_ = avio_alloc_context(buffer, kBufferSize, 0, this, &AvFile::Read, nullptr, &AvFile::Seek);
+  format_ = avformat_alloc_context();
+  if (buffer == nullptr || io_ == nullptr || format_ == nullptr) throw std::bad_alloc();
+  format_->pb = io_;
+  format_->flags |= AVFMT_FLAG_CUSTOM_IO;
+  format_->interrupt_callback = {&AvFile::IsLate, this};
+  format_->probesize = kProbeSize;
+  format_->max_analyze_duration = kAnalyzeDuration;
+  Options options;
+  options.Set("protocol_whitelist", kNoProtocol);
+  int result =
+      avformat_open_input(&format_, nullptr, nullptr, options.get());  // frees and clears it on failure
+  if (result >= 0) result = FindStreams();
+  if (result < 0) error_ = ErrorWords(result);
+}
+
+int AvFile::FindStreams() {
+  DecoderOptions options(format_->nb_streams);
+  return avformat_find_stream_info(format_, options.get());
+}
+
+PictureSize AvPictureSize(int descriptor) {
+  const AvFile file(descriptor, kAvTimeLimit);
+  if (file.format() == nullptr) return {};
+  const int index = av_find_best_stream(file.format(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (index < 0) return {};
+  const AVCodecParameters& parameters = *file.format()->streams[index]->codecpar;
+  return {parameters.width, parameters.height};
+}

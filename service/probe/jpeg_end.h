@@ -1,0 +1,8 @@
+#ifndef SERVICE_PROBE_JPEG_END_H_
+#define SERVICE_PROBE_JPEG_END_H_
+
+// False when the JPEG that is open as DESCRIPTOR breaks off before its end-of-image marker. Two bytes are
+// read of most files, and the whole of one that goes on behind its picture.
+[[nodiscard]] bool JpegIsComplete(int descriptor);
+
+#endif  // SERVICE_PROBE_JPEG_END_H_

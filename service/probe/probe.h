@@ -1,0 +1,34 @@
+// Reads from one file what its media record tells.
+#ifndef SERVICE_PROBE_PROBE_H_
+#define SERVICE_PROBE_PROBE_H_
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <string>
+
+enum class MediaKind : std::uint8_t { kPhoto, kVideo };
+
+enum class ProbeOutcome : std::uint8_t {
+  kOk,
+  kUnreadable,   // missing, not permitted, or not a regular file
+  kEmpty,        // no bytes
+  kUnsupported,  // not a file of that kind, or of a format that is not read
+  kDamaged,      // of that kind, but cut short or corrupt
+};
+
+struct ProbeResult {
+  ProbeOutcome outcome = ProbeOutcome::kOk;
+  // One line that says why it is not kOk; empty when it is. Does not name the file.
+  std::string reason;
+  // The media JSON object, every key of it, filled as far as the file could be read: name, size and dates at
+  // least, unless it is missing. "szPath" and "szName" are raw bytes; the other texts are UTF-8 and fit their
+  // record field.
+  Json::Value media;
+};
+
+// Opens regular files only, waits for nothing, and gives a video no more than five seconds. Throws
+// std::bad_alloc only.
+[[nodiscard]] ProbeResult ProbeFile(const std::string& path, MediaKind kind);
+
+#endif  // SERVICE_PROBE_PROBE_H_

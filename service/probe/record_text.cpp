@@ -1,0 +1,55 @@
+#include "probe/record_text.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/text.h"
+
+namespace {
+
+constexpr std::size_t kLongestCharacter = 4;  // bytes of one character in UTF-8
+constexpr std::string_view kBlanks = " \t\r\n\v\f";
+// What the records hold; a longer metadata value is cut before it is looked at.
+constexpr std::size_t kLongestRaw = 16384;
+
+std::string_view Trimmed(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+bool ContinuesCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
+std::string_view CutAtCharacter(std::string_view text, std::size_t length) {
+  if (text.size() <= length) return text;
+  while (length > 0 && ContinuesCharacter(text[length])) --length;
+  return text.substr(0, length);
+}
+
+std::string ToUtf8(const std::string& text) {
+  if (RLIBCUnicodeIsUTF8(text.c_str()) != 0) return text;
+  std::vector<char> converted(text.size() * kLongestCharacter + 1);
+  const int length = RLIBCUnicodeStrCPToUTF8(RLIBCCodePageGet(1), text.c_str(), converted.data(),
+                                             static_cast<int>(converted.size()));
+  return length > 0 ? std::string(converted.data()) : std::string();
+}
+
+}  // namespace
+
+std::string RecordText(std::string_view raw, std::size_t size) {
+  raw = CutAtCharacter(raw.substr(0, raw.find('\0')), kLongestRaw);
+  const std::string text = ToUtf8(std::string(Trimmed(raw)));
+  return std::string(Trimmed(CutAtCharacter(text, size - 1)));
+}
+
+std::string OneLine(std::string_view raw) {
+  std::string line = RecordText(raw, kLongestRaw);
+  constexpr char kFirstPrintable = ' ';
+  constexpr char kDelete = '\x7F';
+  std::replace_if(
+      line.begin(), line.end(),
+      [](char byte) { return (byte >= 0 && byte < kFirstPrintable) || byte == kDelete; }, '?');
+  return line;
+}

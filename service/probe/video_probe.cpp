@@ -1,0 +1,162 @@
+#include "probe/video_probe.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <optional>
+#include <string_view>
+
+#include "probe/av_file.h"
+#include "probe/record_text.h"
+#include "probe/taken_time.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/display.h>
+#include <libavutil/mathematics.h>
+}
+
+namespace {
+
+constexpr int kFullTurn = 360;
+constexpr int kQuarterTurn = 90;
+
+std::uint32_t BitRate(std::int64_t rate) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
+  return static_cast<std::uint32_t>(std::clamp<std::int64_t>(rate, 0, kMost));
+}
+
+std::string_view Tag(const AVDictionary* tags, const char* key) {
+  const AVDictionaryEntry* entry = av_dict_get(tags, key, nullptr, 0);
+  return entry != nullptr ? entry->value : std::string_view();
+}
+
+// The stream of TYPE that a player would choose; null when there is none. A cover picture is no video.
+const AVStream* BestStream(AVFormatContext* format, AVMediaType type) {
+  const int index = av_find_best_stream(format, type, -1, -1, nullptr, 0);
+  if (index < 0) return nullptr;
+  const AVStream* stream = format->streams[index];
+  return (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0 ? nullptr : stream;
+}
+
+double Seconds(std::int64_t value, AVRational base) {
+  return value == AV_NOPTS_VALUE || value <= 0 ? 0 : static_cast<double>(value) * av_q2d(base);
+}
+
+double Duration(const AVFormatContext& format) {
+  double longest = Seconds(format.duration, AVRational{1, AV_TIME_BASE});
+  if (longest > 0) return longest;
+  for (unsigned index = 0; index < format.nb_streams; ++index) {
+    const AVStream& stream = *format.streams[index];
+    longest = std::max(longest, Seconds(stream.duration, stream.time_base));
+  }
+  return longest;
+}
+
+// Demuxers of a family share one list of names; this one tells its members apart by their brand.
+std::string Container(const AVFormatContext& format) {
+  const std::string_view names = format.iformat->name;
+  const std::string_view first = names.substr(0, names.find(','));
+  if (first != "mov") return std::string(first);
+  const std::string_view brand = Tag(format.metadata, "major_brand");
+  if (brand.empty() || brand.starts_with("qt")) return "mov";
+  if (brand.starts_with("3gp")) return "3gp";
+  if (brand.starts_with("3g2")) return "3g2";
+  return "mp4";
+}
+
+// Degrees counter-clockwise that the display matrix turns the picture.
+std::optional<double> MatrixRotation(const AVStream& stream) {
+  constexpr std::size_t kMatrixBytes = 9 * sizeof(std::int32_t);
+  std::size_t size = 0;
+  const std::uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+  if (data == nullptr || size < kMatrixBytes) return std::nullopt;
+  const double angle = av_display_rotation_get(reinterpret_cast<const std::int32_t*>(data));
+  return std::isnan(angle) ? std::nullopt : std::optional(angle);
+}
+
+int Rotation(const AVStream& stream) {
+  double clockwise = 0;
+  if (const std::optional<double> angle = MatrixRotation(stream)) {
+    clockwise = -*angle;
+  } else {
+    clockwise =
+        static_cast<double>(std::strtol(std::string(Tag(stream.metadata, "rotate")).c_str(), nullptr, 10));
+  }
+  const int degrees =
+      static_cast<int>(std::lround(std::fmod(clockwise, kFullTurn) / kQuarterTurn)) * kQuarterTurn;
+  return (degrees + kFullTurn) % kFullTurn;
+}
+
+// Apple's own tag is the clock of the place; the container's is Coordinated Universal Time.
+std::string TakenTime(const AVFormatContext& format) {
+  if (auto time = WallClockTime(Tag(format.metadata, "com.apple.quicktime.creationdate"))) return *time;
+  return LocalTimeOfUtc(Tag(format.metadata, "creation_time")).value_or("");
+}
+
+bool IsPositive(AVRational rate) {
+  return rate.num > 0 && rate.den > 0;
+}
+
+void ReadPictures(const AVStream& stream, MediaFacts& facts) {
+  constexpr int kUnknown = -99;  // of profiles and levels alike
+  const AVCodecParameters& parameters = *stream.codecpar;
+  facts.size = {std::max(parameters.width, 0), std::max(parameters.height, 0)};
+  facts.video.video_codec = avcodec_get_name(parameters.codec_id);
+  facts.video.profile = parameters.profile == kUnknown ? 0 : parameters.profile;
+  facts.video.level = parameters.level == kUnknown ? 0 : parameters.level;
+  facts.video.video_bitrate = BitRate(parameters.bit_rate);
+  facts.video.rotation = Rotation(stream);
+  const AVRational rate = IsPositive(stream.avg_frame_rate) ? stream.avg_frame_rate : stream.r_frame_rate;
+  if (!IsPositive(rate)) return;
+  facts.video.frame_rate_num = rate.num;
+  facts.video.frame_rate_den = rate.den;
+}
+
+void ReadSound(const AVStream& stream, VideoFacts& video) {
+  const AVCodecParameters& parameters = *stream.codecpar;
+  video.audio_codec = avcodec_get_name(parameters.codec_id);
+  video.audio_bitrate = BitRate(parameters.bit_rate);
+  video.channels = std::max(parameters.ch_layout.nb_channels, 0);
+  video.frequency = std::max(parameters.sample_rate, 0);
+}
+
+void Judge(const AvFile& file, bool has_pictures, MediaFacts& facts) {
+  if (file.late()) {
+    facts.outcome = ProbeOutcome::kDamaged;
+    facts.reason = "it took too long to analyse";
+  } else if (!file.error().empty()) {
+    facts.outcome = ProbeOutcome::kDamaged;
+    facts.reason = OneLine(file.error());
+  } else if (!has_pictures) {
+    facts.outcome = ProbeOutcome::kUnsupported;
+    facts.reason = "it holds no video";
+  } else if (facts.size.width == 0) {
+    facts.outcome = ProbeOutcome::kDamaged;
+    facts.reason = "its video cannot be decoded";
+  }
+}
+
+}  // namespace
+
+MediaFacts ReadVideo(int descriptor) {
+  MediaFacts facts;
+  const AvFile file(descriptor, kAvTimeLimit);
+  AVFormatContext* format = file.format();
+  if (format == nullptr) {
+    facts.outcome = ProbeOutcome::kUnsupported;
+    facts.reason = OneLine(file.error());
+    return facts;
+  }
+  facts.taken = TakenTime(*format);
+  facts.video.duration = Duration(*format);
+  facts.video.bitrate = BitRate(format->bit_rate);
+  facts.video.container = Container(*format);
+  const AVStream* pictures = BestStream(format, AVMEDIA_TYPE_VIDEO);
+  if (pictures != nullptr) ReadPictures(*pictures, facts);
+  if (const AVStream* sound = BestStream(format, AVMEDIA_TYPE_AUDIO)) ReadSound(*sound, facts.video);
+  Judge(file, pictures != nullptr, facts);
+  return facts;
+}

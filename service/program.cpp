@@ -1,0 +1,62 @@
+#include "program.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cstdio>
+#include <exception>
+
+#include "commands/command.h"
+#include "exit_status.h"
+
+namespace {
+
+struct Command {
+  const char* name;
+  const char* help;
+  Runner (*define)(CLI::App& app);
+  bool hidden;
+};
+
+constexpr std::array kCommands{
+    Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, false},
+    Command{"show", "Show the row of one file with its labels, people and album", &DefineShow, false},
+    Command{"ls", "List what is indexed directly in a folder", &DefineList, false},
+    Command{"worker", "One worker process of a run", &DefineWorker, true},
+};
+
+constexpr const char* kExitStatuses =
+    "Exit status: 0 done, 1 fatal, 2 usage, 3 done but some files failed, 4 bad configuration, 5 database "
+    "not "
+    "reachable, 6 another run holds the library, 130 or 143 stopped by SIGINT or SIGTERM with everything so "
+    "far kept.";
+
+int Run(int argc, char** argv) {
+  CLI::App app("Lumivault: photos and videos of a folder in a database");
+  app.set_version_flag("--version", "lumivault " LUMIVAULT_VERSION);
+  app.require_subcommand(1);
+  app.footer(kExitStatuses);
+  Runner runner;
+  for (const Command& command : kCommands) {
+    CLI::App* sub = app.add_subcommand(command.name, command.help);
+    if (command.hidden) sub->group("");
+    sub->footer(kExitStatuses);
+    sub->final_callback([&runner, run = command.define(*sub)] { runner = run; });
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
+    return ReportFailure({ExitStatus::kUsage, std::string(error.what()) + " (see lumivault --help)"});
+  }
+  return runner();
+}
+
+}  // namespace
+
+int RunProgram(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    return ReportFailure({ExitStatus::kFatal, error.what()});
+  }
+}

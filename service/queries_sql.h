@@ -1,0 +1,47 @@
+// Every statement of the service's own, as templates of the database layer. All of them only read, and each
+// is answered by an index, but for those of the root folder, which look at every path.
+#ifndef SERVICE_QUERIES_SQL_H_
+#define SERVICE_QUERIES_SQL_H_
+
+// A complete database has the root album.
+inline constexpr const char* kRootAlbumSql = "SELECT shareid FROM photo_share WHERE sharename = '/'";
+
+// One file: its row and what belongs to it.
+inline constexpr const char* kPhotoSql = "SELECT * FROM photo_image WHERE path = '@KAVO:VAR'";
+inline constexpr const char* kVideoSql = "SELECT * FROM video WHERE path = '@KAVO:VAR'";
+inline constexpr const char* kVideoDescriptionSql =
+    "SELECT title, description FROM video_desc WHERE path = '@KAVO:VAR'";
+inline constexpr const char* kPhotoLabelsSql =
+    "SELECT L.id, L.category, L.name, P.info, P.info_new, P.status FROM photo_image_label P, photo_label L "
+    "WHERE P.image_id = @KAVO:VAR AND L.id = P.label_id ORDER BY L.category, L.name, P.id";
+inline constexpr const char* kVideoLabelsSql =
+    "SELECT L.id, L.category, L.name, P.info, P.info_new, P.status FROM photo_video_label P, photo_label L "
+    "WHERE P.video_path = '@KAVO:VAR' AND L.id = P.label_id ORDER BY L.category, L.name, P.id";
+inline constexpr const char* kAlbumSql =
+    "SELECT shareid, sharename, public FROM photo_share WHERE shareid = @KAVO:VAR";
+
+// One folder: what lies directly in it.
+inline constexpr const char* kRootPhotosSql =
+    "SELECT path, timetaken, size, resolutionx, resolutiony FROM photo_image WHERE path NOT LIKE '%/%' ORDER "
+    "BY path";
+inline constexpr const char* kFolderPhotosSql =
+    "PRAGMA case_sensitive_like=true; "
+    "SELECT path, timetaken, size, resolutionx, resolutiony FROM photo_image "
+    "WHERE path LIKE '@KAVO:LVAR/%' AND path NOT LIKE '@KAVO:LVAR/%/%' ORDER BY path";
+inline constexpr const char* kRootVideosSql =
+    "SELECT path, mdate AS timetaken, filesize AS size, resolutionx, resolutiony FROM video "
+    "WHERE path NOT LIKE '%/%' ORDER BY path";
+inline constexpr const char* kFolderVideosSql =
+    "PRAGMA case_sensitive_like=true; "
+    "SELECT path, mdate AS timetaken, filesize AS size, resolutionx, resolutiony FROM video "
+    "WHERE path LIKE '@KAVO:LVAR/%' AND path NOT LIKE '@KAVO:LVAR/%/%' ORDER BY path";
+inline constexpr const char* kRootAlbumsSql =
+    "SELECT sharename FROM photo_share WHERE sharename NOT LIKE '%/%' ORDER BY sharename";
+inline constexpr const char* kFolderAlbumsSql =
+    "PRAGMA case_sensitive_like=true; "
+    "SELECT sharename FROM photo_share "
+    "WHERE sharename LIKE '@KAVO:LVAR/%' AND sharename NOT LIKE '@KAVO:LVAR/%/%' ORDER BY sharename";
+inline constexpr const char* kAlbumByNameSql =
+    "SELECT shareid FROM photo_share WHERE sharename = '@KAVO:VAR'";
+
+#endif  // SERVICE_QUERIES_SQL_H_

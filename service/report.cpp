@@ -1,0 +1,64 @@
+#include "report.h"
+
+#include <cstdint>
+#include <sstream>
+
+#include "display.h"
+
+namespace {
+
+constexpr int kSchemaVersion = 1;
+constexpr const char* kStoredInPart = " (indexed as far as it could be read)";
+
+double Seconds(const IndexReport& report) {
+  return std::chrono::duration<double>(report.elapsed).count();
+}
+
+Json::Value Number(std::size_t number) {
+  return Json::Value(static_cast<Json::UInt64>(number));
+}
+
+std::size_t Sum(const std::map<std::string, std::size_t>& counts) {
+  std::size_t sum = 0;
+  for (const auto& [reason, count] : counts) sum += count;
+  return sum;
+}
+
+}  // namespace
+
+std::string ReportText(const IndexReport& report) {
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out << Visible(report.library.folder) << ": found " << report.found << ", added " << report.added
+      << ", skipped " << Sum(report.skipped) << ", failed " << report.failed.size() << ", folders "
+      << report.folders << ", " << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "")
+      << '\n';
+  for (const auto& [reason, count] : report.skipped) out << "skipped: " << reason << ": " << count << '\n';
+  for (const auto& [path, reason, stored] : report.failed) {
+    out << "failed: " << Visible(path) << ": " << Visible(reason) << (stored ? kStoredInPart : "") << '\n';
+  }
+  return out.str();
+}
+
+Json::Value ReportJson(const IndexReport& report) {
+  Json::Value json(Json::objectValue);
+  json["schema_version"] = kSchemaVersion;
+  SetBytes(json, "library", report.library.folder);
+  SetBytes(json, "database", report.library.database());
+  json["found"] = Number(report.found);
+  json["added"] = Number(report.added);
+  json["folders"] = Number(report.folders);
+  json["seconds"] = Seconds(report);
+  json["interrupted"] = report.interrupted;
+  json["skipped"] = Json::Value(Json::objectValue);
+  for (const auto& [reason, count] : report.skipped) json["skipped"][reason] = Number(count);
+  json["failed"] = Json::Value(Json::arrayValue);
+  for (const auto& [path, reason, stored] : report.failed) {
+    Json::Value failed(Json::objectValue);
+    SetBytes(failed, "path", path);
+    failed["reason"] = ValidUtf8(reason);
+    failed["stored"] = stored;
+    json["failed"].append(failed);
+  }
+  return json;
+}

@@ -1,0 +1,228 @@
+#include "supervisor.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kTick{100};
+// Work that belongs to no file: opening the library, waiting for other processes' transactions, committing.
+constexpr milliseconds kOtherWork{180'000};
+// How long workers may take to commit what they have when the run is stopped.
+constexpr milliseconds kStopPatience{2'000};
+// How long one may take to close the database at the end.
+constexpr milliseconds kEndPatience{10'000};
+constexpr int kMostFailedStarts = 3;
+constexpr const char* kNonsense = "the worker's answer makes no sense";
+
+std::string TimedOut(milliseconds limit) {
+  std::ostringstream text;
+  text << "timed out after " << std::chrono::duration<double>(limit).count() << " s";
+  return text.str();
+}
+
+}  // namespace
+
+Outcome<Done> Supervisor::Run() {
+  while (Working()) {
+    if (stopped_by_ == 0) HandOut();
+    if (failure_) break;
+    Wait();
+    KillOverdue();
+    observer_.Tick();
+  }
+  EndWorkers();
+  if (failure_) return *failure_;
+  return Done{};
+}
+
+bool Supervisor::Working() {
+  if (failure_) return false;
+  if (stopped_by_ == 0) return !queue_.Finished();
+  const bool busy =
+      std::any_of(slots_.begin(), slots_.end(), [](const auto& slot) { return slot->state == State::kBusy; });
+  return busy && Clock::now() < stop_deadline_;
+}
+
+void Supervisor::HandOut() {
+  for (const auto& slot : slots_) {
+    if (slot->state == State::kIdle && !GiveBatch(*slot)) return;
+  }
+  if (queue_.HasWaiting()) StartWorkers();
+}
+
+// The first worker makes the database, where there is none yet; the others come when it is there.
+void Supervisor::StartWorkers() {
+  const std::size_t wanted = library_open_ ? options_.workers : 1;
+  while (slots_.size() < wanted) {
+    auto started = WorkerProcess::Start(options_.plugin, options_.library);
+    if (!started) {
+      failure_ = started.failure();
+      return;
+    }
+    slots_.push_back(std::make_unique<Slot>(std::move(*started)));
+  }
+}
+
+// False when nothing can be given out at the moment.
+bool Supervisor::GiveBatch(Slot& slot) {
+  slot.batch = queue_.Take(options_.workers);
+  if (slot.batch.empty()) return false;
+  std::vector<WorkItem> items;
+  for (const WorkQueue::Entry& entry : slot.batch) items.push_back(entry.item);
+  slot.state = State::kBusy;
+  slot.reported = 0;
+  slot.current = kNoItem;
+  slot.since = Clock::now();
+  // One that is gone shows when its end of the socket is read.
+  static_cast<void>(slot.process.channel().Send(MessageType::kBatch, EncodeBatch(items)));
+  return true;
+}
+
+void Supervisor::Wait() {
+  Clock::time_point until = Clock::now() + kTick;
+  std::vector<pollfd> descriptors{{signals_.descriptor(), POLLIN, 0}};
+  for (const auto& slot : slots_) {
+    descriptors.push_back({slot->process.channel().descriptor(), POLLIN, 0});
+    until = std::min(until, Deadline(*slot));
+  }
+  const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();
+  if (poll(descriptors.data(), descriptors.size(), static_cast<int>(std::max<decltype(left)>(left, 0))) <= 0)
+    return;
+  if (descriptors.front().revents != 0) HandleSignal();
+  for (std::size_t i = slots_.size(); i > 0; --i) {  // from the end: a lost worker leaves the list
+    if (descriptors[i].revents != 0) Serve(*slots_[i - 1]);
+  }
+}
+
+void Supervisor::Serve(Slot& slot) {
+  Channel& channel = slot.process.channel();
+  const Channel::State state = channel.Fill();
+  while (const auto message = channel.Next()) {
+    if (!Accept(slot, *message)) return Lose(slot, kNonsense);
+  }
+  if (channel.broken()) return Lose(slot, kNonsense);
+  if (state == Channel::State::kClosed) Lose(slot, slot.process.AwaitEnd(kStopPatience));
+}
+
+bool Supervisor::Accept(Slot& slot, const Message& message) {
+  const bool busy = slot.state == State::kBusy;
+  slot.since = Clock::now();
+  switch (message.type) {
+    case MessageType::kReady:
+      if (slot.state != State::kStarting) return false;
+      slot.state = State::kIdle;
+      library_open_ = true;
+      failed_starts_ = 0;
+      return true;
+    case MessageType::kUnusable:
+      return slot.state == State::kStarting && AcceptUnusable(message.content);
+    case MessageType::kAt:
+      return busy && AcceptPosition(slot, message.content);
+    case MessageType::kResults:
+      return busy && AcceptResults(slot, message.content);
+    case MessageType::kBatchEnd:
+      if (!busy || slot.reported != slot.batch.size()) return false;
+      slot.state = State::kIdle;
+      slot.batch.clear();
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool Supervisor::AcceptUnusable(std::string_view content) {
+  MessageReader reader(content);
+  const auto status = static_cast<ExitStatus>(reader.Number());
+  failure_ = Failure{status, reader.Text()};
+  return reader.Complete();
+}
+
+bool Supervisor::AcceptPosition(Slot& slot, std::string_view content) {
+  MessageReader reader(content);
+  slot.current = reader.Number();
+  const bool possible = slot.current == kNoItem || slot.current < slot.batch.size();
+  if (!possible) slot.current = kNoItem;
+  return possible && reader.Complete();
+}
+
+bool Supervisor::AcceptResults(Slot& slot, std::string_view content) {
+  const auto results = DecodeResults(content);
+  if (!results || results->first != slot.reported ||
+      results->items.size() > slot.batch.size() - slot.reported) {
+    return false;
+  }
+  for (const ItemResult& result : results->items) Finish(slot.batch[slot.reported++].item, result);
+  slot.current = kNoItem;
+  return true;
+}
+
+void Supervisor::Finish(const WorkItem& item, const ItemResult& result) {
+  queue_.Done(item);
+  observer_.ItemDone(item, result);
+}
+
+Supervisor::Clock::time_point Supervisor::Deadline(const Slot& slot) const {
+  if (slot.state == State::kIdle) return Clock::time_point::max();
+  return slot.since + (slot.current == kNoItem ? kOtherWork : options_.file_timeout);
+}
+
+void Supervisor::KillOverdue() {
+  for (std::size_t i = slots_.size(); i > 0; --i) {
+    Slot& slot = *slots_[i - 1];
+    if (Clock::now() < Deadline(slot)) continue;
+    slot.process.Kill();
+    Lose(slot, TimedOut(slot.current == kNoItem ? kOtherWork : options_.file_timeout));
+  }
+}
+
+// The worker is gone, or goes now, for the reason WHY.
+void Supervisor::Lose(Slot& slot, const std::string& why) {
+  if (slot.state == State::kStarting && ++failed_starts_ == kMostFailedStarts && !failure_) {
+    failure_ = Failure{ExitStatus::kFatal, "no worker can be started: " + why};
+  }
+  ReturnRest(slot, why);
+  std::erase_if(slots_, [&](const auto& other) { return other.get() == &slot; });
+}
+
+void Supervisor::ReturnRest(Slot& slot, const std::string& why) {
+  std::vector<WorkQueue::Entry> innocent;
+  for (std::size_t i = slot.reported; i < slot.batch.size(); ++i) {
+    WorkQueue::Entry& entry = slot.batch[i];
+    const bool suspected = slot.current == kNoItem && stopped_by_ == 0;
+    if (slot.current == i || (suspected && entry.alone)) {
+      Finish(entry.item, ItemResult::Failed(why));
+    } else {
+      entry.alone = entry.alone || suspected;
+      innocent.push_back(std::move(entry));
+    }
+  }
+  queue_.Return(std::move(innocent));
+}
+
+void Supervisor::HandleSignal() {
+  const int signal_number = signals_.Take();
+  if (signal_number == 0) return;
+  if (stopped_by_ != 0) {
+    stop_deadline_ = Clock::now();
+    return;
+  }
+  stopped_by_ = signal_number;
+  stop_deadline_ = Clock::now() + kStopPatience;
+  for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
+}
+
+// What still has something in hand by now is given up: its transaction is rolled back. The others close the
+// database, so that it is left in one file.
+void Supervisor::EndWorkers() {
+  std::erase_if(slots_, [](const auto& slot) { return slot->state == State::kBusy; });
+  for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
+  for (const auto& slot : slots_) {
+    static_cast<void>(slot->process.AwaitEnd(stopped_by_ == 0 ? kEndPatience : kStopPatience));
+  }
+  slots_.clear();
+}

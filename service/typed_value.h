@@ -1,0 +1,13 @@
+#ifndef SERVICE_TYPED_VALUE_H_
+#define SERVICE_TYPED_VALUE_H_
+
+#include <json/value.h>
+
+#include <optional>
+#include <string>
+
+// A column's value for JSON: null, a number where the column holds numbers and the text is one, else the text
+// in valid UTF-8.
+Json::Value TypedValue(const std::optional<std::string>& value, bool number);
+
+#endif  // SERVICE_TYPED_VALUE_H_

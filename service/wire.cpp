@@ -1,0 +1,149 @@
+#include "wire.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/socket.h>
+
+#include <array>
+
+namespace {
+
+// A batch of the longest paths is a fifth of it.
+constexpr std::uint32_t kLongestMessage = 1U << 20;
+constexpr std::size_t kFillSize = 65536;
+
+}  // namespace
+
+MessageWriter& MessageWriter::Byte(std::uint8_t value) {
+  content_ += static_cast<char>(value);
+  return *this;
+}
+
+MessageWriter& MessageWriter::Number(std::uint32_t value) {
+  std::array<char, sizeof(value)> bytes{};
+  memcpy(bytes.data(), &value, sizeof(value));
+  content_.append(bytes.data(), bytes.size());
+  return *this;
+}
+
+MessageWriter& MessageWriter::Text(std::string_view value) {
+  Number(static_cast<std::uint32_t>(value.size()));
+  content_ += value;
+  return *this;
+}
+
+std::string_view MessageReader::Take(std::size_t count) {
+  ok_ = ok_ && rest_.size() >= count;
+  if (!ok_) return {};
+  const std::string_view taken = rest_.substr(0, count);
+  rest_.remove_prefix(count);
+  return taken;
+}
+
+std::uint8_t MessageReader::Byte() {
+  const std::string_view bytes = Take(1);
+  return bytes.empty() ? 0 : static_cast<std::uint8_t>(bytes.front());
+}
+
+std::uint32_t MessageReader::Number() {
+  std::uint32_t value = 0;
+  const std::string_view bytes = Take(sizeof(value));
+  if (!bytes.empty()) memcpy(&value, bytes.data(), sizeof(value));
+  return value;
+}
+
+std::string MessageReader::Text() {
+  return std::string(Take(Number()));
+}
+
+std::string EncodeBatch(const std::vector<WorkItem>& items) {
+  MessageWriter writer;
+  writer.Number(static_cast<std::uint32_t>(items.size()));
+  for (const WorkItem& item : items) writer.Byte(static_cast<std::uint8_t>(item.kind)).Text(item.path);
+  return writer.content();
+}
+
+std::optional<std::vector<WorkItem>> DecodeBatch(std::string_view content) {
+  MessageReader reader(content);
+  std::vector<WorkItem> items;
+  for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
+    const std::uint8_t kind = reader.Byte();
+    if (kind > static_cast<std::uint8_t>(ItemKind::kVideo)) return std::nullopt;
+    items.push_back({static_cast<ItemKind>(kind), reader.Text()});
+  }
+  if (!reader.Complete()) return std::nullopt;
+  return items;
+}
+
+std::string EncodeResults(const Results& results) {
+  MessageWriter writer;
+  writer.Number(results.first).Number(static_cast<std::uint32_t>(results.items.size()));
+  for (const ItemResult& result : results.items) {
+    writer.Byte(result.stored ? 1 : 0).Text(result.trouble);
+  }
+  return writer.content();
+}
+
+std::optional<Results> DecodeResults(std::string_view content) {
+  MessageReader reader(content);
+  Results results;
+  results.first = reader.Number();
+  for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
+    const bool stored = reader.Byte() != 0;
+    results.items.push_back({stored, reader.Text()});
+  }
+  if (!reader.Complete()) return std::nullopt;
+  return results;
+}
+
+bool Channel::Send(MessageType type, std::string_view content) {
+  MessageWriter frame;
+  frame.Number(static_cast<std::uint32_t>(content.size() + 1)).Byte(static_cast<std::uint8_t>(type));
+  const std::string bytes = frame.content() + std::string(content);
+  for (std::size_t sent = 0; sent < bytes.size();) {
+    const ssize_t count = send(socket_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    sent += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+std::optional<Message> Channel::Receive() {
+  while (true) {
+    if (auto message = Next()) return message;
+    if (broken_ || FillOnce(0) == State::kClosed) return std::nullopt;
+  }
+}
+
+Channel::State Channel::Fill() {
+  return broken_ ? State::kClosed : FillOnce(MSG_DONTWAIT);
+}
+
+Channel::State Channel::FillOnce(int flags) {
+  std::array<char, kFillSize> bytes;
+  const ssize_t count = recv(socket_.get(), bytes.data(), bytes.size(), flags);
+  if (count > 0) {
+    arrived_.append(bytes.data(), static_cast<std::size_t>(count));
+    return State::kOpen;
+  }
+  const bool nothing_yet = count < 0 && (errno == EAGAIN || errno == EINTR);
+  return nothing_yet ? State::kOpen : State::kClosed;
+}
+
+std::optional<Message> Channel::Next() {
+  if (broken_) return std::nullopt;
+  MessageReader reader(arrived_);
+  const std::uint32_t length = reader.Number();
+  if (!reader.ok()) return std::nullopt;
+  if (length == 0 || length > kLongestMessage) {
+    broken_ = true;
+    return std::nullopt;
+  }
+  const std::size_t whole = sizeof(length) + length;
+  if (arrived_.size() < whole) return std::nullopt;
+  Message message{static_cast<MessageType>(arrived_[sizeof(length)]),
+                  arrived_.substr(sizeof(length) + 1, length - 1)};
+  arrived_.erase(0, whole);
+  return message;
+}

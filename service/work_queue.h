@@ -1,0 +1,54 @@
+#ifndef SERVICE_WORK_QUEUE_H_
+#define SERVICE_WORK_QUEUE_H_
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "work_item.h"
+
+// The items still to be done, in the order of the walk, but for one rule: a folder is done before anything
+// inside it is given out, unless both go to the same worker in one batch. What is below other folders
+// overtakes what must wait.
+//
+// Looks ahead a bounded number of items, so a million files are never held at once.
+class WorkQueue {
+ public:
+  // An item with its history.
+  struct Entry {
+    WorkItem item;
+    bool alone = false;  // a worker died with it, perhaps because of it: it must not take others with it
+  };
+  using Source = std::function<std::optional<WorkItem>()>;
+
+  // SOURCE is asked for the next item of the walk until it gives nothing.
+  explicit WorkQueue(Source source) : source_(std::move(source)) {}
+
+  // The next batch, to be shared among WORKERS; empty when nothing can be given out at the moment.
+  std::vector<Entry> Take(std::size_t workers);
+  // An item that was given out is done, well or not.
+  void Done(const WorkItem& item);
+  // Items that were given out and not done; they come first again, in their order.
+  void Return(std::vector<Entry> entries);
+
+  // True when there is something to give out, now or later.
+  bool HasWaiting();
+  // True when everything is done.
+  bool Finished() { return !HasWaiting() && given_out_ == 0; }
+
+ private:
+  void LookAhead();
+  bool Ready(const WorkItem& item, const std::vector<Entry>& batch) const;
+
+  Source source_;
+  bool exhausted_ = false;
+  std::deque<Entry> waiting_;
+  std::unordered_set<std::string> open_folders_;  // seen and not done
+  std::size_t given_out_ = 0;
+};
+
+#endif  // SERVICE_WORK_QUEUE_H_

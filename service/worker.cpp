@@ -1,0 +1,66 @@
+#include "worker.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <exiv2/exiv2.hpp>
+#include <optional>
+#include <vector>
+
+#include "batch_runner.h"
+#include "exit_status.h"
+#include "library_session.h"
+#include "log_capture.h"
+#include "plugin.h"
+#include "wire.h"
+
+namespace {
+
+// A worker ends with its supervisor, whose signals are for it alone: it tells its workers to stop.
+bool BindToSupervisor(pid_t supervisor) {
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) signal(signal_number, SIG_IGN);
+  prctl(PR_SET_NAME, "lumivault");  // it was started through /proc/self/exe
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  return getppid() == supervisor;
+}
+
+int Refuse(Channel& channel, const Failure& failure) {
+  const MessageWriter reason =
+      MessageWriter().Number(static_cast<std::uint32_t>(failure.status)).Text(failure.message);
+  return channel.Send(MessageType::kUnusable, reason.content()) ? static_cast<int>(failure.status)
+                                                                : static_cast<int>(ExitStatus::kFatal);
+}
+
+int Serve(Channel& channel, BatchRunner& runner) {
+  if (!channel.Send(MessageType::kReady)) return static_cast<int>(ExitStatus::kFatal);
+  while (const auto message = channel.Receive()) {
+    if (message->type == MessageType::kStop) break;
+    const auto batch = DecodeBatch(message->content);
+    if (message->type != MessageType::kBatch || !batch) return static_cast<int>(ExitStatus::kFatal);
+    if (!runner.Run(*batch)) break;
+  }
+  return static_cast<int>(ExitStatus::kDone);
+}
+
+}  // namespace
+
+int RunWorker(const WorkerOptions& options) {
+  if (fcntl(kWorkerSocket, F_GETFD) < 0 || fcntl(kWorkerLogPipe, F_GETFD) < 0) {
+    return static_cast<int>(ExitStatus::kUsage);
+  }
+  fcntl(kWorkerSocket, F_SETFD, FD_CLOEXEC);
+  fcntl(kWorkerLogPipe, F_SETFD, FD_CLOEXEC);
+  Channel channel{FileDescriptor(kWorkerSocket)};
+  LogCapture log{FileDescriptor(kWorkerLogPipe)};
+  if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
+  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+
+  const auto plugin = Plugin::Load(options.plugin);
+  if (!plugin) return Refuse(channel, plugin.failure());
+  auto session = LibrarySession::Open(*plugin, log, options.library);
+  if (!session) return Refuse(channel, session.failure());
+  BatchRunner runner(*plugin, options.library, log, channel);
+  return Serve(channel, runner);
+}

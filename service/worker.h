@@ -1,0 +1,24 @@
+// A worker process: loads the plug-in, opens one library and does what the supervisor sends, one call at a
+// time. A file that brings it down brings down nothing else.
+#ifndef SERVICE_WORKER_H_
+#define SERVICE_WORKER_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+// Descriptors that a worker is started with, besides standard error, which is the writing end of the log
+// pipe.
+inline constexpr int kWorkerSocket = 3;
+inline constexpr int kWorkerLogPipe = 4;
+
+struct WorkerOptions {
+  std::string plugin;
+  std::string library;
+  pid_t supervisor = 0;
+};
+
+// Returns the process's exit status.
+int RunWorker(const WorkerOptions& options);
+
+#endif  // SERVICE_WORKER_H_

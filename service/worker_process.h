@@ -1,0 +1,44 @@
+#ifndef SERVICE_WORKER_PROCESS_H_
+#define SERVICE_WORKER_PROCESS_H_
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "file_descriptor.h"
+#include "outcome.h"
+#include "wire.h"
+
+// One worker process as the supervisor holds it: started by Start, gone when the object is.
+class WorkerProcess {
+ public:
+  static Outcome<WorkerProcess> Start(const std::string& plugin, const std::string& library);
+  ~WorkerProcess() { Kill(); }
+  WorkerProcess(WorkerProcess&& other) noexcept
+      : pid_(std::exchange(other.pid_, 0)),
+        channel_(std::move(other.channel_)),
+        log_(std::move(other.log_)) {}
+  WorkerProcess& operator=(WorkerProcess&&) = delete;
+
+  Channel& channel() { return channel_; }
+
+  // Kills the process if it still runs, and waits for its end.
+  void Kill();
+  // Waits for the end of a process that has closed its socket or was told to stop, kills it when it takes
+  // longer than PATIENCE, and tells how it ended: "killed by signal 11 (Segmentation fault)", with the last
+  // line it wrote.
+  std::string AwaitEnd(std::chrono::milliseconds patience);
+
+ private:
+  WorkerProcess(pid_t pid, Channel channel, FileDescriptor log)
+      : pid_(pid), channel_(std::move(channel)), log_(std::move(log)) {}
+
+  pid_t pid_;
+  Channel channel_;
+  FileDescriptor log_;
+};
+
+#endif  // SERVICE_WORKER_PROCESS_H_

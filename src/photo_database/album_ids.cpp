@@ -1,0 +1,74 @@
+// Ids and single values of albums.
+#include <cstdlib>
+
+#include "base/limits.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "lumivault/photo_database.h"
+#include "lumivault/photo_util.h"
+#include "photo_database/connection.h"
+#include "photo_database/cursor.h"
+#include "photo_database/share_sql.h"
+
+namespace {
+
+constexpr int kFirstAlbumId = 1;
+
+long long ToNumber(const char* text) {
+  return std::strtoll(OrEmpty(text), nullptr, 10);
+}
+
+}  // namespace
+
+int KAVOPhotoShareGetNewId() {
+  Cursor cursor(PHOTO_TABLE_SHARE, nullptr, kNumberedAlbums, kHighestIdFirst, 0, 1);
+  if (!cursor) {
+    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    return kFirstAlbumId;
+  }
+  return cursor.Next() ? static_cast<int>(ToNumber(cursor.Field("shareid")) + 1) : kFirstAlbumId;
+}
+
+int getShareIdBySharename(const char* album) {
+  const RequestConnection connection;
+  if (!connection) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to connect to photo database");
+    return -1;
+  }
+  const auto statement = Statement::Build(connection.type(), kAlbumIdByName, album);
+  if (!statement) return -1;
+  Result result;
+  if (!Execute(connection, statement.get(), &result)) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+    return -1;
+  }
+  return result.Next() ? static_cast<int>(ToNumber(result.Field("shareid"))) : -1;
+}
+
+int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* rights_share_id) {
+  char album[kPathSize] = {};
+  if (GetSharenameByFilePath(file, album, sizeof album) < 0) {
+    LOG_AT(kPhotoDatabaseSource, "Fail to get sharename: %s", OrEmpty(file));
+    return -1;
+  }
+  *share_id = getShareIdBySharename(album);
+  if (GetPrivilegeSharenameByFilePath(file, album, sizeof album) < 0) {
+    LOG_AT(kPhotoDatabaseSource, "Fail to get privilege sharename: %s", OrEmpty(file));
+    return -1;
+  }
+  *rights_share_id = getShareIdBySharename(album);
+  return 0;
+}
+
+int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out, size_t size) {
+  const auto condition = Statement::Build(RequestDatabaseType(), kAlbumByName, album);
+  if (!condition) return -1;
+  Cursor cursor(PHOTO_TABLE_SHARE, nullptr, condition.get(), nullptr, 0, 1);
+  if (!cursor) {
+    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    return -1;
+  }
+  if (!cursor.Next()) return -1;
+  CopyText(out, size, OrEmpty(cursor.Field(column)));
+  return 0;
+}

@@ -1,0 +1,120 @@
+// Gives the row of an album another name.
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+#include "base/export_guard.h"
+#include "base/fixed_path.h"
+#include "lumivault/photo_util.h"
+#include "lumivault/request_context.h"
+#include "photo_database/albums.h"
+#include "photo_database/share_sql.h"
+
+namespace {
+
+constexpr std::size_t kCoverTemplateSize = 1024;
+
+bool IsSubAlbumName(const char* name) {
+  return std::strchr(name, '/') != nullptr;
+}
+
+// The album that the renamed one refers to. One that refers to itself keeps its id, which still stands under
+// the old name.
+int ReferenceId(const Album& to, const Album& from) {
+  const std::string reference = ReferenceAlbum(to.szShareName);
+  const int id = getShareIdBySharename(reference != to.szShareName ? reference.c_str() : from.szShareName);
+  return id != -1 ? id : to.shareId;
+}
+
+// The number of rows that got the new name; nothing on failure.
+std::optional<int> RenameRow(const Album& to, const Album& from, int reference_id) {
+  const auto statement =
+      Statement::Build(RequestDatabaseType(), kRenameAlbum, to.szShareName,
+                       Flag(IsSubAlbumName(to.szShareName)), reference_id, from.szShareName);
+  if (!statement) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+    return std::nullopt;
+  }
+  const int changed = PhotoDBExec(statement.get());
+  if (changed == -1) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+    return std::nullopt;
+  }
+  return changed;
+}
+
+// Runs a statement built here: the number of changed rows, or nothing on failure.
+std::optional<int> Run(const Statement& statement) {
+  const int changed = PhotoDBExec(statement.get());
+  if (changed == -1) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+    return std::nullopt;
+  }
+  return changed;
+}
+
+std::optional<int> SetConversion(const Album& album, bool conversion) {
+  const auto statement =
+      Statement::Build(RequestDatabaseType(), kSetAlbumConversion, Flag(conversion), album.szShareName);
+  if (!statement) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to escape string!");
+    return std::nullopt;
+  }
+  return Run(statement);
+}
+
+Statement CoverMove(const Album& to, const Album& from) {
+  if (HGAStatusIsHGARequest()) {
+    return Statement::Build(RequestDatabaseType(), kMoveCoverPersonal, from.szShareName, to.szShareName,
+                            to.szShareName);
+  }
+  char sql_template[kCoverTemplateSize];
+  std::snprintf(sql_template, sizeof sql_template, kMoveCoverShared, kSharedPhotoLink, kSharedPhotoLink);
+  return Statement::Build(RequestDatabaseType(), sql_template, from.szShareName, to.szShareName,
+                          to.szShareName);
+}
+
+// The cover is a photo of the album, so its key holds the old name.
+bool MoveCover(const Album& to, const Album& from) {
+  const auto statement = CoverMove(to, from);
+  if (!statement) return false;
+  const auto changed = Run(statement);
+  if (!changed) return false;
+  if (*changed == 0) {
+    LOG_AT(kPhotoDatabaseSource, "UPDATE cover failed, sharename [%s] not exists in db.", from.szShareName);
+    return false;
+  }
+  return true;
+}
+
+bool InsertRenamed(const Album& album, bool conversion, int reference_id) {
+  const bool comments = NewAlbumAllowsComments(album);
+  const auto statement = AlbumInsert(RequestDatabaseType(), album, comments, conversion, reference_id);
+  if (!statement) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+    return false;
+  }
+  return Run(statement).has_value();
+}
+
+// What was done stays when a later step fails.
+bool Rename(const Album& to, const Album& from) {
+  const int reference_id = ReferenceId(to, from);
+  std::optional<int> changed = RenameRow(to, from, reference_id);
+  if (!changed) return false;
+  const bool conversion = to.isSubdir != 0 || NewAlbumAllowsConversion(to);
+  if (*changed > 0 && (IsSubAlbumName(to.szShareName) || IsSubAlbumName(from.szShareName))) {
+    changed = SetConversion(to, conversion);
+    if (!changed) return false;
+  }
+  // No row: the album was never recorded, or went meanwhile.
+  if (*changed == 0 && IsDirExist(to.szAlbumPath)) return InsertRenamed(to, conversion, reference_id);
+  return MoveCover(to, from);
+}
+
+}  // namespace
+
+int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album, KAVO_PHOTO_SHARE_INFO* old_album) {
+  if (new_album == nullptr || old_album == nullptr) return -1;
+  return Guarded(kPhotoDatabaseSource, -1, [&] { return Rename(*new_album, *old_album) ? 0 : -1; });
+}

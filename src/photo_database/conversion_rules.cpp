@@ -1,0 +1,80 @@
+// Which albums convert their videos, and which formats are left out.
+#include <optional>
+#include <string>
+
+#include "base/export_guard.h"
+#include "base/limits.h"
+#include "base/owned_list.h"
+#include "base/text.h"
+#include "lumivault/photo_database.h"
+#include "lumivault/photo_util.h"
+
+namespace {
+
+// The folder itself, or the one that holds the file.
+std::optional<std::string> FolderOfPath(const char* path) {
+  std::string folder = Cut(path, kPathSize);
+  if (IsDirExist(folder.c_str())) return folder;
+  const auto slash = folder.rfind('/');
+  if (slash == std::string::npos) {
+    LOG_AT(kPhotoDatabaseSource, "Fail to get parrent path.");
+    return std::nullopt;
+  }
+  folder.resize(slash);
+  return folder;
+}
+
+// The top-level album above FOLDER (or FOLDER's own): it decides for all albums in it.
+std::optional<std::string> TopAlbum(const std::string& folder) {
+  char name[kPathSize] = {};
+  if (PhotoUtilShareNameGet(folder.c_str(), name, sizeof name) == -1) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to PhotoUtilShareNameGet, path: %s.", folder.c_str());
+    return std::nullopt;
+  }
+  const std::string album(name);
+  return album == "/" ? album : album.substr(0, album.find('/'));
+}
+
+// Only an album that says so does not convert; one without a row or value does.
+bool AlbumConverts(const std::string& album) {
+  char conversion[kPathSize] = {};
+  if (KAVOPhotoShareGetFieldValue(album.c_str(), "conversion", conversion, sizeof conversion) == -1)
+    return true;
+  return std::string_view(conversion) != "f";
+}
+
+bool NeedsConversion(const char* path) {
+  const auto folder = FolderOfPath(path);
+  if (!folder) return false;
+  const auto album = TopAlbum(*folder);
+  return album && AlbumConverts(*album);
+}
+
+bool Lists(const RLIBCSZLIST* formats, std::string_view extension) {
+  for (int i = 0; i < RLIBCSzListCount(formats); ++i) {
+    if (EqualsIgnoreCase(extension, RLIBCSzListGet(formats, i))) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+int IsPathNeedConversion(const char* path) {
+  if (path == nullptr) {
+    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    return 0;
+  }
+  return Guarded(kPhotoDatabaseSource, 0, [&] { return NeedsConversion(path) ? 1 : 0; });
+}
+
+int IsExcludeFormat(const char* name) {
+  if (name == nullptr) {
+    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    return 0;
+  }
+  const OwnedList formats(PhotoInfoDBExcludeFormatListGet());
+  if (formats == nullptr) return 0;
+  const auto extension = ExtensionOf(name);
+  if (!extension || extension->empty()) return 0;
+  return Lists(formats.get(), *extension) ? 1 : 0;
+}

@@ -1,0 +1,33 @@
+// Single statements on the database of the request.
+#include "base/log.h"
+#include "lumivault/photo_database.h"
+#include "lumivault/request_context.h"
+#include "photo_database/connection.h"
+#include "photo_database/session_sql.h"
+
+int PhotoDBExec(const char* sql) {
+  if (sql == nullptr) {
+    LOG_IN(kPhotoDatabaseSource, "Bad parameters.");
+    return -1;
+  }
+  const RequestConnection connection;
+  if (!connection) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to connect to database");
+    return -1;
+  }
+  Result result;
+  if (!Execute(connection, sql, &result)) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql, connection.error());
+    return -1;
+  }
+  return KAVODBAffectedRows(connection.get(), result.get());
+}
+
+int PhotoDBVacuum() {
+  if (HGAStatusIsHGARequest()) return 0;
+  if (PhotoDBExec(kVacuum) == -1) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s].", kVacuum);
+    return -1;
+  }
+  return 0;
+}

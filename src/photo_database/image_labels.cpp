@@ -1,0 +1,84 @@
+// Links between photos and labels.
+#include <string_view>
+
+#include "base/export_guard.h"
+#include "base/limits.h"
+#include "base/text.h"
+#include "photo_database/label.h"
+#include "photo_database/label_sql.h"
+
+namespace {
+
+// The id of the next row of RESULT, or -1.
+int FetchId(Result& result) {
+  if (result.Next()) return IdOf(result);
+  LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+  return -1;
+}
+
+// The id of a new link: the highest one, because the caller is the only writer.
+int InsertLink(const RequestConnection& connection, int image_id, int label_id, const char* info_new,
+               const char* status) {
+  const auto sql = FormatText(kPathSize, kInsertLink, image_id, label_id);
+  if (!RunStatement(connection, Statement::Build(connection.type(), sql.c_str(), info_new, status)))
+    return -1;
+  Result last;
+  if (!RunStatement(connection, Statement::Build(connection.type(), kLastLink), &last)) return -1;
+  return FetchId(last);
+}
+
+int FindOrInsertLink(int image_id, int label_id, const char* info_new, const char* status) {
+  const RequestConnection connection;
+  if (!IsConnected(connection)) return -1;
+  Result found;
+  const auto sql = FormatText(kPathSize, kLinkByIds, image_id, label_id);
+  if (!RunStatement(connection, Statement::Build(connection.type(), sql.c_str()), &found)) return -1;
+  if (KAVODBNumRows(found.get()) > 0) return FetchId(found);
+  return InsertLink(connection, image_id, label_id, info_new, status);
+}
+
+int DeleteConfirmedLink(int image_id, int label_id) {
+  const RequestConnection connection;
+  if (!IsConnected(connection)) return -1;
+  const Statement sql = Statement::Build(connection.type(), kDeleteConfirmedLink, image_id, label_id);
+  return RunStatement(connection, sql) ? 0 : -1;
+}
+
+int DeleteKeywordLinks(int image_id) {
+  const RequestConnection connection;
+  if (!IsConnected(connection)) return -1;
+  const Statement sql = Statement::Build(connection.type(), kDeleteKeywordLinks, image_id);
+  if (!sql) return -1;
+  if (Execute(connection, sql.get())) return 0;
+  // With a full stop, unlike the others.
+  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s).", sql.get(), connection.error());
+  return -1;
+}
+
+bool IsStatus(const char* text) {
+  using std::string_view;
+  return text != nullptr && (string_view(text) == "t" || string_view(text) == "f");
+}
+
+}  // namespace
+
+int PhotoInfoDBImageLabelDataAdd(int image_id, int label_id, const char* info_new, const char* status) {
+  if (info_new == nullptr || !IsStatus(status)) {
+    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    return -1;
+  }
+  return Guarded(kPhotoDatabaseSource, -1,
+                 [&] { return FindOrInsertLink(image_id, label_id, info_new, status); });
+}
+
+int PhotoInfoDBImageLabelDataDelete(int image_id, int label_id) {
+  return Guarded(kPhotoDatabaseSource, -1, [&] { return DeleteConfirmedLink(image_id, label_id); });
+}
+
+int PhotoInfoDBImageLabelDeleteByImage(int image_id) {
+  if (image_id < 1) {
+    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    return -1;
+  }
+  return Guarded(kPhotoDatabaseSource, -1, [&] { return DeleteKeywordLinks(image_id); });
+}

@@ -1,0 +1,100 @@
+#include "photo_database/keywords.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/limits.h"
+#include "base/log.h"
+#include "base/owned_list.h"
+#include "base/text.h"
+#include "lumivault/photo_database.h"
+#include "photo_database/saved_photo.h"
+#include "photo_database/storable_text.h"
+#include "photo_database/tool_values.h"
+#include "platform/text.h"
+
+namespace {
+
+constexpr int kKeywordCategory = 2;
+constexpr const char* kXmpKeywords = "Xmp.dc.subject";
+constexpr std::string_view kIptcKeywords = "Iptc.Application2.Keywords";
+constexpr const char* kListEverything = "-pa";
+constexpr std::size_t kListingLineSize = 255;
+constexpr std::size_t kListingColumns = 3;  // key, type and count stand before a value
+
+// The value in one line of the listing, its words joined with single blanks.
+std::string ListedValue(const std::string& line) {
+  const std::vector<std::string> words = SplitWords(StorableText(Cut(line, kListingLineSize)));
+  std::string value;
+  for (std::size_t i = kListingColumns; i < words.size(); ++i) {
+    if (!value.empty()) value += ' ';
+    value += words[i];
+  }
+  return value;
+}
+
+std::optional<std::vector<std::string>> IptcEntries(const char* path) {
+  const auto listing = MetadataListing(kListEverything, path);
+  if (!listing) return std::nullopt;
+  std::vector<std::string> entries;
+  for (const std::string& line : SplitLines(*listing)) {
+    if (line.find(kIptcKeywords) == std::string::npos) continue;
+    std::string value = ListedValue(line);
+    if (!value.empty()) entries.push_back(std::move(value));
+  }
+  return entries;
+}
+
+// The keyword texts of the file, each one keyword or several with commas between; nothing when the file
+// cannot be asked.
+std::optional<std::vector<std::string>> KeywordEntries(const char* path) {
+  if (auto value = PhotoExifTagValueGet(path, kXmpKeywords, kPathSize)) return std::vector{std::move(*value)};
+  return IptcEntries(path);
+}
+
+void LinkKeyword(const char* path, int photo_id, const std::string& keyword) {
+  const int label_id = PhotoInfoDBLabelCheck(path, keyword.c_str(), kKeywordCategory);
+  if (label_id == -1) {
+    LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBLabelCheck failed for %s.", keyword.c_str());
+    return;
+  }
+  if (PhotoInfoDBImageLabelDataAdd(photo_id, label_id, "", kConfirmedLink) == -1) {
+    LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBImageLabelDataAdd failed for %s, iPhotoId: %d, iLabelId: %d",
+           keyword.c_str(), photo_id, label_id);
+  }
+}
+
+void LinkPiece(const char* path, int photo_id, std::string piece) {
+  if (RLIBCStrTrimSpace(piece.data()) < 0) {
+    LOG_AT(kPhotoDatabaseSource, "RLIBCStrTrimSpace failed for %s.", piece.c_str());
+    return;
+  }
+  piece.resize(piece.find('\0') == std::string::npos ? piece.size() : piece.find('\0'));
+  if (!piece.empty()) LinkKeyword(path, photo_id, piece);
+}
+
+void LinkEntry(const char* path, int photo_id, const std::string& entry) {
+  const OwnedList pieces(RLIBCSzListAlloc(kListSize));
+  if (pieces == nullptr || RLIBCStrSepToList(entry.c_str(), ",", pieces.get()) < 0) {
+    LOG_AT(kPhotoDatabaseSource, "Separate value to list failed.");
+    return;
+  }
+  for (int i = 0; i < RLIBCSzListCount(pieces.get()); ++i) {
+    LinkPiece(path, photo_id, RLIBCSzListGet(pieces.get(), i));
+  }
+}
+
+}  // namespace
+
+void UpdateKeywords(const char* path) {
+  const auto photo_id = SavedPhotoId(path);
+  if (!photo_id) return;
+  const auto entries = KeywordEntries(path);
+  if (!entries) return;
+  if (PhotoInfoDBImageLabelDeleteByImage(*photo_id) < 0) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to delete photo_image_label by photo_id(%d)", *photo_id);
+    return;
+  }
+  for (const std::string& entry : *entries) LinkEntry(path, *photo_id, entry);
+}

@@ -1,0 +1,63 @@
+#include "photo_database/people_database.h"
+
+#include "base/limits.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "photo_database/label.h"
+#include "photo_database/people_sql.h"
+#include "photo_database/saved_photo.h"
+
+namespace {
+
+constexpr const char* kNewInfo = "info_new";
+constexpr const char* kOldInfo = "info";
+
+struct Face {
+  const char* info;
+  const char* column;
+};
+
+Face FaceOf(const Result& row) {
+  const char* info = OrEmpty(row.Field(kNewInfo));
+  if (info[0] != '\0') return {info, kNewInfo};
+  return {OrEmpty(row.Field(kOldInfo)), kOldInfo};
+}
+
+void AddFace(const Result& row, People people, RLIBCSZHASH* faces, RLIBCSZHASH* columns) {
+  const Face face = FaceOf(row);
+  const bool named = people == People::kNamed;
+  const char* key = named ? OrEmpty(row.Field("name")) : face.info;
+  RLIBCSzHashSetValue(faces, key, named ? face.info : "");
+  if (columns != nullptr) RLIBCSzHashSetValue(columns, key, face.column);
+}
+
+// False, and a line in the log, on failure.
+bool Select(const RequestConnection& connection, int photo_id, People people, Result* result) {
+  const auto people_template =
+      FormatText(kPathSize, kPhotoPeople, people == People::kNamed ? kNamedPeople : kUnnamedPeople);
+  const auto statement =
+      Statement::Build(connection.type(), people_template.c_str(), kConfirmedLink, photo_id);
+  if (Execute(connection, statement.get(), result)) return true;
+  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", OrEmpty(statement.get()), connection.error());
+  return false;
+}
+
+}  // namespace
+
+OwnedHash GetPhotoPeopleTaggingFromDB(int photo_id, People people, RLIBCSZHASH* columns) {
+  if (photo_id < 1) {
+    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    return nullptr;
+  }
+  OwnedHash faces(RLIBCSzHashAlloc(kListSize));
+  if (faces == nullptr) {
+    LOG_AT(kPhotoDatabaseSource, "RLIBCSzHashAlloc failed");
+    return nullptr;
+  }
+  const RequestConnection connection;
+  if (!IsConnected(connection)) return nullptr;
+  Result result;
+  if (!Select(connection, photo_id, people, &result)) return nullptr;
+  while (result.Next()) AddFace(result, people, faces.get(), columns);
+  return faces;
+}

@@ -1,0 +1,130 @@
+#include "lumivault/photo_exiv2.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <initializer_list>
+
+#include "base/c_locale.h"
+#include "base/text.h"
+#include "photo_exiv2/description_text.h"
+#include "platform/safe_image.h"
+
+namespace {
+
+// The XMP parser has a state of the process that its first user must not make twice.
+void InitializeXmp() {
+  [[maybe_unused]] static const bool initialized = Exiv2::XmpParser::initialize();
+}
+
+bool Supports(const Exiv2::Image& image, Exiv2::MetadataId kind) {
+  return image.checkMode(kind) > Exiv2::amNone;
+}
+
+// The text of the datum under KEY in DATA; empty when absent. EXIF is the context of the interpreted form.
+template <typename Data, typename Key>
+std::string TagValue(const Data& data, const Key& key, const Exiv2::ExifData& exif, bool interpreted) {
+  const CLocale decimal_point;
+  const auto datum = data.findKey(key);
+  if (datum == data.end()) return {};
+  return interpreted ? datum->print(&exif) : datum->toString();
+}
+
+// The interpreted text of the first of EXIF_KEYS that has one, else that of XMP_KEY. The result of the
+// getters.
+int FirstValue(const Exiv2::Image& image, const Exiv2::ExifData& exif, const Exiv2::XmpData& xmp,
+               std::initializer_list<const char*> exif_keys, const char* xmp_key, std::string& out) {
+  out.clear();
+  const bool exif_supported = Supports(image, Exiv2::mdExif);
+  const bool xmp_supported = Supports(image, Exiv2::mdXmp);
+  if (!exif_supported && !xmp_supported) return -1;
+  for (const char* key : exif_keys) {
+    if (exif_supported && out.empty()) out = TagValue(exif, Exiv2::ExifKey(key), exif, true);
+  }
+  if (xmp_supported && out.empty()) out = TagValue(xmp, Exiv2::XmpKey(xmp_key), exif, true);
+  return 0;
+}
+
+int DecimalInt(const std::string& text) {
+  constexpr int kBase = 10;
+  return static_cast<int>(std::clamp<long>(std::strtol(text.c_str(), nullptr, kBase), INT_MIN, INT_MAX));
+}
+
+}  // namespace
+
+PhotoExiv2::PhotoExiv2(const char* path) {
+  InitializeXmp();
+  const CLocale decimal_point;
+  image_ = OpenImageSafely(OrEmpty(path));
+  image_->readMetadata();
+  exif_ = image_->exifData();
+  xmp_ = image_->xmpData();
+  iptc_ = image_->iptcData();
+}
+
+// Keys by value: so the functions are exported.
+// NOLINTBEGIN(performance-unnecessary-value-param)
+std::string PhotoExiv2::GetExifTagValue(std::string key, bool interpreted) {
+  return TagValue(exif_, Exiv2::ExifKey(key), exif_, interpreted);
+}
+
+std::string PhotoExiv2::GetIptcTagValue(std::string key, bool interpreted) {
+  return TagValue(iptc_, Exiv2::IptcKey(key), exif_, interpreted);
+}
+
+std::string PhotoExiv2::GetXmpTagValue(std::string key, bool interpreted) {
+  return TagValue(xmp_, Exiv2::XmpKey(key), exif_, interpreted);
+}
+// NOLINTEND(performance-unnecessary-value-param)
+
+int PhotoExiv2::GetOrientation() {
+  if (!Supports(*image_, Exiv2::mdExif) && !Supports(*image_, Exiv2::mdXmp)) return 0;
+  const std::string exif = GetExifTagValue("Exif.Image.Orientation", false);
+  if (!exif.empty()) return DecimalInt(exif);
+  const std::string xmp = GetXmpTagValue("Xmp.tiff.Orientation", false);
+  return xmp.empty() ? 1 : DecimalInt(xmp);
+}
+
+int PhotoExiv2::GetDescription(std::string& out) {
+  out.clear();
+  const bool xmp = Supports(*image_, Exiv2::mdXmp);
+  const bool iptc = Supports(*image_, Exiv2::mdIptc);
+  const bool exif = Supports(*image_, Exiv2::mdExif);
+  if (!xmp && !iptc && !exif) return -1;
+  if (xmp) {
+    const std::string description = GetXmpTagValue("Xmp.dc.description", false);
+    out =
+        description.empty() ? GetXmpTagValue("Xmp.photoshop.headline", false) : DescriptionText(description);
+  }
+  if (out.empty() && iptc) out = GetIptcTagValue("Iptc.Application2.Caption", false);
+  if (out.empty() && exif) out = GetExifTagValue("Exif.Image.ImageDescription", false);
+  return 0;
+}
+
+int PhotoExiv2::GetFocalLength(std::string& out) {
+  return FirstValue(*image_, exif_, xmp_,
+                    {"Exif.Photo.FocalLength", "Exif.Canon.FocalLength", "Exif.NikonLd3.FocalLength"},
+                    "Xmp.exif.FocalLength", out);
+}
+
+int PhotoExiv2::GetLens(std::string& out) {
+  return FirstValue(*image_, exif_, xmp_, {"Exif.CanonCs.Lens", "Exif.Nikon3.Lens"}, "Xmp.aux.Lens", out);
+}
+
+int PhotoExiv2::GetFlash(std::string& out) {
+  return FirstValue(*image_, exif_, xmp_, {"Exif.Photo.Flash"}, "Xmp.exif.Flash", out);
+}
+
+Json::Value PhotoExiv2::GetMetadata() {
+  Json::Value metadata(Json::objectValue);
+  std::string text;
+  if (GetDescription(text) == 0) metadata["description"] = text;
+  metadata["orientation"] = GetOrientation();
+  GetFocalLength(text);
+  metadata["focalLength"] = text;
+  GetLens(text);
+  metadata["lens"] = text;
+  GetFlash(text);
+  metadata["flash"] = text;
+  return metadata;
+}

@@ -1,0 +1,127 @@
+#include <memory>
+#include <string>
+
+#include "base/export_guard.h"
+#include "base/limits.h"
+#include "base/log.h"
+#include "base/text.h"
+#include "lumivault/photo_database.h"
+#include "lumivault/photo_index.h"
+#include "lumivault/photo_util.h"
+#include "lumivault/request_context.h"
+#include "photo_index/album_info.h"
+#include "photo_index/move_rule.h"
+#include "photo_index/path_gate.h"
+
+namespace {
+
+// The service's kind of folder under which album events pass the gate.
+constexpr unsigned kAlbumIndexType = 4;
+
+// The number of album rows of that name, or -1. The name stands in the condition as it is; the count makes
+// the whole condition safe.
+int CountAlbums(const char* album) {
+  const std::string condition = FormatText(kConditionSize, " sharename='%s' ", album);
+  return PhotoInfoDBGetCount(PHOTO_TABLE_SHARE, "*", condition.c_str(), "");
+}
+
+// Only a private sub-album without a password above it needs rights of its own.
+bool TakesRightsOfParent(const KAVO_PHOTO_SHARE_INFO& album) {
+  return album.isSubdir && album.szReserved[0] == '\0' && !album.isPublic;
+}
+
+bool SaveAlbum(KAVO_PHOTO_SHARE_INFO& album) {
+  if (PhotoShareInfoDBSave(&album) >= 0) return true;
+  LOG_AT(kPhotoIndexSource, "PhotoShareInfoDBSave failed.");
+  return false;
+}
+
+// Gives a new row the parent's rights where it needs them.
+bool SaveRights(KAVO_PHOTO_SHARE_INFO& album) {
+  if (!TakesRightsOfParent(album)) return true;
+  if (PhotoSharePriviledgeDBSave(&album) >= 0) return true;
+  LOG_AT(kPhotoIndexSource, "PhotoSharePriviledgeDBSave failed: %s", album.szShareName);
+  return false;
+}
+
+int AddFolder(const char* folder) {
+  if (folder == nullptr) {
+    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    return -1;
+  }
+  if (IndexIsIndexPath(folder, kAlbumIndexType) < 1) return 0;
+  const auto album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
+  if (!IndexAlbumInfoBuild(*album, folder)) return -1;
+  if (album->szShareName[0] == '\0') return 0;
+
+  // A failed count is not a new album: rights that exist must not be replaced.
+  const bool is_new = CountAlbums(album->szShareName) == 0;
+  if (!SaveAlbum(*album)) return -1;
+  if (is_new && !SaveRights(*album)) return -1;
+  OpenToEverybody(folder);
+  return 0;
+}
+
+int DeleteFolder(const char* folder) {
+  if (folder == nullptr) {
+    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    return -1;
+  }
+  if (HGAStatusCheck(folder) < 0) return -1;
+  static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_DIRECTORY, folder));
+  return 0;
+}
+
+// The row of the old name, described by that name alone.
+bool DescribeOldAlbum(KAVO_PHOTO_SHARE_INFO& album, const char* folder) {
+  CopyText(album.szAlbumPath, sizeof album.szAlbumPath, folder);
+  return PhotoUtilShareNameGet(folder, album.szShareName, sizeof album.szShareName) >= 0;
+}
+
+int MoveInPlace(const char* new_folder, const char* old_folder) {
+  static_cast<void>(DeleteFolder(new_folder));
+  const auto new_album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
+  const auto old_album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
+  if (!IndexAlbumInfoBuild(*new_album, new_folder) || !DescribeOldAlbum(*old_album, old_folder)) return -1;
+  // No album may lose its name.
+  if (new_album->szShareName[0] == '\0') return -1;
+
+  const bool is_new = CountAlbums(old_album->szShareName) == 0;
+  if (PhotoShareDBRename(new_album.get(), old_album.get()) < 0) {
+    LOG_AT(kPhotoIndexSource, "PhotoShareDBRename failed");
+    return -1;
+  }
+  return is_new && !SaveRights(*new_album) ? -1 : 0;
+}
+
+int RenameFolder(const char* new_folder, const char* old_folder) {
+  if (new_folder == nullptr || old_folder == nullptr || *old_folder == '\0') {
+    LOG_IN(kPhotoIndexSource, "Bad parameter.");
+    return -1;
+  }
+  if (IndexIsIndexPath(new_folder, kAlbumIndexType) < 1) return 0;
+  // The caller's text may lie in the request context, which the checks below write anew.
+  const auto old_copy = TryCopy(old_folder);
+  if (!old_copy) {
+    LOG_AT(kPhotoIndexSource, "strdup failed.");
+    return -1;
+  }
+  if (CanMoveInPlace(new_folder, old_copy->c_str())) return MoveInPlace(new_folder, old_copy->c_str());
+  static_cast<void>(DeleteFolder(old_copy->c_str()));
+  static_cast<void>(AddFolder(new_folder));
+  return 0;
+}
+
+}  // namespace
+
+int IndexDirAdd(const char* folder) {
+  return Guarded(kPhotoIndexSource, -1, [&] { return AddFolder(folder); });
+}
+
+int IndexDirDelete(const char* folder) {
+  return Guarded(kPhotoIndexSource, -1, [&] { return DeleteFolder(folder); });
+}
+
+int IndexDirRename(const char* new_folder, const char* old_folder) {
+  return Guarded(kPhotoIndexSource, -1, [&] { return RenameFolder(new_folder, old_folder); });
+}

@@ -1,0 +1,36 @@
+// Lets the owner of the process lend one SQLite connection of its own, so that many short operations on one
+// file need not open it each time. While a connection is lent, KAVODBConnect on the same file (same device
+// and inode, checked each time) hands it out and KAVODBClose gives it back. A process that lends nothing sees
+// no difference.
+//
+// A hand-out begins with the settings of a new connection, but for foreign keys, which are on (inside a
+// transaction they could not be switched). Several may be out at once; they share the transaction.
+//
+// One lent connection a thread, seen by that thread only. 0 on success, -1 on failure, whose reason
+// KAVODBLentErrorGet tells.
+#ifndef PLATFORM_CONNECTION_LENDING_H_
+#define PLATFORM_CONNECTION_LENDING_H_
+
+#include "platform/api.h"
+
+extern "C" {
+
+// Opens FILE, which must exist, and lends it. A connection lent before is withdrawn first.
+KAVO_API int KAVODBLend(const char* file);
+// Closes the lent connection (an open batch is rolled back). Harmless when nothing is lent.
+KAVO_API void KAVODBLendEnd(void);
+
+// One write transaction around the calls that follow; a statement that fails leaves it open. While it is
+// open, the removal of consumed side files (KAVOBeneathRemove) waits for its commit, so that nothing is lost
+// between the two. When SQLite ends the transaction by itself (disk full, I/O error) every further statement
+// of the batch fails, and so does its commit.
+KAVO_API int KAVODBBatchBegin(void);
+// -1: nothing of the batch was kept and no side file was removed.
+KAVO_API int KAVODBBatchCommit(void);
+KAVO_API void KAVODBBatchRollback(void);
+
+KAVO_API const char* KAVODBLentErrorGet(void);
+
+}  // extern "C"
+
+#endif  // PLATFORM_CONNECTION_LENDING_H_

@@ -1,0 +1,81 @@
+// One interface over SQLite and PostgreSQL.
+//
+// A connection and the results made from it are used by one thread at a time. All texts are NUL-terminated
+// UTF-8. Nothing here logs: a failure is -1 or null, and KAVODBErrorGet tells its text.
+#ifndef PLATFORM_DATABASE_H_
+#define PLATFORM_DATABASE_H_
+
+#include "platform/api.h"
+
+extern "C" {
+
+typedef struct tag_KAVODB_CONNECTION KAVODB_CONNECTION;
+typedef struct tag_KAVODB_RESULT KAVODB_RESULT;
+typedef void* KAVODB_ROW;
+
+enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
+
+// HOST is always null. USER and DATABASE open the PostgreSQL database of that name through libpq and its
+// usual environment; a null USER opens the SQLite file DATABASE, which must exist or be creatable. Null on
+// failure. That an existing file is no SQLite database shows at the first statement.
+//
+// A statement waits up to 30 s for an SQLite file that others have locked. A lost PostgreSQL connection is
+// made anew before a statement is sent; a SELECT that dies on its way is sent once more, a write that dies is
+// a failure and never sent twice, and a transaction that was open is lost with a failure.
+KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char* password,
+                                          const char* database);
+KAVO_API void KAVODBClose(KAVODB_CONNECTION* connection);
+
+// Runs one or several statements separated by semicolons, in order, stopping at the first that fails (what
+// the earlier ones did stays on SQLite and is undone on PostgreSQL, unless a transaction is open). RESULT may
+// be null; otherwise it receives the result of the last statement (rows, or the number of changed rows), to
+// be freed with KAVODBFreeResult. A null SQL is a failure. -1 on failure (*RESULT then stays as it was), 0
+// otherwise.
+KAVO_API int KAVODBExecute(KAVODB_CONNECTION* connection, const char* sql, KAVODB_RESULT** result);
+// The same for a SELECT, of which at most LIMIT rows are kept after skipping OFFSET; 0 or -1 mean no limit,
+// no offset.
+KAVO_API int KAVODBSelectLimit(KAVODB_CONNECTION* connection, const char* sql, int limit, int offset,
+                               KAVODB_RESULT** result);
+
+KAVO_API int KAVODBNumRows(KAVODB_RESULT* result);
+// 0 and the next row, or -1 when none is left or RESULT is null. A row handle is valid until its result is
+// freed.
+KAVO_API int KAVODBFetchRow(KAVODB_RESULT* result, KAVODB_ROW* row);
+// The value as text, owned by the result; null for SQL NULL, an unknown column or null arguments. Letter case
+// of COLUMN is ignored.
+KAVO_API const char* KAVODBFetchField(KAVODB_RESULT* result, KAVODB_ROW row, const char* column);
+// Rows changed by the statement of RESULT (the last one, where there were several); 0 for a SELECT. With a
+// null RESULT those of the connection's last successful call.
+KAVO_API int KAVODBAffectedRows(KAVODB_CONNECTION* connection, KAVODB_RESULT* result);
+KAVO_API void KAVODBFreeResult(KAVODB_RESULT* result);
+
+// The text of the last failure on this connection, in one line; never null; valid until its next call.
+KAVO_API const char* KAVODBErrorGet(KAVODB_CONNECTION* connection);
+// KAVODB_TYPE_*, or -1 for null.
+KAVO_API int KAVODBDatabaseTypeGet(KAVODB_CONNECTION* connection);
+
+// Fills the placeholders of TEMPLATE, left to right, with the arguments that follow; a value that holds a
+// placeholder is not expanded again. Returns a heap text to be freed with free(), or null (null template or
+// text argument, unknown type, a literal of the template that is not closed).
+//   @KAVO:VAR    const char*, escaped for a quoted literal
+//   @KAVO:NEVAR  const char*, unchanged: a name of the program's own, never a value from outside
+//   @KAVO:LVAR   const char*, escaped for a quoted literal inside which it matches itself in a LIKE pattern;
+//   on SQLite
+//                ESCAPE '\' is added behind that literal
+//   @KAVO:INT    int, decimal
+//   @KAVO:LLINT  long long, decimal
+// Outside a literal VAR and LVAR take a number ("-35.500000") or the word NULL, and anything else gives null:
+// nothing would keep it from becoming a part of the statement. "nan" and "inf" become NULL.
+KAVO_API char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...);
+
+// Makes a raw condition safe to send: one comparison with one literal (column = 'value', column like
+// 'value'), blanks around it, the value as it is. The first quote opens the literal and the last one closes
+// it, whatever the value holds; wildcards of a LIKE stay wildcards, a backslash is a character on both
+// engines. A text without quotes is copied. OUT holds at least twice the length of CONDITION plus one byte.
+// 0, or -1 when the condition has not that shape: a single quote, a semicolon outside the literal, anything
+// but blanks behind it.
+KAVO_API int EscapeConditionEX2(int database_type, const char* condition, char* out);
+
+}  // extern "C"
+
+#endif  // PLATFORM_DATABASE_H_

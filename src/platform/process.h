@@ -1,0 +1,54 @@
+// Running programs. No shell is involved unless the program is one.
+//
+// A program is looked up in this order: an executable at that path (below LUMIVAULT_ROOT where one is set); else, for
+// "/usr/kavo/bin/exiv2", a built-in that answers through the library with the same bytes and exit status. A program that
+// runs longer than 30 s is killed, its whole process group with it.
+#ifndef PLATFORM_PROCESS_H_
+#define PLATFORM_PROCESS_H_
+
+#include <memory>
+
+#include "platform/api.h"
+
+extern "C" {
+
+// Runs PROGRAM with up to four arguments, the first null ending them, and waits. Its standard output is thrown away. Its
+// exit status, or -1 when it could not be run or did not end by itself.
+KAVO_API int RLIBCExec(const char* program, const char* argument1, const char* argument2, const char* argument3,
+                       const char* argument4);
+
+}  // extern "C"
+
+namespace KAVOUtils {
+
+// Runs one program and captures what it prints.
+class KAVO_API ProcessRunner {
+ public:
+  // The program, then its argument vector (the first is the program's own name); unused ones are null.
+  explicit ProcessRunner(const char* program, const char* a0 = nullptr, const char* a1 = nullptr,
+                         const char* a2 = nullptr, const char* a3 = nullptr, const char* a4 = nullptr,
+                         const char* a5 = nullptr, const char* a6 = nullptr, const char* a7 = nullptr,
+                         const char* a8 = nullptr, const char* a9 = nullptr);
+  ~ProcessRunner();
+  ProcessRunner(const ProcessRunner&) = delete;
+  ProcessRunner& operator=(const ProcessRunner&) = delete;
+
+  // Appends up to five more.
+  void addArguments(const char* a0, const char* a1 = nullptr, const char* a2 = nullptr, const char* a3 = nullptr,
+                    const char* a4 = nullptr);
+  // Runs it and waits; with CAPTURE keeps its standard output, 16 MiB at most. The exit status, or negative when it could not
+  // be run or did not end by itself. WAIT must be true: a program that nobody waits for would outlive its time.
+  int run(bool wait, bool capture);
+  // What it printed; valid until the next run or the end of the object. Length excludes the terminator.
+  const char* getCapturedOutput() const;
+  // The command line, for messages; valid until the next call.
+  const char* toString() const;
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace KAVOUtils
+
+#endif  // PLATFORM_PROCESS_H_

@@ -1,0 +1,160 @@
+// Names chosen to break out of statements, patterns, formats and logs, as file, folder, title, keyword and
+// person names: they are stored as they are or refused, and no statement ever changes its meaning.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "base/text.h"
+#include "lumivault/photo_database.h"
+#include "lumivault/photo_index.h"
+#include "lumivault/request_context.h"
+#include "support/databases.h"
+#include "support/hostile_names.h"
+#include "support/media_maker.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+constexpr unsigned kFolderKind = 1;
+
+class HostileNamesTest : public LibraryTest {
+ protected:
+  void SetUp() override {
+    LibraryTest::SetUp();
+    if (IsSkipped()) return;
+    Run("CREATE TABLE inj_canary (name TEXT); INSERT INTO inj_canary VALUES ('alive');");
+    MakeJpeg(Path("plain.jpg"), 8, 6);
+  }
+
+  void TearDown() override {
+    if (!IsSkipped()) {
+      EXPECT_EQ(Value("SELECT name FROM inj_canary"), "alive");
+      Run("DROP TABLE inj_canary");
+    }
+    LibraryTest::TearDown();
+  }
+
+  int Add(const std::string& relative, const std::string& title = "a title") {
+    KAVO_MEDIA_INFO record{};
+    CopyText(record.szPath, sizeof record.szPath, Path(relative));
+    CopyText(record.szTitle, sizeof record.szTitle, title);
+    return IndexAdd(&record, kFolderKind);
+  }
+
+  void Copy(const std::string& relative) {
+    fs::create_directories(fs::path(Path(relative)).parent_path());
+    fs::copy_file(Path("plain.jpg"), Path(relative), fs::copy_options::overwrite_existing);
+  }
+
+  // TEXT as a literal of the test's own statements.
+  static std::string Quoted(const std::string& text) {
+    std::string quoted = "'";
+    for (const char c : text) quoted += c == '\'' ? "''" : std::string(1, c);
+    return quoted + "'";
+  }
+  std::string CountOf(const std::string& table, const std::string& column, const std::string& text) {
+    return Value("SELECT count(*) FROM " + table + " WHERE " + column + " = " + Quoted(text));
+  }
+};
+
+TEST_P(HostileNamesTest, AreStoredAsFileAndFolderNamesAndRemovedAlone) {
+  int photos = 0;
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    const std::string relative = name + "/" + name + ".jpg";
+    Copy(relative);
+    EXPECT_EQ(IndexDirAdd(Path(name).c_str()), 0);
+    EXPECT_EQ(Add(relative), 0);
+    EXPECT_EQ(CountOf("photo_image", "path", Key(relative)), "1");
+    EXPECT_EQ(CountOf("photo_share", "sharename", name), "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), std::to_string(++photos));
+  }
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    const std::string relative = name + "/" + name + ".jpg";
+    fs::remove(Path(relative));
+    EXPECT_EQ(IndexDelete(Path(relative).c_str()), 0);
+    EXPECT_EQ(CountOf("photo_image", "path", Key(relative)), "0");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), std::to_string(--photos));
+  }
+}
+
+TEST_P(HostileNamesTest, AFolderDeleteTakesOnlyWhatIsBelowIt) {
+  for (const std::string& name : HostileNames()) {
+    Copy(name + "/photo.jpg");
+    ASSERT_EQ(Add(name + "/photo.jpg"), 0) << name;
+  }
+  std::size_t left = HostileNames().size();
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(IndexDirDelete(Path(name).c_str()), 0);
+    EXPECT_EQ(CountOf("photo_image", "path", Key(name + "/photo.jpg")), "0");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), std::to_string(--left));
+  }
+}
+
+TEST_P(HostileNamesTest, AreRenamedWithTheirIds) {
+  Copy("start.jpg");
+  ASSERT_EQ(Add("start.jpg"), 0);
+  const std::string id = Value("SELECT id FROM photo_image");
+  std::string old_name = "start.jpg";
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    const std::string new_name = name + ".jpg";
+    fs::rename(Path(old_name), Path(new_name));
+    KAVO_MEDIA_INFO record{};
+    CopyText(record.szPath, sizeof record.szPath, Path(new_name));
+    EXPECT_EQ(IndexRename(&record, kFolderKind, Path(old_name).c_str()), 0);
+    EXPECT_EQ(Value("SELECT id FROM photo_image WHERE path = " + Quoted(Key(new_name))), id);
+    old_name = new_name;
+  }
+}
+
+TEST_P(HostileNamesTest, AreStoredAsTitles) {
+  Copy("photo.jpg");
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(Add("photo.jpg", name), 0);
+    EXPECT_EQ(CountOf("photo_image", "title", name), "1");
+  }
+}
+
+TEST_P(HostileNamesTest, AreStoredAsLabelsOfBothKinds) {
+  Copy("photo.jpg");
+  ASSERT_EQ(Add("photo.jpg"), 0);
+  const std::string path = Path("photo.jpg");
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    for (const int category : {0, 2}) {
+      const int label = PhotoInfoDBLabelCheck(path.c_str(), name.c_str(), category);
+      EXPECT_GT(label, 0);
+      EXPECT_EQ(PhotoInfoDBLabelCheck(path.c_str(), name.c_str(), category), label);
+      EXPECT_GT(PhotoInfoDBImageLabelDataAdd(PhotoInfoDBPhotoIdGet(path.c_str()), label, name.c_str(), "t"),
+                0);
+    }
+    EXPECT_EQ(CountOf("photo_label", "name", name), "2");
+    EXPECT_EQ(CountOf("photo_image_label", "info_new", name), "2");
+  }
+}
+
+TEST_P(HostileNamesTest, WithBytesThatAreNotTextAreRefusedWithAMessage) {
+  for (const std::string& name : HostileBytes()) {
+    SCOPED_TRACE(name);
+    Copy(name + ".jpg");
+    SyslogCapture::Clear();
+    EXPECT_EQ(Add(name + ".jpg"), -1);
+    EXPECT_THAT(SyslogCapture::Messages(),
+                testing::Contains("photo_database.cpp (#) Invalid path : " + Key(name + ".jpg")));
+    fs::remove(Path(name + ".jpg"));
+    IndexDelete(Path(name + ".jpg").c_str());
+  }
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "0");
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, HostileNamesTest, BothEngines(), EngineName);
+
+}  // namespace

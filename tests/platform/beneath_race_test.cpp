@@ -1,0 +1,149 @@
+// Somebody exchanges a folder for a link to a foreign folder, without a pause, while we work in it.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "core/beneath.h"
+#include "core/descriptor.h"
+#include "core/open_below.h"
+#include "platform/files.h"
+#include "support/temp_dir.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kOpens = 200'000;
+
+class Attacker {
+ public:
+  Attacker(const fs::path& a, const fs::path& b)
+      : thread_([this, a, b] {
+          while (!stop_) renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE);
+        }) {}
+  ~Attacker() {
+    stop_ = true;
+    thread_.join();
+  }
+  Attacker(const Attacker&) = delete;
+  Attacker& operator=(const Attacker&) = delete;
+
+ private:
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+// photo/trip is a folder of the user's, photo/bait a link to the foreign folder.
+class RaceTest : public testing::Test {
+ protected:
+  RaceTest() {
+    WriteFile(photo() / "trip" / "a.jpg", "mine");
+    WriteFile(foreign(), "foreign");
+    chmod(foreign().c_str(), 0600);
+    fs::create_directory_symlink(dir_.path() / "foreign", photo() / "bait");
+    struct stat status {};
+    stat(foreign().c_str(), &status);
+    foreign_inode_ = status.st_ino;
+    setenv("LUMIVAULT_ROOT", (dir_.path() / "appliance").c_str(), 1);
+  }
+  ~RaceTest() override { unsetenv("LUMIVAULT_ROOT"); }
+
+  fs::path photo() const { return dir_.path() / "photo"; }
+  fs::path foreign() const { return dir_.path() / "foreign" / "a.jpg"; }
+  std::string target() const { return (photo() / "trip" / "a.jpg").string(); }
+  Attacker Attack() const { return Attacker(photo() / "trip", photo() / "bait"); }
+
+  struct Count {
+    int opened = 0;
+    int leaked = 0;
+  };
+  // Opens with OPEN again and again under attack.
+  template <typename Open>
+  Count OpenUnderAttack(Open&& open_target) const {
+    const Attacker attacker = Attack();
+    Count count;
+    for (int i = 0; i < kOpens; ++i) {
+      const Descriptor opened = open_target();
+      const auto status = opened ? StatusOf(opened) : std::nullopt;
+      if (!status.has_value()) continue;
+      ++count.opened;
+      if (status->st_ino == foreign_inode_) ++count.leaked;
+    }
+    return count;
+  }
+
+  TempDir dir_;
+  ino_t foreign_inode_ = 0;
+};
+
+TEST_F(RaceTest, TheAttackWorksAgainstACheckOfTheLastNameAlone) {
+  const Count count =
+      OpenUnderAttack([&] { return Descriptor(open(target().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)); });
+  EXPECT_GT(count.leaked, 0);
+}
+
+TEST_F(RaceTest, NothingForeignIsOpenedAtOnce) {
+  const Descriptor root(open(photo().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!OpenBelowAtOnce(root.get(), ".", O_PATH, 0) && errno == ENOSYS) GTEST_SKIP() << "no openat2 here";
+  const Count count = OpenUnderAttack([&] { return OpenBelowAtOnce(root.get(), "trip/a.jpg", O_RDONLY, 0); });
+  EXPECT_GT(count.opened, 0);
+  EXPECT_EQ(count.leaked, 0);
+}
+
+TEST_F(RaceTest, NothingForeignIsOpenedStepwise) {
+  const Descriptor root(open(photo().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const Count count =
+      OpenUnderAttack([&] { return OpenBelowStepwise(root.get(), "trip/a.jpg", O_RDONLY, 0); });
+  EXPECT_GT(count.opened, 0);
+  EXPECT_EQ(count.leaked, 0);
+}
+
+TEST_F(RaceTest, NothingForeignIsRead) {
+  const Count count =
+      OpenUnderAttack([&] { return Descriptor(KAVOBeneathOpen(photo().c_str(), target().c_str())); });
+  EXPECT_GT(count.opened, 0);
+  EXPECT_EQ(count.leaked, 0);
+}
+
+TEST_F(RaceTest, NothingForeignIsRemoved) {
+  constexpr int kRemovals = 20'000;
+  int removed = 0;
+  {
+    const Attacker attacker = Attack();
+    for (int i = 0; i < kRemovals; ++i) {
+      if (RemoveBeneathNow(photo(), target()) != 0) continue;
+      ++removed;
+      const Descriptor again(
+          open((photo() / "trip" / "a.jpg").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+      const Descriptor other(
+          open((photo() / "bait" / "a.jpg").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    }
+  }
+  struct stat status {};
+  EXPECT_GT(removed, 0);
+  ASSERT_EQ(stat(foreign().c_str(), &status), 0);
+  EXPECT_EQ(status.st_ino, foreign_inode_);
+}
+
+TEST_F(RaceTest, NothingForeignIsGivenAMode) {
+  int changed = 0;
+  {
+    const Attacker attacker = Attack();
+    for (int i = 0; i < kOpens / 2; ++i) {
+      const mode_t mode = i % 2 == 0 ? 0777 : 0755;
+      if (KAVOBeneathMode(photo().c_str(), target().c_str(), mode) == 0) ++changed;
+    }
+  }
+  struct stat status {};
+  EXPECT_GT(changed, 0);
+  ASSERT_EQ(stat(foreign().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+}  // namespace

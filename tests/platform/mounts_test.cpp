@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <filesystem>
+#include <string>
+
+#include "index/mount_table.h"
+#include "platform/index.h"
+#include "support/appliance_tree.h"
+#include "support/child_processes.h"
+#include "support/temp_dir.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kTable =
+    "22 1 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n"
+    "30 22 0:40 / /photo/nas rw shared:5 master:2 - nfs4 nas:/export rw,vers=4.2\n"
+    "31 22 7:0 / /photo/my\\040disc\\134 ro - iso9660 /dev/loop0 ro\n"
+    "malformed line\n"
+    "32 22 0:41 / /photo/nas rw - tmpfs none rw\n"
+    "33 22 8:2 / /photo2 rw - ext4 /dev/sdb1 rw\n";
+
+std::string HolderOf(const std::string& path) {
+  static const MountTable table = ParseMountTable(kTable);
+  const Mount* mount = MountOf(table, path);
+  return mount != nullptr ? mount->type + " " + mount->source + " at " + mount->point : "(none)";
+}
+
+TEST(MountTableTest, TheInnermostMountOnWholeComponentsHoldsAPath) {
+  EXPECT_EQ(HolderOf("/photo/a.jpg"), "ext4 /dev/sda1 at /");
+  EXPECT_EQ(HolderOf("/photo2/a.jpg"), "ext4 /dev/sdb1 at /photo2");
+  EXPECT_EQ(HolderOf("/photo22/a.jpg"), "ext4 /dev/sda1 at /");
+  EXPECT_EQ(HolderOf("/photo/my disc\\"), "iso9660 /dev/loop0 at /photo/my disc\\");
+}
+
+TEST(MountTableTest, OfTwoAtOnePlaceTheLaterHidesTheEarlier) {
+  EXPECT_EQ(HolderOf("/photo/nas/a.jpg"), "tmpfs none at /photo/nas");
+}
+
+TEST(MountTableTest, AMountIsForeignOnlyToAFolderThatLiesOutsideIt) {
+  const MountTable table = ParseMountTable(kTable);
+  EXPECT_TRUE(LiesOnForeignMount(table, "/photo/my disc\\/a.jpg", "/photo"));
+  EXPECT_FALSE(LiesOnForeignMount(table, "/photo/my disc\\/a.jpg", "/photo/my disc\\"));
+  EXPECT_FALSE(LiesOnForeignMount(table, "/photo/my disc\\/a.jpg", "/photo/my disc\\/library"));
+  EXPECT_FALSE(LiesOnForeignMount(table, "/photo2/a.jpg", "/photo"));
+}
+
+TEST(MountTableTest, MalformedLinesAreLeftOut) {
+  EXPECT_EQ(ParseMountTable(kTable).size(), 5U);
+  EXPECT_TRUE(ParseMountTable("").empty());
+  const std::string text = kTable;
+  for (std::size_t length = 0; length <= text.size(); ++length) {
+    EXPECT_LE(ParseMountTable(std::string_view(text).substr(0, length)).size(), 5U);
+  }
+}
+
+TEST(MountTableTest, RemoteAndImageFileSystemsAreKnown) {
+  const auto foreign = [](const char* type, const char* source) {
+    return IsRemoteOrImage({"/x", type, source});
+  };
+  EXPECT_TRUE(foreign("nfs", "nas:/export"));
+  EXPECT_TRUE(foreign("cifs", "//nas/share"));
+  EXPECT_TRUE(foreign("fuse.sshfs", "me@nas:"));
+  EXPECT_TRUE(foreign("fuse.unheard", "nas:/export"));
+  EXPECT_TRUE(foreign("ext4", "/dev/loop3"));
+  EXPECT_TRUE(foreign("udf", "/dev/sr0"));
+  EXPECT_FALSE(foreign("ext4", "/dev/sda1"));
+  EXPECT_FALSE(foreign("btrfs", "/dev/mapper/volume"));
+  EXPECT_FALSE(foreign("tmpfs", "tmpfs"));
+  EXPECT_FALSE(foreign("zfs", "pool/photos"));
+  EXPECT_FALSE(foreign("overlay", "overlay"));
+}
+
+// Mounts of our own, which need a mount namespace: each test runs in a child process. A tmpfs whose source
+// names another machine stands in for one.
+class MountsTest : public testing::Test {
+ protected:
+  static constexpr int kNoNamespace = 77;
+
+  template <typename Body>
+  void InNamespace(Body&& body) {
+    const int status = WaitFor(StartChild([&] {
+      if (unshare(CLONE_NEWNS) != 0) return kNoNamespace;
+      if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return kNoNamespace;
+      body();
+      return testing::Test::HasFailure() ? 1 : 0;
+    }));
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kNoNamespace) GTEST_SKIP() << "may not mount";
+    EXPECT_EQ(status, 0);
+  }
+
+  fs::path Folder(const char* name) {
+    fs::create_directories(tree_.shared() / name);
+    return tree_.shared() / name;
+  }
+  static void Mount(const fs::path& folder, const char* source) {
+    ASSERT_EQ(mount(source, folder.c_str(), "tmpfs", 0, nullptr), 0);
+  }
+
+  ApplianceTree tree_;
+};
+
+bool IsForeign(const fs::path& path) {
+  return IndexIsPathRemoteOrImageMount(path.c_str());
+}
+
+TEST_F(MountsTest, AMountIsNoticedWhenItComesAndWhenItGoes) {
+  InNamespace([&] {
+    const fs::path nas = Folder("nas");
+    EXPECT_FALSE(IsForeign(nas / "a.jpg"));
+    Mount(nas, "nas:/export");
+    WriteFile(nas / "a.jpg", "");
+    EXPECT_TRUE(IsForeign(nas / "a.jpg"));
+    EXPECT_TRUE(IsForeign(nas));
+    EXPECT_FALSE(IsForeign(tree_.shared() / "b.jpg"));
+    EXPECT_EQ(umount(nas.c_str()), 0);
+    EXPECT_FALSE(IsForeign(nas / "a.jpg"));
+    Mount(nas, "none");
+    EXPECT_FALSE(IsForeign(nas / "a.jpg"));
+    EXPECT_EQ(umount(nas.c_str()), 0);
+    Mount(nas, "nas:/export");
+    EXPECT_TRUE(IsForeign(nas / "a.jpg"));
+  });
+}
+
+TEST_F(MountsTest, AFileThatIsGoneLaySomewhere) {
+  InNamespace([&] {
+    const fs::path nas = Folder("nas");
+    Mount(nas, "nas:/export");
+    EXPECT_TRUE(IsForeign(nas / "trip" / "gone.jpg"));
+    EXPECT_FALSE(IsForeign(tree_.shared() / "trip" / "gone.jpg"));
+  });
+}
+
+TEST_F(MountsTest, ALibraryThatIsRemoteAsAWholeIsAChoice) {
+  InNamespace([&] {
+    Mount(tree_.shared(), "nas:/export");
+    WriteFile(tree_.shared() / "trip" / "a.jpg", "");
+    EXPECT_FALSE(IsForeign(tree_.shared() / "trip" / "a.jpg"));
+    EXPECT_FALSE(IsForeign(tree_.shared()));
+    Mount(Folder("disc"), "/dev/loop7");
+    EXPECT_TRUE(IsForeign(tree_.shared() / "disc" / "a.jpg"));
+  });
+}
+
+TEST_F(MountsTest, PersonalFoldersAreLookedAtToo) {
+  tree_.AddUser("alice");
+  InNamespace([&] {
+    const fs::path nas = tree_.personal("alice") / "nas";
+    fs::create_directories(nas);
+    Mount(nas, "//nas/share");
+    EXPECT_TRUE(IsForeign(nas / "a.jpg"));
+    EXPECT_FALSE(IsForeign(tree_.personal("alice") / "a.jpg"));
+  });
+}
+
+TEST_F(MountsTest, PathsOutsideThePhotoFoldersAreNobodysBusiness) {
+  EXPECT_FALSE(IsForeign("/proc"));
+  EXPECT_FALSE(IndexIsPathRemoteOrImageMount(nullptr));
+  EXPECT_FALSE(IsForeign(""));
+}
+
+}  // namespace

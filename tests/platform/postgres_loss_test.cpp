@@ -1,0 +1,85 @@
+#include "platform/database_fixture.h"
+#include "platform/scripted_server.h"
+
+namespace {
+
+using Statements = std::vector<std::string>;
+
+constexpr const char* kSelect = "SELECT n AS v FROM t";
+constexpr const char* kInsert = "INSERT INTO t VALUES (1)";
+
+const std::string kInserted = ScriptedServer::Done("INSERT 0 1") + ScriptedServer::Ready();
+
+std::string Row(const std::string& value) {
+  return ScriptedServer::Row(value) + ScriptedServer::Ready();
+}
+std::string Error(const std::string& state) {
+  return ScriptedServer::Error(state) + ScriptedServer::Ready();
+}
+
+int Execute(const Connection& db, const char* sql) {
+  return KAVODBExecute(db.get(), sql, nullptr);
+}
+
+// After a crash libpq may still call the connection good; only the missing SQLSTATE tells. The others are a
+// server that says itself that it goes.
+const std::vector<std::string> kLosses = {"", "08006", "08P01", "57P01", "57P02", "57P03"};
+
+TEST(PostgresLossTest, SelectIsSentOnceMoreOnANewConnection) {
+  for (const std::string& state : kLosses) {
+    ScriptedServer server({Error(state), Row("7")});
+    const Connection db = OpenPostgres();
+    EXPECT_EQ(Value(db, kSelect), "7") << state;
+    EXPECT_EQ(server.connections(), 2) << state;
+    EXPECT_EQ(server.statements(), (Statements{kSelect, kSelect})) << state;
+  }
+}
+
+TEST(PostgresLossTest, SelectIsSentOnceMoreOnly) {
+  ScriptedServer server({Error(""), Error(""), Row("7")});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Execute(db, kSelect), -1);
+  EXPECT_STREQ(KAVODBErrorGet(db.get()), "FATAL:  scripted");
+  EXPECT_EQ(server.statements(), (Statements{kSelect, kSelect}));
+}
+
+TEST(PostgresLossTest, WriteIsReportedAndTheNextStatementHasANewConnection) {
+  for (const std::string& state : kLosses) {
+    ScriptedServer server({Error(state), Row("7")});
+    const Connection db = OpenPostgres();
+    EXPECT_EQ(Execute(db, kInsert), -1) << state;
+    EXPECT_EQ(server.statements(), Statements{kInsert}) << state;
+    EXPECT_EQ(Value(db, kSelect), "7") << state;
+    EXPECT_EQ(server.connections(), 2) << state;
+  }
+}
+
+TEST(PostgresLossTest, WriteWhoseAnswerIsLostIsNotSentTwice) {
+  ScriptedServer server({});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Execute(db, kInsert), -1);
+  EXPECT_EQ(server.statements(), Statements{kInsert});
+}
+
+TEST(PostgresLossTest, OtherFailuresKeepTheConnection) {
+  for (const std::string state : {"22021", "23505", "40001", "53100", "57014", "57P04", "XX000"}) {
+    ScriptedServer server({Error(state), Row("7")});
+    const Connection db = OpenPostgres();
+    EXPECT_EQ(Execute(db, kSelect), -1) << state;
+    EXPECT_EQ(Value(db, kSelect), "7") << state;
+    EXPECT_EQ(server.connections(), 1) << state;
+  }
+}
+
+// The server says good-bye between two statements, and its end of the connection is still open when the next
+// one comes.
+TEST(PostgresLossTest, FarewellIsHeardBeforeAWrite) {
+  ScriptedServer server({Row("7") + ScriptedServer::Error("57P01"), kInserted});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Value(db, kSelect), "7");
+  EXPECT_EQ(Execute(db, kInsert), 0) << KAVODBErrorGet(db.get());
+  EXPECT_EQ(server.connections(), 2);
+  EXPECT_EQ(server.statements(), (Statements{kSelect, kInsert}));
+}
+
+}  // namespace

@@ -1,0 +1,246 @@
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class CliTest : public ServiceTest {
+ protected:
+  void MakeLibrary() {
+    MakeJpeg(File("b.jpg"), 16, 8, {{"Exif.Photo.DateTimeOriginal", "2024:05:06 07:08:09"}});
+    MakeJpeg(File("new\nline.jpg"), 8, 8);
+    MakeJpeg(File("2024/100%_c.jpg"), 8, 8, {{"Iptc.Application2.Keywords", "sea"}});
+    MakeJpeg(File("2024/deep/d.jpg"), 8, 8);
+    MakeJpeg(File("2024x/e.jpg"), 8, 8);
+    Index();
+  }
+
+  // A command line that is wrong: status 2 and one line.
+  void ExpectUsageError(const std::vector<std::string>& arguments) {
+    const RunResult result = Run(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(result.err.starts_with("lumivault: ")) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  }
+};
+
+// What a run of the program prints when both its outputs are a terminal.
+std::string OnTerminal(std::vector<std::string> arguments) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    setenv("TERM", "xterm", 1);
+    std::vector<char*> argv{const_cast<char*>(LUMIVAULT_PROGRAM)};
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    execv(LUMIVAULT_PROGRAM, argv.data());
+    _exit(127);
+  }
+  std::string text;
+  std::array<char, 4096> bytes{};
+  for (ssize_t count = 0; (count = read(terminal, bytes.data(), bytes.size())) > 0;) {
+    text.append(bytes.data(), static_cast<std::size_t>(count));
+  }
+  close(terminal);
+  waitpid(child, nullptr, 0);
+  return text;
+}
+
+TEST_F(CliTest, TheVersionIsOneLine) {
+  const RunResult result = Run({"--version"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out.substr(0, 10), "lumivault ");
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1);
+}
+
+TEST_F(CliTest, HelpNamesTheCommandsAndHidesTheWorker) {
+  const RunResult result = Run({"--help"});
+  EXPECT_EQ(result.status, 0);
+  for (const char* name : {"index", "show", "ls", "Exit status: 0 done"}) {
+    EXPECT_NE(result.out.find(name), std::string::npos) << name;
+  }
+  EXPECT_EQ(result.out.find("worker"), std::string::npos);
+}
+
+TEST_F(CliTest, EveryCommandHasHelpWithTheExitStatuses) {
+  for (const char* command : {"index", "show", "ls"}) {
+    const RunResult result = Run({command, "--help"});
+    EXPECT_EQ(result.status, 0) << command;
+    EXPECT_NE(result.out.find("--json"), std::string::npos) << command;
+    EXPECT_NE(result.out.find("--root"), std::string::npos) << command;
+    EXPECT_NE(result.out.find("6 another run holds"), std::string::npos) << command;
+  }
+}
+
+TEST_F(CliTest, AWrongCommandLineIsOneLineAndStatusTwo) {
+  ExpectUsageError({});
+  ExpectUsageError({"fly"});
+  ExpectUsageError({"index"});
+  ExpectUsageError({"index", "a", "b"});
+  ExpectUsageError({"index", "a", "--fly"});
+  ExpectUsageError({"index", "a", "-j", "0"});
+  ExpectUsageError({"index", "a", "-j", "many"});
+  ExpectUsageError({"index", "a", "--timeout", "-1"});
+  ExpectUsageError({"show"});
+  ExpectUsageError({"ls"});
+}
+
+TEST_F(CliTest, AFolderThatIsNotThereIsAWrongCommandLine) {
+  ExpectUsageError({"index", scratch() / "missing"});
+  WriteFile(scratch() / "file", "x");
+  ExpectUsageError({"index", scratch() / "file"});
+}
+
+TEST_F(CliTest, AFolderInsideALibraryIsRefused) {
+  MakeLibrary();
+  ExpectUsageError({"index", folder() / "2024"});
+  ExpectUsageError({"index", scratch()});
+}
+
+TEST_F(CliTest, FoldersNamedLikeCommandsAndOptionsAreFolders) {
+  MakeJpeg(scratch() / "ls/a.jpg", 8, 8);
+  MakeJpeg(scratch() / "-x/a.jpg", 8, 8);
+  const fs::path before = fs::current_path();
+  fs::current_path(scratch());
+  EXPECT_EQ(Run({"index", "--quiet", "ls"}).status, 0);
+  EXPECT_EQ(Run({"ls", "ls"}).status, 0);
+  EXPECT_EQ(Run({"index", "--quiet", "--root=" + state().string(), "--", "-x"}).status, 2);  // two --root
+  EXPECT_EQ(Run({"index", "--quiet", "./-x"}).status, 0);
+  fs::current_path(before);
+}
+
+TEST_F(CliTest, ShowPrintsTheRowWithLabelsAndAlbum) {
+  MakeLibrary();
+  const RunResult result = Run({"show", File("2024/100%_c.jpg"), "--json"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  const Json::Value json = StrictJson(result.out);
+  EXPECT_EQ(json["kind"].asString(), "photo");
+  EXPECT_EQ(json["path"].asString(), File("2024/100%_c.jpg").string());
+  EXPECT_EQ(json["library"].asString(), folder().string());
+  EXPECT_EQ(json["row"]["path"].asString(), "2024/100%_c.jpg");
+  EXPECT_EQ(json["row"]["resolutionx"].asInt(), 8);
+  EXPECT_TRUE(json["row"]["lat"].isNull());
+  EXPECT_EQ(json["album"]["name"].asString(), "2024");
+  ASSERT_EQ(json["labels"].size(), 1U);
+  EXPECT_EQ(json["labels"][0]["name"].asString(), "sea");
+  EXPECT_EQ(json["people"].size(), 0U);
+}
+
+TEST_F(CliTest, ShowTellsPeopleFromOtherLabels) {
+  MakeLibrary();
+  Query("INSERT INTO photo_label (id, category, name) VALUES (70, 0, 'Ann')");
+  Query(
+      "INSERT INTO photo_image_label (image_id, label_id, info_new, status) "
+      "SELECT id, 70, 'face', 't' FROM photo_image WHERE path = 'b.jpg'");
+  const Json::Value json = StrictJson(Run({"show", File("b.jpg"), "--json"}).out);
+  ASSERT_EQ(json["people"].size(), 1U);
+  EXPECT_EQ(json["people"][0]["name"].asString(), "Ann");
+  EXPECT_EQ(json["people"][0]["info"].asString(), "face");
+  EXPECT_TRUE(json["people"][0]["confirmed"].asBool());
+  EXPECT_NE(Run({"show", File("b.jpg")}).out.find("\npeople: Ann\n"), std::string::npos);
+}
+
+TEST_F(CliTest, ShowOfAFileThatIsGoneStillHasItsRow) {
+  MakeLibrary();
+  fs::remove(File("b.jpg"));
+  const RunResult result = Run({"show", File("b.jpg")});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("\ntimetaken: 2024-05-06 07:08:09\n"), std::string::npos);
+}
+
+TEST_F(CliTest, ShowOfWhatIsNotIndexedIsOneLineAndStatusOne) {
+  MakeLibrary();
+  const RunResult unknown = Run({"show", File("unknown.jpg")});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.err, "lumivault: " + File("unknown.jpg").string() + ": not indexed\n");
+  const RunResult outside = Run({"show", scratch() / "a.jpg"});
+  EXPECT_EQ(outside.status, 1);
+  EXPECT_EQ(outside.err, "lumivault: " + (scratch() / "a.jpg").string() + ": lies in no library\n");
+}
+
+TEST_F(CliTest, AFolderNamedLikeAStatementChangesNothing) {
+  MakeLibrary();
+  EXPECT_EQ(Run({"show", File("x'; DELETE FROM photo_image; --")}).status, 1);
+  EXPECT_EQ(Run({"ls", File("x'; DELETE FROM photo_image; --")}).status, 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "5");
+}
+
+TEST_F(CliTest, LsListsWhatLiesDirectlyInAFolder) {
+  MakeLibrary();
+  const Json::Value list = StrictJson(Run({"ls", folder(), "--json"}).out);
+  ASSERT_EQ(list.size(), 4U);
+  EXPECT_EQ(list[0]["kind"].asString() + " " + list[0]["name"].asString(), "album 2024");
+  EXPECT_EQ(list[1]["name"].asString(), "2024x");
+  EXPECT_EQ(list[2]["name"].asString(), "b.jpg");
+  EXPECT_EQ(list[2]["kind"].asString(), "photo");
+  EXPECT_EQ(list[2]["taken"].asString(), "2024-05-06 07:08:09");
+  EXPECT_EQ(list[2]["width"].asInt(), 16);
+  EXPECT_EQ(list[2]["height"].asInt(), 8);
+  EXPECT_EQ(list[2]["size"].asUInt64(), fs::file_size(File("b.jpg")));
+  EXPECT_EQ(list[3]["name"].asString(), "new\nline.jpg");
+}
+
+TEST_F(CliTest, LsOfASubFolderLeavesItsNeighboursOut) {
+  MakeLibrary();
+  const Json::Value list = StrictJson(Run({"ls", folder() / "2024", "--json"}).out);
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0]["name"].asString(), "deep");
+  EXPECT_EQ(list[1]["name"].asString(), "100%_c.jpg");
+}
+
+TEST_F(CliTest, LsOfAnUnknownFolderIsOneLineAndStatusOne) {
+  MakeLibrary();
+  const RunResult result = Run({"ls", folder() / "unknown"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "lumivault: " + (folder() / "unknown").string() + ": no indexed folder\n");
+}
+
+TEST_F(CliTest, NamesAreRawForProgramsAndVisibleOnATerminal) {
+  MakeLibrary();
+  EXPECT_NE(Run({"ls", folder()}).out.find("\tnew\nline.jpg\n"), std::string::npos);
+  const std::string root = "--root=" + state().string();
+  EXPECT_NE(OnTerminal({"ls", folder(), root}).find("\tnew\\nline.jpg\r\n"), std::string::npos);
+}
+
+TEST_F(CliTest, ATerminalGetsALineThatIsRedrawn) {
+  for (int i = 0; i < 300; ++i) MakeJpeg(File("album/" + std::to_string(i) + ".jpg"), 8, 8);
+  Environment("TERM", "xterm");
+  const std::string text = OnTerminal({"index", folder(), "-j", "1", "--root=" + state().string()});
+  EXPECT_NE(text.find("\r"), std::string::npos);
+  EXPECT_NE(text.find(" of 300"), std::string::npos) << text;
+  EXPECT_NE(text.find("\033[K"), std::string::npos);
+  EXPECT_NE(text.find("found 300, added 300"), std::string::npos);
+}
+
+TEST_F(CliTest, StandardOutputCarriesTheResultAlone) {
+  MakeJpeg(File("a.jpg"), 8, 8);
+  const RunResult quiet = Run({"index", folder(), "--quiet"});
+  EXPECT_EQ(quiet.err, "");
+  EXPECT_TRUE(quiet.out.starts_with(folder().string() + ": found 1"));
+  EXPECT_EQ(Run({"index", folder()}).err, "");  // shorter than the first progress line
+}
+
+TEST_F(CliTest, TheStateFolderFollowsTheEnvironment) {
+  MakeJpeg(File("a.jpg"), 8, 8);
+  Environment("XDG_STATE_HOME", (scratch() / "xdg").string());
+  ProgramRun run({"index", folder(), "--quiet"}, scratch() / "run",
+                 {{"XDG_STATE_HOME", (scratch() / "xdg").string()}}, std::nullopt);
+  EXPECT_EQ(run.Wait().status, 0);
+  EXPECT_TRUE(fs::exists(scratch() / "xdg/lumivault/etc/kavo/personal.conf"));
+}
+
+TEST_F(CliTest, AWorkerStartedByHandRefuses) {
+  EXPECT_EQ(Run({"worker", "--plugin=x", "--library=/", "--supervisor=1"}).status, 2);
+}
+
+}  // namespace

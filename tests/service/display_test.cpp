@@ -1,0 +1,138 @@
+#include "display.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "progress.h"
+#include "report.h"
+#include "support/service_test.h"
+#include "typed_value.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST(Visible, ControlCharactersCannotReachATerminal) {
+  EXPECT_EQ(Visible("a\nb\tc\rd"), "a\\nb\\tc\\rd");
+  EXPECT_EQ(Visible("\x1b]0;x\a"), "\\x1b]0;x\\x07");
+  EXPECT_EQ(Visible("\x7f\xc2\x9b"), "\\x7f\\xc2\\x9b");
+  EXPECT_EQ(Visible("a\\nb"), "a\\\\nb");
+}
+
+TEST(Visible, TextOfAnyLanguageStaysAsItIs) {
+  EXPECT_EQ(Visible("h\xc3\xa9 \xe5\xae\xb6 \xf0\x9f\x8c\x8a 'a' \"b\" %"),
+            "h\xc3\xa9 \xe5\xae\xb6 \xf0\x9f\x8c\x8a 'a' \"b\" %");
+}
+
+TEST(Visible, BytesThatAreNotUtf8AreWrittenOut) {
+  EXPECT_EQ(Visible("\xff"), "\\xff");
+  EXPECT_EQ(Visible("\xc0\xaf"), "\\xc0\\xaf");
+  EXPECT_EQ(Visible("\xed\xa0\x80"), "\\xed\\xa0\\x80");
+  EXPECT_EQ(Visible("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");
+  EXPECT_EQ(Visible("caf\xe9"), "caf\\xe9");
+}
+
+TEST(Shown, AnotherProgramGetsTheNameItself) {
+  EXPECT_EQ(Shown("a\nb", false), "a\nb");
+  EXPECT_EQ(Shown("a\nb", true), "a\\nb");
+}
+
+TEST(Fitted, ATextIsCutBetweenCharacters) {
+  EXPECT_EQ(Fitted("abcdef", 6), "abcdef");
+  EXPECT_EQ(Fitted("abcdefg", 6), "abc...");
+  EXPECT_EQ(Fitted("\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9", 4), "\xc3\xa9...");
+}
+
+TEST(SetBytes, BytesThatAreNotUtf8AreKeptBesides) {
+  Json::Value object;
+  SetBytes(object, "path", "plain");
+  EXPECT_FALSE(object.isMember("path_base64"));
+  SetBytes(object, "path", "a\xff");
+  EXPECT_EQ(object["path"].asString(), "a\xef\xbf\xbd");
+  EXPECT_EQ(object["path_base64"].asString(), "Yf8=");
+}
+
+TEST(SetBytes, Base64PadsEveryLength) {
+  Json::Value object;
+  SetBytes(object, "a", "\xff");
+  SetBytes(object, "b", "\xff\xfe\xfd");
+  EXPECT_EQ(object["a_base64"].asString(), "/w==");
+  EXPECT_EQ(object["b_base64"].asString(), "//79");
+}
+
+TEST(TypedValue, NumbersAreNumbersWhereTheColumnHoldsThem) {
+  EXPECT_EQ(JsonLine(TypedValue("12", true)), "12");
+  EXPECT_EQ(JsonLine(TypedValue("-0.5", true)), "-0.5");
+  EXPECT_EQ(JsonLine(TypedValue("12", false)), "\"12\"");
+  EXPECT_EQ(JsonLine(TypedValue("12x", true)), "\"12x\"");
+  EXPECT_EQ(JsonLine(TypedValue("inf", true)), "\"inf\"");
+  EXPECT_EQ(JsonLine(TypedValue(std::nullopt, true)), "null");
+}
+
+TEST(ProgressLine, TellsCountRateTimeLeftAndFolder) {
+  EXPECT_EQ(ProgressLine({1024, 20000, milliseconds(2000), "2024/trip"}),
+            "1,024 of 20,000, 512/s, 0:37 left, 2024/trip");
+  EXPECT_EQ(ProgressLine({1000, 10'000'000, milliseconds(1000), ""}),
+            "1,000 of 10,000,000, 1,000/s, 2:46:39 left");
+}
+
+TEST(ProgressLine, SaysThatTheTotalIsNotKnownYet) {
+  EXPECT_EQ(ProgressLine({3, std::nullopt, milliseconds(10), ""}), "3, counting...");
+  EXPECT_EQ(ProgressLine({3000, std::nullopt, milliseconds(3000), "a"}), "3,000, 1,000/s, counting..., a");
+}
+
+TEST(ProgressLine, IsNeverBeyondItsTotal) {
+  EXPECT_EQ(ProgressLine({12, 10, milliseconds(1000), ""}), "12 of 12, 12/s, 0:00 left");
+}
+
+TEST(ProgressLine, AFolderNameCannotSteerTheTerminal) {
+  EXPECT_EQ(ProgressLine({1, 2, milliseconds(0), "a\x1b[2J"}), "1 of 2, a\\x1b[2J");
+}
+
+TEST(ProgressMode, QuietAndDumbTerminalsGetNoRedrawnLine) {
+  EXPECT_EQ(ProgressModeFor(stderr, true), ProgressMode::kNone);
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::tmpfile(), &std::fclose);
+  EXPECT_EQ(ProgressModeFor(file.get(), false), ProgressMode::kLines);
+}
+
+IndexReport SomeReport() {
+  IndexReport report;
+  report.library = {"/data/my photos", "my_photos-1"};
+  report.found = 5;
+  report.added = 3;
+  report.folders = 2;
+  report.skipped = {{"hidden", 1}, {"not a photo or video", 4}};
+  report.failed = {{"/data/my photos/a\nb.jpg", "the file is empty", false},
+                   {"/data/my photos/\xff.jpg", "the picture is cut short", true}};
+  report.elapsed = milliseconds(1250);
+  return report;
+}
+
+TEST(ReportText, CountsThenOneLineForEachFailure) {
+  EXPECT_EQ(
+      ReportText(SomeReport()),
+      "/data/my photos: found 5, added 3, skipped 5, failed 2, folders 2, 1.25 s\n"
+      "skipped: hidden: 1\n"
+      "skipped: not a photo or video: 4\n"
+      "failed: /data/my photos/a\\nb.jpg: the file is empty\n"
+      "failed: /data/my photos/\\xff.jpg: the picture is cut short (indexed as far as it could be read)\n");
+}
+
+TEST(ReportText, SaysThatTheRunWasStopped) {
+  IndexReport report = SomeReport();
+  report.interrupted = true;
+  EXPECT_NE(ReportText(report).find(", 1.25 s, interrupted\n"), std::string::npos);
+}
+
+TEST(ReportJson, HasEveryMember) {
+  EXPECT_EQ(
+      JsonLine(ReportJson(SomeReport())),
+      "{\"added\":3,\"database\":\"/data/my photos/.KAVOHGADB\",\"failed\":["
+      "{\"path\":\"/data/my photos/a\\nb.jpg\",\"reason\":\"the file is empty\",\"stored\":false},"
+      "{\"path\":\"/data/my photos/\xef\xbf\xbd.jpg\",\"path_base64\":\"L2RhdGEvbXkgcGhvdG9zL/8uanBn\","
+      "\"reason\":\"the picture is cut short\",\"stored\":true}],"
+      "\"folders\":2,\"found\":5,\"interrupted\":false,\"library\":\"/data/my photos\",\"schema_version\":1,"
+      "\"seconds\":1.25,\"skipped\":{\"hidden\":1,\"not a photo or video\":4}}");
+}
+
+}  // namespace

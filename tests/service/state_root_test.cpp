@@ -1,0 +1,268 @@
+#include "state_root.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "library.h"
+#include "support/child_processes.h"
+#include "support/temp_dir.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The parts of an installation that the state root is made from, found as an installed program finds them.
+class StateRootTest : public testing::Test {
+ protected:
+  fs::path root_path() const { return dir_.path() / "state"; }
+  fs::path Photos(const std::string& name) const {
+    const fs::path folder = dir_.path() / name;
+    fs::create_directories(folder);
+    return folder;
+  }
+
+  StateRoot Prepared() const {
+    auto root = StateRoot::Locate(root_path());
+    EXPECT_TRUE(root);
+    const auto prepared = root->Prepare();
+    EXPECT_TRUE(prepared) << prepared.failure().message;
+    return *root;
+  }
+
+  std::string Content(const std::string& place) const { return ReadFile(root_path().string() + place); }
+
+  static mode_t ModeOf(const fs::path& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+  }
+
+  TempDir dir_;
+};
+
+constexpr const char* kSettings = "/var/packages/Lumivault/etc/settings.conf";
+constexpr const char* kSchema = "/var/packages/Lumivault/target/photo_scripts/sql/pphoto.sql";
+constexpr const char* kPersonal = "/etc/kavo/personal.conf";
+
+TEST_F(StateRootTest, TheNamedFolderComesFirst) {
+  EXPECT_EQ(StateRoot::Locate("/some/where")->path(), "/some/where");
+  EXPECT_STREQ(getenv("LUMIVAULT_ROOT"), "/some/where");
+}
+
+TEST_F(StateRootTest, ThenTheStateFolderOfTheDesktopThenTheHomeFolder) {
+  setenv("XDG_STATE_HOME", "/x/state", 1);
+  EXPECT_EQ(StateRoot::Locate("")->path(), "/x/state/lumivault");
+  setenv("XDG_STATE_HOME", "relative", 1);
+  setenv("HOME", "/home/me", 1);
+  EXPECT_EQ(StateRoot::Locate("")->path(), "/home/me/.local/state/lumivault");
+  unsetenv("XDG_STATE_HOME");
+  EXPECT_EQ(StateRoot::Locate("")->path(), "/home/me/.local/state/lumivault");
+}
+
+TEST_F(StateRootTest, ARelativeFolderIsMadeAbsolute) {
+  EXPECT_EQ(StateRoot::Locate("here")->path(), (fs::current_path() / "here").string());
+}
+
+TEST_F(StateRootTest, LocatingMakesNothing) {
+  ASSERT_TRUE(StateRoot::Locate(root_path()));
+  EXPECT_FALSE(fs::exists(root_path()));
+}
+
+TEST_F(StateRootTest, FirstUseMakesTheApplianceTree) {
+  Prepared();
+  EXPECT_TRUE(fs::exists(root_path() / "var/packages/Lumivault/enabled"));
+  EXPECT_EQ(Content(kSettings), "runpersonallumivault=\"yes\"\nfile_modes=\"keep\"\n");
+  EXPECT_NE(Content(kSchema).find("CREATE TABLE"), std::string::npos);
+  EXPECT_EQ(access((root_path() / "usr/kavo/bin/sqlite3").c_str(), X_OK), 0);
+}
+
+TEST_F(StateRootTest, NobodyElseMayLookIntoIt) {
+  umask(0);
+  Prepared();
+  umask(022);
+  for (const auto& entry : fs::recursive_directory_iterator(root_path())) {
+    EXPECT_EQ(ModeOf(entry.path()) & 077U, entry.is_symlink() ? ModeOf(entry.path()) & 077U : 0U)
+        << entry.path();
+  }
+  EXPECT_EQ(ModeOf(root_path()), 0700U);
+}
+
+TEST_F(StateRootTest, PreparingAgainTouchesNothing) {
+  Prepared();
+  const auto settings_time = fs::last_write_time(root_path().string() + kSettings);
+  const auto schema_time = fs::last_write_time(root_path().string() + kSchema);
+  usleep(20'000);
+  Prepared();
+  EXPECT_EQ(fs::last_write_time(root_path().string() + kSettings), settings_time);
+  EXPECT_EQ(fs::last_write_time(root_path().string() + kSchema), schema_time);
+}
+
+TEST_F(StateRootTest, WhatPeopleSetStaysAndWhatIsMissingIsAdded) {
+  Prepared();
+  WriteFile(root_path().string() + kSettings, "# mine\nrunpersonallumivault=yes\nrunfacerecognition=no");
+  Prepared();
+  EXPECT_EQ(Content(kSettings),
+            "# mine\nrunpersonallumivault=yes\nrunfacerecognition=no\nfile_modes=\"keep\"\n");
+}
+
+TEST_F(StateRootTest, APersonalEditionThatIsSwitchedOffIsABadConfiguration) {
+  Prepared();
+  WriteFile(root_path().string() + kSettings, "runpersonallumivault=no\nfile_modes=keep\n");
+  const auto prepared = StateRoot::Locate(root_path())->Prepare();
+  ASSERT_FALSE(prepared);
+  EXPECT_EQ(prepared.failure().status, ExitStatus::kConfiguration);
+}
+
+TEST_F(StateRootTest, AnOldSchemaIsRefreshed) {
+  Prepared();
+  WriteFile(root_path().string() + kSchema, "-- old");
+  Prepared();
+  EXPECT_NE(Content(kSchema).find("CREATE TABLE"), std::string::npos);
+}
+
+TEST_F(StateRootTest, ADanglingToolLinkIsMended) {
+  Prepared();
+  fs::remove(root_path() / "usr/kavo/bin/sqlite3");
+  fs::create_symlink("/nowhere/sqlite3", root_path() / "usr/kavo/bin/sqlite3");
+  Prepared();
+  EXPECT_EQ(access((root_path() / "usr/kavo/bin/sqlite3").c_str(), X_OK), 0);
+}
+
+TEST_F(StateRootTest, AMissingDatabaseToolIsABadConfiguration) {
+  const std::string path = getenv("PATH");
+  setenv("PATH", dir_.path().c_str(), 1);
+  const auto prepared = StateRoot::Locate(root_path())->Prepare();
+  setenv("PATH", path.c_str(), 1);
+  ASSERT_FALSE(prepared);
+  EXPECT_EQ(prepared.failure().status, ExitStatus::kConfiguration);
+  EXPECT_EQ(prepared.failure().message, "sqlite3: not found in PATH; install the package sqlite3");
+}
+
+TEST_F(StateRootTest, AFileInItsPlaceIsABadConfiguration) {
+  WriteFile(root_path(), "x");
+  const auto prepared = StateRoot::Locate(root_path())->Prepare();
+  ASSERT_FALSE(prepared);
+  EXPECT_EQ(prepared.failure().status, ExitStatus::kConfiguration);
+}
+
+TEST_F(StateRootTest, ManyProcessesMayMakeItAndTheirLibrariesAtOnce) {
+  constexpr int kProcesses = 12;
+  for (int i = 0; i < kProcesses; ++i) Photos("p" + std::to_string(i));
+  ASSERT_TRUE(RunChildren(kProcesses, [&](int number) {
+    const StateRoot root = Prepared();
+    return MakeLibrary(root, dir_.path() / ("p" + std::to_string(number))) && !HasFailure() ? 0 : 1;
+  }));
+  Prepared();
+  for (int i = 0; i < kProcesses; ++i) {
+    const auto library = FindLibrary((dir_.path() / ("p" + std::to_string(i)) / "a.jpg").string());
+    ASSERT_TRUE(library) << i;
+    EXPECT_EQ(library->folder, dir_.path() / ("p" + std::to_string(i)));
+  }
+}
+
+class LibraryFolderTest : public StateRootTest {
+ protected:
+  void SetUp() override { root_.emplace(Prepared()); }
+  Outcome<Library> Make(const fs::path& folder) { return MakeLibrary(*root_, folder); }
+  // The reason without the folder.
+  std::string Refusal(const fs::path& folder) {
+    const auto library = Make(folder);
+    if (library) return "";
+    EXPECT_EQ(library.failure().status, ExitStatus::kUsage);
+    const std::string& message = library.failure().message;
+    return message.substr(message.find(": ") + 2);
+  }
+
+  std::optional<StateRoot> root_;
+};
+
+TEST_F(LibraryFolderTest, ItsUserIsNamedAfterTheFolder) {
+  const auto library = Make(Photos("My Photos (2024)"));
+  ASSERT_TRUE(library);
+  EXPECT_TRUE(library->user.starts_with("My_Photos__2024_-")) << library->user;
+  EXPECT_EQ(library->database(), library->folder + "/.KAVOHGADB");
+}
+
+TEST_F(LibraryFolderTest, TwoFoldersOfOneNameAreTwoLibraries) {
+  EXPECT_NE(Make(Photos("a/photos"))->user, Make(Photos("b/photos"))->user);
+}
+
+TEST_F(LibraryFolderTest, TheSameFolderIsTheSameLibraryUnderAnyName) {
+  const fs::path folder = Photos("photos");
+  fs::create_directory_symlink(folder, dir_.path() / "link");
+  const auto first = Make(folder);
+  const std::string personal = Content(kPersonal);
+  EXPECT_EQ(Make(folder / ".")->user, first->user);
+  EXPECT_EQ(Make(dir_.path() / "link")->folder, folder);
+  EXPECT_EQ(Content(kPersonal), personal);
+}
+
+TEST_F(LibraryFolderTest, UnusualPathsAreFoundAgain) {
+  for (const char* name : {"a=b", " lead", "trail ", "#hash", "quote\"s", "it's", "\"both\"", "tab\tin",
+                           "100%", "\xff", "h\xc3\xa9", "back\\slash", "-rf"}) {
+    const fs::path folder = Photos(name);
+    ASSERT_TRUE(Make(folder)) << name;
+    const auto found = FindLibrary((folder / "a.jpg").string());
+    ASSERT_TRUE(found) << name;
+    EXPECT_EQ(found->folder, folder.string()) << name;
+  }
+}
+
+TEST_F(LibraryFolderTest, APathThatTheConfigurationCannotHoldIsRefused) {
+  EXPECT_EQ(Refusal(Photos("a\nb")), "a library's path cannot hold a line end");
+}
+
+TEST_F(LibraryFolderTest, WhatIsNoFolderIsRefused) {
+  EXPECT_EQ(Refusal(dir_.path() / "missing"), "No such file or directory");
+  WriteFile(dir_.path() / "file", "x");
+  EXPECT_EQ(Refusal(dir_.path() / "file"), "not a folder");
+  EXPECT_EQ(Refusal("/"), "the root of the file system cannot be a library");
+}
+
+TEST_F(LibraryFolderTest, LibrariesDoNotOverlap) {
+  const fs::path folder = Photos("photos/holidays");
+  ASSERT_TRUE(Make(folder));
+  EXPECT_EQ(Refusal(Photos("photos/holidays/2024")), "lies in or around the library " + folder.string());
+  EXPECT_EQ(Refusal(Photos("photos")), "lies in or around the library " + folder.string());
+  EXPECT_TRUE(Make(Photos("photos/holidays2")));
+}
+
+TEST_F(LibraryFolderTest, ALibraryThatIsGoneIsInNobodysWay) {
+  ASSERT_TRUE(Make(Photos("photos/old")));
+  fs::remove_all(dir_.path() / "photos/old");
+  EXPECT_TRUE(Make(Photos("photos")));
+}
+
+TEST_F(LibraryFolderTest, OneRunAtATimeHoldsALibrary) {
+  const auto library = Make(Photos("photos"));
+  auto lock = LockLibrary(*root_, *library);
+  ASSERT_TRUE(lock);
+  const auto second = LockLibrary(*root_, *library);
+  ASSERT_FALSE(second);
+  EXPECT_EQ(second.failure().status, ExitStatus::kLibraryBusy);
+  lock->Close();
+  EXPECT_TRUE(LockLibrary(*root_, *library));
+}
+
+TEST_F(LibraryFolderTest, APathOutsideBelongsToNoLibrary) {
+  ASSERT_TRUE(Make(Photos("photos")));
+  EXPECT_FALSE(FindLibrary(Photos("photos2") / "a.jpg"));
+  EXPECT_FALSE(FindLibrary("/"));
+}
+
+TEST(KeyPath, LinksOnTheWayAreResolvedButNotTheFileItself) {
+  const TempDir dir;
+  WriteFile(dir.path() / "real/a.jpg", "x");
+  fs::create_directory_symlink(dir.path() / "real", dir.path() / "way");
+  fs::create_symlink("a.jpg", dir.path() / "real/link.jpg");
+  EXPECT_EQ(KeyPath(dir / "way/link.jpg"), dir / "real/link.jpg");
+  EXPECT_EQ(KeyPath(dir / "way/gone.jpg"), dir / "real/gone.jpg");
+  EXPECT_EQ(KeyPath(dir / "way/x/../a.jpg"), dir / "real/a.jpg");
+  EXPECT_EQ(KeyPath(dir / "real/"), dir / "real");
+}
+
+}  // namespace

@@ -1,0 +1,81 @@
+// A plug-in that does as the names of the files say, over a table of its own: what the service makes of
+// workers that die, hang or refuse cannot be tried with one that is well.
+#include <json/value.h>
+#include <signal.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "platform/database.h"
+
+#define TEST_PLUGIN_API extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+constexpr unsigned kSlowMicroseconds = 20'000;
+
+std::string& Database() {
+  static std::string path;
+  return path;
+}
+
+int Execute(const char* sql_template, const std::string& value) {
+  KAVODB_CONNECTION* connection = KAVODBConnect(nullptr, nullptr, nullptr, Database().c_str());
+  char* sql = KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, value.c_str());
+  const int result = KAVODBExecute(connection, sql, nullptr);
+  std::free(sql);
+  KAVODBClose(connection);
+  return result == -1 ? -1 : 0;
+}
+
+void Misbehave(const std::string& name) {
+  const auto holds = [&](const char* word) { return name.find(word) != std::string::npos; };
+  if (holds("segfault")) raise(SIGSEGV);
+  if (holds("abort")) std::abort();
+  if (holds("vanish")) _exit(7);
+  if (holds("slow")) usleep(kSlowMicroseconds);
+  if (holds("chatter")) {
+    for (int i = 0; i < 5000; ++i) syslog(LOG_DEBUG, "photo_index.cpp:%d One line of very many.", i);
+  }
+  while (holds("hang")) pause();
+}
+
+int Store(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);
+  Misbehave(name);
+  if (Execute("INSERT INTO seen (path) VALUES ('@KAVO:VAR')", path) != 0) return -1;
+  // Accepted now, refused at the commit, and with it everything in the same transaction.
+  if (name.find("poison") != std::string::npos) return Execute("INSERT INTO owned VALUES (99)", "");
+  if (name.find("refuse") == std::string::npos) return 0;
+  syslog(LOG_ERR, "%s (%d) Invalid thing : %s", "photo_database.cpp", 12, "x y");
+  syslog(LOG_ERR, "%s:%d Failed to save photo info.", "photo_index.cpp", 34);
+  return -1;
+}
+
+}  // namespace
+
+TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
+  Misbehave(getenv("TEST_PLUGIN_START") != nullptr ? getenv("TEST_PLUGIN_START") : "");
+  Database() = std::string(path) + "/.KAVOHGADB";
+  return Execute(
+      "CREATE TABLE IF NOT EXISTS seen (path TEXT);"
+      "CREATE TABLE IF NOT EXISTS photo_share (shareid INTEGER PRIMARY KEY, sharename TEXT UNIQUE);"
+      "CREATE TABLE IF NOT EXISTS owned (album INTEGER REFERENCES photo_share (shareid) DEFERRABLE INITIALLY "
+      "DEFERRED);"
+      "INSERT OR IGNORE INTO photo_share VALUES (1, '/');",
+      "");
+}
+
+TEST_PLUGIN_API int IndexAdd_Json(Json::Value* info, unsigned /*index_type*/) {
+  return Store((*info)["szPath"].asString());
+}
+
+TEST_PLUGIN_API int IndexDirAdd(const char* folder) {
+  return Store(folder);
+}
+
+TEST_PLUGIN_API int IndexDBClose() {
+  return 0;
+}

@@ -1,0 +1,141 @@
+#include "wire.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <random>
+
+namespace {
+
+std::vector<WorkItem> SomeItems() {
+  return {{ItemKind::kFolder, "/photos/new\nline"},
+          {ItemKind::kPhoto, "/photos/\xff.jpg"},
+          {ItemKind::kVideo, ""}};
+}
+
+Results SomeResults() {
+  return {7,
+          {ItemResult::Stored(), ItemResult::Failed("no"), ItemResult::Stored("the picture is cut short")}};
+}
+
+TEST(Wire, ABatchComesThroughByteForByte) {
+  const auto items = DecodeBatch(EncodeBatch(SomeItems()));
+  ASSERT_TRUE(items);
+  ASSERT_EQ(items->size(), 3U);
+  EXPECT_EQ((*items)[0].kind, ItemKind::kFolder);
+  EXPECT_EQ((*items)[0].path, "/photos/new\nline");
+  EXPECT_EQ((*items)[1].path, "/photos/\xff.jpg");
+  EXPECT_EQ((*items)[2].kind, ItemKind::kVideo);
+}
+
+TEST(Wire, ResultsComeThrough) {
+  const auto results = DecodeResults(EncodeResults(SomeResults()));
+  ASSERT_TRUE(results);
+  EXPECT_EQ(results->first, 7U);
+  ASSERT_EQ(results->items.size(), 3U);
+  EXPECT_TRUE(results->items[0].stored);
+  EXPECT_FALSE(results->items[1].stored);
+  EXPECT_EQ(results->items[1].trouble, "no");
+  EXPECT_TRUE(results->items[2].stored);
+  EXPECT_EQ(results->items[2].trouble, "the picture is cut short");
+}
+
+TEST(Wire, AMessageCutAtAnyLengthIsRefused) {
+  const std::string batch = EncodeBatch(SomeItems());
+  for (std::size_t length = 0; length < batch.size(); ++length) {
+    EXPECT_FALSE(DecodeBatch(std::string_view(batch).substr(0, length))) << length;
+  }
+  const std::string results = EncodeResults(SomeResults());
+  for (std::size_t length = 0; length < results.size(); ++length) {
+    EXPECT_FALSE(DecodeResults(std::string_view(results).substr(0, length))) << length;
+  }
+}
+
+TEST(Wire, AMessageWithBytesBehindItIsRefused) {
+  EXPECT_FALSE(DecodeBatch(EncodeBatch(SomeItems()) + "x"));
+  EXPECT_FALSE(DecodeResults(EncodeResults(SomeResults()) + "x"));
+}
+
+TEST(Wire, ACountThatPromisesTooMuchIsRefused) {
+  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(0xFFFFFFFF).content()));
+  EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(0xFFFFFFFF).content()));
+}
+
+TEST(Wire, AnUnknownKindIsRefused) {
+  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(1).Byte(3).Text("/a").content()));
+}
+
+TEST(Wire, RandomBytesNeverBreakTheReader) {
+  constexpr unsigned kSeed = 20240501;
+  std::mt19937 random(kSeed);
+  for (int round = 0; round < 20000; ++round) {
+    std::string bytes(random() % 64, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random() % 4 == 0 ? random() : 0);
+    const auto items = DecodeBatch(bytes);
+    const auto results = DecodeResults(bytes);
+    EXPECT_LE(items ? items->size() : 0, bytes.size());
+    EXPECT_LE(results ? results->items.size() : 0, bytes.size());
+  }
+}
+
+// Two ends of a conversation.
+class ChannelTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    raw_ = FileDescriptor(ends[0]);
+    channel_.emplace(FileDescriptor(ends[1]));
+  }
+
+  void SendRaw(std::string_view bytes) {
+    ASSERT_EQ(send(raw_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+  }
+
+  FileDescriptor raw_;
+  std::optional<Channel> channel_;
+};
+
+TEST_F(ChannelTest, AMessageMayComeByteByByte) {
+  const std::string message =
+      MessageWriter().Number(5).Byte(static_cast<std::uint8_t>(MessageType::kAt)).content() + "four";
+  for (const char byte : message) {
+    EXPECT_FALSE(channel_->Next());
+    SendRaw(std::string(1, byte));
+    EXPECT_EQ(channel_->Fill(), Channel::State::kOpen);
+  }
+  const auto received = channel_->Next();
+  ASSERT_TRUE(received);
+  EXPECT_EQ(received->type, MessageType::kAt);
+  EXPECT_EQ(received->content, "four");
+}
+
+TEST_F(ChannelTest, SeveralMessagesMayComeAtOnce) {
+  Channel other{std::move(raw_)};
+  ASSERT_TRUE(other.Send(MessageType::kReady));
+  ASSERT_TRUE(other.Send(MessageType::kBatchEnd));
+  EXPECT_EQ(channel_->Receive()->type, MessageType::kReady);
+  EXPECT_EQ(channel_->Receive()->type, MessageType::kBatchEnd);
+}
+
+TEST_F(ChannelTest, ALengthBeyondAllBoundsBreaksTheChannel) {
+  SendRaw(MessageWriter().Number(0xFFFFFFFF).content());
+  EXPECT_EQ(channel_->Fill(), Channel::State::kOpen);
+  EXPECT_FALSE(channel_->Next());
+  EXPECT_TRUE(channel_->broken());
+}
+
+TEST_F(ChannelTest, AnEmptyFrameBreaksTheChannel) {
+  SendRaw(MessageWriter().Number(0).content());
+  EXPECT_FALSE(channel_->Receive());
+  EXPECT_TRUE(channel_->broken());
+}
+
+TEST_F(ChannelTest, TheOtherEndsDepartureIsTold) {
+  raw_.Close();
+  EXPECT_EQ(channel_->Fill(), Channel::State::kClosed);
+  EXPECT_FALSE(channel_->Receive());
+  EXPECT_FALSE(channel_->Send(MessageType::kStop));
+}
+
+}  // namespace

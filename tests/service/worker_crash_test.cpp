@@ -1,0 +1,224 @@
+#include <signal.h>
+#include <sys/file.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace {
+
+// The program with the plug-in that does as the names of the files say.
+class WorkerCrashTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    Environment("LUMIVAULT_PLUGIN", TEST_PLUGIN);
+    std::filesystem::create_directories(folder());
+  }
+
+  void MakePhotos(const std::vector<std::string>& names) {
+    for (const std::string& name : names) MakeJpeg(File(name), 8, 8);
+  }
+  void MakePhotos(int count, const std::string& prefix) {
+    for (int i = 0; i < count; ++i) MakeJpeg(File(prefix + std::to_string(1000 + i) + ".jpg"), 8, 8);
+  }
+
+  // How often the rows of photo NAME were kept.
+  int Kept(const std::string& name) const {
+    return std::stoi(Value("SELECT count(*) FROM seen WHERE path = '" + File(name).string() + "'"));
+  }
+  int KeptPhotos() const { return std::stoi(Value("SELECT count(*) FROM seen WHERE path LIKE '%.jpg'")); }
+  bool HasRows() const { return std::filesystem::exists(folder() / ".KAVOHGADB") && KeptSafely() > 0; }
+
+ private:
+  // The table appears a moment after the file.
+  int KeptSafely() const {
+    const bool made = Value("SELECT count(*) FROM sqlite_master WHERE name = 'photo_share'") == "1";
+    return made ? KeptPhotos() : 0;
+  }
+};
+
+TEST_F(WorkerCrashTest, AFileThatKillsAWorkerCostsOnlyItself) {
+  MakePhotos({"a.jpg", "b.jpg", "segfault.jpg", "y.jpg", "z.jpg"});
+  const Json::Value report = Index({}, 3);
+  EXPECT_EQ(report["added"].asInt(), 4);
+  EXPECT_EQ(report["failed"].size(), 1U);
+  EXPECT_EQ(FailureOf(report, "segfault.jpg"), "killed by signal 11 (Segmentation fault)");
+  for (const char* name : {"a.jpg", "b.jpg", "y.jpg", "z.jpg"}) EXPECT_EQ(Kept(name), 1) << name;
+  EXPECT_EQ(Kept("segfault.jpg"), 0);
+}
+
+TEST_F(WorkerCrashTest, EveryKillerIsFoundAmongItsNeighbours) {
+  MakePhotos(40, "p");
+  MakePhotos({"p1003_abort.jpg", "p1017_vanish.jpg", "p1038_segfault.jpg", "q_abort.jpg"});
+  const Json::Value report = Index({"-j", "2"}, 3);
+  EXPECT_EQ(report["added"].asInt(), 40);
+  EXPECT_EQ(report["failed"].size(), 4U);
+  EXPECT_EQ(KeptPhotos(), 40);
+  EXPECT_EQ(FailureOf(report, "p1017_vanish.jpg"), "ended with exit status 7");
+  EXPECT_EQ(FailureOf(report, "q_abort.jpg"), "killed by signal 6 (Aborted)");
+}
+
+TEST_F(WorkerCrashTest, AFolderThatKillsAWorkerCostsOnlyItsAlbum) {
+  MakePhotos({"a.jpg", "abort/b.jpg", "z/c.jpg"});
+  const Json::Value report = Index({"-j", "2"}, 3);
+  EXPECT_EQ(report["added"].asInt(), 3);
+  EXPECT_EQ(report["folders"].asInt(), 2);
+  EXPECT_EQ(FailureOf(report, "abort"), "killed by signal 6 (Aborted)");
+}
+
+TEST_F(WorkerCrashTest, AFileThatHangsIsGivenUpAtItsDeadline) {
+  MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
+  const auto start = std::chrono::steady_clock::now();
+  const Json::Value report = Index({"--timeout", "0.5", "-j", "1"}, 3);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_EQ(report["added"].asInt(), 2);
+  EXPECT_EQ(FailureOf(report, "hang.jpg"), "timed out after 0.5 s");
+  EXPECT_EQ(Kept("a.jpg"), 1);
+  EXPECT_EQ(Kept("z.jpg"), 1);
+}
+
+TEST_F(WorkerCrashTest, ManyHangingFilesCostTheirDeadlinesAndNoMore) {
+  MakePhotos(30, "p");
+  MakePhotos({"hang1.jpg", "hang2.jpg", "hang3.jpg", "hang4.jpg"});
+  const Json::Value report = Index({"--timeout", "0.3", "-j", "2"}, 3);
+  EXPECT_EQ(report["added"].asInt(), 30);
+  EXPECT_EQ(report["failed"].size(), 4U);
+  EXPECT_LT(report["seconds"].asDouble(), 5.0);
+}
+
+TEST_F(WorkerCrashTest, TheReasonOfARefusedFileIsWhatThePlugInLogged) {
+  MakePhotos({"a.jpg", "refuse.jpg"});
+  const Json::Value report = Index({}, 3);
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(FailureOf(report, "refuse.jpg"), "Invalid thing : x y; Failed to save photo info.");
+}
+
+TEST_F(WorkerCrashTest, AFileThatSpoilsATransactionCostsOnlyItself) {
+  MakePhotos({"a.jpg", "b.jpg", "poison.jpg", "y.jpg", "z.jpg"});
+  const Json::Value report = Index({"-j", "1"}, 3);
+  EXPECT_EQ(report["added"].asInt(), 4);
+  EXPECT_EQ(report["folders"].asInt(), 1);
+  EXPECT_EQ(FailureOf(report, "poison.jpg"), "not kept by the database: FOREIGN KEY constraint failed");
+  for (const char* name : {"a.jpg", "b.jpg", "y.jpg", "z.jpg"}) EXPECT_EQ(Kept(name), 1) << name;
+  EXPECT_EQ(Kept("poison.jpg"), 0);
+}
+
+TEST_F(WorkerCrashTest, APlugInThatLogsMoreThanAPipeHoldsGoesOn) {
+  MakePhotos({"a.jpg", "chatter.jpg", "z.jpg"});
+  EXPECT_EQ(Index()["added"].asInt(), 3);
+}
+
+TEST_F(WorkerCrashTest, FoldersAreAddedBeforeWhatTheyHold) {
+  for (const char* top : {"a", "b", "c"}) {
+    for (int i = 0; i < 12; ++i) {
+      const std::string path = std::string(top) + "/slow" + std::to_string(i) + "/x/photo.jpg";
+      MakeJpeg(File(path), 8, 8);
+    }
+  }
+  EXPECT_EQ(Index({"-j", "4"})["folders"].asInt(), 1 + 3 + 36 * 2);
+  std::map<std::string, int> order;
+  for (const Row& row : Query("SELECT rowid, path FROM seen"))
+    order[row.at("path")] = std::stoi(row.at("rowid"));
+  for (const auto& [path, position] : order) {
+    if (path == folder()) continue;
+    const std::string parent = path.substr(0, path.rfind('/'));
+    ASSERT_TRUE(order.contains(parent)) << parent;
+    EXPECT_LT(order[parent], position) << path;
+  }
+}
+
+TEST_F(WorkerCrashTest, CtrlCKeepsWhatIsCommitted) {
+  MakePhotos(400, "slow");
+  const auto run = Start({"index", folder(), "--json", "--quiet", "-j", "2"});
+  ASSERT_TRUE(Eventually([&] { return HasRows(); }));
+  run->Signal(SIGINT);
+  const RunResult result = run->Wait();
+  EXPECT_EQ(result.status, 130) << result.err;
+  const Json::Value report = StrictJson(result.out);
+  EXPECT_TRUE(report["interrupted"].asBool());
+  EXPECT_GT(report["added"].asInt(), 0);
+  EXPECT_LT(report["added"].asInt(), 400);
+  EXPECT_EQ(report["added"].asInt(), KeptPhotos());
+  EXPECT_EQ(report["failed"].size(), 0U);
+}
+
+TEST_F(WorkerCrashTest, SigtermEndsWithItsOwnStatusWithinTwoSeconds) {
+  MakePhotos({"a.jpg", "hang.jpg"});
+  const auto run = Start({"index", folder(), "--json", "--quiet", "-j", "1"});
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const auto start = std::chrono::steady_clock::now();
+  run->Signal(SIGTERM);
+  EXPECT_EQ(run->Wait().status, 143);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3500));
+}
+
+TEST_F(WorkerCrashTest, ASecondSignalEndsTheRunAtOnce) {
+  MakePhotos({"hang.jpg"});
+  const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const auto start = std::chrono::steady_clock::now();
+  run->Signal(SIGINT);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  run->Signal(SIGINT);
+  EXPECT_EQ(run->Wait().status, 130);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+}
+
+// The worker of a supervisor, or 0.
+pid_t WorkerOf(pid_t supervisor) {
+  std::ifstream children("/proc/" + std::to_string(supervisor) + "/task/" + std::to_string(supervisor) +
+                         "/children");
+  pid_t child = 0;
+  children >> child;
+  return child;
+}
+
+// True when the process is gone, or dead and not yet collected by its new parent.
+bool HasEnded(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/stat");
+  std::string word;
+  std::string state;
+  status >> word >> word >> state;
+  return !status || state == "Z";
+}
+
+TEST_F(WorkerCrashTest, WorkersDoNotOutliveTheirSupervisor) {
+  MakePhotos({"hang.jpg"});
+  const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
+  pid_t worker = 0;
+  ASSERT_TRUE(Eventually([&] { return (worker = WorkerOf(run->pid())) != 0; }));
+  run->Signal(SIGKILL);
+  EXPECT_EQ(run->Wait().status, 1000 + SIGKILL);
+  EXPECT_TRUE(Eventually([&] { return HasEnded(worker); }));
+}
+
+TEST_F(WorkerCrashTest, ASecondRunOnTheSameLibraryIsRefused) {
+  MakePhotos({"hang.jpg"});
+  const auto first = Start({"index", folder(), "--quiet", "-j", "1"});
+  ASSERT_TRUE(Eventually([&] { return WorkerOf(first->pid()) != 0; }));
+  const RunResult second = Run({"index", folder()});
+  EXPECT_EQ(second.status, 6);
+  EXPECT_EQ(second.out, "");
+  EXPECT_EQ(second.err, "lumivault: " + folder().string() + ": another run holds the library\n");
+}
+
+TEST_F(WorkerCrashTest, AWorkerThatNeverStartsEndsTheRun) {
+  MakePhotos({"a.jpg"});
+  Environment("TEST_PLUGIN_START", "abort");
+  const RunResult result = Run({"index", folder(), "--quiet"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "lumivault: no worker can be started: killed by signal 6 (Aborted)\n");
+}
+
+TEST_F(WorkerCrashTest, APlugInThatIsNotThereIsABadConfiguration) {
+  MakePhotos({"a.jpg"});
+  Environment("LUMIVAULT_PLUGIN", "/nowhere/plugin.so");
+  const RunResult result = Run({"index", folder(), "--quiet"});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_NE(result.err.find("/nowhere/plugin.so"), std::string::npos) << result.err;
+  EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1);
+}
+
+}  // namespace

@@ -1,0 +1,28 @@
+#ifndef TESTS_SUPPORT_OPEN_WATCH_H_
+#define TESTS_SUPPORT_OPEN_WATCH_H_
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <string>
+
+// Tells whether anybody opens PATH, also without reading, while the object lives.
+class OpenWatch {
+ public:
+  explicit OpenWatch(const std::string& path) : queue_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    inotify_add_watch(queue_, path.c_str(), IN_OPEN);
+  }
+  ~OpenWatch() { close(queue_); }
+  OpenWatch(const OpenWatch&) = delete;
+  OpenWatch& operator=(const OpenWatch&) = delete;
+
+  bool WasOpened() const {
+    char event[sizeof(inotify_event) + 256];
+    return read(queue_, event, sizeof(event)) > 0;
+  }
+
+ private:
+  int queue_;
+};
+
+#endif  // TESTS_SUPPORT_OPEN_WATCH_H_

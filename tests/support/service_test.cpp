@@ -1,0 +1,143 @@
+#include "support/service_test.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <json/reader.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <memory>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kKilledBase = 1000;
+constexpr int kNotStarted = 127;
+constexpr int kBusyTimeout = 10'000;  // milliseconds
+
+void Redirect(const fs::path& file, int descriptor) {
+  const int target = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  dup2(target, descriptor);
+  close(target);
+}
+
+void Become(uid_t user) {
+  if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) _exit(kNotStarted);
+}
+
+[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
+  std::vector<char*> argv{const_cast<char*>(LUMIVAULT_PROGRAM)};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  execv(LUMIVAULT_PROGRAM, argv.data());
+  _exit(kNotStarted);
+}
+
+using Database = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
+using Prepared = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
+
+Database OpenDatabase(const fs::path& file) {
+  sqlite3* handle = nullptr;
+  sqlite3_open_v2(file.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+  sqlite3_busy_timeout(handle, kBusyTimeout);
+  return {handle, &sqlite3_close};
+}
+
+}  // namespace
+
+ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const fs::path& scratch,
+                       const std::map<std::string, std::string>& environment, std::optional<uid_t> as_user)
+    : out_(scratch.string() + ".out"), err_(scratch.string() + ".err") {
+  pid_ = fork();
+  if (pid_ != 0) return;
+  Redirect("/dev/null", STDIN_FILENO);
+  Redirect(out_, STDOUT_FILENO);
+  Redirect(err_, STDERR_FILENO);
+  for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+  if (as_user) Become(*as_user);
+  Execute(arguments);
+}
+
+ProgramRun::~ProgramRun() {
+  if (pid_ <= 0) return;
+  Signal(SIGKILL);
+  Wait();
+}
+
+void ProgramRun::Signal(int number) const {
+  kill(pid_, number);
+}
+
+RunResult ProgramRun::Wait() {
+  int status = 0;
+  waitpid(pid_, &status, 0);
+  pid_ = -1;
+  const int code = WIFSIGNALED(status) ? kKilledBase + WTERMSIG(status) : WEXITSTATUS(status);
+  return {code, ReadFile(out_), ReadFile(err_)};
+}
+
+std::unique_ptr<ProgramRun> ServiceTest::Start(std::vector<std::string> arguments) {
+  arguments.push_back("--root=" + state().string());
+  return std::make_unique<ProgramRun>(arguments, scratch() / ("run" + std::to_string(++runs_)), environment_,
+                                      user_);
+}
+
+RunResult ServiceTest::Run(std::vector<std::string> arguments) {
+  return Start(std::move(arguments))->Wait();
+}
+
+Json::Value ServiceTest::Index(std::vector<std::string> more, int expected_status) {
+  std::vector<std::string> arguments{"index", folder(), "--json", "--quiet"};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  const RunResult result = Run(arguments);
+  EXPECT_EQ(result.status, expected_status) << result.out << result.err;
+  EXPECT_EQ(result.err, "");
+  return StrictJson(result.out);
+}
+
+std::vector<ServiceTest::Row> ServiceTest::Query(const std::string& sql) const {
+  std::vector<Row> rows;
+  const Database database = OpenDatabase(folder() / ".KAVOHGADB");
+  sqlite3_stmt* handle = nullptr;
+  if (sqlite3_prepare_v2(database.get(), sql.c_str(), -1, &handle, nullptr) != SQLITE_OK) {
+    ADD_FAILURE() << sql << ": " << sqlite3_errmsg(database.get());
+  }
+  const Prepared statement(handle, &sqlite3_finalize);
+  while (handle != nullptr && sqlite3_step(handle) == SQLITE_ROW) {
+    Row& row = rows.emplace_back();
+    for (int i = 0; i < sqlite3_column_count(handle); ++i) {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle, i));
+      row[sqlite3_column_name(handle, i)] = text != nullptr ? text : "NULL";
+    }
+  }
+  return rows;
+}
+
+std::string ServiceTest::Value(const std::string& sql) const {
+  const std::vector<Row> rows = Query(sql);
+  return rows.empty() ? "" : rows.front().begin()->second;
+}
+
+Json::Value StrictJson(const std::string& text) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  Json::Value value;
+  std::string errors;
+  std::istringstream stream(text);
+  EXPECT_TRUE(Json::parseFromStream(builder, stream, &value, &errors)) << errors << "\n" << text;
+  EXPECT_EQ(text.find('\n'), text.size() - 1) << "one line expected: " << text;
+  return value;
+}
+
+std::string FailureOf(const Json::Value& report, const std::string& file) {
+  for (const Json::Value& failed : report["failed"]) {
+    const std::string path = failed["path"].asString();
+    if (path.ends_with("/" + file)) return failed["reason"].asString();
+  }
+  return "";
+}

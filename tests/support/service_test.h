@@ -1,0 +1,93 @@
+#ifndef TESTS_SUPPORT_SERVICE_TEST_H_
+#define TESTS_SUPPORT_SERVICE_TEST_H_
+
+#include <gtest/gtest.h>
+#include <json/value.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/temp_dir.h"
+
+// How a run of the program ended.
+struct RunResult {
+  int status = -1;  // exit status, or 1000 plus the signal that killed it
+  std::string out;
+  std::string err;
+};
+
+// A run of the real program that is under way.
+class ProgramRun {
+ public:
+  ProgramRun(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
+             const std::map<std::string, std::string>& environment, std::optional<uid_t> as_user);
+  ~ProgramRun();
+  ProgramRun(const ProgramRun&) = delete;
+  ProgramRun& operator=(const ProgramRun&) = delete;
+
+  pid_t pid() const { return pid_; }
+  void Signal(int number) const;
+  RunResult Wait();
+
+ private:
+  pid_t pid_ = -1;
+  std::filesystem::path out_;
+  std::filesystem::path err_;
+};
+
+// The real program on a folder of its own, with a state folder of its own.
+class ServiceTest : public testing::Test {
+ protected:
+  using Row = std::map<std::string, std::string>;
+
+  std::filesystem::path folder() const { return dir_.path() / "photos"; }
+  std::filesystem::path state() const { return dir_.path() / "state"; }
+  std::filesystem::path File(const std::string& relative) const { return folder() / relative; }
+  const std::filesystem::path& scratch() const { return dir_.path(); }
+
+  // Runs use this from now on.
+  void Environment(const std::string& name, const std::string& value) { environment_[name] = value; }
+  void AsUser(uid_t user) { user_ = user; }
+
+  std::unique_ptr<ProgramRun> Start(std::vector<std::string> arguments);
+  // Every command gets the state folder, unless it is told another.
+  RunResult Run(std::vector<std::string> arguments);
+  // `index` on the folder, with --json; a result that is no strict JSON object fails the test.
+  Json::Value Index(std::vector<std::string> more = {}, int expected_status = 0);
+
+  // Statements on the folder's database, on a connection of the test's own.
+  std::vector<Row> Query(const std::string& sql) const;
+  std::string Value(const std::string& sql) const;
+
+ private:
+  TempDir dir_;
+  std::map<std::string, std::string> environment_;
+  std::optional<uid_t> user_;
+  int runs_ = 0;
+};
+
+// Strictly one JSON value and nothing else; a failure fails the test.
+Json::Value StrictJson(const std::string& text);
+
+// True when CONDITION comes true within ten seconds.
+template <typename Condition>
+bool Eventually(Condition&& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// The reason of the failed entry for FILE (a name below some folder), "" when there is none.
+std::string FailureOf(const Json::Value& report, const std::string& file);
+
+#endif  // TESTS_SUPPORT_SERVICE_TEST_H_

@@ -1,0 +1,473 @@
+// The save of a photo's row, and the checks before every save.
+#include <json/value.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "support/fake_library.h"
+#include "support/media_maker.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+constexpr const char* kTool = "/usr/kavo/bin/exiv2";
+
+class SaveTest : public FakeLibraryTest {
+ protected:
+  void SetUp() override {
+    FakeLibraryTest::SetUp();
+    fake().programs = {{kTool, {0, ""}}};
+    Answer({.match = "SELECT id FROM photo_image", .rows = {{{"id", "7"}}}});
+  }
+
+  // The record of the photo "trip/b.jpg" of the shared tree.
+  Json::Value Photo() const {
+    Json::Value info(Json::objectValue);
+    info["szPath"] = shared() + "/trip/b.jpg";
+    info["szName"] = "b.jpg";
+    info["szTitle"] = "b";
+    info["szAlbum"] = "trip";
+    info["fileSize"] = Json::UInt64{5'000'000'000};
+    info["szMake"] = "Make";
+    info["szModel"] = "Model";
+    info["szExposure"] = "1/60";
+    info["szAperture"] = "2.8";
+    info["resolutionX"] = 400;
+    info["resolutionY"] = 300;
+    info["iso"] = 100;
+    info["szTakenTime"] = "2020-01-02 03:04:05";
+    info["szDate"] = "2021-01-01 00:00:00";
+    return info;
+  }
+  // The photo has a row with this title and description.
+  void AddRow(const std::string& title, const std::string& description) {
+    Answer({.match = "SELECT path, title, description FROM photo_image",
+            .rows = {{{"path", "x"}, {"title", title}, {"description", description}}}});
+  }
+  static int Save(Json::Value info, int type = PHOTO_TABLE_IMAGE) {
+    return PhotoInfoDBSave(static_cast<PHOTO_TABLE_TYPE>(type), &info);
+  }
+  // The one statement that writes photo_image.
+  std::string Written() const {
+    std::vector<std::string> written;
+    for (const auto& sql : fake().statements) {
+      if (sql.starts_with("INSERT INTO photo_image (path") || sql.starts_with("UPDATE photo_image SET")) {
+        written.push_back(sql);
+      }
+    }
+    EXPECT_EQ(written.size(), 1U);
+    return written.empty() ? "" : written.front();
+  }
+};
+
+// --- Entry checks.
+
+using SaveEntryTest = SaveTest;
+
+TEST_F(SaveEntryTest, WithoutARecord) {
+  EXPECT_EQ(PhotoInfoDBSave(PHOTO_TABLE_IMAGE, nullptr), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Bad parameter"));
+  EXPECT_THAT(fake().calls, IsEmpty());
+}
+
+TEST_F(SaveEntryTest, WithoutAConnection) {
+  fake().failing = {"KAVODBConnect"};
+  EXPECT_EQ(Save(Photo()), -1);
+  EXPECT_THAT(Messages(), Contains("photo_database.cpp (#) Failed to connect to photo database"));
+  EXPECT_THAT(fake().statements, IsEmpty());
+}
+
+TEST_F(SaveEntryTest, PathThatIsNotUtf8) {
+  Json::Value info = Photo();
+  info["szPath"] = shared() + "/\xE9.jpg";
+  EXPECT_EQ(Save(info), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Invalid path : " + shared() + "/\xE9.jpg"));
+}
+
+TEST_F(SaveEntryTest, PathWithoutADot) {
+  UsePersonal();
+  Json::Value info = Photo();
+  info["szPath"] = personal() + "/trip/b";
+  EXPECT_EQ(Save(info), -1);
+  EXPECT_THAT(Messages(), ElementsAre("Can't get file extenion: trip/b"));
+}
+
+TEST_F(SaveEntryTest, ExtensionIsSoughtInTheStoredPathOnly) {
+  UsePersonal();
+  fake().personal_folders["alice"] = personal();
+  Json::Value info = Photo();
+  info["szPath"] = personal() + "/a.b/c";
+  EXPECT_EQ(Save(info), 0);
+}
+
+TEST_F(SaveEntryTest, OtherTablesAreRejected) {
+  for (const int type : {2, 3, 4, 11, 13, 14, 99, -1}) {
+    SyslogCapture::Clear();
+    EXPECT_EQ(Save(Photo(), type), -1) << type;
+    EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Bad table type.")) << type;
+  }
+}
+
+TEST_F(SaveEntryTest, ARecordThatIsNoObjectHasNoPath) {
+  for (const Json::Value& info :
+       {Json::Value(3), Json::Value("x"), Json::Value(Json::arrayValue), Json::Value()}) {
+    SyslogCapture::Clear();
+    EXPECT_EQ(Save(info), -1);
+    EXPECT_THAT(Messages(), ElementsAre("Can't get file extenion: "));
+  }
+}
+
+TEST_F(SaveEntryTest, MembersOfOtherKindsReadAsEmpty) {
+  Json::Value info = Photo();
+  info["szTitle"] = Json::Value(Json::arrayValue);
+  info["szMake"] = Json::Value();
+  info["resolutionX"] = "wide";
+  info["iso"] = Json::Value(Json::objectValue);
+  info["fileSize"] = "big";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("'b.jpg', '', '', 'trip', 0, '', 'Model', '1/60', '2.8', 0, 300, 0,"));
+}
+
+TEST_F(SaveEntryTest, PersonalConnectionIsClosedOnEveryWay) {
+  UsePersonal();
+  for (const char* failing :
+       {"", "RLIBCUnicodeIsUTF8", "KAVODBEscapeStringEX3", "KAVODBExecute", "KAVODBFetchRow"}) {
+    fake().failing = {failing};
+    Json::Value info = Photo();
+    info["szPath"] = personal() + "/trip/b.jpg";
+    Save(info);
+    EXPECT_EQ(fake().open_connections, 0) << failing;
+    EXPECT_EQ(fake().open_results, 0) << failing;
+  }
+}
+
+// --- New photos.
+
+using SavePhotoTest = SaveTest;
+
+TEST_F(SavePhotoTest, InsertsANewRow) {
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(),
+              "INSERT INTO photo_image (path, name, title, description, album, size, camera_make, "
+              "camera_model, exposure, "
+              "aperture, resolutionx, resolutiony, iso, timetaken, updated, create_time, version, gps, "
+              "disabled, shareid, "
+              "privilege_shareid, rotation, lat, lng, focal_length_v2, lens_v2, flash_v2) VALUES('" +
+                  shared() +
+                  "/trip/b.jpg', 'b.jpg', 'b', '', 'trip', 5000000000, 'Make', 'Model', '1/60', '2.8', 400, "
+                  "300, 100, "
+                  "'2020-01-02 03:04:05', '1', '2021-01-01 00:00:00', 0, '', 'f', '-1', '-1', '0', NULL, "
+                  "NULL, '', '', "
+                  "'')");
+}
+
+TEST_F(SavePhotoTest, UpdatesItsRow) {
+  AddRow("", "");
+  Json::Value info = Photo();
+  info["szDesc"] = "text";
+  Answer({.match = "SELECT shareid FROM photo_share", .rows = {{{"shareid", "5"}}}});
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(
+      Written(),
+      "UPDATE photo_image SET name = 'b.jpg', title = 'b', description = 'text', album = 'trip', size = "
+      "5000000000, "
+      "camera_make = 'Make', camera_model = 'Model', exposure = '1/60', aperture = '2.8', resolutionx = 400, "
+      "resolutiony = 300, iso = 100, timetaken = '2020-01-02 03:04:05', updated = '1', create_time = "
+      "'2021-01-01 00:00:00', version = '0', gps = '', disabled = 'f', shareid = '5', privilege_shareid = "
+      "'5', "
+      "rotation = '0', lat = NULL, lng = NULL, focal_length_v2 = '', lens_v2 = '', flash_v2 = '' where path "
+      "= '" +
+          shared() + "/trip/b.jpg'");
+}
+
+TEST_F(SavePhotoTest, LooksForTheRowByItsStoredPath) {
+  UsePersonal();
+  Json::Value info = Photo();
+  info["szPath"] = personal() + "/trip/b.jpg";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_EQ(
+      fake().Count("KAVODBSelectLimit(PRAGMA case_sensitive_like=true; SELECT path, title, description FROM "
+                   "photo_image WHERE path = 'trip/b.jpg'  , 0, 0)"),
+      1);
+  EXPECT_THAT(Written(), HasSubstr("VALUES('trip/b.jpg', 'b.jpg', 'b',"));
+}
+
+TEST_F(SavePhotoTest, ExcludedFormatIsDisabled) {
+  Answer({.match = "excluding_index_format", .rows = {{{"config_value", "gif, jpg"}}}});
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("0, '', 't', '-1'"));
+}
+
+TEST_F(SavePhotoTest, FailsWithoutACondition) {
+  // The first text is the one of IsExcludeFormat.
+  fake().failing_at = {{"KAVODBEscapeStringEX3", 2}};
+  EXPECT_EQ(Save(Photo()), -1);
+  EXPECT_THAT(Messages(), Contains("photo_database.cpp:# Failed to KAVODBEscapeStringEX3 path: " + shared() +
+                                   "/trip/b.jpg"));
+}
+
+TEST_F(SavePhotoTest, FailsWithoutACursor) {
+  Answer({.match = "SELECT path, title, description", .result = -1});
+  EXPECT_EQ(Save(Photo()), -1);
+  EXPECT_THAT(Messages(), Contains("photo_database.cpp (#) Error occurred, failed to get records."));
+  EXPECT_THAT(Sent("INSERT"), IsEmpty());
+}
+
+TEST_F(SavePhotoTest, FailsWhenTheRowCannotBeFetched) {
+  Answer({.match = "SELECT path, title, description", .rows = {{{"path", "x"}}}, .fetch_fails = true});
+  EXPECT_EQ(Save(Photo()), -1);
+  EXPECT_THAT(Messages(), Contains("photo_database.cpp:# KAVODBFetchRow failed"));
+  EXPECT_THAT(Sent("UPDATE"), IsEmpty());
+}
+
+TEST_F(SavePhotoTest, FailsWhenTheStatementCannotBeBuilt) {
+  EXPECT_EQ(Save(Photo()), 0);
+  // The same template text is the same number among the calls of the second save.
+  std::vector<std::string> built;
+  for (const auto& call : fake().calls) {
+    if (call.starts_with("KAVODBEscapeStringEX3(")) built.push_back(call);
+  }
+  const auto insert = std::find_if(built.begin(), built.end(), [](const auto& call) {
+    return call.find("INSERT INTO photo_image (path") != std::string::npos;
+  });
+  ASSERT_NE(insert, built.end());
+  const auto number = static_cast<int>(built.end() - built.begin() + (insert - built.begin()) + 1);
+  fake().failing_at = {{"KAVODBEscapeStringEX3", number}};
+  SyslogCapture::Clear();
+  EXPECT_EQ(Save(Photo()), -1);
+  EXPECT_THAT(Messages().back(), "photo_database.cpp (#) Fail to escape string");
+}
+
+TEST_F(SavePhotoTest, FailsWhenTheStatementFails) {
+  Answer({.match = "INSERT INTO photo_image", .result = -1});
+  EXPECT_EQ(Save(Photo()), -1);
+  EXPECT_THAT(Messages().back(),
+              StartsWith("photo_database.cpp (#) Failed to exec [INSERT INTO photo_image (path"));
+  EXPECT_THAT(Messages().back(), HasSubstr("] (the error)"));
+  EXPECT_EQ(fake().Count("ProcessRunner(/usr/kavo/bin/exiv2 -K Xmp.dc.subject"), 0);
+}
+
+TEST_F(SavePhotoTest, ThumbnailsVersionIsStored) {
+  const std::string thumbnail = shared() + "/trip/@eaDir/b.jpg/KAVOPHOTO_THUMB_XL.jpg";
+  WriteFile(thumbnail, "");
+  fake().resolutions[thumbnail] = {3, 4};
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("'2021-01-01 00:00:00', 1, ''"));
+}
+
+TEST_F(SavePhotoTest, WritesThroughOneStatementWithoutAResult) {
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_EQ(fake().Count("KAVODBExecute(INSERT INTO photo_image (path"), 1);
+}
+
+// --- Taken time.
+
+class TakenTimeTest : public SaveTest {
+ protected:
+  // What is stored for TEXT.
+  std::string Stored(const std::string& text) {
+    fake().statements.clear();
+    Json::Value info = Photo();
+    info["szTakenTime"] = text;
+    EXPECT_EQ(Save(info), 0);
+    const std::string sql = Written();
+    const auto start = sql.find("400, 300, 100, '") + std::strlen("400, 300, 100, '");
+    return sql.substr(start, sql.find("', '1', '2021") - start);
+  }
+};
+
+TEST_F(TakenTimeTest, ATimeIsStoredAsItIs) {
+  EXPECT_EQ(Stored("2020-01-02 03:04:05"), "2020-01-02 03:04:05");
+  EXPECT_EQ(Stored("1901-01-01 00:00:00"), "1901-01-01 00:00:00");
+  EXPECT_EQ(Stored("2020-1-2 3:4:5"), "2020-1-2 3:4:5");
+}
+
+TEST_F(TakenTimeTest, WhatIsNoTimeBecomesTheEpoch) {
+  for (const char* text :
+       {"", "0000-00-00 00:00:00", "0000:00:00 00:00:00", "soon", "2020-01-02", "2020-13-01 00:00:00",
+        "2020-01-00 00:00:00", "1900-01-01 00:00:00", "1899-01-01 00:00:00"}) {
+    EXPECT_EQ(Stored(text), "1970-01-01 00:00:00") << text;
+  }
+}
+
+TEST_F(TakenTimeTest, TheValueIsItsOwnFormat) {
+  EXPECT_EQ(Stored("2020-01-02 03:04:05 100%% %d%n"), "2020-01-02 03:04:05 100% 0");
+  EXPECT_EQ(Stored("2020-01-02 03:04:05%99999999d").size(), 254U);
+}
+
+// --- Title and description.
+
+using SaveTitleTest = SaveTest;
+
+TEST_F(SaveTitleTest, EditedTitleOutlivesTheDefault) {
+  AddRow("My trip", "");
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("title = 'My trip'"));
+}
+
+TEST_F(SaveTitleTest, GivenTitleReplacesTheEditedOne) {
+  AddRow("My trip", "");
+  Json::Value info = Photo();
+  info["szTitle"] = "given";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("title = 'given'"));
+}
+
+TEST_F(SaveTitleTest, StemEndsAtTheFirstDot) {
+  AddRow("My trip", "");
+  Json::Value info = Photo();
+  info["szName"] = "a.b.jpg";
+  info["szTitle"] = "a.b";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("title = 'My trip'"));
+}
+
+TEST_F(SaveTitleTest, NameWithoutADotIsComparedOverTheTitle) {
+  AddRow("My trip", "");
+  Json::Value info = Photo();
+  info["szName"] = "holiday";
+  info["szTitle"] = "holi";
+  EXPECT_EQ(Save(info), 0);
+  info["szTitle"] = "holz";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Sent("title = 'My trip'").size(), 1U);
+  EXPECT_THAT(Sent("title = 'holz'").size(), 1U);
+}
+
+TEST_F(SaveTitleTest, EmptyTitleOfTheRowIsReplaced) {
+  AddRow("", "");
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("title = 'b'"));
+}
+
+TEST_F(SaveTitleTest, NewRowTakesTheGivenTitle) {
+  Json::Value info = Photo();
+  info["szTitle"] = "";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("'b.jpg', '', '', 'trip'"));
+}
+
+TEST_F(SaveTitleTest, LongTextsAreCutAtACharacter) {
+  std::string text(4093, 'x');
+  text += "\xE2\x82\xAC and more";
+  Json::Value info = Photo();
+  info["szTitle"] = text;
+  info["szDesc"] = text + text;
+  EXPECT_EQ(Save(info), 0);
+  const std::string cut(4093, 'x');
+  EXPECT_THAT(Written(), HasSubstr("'b.jpg', '" + cut + "', '" + cut + "', 'trip'"));
+}
+
+TEST_F(SaveTitleTest, BytesOfACodePageAreConverted) {
+  Json::Value info = Photo();
+  info["szTitle"] = "caf\xE9";
+  info["szMake"] = std::string("caf\xC3\xA9\xE2\x82");  // cut in a character
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("'b.jpg', 'caf\xC3\xA9', ''"));
+  EXPECT_THAT(Written(), HasSubstr("'caf\xC3\xA9', 'Model'"));
+}
+
+using SaveDescriptionTest = SaveTest;
+
+TEST_F(SaveDescriptionTest, RowsOwnIsKeptWithoutAnother) {
+  AddRow("t", "kept");
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("description = 'kept'"));
+}
+
+TEST_F(SaveDescriptionTest, MetadataReplacesTheRowsOwn) {
+  AddRow("t", "old");
+  MakeJpeg(shared() + "/trip/b.jpg", 8, 6, {{"Iptc.Application2.Caption", "Sunset at sea"}});
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("description = 'Sunset at sea'"));
+}
+
+TEST_F(SaveDescriptionTest, EmptyMetadataReplacesTheRowsOwn) {
+  AddRow("t", "old");
+  MakeJpeg(shared() + "/trip/b.jpg", 8, 6);
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("description = '',"));
+}
+
+TEST_F(SaveDescriptionTest, RecordsOwnComesFirst) {
+  MakeJpeg(shared() + "/trip/b.jpg", 8, 6, {{"Iptc.Application2.Caption", "Sunset"}});
+  Json::Value info = Photo();
+  info["szDesc"] = "given";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("'b', 'given', 'trip'"));
+}
+
+TEST_F(SaveDescriptionTest, MetadataFillTheOtherColumns) {
+  MakeJpeg(shared() + "/trip/b.jpg", 8, 6,
+           {{"Exif.Image.Orientation", "6"},
+            {"Exif.Photo.FocalLength", "50/1"},
+            {"Exif.Photo.Flash", "1"},
+            {"Xmp.aux.Lens", "A lens"}});
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("'6', NULL, NULL, '50.0 mm', 'A lens', 'Fired')"));
+}
+
+TEST_F(SaveDescriptionTest, BytesOfMetadataAreConverted) {
+  MakeJpeg(shared() + "/trip/b.jpg", 8, 6, {{"Exif.Image.ImageDescription", "caf\xE9"}});
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Written(), HasSubstr("'b', 'caf\xC3\xA9', 'trip'"));
+}
+
+// --- What follows the row.
+
+class SaveStepsTest : public SaveTest {
+ protected:
+  void SwitchPeopleOn(const std::string& value) {
+    Answer({.match = "ms_people_tag_merged", .rows = {{{"config_value", value}}}});
+  }
+  int KeywordSteps() const {
+    return static_cast<int>(Sent("DELETE FROM photo_image_label WHERE image_id = 7 AND label_id IN").size());
+  }
+  int PeopleSteps() const { return fake().Count("ProcessRunner(/usr/kavo/bin/exiv2 -Pkt"); }
+};
+
+TEST_F(SaveStepsTest, KeywordsFollowEveryInsert) {
+  Json::Value info = Photo();
+  info["szPath"] = shared() + "/trip/b.gif";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_EQ(KeywordSteps(), 1);
+}
+
+TEST_F(SaveStepsTest, KeywordsFollowAnUpdateOfSomeFormats) {
+  AddRow("t", "");
+  Json::Value info = Photo();
+  info["szPath"] = shared() + "/trip/b.gif";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_EQ(KeywordSteps(), 0);
+  info["szPath"] = shared() + "/trip/b.NEF";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_EQ(KeywordSteps(), 1);
+}
+
+TEST_F(SaveStepsTest, PeopleAreMergedWhenSwitchedOn) {
+  EXPECT_EQ(Save(Photo()), 0);
+  SwitchPeopleOn("off");
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_EQ(PeopleSteps(), 0);
+  fake().answers.pop_back();
+  SwitchPeopleOn("on");
+  WriteFile(shared() + "/trip/b.jpg", "");
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_GT(PeopleSteps(), 0);
+}
+
+TEST_F(SaveStepsTest, TheirFailuresDoNotFailTheSave) {
+  SwitchPeopleOn("on");
+  fake().answers.erase(fake().answers.begin());  // the photo's id
+  EXPECT_EQ(Save(Photo()), 0);
+  EXPECT_THAT(Messages(),
+              Contains("photo_database.cpp:# PhotoInfoDBPhotoIdGet failed for " + shared() + "/trip/b.jpg.")
+                  .Times(2));
+}
+
+}  // namespace
