@@ -91,9 +91,13 @@ ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   const WorkItem& item = items_[index];
   Announce(index);
   static_cast<void>(log_.Take());
+  const int mark = KAVODBBatchMark();
   const int result = item.kind == ItemKind::kFolder ? plugin_.IndexDirAdd(item.path.c_str())
                                                     : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
-  return result >= 0 ? ItemResult::Stored(prepared.trouble) : ItemResult::Failed(ReasonOf(log_.Take()));
+  if (result >= 0) return ItemResult::Stored(prepared.trouble);
+  // What the call took from side files is in no row.
+  KAVODBBatchForgetRemovals(mark);
+  return ItemResult::Failed(ReasonOf(log_.Take()));
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {

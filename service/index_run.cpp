@@ -1,9 +1,23 @@
 #include "index_run.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "base/limits.h"
+#include "display.h"
 #include "media_files.h"
 #include "work_queue.h"
+
+namespace {
+
+// Why FOLDER cannot be an album, which is named by its path below LIBRARY; nullptr when it can.
+const char* NoAlbumReason(const std::string& folder, const std::string& library) {
+  const std::string name = folder.substr(std::min(folder.size(), library.size() + 1));
+  if (name.size() >= kNameSize) return "folder name too long for an album";
+  return ValidUtf8(name) == name ? nullptr : "folder name is not UTF-8";
+}
+
+}  // namespace
 
 IndexRun::IndexRun(IndexOptions options, const Library& library, StopSignals& signals)
     : options_(std::move(options)),
@@ -34,6 +48,10 @@ std::optional<WorkItem> IndexRun::NextItem(Walk& walk, IndexReport& report) {
   while (auto entry = walk.Next()) {
     switch (entry->kind) {
       case EntryKind::kFolder:
+        if (const char* reason = NoAlbumReason(entry->path, report.library.folder)) {
+          ++report.skipped[reason];
+          break;
+        }
         return WorkItem{ItemKind::kFolder, std::move(entry->path)};
       case EntryKind::kSkipped:
         ++report.skipped[entry->reason];

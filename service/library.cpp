@@ -26,8 +26,8 @@ namespace {
 
 constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
 constexpr mode_t kPrivateFile = 0600;
-// The plug-in keeps the database's path, and the command that makes it, in buffers of about this size.
-constexpr std::size_t kLongestFolder = 2000;
+// SQLite opens no path of more than 512 bytes, and its own side files have longer names than the database.
+constexpr std::size_t kLongestFolder = 490;
 constexpr std::size_t kLongestBaseName = 32;
 // FNV-1a, 64 bits.
 constexpr std::uint64_t kHashStart = 0xcbf29ce484222325U;
@@ -59,7 +59,10 @@ Outcome<std::string> RealFolder(const std::string& folder) {
   if (path == "/") return Refused(folder, "the root of the file system cannot be a library");
   if (path.find_first_of("\n\r") != std::string::npos)
     return Refused(folder, "a library's path cannot hold a line end");
-  if (path.size() > kLongestFolder) return Refused(folder, "the path is too long for a library");
+  if (path.size() > kLongestFolder) {
+    return Refused(folder, "the path is too long for a library: " + std::to_string(path.size()) +
+                               " bytes, at most " + std::to_string(kLongestFolder));
+  }
   return path;
 }
 
@@ -81,34 +84,51 @@ std::string WithLibrary(const std::string& content, const Library& library) {
   return result + own;
 }
 
-// Another library that FOLDER overlaps. Only one that is still there counts: people move their libraries.
-std::optional<std::string> Overlapping(const std::string& personal_file, const std::string& folder) {
+bool Overlap(const std::string& one, const std::string& other) {
+  return LiesBelow(one, other) || LiesBelow(other, one);
+}
+
+// People move their libraries and give them up: one counts while its database is there, or a run that may
+// just make it.
+bool IsAlive(const StateRoot& root, const Library& library) {
+  if (access(library.database().c_str(), F_OK) == 0) return true;
+  const auto lock = LockLibrary(root, library);
+  return !lock && lock.failure().status == ExitStatus::kLibraryBusy;
+}
+
+// The lines of personal.conf but those of dead libraries that LIBRARY overlaps; a failure when a living one
+// is among them.
+Outcome<std::string> WithoutDeadOverlaps(const StateRoot& root, const Library& library) {
+  const std::string personal_file = root.Place(kPersonalFolders);
+  std::string result;
   std::istringstream lines(ReadWholeFile(personal_file).value_or(""));
   for (std::string line; std::getline(lines, line);) {
     const std::string user = line.substr(0, line.find('='));
-    std::array<char, kPathSize> other{};
-    if (RLIBCFileGetKeyValue(personal_file.c_str(), user.c_str(), other.data(), kPathSize, 0) < 0) continue;
-    const bool overlaps = LiesBelow(folder, other.data()) || LiesBelow(other.data(), folder);
-    if (overlaps && RLIBCFileCheckDir(other.data()) == 1) return other.data();
+    std::array<char, kPathSize> folder{};
+    const bool known =
+        RLIBCFileGetKeyValue(personal_file.c_str(), user.c_str(), folder.data(), kPathSize, 0) >= 0;
+    if (!known || !Overlap(folder.data(), library.folder)) {
+      result += line + "\n";
+    } else if (IsAlive(root, {folder.data(), user})) {
+      return Refused(library.folder, "lies in or around the library " + Visible(folder.data()) +
+                                         "; to give that one up, delete its " + kDatabaseName);
+    }
   }
-  return std::nullopt;
+  return result;
 }
 
 Outcome<Done> Register(const StateRoot& root, const Library& library) {
   auto lock = root.Lock();
   if (!lock) return lock.failure();
-  const std::string personal_file = root.Place(kPersonalFolders);
-  if (const auto other = Overlapping(personal_file, library.folder)) {
-    return Refused(library.folder, "lies in or around the library " + Visible(*other));
-  }
+  const auto content = WithoutDeadOverlaps(root, library);
+  if (!content) return content.failure();
   const std::string preference = "/usr/kavo/etc/preference/" + library.user;
   if (auto made = root.MakeFolder(preference); !made) return made;
   if (auto made = root.MakeFolder("/libraries/" + library.user); !made) return made;
   const std::string switched_on = KeyValueLine("runpersonallumivault", "yes");
   if (auto written = WriteWholeFile(root.Place(preference + "/kavoinfo.conf"), switched_on); !written)
     return written;
-  const std::string content = ReadWholeFile(personal_file).value_or("");
-  return WriteWholeFile(personal_file, WithLibrary(content, library));
+  return WriteWholeFile(root.Place(kPersonalFolders), WithLibrary(*content, library));
 }
 
 }  // namespace

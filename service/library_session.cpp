@@ -10,6 +10,7 @@
 #include "library.h"
 #include "platform/connection_lending.h"
 #include "platform/files.h"
+#include "queries_sql.h"
 
 namespace {
 
@@ -25,14 +26,24 @@ std::string InstalledSchema() {
 
 // A first use that was cut short leaves a database without its tables. The schema script is safe to run
 // again.
-Outcome<Done> CompleteSchema(const std::string& database) {
-  DatabaseReader reader(database);
-  if (!reader) return Unreachable(database, "cannot be opened");
+Outcome<Done> CompleteSchema(DatabaseReader& reader, const std::string& database) {
   if (reader.HasSchema()) return Done{};
   const auto schema = ReadWholeFile(InstalledSchema());
   if (!schema) return Failure{ExitStatus::kConfiguration, "the schema of personal databases cannot be read"};
   if (reader.Run(schema->c_str()) && reader.HasSchema()) return Done{};
   return Unreachable(database, reader.error());
+}
+
+Outcome<Done> SetDefaults(DatabaseReader& reader, const std::string& database) {
+  if (reader.Run(kMergePeopleByDefaultSql)) return Done{};
+  return Unreachable(database, reader.error());
+}
+
+Outcome<Done> CompleteDatabase(const std::string& database) {
+  DatabaseReader reader(database);
+  if (!reader) return Unreachable(database, "cannot be opened");
+  if (auto complete = CompleteSchema(reader, database); !complete) return complete;
+  return SetDefaults(reader, database);
 }
 
 }  // namespace
@@ -44,7 +55,7 @@ Outcome<LibrarySession> LibrarySession::Open(const Plugin& plugin, LogCapture& l
     return Failure{ExitStatus::kConfiguration,
                    Visible(folder) + ": not usable as a library: " + ReasonOf(log.Take())};
   }
-  if (auto complete = CompleteSchema(database); !complete) return complete.failure();
+  if (auto complete = CompleteDatabase(database); !complete) return complete.failure();
   if (KAVODBLend(database.c_str()) != 0) return Unreachable(database, KAVODBLentErrorGet());
   return LibrarySession(plugin);
 }

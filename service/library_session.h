@@ -7,8 +7,8 @@
 #include "outcome.h"
 #include "plugin.h"
 
-// A library opened for work in this process: its database is there and complete, and the plug-in's short
-// operations on it share one lent connection until the object ends. PLUGIN outlives it.
+// A library opened for work in this process: its database is there, complete and with its defaults, and the
+// plug-in's short operations on it share one lent connection until the object ends. PLUGIN outlives it.
 class LibrarySession {
  public:
   static Outcome<LibrarySession> Open(const Plugin& plugin, LogCapture& log, const std::string& folder);

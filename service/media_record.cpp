@@ -89,6 +89,7 @@ Failure Unreadable(const DatabaseReader& database) {
 template <typename Columns>
 std::vector<const char*> NamesOf(const Columns& columns) {
   std::vector<const char*> names;
+  names.reserve(std::size(columns));
   for (const Column& column : columns) names.push_back(column.name);
   return names;
 }

@@ -17,10 +17,11 @@ struct Failure {
 template <typename T>
 class [[nodiscard]] Outcome {
  public:
-  Outcome(T value)
-      : state_(std::in_place_index<0>, std::move(value)) {}  // NOLINT(google-explicit-constructor)
-  Outcome(Failure failure)
-      : state_(std::in_place_index<1>, std::move(failure)) {}  // NOLINT(google-explicit-constructor)
+  // Implicit, so that a function returns either as it is.
+  // NOLINTBEGIN(google-explicit-constructor)
+  Outcome(T value) : state_(std::in_place_index<0>, std::move(value)) {}
+  Outcome(Failure failure) : state_(std::in_place_index<1>, std::move(failure)) {}
+  // NOLINTEND(google-explicit-constructor)
 
   explicit operator bool() const { return state_.index() == 0; }
   T& operator*() { return std::get<0>(state_); }

@@ -4,8 +4,11 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "commands/command.h"
+#include "display.h"
 #include "exit_status.h"
 
 namespace {
@@ -30,6 +33,14 @@ constexpr const char* kExitStatuses =
     "reachable, 6 another run holds the library, 130 or 143 stopped by SIGINT or SIGTERM with everything so "
     "far kept.";
 
+// What is wrong with the command line, in one line. The parser misses a command before it looks at what
+// stands in its place.
+std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining();
+  const bool named = app.get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
+  return (named ? "unknown command " + Visible(unknown.front()) : error.what()) + " (see lumivault --help)";
+}
+
 int Run(int argc, char** argv) {
   CLI::App app("Lumivault: photos and videos of a folder in a database");
   app.set_version_flag("--version", "lumivault " LUMIVAULT_VERSION);
@@ -46,7 +57,7 @@ int Run(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
-    return ReportFailure({ExitStatus::kUsage, std::string(error.what()) + " (see lumivault --help)"});
+    return ReportFailure({ExitStatus::kUsage, UsageText(app, error)});
   }
   return runner();
 }

@@ -1,10 +1,17 @@
-// Every statement of the service's own, as templates of the database layer. All of them only read, and each
+// Every statement of the service's own, as templates of the database layer. All but one only read, and each
 // is answered by an index, but for those of the root folder, which look at every path.
 #ifndef SERVICE_QUERIES_SQL_H_
 #define SERVICE_QUERIES_SQL_H_
 
 // A complete database has the root album.
 inline constexpr const char* kRootAlbumSql = "SELECT shareid FROM photo_share WHERE sharename = '/'";
+
+// In a new library people named in photos are taken over; "off" in their place is a person's choice and
+// stays. A library is new until it has a photo, so that a first use that was cut short is made up for by the
+// next.
+inline constexpr const char* kMergePeopleByDefaultSql =
+    "INSERT OR IGNORE INTO photo_config (config_key, config_value) "
+    "SELECT 'ms_people_tag_merged', 'on' WHERE NOT EXISTS (SELECT 1 FROM photo_image)";
 
 // One file: its row and what belongs to it.
 inline constexpr const char* kPhotoSql = "SELECT * FROM photo_image WHERE path = '@KAVO:VAR'";

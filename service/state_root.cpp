@@ -14,6 +14,7 @@
 
 #include "atomic_file.h"
 #include "base/fixed_path.h"
+#include "display.h"
 #include "error_text.h"
 #include "installation.h"
 #include "platform/files.h"
@@ -36,7 +37,7 @@ std::string Variable(const char* name) {
 }
 
 std::string HomeFolder() {
-  const std::string home = Variable("HOME");
+  std::string home = Variable("HOME");
   if (!home.empty()) return home;
   const passwd* user = getpwuid(getuid());
   return user != nullptr ? user->pw_dir : "";
@@ -94,6 +95,9 @@ Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
   const fs::path absolute = fs::weakly_canonical(fs::absolute(chosen, error), error);
   if (chosen.empty() || error) {
     return Failure{ExitStatus::kConfiguration, "no state folder: name one with --root or set HOME"};
+  }
+  if (fs::exists(absolute, error) && !fs::is_directory(absolute, error)) {
+    return Failure{ExitStatus::kConfiguration, Visible(absolute.string()) + ": is not a folder"};
   }
   setenv(kRootVariable, absolute.c_str(), 1);
   return StateRoot(absolute.string());

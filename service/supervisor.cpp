@@ -11,12 +11,14 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kTick{100};
 // Work that belongs to no file: opening the library, waiting for other processes' transactions, committing.
-constexpr milliseconds kOtherWork{180'000};
+constexpr milliseconds kOtherWork{60'000};
 // How long workers may take to commit what they have when the run is stopped.
 constexpr milliseconds kStopPatience{2'000};
 // How long one may take to close the database at the end.
 constexpr milliseconds kEndPatience{10'000};
 constexpr int kMostFailedStarts = 3;
+// A worker takes longer to start than to do fewer than these.
+constexpr std::size_t kItemsWorthAWorker = 8;
 constexpr const char* kNonsense = "the worker's answer makes no sense";
 
 std::string TimedOut(milliseconds limit) {
@@ -56,12 +58,19 @@ void Supervisor::HandOut() {
 }
 
 // The first worker makes the database, where there is none yet; the others come when it is there.
+std::size_t Supervisor::WantedWorkers() const {
+  if (!library_open_) return 1;
+  return std::min(options_.workers, queue_.KnownWaiting() / kItemsWorthAWorker + 1);
+}
+
+// Where starting fails again and again, those that run go on alone.
 void Supervisor::StartWorkers() {
-  const std::size_t wanted = library_open_ ? options_.workers : 1;
-  while (slots_.size() < wanted) {
+  const std::size_t wanted = WantedWorkers();
+  while (slots_.size() < wanted && (slots_.empty() || failed_starts_ < kMostFailedStarts)) {
     auto started = WorkerProcess::Start(options_.plugin, options_.library);
     if (!started) {
-      failure_ = started.failure();
+      ++failed_starts_;
+      if (slots_.empty()) failure_ = started.failure();
       return;
     }
     slots_.push_back(std::make_unique<Slot>(std::move(*started)));
@@ -138,7 +147,8 @@ bool Supervisor::Accept(Slot& slot, const Message& message) {
 bool Supervisor::AcceptUnusable(std::string_view content) {
   MessageReader reader(content);
   const auto status = static_cast<ExitStatus>(reader.Number());
-  failure_ = Failure{status, reader.Text()};
+  Failure reason{status, reader.Text()};
+  if (slots_.size() == 1) failure_ = std::move(reason);  // nobody else can go on
   return reader.Complete();
 }
 
@@ -182,7 +192,8 @@ void Supervisor::KillOverdue() {
 
 // The worker is gone, or goes now, for the reason WHY.
 void Supervisor::Lose(Slot& slot, const std::string& why) {
-  if (slot.state == State::kStarting && ++failed_starts_ == kMostFailedStarts && !failure_) {
+  const bool last = slots_.size() == 1;
+  if (slot.state == State::kStarting && ++failed_starts_ >= kMostFailedStarts && last && !failure_) {
     failure_ = Failure{ExitStatus::kFatal, "no worker can be started: " + why};
   }
   ReturnRest(slot, why);
@@ -216,10 +227,12 @@ void Supervisor::HandleSignal() {
   for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
 }
 
-// What still has something in hand by now is given up: its transaction is rolled back. The others close the
-// database, so that it is left in one file.
+// What still has something in hand by now is given up: its transaction is rolled back. The others, with them
+// those that have only the end of their batch to tell, close the database, so that it is left in one file.
 void Supervisor::EndWorkers() {
-  std::erase_if(slots_, [](const auto& slot) { return slot->state == State::kBusy; });
+  std::erase_if(slots_, [](const auto& slot) {
+    return slot->state == State::kBusy && slot->reported < slot->batch.size();
+  });
   for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
   for (const auto& slot : slots_) {
     static_cast<void>(slot->process.AwaitEnd(stopped_by_ == 0 ? kEndPatience : kStopPatience));

@@ -65,6 +65,7 @@ class Supervisor {
   bool Working();
   void HandOut();
   void StartWorkers();
+  std::size_t WantedWorkers() const;
   bool GiveBatch(Slot& slot);
 
   void Wait();

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "base/limits.h"
+#include "display.h"
 #include "error_text.h"
 #include "library.h"
 #include "open_below.h"
@@ -36,20 +37,30 @@ std::string Join(const std::string& folder, std::string_view name) {
   return std::string(folder).append("/").append(name);
 }
 
+std::string CannotBeListed(int error) {
+  return "cannot be listed: " + ErrorText(error);
+}
+
 }  // namespace
 
 Outcome<Walk> Walk::Start(const std::string& root) {
   FileDescriptor folder(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return Failure{ExitStatus::kFatal, root + ": " + ErrorText(errno)};
-  return Walk(std::move(folder), root);
+  if (!folder) return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
+  Walk walk(std::move(folder), root);
+  const WalkEntry entered = walk.Enter(root);
+  if (entered.kind != EntryKind::kFolder)
+    return Failure{ExitStatus::kFatal, Visible(root) + ": " + entered.reason};
+  if (const int error = walk.levels_.back().error; error != 0)
+    return Failure{ExitStatus::kFatal, Visible(root) + ": " + CannotBeListed(error)};
+  return walk;
 }
 
 std::optional<WalkEntry> Walk::Next() {
-  if (!std::exchange(started_, true)) return Enter(root_path_);
+  if (!std::exchange(started_, true)) return WalkEntry{EntryKind::kFolder, root_path_, ""};
   while (!levels_.empty()) {
     Level& level = levels_.back();
     if (const int error = std::exchange(level.error, 0); error != 0) {
-      return WalkEntry{EntryKind::kFailed, level.path, "cannot be listed: " + ErrorText(error)};
+      return WalkEntry{EntryKind::kFailed, level.path, CannotBeListed(error)};
     }
     if (level.next_file < level.files.size()) {
       const std::size_t index = level.next_file++;

@@ -35,7 +35,8 @@ struct WalkEntry {
 
 class Walk {
  public:
-  // ROOT is the absolute path of a folder; its own name counts whatever it is.
+  // ROOT is the absolute path of a folder; its own name counts whatever it is. A failure when it cannot be
+  // listed.
   static Outcome<Walk> Start(const std::string& root);
 
   // The next entry; nothing at the end.

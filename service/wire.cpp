@@ -8,7 +8,7 @@
 
 namespace {
 
-// A batch of the longest paths is a fifth of it.
+// A batch of the longest paths is an eighth of it.
 constexpr std::uint32_t kLongestMessage = 1U << 20;
 constexpr std::size_t kFillSize = 65536;
 

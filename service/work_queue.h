@@ -37,6 +37,8 @@ class WorkQueue {
 
   // True when there is something to give out, now or later.
   bool HasWaiting();
+  // How many items wait, as far as the queue has looked ahead.
+  std::size_t KnownWaiting() const { return waiting_.size(); }
   // True when everything is done.
   bool Finished() { return !HasWaiting() && given_out_ == 0; }
 

@@ -5,7 +5,6 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <exiv2/exiv2.hpp>
 #include <optional>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "library_session.h"
 #include "log_capture.h"
 #include "plugin.h"
+#include "probe/probe.h"
 #include "wire.h"
 
 namespace {
@@ -55,7 +55,7 @@ int RunWorker(const WorkerOptions& options) {
   Channel channel{FileDescriptor(kWorkerSocket)};
   LogCapture log{FileDescriptor(kWorkerLogPipe)};
   if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
-  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+  MuteProbeLibraries();
 
   const auto plugin = Plugin::Load(options.plugin);
   if (!plugin) return Refuse(channel, plugin.failure());

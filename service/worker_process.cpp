@@ -78,6 +78,7 @@ class SpawnSetup {
   // 0 and the process, or an errno value.
   int Spawn(const std::vector<std::string>& arguments, pid_t& pid) const {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
     return posix_spawn(&pid, kThisProgram, &actions_, &attributes_, argv.data(), environ);

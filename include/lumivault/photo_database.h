@@ -51,7 +51,8 @@ typedef struct __tag_KAVO_PHOTO_SHARE_INFO {
   int32_t isSubdir; /* not a top-level folder */
 } KAVO_PHOTO_SHARE_INFO;
 
-/* An open query over one logical table; from PhotoInfoDBOpen to PhotoInfoDBClose. */
+/* An open query over one logical table; from PhotoInfoDBOpen to PhotoInfoDBClose. Whether it owns its
+ * connection is settled when it is opened: a path checked meanwhile changes nothing. */
 typedef struct __tag_MEDIA_DB_HANDLER {
   KAVODB_CONNECTION* connection;
   KAVODB_RESULT* result;
@@ -77,19 +78,21 @@ LUMIVAULT_API extern KAVODB_CONNECTION* gpPGSQLConnect;
 
 /* The connection for the current request, or NULL. For a personal request the caller owns it and ends it with
  * KAVODBClose; the shared one is never closed by callers. */
-LUMIVAULT_API KAVODB_CONNECTION* PhotoDBConnect();
+LUMIVAULT_API KAVODB_CONNECTION* PhotoDBConnect() noexcept;
 /* Runs one statement: the number of rows it changed, or -1. */
-LUMIVAULT_API int PhotoDBExec(const char* sql);
-LUMIVAULT_API void PhotoDBConnClose();
+LUMIVAULT_API int PhotoDBExec(const char* sql) noexcept;
+/* Closes the shared connection; the next use opens it again. */
+LUMIVAULT_API void PhotoDBConnClose() noexcept;
 /* Compacts the shared database; a personal one is left alone (0). */
-LUMIVAULT_API int PhotoDBVacuum();
+LUMIVAULT_API int PhotoDBVacuum() noexcept;
 /* The thumbnail version of the photo at absolute PATH; 0 when there is none and on any failure. */
-LUMIVAULT_API int PhotoInfoDBVersionGet(const char* path);
-LUMIVAULT_API int PhotoInfoDBVersionUpdate(const char* path, int version);
+LUMIVAULT_API int PhotoInfoDBVersionGet(const char* path) noexcept;
+/* Sets it; 0 also when the photo has no row. */
+LUMIVAULT_API int PhotoInfoDBVersionUpdate(const char* path, int version) noexcept;
 
 namespace PhotoMapping {
 /* The table's name. REQUIRES: type 0 to 13. */
-LUMIVAULT_API const char* GetValue(PHOTO_TABLE_TYPE type);
+LUMIVAULT_API const char* GetValue(PHOTO_TABLE_TYPE type) noexcept;
 }  // namespace PhotoMapping
 
 /* --- Cursor and counts --- */
@@ -98,37 +101,59 @@ LUMIVAULT_API const char* GetValue(PHOTO_TABLE_TYPE type);
  * mean none. NULL on failure; the handler is ended with PhotoInfoDBClose. */
 LUMIVAULT_API MEDIA_DB_HANDLER* PhotoInfoDBOpen(PHOTO_TABLE_TYPE type, const char* columns,
                                                 const char* condition, const char* group_by,
-                                                const char* order_by, int offset, int limit);
+                                                const char* order_by, int offset, int limit) noexcept;
 /* Clears RECORD and reads the next row into it; -1 at the end. */
-LUMIVAULT_API int PhotoInfoDBGet(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record);
+LUMIVAULT_API int PhotoInfoDBGet(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) noexcept;
 /* Clears RECORD and fills it from the current row. */
-LUMIVAULT_API int PhotoInfoDBGetRecored(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record);
-/* Reads the row of absolute PATH; with SUFFIX non-zero, of any path that ends with its key. */
+LUMIVAULT_API int PhotoInfoDBGetRecored(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) noexcept;
+/* Reads the row of absolute PATH; with SUFFIX non-zero, of any path that ends with its key. -1 when there is
+ * none. */
 LUMIVAULT_API int PhotoInfoDBGetOneEx(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record,
-                                      int suffix);
-LUMIVAULT_API int PhotoInfoDBGetOne(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record);
+                                      int suffix) noexcept;
+LUMIVAULT_API int PhotoInfoDBGetOne(PHOTO_TABLE_TYPE type, const char* path,
+                                    KAVO_MEDIA_INFO* record) noexcept;
 /* The number of rows that a raw CONDITION (one comparison with one literal, or NULL) selects, or -1. */
 LUMIVAULT_API int PhotoInfoDBGetCount(PHOTO_TABLE_TYPE type, const char* columns, const char* condition,
-                                      const char* group_by);
-LUMIVAULT_API void PhotoInfoDBClose(MEDIA_DB_HANDLER* handler);
-/* The value of a photo_config key; -1 when there is none. */
-LUMIVAULT_API int PhotoInfoDBConfigGet(const char* key, char* out, size_t size);
-/* The extensions excluded by configuration; freed by the caller with RLIBCSzListFree. */
-LUMIVAULT_API RLIBCSZLIST* PhotoInfoDBExcludeFormatListGet();
+                                      const char* group_by) noexcept;
+/* Ends a query; NULL is ignored. */
+LUMIVAULT_API void PhotoInfoDBClose(MEDIA_DB_HANDLER* handler) noexcept;
+/* Writes the value of a photo_config key, cut to SIZE bytes; -1 when there is none. OUT may stay unwritten
+ * with 0 (a row that cannot be fetched), so the caller fills it first. */
+LUMIVAULT_API int PhotoInfoDBConfigGet(const char* key, char* out, size_t size) noexcept;
+/* The extensions excluded by configuration (an empty list when that cannot be read), freed by the caller with
+ * RLIBCSzListFree; NULL when memory is out. */
+LUMIVAULT_API RLIBCSZLIST* PhotoInfoDBExcludeFormatListGet() noexcept;
 
 /* --- Albums and rights --- */
 
-LUMIVAULT_API int KAVOPhotoShareGetNewId();
+/* The highest album id plus one; 1 without albums and on any failure. Nothing reserves it: insert soon. */
+LUMIVAULT_API int KAVOPhotoShareGetNewId() noexcept;
 /* The id of an album, or -1. */
-LUMIVAULT_API int getShareIdBySharename(const char* album);
-LUMIVAULT_API int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* rights_share_id);
-LUMIVAULT_API int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out, size_t size);
-LUMIVAULT_API int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album);
-LUMIVAULT_API int PhotoSharePriviledgeDBSave(KAVO_PHOTO_SHARE_INFO* album);
-LUMIVAULT_API int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album, KAVO_PHOTO_SHARE_INFO* old_album);
-LUMIVAULT_API int PhotoSharePriviledgeDBDelete(PHOTO_TABLE_TYPE type, const char* share_id);
+LUMIVAULT_API int getShareIdBySharename(const char* album) noexcept;
+/* The ids of the album of FILE and of the album whose rights it takes; 0 also when one is unknown (-1 is
+ * written). On -1 the first may have been written. */
+LUMIVAULT_API int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id,
+                                                   int* rights_share_id) noexcept;
+/* Writes one column of an album, cut to SIZE bytes, "" for an unknown column or SQL NULL; -1 (OUT unwritten)
+ * without a row. */
+LUMIVAULT_API int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out,
+                                              size_t size) noexcept;
+/* Inserts the album, or marks its row as seen and updates what depends on its place; 0 also when the name is
+ * empty or no UTF-8 and nothing is written. */
+LUMIVAULT_API int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept;
+/* Replaces the rights of the album by those of szRightsShareName; -1 when one of them has no row, while a
+ * failing delete or copy is logged only. */
+LUMIVAULT_API int PhotoSharePriviledgeDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept;
+/* Gives the row of the old album the name of the new one, and its cover that path; an album without a row is
+ * inserted when its new folder exists. -1 on failure: what was done until then stays. */
+LUMIVAULT_API int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album,
+                                     KAVO_PHOTO_SHARE_INFO* old_album) noexcept;
+/* Removes the rows of one album from one right table. REQUIRES: type 5 to 10. */
+LUMIVAULT_API int PhotoSharePriviledgeDBDelete(PHOTO_TABLE_TYPE type, const char* share_id) noexcept;
+/* Adds the rights of the source album to the target, which comes first; rows that cannot be added are logged
+ * and passed over. REQUIRES: type 5 to 10. */
 LUMIVAULT_API int PhotoSharePriviledgeDBCopy(PHOTO_TABLE_TYPE type, const char* to_share_id,
-                                             const char* from_share_id);
+                                             const char* from_share_id) noexcept;
 
 /* --- Delete, rename, mark and sweep (absolute paths) --- */
 
@@ -153,37 +178,59 @@ LUMIVAULT_API int KAVOPhotoShareDeleteNoUpdateRows(const char* folder);
 
 /* --- Video conversion and format rules --- */
 
+/* Writes the row of a converted copy of the video CONVERTED->szPath, and trims texts of CONVERTED in place. 0
+ * also when nothing is written because the copy does not exist or the video has no row. A NULL path is a copy
+ * that does not exist, a NULL type the empty text. */
 LUMIVAULT_API int PhotoInfoVideoConvertDBSave(KAVO_MEDIA_INFO* converted, const char* converted_path,
-                                              const char* convert_type);
-/* 1 when the top-level album of PATH allows conversion. */
-LUMIVAULT_API int IsPathNeedConversion(const char* path);
-/* 1 when the extension is listed in "excluding_index_format". */
-LUMIVAULT_API int IsExcludeFormat(const char* name);
+                                              const char* convert_type) noexcept;
+/* 1 when the top-level album of PATH allows conversion or cannot be read; 0 also for a PATH outside the
+ * library and for one without '/' that is no folder. */
+LUMIVAULT_API int IsPathNeedConversion(const char* path) noexcept;
+/* 1 when the extension is listed in "excluding_index_format", whatever its letter case. */
+LUMIVAULT_API int IsExcludeFormat(const char* name) noexcept;
 
 /* --- Record save --- */
 
-/* Writes the row of one file: type 0 (photo), 1 (video description) or 12 (video). */
+/* Inserts or updates the row of one file: type 0 (photo), 1 (video description) or 12 (video). 0 when that
+ * was done or was not needed; -1 for NULL, another type, a path that is no UTF-8 or has no extension, and a
+ * failed statement. Keywords and people tags of a written row follow; their failures are only logged. A
+ * side file with a position is removed once it is read. */
 LUMIVAULT_API int PhotoInfoDBSave(PHOTO_TABLE_TYPE type, Json::Value* info);
 
-/* --- Labels and faces --- */
+/* --- Labels and faces ---
+ *
+ * A label is a name in a category (0 people, 2 keywords); a link ties a photo to a label, with the place of a
+ * face as text: "info_new", or "info" while that is empty. Functions with a PATH check it and work in its
+ * library, the others in that of the last check. NULL (a path, name, info or OUT) is a failure. */
 
+/* Whether the configuration switches face recognition on; false also when it cannot be read. */
 LUMIVAULT_API bool PhotoInfoDBFaceRecognitionEnableGet();
-/* The id of the label, made when missing; -1 on failure. Categories: 0 people, 2 keywords. */
+/* The id of the label NAME, made when missing; -1 on failure. */
 LUMIVAULT_API int PhotoInfoDBLabelCheck(const char* path, const char* name, int category);
-/* The id of the photo at absolute PATH, or -1. */
+/* The id of the photo at absolute PATH; -1 when it has no row, and on failure. */
 LUMIVAULT_API int PhotoInfoDBPhotoIdGet(const char* path);
-/* The id of the link, made when missing; STATUS is "t" or "f". */
+/* The id of the link, made with INFO_NEW and STATUS when missing; an existing one stays as it is. STATUS is
+ * "t" (confirmed) or "f" (proposed). -1 on failure. With other writers at the same moment the id of a new
+ * link may be one of theirs. */
 LUMIVAULT_API int PhotoInfoDBImageLabelDataAdd(int image_id, int label_id, const char* info_new,
                                                const char* status);
-/* Removes the confirmed link. */
+/* Removes the link when it is confirmed. 0 also when there is none; -1 when the statement failed. */
 LUMIVAULT_API int PhotoInfoDBImageLabelDataDelete(int image_id, int label_id);
-/* Removes the keyword links of a photo. */
+/* Removes the keyword links of a photo and leaves its people. 0 also when there are none; -1 for an id below
+ * 1 and when the statement failed. */
 LUMIVAULT_API int PhotoInfoDBImageLabelDeleteByImage(int image_id);
-/* Face lines, freed by the caller with RLIBCSzListFree, or NULL. */
+/* One line a face, "label id, place, absolute path of the photo, column of the place" with tabs between and
+ * cut at 8191 bytes. SELECTOR 0: all people links of the photo at PATH; any other: the named and confirmed
+ * faces of its whole library. CONDITION is for narrowing the former; no value does. Freed by the caller with
+ * RLIBCSzListFree; NULL on failure. */
 LUMIVAULT_API RLIBCSZLIST* PhotoInfoDBFaceRecognitionDataGet(const char* path, int selector, int condition);
+/* Gives a link another label. 0 also when there is no such link; -1 when the statement failed. */
 LUMIVAULT_API int PhotoInfoDBFaceRecognitionUpdateImageLabel(int link_id, int label_id);
+/* Writes "place, column of the place" of a link with a tab between into OUT, cut to SIZE bytes, terminator
+ * included. -1 (OUT unwritten) when there is no such link, for a SIZE below 1, and on failure. */
 LUMIVAULT_API int PhotoInfoDBFaceRecognitionImageLabelDataGet(int link_id, const char* path, char* out,
                                                               int size);
+/* Gives a link another "info_new". 0 also when there is no such link; -1 when the statement failed. */
 LUMIVAULT_API int PhotoInfoDBFaceRecognitionUpdateDetectionResult(const char* info_new, int link_id);
 
 #endif /* __cplusplus */

@@ -13,9 +13,12 @@
  * Threads: an object belongs to one thread. */
 class LUMIVAULT_API PhotoExiv2 {
  public:
-  /* Opens PATH and reads its metadata. Throws Exiv2::BasicError<char> for a missing, unreadable or corrupt file, and
-   * for one whose content Exiv2 is not safe with (video containers). */
+  /* Opens PATH and reads its metadata. Throws Exiv2::BasicError<char> for a missing, unreadable or corrupt
+   * file, and for one whose content Exiv2 is not safe with (video containers). */
   explicit PhotoExiv2(const char* path);
+  /* Not copied: the image has one owner, and a copy would take it away. */
+  PhotoExiv2(const PhotoExiv2&) = delete;
+  PhotoExiv2& operator=(const PhotoExiv2&) = delete;
 
   /* The text of one datum, rendered for people (INTERPRETED) or as stored; empty when absent. */
   std::string GetExifTagValue(std::string key, bool interpreted);

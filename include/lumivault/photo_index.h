@@ -52,10 +52,14 @@ LUMIVAULT_API int IndexDBVacuum(void);
 LUMIVAULT_API int IndexFaceRecognitionQueueAdd(const char* path);
 
 /* Queries and pass-through calls. */
+/* The row of PATH: of a photo for MEDIA_KIND 2, of a video for 1; any other kind is 0 without a look-up, OUT
+ * untouched. -1 with OUT cleared when there is no row or it cannot be read, and with OUT untouched for an
+ * empty or refused PATH. */
 LUMIVAULT_API int IndexDBGetOne(int media_kind, const char* path, KAVO_MEDIA_INFO* out);
 /* The version of the photo's row, 0 when there is none, -1 for a NULL path; also written to OUT when not
  * NULL. */
 LUMIVAULT_API int IndexVersionGet(const char* path, unsigned* out);
+/* Sets it; 0 also when the photo has no row. */
 LUMIVAULT_API int IndexVersionUpdate(const char* path, unsigned version);
 LUMIVAULT_API int IndexDBClose(void);
 /* The mask of the thumbnail sizes that PATH needs, 0 for none. */
@@ -63,19 +67,34 @@ LUMIVAULT_API int IndexGetThumbSizeMap(const char* path);
 LUMIVAULT_API int IndexGetDirThumbSizeMap(const char* folder);
 /* 0 excluded or not concerned, 1 needs conversion, 2 does not. */
 LUMIVAULT_API int IndexIsVideoConvert(const char* path);
+/* 1 when the top-level album of PATH allows conversion or cannot be read, 0 when not; 0 also for a PATH that
+ * is refused or lies outside the library. */
 LUMIVAULT_API int IndexIsPathNeedConversion(const char* path);
 /* Records a file that the conversion tool made: a video as a copy of SOURCE, whose path CONVERTED then bears;
  * a jpg thumbnail by the version of SOURCE, 1 when the two are turned against each other. */
 LUMIVAULT_API int IndexConvertAdd(KAVO_MEDIA_INFO* source, KAVO_MEDIA_INFO* converted);
-/* Writes the owner of PATH, "root" for the shared tree. */
+/* Writes the owner of PATH, "root" for the shared tree, cut to SIZE bytes. -1 (OUT unwritten) for NULL and
+ * for a PATH that is refused. */
 LUMIVAULT_API int IndexPhotoUserNameGet(const char* path, char* out, unsigned size);
+
+/* Faces: people labels and their links to photos. Functions with a PATH work in its library, the others in
+ * that of the last call. NULL is a failure. */
+/* The id of the person NAME, made when missing; -1 on failure. */
 LUMIVAULT_API int IndexFaceRecognitionLableCheck(const char* path, const char* name);
+/* The id of the unconfirmed link of PATH's photo with the label, made with the place INFO when missing; -1
+ * when the photo has no row and on failure. */
 LUMIVAULT_API int IndexFaceRecognitionAddDetectionResult(const char* info, const char* path, int label_id);
-/* A list of face lines (src/platform/string_list.h), freed by the caller with RLIBCSzListFree, or NULL. */
+/* A list of face lines (src/platform/string_list.h), freed by the caller with RLIBCSzListFree, or NULL on
+ * failure: those of the photo at PATH for SELECTOR 0, else all named and confirmed ones of its library.
+ * CONDITION changes nothing. */
 LUMIVAULT_API struct __tag_RLIBCSZLIST* IndexFaceRecognitionDataGet(const char* path, int selector,
                                                                     int condition);
+/* Gives a link another label. 0 also when there is no such link. */
 LUMIVAULT_API int IndexFaceRecognitionUpdateImageLabel(int link_id, int label_id);
+/* Writes "place, column of the place" of a link with a tab between into OUT, cut to SIZE bytes. -1 (OUT
+ * unwritten) when there is no such link, for a SIZE below 1, and on failure. */
 LUMIVAULT_API int IndexFaceRecognitionImageLabelDataGet(int link_id, const char* path, char* out, int size);
+/* Gives a link another place of its face. 0 also when there is no such link. */
 LUMIVAULT_API int IndexFaceRecognitionUpdateDetectionResult(const char* info, int link_id);
 
 #ifdef __cplusplus

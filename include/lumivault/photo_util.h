@@ -1,5 +1,5 @@
-/* Paths, album names and side files. Album names are paths below the photo root of the request, without a leading
- * '/'; "/" is the root album. Errors, encoding and threads as in media_info.h.
+/* Paths, album names and side files. Album names are paths below the photo root of the request, without a
+ * leading '/'; "/" is the root album. Errors, encoding and threads as in media_info.h.
  *
  * Every OUT is written with a bounded copy of SIZE bytes, terminator included. */
 #ifndef LUMIVAULT_PHOTO_UTIL_H_
@@ -19,15 +19,18 @@ LUMIVAULT_API int IsDirExist(const char* path);
 #ifdef __cplusplus
 }
 
-/* The shared photo folder (the target of the link /var/services/photo), or NULL while the link cannot be read. The
- * first success is kept for the life of the process. */
+/* The shared photo folder (the target of the link /var/services/photo), or NULL while the link cannot be
+ * read. The first success is kept for the life of the process. */
 LUMIVAULT_API const char* PhotoUtilPhotoDirGet();
 /* Its length, or 0 while it has not been resolved. */
 LUMIVAULT_API int PhotoUtilPhotoDirLenGet();
 
-/* The album-relative form of PATH, which the caller knows to lie below the photo root. */
+/* The next four give 0, or -1 (OUT unwritten) for NULL. */
+
+/* The album-relative form of PATH, which the caller knows to lie below the photo root. -1 also when the root
+ * cannot be told, or ends inside a name of PATH. */
 LUMIVAULT_API int PhotoUtilShareNameGet(const char* path, char* out, size_t size);
-/* The album that holds FILE. */
+/* The album that holds FILE; "/" also for a FILE outside the photo root. */
 LUMIVAULT_API int GetSharenameByFilePath(const char* file, char* out, size_t size);
 /* The album whose settings ALBUM refers to: a/b/c gives a/b, a/b gives a, a gives a. */
 LUMIVAULT_API int GetReferenceSharenameBySharename(const char* album, char* out, size_t size);
@@ -39,7 +42,11 @@ LUMIVAULT_API int IsFormat(const char* extension, const char* const* list);
 /* 1 for the formats whose keywords are read again at every save. */
 LUMIVAULT_API int IsExiv2TagForceUpdateFormat(const char* extension);
 
-/* Reads the first line of side file NAME of FILE into BUF and removes the side file. 0: the line is not empty. */
+/* Reads the first line of side file NAME of FILE into BUF, its newline kept, and removes the side file: it is
+ * used up by its first reading, whatever it holds. 0: the line is not empty. -1: it is empty (the side file
+ * is gone), or there is no side file, or it cannot be read (it stays). A symbolic link and what lies outside
+ * the photo root of the request count as no side file. REQUIRES: SIZE of 2 at least; one byte has room for
+ * the terminator alone, and the line would be lost. */
 LUMIVAULT_API int GetFileContentInEA(const char* file, const char* name, char* buf, int size);
 #endif
 

@@ -1,8 +1,8 @@
-/* The request context: whether the path of the request belongs to the shared photo tree or to a user's personal
- * photo folder.
+/* The request context: whether the path of the request belongs to the shared photo tree or to a user's
+ * personal photo folder.
  *
- * Threads: one process-wide record without a lock. Every entry point of the library rewrites it, so whole requests
- * must be serialised by the caller. */
+ * Threads: one process-wide record without a lock. Every entry point of the library rewrites it, so whole
+ * requests must be serialised by the caller. */
 #ifndef LUMIVAULT_REQUEST_CONTEXT_H_
 #define LUMIVAULT_REQUEST_CONTEXT_H_
 
@@ -21,24 +21,24 @@ enum {
 
 /* What the last HGAStatusCheck found. All zero for the shared tree. Not to be used after a failed check. */
 typedef struct __tag_HGA_INFORMATION {
-  int32_t isHGARequest;                 /* 1: a personal photo folder that is in use */
-  int32_t isUserPhotoRoot;              /* 1: the request names the personal photo folder itself */
-  char szUserName[HGA_USER_NAME_SIZE];  /* owner of the folder */
-  char szPhotoDir[HGA_PATH_SIZE];       /* the personal photo folder */
-  char szDBPath[HGA_PATH_SIZE];         /* its SQLite database */
-  char szRequestPath[HGA_PATH_SIZE];    /* the path asked about; empty in the form "user:NAME" */
-  int32_t userPhotoPathLen;             /* length of szPhotoDir */
+  int32_t isHGARequest;                /* 1: a personal photo folder that is in use */
+  int32_t isUserPhotoRoot;             /* 1: the request names the personal photo folder itself */
+  char szUserName[HGA_USER_NAME_SIZE]; /* owner of the folder */
+  char szPhotoDir[HGA_PATH_SIZE];      /* the personal photo folder */
+  char szDBPath[HGA_PATH_SIZE];        /* its SQLite database */
+  char szRequestPath[HGA_PATH_SIZE];   /* the path asked about; empty in the form "user:NAME" */
+  int32_t userPhotoPathLen;            /* length of szPhotoDir */
 } HGA_INFORMATION;
 
 LUMIVAULT_API extern HGA_INFORMATION gHGAInformation;
 
-/* Decides for PATH ("/a/path", "user:NAME" or "user:NAME:/a/path") and fills gHGAInformation; makes the personal
- * database on first use. 0: decided. -1: NULL path, an empty user name, or a personal folder whose personal edition
- * is not switched on or not usable. */
+/* Decides for PATH ("/a/path", "user:NAME" or "user:NAME:/a/path") and fills gHGAInformation; makes the
+ * personal database on first use. 0: decided. -1: NULL path, an empty user name, or a personal folder whose
+ * personal edition is not switched on or not usable, or whose database is a link or no regular file. */
 LUMIVAULT_API int HGAStatusCheck(const char* path);
 
-/* The fields of the last check as they stand. Pointers stay valid for ever; what they point at changes with the next
- * check. */
+/* The fields of the last check as they stand. Pointers stay valid for ever; what they point at changes with
+ * the next check. */
 LUMIVAULT_API int HGAStatusIsHGARequest(void);
 LUMIVAULT_API int HGAStatusIsUserPhotoRoot(void);
 LUMIVAULT_API const char* HGAStatusUserNameGet(void);

@@ -27,6 +27,7 @@ struct Found {
 };
 
 Outcome<Found> Find(const Options& options) {
+  if (options.file.empty()) return Failure{ExitStatus::kUsage, "show needs a file name"};
   const auto root = StateRoot::Locate(options.root);
   if (!root) return root.failure();
   const std::string path = KeyPath(options.file);

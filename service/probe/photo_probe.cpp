@@ -9,6 +9,7 @@
 #include "lumivault/media_info.h"
 #include "probe/av_file.h"
 #include "probe/jpeg_end.h"
+#include "probe/probe.h"
 #include "probe/record_text.h"
 #include "probe/taken_time.h"
 #include "process/exiv2_scope.h"
@@ -212,4 +213,8 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
   }
   FindSize(*image, descriptor, facts);
   return facts;
+}
+
+void MuteProbeLibraries() {
+  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
 }

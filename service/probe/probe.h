@@ -27,6 +27,9 @@ struct ProbeResult {
   Json::Value media;
 };
 
+// Keeps the libraries that read files from writing about them to standard error, in this process from now on.
+void MuteProbeLibraries();
+
 // Opens regular files only, waits for nothing, and gives a video no more than five seconds. Throws
 // std::bad_alloc only.
 [[nodiscard]] ProbeResult ProbeFile(const std::string& path, MediaKind kind);

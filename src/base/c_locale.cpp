@@ -11,4 +11,6 @@ locale_t TheCLocale() {
 }  // namespace
 
 CLocale::CLocale() : previous_(uselocale(TheCLocale())) {}
-CLocale::~CLocale() { uselocale(previous_); }
+CLocale::~CLocale() {
+  uselocale(previous_);
+}

@@ -3,8 +3,8 @@
 
 #include <locale.h>
 
-// Numbers in stored texts have a decimal point whatever locale the calling process has set. While one of these lives,
-// printf, scanf and strtod of this thread follow the "C" locale.
+// Numbers in stored texts have a decimal point whatever locale the calling process has set. While one of
+// these lives, printf, scanf and strtod of this thread follow the "C" locale.
 class CLocale {
  public:
   CLocale();

@@ -6,8 +6,9 @@
 
 #include "base/log.h"
 
-// Runs BODY for an exported entry point. Whatever escapes it (memory is out, an error of a library that nobody foresaw) is
-// logged once and becomes FAILURE: the callers are C programs that nothing may unwind into.
+// Runs BODY for an exported entry point. Whatever escapes it (memory is out, an error of a library that
+// nobody foresaw) is logged once and becomes FAILURE: the callers are C programs that nothing may unwind
+// into.
 template <typename Result, typename Body>
 Result Guarded(const char* source, Result failure, Body&& body) noexcept {
   try {

@@ -10,4 +10,6 @@ std::string FixedPath(const char* path) {
   return KAVOFixedPathGet(path, buffer, sizeof buffer) < 0 ? path : buffer;
 }
 
-bool PackageEnabled() { return access(FixedPath(kPackageMarker).c_str(), F_OK) == 0; }
+bool PackageEnabled() {
+  return access(FixedPath(kPackageMarker).c_str(), F_OK) == 0;
+}

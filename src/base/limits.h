@@ -1,5 +1,5 @@
-// Capacities that bound values on their way between callers, files and columns. All count the terminator. A longer value is
-// cut, which is visible outside and therefore fixed here.
+// Capacities that bound values on their way between callers, files and columns. All count the terminator. A
+// longer value is cut, which is visible outside and therefore fixed here.
 #ifndef BASE_LIMITS_H_
 #define BASE_LIMITS_H_
 

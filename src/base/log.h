@@ -1,5 +1,5 @@
-// Error lines in the system log. Each begins with the name of the module and the line, in one of two forms; readers of the
-// log match on both, so the form of a message is part of it.
+// Error lines in the system log. Each begins with the name of the module and the line, in one of two forms;
+// readers of the log match on both, so the form of a message is part of it.
 //
 // Macros, because the compiler then checks every format against its arguments and __LINE__ is the caller's.
 #ifndef BASE_LOG_H_
@@ -14,9 +14,14 @@ inline constexpr const char* kPhotoUtilSource = "photo_util.cpp";
 inline constexpr const char* kPhotoDatabaseSource = "photo_database.cpp";
 
 // "photo_index.cpp:120 Bad parameter."
-#define LOG_AT(source, format, ...) syslog(LOG_ERR, "%s:%d " format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_AT(source, format, ...) LOG_AT_LINE(source, __LINE__, format __VA_OPT__(, ) __VA_ARGS__)
+// The same with the line of a caller (a parameter "int caller = __builtin_LINE()"), for a step that logs what
+// several operations share.
+#define LOG_AT_LINE(source, line, format, ...) \
+  syslog(LOG_ERR, "%s:%d " format, source, static_cast<int>(line) __VA_OPT__(, ) __VA_ARGS__)
 // "photo_database.cpp (120) Bad parameter."
-#define LOG_IN(source, format, ...) syslog(LOG_ERR, "%s (%d) " format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_IN(source, format, ...) \
+  syslog(LOG_ERR, "%s (%d) " format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 // The two without a prefix: errors that have none, and the one notice.
 #define LOG_BARE(format, ...) syslog(LOG_ERR, format __VA_OPT__(, ) __VA_ARGS__)
 #define LOG_NOTICE_AT(source, format, ...) \

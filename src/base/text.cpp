@@ -3,8 +3,10 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -69,4 +71,9 @@ bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
 bool LiesIn(std::string_view path, std::string_view root) {
   if (!EqualsIgnoreCase(path.substr(0, root.size()), root)) return false;
   return path.size() == root.size() || path[root.size()] == '/';
+}
+
+int DecimalInt(const char* text) {
+  constexpr int kBase = 10;
+  return static_cast<int>(std::clamp<long>(std::strtol(OrEmpty(text), nullptr, kBase), INT_MIN, INT_MAX));
 }

@@ -27,10 +27,21 @@ std::string DirName(std::string_view path);
 
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 
-// True when PATH is ROOT or lies below it: ROOT's length compared without regard to letter case, then '/' or the end.
+// True when PATH is ROOT or lies below it: ROOT's length compared without regard to letter case, then '/' or
+// the end.
 bool LiesIn(std::string_view path, std::string_view root);
 
+// The decimal number that TEXT begins with (blanks before it and a sign are allowed), the nearest int when it
+// is beyond one; 0 without digits and for null.
+int DecimalInt(const char* text);
+
+// True for null and for "".
+inline bool IsEmpty(const char* text) {
+  return text == nullptr || *text == '\0';
+}
 // "" for null.
-inline const char* OrEmpty(const char* text) { return text != nullptr ? text : ""; }
+inline const char* OrEmpty(const char* text) {
+  return text != nullptr ? text : "";
+}
 
 #endif  // BASE_TEXT_H_

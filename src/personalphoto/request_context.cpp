@@ -1,10 +1,8 @@
 #include "lumivault/request_context.h"
 
-#include <unistd.h>
+#include <sys/stat.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -25,7 +23,6 @@ HGA_INFORMATION gHGAInformation;
 namespace {
 
 constexpr std::string_view kUserPrefix = "user:";
-constexpr const char* kPackageKind = "photo";
 constexpr const char* kPersonalSwitch = "runpersonallumivault";
 constexpr const char* kSwitchedOn = "yes";
 constexpr const char* kUserSettingsName = "/kavoinfo.conf";
@@ -50,7 +47,7 @@ Owner ParseUserForm(std::string_view text) {
 Owner FindOwner(const char* path) {
   const std::string_view text = path;
   if (text.starts_with(kUserPrefix)) return ParseUserForm(text.substr(kUserPrefix.size()));
-  if (!KAVOIndexIsPersonalPackagePath(path, kPackageKind, gHGAInformation.szUserName,
+  if (!KAVOIndexIsPersonalPackagePath(path, kPhotoPackage, gHGAInformation.szUserName,
                                       sizeof gHGAInformation.szUserName)) {
     return Owner::kShared;
   }
@@ -102,9 +99,6 @@ std::string Word(const std::string& text) {
 // Makes the database from the schema script. The tool's own failure shows in the first statement on what it
 // has left.
 bool MakeDatabase(const HGA_INFORMATION& context) {
-  char target[1];
-  // A link that leads nowhere: the tool would make a database wherever the folder's owner points.
-  if (readlink(context.szDBPath, target, sizeof target) >= 0) return false;
   const std::string command = Word(FixedPath(kSqliteTool)) + " " + Quoted(context.szDBPath) + " < " +
                               Word(FixedPath(kPersonalSchema));
   // A command cut short would be another command.
@@ -114,7 +108,11 @@ bool MakeDatabase(const HGA_INFORMATION& context) {
   return true;
 }
 
+// The folder's owner decides what stands there. Behind a link it could be the database of somebody else, and
+// a link to nowhere would have the tool make a database where it points.
 bool DatabaseReady(const HGA_INFORMATION& context) {
+  struct stat status;
+  if (lstat(context.szDBPath, &status) == 0) return S_ISREG(status.st_mode);
   return RLIBCFileExist(context.szDBPath) || MakeDatabase(context);
 }
 
@@ -133,21 +131,17 @@ int Check(const char* path) {
   return 0;
 }
 
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
-
 }  // namespace
 
 int HGAStatusCheck(const char* path) {
   if (path == nullptr) return -1;
   // The path may be one of the record's own texts, which are cleared first.
-  const std::unique_ptr<char, FreeText> copy(strdup(path));
+  const auto copy = TryCopy(path);
   if (!copy) {
     LOG_AT(kPersonalPhotoSource, "strdup failed.");
     return -1;
   }
-  return Guarded(kPersonalPhotoSource, -1, [&] { return Check(copy.get()); });
+  return Guarded(kPersonalPhotoSource, -1, [&] { return Check(copy->c_str()); });
 }
 
 int HGAStatusIsHGARequest(void) {

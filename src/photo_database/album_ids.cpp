@@ -1,6 +1,4 @@
 // Ids and single values of albums.
-#include <cstdlib>
-
 #include "base/limits.h"
 #include "base/log.h"
 #include "base/text.h"
@@ -14,22 +12,18 @@ namespace {
 
 constexpr int kFirstAlbumId = 1;
 
-long long ToNumber(const char* text) {
-  return std::strtoll(OrEmpty(text), nullptr, 10);
-}
-
 }  // namespace
 
-int KAVOPhotoShareGetNewId() {
+int KAVOPhotoShareGetNewId() noexcept {
   Cursor cursor(PHOTO_TABLE_SHARE, nullptr, kNumberedAlbums, kHighestIdFirst, 0, 1);
   if (!cursor) {
     LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return kFirstAlbumId;
   }
-  return cursor.Next() ? static_cast<int>(ToNumber(cursor.Field("shareid")) + 1) : kFirstAlbumId;
+  return cursor.Next() ? static_cast<int>(DecimalInt(cursor.Field("shareid")) + 1LL) : kFirstAlbumId;
 }
 
-int getShareIdBySharename(const char* album) {
+int getShareIdBySharename(const char* album) noexcept {
   const RequestConnection connection;
   if (!connection) {
     LOG_AT(kPhotoDatabaseSource, "Failed to connect to photo database");
@@ -42,10 +36,10 @@ int getShareIdBySharename(const char* album) {
     LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
     return -1;
   }
-  return result.Next() ? static_cast<int>(ToNumber(result.Field("shareid"))) : -1;
+  return result.Next() ? DecimalInt(result.Field("shareid")) : -1;
 }
 
-int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* rights_share_id) {
+int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* rights_share_id) noexcept {
   char album[kPathSize] = {};
   if (GetSharenameByFilePath(file, album, sizeof album) < 0) {
     LOG_AT(kPhotoDatabaseSource, "Fail to get sharename: %s", OrEmpty(file));
@@ -60,7 +54,7 @@ int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* right
   return 0;
 }
 
-int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out, size_t size) {
+int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out, size_t size) noexcept {
   const auto condition = Statement::Build(RequestDatabaseType(), kAlbumByName, album);
   if (!condition) return -1;
   Cursor cursor(PHOTO_TABLE_SHARE, nullptr, condition.get(), nullptr, 0, 1);

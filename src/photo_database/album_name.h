@@ -6,8 +6,7 @@
 
 #include "base/limits.h"
 #include "lumivault/photo_util.h"
-
-inline constexpr const char* kRootAlbum = "/";
+#include "photo_util/root_album.h"
 
 // The album that FOLDER is, in the library of the request.
 [[nodiscard]] inline std::optional<std::string> AlbumName(const char* folder) {

@@ -2,9 +2,11 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <string>
 
 #include "base/export_guard.h"
 #include "base/fixed_path.h"
+#include "base/log.h"
 #include "lumivault/photo_util.h"
 #include "lumivault/request_context.h"
 #include "photo_database/albums.h"
@@ -26,6 +28,12 @@ int ReferenceId(const Album& to, const Album& from) {
   return id != -1 ? id : to.shareId;
 }
 
+// The number of rows that STATEMENT changed; nothing on failure, which the caller logs in its own form.
+std::optional<int> ChangedRows(const Statement& statement) {
+  const int changed = PhotoDBExec(statement.get());
+  return changed != -1 ? std::optional(changed) : std::nullopt;
+}
+
 // The number of rows that got the new name; nothing on failure.
 std::optional<int> RenameRow(const Album& to, const Album& from, int reference_id) {
   const auto statement =
@@ -35,21 +43,15 @@ std::optional<int> RenameRow(const Album& to, const Album& from, int reference_i
     LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
     return std::nullopt;
   }
-  const int changed = PhotoDBExec(statement.get());
-  if (changed == -1) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
-    return std::nullopt;
-  }
+  const auto changed = ChangedRows(statement);
+  if (!changed) LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
   return changed;
 }
 
-// Runs a statement built here: the number of changed rows, or nothing on failure.
-std::optional<int> Run(const Statement& statement) {
-  const int changed = PhotoDBExec(statement.get());
-  if (changed == -1) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
-    return std::nullopt;
-  }
+// What follows the rename of the row.
+std::optional<int> RunStep(const Statement& statement) {
+  const auto changed = ChangedRows(statement);
+  if (!changed) LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
   return changed;
 }
 
@@ -60,7 +62,7 @@ std::optional<int> SetConversion(const Album& album, bool conversion) {
     LOG_AT(kPhotoDatabaseSource, "Failed to escape string!");
     return std::nullopt;
   }
-  return Run(statement);
+  return RunStep(statement);
 }
 
 Statement CoverMove(const Album& to, const Album& from) {
@@ -78,7 +80,7 @@ Statement CoverMove(const Album& to, const Album& from) {
 bool MoveCover(const Album& to, const Album& from) {
   const auto statement = CoverMove(to, from);
   if (!statement) return false;
-  const auto changed = Run(statement);
+  const auto changed = RunStep(statement);
   if (!changed) return false;
   if (*changed == 0) {
     LOG_AT(kPhotoDatabaseSource, "UPDATE cover failed, sharename [%s] not exists in db.", from.szShareName);
@@ -94,7 +96,7 @@ bool InsertRenamed(const Album& album, bool conversion, int reference_id) {
     LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
     return false;
   }
-  return Run(statement).has_value();
+  return RunStep(statement).has_value();
 }
 
 // What was done stays when a later step fails.
@@ -114,7 +116,7 @@ bool Rename(const Album& to, const Album& from) {
 
 }  // namespace
 
-int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album, KAVO_PHOTO_SHARE_INFO* old_album) {
+int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album, KAVO_PHOTO_SHARE_INFO* old_album) noexcept {
   if (new_album == nullptr || old_album == nullptr) return -1;
   return Guarded(kPhotoDatabaseSource, -1, [&] { return Rename(*new_album, *old_album) ? 0 : -1; });
 }

@@ -1,10 +1,10 @@
 // Writes the row of one album.
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "base/export_guard.h"
 #include "base/limits.h"
+#include "base/log.h"
 #include "lumivault/photo_util.h"
 #include "photo_database/albums.h"
 #include "photo_database/config.h"
@@ -12,6 +12,9 @@
 #include "platform/text.h"
 
 namespace {
+
+constexpr const char* kCommentsSwitch = "album_def_allow_comment";
+constexpr const char* kNoConversionSwitch = "def_album_disable_conversion";
 
 // A name that the database could not hold is passed over.
 bool IsStorableName(const char* name) {
@@ -67,12 +70,12 @@ std::string ReferenceAlbum(const char* album) {
 }
 
 bool NewAlbumAllowsComments(const Album& album) {
-  const bool allowed = ConfigIsOn("album_def_allow_comment");
+  const bool allowed = ConfigIsOn(kCommentsSwitch);
   return allowed && album.isSubdir == 0;
 }
 
 bool NewAlbumAllowsConversion(const Album& album) {
-  const bool disabled = ConfigIsOn("def_album_disable_conversion");
+  const bool disabled = ConfigIsOn(kNoConversionSwitch);
   return !disabled || album.isSubdir != 0;
 }
 
@@ -83,7 +86,7 @@ Statement AlbumInsert(int database_type, const Album& album, bool comments, bool
                           Flag(conversion), reference_id);
 }
 
-int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album) {
+int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept {
   if (album == nullptr) {
     LOG_IN(kPhotoDatabaseSource, "Bad parameter");
     return -1;

@@ -27,7 +27,7 @@ void PushEach(RLIBCSZLIST* list, char* value, const char* separators) {
 
 }  // namespace
 
-int PhotoInfoDBConfigGet(const char* key, char* out, size_t size) {
+int PhotoInfoDBConfigGet(const char* key, char* out, size_t size) noexcept {
   const auto condition = Statement::Build(RequestDatabaseType(), kConfigByKey, key);
   if (!condition) return -1;
   Cursor cursor(PHOTO_TABLE_CONFIG, nullptr, condition.get(), nullptr, 0, 1);
@@ -52,7 +52,7 @@ bool ConfigIsOn(const char* key) {
   return ConfigValue(key, kConfigSize) == "on";
 }
 
-RLIBCSZLIST* PhotoInfoDBExcludeFormatListGet() {
+RLIBCSZLIST* PhotoInfoDBExcludeFormatListGet() noexcept {
   OwnedList list(RLIBCSzListAlloc(kListSize));
   if (list == nullptr) {
     LOG_AT(kPhotoDatabaseSource, "RLIBCSzListAlloc failed");

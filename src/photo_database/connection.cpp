@@ -27,7 +27,7 @@ int RequestDatabaseType() {
   return HGAStatusIsHGARequest() ? KAVODB_TYPE_SQLITE : KAVODB_TYPE_POSTGRES;
 }
 
-KAVODB_CONNECTION* PhotoDBConnect() {
+KAVODB_CONNECTION* PhotoDBConnect() noexcept {
   if (HGAStatusIsHGARequest()) return ConnectPersonal();
   if (gpPGSQLConnect == nullptr) {
     gpPGSQLConnect = KAVODBConnect(nullptr, kSharedUser, nullptr, kSharedDatabase);
@@ -35,7 +35,7 @@ KAVODB_CONNECTION* PhotoDBConnect() {
   return gpPGSQLConnect;
 }
 
-void PhotoDBConnClose() {
+void PhotoDBConnClose() noexcept {
   if (gpPGSQLConnect == nullptr) return;
   KAVODBClose(gpPGSQLConnect);
   gpPGSQLConnect = nullptr;

@@ -1,15 +1,21 @@
 // Which albums convert their videos, and which formats are left out.
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "base/export_guard.h"
 #include "base/limits.h"
+#include "base/log.h"
 #include "base/owned_list.h"
 #include "base/text.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_util.h"
+#include "photo_database/album_name.h"
 
 namespace {
+
+constexpr const char* kConversionColumn = "conversion";
+constexpr const char* kDoesNotConvert = "f";
 
 // The folder itself, or the one that holds the file.
 std::optional<std::string> FolderOfPath(const char* path) {
@@ -26,21 +32,21 @@ std::optional<std::string> FolderOfPath(const char* path) {
 
 // The top-level album above FOLDER (or FOLDER's own): it decides for all albums in it.
 std::optional<std::string> TopAlbum(const std::string& folder) {
-  char name[kPathSize] = {};
-  if (PhotoUtilShareNameGet(folder.c_str(), name, sizeof name) == -1) {
+  auto album = AlbumName(folder.c_str());
+  if (!album) {
     LOG_AT(kPhotoDatabaseSource, "Failed to PhotoUtilShareNameGet, path: %s.", folder.c_str());
     return std::nullopt;
   }
-  const std::string album(name);
-  return album == "/" ? album : album.substr(0, album.find('/'));
+  return *album == kRootAlbum ? album : album->substr(0, album->find('/'));
 }
 
 // Only an album that says so does not convert; one without a row or value does.
 bool AlbumConverts(const std::string& album) {
   char conversion[kPathSize] = {};
-  if (KAVOPhotoShareGetFieldValue(album.c_str(), "conversion", conversion, sizeof conversion) == -1)
+  if (KAVOPhotoShareGetFieldValue(album.c_str(), kConversionColumn, conversion, sizeof conversion) == -1) {
     return true;
-  return std::string_view(conversion) != "f";
+  }
+  return std::string_view(conversion) != kDoesNotConvert;
 }
 
 bool NeedsConversion(const char* path) {
@@ -59,7 +65,7 @@ bool Lists(const RLIBCSZLIST* formats, std::string_view extension) {
 
 }  // namespace
 
-int IsPathNeedConversion(const char* path) {
+int IsPathNeedConversion(const char* path) noexcept {
   if (path == nullptr) {
     LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
     return 0;
@@ -67,7 +73,7 @@ int IsPathNeedConversion(const char* path) {
   return Guarded(kPhotoDatabaseSource, 0, [&] { return NeedsConversion(path) ? 1 : 0; });
 }
 
-int IsExcludeFormat(const char* name) {
+int IsExcludeFormat(const char* name) noexcept {
   if (name == nullptr) {
     LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
     return 0;

@@ -91,12 +91,13 @@ MEDIA_DB_HANDLER* Open(const Query& query, int offset, int limit) {
 }  // namespace
 
 MEDIA_DB_HANDLER* PhotoInfoDBOpen(PHOTO_TABLE_TYPE type, const char* columns, const char* condition,
-                                  const char* group_by, const char* order_by, int offset, int limit) {
+                                  const char* group_by, const char* order_by, int offset,
+                                  int limit) noexcept {
   return Guarded<MEDIA_DB_HANDLER*>(kPhotoDatabaseSource, nullptr, [&] {
     return Open({type, columns, condition, group_by, order_by}, offset, limit);
   });
 }
 
-void PhotoInfoDBClose(MEDIA_DB_HANDLER* handler) {
+void PhotoInfoDBClose(MEDIA_DB_HANDLER* handler) noexcept {
   const std::unique_ptr<OpenCursor> ended(static_cast<OpenCursor*>(handler));
 }

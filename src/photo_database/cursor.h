@@ -29,6 +29,12 @@ class Cursor {
     return KAVODBFetchField(handler_->result, handler_->row, column);
   }
 
+  // Runs SQL on the query's own connection; false on failure, whose text error() then tells.
+  [[nodiscard]] bool Execute(const char* sql) const {
+    return KAVODBExecute(handler_->connection, sql, nullptr) != -1;
+  }
+  const char* error() const { return KAVODBErrorGet(handler_->connection); }
+
  private:
   MEDIA_DB_HANDLER* handler_;
 };

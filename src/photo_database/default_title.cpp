@@ -7,14 +7,14 @@
 #include "lumivault/photo_database.h"
 #include "photo_database/connection.h"
 #include "photo_database/cursor.h"
-#include "photo_database/rename_sql.h"
+#include "photo_database/media_sql.h"
 
 namespace {
 
 bool HasDefaultTitle(int database_type, PHOTO_TABLE_TYPE type, const char* key) {
   const auto default_title = DefaultTitle(OrEmpty(key));
   if (!default_title) return false;
-  const Statement condition = Statement::Build(database_type, kRowOfKey, key);
+  const Statement condition = Statement::Build(database_type, kMediaByPath, key);
   if (!condition) return false;
   Cursor cursor(type, "title", condition.get(), nullptr, 0, 0);
   if (!cursor) {

@@ -5,7 +5,7 @@
 #include "photo_database/connection.h"
 #include "photo_database/session_sql.h"
 
-int PhotoDBExec(const char* sql) {
+int PhotoDBExec(const char* sql) noexcept {
   if (sql == nullptr) {
     LOG_IN(kPhotoDatabaseSource, "Bad parameters.");
     return -1;
@@ -23,7 +23,7 @@ int PhotoDBExec(const char* sql) {
   return KAVODBAffectedRows(connection.get(), result.get());
 }
 
-int PhotoDBVacuum() {
+int PhotoDBVacuum() noexcept {
   if (HGAStatusIsHGARequest()) return 0;
   if (PhotoDBExec(kVacuum) == -1) {
     LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s].", kVacuum);

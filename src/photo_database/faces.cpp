@@ -1,5 +1,4 @@
 // People links with the places of their faces.
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -24,18 +23,6 @@ bool FacesSwitchedOn() {
   Result config;
   if (!RunStatement(connection, Statement::Build(connection.type(), kFaceSwitch), &config)) return false;
   return config.Next() && std::string_view(OrEmpty(config.Field("config_value"))) == kOn;
-}
-
-// The value of "info_new", or of "info" when that is empty, and the name of the column that gave it.
-struct FaceInfo {
-  const char* text;
-  const char* column;
-};
-
-FaceInfo FaceInfoOf(const Result& row) {
-  const char* info_new = OrEmpty(row.Field("info_new"));
-  if (*info_new != '\0') return {info_new, "info_new"};
-  return {OrEmpty(row.Field("info")), "info"};
 }
 
 // "id, info, path, column" with tabs between; the path is absolute.
@@ -78,12 +65,14 @@ RLIBCSZLIST* ListFaces(const char* path, bool all) {
   return lines.release();
 }
 
-template <typename... Values>
-int UpdateLink(const std::string& sql_template, Values... values) {
-  const RequestConnection connection;
-  if (!IsConnected(connection)) return -1;
-  const Statement update = Statement::Build(connection.type(), sql_template.c_str(), values...);
-  return RunStatement(connection, update) ? 0 : -1;
+int SetLabelOfLink(int link_id, int label_id) {
+  const auto sql = FormatText(kPathSize, kSetLabelOfLink, label_id, link_id);
+  return RunAlone([&](int type) { return Statement::Build(type, sql.c_str()); });
+}
+
+int SetInfoOfLink(int link_id, const char* info_new) {
+  const auto sql = FormatText(kPathSize, kSetInfoOfLink, link_id);
+  return RunAlone([&](int type) { return Statement::Build(type, sql.c_str(), info_new); });
 }
 
 int ReadFaceOfLink(int link_id, const char* path, char* out, std::size_t size) {
@@ -117,8 +106,7 @@ RLIBCSZLIST* PhotoInfoDBFaceRecognitionDataGet(const char* path, int selector, i
 }
 
 int PhotoInfoDBFaceRecognitionUpdateImageLabel(int link_id, int label_id) {
-  return Guarded(kPhotoDatabaseSource, -1,
-                 [&] { return UpdateLink(FormatText(kPathSize, kSetLabelOfLink, label_id, link_id)); });
+  return Guarded(kPhotoDatabaseSource, -1, [&] { return SetLabelOfLink(link_id, label_id); });
 }
 
 int PhotoInfoDBFaceRecognitionImageLabelDataGet(int link_id, const char* path, char* out, int size) {
@@ -135,6 +123,5 @@ int PhotoInfoDBFaceRecognitionUpdateDetectionResult(const char* info_new, int li
     LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
-  return Guarded(kPhotoDatabaseSource, -1,
-                 [&] { return UpdateLink(FormatText(kPathSize, kSetInfoOfLink, link_id), info_new); });
+  return Guarded(kPhotoDatabaseSource, -1, [&] { return SetInfoOfLink(link_id, info_new); });
 }

@@ -16,7 +16,8 @@ int FetchId(Result& result) {
   return -1;
 }
 
-// The id of a new link: the highest one, because the caller is the only writer.
+// The id of a new link: the highest one. Another writer of the same database may have added a link between
+// the two statements, and then its id is given.
 int InsertLink(const RequestConnection& connection, int image_id, int label_id, const char* info_new,
                const char* status) {
   const auto sql = FormatText(kPathSize, kInsertLink, image_id, label_id);
@@ -38,10 +39,7 @@ int FindOrInsertLink(int image_id, int label_id, const char* info_new, const cha
 }
 
 int DeleteConfirmedLink(int image_id, int label_id) {
-  const RequestConnection connection;
-  if (!IsConnected(connection)) return -1;
-  const Statement sql = Statement::Build(connection.type(), kDeleteConfirmedLink, image_id, label_id);
-  return RunStatement(connection, sql) ? 0 : -1;
+  return RunAlone([&](int type) { return Statement::Build(type, kDeleteConfirmedLink, image_id, label_id); });
 }
 
 int DeleteKeywordLinks(int image_id) {

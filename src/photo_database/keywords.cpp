@@ -1,5 +1,7 @@
 #include "photo_database/keywords.h"
 
+#include <algorithm>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +11,7 @@
 #include "base/owned_list.h"
 #include "base/text.h"
 #include "lumivault/photo_database.h"
+#include "photo_database/label.h"
 #include "photo_database/saved_photo.h"
 #include "photo_database/storable_text.h"
 #include "photo_database/tool_values.h"
@@ -39,6 +42,7 @@ std::optional<std::vector<std::string>> IptcEntries(const char* path) {
   if (!listing) return std::nullopt;
   std::vector<std::string> entries;
   for (const std::string& line : SplitLines(*listing)) {
+    if (entries.size() == kListSize) break;
     if (line.find(kIptcKeywords) == std::string::npos) continue;
     std::string value = ListedValue(line);
     if (!value.empty()) entries.push_back(std::move(value));
@@ -59,10 +63,7 @@ void LinkKeyword(const char* path, int photo_id, const std::string& keyword) {
     LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBLabelCheck failed for %s.", keyword.c_str());
     return;
   }
-  if (PhotoInfoDBImageLabelDataAdd(photo_id, label_id, "", kConfirmedLink) == -1) {
-    LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBImageLabelDataAdd failed for %s, iPhotoId: %d, iLabelId: %d",
-           keyword.c_str(), photo_id, label_id);
-  }
+  LinkSavedPhoto(photo_id, label_id, keyword, "");
 }
 
 void LinkPiece(const char* path, int photo_id, std::string piece) {
@@ -70,7 +71,7 @@ void LinkPiece(const char* path, int photo_id, std::string piece) {
     LOG_AT(kPhotoDatabaseSource, "RLIBCStrTrimSpace failed for %s.", piece.c_str());
     return;
   }
-  piece.resize(piece.find('\0') == std::string::npos ? piece.size() : piece.find('\0'));
+  piece.resize(std::strlen(piece.c_str()));
   if (!piece.empty()) LinkKeyword(path, photo_id, piece);
 }
 
@@ -80,14 +81,13 @@ void LinkEntry(const char* path, int photo_id, const std::string& entry) {
     LOG_AT(kPhotoDatabaseSource, "Separate value to list failed.");
     return;
   }
-  for (int i = 0; i < RLIBCSzListCount(pieces.get()); ++i) {
+  const int count = std::min(RLIBCSzListCount(pieces.get()), kListSize);
+  for (int i = 0; i < count; ++i) {
     LinkPiece(path, photo_id, RLIBCSzListGet(pieces.get(), i));
   }
 }
 
-}  // namespace
-
-void UpdateKeywords(const char* path) {
+void ReplaceKeywords(const char* path) {
   const auto photo_id = SavedPhotoId(path);
   if (!photo_id) return;
   const auto entries = KeywordEntries(path);
@@ -97,4 +97,12 @@ void UpdateKeywords(const char* path) {
     return;
   }
   for (const std::string& entry : *entries) LinkEntry(path, *photo_id, entry);
+}
+
+}  // namespace
+
+bool UpdateKeywords(const char* path) {
+  if (!CheckPath(path)) return false;
+  ReplaceKeywords(path);
+  return true;
 }

@@ -14,9 +14,6 @@ inline constexpr char kInsertLabelWithId[] =
     "insert into photo_label (id, category, name) values (%d, %d, '@KAVO:VAR')";
 inline constexpr char kInsertLabel[] = "insert into photo_label (category, name) values (%d, '@KAVO:VAR')";
 
-// --- Photos.
-inline constexpr const char* kPhotoByPath = "path = '@KAVO:VAR'";
-
 // --- Links between photos and labels.
 inline constexpr char kLinkByIds[] =
     "SELECT id FROM photo_image_label WHERE image_id = %d AND label_id = %d ORDER BY id DESC";

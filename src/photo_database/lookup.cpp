@@ -1,4 +1,5 @@
 // One record by its path, and counts.
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -16,10 +17,12 @@ namespace {
 
 constexpr int kNoLimit = -1;
 constexpr int kNoOffset = -1;
+// Escaping doubles a byte at most.
+constexpr std::size_t kEscapedByte = 2;
 
 // The condition made safe to send; null when it is not one comparison with one literal or memory is out.
 std::unique_ptr<char[]> Escaped(const char* condition) {
-  std::unique_ptr<char[]> escaped(new (std::nothrow) char[2 * std::strlen(condition) + 1]);
+  std::unique_ptr<char[]> escaped(new (std::nothrow) char[kEscapedByte * std::strlen(condition) + 1]);
   if (escaped == nullptr) return nullptr;
   if (EscapeConditionEX2(RequestDatabaseType(), condition, escaped.get()) < 0) return nullptr;
   return escaped;
@@ -32,7 +35,8 @@ int CountRows(PHOTO_TABLE_TYPE type, const char* columns, const char* condition,
 
 }  // namespace
 
-int PhotoInfoDBGetOneEx(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record, int suffix) {
+int PhotoInfoDBGetOneEx(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record,
+                        int suffix) noexcept {
   if (path == nullptr || record == nullptr) return -1;
   if (HGAStatusCheck(path) < 0) return -1;
   const auto condition =
@@ -46,12 +50,12 @@ int PhotoInfoDBGetOneEx(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO
   return PhotoInfoDBGet(cursor.get(), record);
 }
 
-int PhotoInfoDBGetOne(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record) {
+int PhotoInfoDBGetOne(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO* record) noexcept {
   return PhotoInfoDBGetOneEx(type, path, record, 0);
 }
 
 int PhotoInfoDBGetCount(PHOTO_TABLE_TYPE type, const char* columns, const char* condition,
-                        const char* group_by) {
+                        const char* group_by) noexcept {
   if (condition == nullptr) return CountRows(type, columns, nullptr, group_by);
   const auto escaped = Escaped(condition);
   return escaped != nullptr ? CountRows(type, columns, escaped.get(), group_by) : -1;

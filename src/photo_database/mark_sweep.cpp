@@ -15,6 +15,9 @@
 
 namespace {
 
+// One byte more than a statement's buffer, so that one that does not fit shows.
+constexpr std::size_t kFormatSize = kPathSize + 1;
+
 struct KeyedTable {
   PHOTO_TABLE_TYPE type;
   const char* key;
@@ -45,30 +48,31 @@ std::optional<std::string> PatternBelow(const char* folder, const std::string& a
   return pattern.get();
 }
 
+// A statement that does not fit its buffer is not sent: what is left of it could mean other rows.
 [[nodiscard]] bool Run(const std::string& sql) {
-  if (PhotoDBExec(sql.c_str()) != -1) return true;
-  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", sql.c_str());
+  if (sql.size() < kPathSize && PhotoDBExec(sql.c_str()) != -1) return true;
+  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", Cut(sql, kPathSize).c_str());
   return false;
 }
 
-[[nodiscard]] bool MarkFiles(const KeyedTable& table, const std::string& pattern) {
-  const std::string tail =
-      pattern.empty() ? "" : FormatText(kPathSize, kMarkBelow, table.key, pattern.c_str());
-  return Run(FormatText(kPathSize, kMarkFiles, Prefix(), PhotoMapping::GetValue(table.type), tail.c_str()));
+// What narrows a statement to the rows below a folder, after the word that joins it; empty at the root.
+std::string Tail(const char* joint, const KeyedTable& table, const std::string& pattern) {
+  return pattern.empty() ? "" : FormatText(kFormatSize, kBelow, joint, table.key, pattern.c_str());
 }
 
-std::string SweepTail(const KeyedTable& table, const std::string& pattern) {
-  return pattern.empty() ? "" : FormatText(kPathSize, kSweepBelow, table.key, pattern.c_str());
+[[nodiscard]] bool MarkFiles(const KeyedTable& table, const std::string& pattern) {
+  return Run(FormatText(kFormatSize, kMarkFiles, Prefix(), PhotoMapping::GetValue(table.type),
+                        Tail("WHERE", table, pattern).c_str()));
 }
 
 [[nodiscard]] bool SweepFiles(const KeyedTable& table, const std::string& pattern) {
-  return Run(FormatText(kPathSize, kSweepFiles, Prefix(), PhotoMapping::GetValue(table.type),
-                        SweepTail(table, pattern).c_str()));
+  return Run(FormatText(kFormatSize, kSweepFiles, Prefix(), PhotoMapping::GetValue(table.type),
+                        Tail("AND", table, pattern).c_str()));
 }
 
 [[nodiscard]] bool SweepOrphans(const KeyedTable& table, const std::string& pattern) {
-  return Run(FormatText(kPathSize, kSweepOrphans, Prefix(), PhotoMapping::GetValue(table.type), table.key,
-                        SweepTail(table, pattern).c_str()));
+  return Run(FormatText(kFormatSize, kSweepOrphans, Prefix(), PhotoMapping::GetValue(table.type), table.key,
+                        Tail("AND", table, pattern).c_str()));
 }
 
 [[nodiscard]] bool MarkAllFiles(const char* folder) {

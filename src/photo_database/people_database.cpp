@@ -9,26 +9,13 @@
 
 namespace {
 
-constexpr const char* kNewInfo = "info_new";
-constexpr const char* kOldInfo = "info";
-
-struct Face {
-  const char* info;
-  const char* column;
-};
-
-Face FaceOf(const Result& row) {
-  const char* info = OrEmpty(row.Field(kNewInfo));
-  if (info[0] != '\0') return {info, kNewInfo};
-  return {OrEmpty(row.Field(kOldInfo)), kOldInfo};
-}
-
-void AddFace(const Result& row, People people, RLIBCSZHASH* faces, RLIBCSZHASH* columns) {
-  const Face face = FaceOf(row);
+// False on failure.
+[[nodiscard]] bool AddFace(const Result& row, People people, RLIBCSZHASH* faces, RLIBCSZHASH* columns) {
+  const FaceInfo info = FaceInfoOf(row);
   const bool named = people == People::kNamed;
-  const char* key = named ? OrEmpty(row.Field("name")) : face.info;
-  RLIBCSzHashSetValue(faces, key, named ? face.info : "");
-  if (columns != nullptr) RLIBCSzHashSetValue(columns, key, face.column);
+  const char* key = named ? OrEmpty(row.Field("name")) : info.text;
+  if (RLIBCSzHashSetValue(faces, key, named ? info.text : "") < 0) return false;
+  return columns == nullptr || RLIBCSzHashSetValue(columns, key, info.column) >= 0;
 }
 
 // False, and a line in the log, on failure.
@@ -58,6 +45,8 @@ OwnedHash GetPhotoPeopleTaggingFromDB(int photo_id, People people, RLIBCSZHASH* 
   if (!IsConnected(connection)) return nullptr;
   Result result;
   if (!Select(connection, photo_id, people, &result)) return nullptr;
-  while (result.Next()) AddFace(result, people, faces.get(), columns);
+  while (result.Next()) {
+    if (!AddFace(result, people, faces.get(), columns)) return nullptr;
+  }
   return faces;
 }

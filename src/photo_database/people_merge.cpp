@@ -11,9 +11,11 @@
 #include "base/text.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_util.h"
+#include "photo_database/label.h"
 #include "photo_database/people_database.h"
 #include "photo_database/people_rectangle.h"
 #include "photo_database/people_regions.h"
+#include "photo_database/region_listing.h"
 #include "photo_database/saved_photo.h"
 
 namespace {
@@ -33,12 +35,6 @@ struct PeopleTags {
   MetadataPeople unnamed_regions;
   OwnedHash named_faces;
   OwnedHash unnamed_faces;
-};
-
-// A person in the metadata; the name is "" for an unnamed one.
-struct Region {
-  std::string name;
-  std::string rectangle;
 };
 
 // What the two sides do not agree on.
@@ -171,16 +167,13 @@ void Link(const Photo& photo, const Region& region) {
   }
   const int label_id = LabelOf(photo, region.name);
   if (label_id == -1) return;
-  if (PhotoInfoDBImageLabelDataAdd(photo.id, label_id, info.c_str(), kConfirmedLink) == -1) {
-    LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBImageLabelDataAdd failed for %s, iPhotoId: %d, iLabelId: %d",
-           region.name.c_str(), photo.id, label_id);
-  }
+  LinkSavedPhoto(photo.id, label_id, region.name, info);
 }
 
 }  // namespace
 
 void MergePeopleTags(const char* path) {
-  if (!HasTaggedFormat(path)) return;
+  if (!HasTaggedFormat(path) || !CheckPath(path)) return;
   const auto id = SavedPhotoId(path);
   if (!id) return;
   const Photo photo = {path, *id};

@@ -22,7 +22,8 @@ constexpr std::array kParts = {&Rectangle::x, &Rectangle::y, &Rectangle::width, 
 constexpr double kLeastExtent = 0.001;
 // With room for the last binary digit of a difference of exactly a hundredth.
 constexpr double kTolerance = 0.01 + 1e-9;
-// A relative coordinate beyond this is no coordinate; with it the JSON text would not fit.
+// A relative coordinate beyond this is no coordinate. Nobody sees it on a photo, and it needs no more digits
+// than a text of a rectangle has room for.
 constexpr double kLargestNumber = 1e6;
 constexpr std::string_view kFaceElement = "\"face\"";
 constexpr const char* kBlanks = " \t";
@@ -167,7 +168,9 @@ std::optional<Rectangle> ParseFaceInfo(const std::string& text) {
   return rectangle;
 }
 
-bool RectanglesAgree(const Rectangle& region, const Rectangle& face, int orientation) {
+bool RectanglesAgree(const Rectangle& metadata, const Rectangle& face, int orientation) {
+  const Rectangle region = {metadata.x, metadata.y, FloorExtent(metadata.width),
+                            FloorExtent(metadata.height)};
   return AreNear(region, face) || AreNear(Turned(region, orientation), face);
 }
 

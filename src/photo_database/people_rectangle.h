@@ -24,8 +24,9 @@ std::optional<Rectangle> ParseFaceInfo(const std::string& text);
 // True when a metadata region and a face of the database are the same place: x, y, width and height differ by
 // at most a hundredth each. A metadata region refers to the image as it is stored, a detected face to the
 // image as it is shown, and what this library copies from metadata is stored as it stands; so the region may
-// agree as it is or turned by ORIENTATION (the photo's code, 1 to 8; any other turns nothing).
-bool RectanglesAgree(const Rectangle& region, const Rectangle& face, int orientation);
+// agree as it is or turned by ORIENTATION (the photo's code, 1 to 8; any other turns nothing). An empty
+// extent of the region counts as the thousandth that a link stores for it.
+bool RectanglesAgree(const Rectangle& metadata, const Rectangle& face, int orientation);
 
 // Writes a rectangle text ("x y width height", commas allowed) as face information into JSON, less than 255
 // bytes. A missing or unusable number is 0; an empty extent becomes a thousandth. Always 1.

@@ -16,10 +16,9 @@ struct MetadataPeople {
   int orientation = 0;
 };
 
-// Reads the regions of both schemas, Microsoft's before those of the Metadata Working Group; of two with one
-// name the last counts. A person without a place on the photo stands at the origin, unless the same name has
-// a place. At most 1024 regions of a schema are read. Nothing on failure, which is logged. HGAStatusCheck has
-// seen PATH.
+// Reads the regions of both schemas (region_listing.h); of two with one name the last counts. A person
+// without a place on the photo stands at the origin, unless the same name has a place. Nothing on failure,
+// which is logged, a hash that cannot grow by the caller. HGAStatusCheck has seen PATH.
 std::optional<MetadataPeople> GetPhotoPeopleTaggingFromMetadata(const char* path, People people);
 
 #endif  // PHOTO_DATABASE_PEOPLE_REGIONS_H_

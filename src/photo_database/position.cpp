@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <iterator>
 #include <limits>
+#include <tuple>
 
 #include "base/c_locale.h"
 #include "base/limits.h"
@@ -57,8 +58,7 @@ Angle ParseAngle(const std::string& text) {
   const CLocale locale;
   Angle angle;
   // NOLINTNEXTLINE(cert-err34-c): a number beyond float is seen by the caller
-  static_cast<void>(
-      std::sscanf(text.c_str(), "%fdeg %f' %f\"", &angle.degrees, &angle.minutes, &angle.seconds));
+  std::ignore = std::sscanf(text.c_str(), "%fdeg %f' %f\"", &angle.degrees, &angle.minutes, &angle.seconds);
   return angle;
 }
 
@@ -139,7 +139,7 @@ Position PositionFromTags(const char* path) {
   if (!longitude) return {};
   const float north = Degrees(path, kLatitude, *latitude);
   const float east = Degrees(path, kLongitude, *longitude);
-  // A hostile tag may read as infinity or as no number, which no statement could hold.
+  // A hostile tag may read as infinity or as no number, and that is nowhere.
   if (!std::isfinite(north) || !std::isfinite(east)) return {};
   Position position{{}, DecimalText(north), DecimalText(east)};
   position.gps = FormatText(kGpsSize, "{\"lat\":\"%s\",\"lng\":\"%s\"}", position.latitude.c_str(),
@@ -147,28 +147,9 @@ Position PositionFromTags(const char* path) {
   return position;
 }
 
-// The side file of PATH that is there, the underscore form before the colon form.
-std::optional<std::string> FindSideFile(std::string_view path) {
-  const std::string folder = std::string(FolderOf(path)) + "/@eaDir/" + std::string(BaseName(path)) + "/";
-  for (const char* name : {"KAVOPHOTO_GPS", "KAVOPHOTO:GPS"}) {
-    std::string side_file = folder + name;
-    if (SideFileExists(side_file)) return side_file;
-  }
-  return std::nullopt;
-}
-
 std::optional<Position> PositionFromSideFile(const std::string& side_file) {
   const SideLine line = ReadSideLine(side_file, kGpsSize);
-  switch (line.outcome) {
-    case SideRead::kOpenFailed:
-      LOG_AT(kPhotoDatabaseSource, "failed to open file %s.", side_file.c_str());
-      return std::nullopt;
-    case SideRead::kReadFailed:
-      LOG_AT(kPhotoDatabaseSource, "fgets() failed.");
-      return std::nullopt;
-    case SideRead::kDone:
-      break;
-  }
+  if (line.outcome != SideRead::kDone) return std::nullopt;
   RemoveSideFile(side_file);
   return Position{StorableText(line.text, kGpsSize), {}, {}};
 }
@@ -184,7 +165,7 @@ std::optional<Position> PhotoGPSInfoGet(const char* path, PositionMode mode) {
     LOG_AT(kPhotoDatabaseSource, "File not exists: %s", path);
     return std::nullopt;
   }
-  if (const auto side_file = FindSideFile(path)) return PositionFromSideFile(*side_file);
+  if (const auto side_file = FindSideItem(path, "GPS")) return PositionFromSideFile(*side_file);
   if (mode == PositionMode::kVideo) return std::nullopt;
   return PositionFromTags(path);
 }

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "base/log.h"
 #include "base/text.h"
@@ -82,18 +83,14 @@ void FillFromRow(const MEDIA_DB_HANDLER& handler, Record& record) {
 
 }  // namespace
 
-int PhotoInfoDBGet(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) {
+int PhotoInfoDBGet(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) noexcept {
   if (record != nullptr) Clear(*record);
-  if (handler == nullptr || record == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter.");
-    return -1;
-  }
-  if (KAVODBFetchRow(handler->result, &handler->row) == -1) return -1;
-  FillFromRow(*handler, *record);
-  return 0;
+  const bool given = handler != nullptr && record != nullptr;
+  if (given && KAVODBFetchRow(handler->result, &handler->row) == -1) return -1;
+  return PhotoInfoDBGetRecored(handler, record);
 }
 
-int PhotoInfoDBGetRecored(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) {
+int PhotoInfoDBGetRecored(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) noexcept {
   if (handler == nullptr || record == nullptr) {
     LOG_IN(kPhotoDatabaseSource, "Bad parameter.");
     return -1;

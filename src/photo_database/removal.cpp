@@ -7,6 +7,7 @@
 #include "base/export_guard.h"
 #include "base/limits.h"
 #include "base/log.h"
+#include "base/text.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/request_context.h"
 #include "photo_database/album_name.h"
@@ -96,6 +97,7 @@ Statement BuildRemoval(int database_type, const Removal& removal, const char* pa
   return Statement::Build(database_type, sql);
 }
 
+// Callers pass over the result of a delete, so one that fails would leave no other trace.
 [[nodiscard]] bool Run(const RequestConnection& connection, const char* sql) {
   if (Execute(connection, sql)) return true;
   LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql, connection.error());
@@ -118,7 +120,7 @@ std::optional<std::string> PhotoRoot() {
 }
 
 [[nodiscard]] bool Delete(PHOTO_TABLE_TYPE type, const char* path) {
-  if (path == nullptr || *path == '\0') {
+  if (IsEmpty(path)) {
     LOG_IN(kPhotoDatabaseSource, "Bad parameter");
     return false;
   }

@@ -18,7 +18,6 @@ inline constexpr const char* kRenameVideoColumn =
     "Update @KAVO:NEVAR set %s = '@KAVO:VAR' where %s = '@KAVO:VAR'";
 
 // --- The rows that a rename looks at.
-inline constexpr const char* kRowOfKey = "path = '@KAVO:VAR'";
 inline constexpr const char* kRowsThatBegin = "%s like '@KAVO:LVAR%%'";
 
 #endif  // PHOTO_DATABASE_RENAME_SQL_H_

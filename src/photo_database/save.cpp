@@ -49,11 +49,23 @@ bool KeywordsAreDue(SaveOutcome outcome, std::string_view extension) {
   return IsExiv2TagForceUpdateFormat(std::string(extension).c_str()) != 0;
 }
 
-// What follows a written row; a failure there is logged and leaves the row as it is.
-void AddLabels(PHOTO_TABLE_TYPE type, const SaveRequest& request, SaveOutcome outcome) {
-  if (type == PHOTO_TABLE_IMAGE && KeywordsAreDue(outcome, request.extension))
-    UpdateKeywords(request.path.c_str());
+// False when the request context is lost.
+[[nodiscard]] bool AddKeywords(PHOTO_TABLE_TYPE type, const SaveRequest& request, SaveOutcome outcome) {
+  if (type != PHOTO_TABLE_IMAGE || !KeywordsAreDue(outcome, request.extension)) return true;
+  return UpdateKeywords(request.path.c_str());
+}
+
+int MergePeople(const SaveRequest& request) {
   if (ConfigValue(kPeopleMergeSwitch, kLongConfigSize) == "on") MergePeopleTags(request.path.c_str());
+  return 0;
+}
+
+// What follows a written row. Whatever happens there is logged and leaves the row as it is; without the
+// context of the request the second step would ask another database.
+void AddLabels(PHOTO_TABLE_TYPE type, const SaveRequest& request, SaveOutcome outcome) {
+  const bool goes_on =
+      Guarded(kPhotoDatabaseSource, true, [&] { return AddKeywords(type, request, outcome); });
+  if (goes_on) Guarded(kPhotoDatabaseSource, 0, [&] { return MergePeople(request); });
 }
 
 int Save(PHOTO_TABLE_TYPE type, const Json::Value& info) {

@@ -62,11 +62,14 @@ Json::Value NoMetadata() {
 }
 
 // Missing, unsupported and broken files have none; neither has one whose reading asks for more memory than
-// there is.
+// there is, which is worth a line in the log.
 Json::Value MetadataOf(const std::string& path) {
   try {
     return PhotoExiv2(path.c_str()).GetMetadata();
-  } catch (const std::exception&) {
+  } catch (const Exiv2::BasicError<char>&) {
+    return NoMetadata();
+  } catch (const std::exception& error) {
+    LOG_AT(kPhotoDatabaseSource, "Failed to read the metadata of %s (%s)", path.c_str(), error.what());
     return NoMetadata();
   }
 }

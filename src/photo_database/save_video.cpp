@@ -123,6 +123,12 @@ SaveOutcome SaveVideo(const SaveRequest& request) {
   }
   if (rows.count() == 0) return RunSave(request, Insert(request, row), SaveOutcome::kInserted);
   // The row's own position is kept while the file has none to offer.
-  if (!position && rows.Next()) row.position.gps = StorableText(OrEmpty(rows.Field("gps")), kGpsSize);
+  if (!position) {
+    if (!rows.Next()) {
+      LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+      return SaveOutcome::kFailed;
+    }
+    row.position.gps = StorableText(OrEmpty(rows.Field("gps")), kGpsSize);
+  }
   return RunSave(request, Update(request, row), SaveOutcome::kUpdated);
 }

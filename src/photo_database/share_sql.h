@@ -12,19 +12,16 @@ inline constexpr const char* kHighestIdFirst = "shareid desc";
 
 // --- Writing albums.
 inline constexpr const char* kInsertAlbum =
-    "INSERT INTO photo_share (shareid, sharename, title, description, public, hits, cover, comment, "
-    "is_subdir, "
-    "updated, conversion, ref_shareid) values(@KAVO:INT, '@KAVO:VAR', '', '', '@KAVO:VAR', 0, '', "
-    "'@KAVO:VAR', "
-    "'@KAVO:VAR', '1', '@KAVO:VAR', '@KAVO:INT');";
+    "INSERT INTO photo_share (shareid, sharename, title, description, public, hits, cover, "
+    "comment, is_subdir, updated, conversion, ref_shareid) "
+    "values(@KAVO:INT, '@KAVO:VAR', '', '', '@KAVO:VAR', 0, '', "
+    "'@KAVO:VAR', '@KAVO:VAR', '1', '@KAVO:VAR', '@KAVO:INT');";
 inline constexpr const char* kUpdateAlbum =
-    "UPDATE photo_share SET is_subdir = '@KAVO:VAR', ref_shareid = '@KAVO:INT',updated = '1' WHERE sharename "
-    "= "
-    "'@KAVO:VAR'";
+    "UPDATE photo_share SET is_subdir = '@KAVO:VAR', ref_shareid = '@KAVO:INT',updated = '1' "
+    "WHERE sharename = '@KAVO:VAR'";
 inline constexpr const char* kRenameAlbum =
     "Update photo_share set sharename = '@KAVO:VAR', is_subdir = '@KAVO:VAR', ref_shareid = '@KAVO:INT' "
-    "where "
-    "sharename = '@KAVO:VAR'";
+    "where sharename = '@KAVO:VAR'";
 inline constexpr const char* kSetAlbumConversion =
     "UPDATE photo_share SET conversion = '@KAVO:VAR' WHERE sharename = '@KAVO:VAR'";
 // Covers are keys of photos: relative in a personal database, below the shared photo folder in the shared one
@@ -32,8 +29,8 @@ inline constexpr const char* kSetAlbumConversion =
 inline constexpr const char* kMoveCoverPersonal =
     "UPDATE photo_share SET cover = replace(cover, '@KAVO:VAR/', '@KAVO:VAR/') WHERE sharename='@KAVO:VAR'";
 inline constexpr const char kMoveCoverShared[] =
-    "UPDATE photo_share SET cover = replace(cover, '%s/@KAVO:VAR/', '%s/@KAVO:VAR/') WHERE "
-    "sharename='@KAVO:VAR'";
+    "UPDATE photo_share SET cover = replace(cover, '%s/@KAVO:VAR/', '%s/@KAVO:VAR/') "
+    "WHERE sharename='@KAVO:VAR'";
 
 // --- Rights. The first is a printf format around the album's id, the last one of table, user, album and
 // time.

@@ -10,9 +10,8 @@ inline constexpr const char* kCaseSensitiveLike = "PRAGMA case_sensitive_like=tr
 inline constexpr const char* kMarkFiles = "%s UPDATE %s SET updated = '0' %s";
 inline constexpr const char* kSweepFiles = "%s DELETE FROM %s WHERE updated = '0' %s";
 inline constexpr const char* kSweepOrphans = "%s DELETE FROM %s WHERE %s NOT IN (SELECT path FROM video) %s";
-// The tails: the key column and the pattern.
-inline constexpr const char* kMarkBelow = "WHERE %s LIKE %s";
-inline constexpr const char* kSweepBelow = "AND %s LIKE %s";
+// The tail: "WHERE" or "AND", the key column and the pattern.
+inline constexpr const char* kBelow = "%s %s LIKE %s";
 inline constexpr const char* kBelowFolder = "'@KAVO:LVAR/%'";
 
 // --- Albums: all, or those below the named one.

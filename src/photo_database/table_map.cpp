@@ -2,7 +2,7 @@
 
 #include "lumivault/photo_database.h"
 
-const char* PhotoMapping::GetValue(PHOTO_TABLE_TYPE type) {
+const char* PhotoMapping::GetValue(PHOTO_TABLE_TYPE type) noexcept {
   static constexpr std::array<const char*, PHOTO_TABLE_DIRECTORY> kTables = {
       "photo_image",
       "video_desc",

@@ -1,5 +1,7 @@
 #include "photo_database/thumbnail_version.h"
 
+#include <unistd.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,26 +23,29 @@ struct Size {
   bool IsPortrait() const { return height > width; }
 };
 
-// The thumbnail of PATH that is there, the underscore form before the colon form.
 std::optional<std::string> FindThumbnail(std::string_view path) {
-  const std::string_view name = BaseName(path);
-  const std::string_view folder = path.substr(0, path.size() - name.size());
-  if (folder.size() + 1 > kPathSize) {
+  const std::size_t folder_size = path.size() - BaseName(path).size();
+  if (folder_size + 1 > kPathSize) {
     LOG_AT(kPhotoDatabaseSource, "%s (%d) szPath is too long", kPhotoDatabaseSource, __LINE__);
     return std::nullopt;
   }
-  const std::string side_folder = std::string(folder) + "@eaDir/" + std::string(name) + "/";
-  for (const char* item : {"KAVOPHOTO_THUMB_XL.jpg", "KAVOPHOTO:THUMB_XL.jpg"}) {
-    const std::string thumbnail = Cut(side_folder + item, kPathSize);
-    if (SideFileExists(thumbnail)) return thumbnail;
-  }
-  return std::nullopt;
+  return FindSideItem(path, "THUMB_XL.jpg");
+}
+
+// Measured through its descriptor, so that no link leads the reader out of the photo root.
+bool Measure(const std::string& image, int* width, int* height) {
+  const int descriptor = OpenSideFile(image);
+  if (descriptor < 0) return false;
+  const std::string opened = "/proc/self/fd/" + std::to_string(descriptor);
+  const bool measured = KAVOIndexImgResGet(opened.c_str(), width, height) >= 0;
+  close(descriptor);
+  return measured;
 }
 
 std::optional<Size> SizeOf(const std::string& image) {
   int width = 0;
   int height = 0;
-  if (KAVOIndexImgResGet(image.c_str(), &width, &height) < 0) {
+  if (!Measure(image, &width, &height)) {
     LOG_IN(kPhotoDatabaseSource, "KAVOIndexImgResGet failed.");
     return std::nullopt;
   }

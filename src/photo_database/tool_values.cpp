@@ -74,11 +74,8 @@ std::vector<std::string> SplitWords(std::string_view text) {
 
 std::optional<std::string> MetadataListing(const char* option, const char* path) {
   KAVOUtils::ProcessRunner tool(kMetadataTool, kMetadataTool, option, path);
-  const auto status = Run(tool);
-  if (!status) return std::nullopt;
-  std::string output = tool.getCapturedOutput();
-  if (*status != 0 && output.empty()) return std::nullopt;
-  return output;
+  if (Run(tool) != 0) return std::nullopt;
+  return tool.getCapturedOutput();
 }
 
 std::optional<std::string> PhotoExifTagValueGet(const char* path, const char* key, std::size_t size) {

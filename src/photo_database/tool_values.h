@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-// What the metadata tool prints for OPTION and PATH. Nothing when the tool cannot be run (that is logged) or
-// says that it cannot read the file: a file that is just being copied must not pass for one without metadata.
+// All that the metadata tool prints for OPTION and PATH; "" for a file without metadata. Nothing when the
+// tool cannot be run (that is logged) or says that it could not read the file to its end: a file that is just
+// being copied must not pass for one without metadata, nor a part of a listing for all of it.
 std::optional<std::string> MetadataListing(const char* option, const char* path);
 
 // The pieces of TEXT that end with a newline, without it, and what follows the last one.

@@ -1,6 +1,5 @@
 // The thumbnail version of a photo's row.
 #include <cstdlib>
-#include <optional>
 
 #include "base/log.h"
 #include "base/text.h"
@@ -12,17 +11,20 @@
 
 namespace {
 
-// Nothing when the photo has no row or the statement failed.
-std::optional<int> VersionOf(const RequestConnection& connection, const char* key) {
+constexpr int kDecimal = 10;
+
+// 0 also when the photo has no row or the statement failed.
+int VersionOf(const RequestConnection& connection, const char* key) {
   const auto statement = Statement::Build(connection.type(), kVersionByPath, key);
-  if (!statement) return std::nullopt;
+  if (!statement) return 0;
   Result result;
   if (!Execute(connection, statement.get(), &result)) {
     LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
-    return std::nullopt;
+    return 0;
   }
-  if (!result.Next()) return std::nullopt;
-  return static_cast<int>(std::strtoll(OrEmpty(result.Field("version")), nullptr, 10));
+  if (!result.Next()) return 0;
+  // Read as 64 bits and then cut to its low 32: a value beyond an int is not the nearest int.
+  return static_cast<int>(std::strtoll(OrEmpty(result.Field("version")), nullptr, kDecimal));
 }
 
 bool SetVersion(const RequestConnection& connection, const char* key, int version) {
@@ -37,17 +39,17 @@ bool SetVersion(const RequestConnection& connection, const char* key, int versio
 
 }  // namespace
 
-int PhotoInfoDBVersionGet(const char* path) {
+int PhotoInfoDBVersionGet(const char* path) noexcept {
   if (HGAStatusCheck(path) < 0) return 0;
   const RequestConnection connection;
   if (!connection) {
     LOG_IN(kPhotoDatabaseSource, "Failed to connect to photo database");
     return 0;
   }
-  return VersionOf(connection, StoredPath(path)).value_or(0);
+  return VersionOf(connection, StoredPath(path));
 }
 
-int PhotoInfoDBVersionUpdate(const char* path, int version) {
+int PhotoInfoDBVersionUpdate(const char* path, int version) noexcept {
   if (HGAStatusCheck(path) < 0) return -1;
   const RequestConnection connection;
   if (!connection) {

@@ -5,6 +5,7 @@
 
 #include "base/export_guard.h"
 #include "base/limits.h"
+#include "base/log.h"
 #include "base/text.h"
 #include "lumivault/photo_database.h"
 #include "photo_database/connection.h"
@@ -54,7 +55,8 @@ std::optional<bool> IsCopyRecorded(int database_type, const ConvertedCopy& copy)
 }
 
 // The values in the order of the columns, after the keys in an INSERT and before them in an UPDATE. The video
-// bit rate is that of the whole file.
+// bit rate is that of the whole file. The columns of bit rates are of 32 bits with a sign: a rate above that
+// is stored as the negative number of the same bits.
 Statement CopyStatement(int database_type, const ConvertedCopy& copy, bool recorded) {
   const KAVO_MEDIA_INFO& info = copy.info;
   const int frame_bitrate = static_cast<int>(info.frame_bitrate);
@@ -106,7 +108,7 @@ int SaveCopy(KAVO_MEDIA_INFO& info, const char* path, const char* type) {
 }  // namespace
 
 int PhotoInfoVideoConvertDBSave(KAVO_MEDIA_INFO* converted, const char* converted_path,
-                                const char* convert_type) {
+                                const char* convert_type) noexcept {
   if (converted == nullptr) {
     LOG_AT(kPhotoDatabaseSource, "Bad parameter");
     return -1;

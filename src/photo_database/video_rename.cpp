@@ -25,9 +25,6 @@ struct VideoRename {
   const char* old_key;
 };
 
-bool IsEmpty(const char* text) {
-  return text == nullptr || *text == '\0';
-}
 bool IsSideTable(PHOTO_TABLE_TYPE type) {
   return type >= PHOTO_TABLE_VIDEO_DESC && type <= PHOTO_TABLE_VIDEO_LABEL;
 }
@@ -63,9 +60,8 @@ std::string NewValue(const VideoRename& rename, std::string_view value, std::siz
     LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
     return false;
   }
-  if (KAVODBExecute(cursor.get()->connection, sql.get(), nullptr) == -1) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql.get(),
-           KAVODBErrorGet(cursor.get()->connection));
+  if (!cursor.Execute(sql.get())) {
+    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql.get(), cursor.error());
     return false;
   }
   return true;

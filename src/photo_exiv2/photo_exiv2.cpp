@@ -1,9 +1,8 @@
 #include "lumivault/photo_exiv2.h"
 
-#include <algorithm>
-#include <climits>
-#include <cstdlib>
 #include <initializer_list>
+#include <locale>
+#include <sstream>
 
 #include "base/c_locale.h"
 #include "base/text.h"
@@ -21,13 +20,26 @@ bool Supports(const Exiv2::Image& image, Exiv2::MetadataId kind) {
   return image.checkMode(kind) > Exiv2::amNone;
 }
 
-// The text of the datum under KEY in DATA; empty when absent. EXIF is the context of the interpreted form.
+// What print (INTERPRETED, in the context of EXIF) and toString of DATUM give in the "C" locale. Those two
+// write to streams of the library's own, which take the global C++ locale of the process.
+template <typename Datum>
+std::string DatumText(const Datum& datum, const Exiv2::ExifData& exif, bool interpreted) {
+  const CLocale decimal_point;
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  if (interpreted) {
+    datum.write(text, &exif);
+  } else if (const auto value = datum.getValue(); value.get() != nullptr) {
+    value->write(text);
+  }
+  return text.str();
+}
+
+// The text of the datum under KEY in DATA; empty when absent.
 template <typename Data, typename Key>
 std::string TagValue(const Data& data, const Key& key, const Exiv2::ExifData& exif, bool interpreted) {
-  const CLocale decimal_point;
   const auto datum = data.findKey(key);
-  if (datum == data.end()) return {};
-  return interpreted ? datum->print(&exif) : datum->toString();
+  return datum != data.end() ? DatumText(*datum, exif, interpreted) : std::string();
 }
 
 // The interpreted text of the first of EXIF_KEYS that has one, else that of XMP_KEY. The result of the
@@ -43,11 +55,6 @@ int FirstValue(const Exiv2::Image& image, const Exiv2::ExifData& exif, const Exi
   }
   if (xmp_supported && out.empty()) out = TagValue(xmp, Exiv2::XmpKey(xmp_key), exif, true);
   return 0;
-}
-
-int DecimalInt(const std::string& text) {
-  constexpr int kBase = 10;
-  return static_cast<int>(std::clamp<long>(std::strtol(text.c_str(), nullptr, kBase), INT_MIN, INT_MAX));
 }
 
 }  // namespace
@@ -80,9 +87,9 @@ std::string PhotoExiv2::GetXmpTagValue(std::string key, bool interpreted) {
 int PhotoExiv2::GetOrientation() {
   if (!Supports(*image_, Exiv2::mdExif) && !Supports(*image_, Exiv2::mdXmp)) return 0;
   const std::string exif = GetExifTagValue("Exif.Image.Orientation", false);
-  if (!exif.empty()) return DecimalInt(exif);
+  if (!exif.empty()) return DecimalInt(exif.c_str());
   const std::string xmp = GetXmpTagValue("Xmp.tiff.Orientation", false);
-  return xmp.empty() ? 1 : DecimalInt(xmp);
+  return xmp.empty() ? 1 : DecimalInt(xmp.c_str());
 }
 
 int PhotoExiv2::GetDescription(std::string& out) {

@@ -9,7 +9,9 @@
 #include "lumivault/photo_index.h"
 #include "lumivault/photo_util.h"
 #include "lumivault/request_context.h"
+#include "photo_database/album_name.h"
 #include "photo_index/album_info.h"
+#include "photo_index/arguments.h"
 #include "photo_index/move_rule.h"
 #include "photo_index/path_gate.h"
 
@@ -45,10 +47,7 @@ bool SaveRights(KAVO_PHOTO_SHARE_INFO& album) {
 }
 
 int AddFolder(const char* folder) {
-  if (folder == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
+  if (IsMissing(folder)) return -1;
   if (IndexIsIndexPath(folder, kAlbumIndexType) < 1) return 0;
   const auto album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
   if (!IndexAlbumInfoBuild(*album, folder)) return -1;
@@ -63,11 +62,12 @@ int AddFolder(const char* folder) {
 }
 
 int DeleteFolder(const char* folder) {
-  if (folder == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
-  if (HGAStatusCheck(folder) < 0) return -1;
+  if (IsMissing(folder)) return -1;
+  const RequestScope scope = CheckRequest(folder);
+  if (scope == RequestScope::kRefused) return -1;
+  // Albums are told by what follows the root's length: a folder elsewhere may share its name with one of
+  // ours.
+  if (scope == RequestScope::kElsewhere) return 0;
   static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_DIRECTORY, folder));
   return 0;
 }
@@ -79,7 +79,8 @@ bool DescribeOldAlbum(KAVO_PHOTO_SHARE_INFO& album, const char* folder) {
 }
 
 int MoveInPlace(const char* new_folder, const char* old_folder) {
-  static_cast<void>(DeleteFolder(new_folder));
+  // Clears what stood under the new name, which must not be the album itself.
+  if (AlbumName(new_folder) != AlbumName(old_folder)) static_cast<void>(DeleteFolder(new_folder));
   const auto new_album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
   const auto old_album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
   if (!IndexAlbumInfoBuild(*new_album, new_folder) || !DescribeOldAlbum(*old_album, old_folder)) return -1;
@@ -94,22 +95,27 @@ int MoveInPlace(const char* new_folder, const char* old_folder) {
   return is_new && !SaveRights(*new_album) ? -1 : 0;
 }
 
+int MoveFolder(const char* new_folder, const char* old_folder) {
+  if (CanMoveInPlace(new_folder, old_folder)) return MoveInPlace(new_folder, old_folder);
+  static_cast<void>(DeleteFolder(old_folder));
+  static_cast<void>(AddFolder(new_folder));
+  return 0;
+}
+
 int RenameFolder(const char* new_folder, const char* old_folder) {
-  if (new_folder == nullptr || old_folder == nullptr || *old_folder == '\0') {
+  if (new_folder == nullptr || IsEmpty(old_folder)) {
     LOG_IN(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
-  if (IndexIsIndexPath(new_folder, kAlbumIndexType) < 1) return 0;
-  // The caller's text may lie in the request context, which the checks below write anew.
+  // The caller's texts may lie in the request context, which the checks below write anew.
+  const auto new_copy = TryCopy(new_folder);
   const auto old_copy = TryCopy(old_folder);
-  if (!old_copy) {
+  if (!new_copy || !old_copy) {
     LOG_AT(kPhotoIndexSource, "strdup failed.");
     return -1;
   }
-  if (CanMoveInPlace(new_folder, old_copy->c_str())) return MoveInPlace(new_folder, old_copy->c_str());
-  static_cast<void>(DeleteFolder(old_copy->c_str()));
-  static_cast<void>(AddFolder(new_folder));
-  return 0;
+  if (IndexIsIndexPath(new_copy->c_str(), kAlbumIndexType) < 1) return 0;
+  return MoveFolder(new_copy->c_str(), old_copy->c_str());
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "photo_index/album_info.h"
 
-#include <algorithm>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,13 +11,13 @@
 #include "lumivault/photo_util.h"
 #include "lumivault/request_context.h"
 #include "photo_util/photo_dir.h"
+#include "photo_util/root_album.h"
 #include "platform/files.h"
 #include "platform/index.h"
 
 namespace {
 
 constexpr std::size_t kFlagSize = 16;  // values of flags in files and columns
-constexpr const char* kRootAlbum = "/";
 constexpr const char* kDefaultPublicKey = "albumdefpublic";
 
 // Whether FOLDER lies deeper than directly below ROOT.
@@ -104,7 +102,7 @@ bool InheritFromParent(KAVO_PHOTO_SHARE_INFO& record) {
 }  // namespace
 
 bool IndexAlbumInfoBuild(KAVO_PHOTO_SHARE_INFO& record, const char* folder) {
-  if (folder == nullptr || *folder == '\0') {
+  if (IsEmpty(folder)) {
     LOG_AT(kPhotoIndexSource, "Bad parameter.");
     return false;
   }

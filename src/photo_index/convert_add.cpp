@@ -1,4 +1,5 @@
 #include <string>
+#include <string_view>
 
 #include "base/export_guard.h"
 #include "base/limits.h"

@@ -5,6 +5,7 @@
 #include "base/log.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
+#include "photo_index/arguments.h"
 #include "photo_index/file_update.h"
 #include "photo_index/path_gate.h"
 #include "photo_index/record_json.h"
@@ -24,10 +25,7 @@ bool HasNoRows(std::string_view path) {
 }
 
 int DeleteFile(const char* path) {
-  if (path == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
+  if (IsMissing(path)) return -1;
   const RequestScope scope = CheckRequest(path);
   if (scope == RequestScope::kRefused) return -1;
   if (scope == RequestScope::kElsewhere) return 0;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 
 #include "base/export_guard.h"
 #include "base/json_value.h"
@@ -26,6 +27,17 @@ constexpr std::array kPhotoTables = {PHOTO_TABLE_IMAGE, PHOTO_TABLE_VIDEO_DESC, 
 constexpr std::array kVideoSideTables = {PHOTO_TABLE_VIDEO_DESC, PHOTO_TABLE_VIDEO_COMMENT,
                                          PHOTO_TABLE_VIDEO_LABEL};
 
+bool KeepsItsKey(const char* new_path, const char* old_path) {
+  return std::string_view(StoredPath(new_path)) == StoredPath(old_path);
+}
+
+void MovePhotoRow(const char* new_path, const char* old_path) {
+  if (KeepsItsKey(new_path, old_path)) return;
+  for (const PHOTO_TABLE_TYPE table : kPhotoTables) static_cast<void>(PhotoInfoDBDelete(table, new_path));
+  // Its result is -1 whatever it did.
+  static_cast<void>(PhotoInfoDBRename(new_path, old_path));
+}
+
 // A photo that has a row keeps it, with its id, labels and comments; one that has none gets one.
 int RenamePhoto(Json::Value& info, const char* new_path, const char* old_path) {
   // The key stands in the condition as it is; the count makes the whole condition safe.
@@ -35,18 +47,19 @@ int RenamePhoto(Json::Value& info, const char* new_path, const char* old_path) {
     LOG_AT(kPhotoIndexSource, "Error occurred, failed to get records.");
     return -1;
   }
-  if (count == 0) return SavePhoto(info) ? 0 : -1;
-  for (const PHOTO_TABLE_TYPE table : kPhotoTables) static_cast<void>(PhotoInfoDBDelete(table, new_path));
-  // Its result is -1 whatever it did.
-  static_cast<void>(PhotoInfoDBRename(new_path, old_path));
-  return 0;
+  if (count > 0) MovePhotoRow(new_path, old_path);
+  // The count also takes wildcards of the key for others' rows, while only the row of that very key moves.
+  const bool moved = count > 0 && PhotoInfoDBPhotoIdGet(new_path) >= 0;
+  return moved || SaveRow(PHOTO_TABLE_IMAGE, info) ? 0 : -1;
 }
 
 // The video's own row is written anew; its description, comments and labels move.
 int RenameWebVideo(Json::Value& info, const char* new_path, const char* old_path) {
-  static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_VIDEO, old_path));
-  static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_VIDEO_CONVERT, old_path));
-  if (!SaveVideo(info)) return -1;
+  if (!KeepsItsKey(new_path, old_path)) {
+    static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_VIDEO, old_path));
+    static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_VIDEO_CONVERT, old_path));
+  }
+  if (!SaveRow(PHOTO_TABLE_VIDEO, info)) return -1;
   for (const PHOTO_TABLE_TYPE table : kVideoSideTables) {
     static_cast<void>(KAVOPhotoInfoVideoRename(table, new_path, old_path));
   }
@@ -59,26 +72,25 @@ int MoveInPlace(Json::Value& info, const char* new_path, const char* old_path) {
   IndexMediaInfoComplete(info);
   if (kind == MediaKind::kPhoto) return RenamePhoto(info, new_path, old_path);
   if (kind == MediaKind::kWebVideo) return RenameWebVideo(info, new_path, old_path);
-  if (kind == MediaKind::kOtherVideo && !SaveVideo(info)) return -1;
+  if (kind == MediaKind::kOtherVideo && !SaveRow(PHOTO_TABLE_VIDEO, info)) return -1;
   static_cast<void>(IndexDelete(old_path));
   return 0;
 }
 
 int RenameFile(Json::Value* info, unsigned index_type, const char* old_path) {
-  if (info == nullptr || old_path == nullptr || *old_path == '\0') {
+  if (info == nullptr || IsEmpty(old_path)) {
     LOG_AT(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   const std::string new_path = JsonText(*info, "szPath");
   if (IsUnexpectedFolder(new_path.c_str())) return -1;
-  if (IndexIsIndexPath(new_path.c_str(), index_type) < 1) return 0;
-
-  // The caller's text may lie inside INFO, which changes on the way.
+  // The caller's text may lie in the request context or inside INFO, which change on the way.
   const auto old_copy = TryCopy(old_path);
   if (!old_copy) {
     LOG_AT(kPhotoIndexSource, "strdup failed.");
     return -1;
   }
+  if (IndexIsIndexPath(new_path.c_str(), index_type) < 1) return 0;
   if (CanMoveInPlace(new_path.c_str(), old_copy->c_str())) {
     return MoveInPlace(*info, new_path.c_str(), old_copy->c_str());
   }

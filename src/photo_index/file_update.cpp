@@ -7,9 +7,9 @@
 #include "base/fixed_path.h"
 #include "base/json_value.h"
 #include "base/log.h"
-#include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
 #include "lumivault/photo_util.h"
+#include "photo_index/arguments.h"
 #include "photo_index/media_info_complete.h"
 #include "photo_index/media_kind.h"
 #include "photo_index/path_gate.h"
@@ -35,30 +35,22 @@ void StartTool(const char* tool, const char* argument1, const char* argument2 = 
   static_cast<void>(RLIBCExec(tool, argument1, argument2, nullptr, nullptr));
 }
 
-bool SavePhotoOrName(Json::Value& info, const char* path) {
-  if (PhotoInfoDBSave(PHOTO_TABLE_IMAGE, &info) == 0) return true;
-  LOG_AT(kPhotoIndexSource, "Failed to save photo info: %s", path);
-  return false;
-}
-
 bool UpdatePhoto(Json::Value& info, const char* path, const UpdateRules& rules) {
-  if (!(rules.names_failed_photo ? SavePhotoOrName(info, path) : SavePhoto(info))) return false;
+  const std::string failure =
+      rules.names_failed_photo ? std::string("Failed to save photo info: ") + path : kSaveMessage;
+  if (!SaveRow(PHOTO_TABLE_IMAGE, info, failure.c_str())) return false;
   if (rules.queues_jobs) QueueJobs(info, path);
   return true;
 }
 
 bool UpdateWebVideo(Json::Value& info, const UpdateRules& rules) {
-  if (!SaveVideo(info)) return false;
+  if (!SaveRow(PHOTO_TABLE_VIDEO, info)) return false;
   if (!rules.saves_description) return true;
-  if (PhotoInfoDBSave(PHOTO_TABLE_VIDEO_DESC, &info) != 0) {
-    LOG_AT(kPhotoIndexSource, "Failed to save photo info into video_desc table.");
-    return false;
-  }
-  return true;
+  return SaveRow(PHOTO_TABLE_VIDEO_DESC, info, "Failed to save photo info into video_desc table.");
 }
 
 bool UpdateOtherVideo(Json::Value& info, const char* path) {
-  if (!SaveVideo(info)) return false;
+  if (!SaveRow(PHOTO_TABLE_VIDEO, info)) return false;
   StartTool(kVideoConvertTool, kConvertSingleFile, path);
   return true;
 }
@@ -85,23 +77,14 @@ bool IsUnexpectedFolder(const char* path) {
   return true;
 }
 
-bool SavePhoto(Json::Value& info) {
-  if (PhotoInfoDBSave(PHOTO_TABLE_IMAGE, &info) == 0) return true;
-  LOG_AT(kPhotoIndexSource, "Failed to save photo info.");
-  return false;
-}
-
-bool SaveVideo(Json::Value& info) {
-  if (PhotoInfoDBSave(PHOTO_TABLE_VIDEO, &info) == 0) return true;
-  LOG_AT(kPhotoIndexSource, "Failed to save photo info.");
+bool SaveRow(PHOTO_TABLE_TYPE table, Json::Value& info, const char* failure, int caller) {
+  if (PhotoInfoDBSave(table, &info) == 0) return true;
+  LOG_AT_LINE(kPhotoIndexSource, caller, "%s", failure);
   return false;
 }
 
 int UpdateFile(Json::Value* info, unsigned index_type, const UpdateRules& rules) {
-  if (info == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
+  if (IsMissing(info)) return -1;
   const std::string path = JsonText(*info, "szPath");
   if (IsUnexpectedFolder(path.c_str())) return -1;
   const MediaKind kind = IndexMediaKindGet(path.c_str());

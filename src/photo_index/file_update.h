@@ -1,6 +1,8 @@
 #ifndef PHOTO_INDEX_FILE_UPDATE_H_
 #define PHOTO_INDEX_FILE_UPDATE_H_
 
+#include "lumivault/photo_database.h"
+
 namespace Json {
 class Value;
 }
@@ -24,8 +26,10 @@ inline constexpr UpdateRules kReindexRules = {
 // True, and logged, when PATH is a folder although a file is expected.
 [[nodiscard]] bool IsUnexpectedFolder(const char* path);
 
-// Writes the row of INFO in the photo or video table; a failure is logged.
-[[nodiscard]] bool SavePhoto(Json::Value& info);
-[[nodiscard]] bool SaveVideo(Json::Value& info);
+inline constexpr const char* kSaveMessage = "Failed to save photo info.";
+
+// Writes the row of INFO in TABLE; a failure is logged as FAILURE under the caller's line.
+[[nodiscard]] bool SaveRow(PHOTO_TABLE_TYPE table, Json::Value& info, const char* failure = kSaveMessage,
+                           int caller = __builtin_LINE());
 
 #endif  // PHOTO_INDEX_FILE_UPDATE_H_

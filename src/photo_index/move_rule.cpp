@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr const char* kPhotoPackage = "photo";
-
 // The user in whose personal folder PATH lies.
 std::optional<std::string> PersonalOwner(const char* path) {
   char user[kUserNameSize] = {};

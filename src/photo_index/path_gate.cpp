@@ -41,10 +41,6 @@ class Share {
   KAVOSHARE* record_ = nullptr;
 };
 
-bool IsEmpty(const char* path) {
-  return path == nullptr || *path == '\0';
-}
-
 bool IsPhotoIndexType(unsigned index_type) {
   return std::find(kIndexTypes.begin(), kIndexTypes.end(), index_type) != kIndexTypes.end();
 }

@@ -4,7 +4,9 @@
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
 #include "lumivault/request_context.h"
+#include "photo_index/arguments.h"
 #include "photo_index/path_gate.h"
+#include "platform/string_list.h"
 
 namespace {
 
@@ -23,12 +25,6 @@ constexpr const char* kNotConfirmed = "f";
 constexpr int kPeopleCategory = 0;
 
 enum class Formats { kAll, kNotExcluded };
-
-bool IsBadPath(const char* path) {
-  if (path != nullptr) return false;
-  LOG_AT(kPhotoIndexSource, "Bad parameter.");
-  return true;
-}
 
 // True when PATH is ours and, where that counts, its format is not excluded by configuration.
 bool Concerns(const char* path, Formats formats) {
@@ -50,7 +46,7 @@ int VideoConvert(const char* path) {
 }
 
 int GetOne(int media_kind, const char* path, KAVO_MEDIA_INFO* out) {
-  if (path == nullptr || *path == '\0') {
+  if (IsEmpty(path)) {
     LOG_AT(kPhotoIndexSource, "Bad parameter: szPath");
     return -1;
   }
@@ -60,14 +56,14 @@ int GetOne(int media_kind, const char* path, KAVO_MEDIA_INFO* out) {
 }
 
 int GetVersion(const char* path, unsigned* out) {
-  if (IsBadPath(path)) return -1;
+  if (IsMissing(path)) return -1;
   const int version = PhotoInfoDBVersionGet(path);
   if (out != nullptr) *out = static_cast<unsigned>(version);
   return version;
 }
 
 int GetOwner(const char* path, char* out, unsigned size) {
-  if (IsBadPath(path) || IsBadPath(out)) return -1;
+  if (IsMissing(path) || IsMissing(out)) return -1;
   if (HGAStatusCheck(path) < 0) {
     LOG_AT(kPhotoIndexSource, "HGAStatusCheck failed");
     return -1;
@@ -97,7 +93,7 @@ int IndexVersionGet(const char* path, unsigned* out) {
 
 int IndexVersionUpdate(const char* path, unsigned version) {
   return Guarded(kPhotoIndexSource, -1, [&] {
-    return IsBadPath(path) ? -1 : PhotoInfoDBVersionUpdate(path, static_cast<int>(version));
+    return IsMissing(path) ? -1 : PhotoInfoDBVersionUpdate(path, static_cast<int>(version));
   });
 }
 
@@ -137,7 +133,7 @@ int IndexFaceRecognitionAddDetectionResult(const char* info, const char* path, i
   return Guarded(kPhotoIndexSource, -1, [&] { return AddDetectionResult(info, path, label_id); });
 }
 
-struct __tag_RLIBCSZLIST* IndexFaceRecognitionDataGet(const char* path, int selector, int condition) {
+RLIBCSZLIST* IndexFaceRecognitionDataGet(const char* path, int selector, int condition) {
   return Guarded(kPhotoIndexSource, static_cast<RLIBCSZLIST*>(nullptr),
                  [&] { return PhotoInfoDBFaceRecognitionDataGet(path, selector, condition); });
 }

@@ -2,6 +2,7 @@
 #include "base/log.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
+#include "photo_index/arguments.h"
 #include "photo_index/file_update.h"
 #include "photo_index/path_gate.h"
 #include "photo_index/record_json.h"
@@ -12,10 +13,7 @@ namespace {
 constexpr unsigned kRootIndexType = 4;
 
 int MarkAll(const char* root) {
-  if (root == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
+  if (IsMissing(root)) return -1;
   if (IndexIsIndexPath(root, kRootIndexType) < 1) return 0;
   if (KAVOPhotoInitAllRows(root) < 0) {
     LOG_AT(kPhotoIndexSource, "Failed to set updated to 0 for all rows of photo_image table.");
@@ -29,10 +27,7 @@ int MarkAll(const char* root) {
 }
 
 int SweepUnmarked(const char* root) {
-  if (root == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
+  if (IsMissing(root)) return -1;
   const RequestScope scope = CheckRequest(root);
   if (scope == RequestScope::kRefused) return -1;
   if (scope == RequestScope::kElsewhere) return 0;
@@ -45,10 +40,7 @@ int SweepUnmarked(const char* root) {
 }
 
 int UpdateFolder(const char* folder) {
-  if (folder == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
-    return -1;
-  }
+  if (IsMissing(folder)) return -1;
   // IndexDirAdd gives 0 on success, so this is -1 in practice; services know that and go on.
   return IndexDirAdd(folder) > 0 ? 0 : -1;
 }

@@ -9,10 +9,9 @@
 #include "base/text.h"
 #include "lumivault/photo_util.h"
 #include "photo_util/photo_dir.h"
+#include "photo_util/root_album.h"
 
 namespace {
-
-constexpr const char* kRootAlbum = "/";
 
 // PATH below the photo root. The path is known to lie there, so its beginning is not compared with the root
 // (the shared folder matches in any letter case).

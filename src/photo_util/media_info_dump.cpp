@@ -3,6 +3,7 @@
 #include "base/c_locale.h"
 #include "base/export_guard.h"
 #include "lumivault/media_info.h"
+#include "photo_util/inserting_reader.h"
 
 namespace {
 
@@ -13,36 +14,16 @@ constexpr const char* kTexts[] = {"szPath",   "szName",        "szTitle",    "sz
 constexpr const char* kUnsignedNumbers[] = {"audio_bitrate", "frame_bitrate", "video_bitrate"};
 constexpr const char* kSignedNumbers[] = {"frame_rate_num", "frame_rate_den", "rotation"};
 
-// Members are looked up with the inserting operator and read as in the conversion to a record.
-const char* Text(Json::Value& json, const char* key) {
-  const Json::Value& value = json[key];
-  return value.isString() ? value.asCString() : "";
-}
-
-int Signed(Json::Value& json, const char* key) {
-  const Json::Value& value = json[key];
-  return value.isConvertibleTo(Json::intValue) ? value.asInt() : 0;
-}
-
-// Printed signed, as every number of the dump.
-int Unsigned(Json::Value& json, const char* key) {
-  const Json::Value& value = json[key];
-  return value.isConvertibleTo(Json::uintValue) ? static_cast<int>(value.asUInt()) : 0;
-}
-
-float Seconds(Json::Value& json) {
-  const Json::Value& value = json["duration"];
-  return value.isConvertibleTo(Json::realValue) ? static_cast<float>(value.asDouble()) : 0;
-}
-
+// Unsigned numbers are printed signed, as every number of the dump.
 void Dump(Json::Value& json) {
   const CLocale decimal_point;
+  const InsertingReader media(json);
   // The one line with a blank behind its colon.
-  LOG_BARE("\tID: %d", Unsigned(json, "ID"));
-  for (const char* key : kTexts) LOG_BARE("\t%s:%s", key, Text(json, key));
-  LOG_BARE("\tduration:%f", static_cast<double>(Seconds(json)));
-  for (const char* key : kUnsignedNumbers) LOG_BARE("\t%s:%d", key, Unsigned(json, key));
-  for (const char* key : kSignedNumbers) LOG_BARE("\t%s:%d", key, Signed(json, key));
+  LOG_BARE("\tID: %d", static_cast<int>(media.UInt("ID")));
+  for (const char* key : kTexts) LOG_BARE("\t%s:%s", key, media.Text(key));
+  LOG_BARE("\tduration:%f", static_cast<double>(media.Float("duration")));
+  for (const char* key : kUnsignedNumbers) LOG_BARE("\t%s:%d", key, static_cast<int>(media.UInt(key)));
+  for (const char* key : kSignedNumbers) LOG_BARE("\t%s:%d", key, media.Int(key));
 }
 
 }  // namespace

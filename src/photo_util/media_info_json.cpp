@@ -6,6 +6,7 @@
 
 #include "base/export_guard.h"
 #include "lumivault/media_info.h"
+#include "photo_util/inserting_reader.h"
 
 namespace {
 
@@ -80,33 +81,23 @@ class JsonWriter {
   Json::Value& json_;
 };
 
-// Looks members up with the inserting operator, so that a missing one is there as null afterwards. A member
-// of another kind than the field's reads as 0 or as an empty text.
-class JsonReader {
+class RecordReader {
  public:
-  explicit JsonReader(Json::Value& json) : json_(json) {}
+  explicit RecordReader(Json::Value& json) : json_(json) {}
 
   // The field is zero already, so the terminator is in place. The copy is not bounded: that the text fits is
   // the caller's promise, and a cut one would be worse than a broken promise.
   void operator()(const char* key, char* field) {
-    const Json::Value& value = json_[key];
-    if (value.isString()) std::memcpy(field, value.asCString(), std::strlen(value.asCString()));
+    const char* text = json_.Text(key);
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): see above
+    std::memcpy(field, text, std::strlen(text));
   }
-  void operator()(const char* key, std::int32_t& field) {
-    const Json::Value& value = json_[key];
-    field = value.isConvertibleTo(Json::intValue) ? value.asInt() : 0;
-  }
-  void operator()(const char* key, std::uint32_t& field) {
-    const Json::Value& value = json_[key];
-    field = value.isConvertibleTo(Json::uintValue) ? value.asUInt() : 0;
-  }
-  void operator()(const char* key, float& field) {
-    const Json::Value& value = json_[key];
-    field = value.isConvertibleTo(Json::realValue) ? static_cast<float>(value.asDouble()) : 0;
-  }
+  void operator()(const char* key, std::int32_t& field) { field = json_.Int(key); }
+  void operator()(const char* key, std::uint32_t& field) { field = json_.UInt(key); }
+  void operator()(const char* key, float& field) { field = json_.Float(key); }
 
  private:
-  Json::Value& json_;
+  InsertingReader json_;
 };
 
 }  // namespace
@@ -125,7 +116,7 @@ void MediaInfoObject2Json(KAVO_MEDIA_INFO& record, Json::Value& json) {
 void MediaInfoJson2Object(Json::Value& json, KAVO_MEDIA_INFO& record) {
   record = KAVO_MEDIA_INFO{};
   Guarded(kPhotoUtilSource, false, [&] {
-    VisitExchangedFields(record, JsonReader(json));
+    VisitExchangedFields(record, RecordReader(json));
     return true;
   });
 }

@@ -14,15 +14,9 @@ namespace {
 // stays.
 [[nodiscard]] bool ConsumeLine(const char* side_file, char* buf, std::size_t size) {
   const SideLine line = ReadSideLine(side_file, size);
-  if (line.outcome == SideRead::kOpenFailed) {
-    LOG_AT(kPhotoDatabaseSource, "failed to open file %s.", side_file);
-    return false;
-  }
+  if (line.outcome == SideRead::kOpenFailed) return false;
   CopyText(buf, size, line.text);
-  if (line.outcome == SideRead::kReadFailed) {
-    LOG_AT(kPhotoDatabaseSource, "fgets() failed.");
-    return false;
-  }
+  if (line.outcome == SideRead::kReadFailed) return false;
   RemoveSideFile(side_file);
   return true;
 }

@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <memory>
 
+#include "base/limits.h"
+#include "base/log.h"
+#include "base/text.h"
 #include "photo_util/photo_dir.h"
 #include "platform/files.h"
 
@@ -16,8 +19,7 @@ struct CloseFile {
 using File = std::unique_ptr<FILE, CloseFile>;
 
 File OpenBeneath(const std::string& path) {
-  const auto root = PhotoRootIn(path.c_str());
-  const int descriptor = root ? KAVOBeneathOpen(root->c_str(), path.c_str()) : -1;
+  const int descriptor = OpenSideFile(path);
   if (descriptor < 0) return nullptr;
   File file(fdopen(descriptor, "rb"));
   if (file == nullptr) close(descriptor);
@@ -31,12 +33,33 @@ bool SideFileExists(const std::string& path) {
   return root && KAVOBeneathExist(root->c_str(), path.c_str()) != 0;
 }
 
+std::optional<std::string> FindSideItem(std::string_view path, const char* item) {
+  const std::string_view name = BaseName(path);
+  const std::string_view folder = path.substr(0, path.size() - name.size());
+  const std::string stem = std::string(folder) + "@eaDir/" + std::string(name) + "/KAVOPHOTO";
+  for (const char* separator : {"_", ":"}) {
+    std::string file = Cut(stem + separator + item, kPathSize);
+    if (SideFileExists(file)) return file;
+  }
+  return std::nullopt;
+}
+
+int OpenSideFile(const std::string& path) {
+  const auto root = PhotoRootIn(path.c_str());
+  return root ? KAVOBeneathOpen(root->c_str(), path.c_str()) : -1;
+}
+
 SideLine ReadSideLine(const std::string& path, std::size_t size) {
   const File file = OpenBeneath(path);
-  if (file == nullptr) return {SideRead::kOpenFailed, {}};
+  if (file == nullptr) {
+    LOG_AT(kPhotoDatabaseSource, "failed to open file %s.", path.c_str());
+    return {SideRead::kOpenFailed, {}};
+  }
   std::string line(size, '\0');
   if (std::fgets(line.data(), static_cast<int>(size), file.get()) == nullptr) {
-    return {std::ferror(file.get()) != 0 ? SideRead::kReadFailed : SideRead::kDone, {}};
+    if (std::ferror(file.get()) == 0) return {SideRead::kDone, {}};
+    LOG_AT(kPhotoDatabaseSource, "fgets() failed.");
+    return {SideRead::kReadFailed, {}};
   }
   return {SideRead::kDone, line.c_str()};
 }

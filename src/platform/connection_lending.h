@@ -25,9 +25,16 @@ KAVO_API void KAVODBLendEnd(void);
 // between the two. When SQLite ends the transaction by itself (disk full, I/O error) every further statement
 // of the batch fails, and so does its commit.
 KAVO_API int KAVODBBatchBegin(void);
-// -1: nothing of the batch was kept and no side file was removed.
+// -1: nothing of the batch was kept and no side file was removed; so also when another file stands in the
+// place of the lent one by now. A side file that was written again after it was consumed is not removed.
 KAVO_API int KAVODBBatchCommit(void);
 KAVO_API void KAVODBBatchRollback(void);
+
+// How many removals wait for the commit now. A call that fails in the middle of a batch has consumed side
+// files whose values are in no row: forgetting the removals that were added since the mark taken before it
+// keeps those files. Harmless when no batch is open.
+KAVO_API int KAVODBBatchMark(void);
+KAVO_API void KAVODBBatchForgetRemovals(int mark);
 
 KAVO_API const char* KAVODBLentErrorGet(void);
 

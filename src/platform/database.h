@@ -16,12 +16,14 @@ typedef void* KAVODB_ROW;
 enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 
 // HOST is always null. USER and DATABASE open the PostgreSQL database of that name through libpq and its
-// usual environment; a null USER opens the SQLite file DATABASE, which must exist or be creatable. Null on
-// failure. That an existing file is no SQLite database shows at the first statement.
+// usual environment; a null USER opens the SQLite file DATABASE, which must exist or be creatable and is
+// refused when it is a symbolic link itself, or when a privileged process would reach it through a user's
+// link into a folder that is not the user's. Null on failure. That an existing file is no SQLite database
+// shows at the first statement.
 //
-// A statement waits up to 30 s for an SQLite file that others have locked. A lost PostgreSQL connection is
-// made anew before a statement is sent; a SELECT that dies on its way is sent once more, a write that dies is
-// a failure and never sent twice, and a transaction that was open is lost with a failure.
+// A statement waits up to 30 s for an SQLite file, or a PostgreSQL lock, that others hold. A lost PostgreSQL
+// connection is made anew before a statement is sent; a SELECT that dies on its way is sent once more, a
+// write that dies is a failure and never sent twice, and a transaction that was open is lost with a failure.
 KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char* password,
                                           const char* database);
 KAVO_API void KAVODBClose(KAVODB_CONNECTION* connection);
@@ -60,8 +62,7 @@ KAVO_API int KAVODBDatabaseTypeGet(KAVODB_CONNECTION* connection);
 //   @KAVO:VAR    const char*, escaped for a quoted literal
 //   @KAVO:NEVAR  const char*, unchanged: a name of the program's own, never a value from outside
 //   @KAVO:LVAR   const char*, escaped for a quoted literal inside which it matches itself in a LIKE pattern;
-//   on SQLite
-//                ESCAPE '\' is added behind that literal
+//                on SQLite ESCAPE '\' is added behind that literal
 //   @KAVO:INT    int, decimal
 //   @KAVO:LLINT  long long, decimal
 // Outside a literal VAR and LVAR take a number ("-35.500000") or the word NULL, and anything else gives null:

@@ -9,45 +9,49 @@
 
 extern "C" {
 
-// The real place of one of the appliance's fixed paths ("/var/services/photo", "/var/packages/...", "/usr/kavo/...",
-// "/usr/bin/php", "/etc/kavo/..."): the path itself, or below the folder that the environment variable LUMIVAULT_ROOT
-// names (ignored in privileged processes). The length, or -1 when OUT of SIZE bytes is too small.
+// The real place of one of the appliance's fixed paths ("/var/services/photo", "/var/packages/...",
+// "/usr/kavo/...", "/usr/bin/php", "/etc/kavo/..."): the path itself, or below the folder that the
+// environment variable LUMIVAULT_ROOT names (ignored in programs with privileges of their own: set-user-ID
+// and the like). The length, or -1 when OUT of SIZE bytes is too small.
 KAVO_API int KAVOFixedPathGet(const char* path, char* out, int size);
 
-// Non-zero when PATH exists (links followed), or when that cannot be told (a folder that may not be read, a disk error):
-// what is unknown is not gone.
+// Non-zero when PATH exists (links followed), or when that cannot be told (a folder that may not be read, a
+// disk error): what is unknown is not gone.
 KAVO_API int RLIBCFileExist(const char* path);
 // 1 when PATH is a directory (links followed), else 0.
 KAVO_API int RLIBCFileCheckDir(const char* path);
 // The same; the size in bytes goes to SIZE unless that is null (0 where it cannot be told).
 KAVO_API bool IsFileExist(const char* path, int64_t* size);
 
-// key=value files: one pair a line, blanks around both and one pair of double quotes around the value dropped, '#' starts a
-// comment line; the last of equal keys holds. Malformed lines are skipped and logged once, as is a file above 1 MiB.
-// Writes the value of KEY into OUT of SIZE bytes, cut when longer. The length written, or -1 when the file or the key is
-// missing. FLAGS is 0.
+// key=value files: one pair a line, blanks around both and one pair of double quotes around the value
+// dropped, '#' starts a comment line; the last of equal keys holds. Malformed lines are skipped and logged
+// once, as is a file above 1 MiB.
+
+// Writes the value of KEY into OUT of SIZE bytes, cut when longer. The length written, or -1 when the file or
+// the key is missing. FLAGS is 0.
 KAVO_API int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size, int flags);
 // Non-zero when KEY is there with exactly VALUE. FLAGS is 0.
 KAVO_API int RLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags);
 
-// Opens the regular file FILE for reading and writing, made when missing, and takes an exclusive lock against all other
-// openers; waits at most 10 s, then logs it and fails. No symbolic link below the shared photo folder is followed. A reader
-// may rename or remove FILE while it has the lock: whoever waits then gets the new file. MODE is 1. Non-zero and the
-// descriptor on success, 0 on failure.
+// Opens the regular file FILE for reading and writing, made when missing, and takes an exclusive lock against
+// all other openers; waits at most 10 s, then logs it and fails. No symbolic link below the shared photo
+// folder is followed. A reader may rename or remove FILE while it has the lock: whoever waits then gets the
+// new file. MODE is 1. Non-zero and the descriptor on success, 0 on failure.
 KAVO_API int RLIBCFileLockByFile(const char* file, int mode, int* descriptor);
 // Unlocks and closes.
 KAVO_API void RLIBCFileUnlockByFile(int descriptor);
 
-// Acts on files below ROOT as if their owner were hostile: PATH is ROOT itself or lies below it, and no symbolic link
-// between the two is followed. -1 with errno on failure.
-// A descriptor of the regular file PATH, open for reading.
+// Acts on files below ROOT as if their owner were hostile: PATH is ROOT itself or lies below it, and no
+// symbolic link between the two is followed. -1 with errno on failure. A descriptor of the regular file PATH,
+// open for reading.
 KAVO_API int KAVOBeneathOpen(const char* root, const char* path);
 // Removes the regular file PATH; while a batch is open (connection_lending.h) at its commit.
 KAVO_API int KAVOBeneathRemove(const char* root, const char* path);
 // Non-zero when the regular file PATH exists and its removal is not pending.
 KAVO_API int KAVOBeneathExist(const char* root, const char* path);
-// Gives the regular file or directory PATH the mode. With file_modes=keep in the package's settings it leaves the mode as it
-// is and succeeds: a person's photos are opened up to nobody.
+// Gives the regular file or directory PATH the mode. With file_modes=keep in the package's settings it leaves
+// the mode as it is and succeeds, and so with settings that cannot be read: a person's photos are opened up
+// to nobody.
 KAVO_API int KAVOBeneathMode(const char* root, const char* path, mode_t mode);
 
 }  // extern "C"

@@ -4,11 +4,14 @@
 
 #include "platform/api.h"
 
+// The package whose personal folders are photo folders.
+inline constexpr const char* kPhotoPackage = "photo";
+
 extern "C" {
 
-// Non-zero when PATH lies in (or is) some user's personal folder of the package KIND ("photo"); that user's name then goes
-// into USER of SIZE bytes, cut when longer. PATH is compared by name, on whole components, with what
-// KAVOIndexPersonalPhotoPathGet gives; of nested folders the innermost wins.
+// Non-zero when PATH lies in (or is) some user's personal folder of the package KIND; that user's
+// name then goes into USER of SIZE bytes, cut when longer. PATH is compared by name, on whole components,
+// with what KAVOIndexPersonalPhotoPathGet gives; of nested folders the innermost wins.
 KAVO_API int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* user, int size);
 // The personal photo folder of USER. 0, or -1 when there is none.
 KAVO_API int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size);

@@ -1,8 +1,9 @@
 // Running programs. No shell is involved unless the program is one.
 //
-// A program is looked up in this order: an executable at that path (below LUMIVAULT_ROOT where one is set); else, for
-// "/usr/kavo/bin/exiv2", a built-in that answers through the library with the same bytes and exit status. A program that
-// runs longer than 30 s is killed, its whole process group with it.
+// A program is looked up in this order: an executable at that path (below LUMIVAULT_ROOT where one is set);
+// else, for "/usr/kavo/bin/exiv2", a built-in that answers through the library with the same bytes and exit
+// status. A program that runs longer than 30 s is killed, its whole process group with it. What a program
+// leaves behind in its group is killed too; only what has left the group (setsid) goes on.
 #ifndef PLATFORM_PROCESS_H_
 #define PLATFORM_PROCESS_H_
 
@@ -12,10 +13,10 @@
 
 extern "C" {
 
-// Runs PROGRAM with up to four arguments, the first null ending them, and waits. Its standard output is thrown away. Its
-// exit status, or -1 when it could not be run or did not end by itself.
-KAVO_API int RLIBCExec(const char* program, const char* argument1, const char* argument2, const char* argument3,
-                       const char* argument4);
+// Runs PROGRAM with up to four arguments, the first null ending them, and waits. Its standard output is
+// thrown away. Its exit status, or -1 when it could not be run or did not end by itself.
+KAVO_API int RLIBCExec(const char* program, const char* argument1, const char* argument2,
+                       const char* argument3, const char* argument4);
 
 }  // extern "C"
 
@@ -34,10 +35,12 @@ class KAVO_API ProcessRunner {
   ProcessRunner& operator=(const ProcessRunner&) = delete;
 
   // Appends up to five more.
-  void addArguments(const char* a0, const char* a1 = nullptr, const char* a2 = nullptr, const char* a3 = nullptr,
-                    const char* a4 = nullptr);
-  // Runs it and waits; with CAPTURE keeps its standard output, 16 MiB at most. The exit status, or negative when it could not
-  // be run or did not end by itself. WAIT must be true: a program that nobody waits for would outlive its time.
+  void addArguments(const char* a0, const char* a1 = nullptr, const char* a2 = nullptr,
+                    const char* a3 = nullptr, const char* a4 = nullptr);
+  // Runs it and waits; with CAPTURE keeps its standard output, in which NUL bytes become blanks. The exit
+  // status, or negative when it could not be run, did not end by itself, printed more than 16 MiB, or left
+  // somebody behind who prints on (there is no output then). WAIT must be true: a program that nobody waits
+  // for would outlive its time.
   int run(bool wait, bool capture);
   // What it printed; valid until the next run or the end of the object. Length excludes the terminator.
   const char* getCapturedOutput() const;

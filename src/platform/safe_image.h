@@ -2,26 +2,66 @@
 #ifndef PLATFORM_SAFE_IMAGE_H_
 #define PLATFORM_SAFE_IMAGE_H_
 
+#include <errno.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <exiv2/exiv2.hpp>
 #include <string>
 
-// Opens PATH and looks at its content before anything is parsed: Exiv2 0.27 crashes or hangs on some QuickTime, Matroska,
-// ASF and RIFF content whatever the file is called, so those types are refused with the library's own error, as a missing
-// or special file is. HEIF containers (HEIC, AVIF) are read. Throws Exiv2::Error; the caller then calls readMetadata().
+// A file that was opened once, for a library that opens files by name and more than once: every time it gets
+// the same file, whatever stands under the name by then. Messages tell that name.
+class HeldFile : public Exiv2::FileIo {
+ public:
+  // DESCRIPTOR becomes the object's.
+  HeldFile(int descriptor, const std::string& path)
+      : FileIo("/proc/self/fd/" + std::to_string(descriptor)), descriptor_(descriptor), path_(path) {}
+  ~HeldFile() override { ::close(descriptor_); }
+  HeldFile(const HeldFile&) = delete;
+  HeldFile& operator=(const HeldFile&) = delete;
+
+  int open() override {
+    opening_ = true;
+    const int result = FileIo::open();
+    opening_ = false;
+    return result;
+  }
+  // The base class opens what this says.
+  std::string path() const override { return opening_ ? FileIo::path() : path_; }
+
+ private:
+  const int descriptor_;
+  const std::string path_;
+  bool opening_ = false;
+};
+
+// PATH, opened once. Special files are refused, and opening a FIFO does not wait for a writer.
+inline Exiv2::BasicIo::AutoPtr OpenHeld(const std::string& path) {
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  const bool is_socket = descriptor < 0 && errno == ENXIO;
+  if (descriptor < 0 && !is_socket) {
+    throw Exiv2::Error(Exiv2::kerDataSourceOpenFailed, path, Exiv2::strError());
+  }
+  struct stat status {};
+  if (is_socket || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!is_socket) close(descriptor);
+    throw Exiv2::Error(Exiv2::kerFileContainsUnknownImageType, path);
+  }
+  return Exiv2::BasicIo::AutoPtr(new HeldFile(descriptor, path));
+}
+
+// Opens PATH and looks at its content before anything is parsed: Exiv2 0.27 crashes or hangs on some
+// QuickTime, Matroska, ASF and RIFF content whatever the file is called, so those types are refused with the
+// library's own error, as a missing or special file is. HEIF containers (HEIC, AVIF) are read. Throws
+// Exiv2::Error; the caller then calls readMetadata(). The image holds the file open as long as it lives.
 inline Exiv2::Image::AutoPtr OpenImageSafely(const std::string& path) {
   constexpr int kFirstContainerType = 20;  // riff, mkv, qtime, asf and what may follow them
   constexpr int kWebPType = 23;
   [[maybe_unused]] static const bool heif_enabled = Exiv2::enableBMFF(true);
 
-  struct stat status {};
-  // Opening a FIFO would wait for a writer.
-  if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-    throw Exiv2::Error(Exiv2::kerFileContainsUnknownImageType, path);
-  }
-  Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(path, true);
-  const int type = image->imageType();
+  Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(OpenHeld(path));
+  const int type = image.get() != nullptr ? image->imageType() : kFirstContainerType;
   if (type >= kFirstContainerType && type != kWebPType) {
     throw Exiv2::Error(Exiv2::kerFileContainsUnknownImageType, path);
   }

@@ -18,8 +18,8 @@ KAVO_API int RLIBCSzListCount(const RLIBCSZLIST* list);
 KAVO_API const char* RLIBCSzListGet(const RLIBCSZLIST* list, int index);
 KAVO_API void RLIBCSzListFree(RLIBCSZLIST* list);
 
-// Splits TEXT at every occurrence of the text SEPARATOR and pushes the pieces, empty ones included. The number of pieces,
-// or -1.
+// Splits TEXT at every occurrence of the text SEPARATOR and pushes the pieces, empty ones included. The
+// number of pieces, or -1.
 KAVO_API int RLIBCStrSepToList(const char* text, const char* separator, RLIBCSZLIST* list);
 
 }  // extern "C"

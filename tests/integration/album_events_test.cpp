@@ -145,6 +145,15 @@ TEST_P(AlbumEventsTest, RenameKeepsTheIdAndTheRights) {
   EXPECT_EQ(RightsOf("2024/new"), "1");
 }
 
+TEST_P(AlbumEventsTest, RenameOntoItselfKeepsAlbumAndMedia) {
+  ASSERT_EQ(Add("2024"), 0);
+  const std::string id = Album("2024", "shareid");
+  Run("INSERT INTO photo_image (path) VALUES ('" + Key("2024/a.jpg") + "')");
+  ASSERT_EQ(IndexDirRename(Path("2024").c_str(), Path("2024").c_str()), 0);
+  EXPECT_EQ(Album("2024", "shareid"), id);
+  EXPECT_EQ(Value("SELECT path FROM photo_image"), Key("2024/a.jpg"));
+}
+
 TEST_P(AlbumEventsTest, RenameClearsWhatStoodUnderTheNewName) {
   ASSERT_EQ(Add("old"), 0);
   Run("INSERT INTO photo_share (shareid, sharename) VALUES (77, 'new')");
@@ -172,6 +181,14 @@ TEST_P(AlbumEventsTest, RenameIntoTheFolderOfAnotherUserMovesBetweenTheDatabases
   ASSERT_EQ(IndexDirRename(target.c_str(), Path("trip").c_str()), 0);
   EXPECT_THAT(Albums(), ElementsAre("/"));
   EXPECT_GT(getShareIdBySharename("trip"), 0);
+}
+
+TEST_P(AlbumEventsTest, DeleteOfAFolderBesideTheSharedTreeLeavesTheAlbumOfItsNameAlone) {
+  ASSERT_EQ(Add("2024"), 0);
+  std::string sibling = tree().shared().string();
+  sibling.back() = 'z';
+  EXPECT_EQ(IndexDirDelete((sibling + "/2024").c_str()), 0);
+  EXPECT_THAT(Albums(), ElementsAre("/", "2024"));
 }
 
 TEST_P(AlbumEventsTest, FoldersOutsideTheLibraryAreLeftAlone) {

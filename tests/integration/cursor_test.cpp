@@ -164,6 +164,18 @@ TEST_P(CursorTest, EmptyConditionIsRefusedByTheEngine) {
                          "SELECT * FROM photo_share WHERE   ] ("));
 }
 
+TEST_P(CursorTest, EmptyConditionIsNotCounted) {
+  EXPECT_EQ(PhotoInfoDBGetCount(PHOTO_TABLE_SHARE, "*", "", ""), -1);
+  EXPECT_EQ(SyslogCapture::Messages().size(), 1U);
+}
+
+TEST_P(CursorTest, ConfigurationValueThatIsNullIsEmpty) {
+  Run("INSERT INTO photo_config VALUES ('k', NULL)");
+  char out[128] = "before";
+  EXPECT_EQ(PhotoInfoDBConfigGet("k", out, sizeof out), 0);
+  EXPECT_STREQ(out, "");
+}
+
 TEST_P(CursorTest, ConfigurationValue) {
   SetConfig("account_system", "0");
   char out[128] = "before";

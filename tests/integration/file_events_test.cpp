@@ -179,6 +179,31 @@ TEST_P(FileEventsTest, RenameReplacesWhatStoodUnderTheNewName) {
               ElementsAre(Row{{"id", id}, {"path", Key("2024/b.jpg")}}));
 }
 
+TEST_P(FileEventsTest, RenameOntoItselfKeepsTheRow) {
+  AddPhoto("2024/a.jpg");
+  const std::string id = Value("SELECT id FROM photo_image");
+  ASSERT_EQ(Rename(Path("2024/a.jpg"), Path("2024/a.jpg")), 0);
+  EXPECT_THAT(Query("SELECT id, path FROM photo_image"),
+              ElementsAre(Row{{"id", id}, {"path", Key("2024/a.jpg")}}));
+}
+
+TEST_P(FileEventsTest, RenameOntoItselfKeepsTheConversionsOfAVideo) {
+  WriteFile(photos() / "2024/a.mp4", "film");
+  ASSERT_EQ(Add("2024/a.mp4", "My film"), 0);
+  Run("INSERT INTO video_convert (video_path, convert_file_path) VALUES ('" + Key("2024/a.mp4") + "', 'x')");
+  ASSERT_EQ(Rename(Path("2024/a.mp4"), Path("2024/a.mp4")), 0);
+  EXPECT_THAT(Keys("video"), ElementsAre(Key("2024/a.mp4")));
+  EXPECT_THAT(Keys("video_desc"), ElementsAre(Key("2024/a.mp4")));
+  EXPECT_EQ(Value("SELECT video_path FROM video_convert"), Key("2024/a.mp4"));
+}
+
+TEST_P(FileEventsTest, RenameAddsAPhotoWhoseOldNameOnlyLooksLikeThatOfARow) {
+  AddPhoto("2024/IMG-1.jpg");
+  MakeJpeg(photos() / "2024/new.jpg", 8, 6);
+  ASSERT_EQ(Rename(Path("2024/new.jpg"), Path("2024/IMG_1.jpg")), 0);
+  EXPECT_THAT(Keys("photo_image"), ElementsAre(Key("2024/IMG-1.jpg"), Key("2024/new.jpg")));
+}
+
 TEST_P(FileEventsTest, RenameAddsAPhotoThatHadNoRow) {
   MakeJpeg(photos() / "2024/new.jpg", 8, 6);
   ASSERT_EQ(Rename(Path("2024/new.jpg"), Path("2024/old.jpg")), 0);

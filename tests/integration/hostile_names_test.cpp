@@ -114,6 +114,58 @@ TEST_P(HostileNamesTest, AreRenamedWithTheirIds) {
   }
 }
 
+TEST_P(HostileNamesTest, AreRenamedAsFoldersWithTheirIds) {
+  fs::create_directories(Path("start"));
+  ASSERT_EQ(IndexDirAdd(Path("start").c_str()), 0);
+  const std::string id = Value("SELECT shareid FROM photo_share WHERE sharename = 'start'");
+  std::string old_name = "start";
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    fs::rename(Path(old_name), Path(name));
+    EXPECT_EQ(IndexDirRename(Path(name).c_str(), Path(old_name).c_str()), 0);
+    EXPECT_EQ(Value("SELECT shareid FROM photo_share WHERE sharename = " + Quoted(name)), id);
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_share"), "2");
+    old_name = name;
+  }
+}
+
+TEST_P(HostileNamesTest, AreReindexedAlone) {
+  std::size_t left = 0;
+  for (const std::string& name : HostileNames()) {
+    Copy(name + "/photo.jpg");
+    ASSERT_EQ(Add(name + "/photo.jpg"), 0) << name;
+    ++left;
+  }
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(IndexPreReindex(Path(name).c_str()), 0);
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image WHERE updated = '0'"), "1");
+    EXPECT_EQ(IndexPostReindex(Path(name).c_str()), 0);
+    EXPECT_EQ(CountOf("photo_image", "path", Key(name + "/photo.jpg")), "0");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), std::to_string(--left));
+  }
+}
+
+TEST_P(HostileNamesTest, AreMovedAsKeysOfAVideosSideRows) {
+  ASSERT_EQ(HGAStatusCheck(Path("plain.jpg").c_str()), 0);
+  Run("INSERT INTO photo_label (id, category, name) VALUES (1, 2, 'x')");
+  Run("INSERT INTO video_desc (path, title) VALUES (" + Quoted(Key("start.mp4")) + ", 'a title')");
+  Run("INSERT INTO video_comment (path, comment) VALUES (" + Quoted(Key("start.mp4")) + ", 'a comment')");
+  Run("INSERT INTO photo_video_label (video_path, label_id) VALUES (" + Quoted(Key("start.mp4")) + ", 1)");
+  std::string old_name = "start.mp4";
+  for (const std::string& name : HostileNames()) {
+    SCOPED_TRACE(name);
+    const std::string new_name = name + ".mp4";
+    for (const auto type : {PHOTO_TABLE_VIDEO_DESC, PHOTO_TABLE_VIDEO_COMMENT, PHOTO_TABLE_VIDEO_LABEL}) {
+      EXPECT_EQ(KAVOPhotoInfoVideoRename(type, Path(new_name).c_str(), Path(old_name).c_str()), 0);
+    }
+    EXPECT_EQ(CountOf("video_desc", "path", Key(new_name)), "1");
+    EXPECT_EQ(CountOf("video_comment", "path", Key(new_name)), "1");
+    EXPECT_EQ(CountOf("photo_video_label", "video_path", Key(new_name)), "1");
+    old_name = new_name;
+  }
+}
+
 TEST_P(HostileNamesTest, AreStoredAsTitles) {
   Copy("photo.jpg");
   for (const std::string& name : HostileNames()) {

@@ -1,13 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "base/owned_list.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/request_context.h"
+#include "support/child_processes.h"
 #include "support/databases.h"
 #include "support/syslog_capture.h"
 
@@ -76,6 +76,21 @@ TEST_P(LabelsTest, PersonalLabelsAreNumberedFrom1UpwardsBehindTheHighest) {
   EXPECT_EQ(Label("second", kPeople), 2);
   Run("insert into photo_label (id, category, name) values (41, 2, 'far')");
   EXPECT_EQ(Label("third", kKeywords), 42);
+}
+
+TEST_P(LabelsTest, ProcessesThatMakeLabelsAtTheSameMomentLoseNone) {
+  constexpr int kProcesses = 4;
+  constexpr int kLabels = 25;
+  PhotoDBConnClose();
+  EXPECT_TRUE(RunChildren(kProcesses, [&](int process) {
+    int missing = 0;
+    for (int i = 0; i < kLabels; ++i) {
+      const std::string name = std::to_string(process) + "-" + std::to_string(i);
+      if (Label(name, kKeywords) < 1) ++missing;
+    }
+    return missing;
+  }));
+  EXPECT_EQ(Names(), std::to_string(kProcesses * kLabels));
 }
 
 TEST_P(LabelsTest, AwkwardNamesAreStoredAsTheyStand) {

@@ -65,12 +65,21 @@ TEST_P(PeopleTagsTest, RegionsBecomePeople) {
 
 TEST_P(PeopleTagsTest, SavingAgainChangesNothing) {
   MakePhoto(
-      {{"Marie Curie", "0.1, 0.2, 0.3, 0.4"}, {"", "0.5, 0.5, 0.25, 0.25"}, {"Pierre", "0.1, 0.2, 0, 0"}});
+      {{"Marie Curie", "0.1, 0.2, 0.3, 0.4"}, {"", "0.5, 0.5, 0.25, 0.25"}, {"Pierre", "0.1, 0.2, 0, -1"}});
   EXPECT_EQ(SavePhoto("b.jpg"), 0);
   const auto links = Query("select * from photo_image_label order by id");
   EXPECT_EQ(links.size(), 3U);
   EXPECT_EQ(SavePhoto("b.jpg"), 0);
   EXPECT_EQ(Query("select * from photo_image_label order by id"), links);
+}
+
+TEST_P(PeopleTagsTest, PaddedTextBeforeTheRegionsHidesNobody) {
+  using namespace std::string_literals;
+  MakePhoto({{"Marie", "0.1, 0.2, 0.3, 0.4"}}, {{"Iptc.Application2.Caption", "text\0\0"s}});
+  for (int save = 0; save < 2; ++save) {
+    EXPECT_EQ(SavePhoto("b.jpg"), 0);
+    EXPECT_THAT(Labels("b.jpg", kPeople), ElementsAre("Marie")) << save;
+  }
 }
 
 TEST_P(PeopleTagsTest, GroupRegionsFromTheirCentre) {

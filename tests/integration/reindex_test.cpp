@@ -2,6 +2,7 @@
 
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
+#include "lumivault/request_context.h"
 #include "support/databases.h"
 #include "support/media_maker.h"
 #include "support/media_record.h"
@@ -25,6 +26,13 @@ class ReindexTest : public LibraryTest {
   }
   void AddRow(const std::string& table, const std::string& column, const std::string& relative) {
     Run("INSERT INTO " + table + " (" + column + ") VALUES ('" + Key(relative) + "')");
+  }
+  // A video with a description, a comment and the label 1.
+  void AddVideoWithSideRows(const std::string& relative) {
+    AddRow("video", "path", relative);
+    AddRow("video_desc", "path", relative);
+    AddRow("video_comment", "path", relative);
+    Run("INSERT INTO photo_video_label (video_path, label_id) VALUES ('" + Key(relative) + "', 1)");
   }
   std::vector<std::string> Column(const std::string& table, const std::string& column) {
     std::vector<std::string> values;
@@ -104,16 +112,38 @@ TEST_P(ReindexTest, TakesWildcardsOfAFolderNameLiterally) {
 }
 
 TEST_P(ReindexTest, RemovesWhatBelongsToVideosThatWent) {
-  for (const char* name : {"a.mp4", "b.mp4"}) {
-    AddRow("video", "path", name);
-    AddRow("video_desc", "path", name);
-    AddRow("video_comment", "path", name);
-  }
+  Run("INSERT INTO photo_label (id, category, name) VALUES (1, 2, 'x')");
+  for (const char* name : {"a.mp4", "b.mp4"}) AddVideoWithSideRows(name);
   Run("UPDATE video SET updated = '0' WHERE path = '" + Key("a.mp4") + "'");
   ASSERT_EQ(IndexPostReindex(photos().c_str()), 0);
   for (const char* table : {"video", "video_desc", "video_comment"}) {
     EXPECT_THAT(Column(table, "path"), ElementsAre(Key("b.mp4"))) << table;
   }
+  EXPECT_THAT(Column("photo_video_label", "video_path"), ElementsAre(Key("b.mp4")));
+}
+
+TEST_P(ReindexTest, RemovesWhatBelongsToVideosThatWentBelowAFolderOnly) {
+  Run("INSERT INTO photo_label (id, category, name) VALUES (1, 2, 'x')");
+  for (const char* name : {"2024/trip/a.mp4", "2024b/a.mp4"}) AddVideoWithSideRows(name);
+  Run("DELETE FROM video");
+  ASSERT_EQ(IndexPostReindex(Path("2024").c_str()), 0);
+  for (const char* table : {"video_desc", "video_comment"}) {
+    EXPECT_THAT(Column(table, "path"), ElementsAre(Key("2024b/a.mp4"))) << table;
+  }
+  EXPECT_THAT(Column("photo_video_label", "video_path"), ElementsAre(Key("2024b/a.mp4")));
+}
+
+TEST_P(ReindexTest, SendsNoStatementThatDoesNotFitItsBuffer) {
+  AddRow("photo_image", "path", "a.jpg");
+  Run("UPDATE photo_image SET updated = '0'");
+  const std::string folder = Path(std::string(4090 - photos().string().size(), 'd'));
+  EXPECT_EQ(HGAStatusCheck(folder.c_str()), 0);
+  EXPECT_EQ(KAVOPhotoDeleteNoUpdateRows(folder.c_str()), -1);
+  ASSERT_EQ(SyslogCapture::Messages().size(), 1U);
+  EXPECT_THAT(SyslogCapture::Messages()[0],
+              testing::MatchesRegex("photo_database.cpp:# Failed to exec "
+                                    "\\[.* DELETE FROM photo_image WHERE updated = '0' AND .*d\\]"));
+  EXPECT_THAT(Column("photo_image", "path"), ElementsAre(Key("a.jpg")));
 }
 
 TEST_P(ReindexTest, KeepsTheDescriptionOfAVideoThatIsSeenAgain) {

@@ -169,6 +169,16 @@ TEST_P(RemovalTest, DeletesAnAlbumWithItsSubAlbums) {
   EXPECT_THAT(Column("photo_share", "sharename"), ElementsAre("/", "2024b"));
 }
 
+// The personal statement tests the name as a pattern, which other albums may match too.
+TEST_P(RemovalTest, TakesAWildcardOfAPersonalAlbumNameAsSuch) {
+  AddAlbum(2, "100%");
+  AddAlbum(3, "100abc");
+  ASSERT_EQ(Delete(PHOTO_TABLE_SHARE, "100%"), 0);
+  const std::vector<std::string> left =
+      personal() ? std::vector<std::string>{"/"} : std::vector<std::string>{"/", "100abc"};
+  EXPECT_EQ(Column("photo_share", "sharename"), left);
+}
+
 TEST_P(RemovalTest, DeletesNothingForATableWithoutAStatement) {
   Run("INSERT INTO photo_access_right (userid, shareid, time) VALUES (1, 1, 'x')");
   EXPECT_EQ(Delete(PHOTO_TABLE_ACCESS_RIGHT, "a.jpg"), -1);

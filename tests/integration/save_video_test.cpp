@@ -105,8 +105,15 @@ TEST_P(SaveVideoTest, LargestNumbersAreStored) {
   info["audio_bitrate"] = 2'147'483'648U;
   info["duration"] = 1e300;
   info["fileSize"] = Json::UInt64{18'446'744'073'709'551'615U};
-  for (const char* way : {"insert", "update"}) EXPECT_EQ(SaveVideo(info), 0) << way;
-  EXPECT_EQ(Column("duration"), "2147483647");
+  for (const char* way : {"insert", "update"}) {
+    SCOPED_TRACE(way);
+    EXPECT_EQ(SaveVideo(info), 0);
+    EXPECT_EQ(Column("duration"), "2147483647");
+    // The record's unsigned numbers are signed in the statement.
+    EXPECT_EQ(Column("filesize"), "-1");
+    EXPECT_EQ(Column("frame_bitrate"), "-1");
+    EXPECT_EQ(Column("audio_bitrate"), "-2147483648");
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, SaveVideoTest, BothEngines(), EngineName);

@@ -56,6 +56,7 @@ TEST_P(VideoConvertTest, SavingAgainUpdatesTheRow) {
   EXPECT_EQ(rows[0].at("id"), id);
   EXPECT_EQ(rows[0].at("filesize"), "7");
   EXPECT_EQ(rows[0].at("resolutionx"), "640");
+  EXPECT_EQ(rows[0].at("video_bitrate"), "-294967296");
   EXPECT_EQ(rows[0].at("convert_type"), "high");
   EXPECT_EQ(rows[0].at("updated"), "1");
 }
@@ -74,9 +75,8 @@ TEST_P(VideoConvertTest, MissingCopyIsSkipped) {
 }
 
 TEST_P(VideoConvertTest, TopLevelAlbumDecidesConversion) {
-  Run("INSERT INTO photo_share (shareid, sharename, conversion) VALUES (2, 'it''s', 'f'), (3, 'it''s/day', "
-      "'t'), "
-      "(4, 'on', 't'), (5, 'empty', ''), (6, 'null', NULL)");
+  Run("INSERT INTO photo_share (shareid, sharename, conversion) VALUES (2, 'it''s', 'f'), "
+      "(3, 'it''s/day', 't'), (4, 'on', 't'), (5, 'empty', ''), (6, 'null', NULL)");
   EXPECT_EQ(IsPathNeedConversion(Path("it's/v.avi").c_str()), 0);
   EXPECT_EQ(IsPathNeedConversion(Path("it's/day/v.avi").c_str()), 0);
   EXPECT_EQ(IsPathNeedConversion(Path("on/v.avi").c_str()), 1);

@@ -217,6 +217,15 @@ TEST_F(BeneathTest, TheSettingKeepLeavesModesAlone) {
   EXPECT_EQ(Mode("missing.jpg", 0777), -1);
 }
 
+TEST_F(BeneathTest, SettingsThatCannotBeReadLeaveModesAlone) {
+  const std::string too_large = "file_modes=open\n" + std::string((1 << 20) + 1, '#');
+  WriteFile(dir_.path() / "appliance/var/packages/Lumivault/etc/settings.conf", too_large);
+  WriteFile(root() / "a.jpg", "mine");
+  chmod(Path("a.jpg").c_str(), 0640);
+  EXPECT_EQ(Mode("a.jpg", 0777), 0);
+  EXPECT_EQ(ModeOf(root() / "a.jpg"), 0640U);
+}
+
 TEST_F(BeneathTest, AModeThatIsThereAlreadyDoesNotTouchTheFile) {
   WriteFile(root() / "a.jpg", "mine");
   chmod(Path("a.jpg").c_str(), 0777);
@@ -248,8 +257,30 @@ TEST_F(BeneathTest, WhileABatchIsOpenARemovalWaits) {
   const auto pending = TakePendingRemovals();
   ASSERT_EQ(pending.size(), 1U);
   EXPECT_EQ(pending[0].path, Path("a.jpg"));
-  EXPECT_EQ(RemoveBeneathNow(pending[0].root, pending[0].path), 0);
+  EXPECT_EQ(RemoveBeneathNow(pending[0].root, pending[0].path, pending[0].state), 0);
   EXPECT_FALSE(fs::exists(root() / "a.jpg"));
+}
+
+TEST_F(BeneathTest, AFileThatIsWrittenAgainIsNotTheOneThatIsPending) {
+  WriteFile(root() / "a.jpg", "mine");
+  SetBatchOpen(true);
+  EXPECT_EQ(Remove("a.jpg"), 0);
+  usleep(20'000);
+  WriteFile(root() / "a.jpg", "more");
+  EXPECT_EQ(Exist("a.jpg"), 1);
+
+  const auto pending = TakePendingRemovals();
+  ASSERT_EQ(pending.size(), 1U);
+  EXPECT_EQ(RemoveBeneathNow(pending[0].root, pending[0].path, pending[0].state), -1);
+  EXPECT_EQ(ReadFile(root() / "a.jpg"), "more");
+}
+
+TEST_F(BeneathTest, TheSameStateIsPendingOnce) {
+  WriteFile(root() / "a.jpg", "mine");
+  SetBatchOpen(true);
+  EXPECT_EQ(Remove("a.jpg"), 0);
+  EXPECT_EQ(Remove("a.jpg"), 0);
+  EXPECT_EQ(TakePendingRemovals().size(), 1U);
 }
 
 // The walk that stands in for openat2 on older kernels answers as openat2 does.

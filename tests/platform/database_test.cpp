@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,9 +43,11 @@ TEST_P(EngineTest, NullStatementIsAFailure) {
 }
 
 TEST_P(EngineTest, FailureLeavesTheResultAloneAndHasAText) {
-  KAVODB_RESULT* result = nullptr;
+  char sentinel = 0;
+  auto* const before = reinterpret_cast<KAVODB_RESULT*>(&sentinel);
+  KAVODB_RESULT* result = before;
   EXPECT_EQ(KAVODBExecute(db().get(), "SELECT x FROM nowhere", &result), -1);
-  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(result, before);
   EXPECT_STREQ(
       KAVODBErrorGet(db().get()),
       sqlite() ? "no such table: nowhere" : "ERROR:  relation \"nowhere\" does not exist at character 15");
@@ -262,6 +265,68 @@ TEST(ConnectTest, SqliteFileIsMade) {
   const TempDir dir;
   Send(OpenSqlite(dir / "photo.db"), "CREATE TABLE t (n integer)");
   EXPECT_EQ(Value(OpenSqlite(dir / "photo.db"), "SELECT count(*) AS v FROM t"), "0");
+}
+
+TEST(ConnectTest, SqliteFileThatIsALinkIsRefused) {
+  const TempDir dir;
+  Send(OpenSqlite(dir / "photo.db"), "CREATE TABLE t (n integer)");
+  ASSERT_EQ(symlink((dir / "photo.db").c_str(), (dir / "link.db").c_str()), 0);
+  EXPECT_EQ(OpenSqlite(dir / "link.db"), nullptr);
+}
+
+TEST(ConnectTest, SqliteFileIsNotMadeBehindALink) {
+  const TempDir dir;
+  ASSERT_EQ(symlink((dir / "photo.db").c_str(), (dir / "link.db").c_str()), 0);
+  EXPECT_EQ(OpenSqlite(dir / "link.db"), nullptr);
+  EXPECT_NE(access((dir / "photo.db").c_str(), F_OK), 0);
+}
+
+TEST(ConnectTest, SqliteFileThatIsAPipeIsRefused) {
+  const TempDir dir;
+  ASSERT_EQ(mkfifo((dir / "photo.db").c_str(), 0600), 0);
+  EXPECT_EQ(OpenSqlite(dir / "photo.db"), nullptr);
+}
+
+TEST(ConnectTest, FolderOfAnSqliteFileMayBeALink) {
+  const TempDir dir;
+  WriteFile(dir / "real/a.jpg", "");
+  ASSERT_EQ(symlink((dir / "real").c_str(), (dir / "link").c_str()), 0);
+  Send(OpenSqlite(dir / "link/photo.db"), "CREATE TABLE t (n integer)");
+  EXPECT_EQ(Value(OpenSqlite(dir / "real/photo.db"), "SELECT count(*) AS v FROM t"), "0");
+}
+
+// Links of a user on the way to the folder, in a process that may do more than that user.
+class ForeignFolderTest : public testing::Test {
+ protected:
+  static constexpr uid_t kUser = 12345;
+
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root";
+    Send(OpenSqlite(real("photo.db")), "CREATE TABLE t (n integer)");
+    ASSERT_EQ(symlink(real("").c_str(), (dir_ / "link").c_str()), 0);
+    ASSERT_EQ(lchown((dir_ / "link").c_str(), kUser, kUser), 0);
+  }
+  std::string real(const std::string& name) const { return dir_ / ("real/" + name); }
+  Connection OpenThroughLink(const std::string& name) const { return OpenSqlite(dir_ / ("link/" + name)); }
+
+  TempDir dir_;
+
+ private:
+  const bool made_ = mkdir((dir_ / "real").c_str(), 0755) == 0;
+};
+
+TEST_F(ForeignFolderTest, AUsersLinkIntoSomebodyElsesFolderIsRefused) {
+  EXPECT_EQ(OpenThroughLink("photo.db"), nullptr);
+}
+
+TEST_F(ForeignFolderTest, NothingIsMadeBehindAUsersLink) {
+  EXPECT_EQ(OpenThroughLink("new.db"), nullptr);
+  EXPECT_NE(access(real("new.db").c_str(), F_OK), 0);
+}
+
+TEST_F(ForeignFolderTest, AUsersLinkToAFolderOfTheirOwnIsFollowed) {
+  ASSERT_EQ(chown(real("").c_str(), kUser, kUser), 0);
+  EXPECT_EQ(Value(OpenThroughLink("photo.db"), "SELECT count(*) AS v FROM t"), "0");
 }
 
 TEST(ConnectTest, UnknownServerIsAFailure) {

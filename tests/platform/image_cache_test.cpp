@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/safe_image.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
 
@@ -48,6 +49,52 @@ TEST_F(ImageCache, TellsWhatTheFileHolds) {
   EXPECT_EQ(image->width, 40);
   EXPECT_EQ(image->height, 30);
   EXPECT_EQ(Make(*image), "Maker");
+}
+
+TEST_F(ImageCache, ATiffTellsItsSize) {
+  MakeImage(dir_ / "a.tif", 40, 30);
+  const auto image = GetParsedImage(dir_ / "a.tif");
+  EXPECT_EQ(image->mime, "image/tiff");
+  EXPECT_EQ(image->width, 40);
+  EXPECT_EQ(image->height, 30);
+}
+
+TEST(SafeImage, TheFileThatWasOpenedIsRead) {
+  const TempDir dir;
+  const std::string path = dir / "a.jpg";
+  MakeJpeg(path, 40, 30, {{"Exif.Image.Make", "Maker"}});
+  const Exiv2::Image::AutoPtr image = OpenImageSafely(path);
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  image->readMetadata();
+  EXPECT_EQ(image->exifData()["Exif.Image.Make"].toString(), "Maker");
+}
+
+TEST(SafeImage, ErrorsNameThePath) {
+  const TempDir dir;
+  const std::string path = dir / "a.jpg";
+  try {
+    OpenImageSafely(path);
+    ADD_FAILURE();
+  } catch (const Exiv2::Error& error) {
+    EXPECT_EQ(error.what(), path + ": Failed to open the data source: No such file or directory (errno = 2)");
+  }
+  MakeJpeg(path, 40, 30, {});
+  EXPECT_EQ(OpenImageSafely(path)->io().path(), path);
+}
+
+TEST(SafeImage, NoDescriptorStaysOpen) {
+  const TempDir dir;
+  MakeJpeg(dir / "a.jpg", 40, 30, {});
+  WriteFile(dir / "text.jpg", "no image at all");
+  const int free_before = dup(STDIN_FILENO);
+  close(free_before);
+  OpenImageSafely(dir / "a.jpg")->readMetadata();
+  EXPECT_THROW(OpenImageSafely(dir / "text.jpg"), Exiv2::Error);
+  EXPECT_THROW(OpenImageSafely(dir.path()), Exiv2::Error);
+  const int free_after = dup(STDIN_FILENO);
+  close(free_after);
+  EXPECT_EQ(free_after, free_before);
 }
 
 TEST_F(ImageCache, AFileIsParsedOnce) {

@@ -50,6 +50,7 @@ class LendingTest : public testing::Test {
 
   // Whether the handle is a hand-out: it then shares the connection's temporary tables.
   static bool IsLent(const Connection& connection) {
+    EXPECT_NE(connection, nullptr);
     return KAVODBExecute(connection.get(), "SELECT * FROM temp.mark", nullptr) == 0;
   }
   void LendMarked() const {
@@ -74,8 +75,17 @@ TEST_F(LendingTest, SameFileIsHandedOut) {
 
 TEST_F(LendingTest, SameFileIsKnownByAnyName) {
   LendMarked();
+  fs::create_hard_link(file(), Path("second.db"));
+  EXPECT_TRUE(IsLent(OpenSqlite(Path("second.db"))));
+  fs::create_directory_symlink(fs::path(file()).parent_path(), Path("folder"));
+  EXPECT_TRUE(IsLent(OpenSqlite(Path("folder/photo.db"))));
+}
+
+TEST_F(LendingTest, LinkIsRefusedAsIfNothingWereLent) {
+  LendMarked();
   fs::create_symlink(file(), Path("link.db"));
-  EXPECT_TRUE(IsLent(OpenSqlite(Path("link.db"))));
+  EXPECT_EQ(OpenSqlite(Path("link.db")), nullptr);
+  EXPECT_EQ(KAVODBLend(Path("link.db").c_str()), -1);
 }
 
 TEST_F(LendingTest, OtherFilesAreOpened) {
@@ -279,6 +289,20 @@ TEST_F(BatchTest, ReplacedFileBeginsNoBatch) {
   EXPECT_STREQ(KAVODBLentErrorGet(), "The lent file was replaced.");
 }
 
+TEST_F(BatchTest, FileThatIsReplacedDuringTheBatchKeepsNothing) {
+  BeginBatch();
+  Send(Open(), "INSERT INTO t VALUES (1)");
+  ASSERT_EQ(Remove(), 0);
+  fs::rename(file(), Path("lent.db"));
+  Send(OpenSqlite(file()), "CREATE TABLE t (n integer)");
+  EXPECT_EQ(KAVODBBatchCommit(), -1);
+  EXPECT_STREQ(KAVODBLentErrorGet(), "The lent file was replaced.");
+  EXPECT_TRUE(Visible());
+  EXPECT_EQ(Rows(), "0");
+  KAVODBLendEnd();
+  EXPECT_EQ(Value(OpenSqlite(Path("lent.db")), "SELECT count(*) AS v FROM t"), "0");
+}
+
 TEST_F(BatchTest, RemovalWithoutABatchIsDoneAtOnce) {
   ASSERT_EQ(Remove(), 0);
   EXPECT_FALSE(OnDisk());
@@ -291,6 +315,52 @@ TEST_F(BatchTest, RemovalWaitsForTheCommit) {
   EXPECT_FALSE(Visible());
   ASSERT_EQ(KAVODBBatchCommit(), 0);
   EXPECT_FALSE(OnDisk());
+}
+
+TEST_F(BatchTest, SideFileThatWasWrittenAgainStays) {
+  BeginBatch();
+  ASSERT_EQ(Remove(), 0);
+  usleep(20'000);  // a tick of the clock of file times
+  WriteFile(SideFile(), "other");
+  EXPECT_TRUE(Visible());
+  ASSERT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
+  EXPECT_EQ(ReadFile(SideFile()), "other");
+}
+
+TEST_F(BatchTest, SideFileThatWasConsumedAgainIsRemoved) {
+  BeginBatch();
+  ASSERT_EQ(Remove(), 0);
+  usleep(20'000);
+  WriteFile(SideFile(), "other");
+  ASSERT_EQ(Remove(), 0);
+  EXPECT_FALSE(Visible());
+  ASSERT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
+  EXPECT_FALSE(OnDisk());
+}
+
+TEST_F(BatchTest, ForgottenRemovalsAreThoseSinceTheMark) {
+  const std::string kept = Path("@eaDir/b.jpg/KAVOPHOTO_TITLE");
+  WriteFile(kept, "kept");
+  BeginBatch();
+  EXPECT_EQ(KAVODBBatchMark(), 0);
+  ASSERT_EQ(Remove(), 0);
+  const int mark = KAVODBBatchMark();
+  EXPECT_EQ(mark, 1);
+  ASSERT_EQ(KAVOBeneathRemove(folder().c_str(), kept.c_str()), 0);
+  EXPECT_EQ(KAVODBBatchMark(), 2);
+  KAVODBBatchForgetRemovals(mark);
+  EXPECT_EQ(KAVODBBatchMark(), 1);
+  EXPECT_NE(KAVOBeneathExist(folder().c_str(), kept.c_str()), 0);
+  ASSERT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
+  EXPECT_TRUE(fs::exists(kept));
+  EXPECT_FALSE(OnDisk());
+}
+
+TEST_F(BatchTest, ForgettingWithoutABatchIsHarmless) {
+  KAVODBBatchForgetRemovals(0);
+  KAVODBBatchForgetRemovals(-1);
+  KAVODBBatchForgetRemovals(7);
+  EXPECT_EQ(KAVODBBatchMark(), 0);
 }
 
 TEST_F(BatchTest, RemovalIsDroppedByARollback) {

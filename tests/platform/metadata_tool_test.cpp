@@ -291,6 +291,19 @@ TEST_F(MetadataTool, DamagedFilesAnswerAsTheProgram) {
   }
 }
 
+TEST_F(MetadataTool, AListingBeyondTheCapIsIncomplete) {
+  const std::string path = dir_ / "a.tif";
+  const std::string line = "Exif.Image.ImageDescription                  Ascii     ";
+  for (const std::size_t size : {kMaxCapturedOutput - (std::size_t{1} << 16), kMaxCapturedOutput + 1}) {
+    MakeImage(path, 8, 6, {{"Exif.Image.ImageDescription", std::string(size, 'x')}});
+    const auto result = AnswerMetadataQuestion(Listing(path));
+    ASSERT_TRUE(result);
+    ASSERT_THAT(result->output, testing::HasSubstr(line));
+    EXPECT_EQ(result->complete, size < kMaxCapturedOutput);
+    EXPECT_LE(result->output.size(), kMaxCapturedOutput);
+  }
+}
+
 TEST_F(MetadataTool, PeopleRegionsAreListedAsTheProgramDoes) {
   const std::string path = MakeWithPacket(
       "regions.jpg",
@@ -303,6 +316,8 @@ TEST_F(MetadataTool, PeopleRegionsAreListedAsTheProgramDoes) {
                "<MPReg:Rectangle>0.1, 0.2, 0.3, 0.4</MPReg:Rectangle></rdf:li></rdf:Bag></MPRI:Regions>"
                "</MP:RegionInfo>"));
   CompareAll(path);
+  Compare(OneStoredValue("Xmp.MP.RegionInfo", path));
+  Compare(OneStoredValue("Xmp.MP.RegionInfo/MPRI:Regions[1]/MPReg:PersonDisplayName", path));
   EXPECT_THAT(AnswerMetadataQuestion(KeyListing(path))->output,
               testing::HasSubstr("Xmp.MP.RegionInfo/MPRI:Regions[1]/MPReg:PersonDisplayName  Ann & Bo\n"));
 }

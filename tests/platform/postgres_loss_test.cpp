@@ -35,6 +35,25 @@ TEST(PostgresLossTest, SelectIsSentOnceMoreOnANewConnection) {
   }
 }
 
+// Whether those read only cannot be told by a look at their words.
+TEST(PostgresLossTest, SelectThatMayHideMoreIsSentOnce) {
+  for (const char* sql :
+       {"SELECT 1 INTO t", "select a.\"b;c\" from a", "SELECT 1 -- '\n; DELETE FROM t --'",
+        "SELECT 1 /* ' */ ; DELETE FROM t /* ' */", "SELECT $$'$$; DELETE FROM t; SELECT $$'$$"}) {
+    ScriptedServer server({Error("08006"), Row("7")});
+    const Connection db = OpenPostgres();
+    EXPECT_EQ(Execute(db, sql), -1) << sql;
+    EXPECT_EQ(server.statements(), Statements{sql});
+  }
+}
+
+TEST(PostgresLossTest, WordsInsideALiteralHideNothing) {
+  const char* sql = "SELECT v FROM t WHERE p = 'into -- /* $ \" ; ''x' AND into_ = 1";
+  ScriptedServer server({Error("08006"), Row("7")});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Value(db, sql), "7");
+}
+
 TEST(PostgresLossTest, SelectIsSentOnceMoreOnly) {
   ScriptedServer server({Error(""), Error(""), Row("7")});
   const Connection db = OpenPostgres();

@@ -102,11 +102,12 @@ TEST_F(ReconnectTest, SessionSettingsHoldAgain) {
   Send(db(), "ALTER DATABASE photo SET standard_conforming_strings = off");
   const Connection other = OpenPostgres();
   const std::string settings =
-      "SELECT current_setting('standard_conforming_strings') || ' ' || current_setting('client_encoding') AS "
-      "v";
-  EXPECT_EQ(Value(other, settings), "on UTF8");
+      "SELECT current_setting('standard_conforming_strings') || ' ' || current_setting('client_encoding') || "
+      "' ' "
+      "|| current_setting('lock_timeout') AS v";
+  EXPECT_EQ(Value(other, settings), "on UTF8 30s");
   Terminate(Value(other, "SELECT pg_backend_pid() AS v"));
-  EXPECT_EQ(Value(other, settings), "on UTF8");
+  EXPECT_EQ(Value(other, settings), "on UTF8 30s");
   Send(db(), "ALTER DATABASE photo RESET standard_conforming_strings");
 }
 

@@ -7,13 +7,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "platform/text.h"
 #include "process/spawn.h"
 #include "support/appliance_tree.h"
 #include "support/temp_dir.h"
@@ -75,6 +78,26 @@ TEST_F(Process, CapturesNothingUnlessAsked) {
   ProcessRunner runner(kTool, kTool);
   EXPECT_EQ(runner.run(true, false), 0);
   EXPECT_STREQ(runner.getCapturedOutput(), "");
+}
+
+TEST_F(Process, NulBytesAreCapturedAsBlanks) {
+  AddProgram(kTool, "printf 'one\\0two\\0\\0\\n'");
+  ProcessRunner runner(kTool, kTool);
+  EXPECT_EQ(runner.run(true, true), 0);
+  EXPECT_STREQ(runner.getCapturedOutput(), "one two  \n");
+}
+
+TEST_F(Process, MoreThanTheCapIsAFailure) {
+  AddProgram(kTool, "head -c $1 /dev/zero");
+  const std::string cap = std::to_string(kMaxCapturedOutput);
+  ProcessRunner whole(kTool, kTool, cap.c_str());
+  EXPECT_EQ(whole.run(true, true), 0);
+  EXPECT_EQ(std::string_view(whole.getCapturedOutput()).size(), kMaxCapturedOutput);
+  const std::string more = std::to_string(kMaxCapturedOutput + 1);
+  ProcessRunner part(kTool, kTool, more.c_str());
+  EXPECT_LT(part.run(true, true), 0);
+  EXPECT_STREQ(part.getCapturedOutput(), "");
+  EXPECT_EQ(part.run(true, false), 0);
 }
 
 TEST_F(Process, ASecondRunStartsWithoutTheFirstOnesOutput) {
@@ -206,6 +229,7 @@ TEST_F(Process, WhatIsBeyondTheCapIsDropped) {
   const auto result = RunProgram(Script("head -c 20000000 /dev/zero | tr '\\0' x; exit 2"));
   ASSERT_TRUE(result);
   EXPECT_EQ(result->status, 2);
+  EXPECT_FALSE(result->complete);
   EXPECT_EQ(result->output.size(), kMaxCapturedOutput);
   EXPECT_EQ(result->output.find_first_not_of('x'), std::string::npos);
 }
@@ -270,6 +294,36 @@ TEST_F(Process, ACallerThatCollectsEveryChildGetsTheStatus) {
   signal(SIGCHLD, SIG_DFL);
   ASSERT_TRUE(result);
   EXPECT_EQ(result->status, 7);
+}
+
+// Its number may be that of another program by then.
+TEST_F(Process, AProgramThatAnotherThreadCollectsIsAFailure) {
+  std::atomic<bool> collected = false;
+  std::thread thief([&] {
+    while (!collected) collected = waitpid(-1, nullptr, WNOHANG) > 0;
+  });
+  const auto result = RunProgram(Script("sleep 0.3"));
+  thief.join();
+  EXPECT_FALSE(result);
+  EXPECT_EQ(RLIBCErrGet(), ECHILD);
+}
+
+TEST_F(Process, AFailureIsNoted) {
+  auto hung = Script("sleep 10");
+  hung.limit = 50ms;
+  EXPECT_FALSE(RunProgram(hung));
+  EXPECT_EQ(RLIBCErrGet(), ETIMEDOUT);
+  EXPECT_EQ(RLIBCExec("/missing", nullptr, nullptr, nullptr, nullptr), -1);
+  EXPECT_EQ(RLIBCErrGet(), ENOENT);
+  EXPECT_EQ(RLIBCExec(nullptr, nullptr, nullptr, nullptr, nullptr), -1);
+  EXPECT_EQ(RLIBCErrGet(), EINVAL);
+}
+
+// It may be another program, and is not the one of the tree.
+TEST_F(Process, AProgramWhosePlaceIsTooLongIsNotRun) {
+  setenv("LUMIVAULT_ROOT", ("/" + std::string(5'000, 'x')).c_str(), 1);
+  EXPECT_EQ(RLIBCExec("/usr/bin/php", "-v", nullptr, nullptr, nullptr), -1);
+  EXPECT_EQ(RLIBCErrGet(), ENAMETOOLONG);
 }
 
 TEST_F(Process, NoDescriptorAndNoZombieStays) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
@@ -199,6 +201,33 @@ TEST_F(ShareTest, FileTestsFollowLinks) {
   EXPECT_EQ(RLIBCFileCheckDir((tree_.shared() / "a.jpg").c_str()), 0);
   EXPECT_EQ(RLIBCFileCheckDir(nullptr), 0);
   EXPECT_EQ(RLIBCFileExist(nullptr), 0);
+}
+
+// Rows are removed because a file is gone.
+TEST_F(ShareTest, WhatCannotBeToldIsNotGone) {
+  constexpr uid_t kUser = 12345;
+  const fs::path folder = tree_.shared() / "closed";
+  WriteFile(folder / "a.jpg", "12345");
+  ASSERT_EQ(chmod(folder.c_str(), 0), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && setuid(kUser) != 0) _exit(1);
+    std::int64_t size = -1;
+    const bool kept = RLIBCFileExist((folder / "a.jpg").c_str()) != 0 &&
+                      IsFileExist((folder / "a.jpg").c_str(), &size) && size == 0 &&
+                      RLIBCFileExist((folder / "missing.jpg").c_str()) != 0;
+    _exit(kept ? 0 : 2);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  chmod(folder.c_str(), 0755);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST_F(ShareTest, SlashesAtTheEndOfALinksTargetAreDropped) {
+  fs::create_directory_symlink(tree_.shared().string() + "//", FixedPath("/var/services/slashes"));
+  EXPECT_EQ(SharePath("slashes"), tree_.shared());
 }
 
 }  // namespace

@@ -101,6 +101,33 @@ TEST_F(CliTest, AFolderThatIsNotThereIsAWrongCommandLine) {
   ExpectUsageError({"index", scratch() / "file"});
 }
 
+TEST_F(CliTest, WhatIsWrongIsNamed) {
+  EXPECT_EQ(Run({"fly"}).err, "lumivault: unknown command fly (see lumivault --help)\n");
+  const RunResult nothing = Run({"show", ""});
+  EXPECT_EQ(nothing.status, 2);
+  EXPECT_EQ(nothing.err, "lumivault: show needs a file name\n");
+}
+
+TEST_F(CliTest, ClosedStandardDescriptorsGetNothingOfOthers) {
+  MakeJpeg(File("a.jpg"), 8, 8);
+  const std::string root = "--root=" + state().string();
+  const pid_t child = fork();
+  if (child == 0) {
+    for (int number = 0; number <= STDERR_FILENO; ++number) close(number);
+    execl(LUMIVAULT_PROGRAM, LUMIVAULT_PROGRAM, "index", folder().c_str(), root.c_str(), nullptr);
+    _exit(127);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
+  for (const auto& entry : fs::recursive_directory_iterator(state())) {
+    if (!entry.is_regular_file()) continue;
+    EXPECT_EQ(ReadFile(entry.path()).find("found 1"), std::string::npos) << entry.path();
+  }
+}
+
 TEST_F(CliTest, AFolderInsideALibraryIsRefused) {
   MakeLibrary();
   ExpectUsageError({"index", folder() / "2024"});

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -214,6 +215,16 @@ TEST_F(OtherUser, UnreadableFilesAndFoldersAreReported) {
   chmod(File("folder").c_str(), 0700);
 }
 
+TEST_F(OtherUser, AFolderThatCannotBeReadEndsTheRun) {
+  MakeJpeg(File("a.jpg"), 8, 8);
+  if (!Become()) GTEST_SKIP() << "the program cannot be run as another user here";
+  chmod(folder().c_str(), 0300);
+  const RunResult result = Run({"index", folder(), "--quiet"});
+  chmod(folder().c_str(), 0700);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "lumivault: " + folder().string() + ": cannot be opened: Permission denied\n");
+}
+
 TEST_F(OtherUser, AFolderThatCannotBeWrittenHasNoDatabaseToReach) {
   MakeJpeg(File("a.jpg"), 8, 8);
   if (!Become()) GTEST_SKIP() << "the program cannot be run as another user here";
@@ -284,6 +295,63 @@ TEST_F(IndexTest, NamesThatAreNotUtf8AreRefusedOneByOne) {
     EXPECT_TRUE(failed.isMember("path_base64"));
   }
   EXPECT_EQ(Paths(), Strings({"good.jpg"}));
+}
+
+TEST_F(IndexTest, AFolderThatCannotBeAnAlbumIsSkippedAndItsFilesAreNot) {
+  const std::string deep = std::string(200, 'd') + "/" + std::string(54, 'e');
+  MakeJpeg(File(deep + "/a.jpg"), 8, 8);
+  MakeJpeg(File("\xff/b.jpg"), 8, 8);
+  const Json::Value report = Index({}, 3);
+  EXPECT_EQ(report["found"].asInt(), 2);
+  EXPECT_EQ(report["folders"].asInt(), 2);
+  EXPECT_EQ(report["skipped"]["folder name too long for an album"].asInt(), 1);
+  EXPECT_EQ(report["skipped"]["folder name is not UTF-8"].asInt(), 1);
+  EXPECT_EQ(Paths(), Strings({deep + "/a.jpg"}));
+  ASSERT_EQ(report["failed"].size(), 1U);
+  EXPECT_TRUE(report["failed"][0]["reason"].asString().starts_with("Invalid path : "));
+}
+
+TEST_F(IndexTest, SideFilesOfAFailedFileStayAndThoseOfItsNeighbourAreConsumed) {
+  MakeJpeg(File("good.jpg"), 8, 8);
+  MakeJpeg(File("\xff.jpg"), 8, 8);
+  WriteFile(File("@eaDir/good.jpg/KAVOPHOTO_TITLE"), "Kept title");
+  WriteFile(File("@eaDir/\xff.jpg/KAVOPHOTO_TITLE"), "Lost title");
+  const Json::Value report = Index({"-j", "1"}, 3);
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(Value("SELECT title FROM photo_image WHERE path = 'good.jpg'"), "Kept title");
+  EXPECT_FALSE(fs::exists(File("@eaDir/good.jpg/KAVOPHOTO_TITLE")));
+  EXPECT_TRUE(fs::exists(File("@eaDir/\xff.jpg/KAVOPHOTO_TITLE")));
+}
+
+// On one core a worker that has sent something waits until the supervisor has dealt with it.
+class OnOneCore {
+ public:
+  OnOneCore() {
+    sched_getaffinity(0, sizeof(before_), &before_);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    std::size_t core = 0;
+    while (core < CPU_SETSIZE - 1 && !CPU_ISSET(core, &before_)) ++core;
+    CPU_SET(core, &one);
+    sched_setaffinity(0, sizeof(one), &one);
+  }
+  ~OnOneCore() { sched_setaffinity(0, sizeof(before_), &before_); }
+  OnOneCore(const OnOneCore&) = delete;
+  OnOneCore& operator=(const OnOneCore&) = delete;
+
+ private:
+  cpu_set_t before_{};
+};
+
+TEST_F(IndexTest, ARunLeavesTheDatabaseInOneFile) {
+  const OnOneCore one_core;
+  for (int i = 0; i < 100; ++i) MakeJpeg(File(std::to_string(i) + ".jpg"), 8, 8);
+  for (int run = 0; run < 9; ++run) {
+    Index({"-j", run % 3 == 0 ? "3" : "1"});
+    for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+      EXPECT_FALSE(fs::exists(folder() / (std::string(".KAVOHGADB") + suffix))) << suffix << " of " << run;
+    }
+  }
 }
 
 TEST_F(IndexTest, TwoFoldersAreTwoLibrariesOfOneStateFolder) {

@@ -18,8 +18,6 @@ namespace {
 // Files where the two differ for a good reason, with the key of the reader and the reason.
 const std::map<std::string, std::map<std::string, std::string>> kDifferences = {
     {"bep-imagemeta/sample.arw", {{"size", "the whole sensor, not the part of it that is developed"}}},
-    {"bep-imagemeta/sample.cr2", {{"size", "Exif states the size of the small preview"}}},
-    {"tika/testNEF.nef", {{"size", "the sensor's picture, not the preview"}}},
     {"pigallery2/sidecar/20240128_120909.mp4", {{"size", "as coded, not as shown"}}},
     {"metadata-extractor-images/heic/IllegalArgumentException.HeifReader.processBoxes.heif",
      {{"size", "corrupt: neither library reads it"}}},

@@ -33,6 +33,7 @@ class StateRootTest : public testing::Test {
     return *root;
   }
 
+  const fs::path& dir_path() const { return dir_.path(); }
   std::string Content(const std::string& place) const { return ReadFile(root_path().string() + place); }
 
   static mode_t ModeOf(const fs::path& path) {
@@ -144,9 +145,10 @@ TEST_F(StateRootTest, AMissingDatabaseToolIsABadConfiguration) {
 
 TEST_F(StateRootTest, AFileInItsPlaceIsABadConfiguration) {
   WriteFile(root_path(), "x");
-  const auto prepared = StateRoot::Locate(root_path())->Prepare();
-  ASSERT_FALSE(prepared);
-  EXPECT_EQ(prepared.failure().status, ExitStatus::kConfiguration);
+  const auto root = StateRoot::Locate(root_path());
+  ASSERT_FALSE(root);
+  EXPECT_EQ(root.failure().status, ExitStatus::kConfiguration);
+  EXPECT_EQ(root.failure().message, root_path().string() + ": is not a folder");
 }
 
 TEST_F(StateRootTest, ManyProcessesMayMakeItAndTheirLibrariesAtOnce) {
@@ -226,8 +228,11 @@ TEST_F(LibraryFolderTest, WhatIsNoFolderIsRefused) {
 TEST_F(LibraryFolderTest, LibrariesDoNotOverlap) {
   const fs::path folder = Photos("photos/holidays");
   ASSERT_TRUE(Make(folder));
-  EXPECT_EQ(Refusal(Photos("photos/holidays/2024")), "lies in or around the library " + folder.string());
-  EXPECT_EQ(Refusal(Photos("photos")), "lies in or around the library " + folder.string());
+  WriteFile(folder / ".KAVOHGADB", "");
+  const std::string reason =
+      "lies in or around the library " + folder.string() + "; to give that one up, delete its .KAVOHGADB";
+  EXPECT_EQ(Refusal(Photos("photos/holidays/2024")), reason);
+  EXPECT_EQ(Refusal(Photos("photos")), reason);
   EXPECT_TRUE(Make(Photos("photos/holidays2")));
 }
 
@@ -235,6 +240,30 @@ TEST_F(LibraryFolderTest, ALibraryThatIsGoneIsInNobodysWay) {
   ASSERT_TRUE(Make(Photos("photos/old")));
   fs::remove_all(dir_.path() / "photos/old");
   EXPECT_TRUE(Make(Photos("photos")));
+}
+
+TEST_F(LibraryFolderTest, ALibraryThatWasGivenUpIsForgottenByTheOneAroundIt) {
+  const fs::path old = Photos("photos/old");
+  ASSERT_TRUE(Make(old));
+  ASSERT_TRUE(Make(Photos("elsewhere")));
+  ASSERT_TRUE(Make(Photos("photos")));
+  EXPECT_EQ(FindLibrary((old / "a.jpg").string())->folder, (dir_path() / "photos").string());
+  EXPECT_TRUE(FindLibrary((dir_path() / "elsewhere/a.jpg").string()));
+}
+
+TEST_F(LibraryFolderTest, ALibraryWhoseFirstRunIsUnderWayIsInTheWay) {
+  const auto library = Make(Photos("photos/new"));
+  const auto lock = LockLibrary(*root_, *library);
+  ASSERT_TRUE(lock);
+  EXPECT_NE(Refusal(Photos("photos")), "");
+}
+
+TEST_F(LibraryFolderTest, APathBeyondTheDatabasesLimitIsRefused) {
+  const std::size_t left = 490 - dir_path().string().size() - 1;
+  const std::string half(left / 2, 'a');
+  const std::string fits = half + "/" + std::string(left - half.size() - 1, 'b');
+  EXPECT_EQ(Refusal(Photos(fits)), "");
+  EXPECT_EQ(Refusal(Photos(fits + "b")), "the path is too long for a library: 491 bytes, at most 490");
 }
 
 TEST_F(LibraryFolderTest, OneRunAtATimeHoldsALibrary) {

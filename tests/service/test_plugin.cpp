@@ -1,5 +1,6 @@
 // A plug-in that does as the names of the files say, over a table of its own: what the service makes of
 // workers that die, hang or refuse cannot be tried with one that is well.
+#include <fcntl.h>
 #include <json/value.h>
 #include <signal.h>
 #include <syslog.h>
@@ -57,6 +58,9 @@ int Store(const std::string& path) {
 }  // namespace
 
 TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
+  if (const char* marker = getenv("TEST_PLUGIN_ONE_START")) {
+    if (open(marker, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600) < 0) return -1;
+  }
   Misbehave(getenv("TEST_PLUGIN_START") != nullptr ? getenv("TEST_PLUGIN_START") : "");
   Database() = std::string(path) + "/.KAVOHGADB";
   return Execute(
@@ -64,6 +68,8 @@ TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
       "CREATE TABLE IF NOT EXISTS photo_share (shareid INTEGER PRIMARY KEY, sharename TEXT UNIQUE);"
       "CREATE TABLE IF NOT EXISTS owned (album INTEGER REFERENCES photo_share (shareid) DEFERRABLE INITIALLY "
       "DEFERRED);"
+      "CREATE TABLE IF NOT EXISTS photo_image (path TEXT);"
+      "CREATE TABLE IF NOT EXISTS photo_config (config_key TEXT PRIMARY KEY, config_value TEXT);"
       "INSERT OR IGNORE INTO photo_share VALUES (1, '/');",
       "");
 }

@@ -213,6 +213,19 @@ TEST_F(WalkTest, ARootThatIsNotThereIsAFailure) {
   EXPECT_EQ(walk.failure().status, ExitStatus::kFatal);
 }
 
+TEST_F(WalkTest, ARootThatCannotBeListedIsAFailure) {
+  ASSERT_EQ(chmod(root().c_str(), 0111), 0);
+  ASSERT_EQ(chmod(root().parent_path().c_str(), 0755), 0);
+  const bool fine = RunChildren(1, [&](int) {
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) return 2;
+    const auto walk = Walk::Start(root());
+    if (walk || walk.failure().status != ExitStatus::kFatal) return 1;
+    return walk.failure().message == root().string() + ": cannot be opened: Permission denied" ? 0 : 3;
+  });
+  EXPECT_TRUE(fine);
+  chmod(root().c_str(), 0700);
+}
+
 TEST_F(WalkTest, ALargeFolderIsWalkedCompletelyAndInOrder) {
   constexpr int kFiles = 5000;
   for (int i = 0; i < kFiles; ++i) Touch("f" + std::to_string(i));

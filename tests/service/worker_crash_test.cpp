@@ -212,6 +212,14 @@ TEST_F(WorkerCrashTest, AWorkerThatNeverStartsEndsTheRun) {
   EXPECT_EQ(result.err, "lumivault: no worker can be started: killed by signal 6 (Aborted)\n");
 }
 
+TEST_F(WorkerCrashTest, OneWorkerThatStartsDoesTheWorkOfAll) {
+  MakePhotos(60, "p");
+  Environment("TEST_PLUGIN_ONE_START", (scratch() / "started").string());
+  const Json::Value report = Index({"-j", "3"});
+  EXPECT_EQ(report["added"].asInt(), 60);
+  EXPECT_EQ(KeptPhotos(), 60);
+}
+
 TEST_F(WorkerCrashTest, APlugInThatIsNotThereIsABadConfiguration) {
   MakePhotos({"a.jpg"});
   Environment("LUMIVAULT_PLUGIN", "/nowhere/plugin.so");

@@ -6,9 +6,9 @@
 
 #include "support/temp_dir.h"
 
-// A whole appliance in a temporary folder, for tests on the real platform: LUMIVAULT_ROOT points at it while
-// the object lives. The package is enabled; there is a shared tree and, after AddUser, personal folders that
-// are switched on.
+// A whole appliance in a temporary folder, for tests on the real platform: LUMIVAULT_ROOT points at it
+// while the object lives. The package is enabled; there is a shared tree and, after AddUser, personal
+// folders that are switched on. All trees of a process stand at the same place, so there is one at a time.
 //
 //   volume/photo                    the shared photo folder, linked from var/services/photo
 //   volume/homes/<user>/photo       personal folders

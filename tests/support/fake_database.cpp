@@ -42,7 +42,10 @@ int Run(const char* sql, std::size_t limit, std::size_t offset, KAVODB_RESULT** 
   fake.statements.emplace_back(sql);
   FakePlatform::Answer answer = TakeAnswer(sql);
   if (answer.result == -1) return -1;
-  if (result == nullptr) return 0;
+  if (result == nullptr) {
+    fake.without_result.emplace_back(sql);
+    return 0;
+  }
   auto& rows = answer.rows;
   rows.erase(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(std::min(offset, rows.size())));
   if (limit != 0 && rows.size() > limit) rows.resize(limit);
@@ -165,7 +168,10 @@ char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...) {
 
 int EscapeConditionEX2(int database_type, const char* condition, char* out) {
   if (Fails("EscapeConditionEX2", database_type, condition)) return -1;
-  std::strcpy(out, condition);  // NOLINT: the caller makes room for twice the length
+  // The real one may double every byte: all the room that the caller has to make is written.
+  const std::size_t length = std::strlen(condition);
+  std::memset(out, '#', 2 * length + 1);
+  std::memcpy(out, condition, length + 1);
   return 0;
 }
 
@@ -183,6 +189,14 @@ int KAVODBBatchCommit(void) {
 }
 void KAVODBBatchRollback(void) {
   Record("KAVODBBatchRollback");
+}
+
+int KAVODBBatchMark(void) {
+  Record("KAVODBBatchMark");
+  return FakePlatform::Get().pending_removals;
+}
+void KAVODBBatchForgetRemovals(int mark) {
+  Record("KAVODBBatchForgetRemovals", mark);
 }
 
 const char* KAVODBLentErrorGet(void) {

@@ -80,7 +80,11 @@ struct FakePlatform {
   // The statements that were sent, as they were sent (placeholders filled without escaping), and open
   // handles.
   std::vector<std::string> statements;
+  // Those of them that succeeded without being asked for a result.
+  std::vector<std::string> without_result;
   int open_connections = 0;
+  // What KAVODBBatchMark answers.
+  int pending_removals = 0;
   int open_results = 0;
 
   // --- Text. What is not UTF-8 is read as Latin-1. The last platform error is fixed.

@@ -1,5 +1,8 @@
 // Programs.
 #include "platform/process.h"
+
+#include <algorithm>
+
 #include "support/fake_record.h"
 
 namespace {
@@ -73,7 +76,9 @@ void ProcessRunner::addArguments(const char* a0, const char* a1, const char* a2,
 int ProcessRunner::run(bool /*wait*/, bool capture) {
   impl_->output.clear();
   if (Fails("ProcessRunner", impl_->Command())) return -1;
-  return Answer(impl_->Command(), capture ? &impl_->output : nullptr);
+  const int status = Answer(impl_->Command(), capture ? &impl_->output : nullptr);
+  std::replace(impl_->output.begin(), impl_->output.end(), '\0', ' ');
+  return status;
 }
 
 const char* ProcessRunner::getCapturedOutput() const {

@@ -50,10 +50,21 @@ int KAVOIndexPersonalAlbumDefRightGet(const char* user, int* is_public) {
   return 0;
 }
 
+namespace {
+
+// What PATH refers to when it names a descriptor of this process, else PATH.
+std::string OpenedPath(const std::string& path) {
+  std::error_code other;
+  if (!path.starts_with("/proc/self/fd/")) return path;
+  return std::filesystem::read_symlink(path, other).string();
+}
+
+}  // namespace
+
 int KAVOIndexImgResGet(const char* path, int* width, int* height) {
   if (Fails("KAVOIndexImgResGet", path)) return -1;
   const auto& resolutions = FakePlatform::Get().resolutions;
-  const auto found = resolutions.find(path);
+  const auto found = resolutions.find(OpenedPath(path));
   if (found == resolutions.end()) return -1;
   *width = found->second.first;
   *height = found->second.second;

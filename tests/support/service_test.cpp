@@ -100,22 +100,26 @@ Json::Value ServiceTest::Index(std::vector<std::string> more, int expected_statu
   return StrictJson(result.out);
 }
 
-std::vector<ServiceTest::Row> ServiceTest::Query(const std::string& sql) const {
-  std::vector<Row> rows;
-  const Database database = OpenDatabase(folder() / ".KAVOHGADB");
+std::vector<DatabaseRow> QueryDatabase(const fs::path& file, const std::string& sql) {
+  std::vector<DatabaseRow> rows;
+  const Database database = OpenDatabase(file);
   sqlite3_stmt* handle = nullptr;
   if (sqlite3_prepare_v2(database.get(), sql.c_str(), -1, &handle, nullptr) != SQLITE_OK) {
     ADD_FAILURE() << sql << ": " << sqlite3_errmsg(database.get());
   }
   const Prepared statement(handle, &sqlite3_finalize);
   while (handle != nullptr && sqlite3_step(handle) == SQLITE_ROW) {
-    Row& row = rows.emplace_back();
+    DatabaseRow& row = rows.emplace_back();
     for (int i = 0; i < sqlite3_column_count(handle); ++i) {
       const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle, i));
       row[sqlite3_column_name(handle, i)] = text != nullptr ? text : "NULL";
     }
   }
   return rows;
+}
+
+std::vector<ServiceTest::Row> ServiceTest::Query(const std::string& sql) const {
+  return QueryDatabase(folder() / ".KAVOHGADB", sql);
 }
 
 std::string ServiceTest::Value(const std::string& sql) const {

@@ -42,10 +42,15 @@ class ProgramRun {
   std::filesystem::path err_;
 };
 
+// One row of a statement's result, "NULL" for a null.
+using DatabaseRow = std::map<std::string, std::string>;
+// The rows of a statement on the SQLite database FILE, on a connection of the test's own.
+std::vector<DatabaseRow> QueryDatabase(const std::filesystem::path& file, const std::string& sql);
+
 // The real program on a folder of its own, with a state folder of its own.
 class ServiceTest : public testing::Test {
  protected:
-  using Row = std::map<std::string, std::string>;
+  using Row = DatabaseRow;
 
   std::filesystem::path folder() const { return dir_.path() / "photos"; }
   std::filesystem::path state() const { return dir_.path() / "state"; }
@@ -62,7 +67,7 @@ class ServiceTest : public testing::Test {
   // `index` on the folder, with --json; a result that is no strict JSON object fails the test.
   Json::Value Index(std::vector<std::string> more = {}, int expected_status = 0);
 
-  // Statements on the folder's database, on a connection of the test's own.
+  // Statements on the folder's database.
   std::vector<Row> Query(const std::string& sql) const;
   std::string Value(const std::string& sql) const;
 

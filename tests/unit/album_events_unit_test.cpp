@@ -207,6 +207,24 @@ TEST_F(AlbumEvents, LeaveFoldersOutsideAlone) {
   EXPECT_THAT(fake().statements, IsEmpty());
 }
 
+TEST_F(AlbumEvents, LeaveAFolderWithoutAnAlbumNameAlone) {
+  UsePersonal();
+  EXPECT_EQ(IndexDirAdd("user:alice:/2024"), 0);
+  EXPECT_THAT(Sent("photo_share"), IsEmpty());
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(AlbumEvents, DoNothingForARefusedFolder) {
+  UsePersonal();
+  const std::string folder = Folder(personal() + "/2024");
+  WritePublic(folder, "KAVOPHOTO_PUBLIC", "1");
+  Set("runpersonallumivault", "no");
+  EXPECT_EQ(IndexDirAdd(folder.c_str()), 0);
+  EXPECT_EQ(IndexDirRename(folder.c_str(), (personal() + "/old").c_str()), 0);
+  EXPECT_THAT(fake().statements, IsEmpty());
+  EXPECT_TRUE(std::filesystem::exists(folder + "/@eaDir/KAVOPHOTO_PUBLIC"));
+}
+
 TEST_F(AlbumEvents, AddANewAlbumAndOpenItsFolder) {
   const std::string folder = Folder(shared() + "/2024");
   ASSERT_EQ(IndexDirAdd(folder.c_str()), 0);
@@ -262,15 +280,24 @@ TEST_F(AlbumEvents, GiveNoRightsToAPublicSubAlbum) {
   EXPECT_THAT(Sent("_right"), IsEmpty());
 }
 
-TEST_F(AlbumEvents, CountByTheRawNameCutToItsBuffer) {
+// The count of the event and that of the save.
+TEST_F(AlbumEvents, CountByTheRawName) {
   ASSERT_EQ(IndexDirAdd(Folder(shared() + "/it's").c_str()), 0);
-  EXPECT_GE(fake().Count("EscapeConditionEX2(1,  sharename='it's' )"), 1);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1,  sharename='it's' )"), 2);
 }
 
 TEST_F(AlbumEvents, DeleteEverythingBelowAFolder) {
   ASSERT_EQ(IndexDirDelete((shared() + "/2024").c_str()), 0);
   EXPECT_THAT(Sent("DELETE FROM photo_image"),
               ElementsAre(StartsWith("DELETE FROM photo_image WHERE path like '" + shared() + "/2024/%'; ")));
+}
+
+TEST_F(AlbumEvents, DeleteNoAlbumForAFolderBesideTheLibrary) {
+  std::string sibling = shared();
+  sibling.back() = 'z';
+  EXPECT_EQ(IndexDirDelete((sibling + "/2024").c_str()), 0);
+  EXPECT_EQ(IndexDirRename(Folder(shared() + "/new").c_str(), (sibling + "/2024").c_str()), 0);
+  EXPECT_THAT(Sent("DELETE"), IsEmpty());
 }
 
 TEST_F(AlbumEvents, SucceedWhenTheDeleteFails) {
@@ -304,6 +331,45 @@ TEST_F(AlbumRename, MovesTheRowAfterClearingTheNewName) {
   EXPECT_THAT(Sent("DELETE FROM photo_image WHERE path"),
               ElementsAre(StartsWith("DELETE FROM photo_image WHERE path like '" + shared() + "/new/%'")));
   EXPECT_THAT(Sent("set sharename = "), ElementsAre(StartsWith("Update photo_share set sharename = 'new'")));
+}
+
+TEST_F(AlbumRename, OntoItselfDeletesNothing) {
+  AnswerRenamed();
+  Answer({.match = "SET cover", .affected = 1});
+  AnswerExisting("2024");
+  ASSERT_EQ(Rename(shared() + "/2024", shared() + "/2024"), 0);
+  EXPECT_THAT(Sent("DELETE"), IsEmpty());
+  EXPECT_EQ(Sent("set sharename = '2024'").size(), 1U);
+}
+
+TEST_F(AlbumRename, FailsForANewFolderWithoutAnAlbumName) {
+  UsePersonal();
+  // As long as the photo folder, so that what follows is taken for an album.
+  std::string old_folder = "user:alice:/";
+  old_folder.resize(personal().size(), 'x');
+  EXPECT_EQ(IndexDirRename("user:alice:/new", (old_folder + "/old").c_str()), -1);
+  EXPECT_THAT(Sent("photo_share"), IsEmpty());
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(AlbumRename, TakesNamesFromTheRequestContext) {
+  UsePersonal();
+  ASSERT_EQ(IndexDirRename(Folder(shared() + "/new").c_str(), HGAStatusPhotoDirGet()), 0);
+  EXPECT_EQ(Sent("INSERT INTO photo_share (shareid, sharename, public, comment").size(), 1U);
+  UsePersonal();
+  fake().statements.clear();
+  ASSERT_EQ(IndexDirRename(HGAStatusPhotoDirGet(), (shared() + "/old").c_str()), 0);
+  EXPECT_EQ(Sent("DELETE FROM photo_share WHERE sharename = 'old'").size(), 1U);
+  EXPECT_THAT(Sent("INSERT INTO photo_share"), ElementsAre(testing::HasSubstr("'/'")));
+}
+
+TEST_F(AlbumRename, SucceedsWhenTheDeleteAndTheAddFail) {
+  UsePersonal();
+  FailStatement("DELETE FROM photo_image");
+  FailStatement("INSERT INTO photo_share");
+  EXPECT_EQ(Rename(shared() + "/new", personal() + "/old"), 0);
+  EXPECT_EQ(Sent("DELETE FROM photo_image").size(), 1U);
+  EXPECT_EQ(LastMessage(), "photo_index.cpp:# PhotoShareInfoDBSave failed.");
 }
 
 TEST_F(AlbumRename, ReportsARenameThatFails) {

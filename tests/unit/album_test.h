@@ -4,12 +4,11 @@
 #include <memory>
 
 #include "base/text.h"
-#include "support/fake_library.h"
+#include "support/both_requests.h"
 
 inline constexpr const char* kInsertStart =
-    "INSERT INTO photo_share (shareid, sharename, title, description, public, hits, cover, comment, "
-    "is_subdir, "
-    "updated, conversion, ref_shareid) values(";
+    "INSERT INTO photo_share (shareid, sharename, title, description, public, hits, cover, "
+    "comment, is_subdir, updated, conversion, ref_shareid) values(";
 
 class AlbumTest : public FakeLibraryTest {
  protected:

@@ -1,10 +1,16 @@
 #include "unit/album_test.h"
 
+#include <cstdlib>
+#include <ctime>
+
+#include "support/comma_locale.h"
+
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::SizeIs;
 
 constexpr const char* kConnectFailed = "photo_database.cpp (#) Failed to connect to database";
 constexpr const char* kNoRecords = "photo_database.cpp (#) Error occurred, failed to get records.";
@@ -27,7 +33,9 @@ TEST_F(AlbumIdTest, FirstIdWithoutAlbums) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(AlbumIdTest, FirstIdWhenTheHighestCannotBeRead) {
+using AlbumIdFailureTest = OnBothRequests<AlbumTest>;
+
+TEST_P(AlbumIdFailureTest, FirstIdWhenTheHighestCannotBeRead) {
   Answer({.match = "shareid > 0", .rows = {{{"shareid", "41"}}}, .fetch_fails = true});
   EXPECT_EQ(KAVOPhotoShareGetNewId(), 1);
   fake().failing = {"KAVODBConnect"};
@@ -43,11 +51,13 @@ TEST_F(AlbumIdTest, IdByName) {
   EXPECT_EQ(getShareIdBySharename("other"), -1);
   EXPECT_THAT(Sent("'trip'"), ElementsAre("SELECT shareid FROM photo_share WHERE sharename = 'trip'"));
   EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(0,"), 2);
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
   EXPECT_EQ(fake().open_connections, 0);
 }
 
-TEST_F(AlbumIdTest, FailedIdByName) {
-  fake().failing_at = {{"KAVODBConnect", 1}, {"KAVODBEscapeStringEX3", 1}, {"KAVODBExecute", 1}};
+TEST_P(AlbumIdFailureTest, IdByName) {
+  fake().failing_at = {{"KAVODBConnect", 1}, {"KAVODBEscapeStringEX3", 1}};
+  Answer({.match = "SELECT shareid", .result = -1});
   EXPECT_EQ(getShareIdBySharename("trip"), -1);
   EXPECT_EQ(getShareIdBySharename("trip"), -1);
   EXPECT_EQ(getShareIdBySharename("trip"), -1);
@@ -102,7 +112,7 @@ TEST_F(AlbumIdTest, FieldValueWithoutARow) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(AlbumIdTest, FailedFieldValue) {
+TEST_P(AlbumIdFailureTest, FieldValue) {
   char out[4];
   fake().failing_at = {{"KAVODBEscapeStringEX3", 1}, {"KAVODBConnect", 1}};
   EXPECT_EQ(KAVOPhotoShareGetFieldValue("trip", "conversion", out, sizeof out), -1);
@@ -110,6 +120,8 @@ TEST_F(AlbumIdTest, FailedFieldValue) {
   EXPECT_EQ(KAVOPhotoShareGetFieldValue("trip", "conversion", out, sizeof out), -1);
   EXPECT_THAT(Messages(), ElementsAre(kConnectFailed, kNoRecords));
 }
+
+INSTANTIATE_TEST_SUITE_P(Requests, AlbumIdFailureTest, BothRequests(), RequestName);
 
 // --- Saving.
 
@@ -136,7 +148,7 @@ TEST_F(AlbumSaveTest, NewSubAlbumRefersToItsTopAlbum) {
 
 TEST_F(AlbumSaveTest, NewSubAlbumOfAnUnknownAlbum) {
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip/day").get()), 0);
-  EXPECT_THAT(Sent("'-1');"), testing::SizeIs(1));
+  EXPECT_THAT(Sent("'-1');"), SizeIs(1));
 }
 
 TEST_F(AlbumSaveTest, NewTopAlbumTakesItsSettingsFromTheConfiguration) {
@@ -157,6 +169,45 @@ TEST_F(AlbumSaveTest, ExistingAlbumKeepsItsSettings) {
                           "WHERE sharename = 'trip/day'"));
 }
 
+TEST_F(AlbumSaveTest, ExistingTopAlbumRefersToItsRecordedId) {
+  AddAlbum("trip", "4");
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(77, "trip").get()), 0);
+  EXPECT_THAT(Sent("INSERT"), IsEmpty());
+  EXPECT_THAT(Sent("UPDATE"),
+              ElementsAre("UPDATE photo_share SET is_subdir = 'f', ref_shareid = '4',updated = '1' "
+                          "WHERE sharename = 'trip'"));
+}
+
+TEST_F(AlbumSaveTest, ExistingSubAlbumOfAnUnknownAlbum) {
+  AddAlbum("trip/day", "9");
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(77, "trip/day").get()), 0);
+  EXPECT_THAT(Sent("UPDATE"),
+              ElementsAre("UPDATE photo_share SET is_subdir = 't', ref_shareid = '-1',updated = '1' "
+                          "WHERE sharename = 'trip/day'"));
+}
+
+TEST_F(AlbumSaveTest, FlagOfTheRecordDecidesAndNotTheName) {
+  SetConfig("album_def_allow_comment", "on");
+  SetConfig("def_album_disable_conversion", "on");
+  const auto top = Album(9, "a/new");
+  top->isSubdir = 0;
+  EXPECT_EQ(PhotoShareInfoDBSave(top.get()), 0);
+  const auto sub = Album(10, "new");
+  sub->isSubdir = 1;
+  EXPECT_EQ(PhotoShareInfoDBSave(sub.get()), 0);
+  EXPECT_THAT(
+      Sent("INSERT"),
+      ElementsAre(std::string(kInsertStart) + "9, 'a/new', '', '', 'f', 0, '', 't', 'f', '1', 'f', '-1');",
+                  std::string(kInsertStart) + "10, 'new', '', '', 'f', 0, '', 'f', 't', '1', 't', '10');"));
+}
+
+TEST_F(AlbumSaveTest, LongestNameIsCountedWhole) {
+  const std::string name(4095, 'n');
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(9, name).get()), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1,  sharename='" + name + "' )"), 1);
+  EXPECT_THAT(Sent("values(9, '" + name + "', "), SizeIs(1));
+}
+
 TEST_F(AlbumSaveTest, NamesThatCannotBeStoredAreSkipped) {
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "").get()), 0);
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "tr\xff").get()), 0);
@@ -169,14 +220,16 @@ TEST_F(AlbumSaveTest, BadParameter) {
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Bad parameter"));
 }
 
-TEST_F(AlbumSaveTest, WithoutConnection) {
+using AlbumSaveFailureTest = OnBothRequests<AlbumTest>;
+
+TEST_P(AlbumSaveFailureTest, WithoutConnection) {
   fake().failing = {"KAVODBConnect"};
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), -1);
   EXPECT_THAT(Messages(),
               ElementsAre(kConnectFailed, kNoRecords, kConnectFailed, kNoRecords, kConnectFailed));
 }
 
-TEST_F(AlbumSaveTest, FailedInsert) {
+TEST_P(AlbumSaveFailureTest, RefusedInsert) {
   Answer({.match = "INSERT", .result = -1});
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), -1);
   const std::string sql =
@@ -185,31 +238,66 @@ TEST_F(AlbumSaveTest, FailedInsert) {
                                       "photo_database.cpp (#) Failed to exec [" + sql + "]"));
 }
 
-TEST_F(AlbumSaveTest, FailedBuildIsSilent) {
+TEST_P(AlbumSaveFailureTest, AlbumThatCannotBeCountedIsTakenForANewOne) {
+  AddAlbum("trip", "4");
+  fake().failing = {"EscapeConditionEX2"};
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), 0);
+  EXPECT_THAT(Sent("UPDATE"), IsEmpty());
+  EXPECT_THAT(Sent("INSERT"), ElementsAre(std::string(kInsertStart) +
+                                          "9, 'trip', '', '', 'f', 0, '', 'f', 'f', '1', 't', '9');"));
+}
+
+TEST_P(AlbumSaveFailureTest, StatementThatCannotBeBuiltIsSilent) {
   fake().failing_at["KAVODBEscapeStringEX3"] = 3;  // after the two configuration values
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), -1);
   EXPECT_THAT(Sent("INSERT"), IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
+INSTANTIATE_TEST_SUITE_P(Requests, AlbumSaveFailureTest, BothRequests(), RequestName);
+
 TEST_F(AlbumSaveTest, PersonalSaveClosesEveryConnection) {
   UsePersonal();
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), 0);
   EXPECT_EQ(fake().open_connections, 0);
   EXPECT_EQ(fake().Count("KAVODBConnect"), fake().Count("KAVODBClose"));
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1,"), 0);
   EXPECT_EQ(gpPGSQLConnect, nullptr);
 }
 
 TEST_F(AlbumSaveTest, HostileNameIsAValue) {
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "it's 100%s").get()), 0);
   EXPECT_EQ(fake().Count("EscapeConditionEX2(1,  sharename='it's 100%s' )"), 1);
-  EXPECT_THAT(Sent("values(9, 'it's 100%s',"), testing::SizeIs(1));
+  EXPECT_THAT(Sent("values(9, 'it's 100%s',"), SizeIs(1));
 }
 
 // --- Rights.
 
+constexpr const char* kCopiedRight =
+    "Insert into photo_upload_right Values \\(1024, 9, '[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 123][0-9] "
+    "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] [0-9][0-9][0-9][0-9]\n'\\)";
+
+// The zone of the process while it lives. The C library is not told, as when another part of the process
+// changes the environment.
+class TimeZone {
+ public:
+  explicit TimeZone(const char* zone) { setenv("TZ", zone, 1); }
+  ~TimeZone() { unsetenv("TZ"); }
+  TimeZone(const TimeZone&) = delete;
+  TimeZone& operator=(const TimeZone&) = delete;
+};
+
 class RightsTest : public AlbumTest {
  protected:
+  // The local time that a copied right is given now, as if it were one of UTC.
+  static std::time_t CopiedTime() {
+    EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_UPLOAD_RIGHT, "9", "4"), 0);
+    const std::string sql = Sent("Insert").back();
+    std::tm time{};
+    EXPECT_NE(strptime(sql.c_str() + sql.find('\'') + 1, "%a %b %d %H:%M:%S %Y", &time), nullptr) << sql;
+    return timegm(&time);
+  }
   std::unique_ptr<KAVO_PHOTO_SHARE_INFO> SubAlbum() {
     auto album = Album(9, "trip/day");
     CopyText(album->szRightsShareName, sizeof album->szRightsShareName, "trip");
@@ -258,6 +346,7 @@ TEST_F(RightsTest, PersonalFolderHasUserTablesAndAsksNothing) {
   EXPECT_THAT(Sent("photo_config"), IsEmpty());
   EXPECT_THAT(Sent("DELETE").front(),
               "PRAGMA case_sensitive_like=true; DELETE FROM photo_access_right WHERE shareid = '9'");
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
 }
 
 TEST_F(RightsTest, UnknownAlbumsFail) {
@@ -274,19 +363,39 @@ TEST_F(RightsTest, BadParameter) {
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Bad parameter"));
 }
 
-TEST_F(RightsTest, FailedDeletesAndCopiesDoNotFailTheSave) {
-  Answer({.match = "_right", .result = -1});
-  EXPECT_EQ(PhotoSharePriviledgeDBSave(SubAlbum().get()), 0);
-  EXPECT_THAT(Touched(), testing::SizeIs(6));
+TEST_F(RightsTest, LongIdsAreCut) {
+  AddAlbum("a", std::string(200, '9'));
+  const auto album = Album(9, "a");
+  CopyText(album->szRightsShareName, sizeof album->szRightsShareName, "a");
+  EXPECT_EQ(PhotoSharePriviledgeDBSave(album.get()), 0);
+  EXPECT_THAT(Sent("WHERE shareid = '" + std::string(127, '9') + "'"), SizeIs(6));
 }
 
-TEST_F(RightsTest, FailedDelete) {
-  fake().failing_at = {{"KAVODBConnect", 1}, {"KAVODBEscapeStringEX3", 1}, {"KAVODBExecute", 1}};
+using RightsFailureTest = OnBothRequests<RightsTest>;
+
+TEST_P(RightsFailureTest, DeletesAndCopiesDoNotFailTheSave) {
+  Answer({.match = "_right", .result = -1});
+  EXPECT_EQ(PhotoSharePriviledgeDBSave(SubAlbum().get()), 0);
+  EXPECT_THAT(Touched(), SizeIs(6));
+}
+
+TEST_P(RightsFailureTest, Delete) {
+  fake().failing_at = {{"KAVODBConnect", 1}, {"KAVODBEscapeStringEX3", 1}};
+  Answer({.match = "DELETE", .result = -1, .once = true});
   EXPECT_EQ(PhotoSharePriviledgeDBDelete(PHOTO_TABLE_ACCESS_RIGHT, "9"), -1);
   EXPECT_EQ(PhotoSharePriviledgeDBDelete(PHOTO_TABLE_ACCESS_RIGHT, "9"), -1);
   EXPECT_EQ(PhotoSharePriviledgeDBDelete(PHOTO_TABLE_ACCESS_RIGHT, "9"), -1);
   EXPECT_EQ(PhotoSharePriviledgeDBDelete(PHOTO_TABLE_ACCESS_RIGHT, "9"), 0);
-  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to photo database"));
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to photo database",
+                                      "photo_database.cpp (#) Failed to exec [" + LikePragma() +
+                                          "DELETE FROM photo_access_right WHERE shareid = '9'] (the error)"));
+}
+
+TEST_P(RightsFailureTest, NullIds) {
+  EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_ACCESS_RIGHT, nullptr, "4"), -1);
+  EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_ACCESS_RIGHT, "9", nullptr), -1);
+  EXPECT_EQ(PhotoSharePriviledgeDBDelete(PHOTO_TABLE_ACCESS_RIGHT, nullptr), -1);
+  EXPECT_THAT(Sent("_right"), IsEmpty());
 }
 
 TEST_F(RightsTest, CopiedRightsEndTheirTimeWithALineEnd) {
@@ -294,13 +403,38 @@ TEST_F(RightsTest, CopiedRightsEndTheirTimeWithALineEnd) {
   EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_UPLOAD_RIGHT, "9", "4"), 0);
   const auto sent = Sent("Insert");
   ASSERT_EQ(sent.size(), 2U);
-  EXPECT_THAT(sent[0],
-              MatchesRegex("Insert into photo_upload_right Values \\(1024, 9, '[A-Z][a-z][a-z] [A-Z][a-z]"
-                           "[a-z] [ 123][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9] [0-9][0-9][0-9][0-9]\n'\\)"));
+  EXPECT_THAT(sent[0], MatchesRegex(kCopiedRight));
   EXPECT_THAT(sent[1], testing::StartsWith("Insert into photo_upload_right Values (0, 9, '"));
 }
 
-TEST_F(RightsTest, CopyGoesOnAfterAFailedRow) {
+TEST_F(RightsTest, TimeOfCopiedRightsHasEnglishNamesInEveryLocale) {
+  const CommaLocale locale;
+  if (!CommaLocale::foreign_days()) GTEST_SKIP() << "no locale with other names of days";
+  Answer({.match = "SELECT", .rows = {{{"userid", "1024"}}}});
+  EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_UPLOAD_RIGHT, "9", "4"), 0);
+  EXPECT_THAT(Sent("Insert"), ElementsAre(MatchesRegex(kCopiedRight)));
+}
+
+TEST_F(RightsTest, TimeOfCopiedRightsFollowsAChangeOfTheZone) {
+  Answer({.match = "SELECT", .rows = {{{"userid", "1024"}}}});
+  const TimeZone utc("UTC0");
+  const std::time_t before = CopiedTime();
+  const TimeZone ahead("AHD-12");
+  constexpr double kTwelveHours = 12 * 60 * 60;
+  EXPECT_NEAR(std::difftime(CopiedTime(), before), kTwelveHours, 60);
+}
+
+TEST_F(RightsTest, LongIdsOfACopyAreCutWithTheirStatement) {
+  const std::string id(5000, '4');
+  Answer({.match = "SELECT", .rows = {{{"userid", "1024"}}}});
+  EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_ACCESS_RIGHT, id.c_str(), id.c_str()), 0);
+  const std::string condition = ("shareid = '" + id).substr(0, 4095);
+  EXPECT_THAT(Sent("SELECT"), ElementsAre("SELECT * FROM photo_access_right WHERE " + condition + "  "));
+  EXPECT_THAT(Sent("Insert"),
+              ElementsAre(("Insert into photo_access_right Values (1024, " + id).substr(0, 4095)));
+}
+
+TEST_P(RightsFailureTest, CopyGoesOnAfterAFailedRow) {
   Answer({.match = "SELECT", .rows = {{{"userid", "1"}}, {{"userid", "2"}}}});
   Answer({.match = "Values (1,", .result = -1});
   EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_ACCESS_RIGHT, "9", "4"), 0);
@@ -310,10 +444,12 @@ TEST_F(RightsTest, CopyGoesOnAfterAFailedRow) {
                                       "photo_database.cpp (#) Failed to exec [" + sent[0] + "]"));
 }
 
-TEST_F(RightsTest, CopyWithoutConnection) {
+TEST_P(RightsFailureTest, CopyWithoutConnection) {
   fake().failing = {"KAVODBConnect"};
   EXPECT_EQ(PhotoSharePriviledgeDBCopy(PHOTO_TABLE_ACCESS_RIGHT, "9", "4"), -1);
   EXPECT_THAT(Messages(), ElementsAre(kConnectFailed, kNoRecords));
 }
+
+INSTANTIATE_TEST_SUITE_P(Requests, RightsFailureTest, BothRequests(), RequestName);
 
 }  // namespace

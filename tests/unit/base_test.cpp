@@ -3,9 +3,7 @@
 
 #include <libgen.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <stdexcept>
 
 #include "base/c_locale.h"
@@ -51,6 +49,21 @@ TEST(FormatText, CutsAtTheBuffersSize) {
   EXPECT_EQ(FormatText(10, "%s-%d", "ab", 12), "ab-12");
   EXPECT_EQ(FormatText(4, "%s-%d", "ab", 12), "ab-");
   EXPECT_EQ(FormatText(0, "%s", "ab"), "");
+}
+
+TEST(DecimalInt, IsTheNumberThatTheTextBeginsWith) {
+  EXPECT_EQ(DecimalInt("17"), 17);
+  EXPECT_EQ(DecimalInt(" -3 turned"), -3);
+  EXPECT_EQ(DecimalInt("010"), 10);
+  EXPECT_EQ(DecimalInt("x1"), 0);
+  EXPECT_EQ(DecimalInt(""), 0);
+  EXPECT_EQ(DecimalInt(nullptr), 0);
+}
+
+TEST(DecimalInt, IsTheNearestOneBeyondTheRange) {
+  EXPECT_EQ(DecimalInt("2147483648"), 2147483647);
+  EXPECT_EQ(DecimalInt("-2147483649"), -2147483647 - 1);
+  EXPECT_EQ(DecimalInt("99999999999999999999"), 2147483647);
 }
 
 TEST(PathText, BaseNameIsWhatFollowsTheLastSlash) {

@@ -1,7 +1,7 @@
 #include "photo_database/config.h"
 
 #include "base/owned_list.h"
-#include "support/fake_library.h"
+#include "support/both_requests.h"
 
 namespace {
 
@@ -31,6 +31,26 @@ TEST_F(ConfigTest, ReadsAValue) {
   EXPECT_EQ(fake().Count("KAVODBSelectLimit(SELECT * FROM photo_config WHERE config_key = 'k'  , 1, 0)"), 1);
 }
 
+TEST_F(ConfigTest, PersonalFolderHasItsOwnValues) {
+  UsePersonal();
+  SetValue("k", "v");
+  char out[8] = "before";
+  EXPECT_EQ(PhotoInfoDBConfigGet("k", out, sizeof out), 0);
+  EXPECT_STREQ(out, "v");
+  EXPECT_THAT(Sent("photo_config"), ElementsAre("PRAGMA case_sensitive_like=true; SELECT * FROM photo_config "
+                                                "WHERE config_key = 'k'  "));
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(0,"), 1);
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
+  EXPECT_EQ(fake().open_connections, 0);
+}
+
+TEST_F(ConfigTest, ValueThatIsNullIsEmpty) {
+  Answer({.match = "photo_config", .rows = {{}}});
+  char out[8] = "before";
+  EXPECT_EQ(PhotoInfoDBConfigGet("k", out, sizeof out), 0);
+  EXPECT_STREQ(out, "");
+}
+
 TEST_F(ConfigTest, LongValueIsCut) {
   SetValue("k", "0123456789");
   char out[4];
@@ -45,14 +65,16 @@ TEST_F(ConfigTest, MissingKeyLeavesTheBuffer) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(ConfigTest, RowThatCannotBeFetchedLeavesTheBufferAndCounts) {
+using ConfigFailureTest = OnBothRequests<ConfigTest>;
+
+TEST_P(ConfigFailureTest, RowThatCannotBeFetchedLeavesTheBufferAndCounts) {
   Answer({.match = "photo_config", .rows = {{{"config_value", "v"}}}, .fetch_fails = true});
   char out[8] = "before";
   EXPECT_EQ(PhotoInfoDBConfigGet("k", out, sizeof out), 0);
   EXPECT_STREQ(out, "before");
 }
 
-TEST_F(ConfigTest, FailedStepsAreFailures) {
+TEST_P(ConfigFailureTest, FailedStepsAreFailures) {
   char out[8];
   fake().failing_at = {{"KAVODBEscapeStringEX3", 1}, {"KAVODBSelectLimit", 1}};
   EXPECT_EQ(PhotoInfoDBConfigGet("k", out, sizeof out), -1);
@@ -87,6 +109,23 @@ TEST_F(ConfigTest, NoExcludedFormatsIsAnEmptyList) {
   ASSERT_NE(list, nullptr);
   EXPECT_EQ(RLIBCSzListCount(list.get()), 0);
 }
+
+TEST_F(ConfigTest, LongListOfExcludedFormatsIsCut) {
+  const std::string long_entry(4090, 'x');
+  SetValue("excluding_index_format", long_entry + ",tif12345");
+  EXPECT_THAT(ExcludedFormats(), ElementsAre(long_entry, "tif1"));
+}
+
+TEST_P(ConfigFailureTest, ExcludedFormatsThatCannotBeReadAreAnEmptyList) {
+  fake().failing = {"KAVODBConnect"};
+  const OwnedList list(PhotoInfoDBExcludeFormatListGet());
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(RLIBCSzListCount(list.get()), 0);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to database",
+                                      "photo_database.cpp (#) Error occurred, failed to get records."));
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, ConfigFailureTest, BothRequests(), RequestName);
 
 TEST_F(ConfigTest, ListThatCannotBeAllocated) {
   fake().failing = {"RLIBCSzListAlloc"};

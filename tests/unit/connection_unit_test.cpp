@@ -1,4 +1,5 @@
-#include "support/fake_library.h"
+#include "photo_database/stored_path.h"
+#include "support/both_requests.h"
 
 namespace {
 
@@ -77,25 +78,28 @@ TEST_F(ConnectionTest, ExecOfNullIsRefused) {
   EXPECT_EQ(fake().Count("KAVODBConnect"), 0);
 }
 
-TEST_F(ConnectionTest, ExecWithoutConnection) {
-  fake().failing = {"KAVODBConnect"};
-  EXPECT_EQ(PhotoDBExec("x"), -1);
-  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to database"));
-}
-
 TEST_F(ConnectionTest, ExecTellsChangedRows) {
   Answer({.match = "x", .affected = 7});
   EXPECT_EQ(PhotoDBExec("x"), 7);
   EXPECT_EQ(PhotoDBExec("no row"), 0);
 }
 
-TEST_F(ConnectionTest, FailedExecClosesAPersonalConnection) {
-  UsePersonal();
+using ExecFailureTest = OnBothRequests<ConnectionTest>;
+
+TEST_P(ExecFailureTest, WithoutConnection) {
+  fake().failing = {"KAVODBConnect"};
+  EXPECT_EQ(PhotoDBExec("x"), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to database"));
+}
+
+TEST_P(ExecFailureTest, RefusedStatement) {
   Answer({.match = "bad", .result = -1});
   EXPECT_EQ(PhotoDBExec("bad 100%"), -1);
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to exec [bad 100%] (the error)"));
-  EXPECT_EQ(fake().open_connections, 0);
+  EXPECT_EQ(fake().open_connections, IsPersonal() ? 0 : 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(Requests, ExecFailureTest, BothRequests(), RequestName);
 
 TEST_F(ConnectionTest, VacuumOfTheSharedDatabase) {
   EXPECT_EQ(PhotoDBVacuum(), 0);
@@ -151,6 +155,7 @@ TEST_F(VersionTest, ReadsTheRowOfAPersonalKey) {
   EXPECT_EQ(PhotoInfoDBVersionGet((personal() + "/trip/a.jpg").c_str()), 1);
   EXPECT_THAT(Sent("select"), ElementsAre("select version from photo_image where path = 'trip/a.jpg'"));
   EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(0,"), 1);
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
   EXPECT_EQ(fake().open_connections, 0);
 }
 
@@ -161,31 +166,21 @@ TEST_F(VersionTest, GetIsZeroWithoutARowAndForAnEmptyValue) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
+TEST_F(VersionTest, GetIsZeroForARowThatCannotBeFetched) {
+  Answer({.match = "select version", .rows = {{{"version", "12"}}}, .fetch_fails = true});
+  EXPECT_EQ(PhotoInfoDBVersionGet("/p/a.jpg"), 0);
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(VersionTest, NumberBeyondAnIntKeepsItsLowBits) {
+  Answer({.match = "select version", .rows = {{{"version", "4294967298"}}}});
+  EXPECT_EQ(PhotoInfoDBVersionGet("/p/a.jpg"), 2);
+}
+
 TEST_F(VersionTest, GetIsZeroWhenTheContextCannotBeTold) {
   EXPECT_EQ(PhotoInfoDBVersionGet("user:"), 0);
   EXPECT_EQ(PhotoInfoDBVersionGet(nullptr), 0);
   EXPECT_EQ(fake().Count("KAVODBConnect"), 0);
-}
-
-TEST_F(VersionTest, GetWithoutConnection) {
-  fake().failing = {"KAVODBConnect"};
-  EXPECT_EQ(PhotoInfoDBVersionGet("/p/a.jpg"), 0);
-  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to photo database"));
-}
-
-TEST_F(VersionTest, GetWithoutStatementIsSilent) {
-  fake().failing = {"KAVODBEscapeStringEX3"};
-  EXPECT_EQ(PhotoInfoDBVersionGet("/p/a.jpg"), 0);
-  EXPECT_THAT(Messages(), IsEmpty());
-  EXPECT_THAT(fake().statements, IsEmpty());
-}
-
-TEST_F(VersionTest, FailedGet) {
-  Answer({.match = "select", .result = -1});
-  EXPECT_EQ(PhotoInfoDBVersionGet("/p/a.jpg"), 0);
-  EXPECT_THAT(Messages(),
-              ElementsAre("photo_database.cpp (#) Failed to exec [select version from photo_image where "
-                          "path = '/p/a.jpg'] (the error)"));
 }
 
 TEST_F(VersionTest, UpdateWritesWhetherOrNotARowMatches) {
@@ -197,18 +192,57 @@ TEST_F(VersionTest, UpdateOfAPersonalKey) {
   UsePersonal();
   EXPECT_EQ(PhotoInfoDBVersionUpdate((personal() + "/a.jpg").c_str(), 1), 0);
   EXPECT_THAT(Sent("Update"), ElementsAre("Update photo_image set version = 1 where path = 'a.jpg'"));
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
 }
 
-TEST_F(VersionTest, FailedUpdates) {
-  EXPECT_EQ(PhotoInfoDBVersionUpdate("user:", 1), -1);
-  fake().failing_at = {{"KAVODBConnect", 1}, {"KAVODBEscapeStringEX3", 1}, {"KAVODBExecute", 1}};
-  EXPECT_EQ(PhotoInfoDBVersionUpdate("/p/a.jpg", 1), -1);
-  EXPECT_EQ(PhotoInfoDBVersionUpdate("/p/a.jpg", 1), -1);
-  EXPECT_EQ(PhotoInfoDBVersionUpdate("/p/a.jpg", 1), -1);
-  EXPECT_THAT(Messages(),
-              ElementsAre("photo_database.cpp (#) Failed to connect to database",
-                          "photo_database.cpp (#) Failed to exec [Update photo_image set version = 1 "
-                          "where path = '/p/a.jpg'] (the error)"));
+TEST_F(VersionTest, PersonalPathThatEndsAtItsFolderHasAnEmptyKey) {
+  UsePersonal();
+  EXPECT_EQ(PhotoInfoDBVersionUpdate(personal().c_str(), 1), 0);
+  EXPECT_THAT(Sent("Update"), ElementsAre("Update photo_image set version = 1 where path = ''"));
+  EXPECT_STREQ(StoredPath((personal() + "/").c_str()), "");
+  EXPECT_STREQ(StoredPath("/a"), "");
+  EXPECT_STREQ(StoredPath(""), "");
 }
+
+TEST_F(VersionTest, UpdateFailsWhenTheContextCannotBeTold) {
+  EXPECT_EQ(PhotoInfoDBVersionUpdate("user:", 1), -1);
+  EXPECT_EQ(PhotoInfoDBVersionUpdate(nullptr, 1), -1);
+  EXPECT_EQ(fake().Count("KAVODBConnect"), 0);
+}
+
+class VersionFailureTest : public OnBothRequests<FakeLibraryTest> {
+ protected:
+  int Get() const { return PhotoInfoDBVersionGet(Path("a.jpg").c_str()); }
+  int Update() const { return PhotoInfoDBVersionUpdate(Path("a.jpg").c_str(), 1); }
+  std::string Failed(const std::string& sql) const {
+    return "photo_database.cpp (#) Failed to exec [" + sql + Key("a.jpg") + "'] (the error)";
+  }
+};
+
+TEST_P(VersionFailureTest, WithoutConnection) {
+  fake().failing = {"KAVODBConnect"};
+  EXPECT_EQ(Get(), 0);
+  EXPECT_EQ(Update(), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to photo database",
+                                      "photo_database.cpp (#) Failed to connect to database"));
+}
+
+TEST_P(VersionFailureTest, WithoutStatementIsSilent) {
+  fake().failing = {"KAVODBEscapeStringEX3"};
+  EXPECT_EQ(Get(), 0);
+  EXPECT_EQ(Update(), -1);
+  EXPECT_THAT(Messages(), IsEmpty());
+  EXPECT_THAT(Sent("photo_image"), IsEmpty());
+}
+
+TEST_P(VersionFailureTest, RefusedStatement) {
+  Answer({.match = "photo_image", .result = -1});
+  EXPECT_EQ(Get(), 0);
+  EXPECT_EQ(Update(), -1);
+  EXPECT_THAT(Messages(), ElementsAre(Failed("select version from photo_image where path = '"),
+                                      Failed("Update photo_image set version = 1 where path = '")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, VersionFailureTest, BothRequests(), RequestName);
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <new>
 
 #include "photo_database/cursor.h"
-#include "support/fake_library.h"
+#include "support/both_requests.h"
 
 namespace {
 
@@ -246,11 +246,33 @@ TEST_F(RecordTest, EmptyRowIsAZeroRecord) {
 
 TEST_F(RecordTest, LongTextsAreCutToTheirFields) {
   const std::string text(5000, 'x');
-  const auto record = Read({{"path", text}, {"name", text}, {"description", text}, {"timetaken", text}});
+  std::map<std::string, std::string> row;
+  for (const char* column : {"path", "name", "description", "title", "album", "create_time", "timetaken",
+                             "video_codec", "audio_codec", "container_type", "date", "mdate"}) {
+    row[column] = text;
+  }
+  const auto record = Read(row);
   EXPECT_EQ(std::strlen(record.szPath), 4095U);
   EXPECT_EQ(std::strlen(record.szName), 254U);
   EXPECT_EQ(std::strlen(record.szDesc), 4095U);
+  EXPECT_EQ(std::strlen(record.szTitle), 254U);
+  EXPECT_EQ(std::strlen(record.szAlbum), 254U);
   EXPECT_EQ(std::strlen(record.szTakenTime), 31U);
+  EXPECT_EQ(std::strlen(record.szVideoCodec), 254U);
+  EXPECT_EQ(std::strlen(record.szAudioCodec), 254U);
+  EXPECT_EQ(std::strlen(record.szContainerType), 254U);
+  EXPECT_EQ(std::strlen(record.szDate), 31U);
+  EXPECT_EQ(std::strlen(record.szMDate), 31U);
+  EXPECT_STREQ(record.szArtist, "");
+  EXPECT_STREQ(record.szFsUUID, "");
+  EXPECT_EQ(record.track, 0);
+}
+
+TEST_F(RecordTest, LongPersonalPathIsCut) {
+  UsePersonal();
+  const auto record = Read({{"path", std::string(5000, 'x')}});
+  EXPECT_EQ(record.szPath, (personal() + "/" + std::string(5000, 'x')).substr(0, 4095));
+  EXPECT_STREQ(record.szName, "");
 }
 
 TEST_F(RecordTest, PersonalPathIsAbsoluteAgain) {
@@ -275,6 +297,16 @@ TEST_F(RecordTest, GetWithoutHandlerClearsTheRecord) {
   EXPECT_EQ(PhotoInfoDBGet(nullptr, &record), -1);
   EXPECT_TRUE(IsZero(record));
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Bad parameter."));
+}
+
+TEST_F(RecordTest, GetWithoutRecordStaysAtItsRow) {
+  Answer({.match = "SELECT", .rows = {{{"name", "one"}}}});
+  const Cursor cursor(PHOTO_TABLE_IMAGE, nullptr, nullptr, nullptr, 0, 0);
+  EXPECT_EQ(PhotoInfoDBGet(cursor.get(), nullptr), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Bad parameter."));
+  KAVO_MEDIA_INFO record;
+  EXPECT_EQ(PhotoInfoDBGet(cursor.get(), &record), 0);
+  EXPECT_STREQ(record.szName, "one");
 }
 
 TEST_F(RecordTest, RecoredReadsTheCurrentRowAgain) {
@@ -319,6 +351,7 @@ TEST_F(LookupTest, FindsAPersonalPathByItsKey) {
   EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, (personal() + "/trip/a.jpg").c_str(), &record_), 0);
   EXPECT_EQ(record_.szPath, personal() + "/trip/a.jpg");
   EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(0, path like '@KAVO:LVAR')"), 1);
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
 }
 
 TEST_F(LookupTest, SuffixFindsAnyPathThatEndsWithTheKey) {
@@ -340,21 +373,31 @@ TEST_F(LookupTest, BadArguments) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(LookupTest, FailedConditionTellsThePlatformError) {
+using LookupFailureTest = OnBothRequests<LookupTest>;
+
+TEST_P(LookupFailureTest, ConditionThatCannotBeBuiltTellsThePlatformError) {
   fake().failing = {"KAVODBEscapeStringEX3"};
-  EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, "/p", &record_), -1);
+  EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, Path("a.jpg").c_str(), &record_), -1);
   EXPECT_THAT(Messages(),
               ElementsAre("photo_database.cpp (#) Failed to RLIBCStrGetEx()[0x2A00 platform.c:7]"));
 }
 
-TEST_F(LookupTest, FailedQuery) {
+TEST_P(LookupFailureTest, RefusedQuery) {
   Answer({.match = "SELECT", .result = -1});
-  EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, "/p", &record_), -1);
-  EXPECT_THAT(Messages(),
-              ElementsAre("photo_database.cpp (#) Failed to exec [SELECT * FROM photo_image WHERE path like "
-                          "'/p'  ] (the error)",
-                          "photo_database.cpp (#) Bad parameter."));
+  EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, Path("a.jpg").c_str(), &record_), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to exec [" + LikePragma() +
+                                          "SELECT * FROM photo_image WHERE path like '" + Key("a.jpg") +
+                                          "'  ] (the error)",
+                                      "photo_database.cpp (#) Bad parameter."));
 }
+
+TEST_P(LookupFailureTest, RowThatCannotBeFetched) {
+  Answer({.match = "SELECT", .rows = {{{"title", "T"}}}, .fetch_fails = true});
+  EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, Path("a.jpg").c_str(), &record_), -1);
+  EXPECT_STREQ(record_.szTitle, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, LookupFailureTest, BothRequests(), RequestName);
 
 // --- Counts.
 
@@ -390,24 +433,34 @@ TEST_F(CountTest, PersonalCountClosesItsConnection) {
   EXPECT_EQ(fake().open_connections, 0);
 }
 
-TEST_F(CountTest, RefusedConditionIsSilent) {
+TEST_F(CountTest, EmptyConditionIsAConditionAllTheSame) {
+  EXPECT_EQ(PhotoInfoDBGetCount(PHOTO_TABLE_VIDEO, "*", "", ""), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1, )"), 1);
+  EXPECT_THAT(fake().statements, ElementsAre("SELECT * FROM video WHERE   "));
+}
+
+using CountFailureTest = OnBothRequests<CountTest>;
+
+TEST_P(CountFailureTest, RefusedConditionIsSilent) {
   fake().failing = {"EscapeConditionEX2"};
   EXPECT_EQ(PhotoInfoDBGetCount(PHOTO_TABLE_VIDEO, "*", "a='b'", ""), -1);
   EXPECT_THAT(fake().statements, IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(CountTest, ConditionThatCannotBeAllocatedIsSilent) {
+TEST_P(CountFailureTest, ConditionThatCannotBeAllocatedIsSilent) {
   g_failing_allocation = 1;
   EXPECT_EQ(PhotoInfoDBGetCount(PHOTO_TABLE_VIDEO, "*", "a='b'", ""), -1);
   EXPECT_THAT(fake().calls, IsEmpty());
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(CountTest, FailedQuery) {
+TEST_P(CountFailureTest, WithoutConnection) {
   fake().failing = {"KAVODBConnect"};
   EXPECT_EQ(PhotoInfoDBGetCount(PHOTO_TABLE_VIDEO, "*", nullptr, ""), -1);
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to database"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Requests, CountFailureTest, BothRequests(), RequestName);
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <syslog.h>
 
+#include <algorithm>
+
 #include "support/index_library.h"
 
 namespace {
@@ -44,6 +46,18 @@ TEST_F(FileAdd, LeavesOtherKindsOfFoldersAlone) {
   EXPECT_EQ(Add(SharedFile("a.jpg"), kNotIndexed), 0);
   EXPECT_EQ(fake().Count("KAVODBConnect"), 0);
   EXPECT_FALSE(info_.isMember("szName"));
+}
+
+TEST_F(FileAdd, DoesNothingForARefusedPath) {
+  UsePersonal();
+  const std::string side = personal() + "/@eaDir/a.jpg/KAVOPHOTO_TITLE";
+  WriteFile(side, "title");
+  Set("runpersonallumivault", "no");
+  KAVO_MEDIA_INFO record = RecordOf(PersonalFile("a.jpg"));
+  EXPECT_EQ(IndexAdd(&record, kIndexed), 0);
+  EXPECT_EQ(Add(record.szPath), 0);
+  EXPECT_THAT(fake().statements, IsEmpty());
+  EXPECT_TRUE(std::filesystem::exists(side));
 }
 
 TEST_F(FileAdd, SavesAPhotoAndStartsThePreview) {
@@ -106,6 +120,24 @@ TEST_F(FileAdd, HandsAnotherVideoToTheConverter) {
   EXPECT_THAT(Sent("video_desc"), IsEmpty());
   EXPECT_EQ(fake().Count("RLIBCExec(/usr/kavo/bin/kavoflvconv -f " + path + ")"), 1);
   EXPECT_EQ(fake().Count("RLIBCExec(/var/packages/Lumivault/target/bin/kavophoto_extract_preview"), 1);
+}
+
+TEST_F(FileAdd, SavesThenConvertsThenOpensThenPreviews) {
+  const std::string path = SharedFile("a.avi");
+  ASSERT_EQ(Add(path), 0);
+  const auto position = [&](const std::string& prefix) {
+    const auto is_wanted = [&](const std::string& call) { return call.starts_with(prefix); };
+    const auto found = std::find_if(fake().calls.begin(), fake().calls.end(), is_wanted);
+    EXPECT_NE(found, fake().calls.end()) << prefix;
+    return found - fake().calls.begin();
+  };
+  const auto save = position("KAVODBExecute(INSERT INTO video");
+  const auto convert = position("RLIBCExec(/usr/kavo/bin/kavoflvconv");
+  const auto open = position("KAVOBeneathMode(");
+  const auto preview = position("RLIBCExec(/var/packages/Lumivault/target/bin/kavophoto_extract_preview");
+  EXPECT_LT(save, convert);
+  EXPECT_LT(convert, open);
+  EXPECT_LT(open, preview);
 }
 
 TEST_F(FileAdd, ReportsAnotherVideoThatCannotBeSaved) {
@@ -200,6 +232,11 @@ TEST_F(FileDelete, LeavesSideFilesAndTemporaryItemsAlone) {
   EXPECT_EQ(IndexDelete((shared() + "/x@eaDirx/a.jpg").c_str()), 0);
   EXPECT_EQ(IndexDelete((shared() + "/.TemporaryItems/a.jpg").c_str()), 0);
   EXPECT_THAT(fake().statements, IsEmpty());
+}
+
+TEST_F(FileDelete, TakesANameThatOnlyEndsLikeTemporaryItemsForAnyOther) {
+  ASSERT_EQ(IndexDelete((shared() + "/x.TemporaryItems/a.jpg").c_str()), 0);
+  EXPECT_EQ(Sent("DELETE FROM photo_image").size(), 1U);
 }
 
 TEST_F(FileDelete, ClearsEveryTableOfFilesInOrder) {

@@ -14,6 +14,11 @@ class FileRename : public IndexLibraryTest {
     return IndexRename_Json(&info, type, old_path.c_str());
   }
   std::string Old(const std::string& name) const { return shared() + "/" + name; }
+  // "old.jpg" has a row, which is found under "new.jpg" afterwards.
+  void AnswerMoved() {
+    AnswerRows("path like '" + Old("old.jpg") + "' ", 1);
+    Answer({.match = "SELECT id FROM photo_image", .rows = {{{"id", "7"}}}});
+  }
   // The folder of a second user.
   std::string Bob() {
     const std::string folder = std::filesystem::path(personal()).parent_path() / "bob";
@@ -44,8 +49,21 @@ TEST_F(FileRename, LeavesOtherKindsOfFoldersAlone) {
   EXPECT_THAT(fake().statements, IsEmpty());
 }
 
+TEST_F(FileRename, DoesNothingForARefusedPath) {
+  UsePersonal();
+  const std::string path = PersonalFile("new.jpg");
+  const std::string side = personal() + "/@eaDir/new.jpg/KAVOPHOTO_TITLE";
+  WriteFile(side, "title");
+  Set("runpersonallumivault", "no");
+  EXPECT_EQ(Rename(path, personal() + "/old.jpg"), 0);
+  KAVO_MEDIA_INFO record = RecordOf(path);
+  EXPECT_EQ(IndexRename(&record, kIndexed, (personal() + "/old.jpg").c_str()), 0);
+  EXPECT_THAT(fake().statements, IsEmpty());
+  EXPECT_TRUE(std::filesystem::exists(side));
+}
+
 TEST_F(FileRename, MovesTheRowOfAPhotoThatHasOne) {
-  AnswerRows("path like '" + Old("old.jpg") + "' ", 1);
+  AnswerMoved();
   ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("old.jpg")), 0);
   EXPECT_THAT(Sent("INTO photo_image"), IsEmpty());
   EXPECT_EQ(Sent("Update photo_image set path = '" + Old("new.jpg")).size(), 1U);
@@ -57,7 +75,7 @@ TEST_F(FileRename, MovesTheRowOfAPhotoThatHasOne) {
 
 TEST_F(FileRename, RunsNoToolAndQueuesNothing) {
   EnablePackage();
-  AnswerRows("path like '" + Old("old.jpg") + "' ", 1);
+  AnswerMoved();
   ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("old.jpg")), 0);
   EXPECT_EQ(fake().Count("RLIBCExec(/var/packages"), 0);
   EXPECT_EQ(fake().Count("RLIBCFileLockByFile"), 0);
@@ -67,6 +85,27 @@ TEST_F(FileRename, AddsAPhotoWithoutARow) {
   ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("old.jpg")), 0);
   EXPECT_EQ(Sent("INTO photo_image").size(), 1U);
   EXPECT_THAT(Sent("Update photo_image"), IsEmpty());
+}
+
+TEST_F(FileRename, AddsAPhotoWhenNoRowMoved) {
+  AnswerRows("path like '" + Old("old.jpg") + "' ", 1);
+  ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("old.jpg")), 0);
+  EXPECT_EQ(Sent("Update photo_image set path").size(), 1U);
+  EXPECT_EQ(Sent("INTO photo_image").size(), 1U);
+}
+
+TEST_F(FileRename, OntoItselfChangesNothing) {
+  AnswerMoved();
+  ASSERT_EQ(Rename(SharedFile("old.jpg"), Old("old.jpg")), 0);
+  EXPECT_THAT(Sent("DELETE"), IsEmpty());
+  EXPECT_THAT(Sent("pdate "), IsEmpty());
+  EXPECT_THAT(Sent("INSERT"), IsEmpty());
+}
+
+TEST_F(FileRename, OntoItselfKeepsTheConversionsOfAWebVideo) {
+  ASSERT_EQ(Rename(SharedFile("old.mp4"), Old("old.mp4")), 0);
+  EXPECT_THAT(Sent("DELETE"), IsEmpty());
+  EXPECT_EQ(Sent("INTO video").size(), 1U);
 }
 
 TEST_F(FileRename, ReportsAPhotoThatCannotBeSaved) {
@@ -84,6 +123,13 @@ TEST_F(FileRename, ReportsACountThatFails) {
 TEST_F(FileRename, AsksForTheRowUnderTheRawKey) {
   ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("it's.jpg")), 0);
   EXPECT_EQ(fake().Count("EscapeConditionEX2(1, path like '" + Old("it's.jpg") + "' )"), 1);
+}
+
+TEST_F(FileRename, CutsTheQuestionForTheRowToItsBuffer) {
+  const std::string old_path = Old(std::string(4200, 'o'));
+  Rename(SharedFile("new.jpg"), old_path);
+  const std::string condition = ("path like '" + old_path + "' ").substr(0, 4223);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1, " + condition + ")"), 1);
 }
 
 TEST_F(FileRename, AsksForAPersonalRowUnderItsRelativeKey) {
@@ -108,6 +154,9 @@ TEST_F(FileRename, ReportsAWebVideoThatCannotBeSaved) {
   EXPECT_EQ(Rename(SharedFile("new.mp4"), Old("old.mp4")), -1);
   EXPECT_EQ(LastMessage(), kSaveFailed);
   EXPECT_THAT(Sent("FROM video_comment"), IsEmpty());
+  // Its old rows have gone before.
+  EXPECT_THAT(Sent("DELETE FROM video"), ElementsAre(StartsWith("DELETE FROM video WHERE"),
+                                                     StartsWith("DELETE FROM video_convert WHERE")));
 }
 
 TEST_F(FileRename, AddsAnotherVideoAndDeletesTheOldRows) {
@@ -162,10 +211,22 @@ TEST_F(FileRename, SucceedsEvenWhenTheDeleteAndTheAddFail) {
 }
 
 TEST_F(FileRename, TakesAnOldPathFromTheRecordItself) {
-  KAVO_MEDIA_INFO record = RecordOf(SharedFile("new.jpg"));
-  std::snprintf(record.szTitle, sizeof record.szTitle, "%s", "/elsewhere/old.jpg");
-  EXPECT_EQ(IndexRename(&record, kIndexed, record.szTitle), 0);
-  EXPECT_EQ(Sent("INTO photo_image").size(), 1U);
+  AnswerMoved();
+  WriteFile(shared() + "/@eaDir/new.jpg/KAVOPHOTO_TITLE", std::string(200, 't'));
+  Json::Value info = InfoOf(SharedFile("new.jpg"));
+  info["szTitle"] = Old("old.jpg");
+  ASSERT_EQ(IndexRename_Json(&info, kIndexed, info["szTitle"].asCString()), 0);
+  EXPECT_EQ(info["szTitle"], std::string(200, 't'));
+  EXPECT_THAT(Sent("Update photo_image"), ElementsAre(HasSubstr("where path = '" + Old("old.jpg") + "'")));
+}
+
+TEST_F(FileRename, TakesAnOldPathFromTheRequestContext) {
+  UsePersonal();
+  const std::string old_path = personal() + "/old.jpg";
+  Json::Value info = InfoOf(SharedFile("new.jpg"));
+  ASSERT_EQ(HGAStatusCheck(old_path.c_str()), 0);
+  ASSERT_EQ(IndexRename_Json(&info, kIndexed, HGAStatusRequestPathGet()), 0);
+  EXPECT_EQ(Sent("DELETE FROM photo_image WHERE path like 'old.jpg'").size(), 1U);
 }
 
 }  // namespace

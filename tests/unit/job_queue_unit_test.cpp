@@ -1,10 +1,24 @@
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 
 #include "support/index_library.h"
+
+namespace {
+
+// What write was called with since the last job.
+std::vector<std::string> g_writes;
+
+}  // namespace
+
+// NOLINTNEXTLINE: the write of the whole program
+extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
+  g_writes.emplace_back(static_cast<const char*>(data), size);
+  return syscall(SYS_write, descriptor, data, size);
+}
 
 namespace {
 
@@ -29,6 +43,16 @@ TEST_F(JobQueue, KeepsFacesInOrderOneLineEach) {
   EXPECT_EQ(IndexFaceRecognitionQueueAdd((shared() + "/b c.jpg").c_str()), 0);
   EXPECT_EQ(Queue(), "F:" + shared() + "/a.jpg\nF:" + shared() + "/b c.jpg\n");
   EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(JobQueue, WritesALineAtOnce) {
+  EnableFaces();
+  WriteFile(QueueFile(), "w:tor");
+  const std::string path = shared() + "/a.jpg";
+  g_writes.clear();
+  EXPECT_EQ(IndexFaceRecognitionQueueAdd(path.c_str()), 0);
+  EXPECT_EQ(QueueWatermark("/photo/a.jpg"), 0);
+  EXPECT_THAT(g_writes, ElementsAre("\nF:" + path + "\n", "w:a.jpg\n"));
 }
 
 TEST_F(JobQueue, QueuesNoFaceWhileTheDatabaseSaysOff) {

@@ -31,7 +31,7 @@ class KeywordsTest : public FakeLibraryTest {
   }
   // The keywords that were linked, in order.
   std::vector<std::string> Update() {
-    UpdateKeywords(path().c_str());
+    EXPECT_TRUE(UpdateKeywords(path().c_str()));
     std::vector<std::string> names;
     for (const auto& sql : Sent("select * from photo_label where category = 2 and name = '")) {
       const auto start = sql.find("name = '") + 8;
@@ -96,7 +96,40 @@ TEST_F(KeywordsTest, ListedLinesAreCut) {
   EXPECT_THAT(Update(), ElementsAre(std::string(254 - start.size(), 'x')));
 }
 
-TEST_F(KeywordsTest, FileWithoutKeywordsLosesItsLabels) {
+TEST_F(KeywordsTest, ListedLineCutInACharacterLosesThat) {
+  const std::string start = "Iptc.Application2.Keywords String 9 \xC3\xA9";
+  const std::string fill(253 - start.size(), 'x');
+  SetListing(start + fill + "\xC3\xA9\n");
+  EXPECT_THAT(Update(), ElementsAre("\xC3\xA9" + fill));
+}
+
+TEST_F(KeywordsTest, ListedLinesMayBePadded) {
+  using namespace std::string_literals;
+  SetListing(
+      "Iptc.Application2.Keywords  String  5  sea\0\0\n"
+      "Iptc.Application2.Keywords  String  3  sun\n"s);
+  EXPECT_THAT(Update(), ElementsAre("sea", "sun"));
+}
+
+TEST_F(KeywordsTest, OneEntryGivesAtMost1024) {
+  std::string value = "first";
+  for (int i = 1; i < 1024; ++i) value += ",x";
+  SetXmp(value);
+  EXPECT_EQ(Update().size(), 1024U);
+  fake().statements.clear();
+  fake().programs.clear();
+  SetXmp(value + ",last");
+  EXPECT_THAT(Update(), testing::AllOf(testing::SizeIs(1024), Not(testing::Contains("last"))));
+}
+
+TEST_F(KeywordsTest, AtMost1024EntriesAreListed) {
+  std::string lines;
+  for (int i = 0; i < 1024; ++i) lines += "Iptc.Application2.Keywords String 1 x\n";
+  SetListing(lines + "Iptc.Application2.Keywords String 4 last\n");
+  EXPECT_THAT(Update(), testing::AllOf(testing::SizeIs(1024), Not(testing::Contains("last"))));
+}
+
+TEST_F(KeywordsTest, FileWithoutMetadataLosesItsLabels) {
   SetListing("");
   EXPECT_THAT(Update(), IsEmpty());
   EXPECT_THAT(Sent("DELETE"), ElementsAre(kDeleteLinks));
@@ -104,9 +137,12 @@ TEST_F(KeywordsTest, FileWithoutKeywordsLosesItsLabels) {
 
 TEST_F(KeywordsTest, UnreadableFileKeepsItsLabels) {
   SetXmp("");
-  fake().programs.push_back({"exiv2 -pa ", {1, ""}});
-  EXPECT_THAT(Update(), IsEmpty());
-  EXPECT_THAT(Sent("DELETE"), IsEmpty());
+  for (const char* part : {"", "Iptc.Application2.Keywords  String  3  sea\n"}) {
+    fake().programs.push_back({"exiv2 -pa ", {1, part}});
+    EXPECT_THAT(Update(), IsEmpty());
+    EXPECT_THAT(Sent("DELETE"), IsEmpty());
+    fake().programs.pop_back();
+  }
 }
 
 TEST_F(KeywordsTest, LabelsStayWithoutTheTool) {
@@ -121,7 +157,7 @@ TEST_F(KeywordsTest, LabelsStayWithoutTheTool) {
 TEST_F(KeywordsTest, PathThatCannotBeCheckedEndsTheStep) {
   UsePersonal();
   fake().key_values.clear();
-  UpdateKeywords((personal() + "/b.jpg").c_str());
+  EXPECT_FALSE(UpdateKeywords((personal() + "/b.jpg").c_str()));
   EXPECT_THAT(Messages().back(), "photo_database.cpp:# HGAStatusCheck failed for " + personal() + "/b.jpg.");
   EXPECT_THAT(fake().statements, IsEmpty());
   fake().personal_folders.clear();

@@ -1,90 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "base/owned_list.h"
-#include "lumivault/photo_database.h"
-#include "lumivault/request_context.h"
-#include "support/fake_platform.h"
-#include "support/syslog_capture.h"
-#include "support/temp_dir.h"
+#include "unit/label_store_test.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr const char* kForeignKeys = "PRAGMA foreign_keys = ON;";
-constexpr const char* kSharedPhoto = "/volume1/photo/a.jpg";
-
-std::string Logged(const std::string& text) {
-  return "photo_database.cpp:# " + text;
-}
-
-std::vector<std::string> Lines(const RLIBCSZLIST* list) {
-  std::vector<std::string> lines;
-  for (int i = 0; i < RLIBCSzListCount(list); ++i) lines.emplace_back(RLIBCSzListGet(list, i));
-  return lines;
-}
-
-// No operation may leave a connection of its own or a result behind.
-class LabelStoreTest : public testing::Test {
- protected:
-  void SetUp() override {
-    FakePlatform::Reset();
-    gHGAInformation = {};
-  }
-  void TearDown() override {
-    PhotoDBConnClose();
-    EXPECT_EQ(fake().open_connections, 0);
-    EXPECT_EQ(fake().open_results, 0);
-    EXPECT_EQ(fake().Count("RLIBCSzListAlloc"), fake().Count("RLIBCSzListFree") + failed_lists_);
-    gHGAInformation = {};
-  }
-
-  static FakePlatform& fake() { return FakePlatform::Get(); }
-  static void Answer(const std::string& match, const std::vector<std::map<std::string, std::string>>& rows,
-                     bool once = false) {
-    fake().answers.push_back({.match = match, .rows = rows, .once = once});
-  }
-  static void Fail(const std::string& match) { fake().answers.push_back({.match = match, .result = -1}); }
-
-  // Makes the library of alice and the request one of hers; a photo in it.
-  std::string PersonalPhoto() {
-    photos_ = fake().AddPersonalLibrary(dir_.path(), "alice");
-    EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
-    return photos_ + "/2024/a.jpg";
-  }
-
-  TempDir dir_;
-  std::string photos_;
-  int failed_lists_ = 0;
-};
-
-// --- The face switch.
-
-TEST_F(LabelStoreTest, FacesAreOnOnlyForTheValueOn) {
-  EXPECT_FALSE(PhotoInfoDBFaceRecognitionEnableGet());
-  for (const auto& [value, expected] :
-       std::map<std::string, bool>{{"on", true}, {"off", false}, {"", false}}) {
-    fake().answers = {{.match = "photo_config", .rows = {{{"config_value", value}}}}};
-    EXPECT_EQ(PhotoInfoDBFaceRecognitionEnableGet(), expected) << value;
-  }
-  fake().answers = {{.match = "photo_config", .rows = {{}}}};
-  EXPECT_FALSE(PhotoInfoDBFaceRecognitionEnableGet());
-  EXPECT_EQ(fake().statements[0], "select * from photo_config where config_key = 'enable_face_recognition'");
-}
-
-TEST_F(LabelStoreTest, FaceSwitchThatCannotBeReadIsOff) {
-  Fail("photo_config");
-  EXPECT_FALSE(PhotoInfoDBFaceRecognitionEnableGet());
-  EXPECT_THAT(SyslogCapture::Messages(),
-              ElementsAre(Logged("Failed to exec [select * from photo_config where config_key = "
-                                 "'enable_face_recognition'] (the error)")));
-}
 
 // --- Labels.
 
@@ -131,6 +50,58 @@ TEST_F(LabelStoreTest, PersonalLabelGetsTheId1WhenTheHighestCannotBeTold) {
   EXPECT_THAT(SyslogCapture::Messages(),
               ElementsAre(Logged("Failed to exec [select * from photo_label order by id desc limit 1] "
                                  "(the error)")));
+}
+
+TEST_F(LabelStoreTest, PersonalLabelTakesTheNextIdWhenAnotherProcessTookItsOwn) {
+  const std::string photo = PersonalPhoto();
+  Answer("order by id desc limit 1", {{{"id", "7"}}}, true);
+  Answer("order by id desc limit 1", {{{"id", "8"}}}, true);
+  Fail("values (8, 2, 'sea')");
+  Answer(kFindSea, {}, true);
+  Answer(kFindSea, {}, true);
+  Answer(kFindSea, {{{"id", "9"}}});
+  EXPECT_EQ(PhotoInfoDBLabelCheck(photo.c_str(), "sea", 2), 9);
+  EXPECT_EQ(fake().statements[fake().statements.size() - 2],
+            "insert into photo_label (id, category, name) values (9, 2, 'sea')");
+}
+
+TEST_F(LabelStoreTest, PersonalLabelIsNotTriedAgainWhenNobodyTookItsId) {
+  const std::string photo = PersonalPhoto();
+  Answer("order by id desc limit 1", {{{"id", "7"}}});
+  Fail("insert into");
+  EXPECT_EQ(PhotoInfoDBLabelCheck(photo.c_str(), "sea", 2), -1);
+  EXPECT_THAT(SyslogCapture::Messages(),
+              ElementsAre(Logged("Failed to exec [insert into photo_label (id, category, name) values "
+                                 "(8, 2, 'sea')] (the error)")));
+}
+
+TEST_F(LabelStoreTest, PersonalLabelIsGivenUpWhenEveryIdIsTaken) {
+  const std::string photo = PersonalPhoto();
+  for (int highest = 0; highest < 200; ++highest) {
+    Answer("order by id desc limit 1", {{{"id", std::to_string(highest)}}}, true);
+  }
+  Fail("insert into");
+  EXPECT_EQ(PhotoInfoDBLabelCheck(photo.c_str(), "sea", 2), -1);
+  EXPECT_EQ(SyslogCapture::Lines().size(), 100U);
+}
+
+TEST_F(LabelStoreTest, LookUpThatFailsAfterAnInsertEndsTheTries) {
+  const std::string photo = PersonalPhoto();
+  Answer(kFindSea, {}, true);
+  Fail(kFindSea);
+  Fail("insert into");
+  EXPECT_EQ(PhotoInfoDBLabelCheck(photo.c_str(), "sea", 2), -1);
+  EXPECT_EQ(fake().statements.back(), kFindSea);
+}
+
+TEST_F(LabelStoreTest, NoPersonalLabelIsMadeBehindTheHighestIdThereIs) {
+  const std::string photo = PersonalPhoto();
+  for (const char* highest : {"2147483647", "99999999999999999999"}) {
+    fake().answers.clear();
+    Answer("order by id desc limit 1", {{{"id", highest}}});
+    EXPECT_EQ(PhotoInfoDBLabelCheck(photo.c_str(), "sea", 2), -1);
+  }
+  EXPECT_EQ(fake().Count("KAVODBExecute(insert"), 0);
 }
 
 TEST_F(LabelStoreTest, PercentInANameIsNoConversion) {
@@ -180,6 +151,16 @@ TEST_F(LabelStoreTest, StatementThatCannotBeBuiltFailsSilently) {
     EXPECT_EQ(PhotoInfoDBLabelCheck(kSharedPhoto, "sea", 2), -1);
     EXPECT_EQ(fake().statements.size(), call == 1 ? 0U : 2U);
     PhotoDBConnClose();
+  }
+  EXPECT_THAT(SyslogCapture::Lines(), IsEmpty());
+}
+
+TEST_F(LabelStoreTest, PersonalStatementThatCannotBeBuiltFailsSilently) {
+  for (int call : {1, 2, 3, 4}) {
+    FakePlatform::Reset();
+    const std::string photo = PersonalPhoto();
+    fake().failing_at["KAVODBEscapeStringEX3"] = call;
+    EXPECT_EQ(PhotoInfoDBLabelCheck(photo.c_str(), "sea", 2), -1);
   }
   EXPECT_THAT(SyslogCapture::Lines(), IsEmpty());
 }
@@ -256,6 +237,23 @@ TEST_F(LabelStoreTest, FailedStatementsOfALinkAreLogged) {
   }
 }
 
+TEST_F(LabelStoreTest, NewLinkThatIsNotThereAfterItsInsertIsLogged) {
+  EXPECT_EQ(PhotoInfoDBImageLabelDataAdd(5, 17, "{}", "t"), -1);
+  EXPECT_EQ(fake().statements.size(), 3U);
+  EXPECT_THAT(SyslogCapture::Messages(), ElementsAre(Logged("KAVODBFetchRow failed")));
+}
+
+TEST_F(LabelStoreTest, LinkWhoseStatementCannotBeBuiltFailsSilently) {
+  for (int call : {1, 2, 3}) {
+    FakePlatform::Reset();
+    fake().failing_at["KAVODBEscapeStringEX3"] = call;
+    EXPECT_EQ(PhotoInfoDBImageLabelDataAdd(5, 17, "{}", "t"), -1);
+    EXPECT_EQ(fake().statements.size(), static_cast<std::size_t>(call - 1));
+    PhotoDBConnClose();
+  }
+  EXPECT_THAT(SyslogCapture::Lines(), IsEmpty());
+}
+
 TEST_F(LabelStoreTest, LinkNeedsAStatusOfTOrF) {
   Answer(kFindLink, {{{"id", "30"}}});
   EXPECT_EQ(PhotoInfoDBImageLabelDataAdd(5, 17, "{}", "f"), 30);
@@ -302,132 +300,8 @@ TEST_F(LabelStoreTest, KeywordLinksThatCannotBeDeletedAreLoggedWithAFullStop) {
 TEST_F(LabelStoreTest, KeywordLinksNeedAPhotoIdAboveZero) {
   EXPECT_EQ(PhotoInfoDBImageLabelDeleteByImage(0), -1);
   EXPECT_EQ(PhotoInfoDBImageLabelDeleteByImage(-1), -1);
+  EXPECT_EQ(SyslogCapture::Messages(), std::vector<std::string>(2, Logged("Bad parameter.")));
   EXPECT_THAT(fake().statements, IsEmpty());
-}
-
-// --- Faces.
-
-TEST_F(LabelStoreTest, NamedFacesOfTheSharedDatabaseAreListed) {
-  Answer("A.name <> ''",
-         {{{"id", "1"}, {"info", "old"}, {"info_new", "new"}, {"path", "/volume1/photo/a.jpg"}},
-          {{"id", "2"}, {"info", "old"}, {"info_new", ""}, {"path", "/volume1/photo/b.jpg"}},
-          {{"id", "3"}, {"path", "/volume1/photo/c.jpg"}}});
-  const OwnedList list(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 1, 0));
-  EXPECT_THAT(Lines(list.get()),
-              ElementsAre("1\tnew\t/volume1/photo/a.jpg\tinfo_new", "2\told\t/volume1/photo/b.jpg\tinfo",
-                          "3\t\t/volume1/photo/c.jpg\tinfo"));
-  EXPECT_THAT(
-      fake().statements,
-      ElementsAre("select A.id, B.info, B.info_new, C.path from photo_label A, photo_image_label B, "
-                  "photo_image C where A.category = 0 and A.name <> '' and B.label_id = A.id and (B.info "
-                  "like '%face%' or B.info_new like '%face%') and B.status = 't' and C.id = B.image_id"));
-}
-
-TEST_F(LabelStoreTest, FacesOfAPersonalPhotoAreListedWithAbsolutePaths) {
-  const std::string photo = PersonalPhoto();
-  Answer("C.path", {{{"id", "1"}, {"info_new", "new"}, {"path", "2024/a.jpg"}}});
-  const OwnedList list(PhotoInfoDBFaceRecognitionDataGet(photo.c_str(), 0, 0));
-  EXPECT_THAT(Lines(list.get()), ElementsAre("1\tnew\t" + photo + "\tinfo_new"));
-  EXPECT_EQ(
-      fake().statements.back(),
-      "select A.id, B.info, B.info_new, C.path from photo_label A, photo_image_label B, photo_image C where "
-      "A.category = 0 and B.label_id = A.id  and C.id = B.image_id and C.path = '2024/a.jpg'");
-}
-
-TEST_F(LabelStoreTest, EveryConditionSelectorGivesAllPeopleLinksOfThePhoto) {
-  for (int condition : {0, 1, 2, -1}) {
-    const OwnedList list(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 0, condition));
-    ASSERT_NE(list, nullptr);
-    EXPECT_EQ(RLIBCSzListCount(list.get()), 0);
-  }
-  EXPECT_EQ(fake().statements, std::vector<std::string>(4, fake().statements[0]));
-}
-
-TEST_F(LabelStoreTest, FaceLineIsCutTo8191Bytes) {
-  Answer("photo_label", {{{"id", "1"}, {"info_new", std::string(9000, 'x')}, {"path", "p"}}});
-  const OwnedList list(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 0, 0));
-  EXPECT_THAT(Lines(list.get()), ElementsAre("1\t" + std::string(8189, 'x')));
-}
-
-TEST_F(LabelStoreTest, FaceListThatCannotBeAllocatedIsLogged) {
-  failed_lists_ = 1;
-  fake().failing.insert("RLIBCSzListAlloc");
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 0, 0), nullptr);
-  EXPECT_THAT(SyslogCapture::Messages(), ElementsAre(Logged("RLIBCSzListAlloc failed")));
-}
-
-TEST_F(LabelStoreTest, FaceListMakesRoomFor1024Entries) {
-  const OwnedList list(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 0, 0));
-  EXPECT_EQ(fake().Count("RLIBCSzListAlloc(1024)"), 1);
-}
-
-TEST_F(LabelStoreTest, FaceQueryThatFailsGivesNoList) {
-  Fail("photo_label");
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 1, 0), nullptr);
-  EXPECT_THAT(SyslogCapture::Messages(),
-              ElementsAre(testing::StartsWith(Logged("Failed to exec [select A.id, "))));
-}
-
-TEST_F(LabelStoreTest, FaceLineThatCannotBeKeptGivesNoList) {
-  Answer("photo_label", {{{"id", "1"}}});
-  fake().failing.insert("RLIBCSzListPush");
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 1, 0), nullptr);
-}
-
-TEST_F(LabelStoreTest, LinkIsGivenAnotherLabel) {
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateImageLabel(30, 17), 0);
-  EXPECT_THAT(fake().statements, ElementsAre("update photo_image_label set label_id = 17 where id = 30"));
-  EXPECT_EQ(fake().Count("KAVODBConnect(NULL, postgres, NULL, photo)"), 1);
-}
-
-TEST_F(LabelStoreTest, PersonalLinkIsGivenAnotherLabelWithForeignKeysOn) {
-  PersonalPhoto();
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateImageLabel(30, 17), 0);
-  EXPECT_THAT(fake().statements,
-              ElementsAre(kForeignKeys, "update photo_image_label set label_id = 17 where id = 30"));
-  EXPECT_EQ(fake().Count("KAVODBConnect(NULL, NULL, NULL, " + photos_ + "/.KAVOHGADB)"), 1);
-}
-
-TEST_F(LabelStoreTest, LinkThatCannotBeUpdatedIsLogged) {
-  Fail("update");
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateImageLabel(30, 17), -1);
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateDetectionResult("{}", 30), -1);
-  EXPECT_THAT(
-      SyslogCapture::Messages(),
-      ElementsAre(
-          Logged("Failed to exec [update photo_image_label set label_id = 17 where id = 30] (the error)"),
-          Logged("Failed to exec [update photo_image_label set info_new = '{}' where id = 30] (the error)")));
-}
-
-TEST_F(LabelStoreTest, FaceOfALinkComesFromInfoNewOrInfo) {
-  char out[64];
-  Answer("where id = 30", {{{"info", "old"}, {"info_new", "new"}}}, true);
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, sizeof out), 0);
-  EXPECT_STREQ(out, "new\tinfo_new");
-  Answer("where id = 30", {{{"info", "old"}, {"info_new", ""}}});
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, sizeof out), 0);
-  EXPECT_STREQ(out, "old\tinfo");
-  EXPECT_EQ(fake().statements[0], "select info, info_new from photo_image_label where id = 30");
-}
-
-TEST_F(LabelStoreTest, FaceOfALinkIsCutToTheBuffer) {
-  char out[6] = "xxxxx";
-  Answer("where id = 30", {{{"info_new", "new"}}});
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, sizeof out), 0);
-  EXPECT_STREQ(out, "new\ti");
-}
-
-TEST_F(LabelStoreTest, FaceOfNoLinkIsLoggedWithAFullStop) {
-  char out[64] = "untouched";
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, sizeof out), -1);
-  EXPECT_STREQ(out, "untouched");
-  EXPECT_THAT(SyslogCapture::Messages(), ElementsAre(Logged("KAVODBFetchRow failed.")));
-}
-
-TEST_F(LabelStoreTest, DetectionResultIsWritten) {
-  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateDetectionResult("100%s", 30), 0);
-  EXPECT_THAT(fake().statements,
-              ElementsAre("update photo_image_label set info_new = '100%s' where id = 30"));
 }
 
 // --- What all of them share.
@@ -442,9 +316,27 @@ TEST_F(LabelStoreTest, MissingArgumentsAreLogged) {
   EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, nullptr, out, sizeof out), -1);
   EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, nullptr, sizeof out), -1);
   EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, 0), -1);
+  EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, -1), -1);
   EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateDetectionResult(nullptr, 30), -1);
-  EXPECT_EQ(SyslogCapture::Messages(), std::vector<std::string>(9, Logged("Bad parameter.")));
+  EXPECT_EQ(SyslogCapture::Messages(), std::vector<std::string>(10, Logged("Bad parameter.")));
   EXPECT_THAT(fake().calls, IsEmpty());
+}
+
+TEST_F(LabelStoreTest, OperationWhoseStatementCannotBeBuiltFailsSilently) {
+  char out[8] = "before";
+  fake().failing.insert("KAVODBEscapeStringEX3");
+  EXPECT_FALSE(PhotoInfoDBFaceRecognitionEnableGet());
+  EXPECT_EQ(PhotoInfoDBPhotoIdGet(kSharedPhoto), -1);
+  EXPECT_EQ(PhotoInfoDBImageLabelDataDelete(5, 17), -1);
+  EXPECT_EQ(PhotoInfoDBImageLabelDeleteByImage(5), -1);
+  EXPECT_EQ(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 1, 0), nullptr);
+  EXPECT_EQ(PhotoInfoDBFaceRecognitionDataGet(kSharedPhoto, 0, 0), nullptr);
+  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateImageLabel(30, 17), -1);
+  EXPECT_EQ(PhotoInfoDBFaceRecognitionImageLabelDataGet(30, kSharedPhoto, out, sizeof out), -1);
+  EXPECT_EQ(PhotoInfoDBFaceRecognitionUpdateDetectionResult("{}", 30), -1);
+  EXPECT_STREQ(out, "before");
+  EXPECT_THAT(fake().statements, IsEmpty());
+  EXPECT_THAT(SyslogCapture::Lines(), IsEmpty());
 }
 
 TEST_F(LabelStoreTest, PathThatCannotBeDecidedIsLogged) {

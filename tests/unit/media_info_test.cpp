@@ -15,7 +15,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 // Every field holds a value of its own: texts their name, numbers consecutive ones.
@@ -163,7 +162,7 @@ TEST(MediaInfoToRecord, MissingMemberReadsAsZeroAndIsAddedAsNull) {
   EXPECT_TRUE(json.isMember("szTitle") && json["szTitle"].isNull());
 }
 
-TEST(MediaInfoToRecord, MembersOfAnotherKindReadAsZeroOrEmpty) {
+TEST(MediaInfoToRecord, MembersOfAnotherKindReadAsZeroOrEmptyOrTheNearestNumber) {
   Json::Value json = FullJson();
   json["ID"] = "12";
   json["audio_bitrate"] = -1;
@@ -175,7 +174,7 @@ TEST(MediaInfoToRecord, MembersOfAnotherKindReadAsZeroOrEmpty) {
   EXPECT_EQ(record.ID, 0U);
   EXPECT_EQ(record.audio_bitrate, 0U);
   EXPECT_EQ(record.track, 0);
-  EXPECT_EQ(record.disc, 0);
+  EXPECT_EQ(record.disc, 2147483647);
   EXPECT_EQ(record.duration, 0);
   EXPECT_STREQ(record.szTitle, "");
   EXPECT_EQ(record.frame_rate_den, 8);
@@ -246,6 +245,14 @@ TEST(MediaInfoDump, ValueIsNeverAFormat) {
   Json::Value json = FullJson();
   json["szTitle"] = "100%s%n";
   EXPECT_EQ(Dump(json)[3], "\tszTitle:100%s%n");
+}
+
+TEST(MediaInfoDump, SourceThatIsNoObjectGivesOneLine) {
+  Json::Value text("text");
+  DumpJson(text);
+  EXPECT_EQ(text, "text");
+  EXPECT_THAT(SyslogCapture::Messages(),
+              ElementsAre(testing::StartsWith("photo_util.cpp:# Unexpected error: ")));
 }
 
 TEST(MediaInfoDump, MissingMembersReadAsZeroAndAreAddedAsNull) {

@@ -197,6 +197,19 @@ TEST_F(Completion, ReplacesTheTitleByADescription) {
   EXPECT_EQ(Complete(SharedFile("a.jpg"))["szTitle"], "sunset");
 }
 
+TEST_F(Completion, PrefersTheNewerNameOfADescription) {
+  WriteFile(SideFile(shared(), "a.jpg", "KAVOPHOTO_DESC"), "newer");
+  WriteFile(SideFile(shared(), "a.jpg", "KAVOPHOTO:DESC"), "older");
+  EXPECT_EQ(Complete(SharedFile("a.jpg"))["szTitle"], "newer");
+  EXPECT_FALSE(std::filesystem::exists(SideFile(shared(), "a.jpg", "KAVOPHOTO_DESC")));
+  EXPECT_TRUE(std::filesystem::exists(SideFile(shared(), "a.jpg", "KAVOPHOTO:DESC")));
+}
+
+TEST_F(Completion, TakesADescriptionUnderItsNewerNameAlone) {
+  WriteFile(SideFile(shared(), "a.jpg", "KAVOPHOTO_DESC"), "sunset");
+  EXPECT_EQ(Complete(SharedFile("a.jpg"))["szTitle"], "sunset");
+}
+
 TEST_F(Completion, KeepsTheGivenTitleWithoutSideFiles) {
   EXPECT_EQ(Complete(SharedFile("a.jpg"))["szTitle"], "given");
 }

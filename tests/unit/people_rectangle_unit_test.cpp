@@ -1,5 +1,8 @@
 #include "photo_database/people_rectangle.h"
 
+#include <cmath>
+#include <map>
+
 #include "base/text.h"
 #include "support/comma_locale.h"
 #include "support/fake_library.h"
@@ -36,6 +39,14 @@ TEST(RectangleToJson, MissingAndUnusableNumbersAreZero) {
             R"({"x":0.000000,"y":0.000000,"width":0.001000,"height":0.500000})");
 }
 
+TEST(RectangleToJson, TextIsCut) {
+  const std::string blanks(4094 - 12, ' ');
+  EXPECT_EQ(Json("0.1 0.2 0.3 " + blanks + "5.5"),
+            R"({"x":0.100000,"y":0.200000,"width":0.300000,"height":5.000000})");
+  EXPECT_EQ(Json("0.1 0.2 0.3 " + blanks + " 5.5"),
+            R"({"x":0.100000,"y":0.200000,"width":0.300000,"height":0.001000})");
+}
+
 TEST(RectangleToJson, DecimalPointIsAPointEverywhere) {
   const CommaLocale locale;
   if (!locale.active()) GTEST_SKIP() << "no locale with a decimal comma";
@@ -56,6 +67,30 @@ TEST(MetadataRectangle, OtherTextsAreLogged) {
     EXPECT_EQ(ParseMetadataRectangle(text), std::nullopt) << text;
     EXPECT_THAT(SyslogCapture::Messages(),
                 ElementsAre("photo_database.cpp:# metadata rectangle wrong. [" + std::string(text) + "]"));
+  }
+}
+
+TEST(MetadataRectangle, EveryPrefixIsAccepted) {
+  const std::string text = "0.1, 0.2, 0.3, 0.4";
+  for (std::size_t length = 0; length <= text.size(); ++length) {
+    const std::string number = length > 15 ? text.substr(15, length - 15) : "";
+    const std::string expected = number.empty()    ? "none"
+                                 : number == "0.4" ? "0.1 0.2 0.3 0.4"
+                                                   : "0.1 0.2 0.3 0";
+    EXPECT_EQ(Numbers(ParseMetadataRectangle(text.substr(0, length))), expected) << length;
+  }
+}
+
+TEST(MetadataRectangle, EveryByteIsAccepted) {
+  const std::string text = "0.1, 0.2, 0.3, 0.4";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = text;
+      changed[i] = static_cast<char>(byte);
+      const auto rectangle = ParseMetadataRectangle(changed);
+      EXPECT_TRUE(!rectangle ||
+                  std::isfinite(rectangle->x + rectangle->y + rectangle->width + rectangle->height));
+    }
   }
 }
 
@@ -100,8 +135,16 @@ TEST(FaceInfo, MissingKeysAreLogged) {
 
 TEST(FaceInfo, EveryPrefixIsAccepted) {
   const std::string text = R"({"face":{"a":"b"},"x":0.1,"y":0.2,"width":0.3,"height":0.4})";
-  for (std::size_t length = 0; length + 1 < text.size(); ++length) ParseFaceInfo(text.substr(0, length));
-  EXPECT_EQ(SyslogCapture::Messages().empty(), false);
+  const std::size_t last_number = text.rfind(':') + 1;
+  for (std::size_t length = 0; length <= text.size(); ++length) {
+    const std::string number = length > last_number ? text.substr(last_number, length - last_number) : "";
+    const std::map<std::string, std::string> read = {
+        {"0", "0"}, {"0.", "0"}, {"0.4", "0.4"}, {"0.4}", "0.4"}};
+    const auto found = read.find(number);
+    EXPECT_EQ(Numbers(ParseFaceInfo(text.substr(0, length))),
+              found == read.end() ? "none" : "0.1 0.2 0.3 " + found->second)
+        << length;
+  }
 }
 
 constexpr Rectangle kRegion = {0.1, 0.2, 0.3, 0.25};
@@ -109,6 +152,14 @@ constexpr Rectangle kRegion = {0.1, 0.2, 0.3, 0.25};
 TEST(RectanglesAgree, AtTheSamePlace) {
   for (int orientation = -1; orientation < 12; ++orientation) {
     EXPECT_TRUE(RectanglesAgree(kRegion, kRegion, orientation)) << orientation;
+  }
+}
+
+TEST(RectanglesAgree, EmptyExtentIsTheStoredThousandth) {
+  const Rectangle stored = {0.1, 0.2, 0.001, 0.001};
+  for (const double extent : {0.0, -1.0, -1e6}) {
+    EXPECT_TRUE(RectanglesAgree({0.1, 0.2, extent, extent}, stored, 1)) << extent;
+    EXPECT_FALSE(RectanglesAgree({0.1, 0.2, extent, 0.3}, stored, 1)) << extent;
   }
 }
 

@@ -101,10 +101,28 @@ TEST_F(RegionsTest, PersonWithoutAPlaceStandsAtTheOrigin) {
               ElementsAre(Pair("Marie", "0, 0, 1, 1")));
 }
 
-TEST_F(RegionsTest, FocusAndBarCodesAreNobody) {
-  const std::string lines = Group(1, "", "Focus") + Group(2, "code", "BarCode") + Group(3, "Rex", "Pet");
-  EXPECT_THAT(Read(lines), ElementsAre(Pair("Rex", testing::_)));
-  EXPECT_THAT(Read(lines, People::kUnnamed), IsEmpty());
+TEST_F(RegionsTest, NamedRegionsOfEveryTypeArePeople) {
+  EXPECT_THAT(
+      Read(Group(1, "Marie") + Group(2, "code", "BarCode") + Group(3, "Rex", "Pet") + Group(4, "X", "")),
+      ElementsAre(Pair("Marie", testing::_), Pair("code", testing::_), Pair("Rex", testing::_),
+                  Pair("X", testing::_)));
+}
+
+TEST_F(RegionsTest, UnnamedRegionsArePeopleWhenTheyAreFaces) {
+  for (const char* type : {"Focus", "BarCode", "Pet", "Faces"}) {
+    EXPECT_THAT(Read(Group(1, "", type), People::kUnnamed), IsEmpty()) << type;
+  }
+  for (const char* type : {"Face", "FACE", ""}) {
+    EXPECT_EQ(Read(Group(1, "", type), People::kUnnamed).size(), 1U) << type;
+  }
+}
+
+TEST_F(RegionsTest, RegionsThatCannotBeKeptFail) {
+  fake().failing = {"RLIBCSzHashSetValue"};
+  const Entries failed = {{"failed", ""}};
+  EXPECT_EQ(Read(Group(1, "Marie")), failed);
+  EXPECT_EQ(Read(Line(kMicrosoft, 1, "MPReg:PersonDisplayName", "Marie")), failed);
+  EXPECT_EQ(Read(Group(1, ""), People::kUnnamed), failed);
 }
 
 TEST_F(RegionsTest, GapsAndOrderOfTheNumbersDoNotMatter) {
@@ -215,6 +233,16 @@ TEST_F(FacesTest, FailingCallsFail) {
                                                 "photo_label.name = '' \\] \\(the error\\)")));
 }
 
+TEST_F(FacesTest, FacesThatCannotBeKeptFail) {
+  SetFaces({{{"name", "A"}, {"info_new", "new"}}, {{"name", "B"}, {"info_new", "new"}}});
+  const OwnedHash columns(RLIBCSzHashAlloc(4));
+  for (int call = 1; call <= 4; ++call) {
+    const int done = fake().Count("RLIBCSzHashSetValue");
+    fake().failing_at = {{"RLIBCSzHashSetValue", done + call}};
+    EXPECT_EQ(GetPhotoPeopleTaggingFromDB(7, People::kNamed, columns.get()), nullptr) << call;
+  }
+}
+
 // --- The merge.
 
 constexpr const char* kPlaceJson = R"({"x":0.450000,"y":0.400000,"width":0.100000,"height":0.200000})";
@@ -277,6 +305,14 @@ TEST_F(MergeTest, AgreementChangesNothing) {
   EXPECT_THAT(Writes(), IsEmpty());
 }
 
+TEST_F(MergeTest, EmptyExtentAgreesWithWhatWasStoredForIt) {
+  SetListing(Microsoft(1, "Marie", "0.1, 0.2, -1, 0.3") + Microsoft(2, "", "0.1, 0.2, 0.3, -0.5"));
+  SetFaces({{"Marie", R"({"x":0.100000,"y":0.200000,"width":0.001000,"height":0.300000})"}},
+           {R"({"x":0.100000,"y":0.200000,"width":0.300000,"height":0.001000})"});
+  Merge();
+  EXPECT_THAT(Writes(), IsEmpty());
+}
+
 TEST_F(MergeTest, PersonWhoIsNotInTheMetadataGoes) {
   SetFaces({{"Marie", kPlaceJson}}, {});
   Merge();
@@ -325,13 +361,18 @@ TEST_F(MergeTest, BrokenPlacesNeverAgree) {
 }
 
 TEST_F(MergeTest, OnlySomeFormatsTakePart) {
-  for (const char* name : {"/b.gif", "/b.nef", "/b.mp4", "/b", "/b.jpg/c"}) {
+  for (const char* name :
+       {"/b.gif", "/b.nef", "/b.mp4", "/b.webp", "/b.heic", "/b.jpgx", "/b.jp", "/b.", "/b", "/b.jpg/c"}) {
     MergePeopleTags((shared() + name).c_str());
   }
   EXPECT_THAT(fake().calls, IsEmpty());
-  WriteFile(shared() + "/b.TIFF", "");
-  MergePeopleTags((shared() + "/b.TIFF").c_str());
-  EXPECT_EQ(fake().Count("ProcessRunner"), 2);
+  for (const char* name :
+       {"/b.jpg", "/b.jpeg", "/b.jpe", "/b.tif", "/b.tiff", "/b.png", "/b.bmp", "/b.TIFF"}) {
+    fake().calls.clear();
+    WriteFile(shared() + name, "");
+    MergePeopleTags((shared() + name).c_str());
+    EXPECT_EQ(fake().Count("ProcessRunner"), 2) << name;
+  }
 }
 
 TEST_F(MergeTest, PhotoWithoutARowIsLeftAlone) {
@@ -362,12 +403,28 @@ TEST_F(MergeTest, WhatCannotBeReadEndsIt) {
 }
 
 TEST_F(MergeTest, UnreadableFileKeepsItsPeople) {
-  fake().programs = {{"exiv2 -Pkt ", {1, ""}}};
   SetFaces({{"Marie", kPlaceJson}}, {kPlaceJson});
-  Merge();
-  EXPECT_THAT(Writes(), IsEmpty());
-  EXPECT_THAT(Messages(),
-              ElementsAre("photo_database.cpp:# GetPhotoPeopleTaggingFromMetadata failed, blank: FALSE"));
+  for (const std::string& part : {std::string(), Group(1, "Pierre")}) {
+    SyslogCapture::Clear();
+    fake().programs = {{"exiv2 -Pkt ", {1, part}}};
+    Merge();
+    EXPECT_THAT(Writes(), IsEmpty());
+    EXPECT_THAT(Messages(),
+                ElementsAre("photo_database.cpp:# GetPhotoPeopleTaggingFromMetadata failed, blank: FALSE"));
+  }
+}
+
+TEST_F(MergeTest, HashThatCannotGrowChangesNothing) {
+  SetListing(Group(1, "Marie") + Group(2, ""));
+  SetFaces({{"Marie", kPlaceJson}}, {kPlaceJson});
+  for (int call = 1; call <= 4; ++call) {
+    const int done = fake().Count("RLIBCSzHashSetValue");
+    fake().failing_at = {{"RLIBCSzHashSetValue", done + call}};
+    Merge();
+    EXPECT_THAT(Writes(), IsEmpty()) << call;
+    EXPECT_EQ(fake().Count("RLIBCSzHashSetValue"), done + call);
+  }
+  EXPECT_EQ(Messages().size(), 4U);
 }
 
 TEST_F(MergeTest, FailedStepsAreLoggedAndTheOthersGoOn) {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "photo_exiv2/description_text.h"
+#include "support/comma_locale.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
 
@@ -176,6 +177,27 @@ TEST_F(PhotoExiv2Test, HeadlineIsTakenWholeAndWinsOverTheCaption) {
             "Harbour at night");
 }
 
+TEST_F(PhotoExiv2Test, CaptionStandsInForAnXmpDescriptionWithoutAText) {
+  Jpeg({{"Iptc.Application2.Caption", "The caption"}});
+  // An empty text is not written from its value, so the packet is given as a whole.
+  const auto image = Exiv2::ImageFactory::open(dir_ / "a.jpg");
+  image->readMetadata();
+  image->setXmpPacket(R"(<x:xmpmeta xmlns:x="adobe:ns:meta/">
+    <rdf:RDF xmlns:rdf="http://www.w3.org/1999/02/22-rdf-syntax-ns#">
+      <rdf:Description rdf:about="" xmlns:dc="http://purl.org/dc/elements/1.1/"
+          xmlns:photoshop="http://ns.adobe.com/photoshop/1.0/" photoshop:headline="Harbour">
+        <dc:description><rdf:Alt><rdf:li xml:lang="x-default"/></rdf:Alt></dc:description>
+      </rdf:Description>
+    </rdf:RDF>
+  </x:xmpmeta>)");
+  image->writeXmpFromPacket(true);
+  image->writeMetadata();
+  PhotoExiv2 photo((dir_ / "a.jpg").c_str());
+  ASSERT_EQ(photo.GetXmpTagValue("Xmp.dc.description", false), "lang=\"x-default\" ");
+  ASSERT_EQ(photo.GetXmpTagValue("Xmp.photoshop.headline", false), "Harbour");
+  EXPECT_EQ(Description(std::move(photo)), "The caption");
+}
+
 TEST_F(PhotoExiv2Test, CaptionStandsInForXmp) {
   EXPECT_EQ(Description(Jpeg(
                 {{"Iptc.Application2.Caption", "The caption"}, {"Exif.Image.ImageDescription", "Exif"}})),
@@ -212,6 +234,13 @@ TEST_F(PhotoExiv2Test, CanonFocalLengthWinsOverXmp) {
   EXPECT_EQ(FocalLength(std::move(image)), expected);
 }
 
+TEST_F(PhotoExiv2Test, StandardFocalLengthWinsOverCanon) {
+  EXPECT_EQ(FocalLength(Jpeg({{"Exif.Image.Make", "Canon"},
+                              {"Exif.Photo.FocalLength", "50/1"},
+                              {"Exif.Canon.FocalLength", "2 55 907 605"}})),
+            "50.0 mm");
+}
+
 TEST_F(PhotoExiv2Test, NikonFocalLengthIsInterpreted) {
   EXPECT_EQ(FocalLength(Jpeg({{"Exif.Image.Make", "NIKON CORPORATION"},
                               {"Exif.Image.Model", "NIKON D70"},
@@ -227,7 +256,7 @@ TEST_F(PhotoExiv2Test, XmpFocalLengthComesLast) {
   EXPECT_EQ(FocalLength(Jpeg({{"Xmp.exif.FocalLength", "35/1"}})), "35.0 mm");
 }
 
-TEST_F(PhotoExiv2Test, CanonLensWinsOverNikonAndXmp) {
+TEST_F(PhotoExiv2Test, CanonLensWinsOverXmp) {
   EXPECT_EQ(
       Lens(Jpeg({{"Exif.Image.Make", "Canon"}, {"Exif.CanonCs.Lens", "55 18 1"}, {"Xmp.aux.Lens", "EF-S"}})),
       "18.0 - 55.0 mm");
@@ -247,6 +276,21 @@ TEST_F(PhotoExiv2Test, XmpLensComesLast) {
 
 TEST_F(PhotoExiv2Test, FlashIsInterpretedAndExifWins) {
   EXPECT_EQ(Flash(Jpeg({{"Exif.Photo.Flash", "1"}, {"Xmp.exif.Flash", "0"}})), "Fired");
+}
+
+TEST_F(PhotoExiv2Test, XmpFlashComesLast) {
+  EXPECT_EQ(Flash(Jpeg({{"Xmp.exif.Flash", "1"}})), "1");
+}
+
+TEST_F(PhotoExiv2Test, NumbersHaveADecimalPointUnderStreamsWithAComma) {
+  PhotoExiv2 image = Jpeg({{"Exif.Photo.FocalLength", "12345/10"},
+                           {"Exif.Photo.PixelXDimension", "6000"},
+                           {"Xmp.exif.FocalLength", "35/1"}});
+  const CommaStreams comma;
+  EXPECT_EQ(image.GetExifTagValue("Exif.Photo.FocalLength", false), "12345/10");
+  EXPECT_EQ(image.GetExifTagValue("Exif.Photo.PixelXDimension", false), "6000");
+  EXPECT_EQ(image.GetExifTagValue("Exif.Photo.PixelXDimension", true), "6000");
+  EXPECT_EQ(FocalLength(std::move(image)), "1234.5 mm");
 }
 
 TEST_F(PhotoExiv2Test, TextsAreOverwrittenWhereTheFormatHasNone) {

@@ -116,6 +116,14 @@ TEST_F(SideFilePositionTest, FileThatCannotBeOpenedStays) {
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# failed to open file " + SideFile("_") + "."));
 }
 
+TEST_F(SideFilePositionTest, FileThatCannotBeRemovedStillCounts) {
+  WriteFile(SideFile("_"), "x");
+  fake().failing = {"KAVOBeneathRemove"};
+  EXPECT_EQ(Texts(), "x||");
+  EXPECT_EQ(Texts(), "x||");
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
 TEST_F(SideFilePositionTest, FileThatCannotBeReadStays) {
   fs::create_directories(fs::path(SideFile("_")).parent_path());
   fs::create_symlink("/proc/self/mem", SideFile("_"));  // opens, but its first page cannot be read
@@ -206,6 +214,18 @@ TEST_F(TagPositionTest, NegativePartsStayWithoutTheScript) {
   EXPECT_EQ(fake().Count("ProcessRunner(/usr/bin/php"), 1);
 }
 
+TEST_F(TagPositionTest, ScriptsAnswerStandsAsItIs) {
+  const std::vector<std::pair<std::string, std::string>> answers = {{"35deg", "35.000000"},
+                                                                    {"35deg 15'", "35.250000"},
+                                                                    {"-35deg 30' 0\"", "-34.500000"},
+                                                                    {"soon", "0.000000"}};
+  for (const auto& [answer, latitude] : answers) {
+    SetTags("North", "-1deg 59' 59\"", "East", "1deg 0' 0\"");
+    SetScript("GPSLatitude", answer);
+    EXPECT_EQ(Get()->latitude, latitude) << answer;
+  }
+}
+
 TEST_F(TagPositionTest, EachCoordinateIsAskedByItself) {
   SetTags("North", "1deg 0' 0\"", "East", "1deg 0' -2\"");
   Get();
@@ -266,6 +286,10 @@ TEST_F(RoundedPositionTest, StoredPartsWithoutMeaningAreIgnored) {
     EXPECT_EQ(Latitude("46deg 54' 0\"", stored), "46.900002") << stored;
   }
   EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(RoundedPositionTest, InfinityIsNotRoundedFromAnything) {
+  EXPECT_EQ(Latitude("1e39deg 54' 0\"", "46/1 54/1 0/1"), "");
 }
 
 TEST_F(RoundedPositionTest, FirstOfSeveralStoredValuesCounts) {

@@ -187,9 +187,19 @@ TEST_F(Queries, FaceDataIsForwarded) {
   char line[64] = "";
   EXPECT_EQ(IndexFaceRecognitionImageLabelDataGet(3, (shared() + "/a.jpg").c_str(), line, sizeof line), 0);
   EXPECT_STREQ(line, "new\tinfo_new");
-  RLIBCSZLIST* faces = IndexFaceRecognitionDataGet((shared() + "/a.jpg").c_str(), 0, 0);
-  EXPECT_NE(faces, nullptr);
-  RLIBCSzListFree(faces);
+}
+
+TEST_F(Queries, FaceListFollowsItsSelectorAndNotItsCondition) {
+  const std::string path = shared() + "/a.jpg";
+  const auto statement = [&](int selector, int condition) {
+    fake().statements.clear();
+    RLIBCSZLIST* faces = IndexFaceRecognitionDataGet(path.c_str(), selector, condition);
+    EXPECT_NE(faces, nullptr);
+    RLIBCSzListFree(faces);
+    return fake().statements.size() == 1 ? fake().statements[0] : "";
+  };
+  EXPECT_THAT(statement(0, 1), HasSubstr("'" + path + "'"));
+  EXPECT_THAT(statement(1, 0), testing::AllOf(HasSubstr("'t'"), testing::Not(HasSubstr(path))));
 }
 
 // --- Results of a conversion.
@@ -216,10 +226,12 @@ class ConvertAdd : public Queries {
     record.resolutionY = height;
     return record;
   }
-  // The version that a thumbnail of WIDTH x HEIGHT gives a source of 400 x 300.
+  // The version that a thumbnail of WIDTH x HEIGHT gives a landscape source.
   std::string VersionBy(int width, int height) {
+    return VersionBy(Source("film.mp4", 400, 300), width, height);
+  }
+  std::string VersionBy(KAVO_MEDIA_INFO source, int width, int height) {
     fake().statements.clear();
-    KAVO_MEDIA_INFO source = Source("film.mp4", 400, 300);
     KAVO_MEDIA_INFO converted = Converted("thumb.JPG", width, height);
     EXPECT_EQ(IndexConvertAdd(&source, &converted), 0);
     const auto sent = Sent("Update photo_image set version = ");
@@ -240,6 +252,11 @@ TEST_F(ConvertAdd, ThumbnailTellsWhetherTheSourceIsTurned) {
   EXPECT_EQ(VersionBy(40, 30), "0");
   EXPECT_EQ(VersionBy(30, 40), "1");
   EXPECT_EQ(VersionBy(40, 40), "1");
+}
+
+TEST_F(ConvertAdd, ThumbnailTellsWhetherAPortraitSourceIsTurned) {
+  EXPECT_EQ(VersionBy(Source("film.mp4", 300, 400), 40, 30), "1");
+  EXPECT_EQ(VersionBy(Source("film.mp4", 300, 400), 30, 40), "0");
 }
 
 TEST_F(ConvertAdd, ThumbnailMustBeAJpegWithAResolution) {

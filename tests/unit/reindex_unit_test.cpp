@@ -38,6 +38,20 @@ TEST_F(Reindex, LeavesRootsOutsideAlone) {
   EXPECT_THAT(fake().statements, IsEmpty());
 }
 
+TEST_F(Reindex, DoesNothingForARefusedPath) {
+  UsePersonal();
+  const std::string path = PersonalFile("a.jpg");
+  const std::string side = personal() + "/@eaDir/a.jpg/KAVOPHOTO_TITLE";
+  WriteFile(side, "title");
+  Set("runpersonallumivault", "no");
+  EXPECT_EQ(IndexPreReindex(personal().c_str()), 0);
+  EXPECT_EQ(Update(path), 0);
+  KAVO_MEDIA_INFO record = RecordOf(path);
+  EXPECT_EQ(IndexReindexUpdate(&record, kIndexed), 0);
+  EXPECT_THAT(fake().statements, IsEmpty());
+  EXPECT_TRUE(std::filesystem::exists(side));
+}
+
 TEST_F(Reindex, ReportsASweepWhoseContextIsRefused) {
   EXPECT_EQ(IndexPostReindex("user:"), -1);
   EXPECT_THAT(fake().statements, IsEmpty());
@@ -267,11 +281,22 @@ TEST_F(MarkSweep, ReportsAlbumsThatFail) {
             "photo_database.cpp:# Failed to exec [DELETE FROM photo_share WHERE updated = '0'].");
 }
 
-TEST_F(MarkSweep, CutsAStatementToItsBuffer) {
-  const std::string folder = shared() + "/" + std::string(4000, 'd');
-  ASSERT_EQ(KAVOPhotoDeleteNoUpdateRows(folder.c_str()), 0);
-  for (const std::string& statement : fake().statements) EXPECT_LE(statement.size(), 4095U);
-  EXPECT_EQ(fake().statements.back().size(), 4095U);
+TEST_F(MarkSweep, ReportsOrphansThatCannotBeSwept) {
+  FailStatement("DELETE FROM video_comment");
+  EXPECT_EQ(KAVOPhotoDeleteNoUpdateRows(shared().c_str()), -1);
+  EXPECT_EQ(LastMessage(), "photo_database.cpp:# Failed to exec [" + Sent("video_comment").front() + "]");
+  EXPECT_THAT(Sent("photo_video_label"), IsEmpty());
+}
+
+TEST_F(MarkSweep, SendsAStatementThatJustFitsItsBufferButNoLongerOne) {
+  const std::string around = " UPDATE photo_image SET updated = '0' WHERE path LIKE '/%'";
+  const std::string folder = shared() + "/" + std::string(4095 - around.size() - shared().size() - 1, 'd');
+  // The second table's statement is shorter, the third one's longer.
+  EXPECT_EQ(KAVOPhotoInitAllRows(folder.c_str()), -1);
+  ASSERT_EQ(fake().statements.size(), 2U);
+  EXPECT_EQ(fake().statements.front().size(), 4095U);
+  const std::string unsent = " UPDATE video_convert SET updated = '0' WHERE video_path LIKE '" + folder;
+  EXPECT_EQ(LastMessage(), "photo_database.cpp:# Failed to exec [" + unsent.substr(0, 4095) + "]");
 }
 
 }  // namespace

@@ -141,6 +141,11 @@ TEST_F(Removal, DeletesUnusedLabelsAfterPhotosVideosAndFolders) {
   }
 }
 
+TEST_F(Removal, DeletesUnusedPersonalLabelsWithoutAPragma) {
+  UsePersonal();
+  EXPECT_EQ(Statements(0, personal() + "/a.jpg").back(), kDeleteUnusedLabels);
+}
+
 TEST_F(Removal, ReportsADeleteThatFailsAndKeepsTheLabels) {
   FailStatement("DELETE FROM photo_image");
   EXPECT_EQ(Delete(0, shared() + "/a.jpg"), -1);

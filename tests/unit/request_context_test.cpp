@@ -6,12 +6,38 @@
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <new>
+#include <stdexcept>
 
+#include "lumivault/photo_database.h"
 #include "support/fake_platform.h"
 #include "support/syslog_capture.h"
 #include "support/temp_dir.h"
+
+namespace {
+
+std::size_t g_failing_size = 0;  // there is no memory for exactly so many bytes
+
+}  // namespace
+
+// NOLINTBEGIN: replacements of the whole program. Where the compiler inlines one of them alone it sees a
+// malloc freed by the wrong function.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void* operator new(std::size_t size) {
+  void* memory = size != g_failing_size ? std::malloc(size) : nullptr;
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+// NOLINTEND
 
 namespace {
 
@@ -62,6 +88,16 @@ TEST_F(RequestContextTest, NullPathFailsAndLeavesTheRecord) {
   EXPECT_EQ(HGAStatusCheck(nullptr), -1);
   EXPECT_EQ(static_cast<unsigned char>(gHGAInformation.szPhotoDir[0]), 0xA5);
   EXPECT_TRUE(fake().calls.empty());
+}
+
+TEST_F(RequestContextTest, PathThatCannotBeCopiedIsLoggedAndLeavesTheRecord) {
+  const std::string path = "/" + std::string(1234, 'x');
+  g_failing_size = path.size() + 1;
+  const int result = HGAStatusCheck(path.c_str());
+  g_failing_size = 0;
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(static_cast<unsigned char>(gHGAInformation.szPhotoDir[0]), 0xA5);
+  EXPECT_THAT(SyslogCapture::Messages(), testing::ElementsAre("personalphoto.cpp:# strdup failed."));
 }
 
 TEST_F(RequestContextTest, SharedPathLeavesEveryFieldZero) {
@@ -133,6 +169,20 @@ TEST_F(RequestContextTest, UserFormWithAPathIsCutAtItsFirstColon) {
   EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 0);
 }
 
+TEST_F(RequestContextTest, UserFormWithThePhotoFolderIsTheRoot) {
+  EXPECT_EQ(HGAStatusCheck(("user:alice:" + photos_).c_str()), 0);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 1);
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 1);
+  EXPECT_EQ(HGAStatusRequestPathGet(), photos_);
+}
+
+TEST_F(RequestContextTest, UserFormWithAnEmptyNameAndAPathIsThatOfNobody) {
+  EXPECT_EQ(HGAStatusCheck("user::/x"), -1);
+  EXPECT_STREQ(HGAStatusUserNameGet(), "");
+  EXPECT_STREQ(HGAStatusRequestPathGet(), "/x");
+  EXPECT_EQ(fake().Count("KAVOUserPreferenceDirGet"), 1);
+}
+
 TEST_F(RequestContextTest, UnknownUserFails) {
   EXPECT_EQ(HGAStatusCheck("user:bob"), -1);
   EXPECT_EQ(HGAStatusIsHGARequest(), 0);
@@ -156,6 +206,36 @@ TEST_F(RequestContextTest, LongRequestPathIsCutTo4094Bytes) {
   const std::string file = photos_ + "/" + std::string(5000, 'x');
   EXPECT_EQ(HGAStatusCheck(file.c_str()), 0);
   EXPECT_EQ(HGAStatusRequestPathGet(), file.substr(0, 4094));
+}
+
+TEST_F(RequestContextTest, FoldersAreAskedForWithTheirCapacity) {
+  EXPECT_EQ(HGAStatusCheck("user:alice"), 0);
+  EXPECT_EQ(fake().Count("KAVOUserPreferenceDirGet(alice, 4095)"), 1);
+  EXPECT_EQ(fake().Count("KAVOIndexPersonalPhotoPathGet(alice, 4095)"), 1);
+}
+
+TEST_F(RequestContextTest, LongDatabasePathIsCutTo4094Bytes) {
+  const std::string folder = "/" + std::string(4085, 'f');
+  fake().personal_folders["alice"] = folder;
+  EXPECT_EQ(HGAStatusCheck("user:alice"), -1);
+  EXPECT_EQ(HGAStatusPhotoDirGet(), folder);
+  EXPECT_EQ(HGAStatusDBPathGet(), folder + "/.KAVOHG");
+}
+
+TEST_F(RequestContextTest, LongSettingsPathIsCutTo4094Bytes) {
+  const std::string folder = "/" + std::string(4085, 'f');
+  fake().preference_dirs["alice"] = folder;
+  EXPECT_EQ(HGAStatusCheck("user:alice"), -1);
+  EXPECT_EQ(fake().Count("RLIBCFileExist(" + folder + "/kavoinf)"), 1);
+}
+
+TEST_F(RequestContextTest, WhatIsThrownOnTheWayIsAFailure) {
+  fs::remove(database());
+  fake().on_program = [](const std::string& /*command*/) { throw std::runtime_error("no room"); };
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), -1);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 0);
+  EXPECT_THAT(SyslogCapture::Messages(),
+              testing::ElementsAre("personalphoto.cpp:# Unexpected error: no room"));
 }
 
 // --- The switches. Each is asked again at every check, and none of their failures is logged.
@@ -260,6 +340,35 @@ TEST_F(RequestContextTest, DatabaseThatIsALinkToNowhereIsNotMade) {
   EXPECT_EQ(fake().Count("RLIBCExec"), 0);
 }
 
+TEST_F(RequestContextTest, DatabaseThatIsALinkToAnotherOneIsNotUsed) {
+  WriteFile(dir_ / "homes/bob/photo/.KAVOHGADB", "");
+  fs::remove(database());
+  fs::create_symlink(dir_ / "homes/bob/photo/.KAVOHGADB", database());
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), -1);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 0);
+  EXPECT_EQ(fake().Count("RLIBCExec"), 0);
+  EXPECT_EQ(fake().Count("KAVOBeneathMode"), 0);
+  EXPECT_EQ(PhotoInfoDBLabelCheck(photos_.c_str(), "sea", 2), -1);
+  EXPECT_EQ(fake().Count("KAVODBConnect"), 0);
+}
+
+TEST_F(RequestContextTest, DatabaseThatIsNoRegularFileIsNotUsed) {
+  fs::remove(database());
+  fs::create_directory(database());
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), -1);
+  fs::remove(database());
+  ASSERT_EQ(mkfifo(database().c_str(), 0600), 0);
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), -1);
+  EXPECT_EQ(fake().Count("RLIBCExec"), 0);
+}
+
+TEST_F(RequestContextTest, PhotoFolderMayBeReachedThroughALink) {
+  fs::create_directory_symlink(photos_, dir_ / "linked");
+  fake().personal_folders["alice"] = dir_ / "linked";
+  EXPECT_EQ(HGAStatusCheck((dir_ / "linked/a.jpg").c_str()), 0);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 1);
+}
+
 // A library below FOLDER, whose name goes through a real shell.
 class SchemaShellTest : public testing::TestWithParam<const char*> {
  protected:
@@ -271,7 +380,10 @@ TEST_P(SchemaShellTest, FolderNameIsNeverACommand) {
   FakePlatform& fake = FakePlatform::Get();
   const std::string base = dir_ / GetParam();
   const std::string photos = fake.AddPersonalLibrary(base, "alice");
+  ASSERT_TRUE(fs::is_directory(photos));
   fs::remove(photos + "/.KAVOHGADB");
+  // What an injected command makes; the names have no room for a path.
+  setenv("HIT", (dir_ / "hit").c_str(), 1);
   // A tool that copies what it reads into the file it is given.
   WriteFile(fake.root + "/usr/kavo/bin/sqlite3", "#!/bin/sh\ncat > \"$1\"\n");
   fs::permissions(fake.root + "/usr/kavo/bin/sqlite3", fs::perms::owner_all);
@@ -286,21 +398,22 @@ TEST_P(SchemaShellTest, FolderNameIsNeverACommand) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, SchemaShellTest,
-                         testing::Values("plain", "with blank", "a\"; touch $(dirname \"$0\")/hit; \"b",
-                                         "$HOME", "`id`", "$(id)", "back\\slash", "end\\", "it's", "a;b&c|d",
-                                         "line\nbreak", "*?[x]", "(x)<y>", "!history", "~"));
+                         testing::Values("plain", "with blank", "a\"; touch \"$HIT\"; \"b",
+                                         "`touch \"$HIT\"`", "$(touch \"$HIT\")", "$HOME", "`id`", "$(id)",
+                                         "back\\slash", "end\\", "it's", "a;b&c|d", "line\nbreak", "*?[x]",
+                                         "(x)<y>", "!history", "~"));
 
 TEST_F(RequestContextTest, SchemaCommandThatDoesNotFitIsNotRun) {
   // Every '$' takes two bytes of the command, so a folder that exists can be too long for it.
   fs::path folder = dir_.path();
   for (int i = 0; i < 15; ++i) folder /= std::string(250, '$');
   fs::current_path(dir_.path());
-  fs::path made;
   for (int i = 0; i < 15; ++i) {
     fs::create_directory(std::string(250, '$'));
     fs::current_path(std::string(250, '$'));
   }
   fs::current_path("/");
+  ASSERT_TRUE(fs::is_directory(folder));
   fake().personal_folders["alice"] = folder;
   fake().programs = {{"", {0, ""}}};
   EXPECT_EQ(HGAStatusCheck("user:alice"), -1);

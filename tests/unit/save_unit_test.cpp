@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include "support/fake_library.h"
 #include "support/media_maker.h"
@@ -133,16 +134,41 @@ TEST_F(SaveEntryTest, MembersOfOtherKindsReadAsEmpty) {
   EXPECT_THAT(Written(), HasSubstr("'b.jpg', '', '', 'trip', 0, '', 'Model', '1/60', '2.8', 0, 300, 0,"));
 }
 
+// Saves INFO again and again, each time with the next call of FUNCTION failing, until there is none.
+void SaveWithEachCallFailing(const std::string& function, const Json::Value& info) {
+  FakePlatform& fake = FakePlatform::Get();
+  for (int number = 1;; ++number) {
+    SCOPED_TRACE(function + " " + std::to_string(number));
+    const int failing = fake.Count(function + "(") + number;
+    fake.failing_at = {{function, failing}};
+    fake.without_result.clear();
+    Json::Value copy = info;
+    const int result = PhotoInfoDBSave(PHOTO_TABLE_IMAGE, &copy);
+    const bool written =
+        std::any_of(fake.without_result.begin(), fake.without_result.end(), [](const std::string& sql) {
+          return sql.starts_with("INSERT INTO photo_image (path") ||
+                 sql.starts_with("UPDATE photo_image SET");
+        });
+    EXPECT_EQ(result, written ? 0 : -1);
+    EXPECT_EQ(fake.open_connections, 0);
+    EXPECT_EQ(fake.open_results, 0);
+    if (fake.Count(function + "(") < failing) break;
+    ASSERT_LT(number, 100);
+  }
+}
+
 TEST_F(SaveEntryTest, PersonalConnectionIsClosedOnEveryWay) {
   UsePersonal();
-  for (const char* failing :
-       {"", "RLIBCUnicodeIsUTF8", "KAVODBEscapeStringEX3", "KAVODBExecute", "KAVODBFetchRow"}) {
-    fake().failing = {failing};
-    Json::Value info = Photo();
-    info["szPath"] = personal() + "/trip/b.jpg";
-    Save(info);
-    EXPECT_EQ(fake().open_connections, 0) << failing;
-    EXPECT_EQ(fake().open_results, 0) << failing;
+  Json::Value info = Photo();
+  info["szPath"] = personal() + "/trip/b.jpg";
+  for (const bool has_row : {false, true}) {
+    SCOPED_TRACE(has_row ? "with a row" : "without a row");
+    if (has_row) AddRow("title", "text");
+    for (const char* function :
+         {"KAVODBConnect", "RLIBCUnicodeIsUTF8", "KAVODBEscapeStringEX3", "KAVODBExecute",
+          "KAVODBSelectLimit", "KAVODBFetchRow", "RLIBCSzListAlloc"}) {
+      SaveWithEachCallFailing(function, info);
+    }
   }
 }
 
@@ -263,6 +289,7 @@ TEST_F(SavePhotoTest, ThumbnailsVersionIsStored) {
 TEST_F(SavePhotoTest, WritesThroughOneStatementWithoutAResult) {
   EXPECT_EQ(Save(Photo()), 0);
   EXPECT_EQ(fake().Count("KAVODBExecute(INSERT INTO photo_image (path"), 1);
+  EXPECT_THAT(fake().without_result, Contains(StartsWith("INSERT INTO photo_image (path")));
 }
 
 // --- Taken time.
@@ -323,6 +350,15 @@ TEST_F(SaveTitleTest, StemEndsAtTheFirstDot) {
   Json::Value info = Photo();
   info["szName"] = "a.b.jpg";
   info["szTitle"] = "a.b";
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Written(), HasSubstr("title = 'My trip'"));
+}
+
+TEST_F(SaveTitleTest, NameThatBeginsWithADotHasAnEmptyStem) {
+  AddRow("My trip", "");
+  Json::Value info = Photo();
+  info["szName"] = ".hidden.jpg";
+  info["szTitle"] = "given";
   EXPECT_EQ(Save(info), 0);
   EXPECT_THAT(Written(), HasSubstr("title = 'My trip'"));
 }
@@ -468,6 +504,53 @@ TEST_F(SaveStepsTest, TheirFailuresDoNotFailTheSave) {
   EXPECT_THAT(Messages(),
               Contains("photo_database.cpp:# PhotoInfoDBPhotoIdGet failed for " + shared() + "/trip/b.jpg.")
                   .Times(2));
+}
+
+TEST_F(SaveStepsTest, KeywordsComeBeforePeople) {
+  SwitchPeopleOn("on");
+  WriteFile(shared() + "/trip/b.jpg", "");
+  EXPECT_EQ(Save(Photo()), 0);
+  const auto first = [](const std::string& part) {
+    const auto& calls = fake().calls;
+    return std::find_if(calls.begin(), calls.end(),
+                        [&](const auto& call) { return call.find(part) != std::string::npos; });
+  };
+  EXPECT_LT(first("INSERT INTO photo_image (path"), first("Xmp.dc.subject"));
+  EXPECT_LT(first("Xmp.dc.subject"), first("DELETE FROM photo_image_label"));
+  EXPECT_LT(first("DELETE FROM photo_image_label"), first("ms_people_tag_merged"));
+  EXPECT_LT(first("ms_people_tag_merged"), first("exiv2 -Pkt"));
+  EXPECT_NE(first("exiv2 -Pkt"), fake().calls.end());
+}
+
+TEST_F(SaveStepsTest, AnExceptionInOneLeavesTheRestAsItIs) {
+  SwitchPeopleOn("on");
+  Answer({.match = "SELECT rotation", .rows = {{{"rotation", "1"}}}});
+  WriteFile(shared() + "/trip/b.jpg", "");
+  for (const std::string step : {"Xmp.dc.subject", "-Pkt"}) {
+    SyslogCapture::Clear();
+    fake().calls.clear();
+    fake().on_program = [&](const std::string& command) {
+      if (command.find(step) != std::string::npos) throw std::runtime_error("thrown");
+    };
+    EXPECT_EQ(Save(Photo()), 0) << step;
+    EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Unexpected error: thrown"));
+    EXPECT_GT(PeopleSteps(), 0) << step;
+  }
+}
+
+TEST_F(SaveStepsTest, NothingFollowsOnceTheRequestIsLost) {
+  UsePersonal();
+  SwitchPeopleOn("on");
+  Json::Value info = Photo();
+  info["szPath"] = personal() + "/trip/b.jpg";
+  WriteFile(personal() + "/trip/b.jpg", "");
+  // The library is switched off while the position is read.
+  fake().on_program = [](const std::string&) { fake().key_values.clear(); };
+  EXPECT_EQ(Save(info), 0);
+  EXPECT_THAT(Messages(),
+              ElementsAre("photo_database.cpp:# HGAStatusCheck failed for " + personal() + "/trip/b.jpg."));
+  EXPECT_THAT(Sent("ms_people_tag_merged"), IsEmpty());
+  fake().personal_folders.clear();
 }
 
 }  // namespace

@@ -103,6 +103,13 @@ TEST_F(SaveVideoTest, KeptPositionIsCutToItsColumn) {
   EXPECT_THAT(Written(), HasSubstr("gps = '" + std::string(63, 'g') + "', "));
 }
 
+TEST_F(SaveVideoTest, FailsWhenTheRowCannotBeFetched) {
+  Answer({.match = "SELECT path, gps FROM video ", .rows = {{{"gps", "kept"}}}, .fetch_fails = true});
+  EXPECT_EQ(Save(Video()), -1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# KAVODBFetchRow failed"));
+  EXPECT_THAT(Written(), IsEmpty());
+}
+
 TEST_F(SaveVideoTest, PositionOfTheSideFileReplacesTheRowsOwn) {
   AddRow("old");
   WriteFile(shared() + "/trip/@eaDir/v.mp4/KAVOPHOTO_GPS", "new");

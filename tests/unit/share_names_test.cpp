@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <stdexcept>
 
 #include "lumivault/photo_util.h"
 #include "lumivault/request_context.h"
@@ -144,6 +145,12 @@ TEST_F(SharedTreeTest, ReferenceAlbumIsTheSecondLevelOrTheOneAbove) {
   EXPECT_EQ(Named(GetReferenceSharenameBySharename, ""), "");
 }
 
+TEST_F(SharedTreeTest, LongReferenceAlbumIsCutTo4094Bytes) {
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, std::string(4095, 'a')), std::string(4094, 'a'));
+  // The '/' lies behind the cut.
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, std::string(4094, 'a') + "/b"), std::string(4094, 'a'));
+}
+
 TEST_F(SharedTreeTest, RightsComeFromAtMostTheSecondLevel) {
   EXPECT_EQ(Named(GetPrivilegeSharenameByFilePath, photos_ + "/a/b/c/x.jpg"), "a/b");
   EXPECT_EQ(Named(GetPrivilegeSharenameByFilePath, photos_ + "/a/b/x.jpg"), "a/b");
@@ -252,6 +259,34 @@ TEST_F(SideFileTest, EmptyFileFailsAndIsDeletedAllTheSame) {
   EXPECT_EQ(Read(buf_, sizeof buf_), -1);
   EXPECT_STREQ(buf_, "");
   EXPECT_FALSE(fs::exists(side_file_));
+}
+
+TEST_F(SideFileTest, FileThatBeginsWithANulFailsAndIsDeletedAllTheSame) {
+  WriteFile(side_file_, std::string("\0Harbour\n", 9));
+  EXPECT_EQ(Read(buf_, sizeof buf_), -1);
+  EXPECT_STREQ(buf_, "");
+  EXPECT_FALSE(fs::exists(side_file_));
+  EXPECT_TRUE(SyslogCapture::Lines().empty());
+}
+
+TEST_F(SideFileTest, BufferOfOneByteUsesTheFileUpForNothing) {
+  WriteFile(side_file_, "Harbour\n");
+  EXPECT_EQ(Read(buf_, 1), -1);
+  EXPECT_STREQ(buf_, "");
+  EXPECT_FALSE(fs::exists(side_file_));
+}
+
+TEST_F(SideFileTest, SidePathIsAskedForWithItsCapacity) {
+  EXPECT_EQ(Read(buf_, sizeof buf_), -1);
+  EXPECT_EQ(fake().Count("KAVOEAPath(0, " + file_ + ", KAVOPHOTO_TITLE, 4095, 0)"), 1);
+}
+
+TEST_F(SideFileTest, WhatIsThrownOnTheWayIsAFailure) {
+  WriteFile(side_file_, "Harbour\n");
+  fake().beneath_open = [](const char* /*path*/) -> int { throw std::runtime_error("no room"); };
+  EXPECT_EQ(Read(buf_, sizeof buf_), -1);
+  EXPECT_THAT(SyslogCapture::Messages(), ElementsAre("photo_database.cpp:# Unexpected error: no room"));
+  EXPECT_TRUE(fs::exists(side_file_));
 }
 
 TEST_F(SideFileTest, AbsentFileFailsSilently) {

@@ -25,6 +25,20 @@ TEST_F(StorableTextTest, CharacterCutAtTheEndIsDropped) {
     EXPECT_EQ(StorableText(text.substr(0, length)), "caf\xC3\xA9 ");
 }
 
+TEST_F(StorableTextTest, OnlyACutCharacterIsDropped) {
+  // A byte too many at the end is no character cut in two, so the text is of a code page.
+  const std::string letter = "\xC3\x83\xC2\xA9";
+  EXPECT_EQ(StorableText("\xC3\xA9 a\x80"), letter + " a\xC2\x80");
+  EXPECT_EQ(StorableText("\xC3\xA9\xC3\xA9\x80"), letter + letter + "\xC2\x80");
+  EXPECT_EQ(StorableText("\xC3\xA9 \xFF"), letter + " \xC3\xBF");
+  EXPECT_EQ(StorableText("\xC3\xA9 \xC1"), letter + " \xC3\x81");
+  EXPECT_EQ(StorableText("\xC3\xA9\x80\x80\x80\x80"), letter + "\xC2\x80\xC2\x80\xC2\x80\xC2\x80");
+}
+
+TEST_F(StorableTextTest, BytesWithoutABeginningAreOfACodePage) {
+  EXPECT_EQ(StorableText("\x80\x80"), "\xC2\x80\xC2\x80");
+}
+
 TEST_F(StorableTextTest, EndsAtItsFirstNul) {
   EXPECT_EQ(StorableText(std::string_view("ab\0cd", 5)), "ab");
   EXPECT_EQ(StorableText(std::string_view("\0", 1)), "");

@@ -62,9 +62,24 @@ TEST_F(ThumbnailTest, UnreadableThumbnailGivesZero) {
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) KAVOIndexImgResGet failed."));
 }
 
+TEST_F(ThumbnailTest, IsMeasuredThroughItsDescriptor) {
+  AddThumbnail("_", 3, 4);
+  EXPECT_EQ(Version(400, 300), 1);
+  EXPECT_EQ(fake().Count("KAVOBeneathOpen(" + shared() + ", " + Thumbnail("_") + ")"), 1);
+  EXPECT_EQ(fake().Count("KAVOIndexImgResGet(/proc/self/fd/"), 1);
+}
+
+TEST_F(ThumbnailTest, ThumbnailThatCannotBeOpenedGivesZero) {
+  AddThumbnail("_", 3, 4);
+  fake().failing = {"KAVOBeneathOpen"};
+  EXPECT_EQ(Version(400, 300), 0);
+  EXPECT_EQ(fake().Count("KAVOIndexImgResGet"), 0);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) KAVOIndexImgResGet failed."));
+}
+
 TEST_F(ThumbnailTest, BadPathsGiveZero) {
   EXPECT_EQ(ThumbnailVersion(nullptr, 4, 3), 0);
-  EXPECT_EQ(ThumbnailVersion(("/" + std::string(4095, 'x') + "/b.jpg").c_str(), 4, 3), 0);
+  EXPECT_EQ(ThumbnailVersion(("/" + std::string(4094, 'x') + "/b.jpg").c_str(), 4, 3), 0);
   ASSERT_EQ(Messages().size(), 2U);
   EXPECT_EQ(Messages()[0], "photo_database.cpp (#) Bad parameters.");
   EXPECT_THAT(Messages()[1], testing::MatchesRegex(
@@ -74,6 +89,17 @@ TEST_F(ThumbnailTest, BadPathsGiveZero) {
 TEST_F(ThumbnailTest, LongestFolderIsAccepted) {
   EXPECT_EQ(ThumbnailVersion(("/" + std::string(4093, 'x') + "/b.jpg").c_str(), 4, 3), 0);
   EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(ThumbnailTest, NameIsCut) {
+  const std::string path = shared() + "/" + std::string(4000, 'x') + "/" + std::string(80, 'y') + ".jpg";
+  EXPECT_EQ(ThumbnailVersion(path.c_str(), 4, 3), 0);
+  const std::string asked = "KAVOBeneathExist(" + shared() + ", ";
+  for (const auto& call : fake().calls) {
+    if (!call.starts_with(asked)) continue;
+    EXPECT_EQ(call.size(), asked.size() + 4095 + 1);
+  }
+  EXPECT_EQ(fake().Count(asked), 2);
 }
 
 }  // namespace

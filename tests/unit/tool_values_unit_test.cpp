@@ -160,10 +160,16 @@ TEST_F(ListingTest, IsWhatTheToolPrints) {
 }
 
 TEST_F(ListingTest, UnreadableFileIsNotAnEmptyOne) {
-  fake().programs = {{"exiv2", {1, ""}}};
-  EXPECT_EQ(MetadataListing("-pa", kPath), std::nullopt);
+  for (const int status : {1, 255}) {
+    fake().programs = {{"exiv2", {status, ""}}};
+    EXPECT_EQ(MetadataListing("-pa", kPath), std::nullopt);
+  }
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_F(ListingTest, PartOfAListingIsNone) {
   fake().programs = {{"exiv2", {1, "part\n"}}};
-  EXPECT_EQ(MetadataListing("-pa", kPath), "part\n");
+  EXPECT_EQ(MetadataListing("-pa", kPath), std::nullopt);
 }
 
 TEST_F(ListingTest, ToolThatCannotBeRunFails) {

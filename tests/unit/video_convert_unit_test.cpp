@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "base/text.h"
-#include "support/fake_library.h"
+#include "support/both_requests.h"
 
 namespace {
 
@@ -69,6 +69,28 @@ TEST_F(VideoConvertTest, KnownCopyIsUpdated) {
           shared() + "/v.avi' AND convert_file_path = '" + Copy() + "'"));
 }
 
+TEST_F(VideoConvertTest, BitRatesBeyondAnIntAreStoredWithTheSignOfTheirBits) {
+  IndexVideo();
+  info_.frame_bitrate = 4'000'000'000U;
+  info_.audio_bitrate = 4'294'967'295U;
+  EXPECT_EQ(Save(Copy()), 0);
+  EXPECT_THAT(Sent("INSERT").front(),
+              testing::HasSubstr(", 1, 2, -294967296, 'h264', 4, 5, 'mp4', 'aac', -1, 7, 8,"));
+}
+
+TEST_F(VideoConvertTest, LongestVideoPathIsCountedWhole) {
+  const std::string path = "/" + std::string(4094, 'v');
+  SetPath(path);
+  EXPECT_EQ(Save(Copy()), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1, path = '" + path + "')"), 1);
+}
+
+TEST_F(VideoConvertTest, NullTypeIsAnEmptyText) {
+  IndexVideo();
+  EXPECT_EQ(PhotoInfoVideoConvertDBSave(&info_, Copy().c_str(), nullptr), 0);
+  EXPECT_THAT(Sent("INSERT").front(), testing::EndsWith(", '', '1')"));
+}
+
 TEST_F(VideoConvertTest, PersonalKeysAreRelative) {
   UsePersonal();
   WriteFile(personal() + "/a/v.mp4", "1234567");
@@ -76,6 +98,8 @@ TEST_F(VideoConvertTest, PersonalKeysAreRelative) {
   IndexVideo();
   EXPECT_EQ(Save(personal() + "/a/v.mp4"), 0);
   EXPECT_THAT(Sent("INSERT").front(), testing::HasSubstr("VALUES('a/v.avi', 'a/v.mp4', 7, "));
+  EXPECT_EQ(fake().Count("KAVODBEscapeStringEX3(1,"), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1,"), 0);
   EXPECT_EQ(fake().open_connections, 0);
 }
 
@@ -110,51 +134,78 @@ TEST_F(VideoConvertTest, NullRecord) {
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Bad parameter"));
 }
 
-TEST_F(VideoConvertTest, WithoutConnection) {
+class VideoConvertFailureTest : public OnBothRequests<VideoConvertTest> {
+ protected:
+  void SetUp() override {
+    OnBothRequests::SetUp();
+    WriteFile(Copy(), "12345");
+    SetPath(Path("v.avi"));
+  }
+  std::string Copy() const { return Path("v.mp4"); }
+};
+
+TEST_P(VideoConvertFailureTest, VideoThatCannotBeCountedIsTakenForOneThatIsNotIndexed) {
+  IndexVideo();
+  fake().failing = {"EscapeConditionEX2"};
+  EXPECT_EQ(Save(Copy()), 0);
+  EXPECT_THAT(Sent("video"), IsEmpty());
+  EXPECT_THAT(Messages(), IsEmpty());
+}
+
+TEST_P(VideoConvertFailureTest, TextsAreTrimmedBeforeTheConnectionFails) {
+  CopyText(info_.szTitle, sizeof info_.szTitle, " x ");
+  fake().failing = {"KAVODBConnect"};
+  EXPECT_EQ(Save(Copy()), -1);
+  EXPECT_STREQ(info_.szTitle, "x");
+}
+
+TEST_P(VideoConvertFailureTest, WithoutConnection) {
   fake().failing = {"KAVODBConnect"};
   EXPECT_EQ(Save(Copy()), -1);
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Failed to connect to database"));
 }
 
-TEST_F(VideoConvertTest, KeysThatAreNotText) {
-  EXPECT_EQ(Save("/v\xff.mp4"), -1);
-  SetPath("/v\xff.avi");
-  EXPECT_EQ(Save("/v.mp4"), -1);
-  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Invalid path: " + shared() + "/v.avi, /v\xff.mp4",
-                                      "photo_database.cpp:# Invalid path: /v\xff.avi, /v.mp4"));
+TEST_P(VideoConvertFailureTest, KeysThatAreNotText) {
+  EXPECT_EQ(Save(Path("v\xff.mp4")), -1);
+  SetPath(Path("v\xff.avi"));
+  EXPECT_EQ(Save(Copy()), -1);
+  EXPECT_THAT(Messages(),
+              ElementsAre("photo_database.cpp:# Invalid path: " + Key("v.avi") + ", " + Key("v\xff.mp4"),
+                          "photo_database.cpp:# Invalid path: " + Key("v\xff.avi") + ", " + Key("v.mp4")));
 }
 
-TEST_F(VideoConvertTest, ConditionThatCannotBeBuilt) {
+TEST_P(VideoConvertFailureTest, ConditionThatCannotBeBuilt) {
   IndexVideo();
   fake().failing_at["KAVODBEscapeStringEX3"] = 1;
   EXPECT_EQ(Save(Copy()), -1);
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Failed to KAVODBEscapeStringEX3 path: " +
-                                      shared() + "/v.avi, convert_path: " + Copy()));
+                                      Key("v.avi") + ", convert_path: " + Key("v.mp4")));
 }
 
-TEST_F(VideoConvertTest, FailedQuery) {
-  UsePersonal();
+TEST_P(VideoConvertFailureTest, RefusedQuery) {
   IndexVideo();
   Answer({.match = "FROM video_convert", .result = -1});
   EXPECT_EQ(Save(Copy()), -1);
   EXPECT_EQ(Messages().back(), "photo_database.cpp:# Error occurred, failed to get records.");
-  EXPECT_EQ(fake().open_connections, 0);
+  EXPECT_EQ(fake().open_connections, IsPersonal() ? 0 : 1);
 }
 
-TEST_F(VideoConvertTest, StatementThatCannotBeBuilt) {
+TEST_P(VideoConvertFailureTest, StatementThatCannotBeBuilt) {
   IndexVideo();
   fake().failing_at["KAVODBEscapeStringEX3"] = 2;
   EXPECT_EQ(Save(Copy()), -1);
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Failed to KAVODBEscapeStringEX3"));
 }
 
-TEST_F(VideoConvertTest, FailedInsert) {
+TEST_P(VideoConvertFailureTest, RefusedInsert) {
   IndexVideo();
   Answer({.match = "INSERT", .result = -1});
   EXPECT_EQ(Save(Copy()), -1);
   EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp:# Failed to exec [" + Sent("INSERT").front() +
                                       "] (the error)"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Requests, VideoConvertFailureTest, BothRequests(), RequestName);
 
 // --- Albums that convert.
 
@@ -202,10 +253,21 @@ TEST_F(ConversionRuleTest, RootAlbum) {
   EXPECT_EQ(Asks("/v.avi"), 0);
 }
 
-TEST_F(ConversionRuleTest, FailedReadConverts) {
+using ConversionRuleFailureTest = OnBothRequests<ConversionRuleTest>;
+
+TEST_P(ConversionRuleFailureTest, AlbumThatCannotBeReadConverts) {
   fake().failing = {"KAVODBConnect"};
-  EXPECT_EQ(Asks("/a/v.avi"), 1);
+  EXPECT_EQ(IsPathNeedConversion(Path("a/v.avi").c_str()), 1);
+  EXPECT_THAT(Messages(), ElementsAre("photo_database.cpp (#) Failed to connect to database",
+                                      "photo_database.cpp (#) Error occurred, failed to get records."));
 }
+
+TEST_P(ConversionRuleFailureTest, ConditionThatCannotBeBuiltConverts) {
+  fake().failing = {"KAVODBEscapeStringEX3"};
+  EXPECT_EQ(IsPathNeedConversion(Path("a/v.avi").c_str()), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, ConversionRuleFailureTest, BothRequests(), RequestName);
 
 TEST_F(ConversionRuleTest, NullPath) {
   EXPECT_EQ(IsPathNeedConversion(nullptr), 0);
@@ -258,6 +320,16 @@ TEST_F(ExcludeFormatTest, NamesWithoutExtension) {
 TEST_F(ExcludeFormatTest, NothingIsExcludedByDefault) {
   EXPECT_EQ(IsExcludeFormat("a.tif"), 0);
 }
+
+using ExcludeFormatFailureTest = OnBothRequests<ExcludeFormatTest>;
+
+TEST_P(ExcludeFormatFailureTest, ListThatCannotBeReadExcludesNothing) {
+  Exclude("tif");
+  fake().failing = {"KAVODBSelectLimit"};
+  EXPECT_EQ(IsExcludeFormat("a.tif"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, ExcludeFormatFailureTest, BothRequests(), RequestName);
 
 TEST_F(ExcludeFormatTest, NullName) {
   EXPECT_EQ(IsExcludeFormat(nullptr), 0);

@@ -59,8 +59,10 @@ int ChangeMode(const std::string& root, const std::string& path, mode_t mode) {
 
 int RemoveOrDefer(const std::string& root, const std::string& path) {
   if (!BatchOpen()) return RemoveBeneathNow(root, path);
-  if (!FindRegular(root, path)) return -1;
-  AddPendingRemoval(root, path);
+  const Descriptor found = FindRegular(root, path);
+  const auto status = found ? StatusOf(found) : std::nullopt;
+  if (!status.has_value()) return -1;
+  AddPendingRemoval({root, path, FileState(*status)});
   return 0;
 }
 
@@ -77,7 +79,8 @@ int Noted(const char* root, const char* path, Act&& act) {
 
 }  // namespace
 
-int RemoveBeneathNow(const std::string& root, const std::string& path) {
+int RemoveBeneathNow(const std::string& root, const std::string& path,
+                     const std::optional<FileState>& state) {
   const std::size_t slash = path.rfind('/');
   if (slash == path.npos) {
     errno = EINVAL;
@@ -87,7 +90,7 @@ int RemoveBeneathNow(const std::string& root, const std::string& path) {
   const Descriptor folder = Find(root, path.substr(0, slash));
   struct stat status {};
   if (!folder || fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return -1;
-  if (!S_ISREG(status.st_mode)) {
+  if (!S_ISREG(status.st_mode) || (state.has_value() && FileState(status) != *state)) {
     errno = EINVAL;
     return -1;
   }
@@ -105,8 +108,10 @@ int KAVOBeneathRemove(const char* root, const char* path) {
 
 int KAVOBeneathExist(const char* root, const char* path) {
   return Contained(0, [&] {
-    if (root == nullptr || path == nullptr || IsRemovalPending(path)) return 0;
-    return FindRegular(root, path) ? 1 : 0;
+    if (root == nullptr || path == nullptr) return 0;
+    const Descriptor found = FindRegular(root, path);
+    const auto status = found ? StatusOf(found) : std::nullopt;
+    return status.has_value() && !IsRemovalPending(path, FileState(*status)) ? 1 : 0;
   });
 }
 

@@ -64,13 +64,16 @@ Descriptor Create(const Place& place) {
   return made;
 }
 
-Descriptor OpenOrCreate(const Place& place) {
-  for (;;) {
+// Others may make and remove the file all the time; ETIMEDOUT after DEADLINE.
+Descriptor OpenOrCreate(const Place& place, Clock::time_point deadline) {
+  do {
     Descriptor opened = OpenExisting(place);
     if (opened || errno != ENOENT) return opened;
     opened = Create(place);
     if (opened || errno != EEXIST) return opened;
-  }
+  } while (Clock::now() < deadline);
+  errno = ETIMEDOUT;
+  return Descriptor();
 }
 
 // 0, or errno: ETIMEDOUT after DEADLINE. Asks again and again, because a wait inside flock has no limit;
@@ -87,8 +90,8 @@ int Lock(const Descriptor& opened, Clock::time_point deadline) {
   return 0;
 }
 
-// Whoever reads the file may have taken it away under its name while we waited; what is then written to it is
-// lost.
+// Whoever reads the file may have taken it away under its name while we waited; what is then written to it
+// is lost.
 bool IsStillThere(const Descriptor& locked, const Place& place) {
   const Descriptor found = FindFile(place);
   const auto ours = StatusOf(locked);
@@ -105,9 +108,8 @@ Descriptor LockFile(const std::string& file, milliseconds limit) {
   const Clock::time_point deadline = Clock::now() + limit;
   int error = 0;
   do {
-    Descriptor opened = OpenOrCreate(place);
-    if (!opened) return opened;
-    error = Lock(opened, deadline);
+    Descriptor opened = OpenOrCreate(place, deadline);
+    error = opened ? Lock(opened, deadline) : errno;
     if (error == 0 && IsStillThere(opened, place)) return opened;
   } while (error == 0 && Clock::now() < deadline);
 

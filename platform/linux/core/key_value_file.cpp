@@ -2,16 +2,15 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
 
 #include "core/descriptor.h"
 #include "core/error.h"
+#include "core/file_state.h"
 #include "core/key_value.h"
 #include "core/out_text.h"
 #include "platform/files.h"
@@ -20,43 +19,12 @@ namespace {
 
 constexpr off_t kMaxFileSize = 1 << 20;
 constexpr std::size_t kMaxKnownFiles = 1024;
-constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
-// File times advance in steps of the kernel's clock tick, so a file may change again without a new time.
-// Longer ago than this it cannot.
-constexpr std::int64_t kClockStep = kNanosecondsPerSecond / 10;
-
-std::int64_t Nanoseconds(const timespec& time) {
-  return static_cast<std::int64_t>(time.tv_sec) * kNanosecondsPerSecond + time.tv_nsec;
-}
-
-// What tells one state of a file from another.
-struct FileState {
-  dev_t device;
-  ino_t inode;
-  off_t size;
-  std::int64_t modified;
-  std::int64_t changed;
-
-  explicit FileState(const struct stat& status)
-      : device(status.st_dev),
-        inode(status.st_ino),
-        size(status.st_size),
-        modified(Nanoseconds(status.st_mtim)),
-        changed(Nanoseconds(status.st_ctim)) {}
-  bool operator==(const FileState&) const = default;
-};
 
 struct KnownFile {
   FileState state;
   bool settled;                            // no later change can have left the state as it is
   std::shared_ptr<const KeyValues> pairs;  // null: the file cannot be used
 };
-
-bool IsSettled(const FileState& state) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return Nanoseconds(now) - state.changed > kClockStep;
-}
 
 // The whole file behind DESCRIPTOR; nothing when it cannot be read.
 std::optional<std::string> ReadAll(int descriptor, std::size_t size) {
@@ -95,7 +63,7 @@ std::optional<KnownFile> Load(const std::string& file, const KnownFile* before) 
   if (!descriptor || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
 
   const FileState state(status);
-  const bool settled = IsSettled(state);
+  const bool settled = !MayChangeUnseen(state);
   const bool known = before != nullptr && before->state == state;
   if (state.size > kMaxFileSize) {
     if (!known) syslog(LOG_ERR, "%s is larger than 1 MiB and was not read.", file.c_str());

@@ -5,6 +5,7 @@
 #include "core/key_value.h"
 #include "core/open_below.h"
 #include "core/rooted_path.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -12,8 +13,11 @@ constexpr const char* kSettings = "/var/packages/Lumivault/etc/settings.conf";
 constexpr mode_t kModeBits = 07777;
 
 bool KeepsModes() {
-  const auto settings = ReadKeyValues(RootedPath(kSettings));
-  const std::string* policy = settings != nullptr ? settings->Find("file_modes") : nullptr;
+  const std::string file = RootedPath(kSettings);
+  const auto settings = ReadKeyValues(file);
+  // What the person has asked for cannot be told; nothing is opened up by mistake.
+  if (settings == nullptr) return RLIBCFileExist(file.c_str()) != 0;
+  const std::string* policy = settings->Find("file_modes");
   return policy != nullptr && *policy == "keep";
 }
 

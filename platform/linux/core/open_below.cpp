@@ -63,6 +63,8 @@ std::optional<std::string> RelativeTo(std::string_view root, std::string_view pa
 Descriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mode_t mode) {
   open_how how{};
   how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
+  // What the C library adds to its own opens in a 32-bit process: without it files of 2 GiB are refused.
+  if ((flags & O_PATH) == 0) how.flags |= static_cast<unsigned>(O_LARGEFILE);
   how.mode = (flags & O_CREAT) != 0 ? mode : 0;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
   return Descriptor(static_cast<int>(syscall(SYS_openat2, root, relative.c_str(), &how, sizeof(how))));

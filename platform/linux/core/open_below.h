@@ -1,6 +1,6 @@
 // Opening files of other people's folders. A check of a path followed by an open of it, or an open of whose
-// last name alone is known to be no link, can be cheated by exchanging a folder for a link in between; these
-// opens cannot.
+// last name alone is known to be no link, can be cheated by exchanging a folder for a link in between;
+// these opens cannot.
 #ifndef PLATFORM_LINUX_CORE_OPEN_BELOW_H_
 #define PLATFORM_LINUX_CORE_OPEN_BELOW_H_
 

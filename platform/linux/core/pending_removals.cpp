@@ -25,15 +25,25 @@ void SetBatchOpen(bool open) {
   TheBatch().open = open;
 }
 
-void AddPendingRemoval(std::string root, std::string path) {
-  if (IsRemovalPending(path)) return;
-  TheBatch().removals.push_back({std::move(root), std::move(path)});
+void AddPendingRemoval(PendingRemoval removal) {
+  if (IsRemovalPending(removal.path, removal.state)) return;
+  TheBatch().removals.push_back(std::move(removal));
 }
 
-bool IsRemovalPending(const std::string& path) {
+bool IsRemovalPending(const std::string& path, const FileState& state) {
   const std::vector<PendingRemoval>& removals = TheBatch().removals;
-  return std::any_of(removals.begin(), removals.end(),
-                     [&](const PendingRemoval& removal) { return removal.path == path; });
+  return std::any_of(removals.begin(), removals.end(), [&](const PendingRemoval& removal) {
+    return removal.path == path && removal.state == state;
+  });
+}
+
+std::size_t PendingRemovalCount() {
+  return TheBatch().removals.size();
+}
+
+void ForgetPendingRemovals(std::size_t count) {
+  std::vector<PendingRemoval>& removals = TheBatch().removals;
+  while (removals.size() > count) removals.pop_back();
 }
 
 std::vector<PendingRemoval> TakePendingRemovals() {

@@ -1,6 +1,7 @@
 #include <errno.h>
 #include <string.h>
 
+#include <algorithm>
 #include <string_view>
 
 #include "core/error.h"

@@ -1,6 +1,6 @@
 // The folders that the safe opens begin at. Their place is the administrator's choice and may be reached
-// through links; but a process that may do more than a user must not be led by that user's link into a folder
-// that is not the user's.
+// through links; but a process that may do more than a user must not be led by that user's link into a
+// folder that is not the user's.
 #ifndef PLATFORM_LINUX_CORE_TRUSTED_FOLDER_H_
 #define PLATFORM_LINUX_CORE_TRUSTED_FOLDER_H_
 

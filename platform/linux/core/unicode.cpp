@@ -33,8 +33,8 @@ constexpr bool IsBetween(unsigned char byte, unsigned char low, unsigned char hi
   return byte >= low && byte <= high;
 }
 
-// The length of the character at TEXT, 0 when there is none. TEXT is terminated, and no continuation byte is
-// 0.
+// The length of the character at TEXT, 0 when there is none. TEXT is terminated, and no continuation byte
+// is 0.
 int CharacterLength(const unsigned char* text) {
   const Sequence sequence = SequenceOf(text[0]);
   if (sequence.length > 1 && !IsBetween(text[1], sequence.second_min, sequence.second_max)) return 0;

@@ -1,7 +1,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "db/ascii.h"
+#include "core/ascii.h"
+#include "core/error.h"
 #include "platform/database.h"
 
 namespace {
@@ -30,12 +31,10 @@ char* AppendDoubling(std::string_view value, bool backslashes, char* out) {
   return out;
 }
 
-}  // namespace
-
 // The value is raw and may hold anything, quotes and semicolons too; what the program wrote around it is the
 // text up to the first quote and the last quote with the blanks behind it. So a value cannot end its literal,
 // whatever is in it.
-int EscapeConditionEX2(int database_type, const char* condition, char* out) {
+int Escape(int database_type, const char* condition, char* out) {
   if (condition == nullptr || out == nullptr) return -1;
   if (database_type != KAVODB_TYPE_SQLITE && database_type != KAVODB_TYPE_POSTGRES) return -1;
   const std::string_view text = condition;
@@ -55,4 +54,12 @@ int EscapeConditionEX2(int database_type, const char* condition, char* out) {
   end = AppendDoubling(text.substr(open + 1, close - open - 1), backslashes, end);
   *Append(text.substr(close), end) = '\0';
   return 0;
+}
+
+}  // namespace
+
+int EscapeConditionEX2(int database_type, const char* condition, char* out) {
+  const int result = Escape(database_type, condition, out);
+  if (result < 0) RECORD_ERROR(EINVAL);
+  return result;
 }

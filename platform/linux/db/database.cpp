@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "db/ascii.h"
+#include "core/ascii.h"
+#include "core/error.h"
 #include "db/engine.h"
 #include "db/lending.h"
-#include "db/no_throw.h"
 #include "db/postgres.h"
 #include "db/sqlite.h"
 
@@ -61,7 +61,7 @@ int Run(KAVODB_CONNECTION& connection, const char* sql, Window window, KAVODB_RE
 int RunGuarded(KAVODB_CONNECTION* connection, const char* sql, Window window, KAVODB_RESULT** result) {
   if (connection == nullptr) return -1;
   const auto done =
-      NoThrow<std::optional<int>>(std::nullopt, [&] { return Run(*connection, sql, window, result); });
+      Contained<std::optional<int>>(std::nullopt, [&] { return Run(*connection, sql, window, result); });
   return done ? *done : Fail(*connection, kOutOfMemory);
 }
 
@@ -70,7 +70,7 @@ int RunGuarded(KAVODB_CONNECTION* connection, const char* sql, Window window, KA
 KAVODB_CONNECTION* KAVODBConnect(const char* /*host*/, const char* user, const char* password,
                                  const char* database) {
   if (database == nullptr || *database == '\0') return nullptr;
-  return NoThrow<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
+  return Contained<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
     auto connection = std::make_unique<KAVODB_CONNECTION>();
     connection->engine = OpenEngine(user, password, database);
     return connection->engine != nullptr ? connection.release() : nullptr;

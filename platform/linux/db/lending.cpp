@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "core/beneath.h"
+#include "core/error.h"
 #include "core/pending_removals.h"
-#include "db/no_throw.h"
 #include "db/sqlite.h"
 #include "platform/connection_lending.h"
 
@@ -34,7 +34,7 @@ struct FileId {
 
 std::optional<FileId> IdOf(const char* file) {
   struct stat status;
-  if (stat(file, &status) != 0) return std::nullopt;
+  if (lstat(file, &status) != 0) return std::nullopt;
   return FileId{status.st_dev, status.st_ino};
 }
 
@@ -75,7 +75,7 @@ class HandedOut : public DatabaseEngine {
 // connection.
 HandedOut::~HandedOut() {
   if (!began_transaction_ || InBatch(connection_) || !connection_->InTransaction()) return;
-  NoThrow(false, [&] {
+  Contained(false, [&] {
     std::string ignored;
     return connection_->Run(kRollback, ignored);
   });
@@ -103,18 +103,25 @@ int Fail(std::string_view reason) {
   return -1;
 }
 
+bool RollBack(SqliteConnection& connection) {
+  std::string ignored;
+  return Contained(false, [&] { return connection.Run(kRollback, ignored); });
+}
+
 // The batch is over and nothing of it is kept, so the side files stay for the next try.
 void AbandonBatch() {
   SetBatchOpen(false);
-  (void)TakePendingRemovals();
-  std::string ignored;
-  if (loan->connection->InTransaction()) (void)loan->connection->Run(kRollback, ignored);
+  ForgetPendingRemovals(0);
+  if (!loan->connection->InTransaction() || RollBack(*loan->connection)) return;
+  // The transaction would take what follows in and keep everybody else out; it ends with its connection.
+  loan.reset();
 }
 
+// The batch is kept already: whatever happens here, it has succeeded. A file that cannot be removed is taken
+// into the database again the next time, with the same result.
 void RemoveConsumedFiles() {
   for (const PendingRemoval& removal : TakePendingRemovals()) {
-    // A file that cannot be removed is taken into the database again the next time, with the same result.
-    (void)RemoveBeneathNow(removal.root, removal.path);
+    Contained(-1, [&] { return RemoveBeneathNow(removal.root, removal.path, removal.state); });
   }
 }
 
@@ -136,23 +143,30 @@ int Lend(const char* file) {
   return 0;
 }
 
+bool WasReplaced() {
+  return IdOf(loan->file.c_str()) != loan->id;
+}
+
 int BeginBatch() {
   if (!loan) return Fail("No connection is lent.");
   if (BatchOpen()) return Fail("A batch is open.");
   // What follows would open the file that stands there now, and not be part of the batch.
-  if (IdOf(loan->file.c_str()) != loan->id) return Fail("The lent file was replaced.");
+  if (WasReplaced()) return Fail("The lent file was replaced.");
   if (!loan->connection->Run(kBegin, last_error)) return -1;
   SetBatchOpen(true);
   return 0;
 }
 
+int Commit() {
+  if (!loan->connection->InTransaction()) return Fail("The batch was rolled back.");
+  // It would be kept in a file that nobody finds, and the side files would be gone.
+  if (WasReplaced()) return Fail("The lent file was replaced.");
+  return loan->connection->Run(kCommit, last_error) ? 0 : -1;
+}
+
 int CommitBatch() {
   if (!loan || !BatchOpen()) return Fail("No batch is open.");
-  if (!loan->connection->InTransaction()) {
-    AbandonBatch();
-    return Fail("The batch was rolled back.");
-  }
-  if (!loan->connection->Run(kCommit, last_error)) {
+  if (Contained(-1, Commit) != 0) {
     AbandonBatch();
     return -1;
   }
@@ -169,28 +183,32 @@ std::unique_ptr<DatabaseEngine> HandOutLent(const char* file) {
 }
 
 int KAVODBLend(const char* file) {
-  return NoThrow(-1, [&] { return file != nullptr ? Lend(file) : Fail("The file is null."); });
+  return Contained(-1, [&] { return file != nullptr ? Lend(file) : Fail("The file is null."); });
 }
 
 void KAVODBLendEnd() {
-  NoThrow(0, [] {
+  Contained(0, [] {
     EndLoan();
     return 0;
   });
 }
 
 int KAVODBBatchBegin() {
-  return NoThrow(-1, BeginBatch);
+  return Contained(-1, BeginBatch);
 }
 int KAVODBBatchCommit() {
-  return NoThrow(-1, CommitBatch);
+  return Contained(-1, CommitBatch);
 }
 
 void KAVODBBatchRollback() {
-  NoThrow(0, [] {
-    if (loan && BatchOpen()) AbandonBatch();
-    return 0;
-  });
+  if (loan && BatchOpen()) AbandonBatch();
+}
+
+int KAVODBBatchMark() {
+  return static_cast<int>(PendingRemovalCount());
+}
+void KAVODBBatchForgetRemovals(int mark) {
+  if (mark >= 0) ForgetPendingRemovals(static_cast<std::size_t>(mark));
 }
 
 const char* KAVODBLentErrorGet() {

@@ -3,15 +3,17 @@
 #include <libpq-fe.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <new>
 #include <string_view>
 #include <thread>
 #include <utility>
 
-#include "db/ascii.h"
+#include "core/ascii.h"
 #include "platform/database.h"
 
 namespace {
@@ -25,8 +27,11 @@ constexpr milliseconds kFirstPause{100};
 // A longer outage is met with few attempts, and with quick answers to the callers in between.
 constexpr milliseconds kOutagePause{5'000};
 
-constexpr const char* kStandardStrings = "standard_conforming_strings";
-constexpr const char* kSetStandardStrings = "SET standard_conforming_strings = on";
+// With the first one off a backslash in a value could end its literal, and poolers and proxies do not always
+// tell the truth about it. A lock that is not given up becomes a failure after as long as on SQLite.
+constexpr const char* kSessionSettings = "SET standard_conforming_strings = on; SET lock_timeout = '30s'";
+// A server that has vanished without a word while a statement was on its way, in milliseconds.
+constexpr const char* kTcpUserTimeout = "120000";
 
 bool Succeeded(const PGresult* answer) {
   switch (PQresultStatus(answer)) {
@@ -61,16 +66,36 @@ bool IsBrokenCommit(const char* sql, PGresult* answer) {
          std::strcmp(PQcmdStatus(answer), "ROLLBACK") == 0;
 }
 
-// One SELECT and nothing behind it; semicolons inside literals do not count.
+// The parts of SQL that stand outside its literals, a blank in the place of each.
+std::string WithoutLiterals(std::string_view sql) {
+  std::string outside;
+  for (bool in_literal = false; !sql.empty(); in_literal = !in_literal) {
+    const std::string_view part = sql.substr(0, sql.find('\''));
+    if (!in_literal) outside.append(part).append(" ");
+    sql.remove_prefix(std::min(part.size() + 1, sql.size()));
+  }
+  return outside;
+}
+
+bool HasWord(std::string_view text, std::string_view word) {
+  while (!text.empty()) {
+    const std::string_view first = FirstWord(text);
+    if (EqualsIgnoreAsciiCase(first, word)) return true;
+    text.remove_prefix(std::max<std::size_t>(first.size(), 1));
+  }
+  return false;
+}
+
+// One SELECT that only reads, and nothing behind it. What could hide more from so simple a look (quoted
+// names, comments, other kinds of literals) counts as more.
 bool IsLoneSelect(std::string_view sql) {
   sql = TrimRight(sql);
   if (!sql.empty() && sql.back() == ';') sql.remove_suffix(1);
-  bool in_literal = false;
-  for (const char c : sql) {
-    if (c == '\'') in_literal = !in_literal;
-    if (c == ';' && !in_literal) return false;
+  const std::string outside = WithoutLiterals(sql);
+  for (const std::string_view hidden : {";", "\"", "--", "/*", "$"}) {
+    if (outside.find(hidden) != std::string::npos) return false;
   }
-  return EqualsIgnoreAsciiCase(FirstWord(TrimLeft(sql)), "SELECT");
+  return EqualsIgnoreAsciiCase(FirstWord(TrimLeft(outside)), "SELECT") && !HasWord(outside, "INTO");
 }
 
 // SQL with the clauses of WINDOW; on a line of their own, so that a comment at the end does not swallow them.
@@ -128,9 +153,10 @@ std::unique_ptr<PostgresConnection> PostgresConnection::Open(const char* user, c
                                     "keepalives_idle",
                                     "keepalives_interval",
                                     "keepalives_count",
+                                    "tcp_user_timeout",
                                     static_cast<const char*>(nullptr)};
-  const std::array values = {
-      user, password, database, timeout, "UTF8", "60", "10", "6", static_cast<const char*>(nullptr)};
+  const std::array values = {user, password, database, timeout,         "UTF8",
+                             "60", "10",     "6",      kTcpUserTimeout, static_cast<const char*>(nullptr)};
   Connection made(PQconnectdbParams(kKeywords.data(), values.data(), 0));
   if (made == nullptr) throw std::bad_alloc();
   std::unique_ptr<PostgresConnection> connection(new PostgresConnection(std::move(made)));
@@ -143,14 +169,11 @@ bool PostgresConnection::Connected() {
   return PQstatus(connection_.get()) == CONNECTION_OK && SetUpSession();
 }
 
-// What every session needs, a renewed one as the first. The setting is on unless somebody has changed the
-// defaults of the server, the database or the role; with it off a backslash in a value could end its literal.
+// What every session needs, a renewed one as the first.
 bool PostgresConnection::SetUpSession() {
   PQsetNoticeReceiver(connection_.get(), HearNotice, this);
   PQsetErrorVerbosity(connection_.get(), PQERRORS_TERSE);
-  const char* setting = PQparameterStatus(connection_.get(), kStandardStrings);
-  if (setting != nullptr && std::strcmp(setting, "on") == 0) return true;
-  return Succeeded(Send(kSetStandardStrings).get());
+  return Succeeded(Send(kSessionSettings).get());
 }
 
 // A server that ends the session says so before the connection closes. Other notices concern nobody; without

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "db/ascii.h"
+#include "core/ascii.h"
 
 void ResultSet::Clear() {
   columns_.clear();

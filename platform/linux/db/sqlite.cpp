@@ -4,9 +4,11 @@
 
 #include <cstring>
 #include <new>
+#include <optional>
 #include <utility>
 
-#include "db/ascii.h"
+#include "core/ascii.h"
+#include "db/database_file.h"
 #include "platform/database.h"
 
 namespace {
@@ -81,6 +83,14 @@ std::size_t FindIgnoreCase(std::string_view text, std::string_view word) {
   return std::string_view::npos;
 }
 
+// Whether the open DATABASE is FILE: somebody may have exchanged the folder, or the file, for another while
+// it was opened by name.
+bool IsThatFile(sqlite3* database, const DatabaseFile& file) {
+  int moved = 0;
+  const int code = sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return code == SQLITE_OK && moved == 0 && file.IsInPlace();
+}
+
 }  // namespace
 
 void SqliteConnection::Close::operator()(sqlite3* database) const {
@@ -89,14 +99,20 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
 
 std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, SqliteFile kind,
                                                          std::string& error) {
-  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+  const std::optional<DatabaseFile> place = DatabaseFile::Find(file, error);
+  if (!place.has_value()) return nullptr;
+  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
   if (kind == SqliteFile::kMayBeMade) flags |= SQLITE_OPEN_CREATE;
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(file, &opened, flags, nullptr);
+  const int code = sqlite3_open_v2(place->path().c_str(), &opened, flags, nullptr);
   Database database(opened);
   if (opened == nullptr) throw std::bad_alloc();
   if (code != SQLITE_OK) {
     error = sqlite3_errmsg(opened);
+    return nullptr;
+  }
+  if (!IsThatFile(opened, *place)) {
+    error = "The file was replaced while it was opened.";
     return nullptr;
   }
   sqlite3_busy_timeout(opened, kBusyTimeoutMs);

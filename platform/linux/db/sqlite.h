@@ -17,7 +17,9 @@ enum class SqliteFile { kMustExist, kMayBeMade };
 // the first statement, not at the opening.
 class SqliteConnection : public DatabaseEngine {
  public:
-  // Null when the file can be neither opened nor made; ERROR then has the reason.
+  // Null when the file can be neither opened nor made, or is a symbolic link or no regular file, or is
+  // reached through a link that does not count (its owner could have it lead to the database of somebody
+  // else); ERROR then has the reason.
   [[nodiscard]] static std::unique_ptr<SqliteConnection> Open(const char* file, SqliteFile kind,
                                                               std::string& error);
 

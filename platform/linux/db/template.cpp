@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "db/ascii.h"
-#include "db/no_throw.h"
+#include "core/ascii.h"
+#include "core/error.h"
 #include "platform/database.h"
 
 namespace {
@@ -228,23 +228,32 @@ bool Fill(std::string_view sql_template, Arguments& arguments, StatementWriter& 
 
 char* HeapCopy(const std::string& text) {
   auto* copy = static_cast<char*>(std::malloc(text.size() + 1));
-  if (copy != nullptr) std::memcpy(copy, text.c_str(), text.size() + 1);
+  if (copy == nullptr) {
+    RECORD_ERROR(ENOMEM);
+  } else {
+    std::memcpy(copy, text.c_str(), text.size() + 1);
+  }
   return copy;
 }
 
 char* Build(int database_type, std::string_view sql_template, Arguments& arguments) {
   StatementWriter writer(database_type, sql_template.size() + kValuesEstimate);
-  return Fill(sql_template, arguments, writer) ? HeapCopy(writer.text()) : nullptr;
+  if (Fill(sql_template, arguments, writer)) return HeapCopy(writer.text());
+  RECORD_ERROR(EINVAL);
+  return nullptr;
 }
 
 }  // namespace
 
 char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...) {
-  if (sql_template == nullptr) return nullptr;
-  if (database_type != KAVODB_TYPE_SQLITE && database_type != KAVODB_TYPE_POSTGRES) return nullptr;
+  const bool known_type = database_type == KAVODB_TYPE_SQLITE || database_type == KAVODB_TYPE_POSTGRES;
+  if (sql_template == nullptr || !known_type) {
+    RECORD_ERROR(EINVAL);
+    return nullptr;
+  }
   Arguments arguments;
   va_start(arguments.list, sql_template);
-  char* statement = NoThrow<char*>(nullptr, [&] { return Build(database_type, sql_template, arguments); });
+  char* statement = Contained<char*>(nullptr, [&] { return Build(database_type, sql_template, arguments); });
   va_end(arguments.list);
   return statement;
 }

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <string>
 #include <string_view>
 
+#include "core/ascii.h"
 #include "core/error.h"
 #include "core/out_text.h"
 #include "platform/index.h"
@@ -29,16 +29,15 @@ static_assert(std::is_sorted(kPhotos.begin(), kPhotos.end()));
 static_assert(std::is_sorted(kWebVideos.begin(), kWebVideos.end()));
 static_assert(std::is_sorted(kOtherVideos.begin(), kOtherVideos.end()));
 
-constexpr char Lower(char letter) {
-  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+bool ComesBefore(std::string_view a, std::string_view b) {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                      [](char x, char y) { return LowerAscii(x) < LowerAscii(y); });
 }
 
 template <std::size_t N>
 bool Has(const std::array<std::string_view, N>& table, const char* extension) {
-  if (extension == nullptr) return false;
-  std::string lowered = extension;
-  std::transform(lowered.begin(), lowered.end(), lowered.begin(), Lower);
-  return std::binary_search(table.begin(), table.end(), std::string_view(lowered));
+  return extension != nullptr &&
+         std::binary_search(table.begin(), table.end(), std::string_view(extension), ComesBefore);
 }
 
 }  // namespace
@@ -56,10 +55,15 @@ bool BlKAVOIndexIsVideo(const char* extension) {
 }
 
 int KAVOIndexExtGet(const char* path, char* out, int size) {
-  if (path == nullptr) return -1;
+  if (path == nullptr) {
+    RECORD_ERROR(EINVAL);
+    return -1;
+  }
   std::string_view name = path;
   name.remove_prefix(name.rfind('/') + 1);  // nothing where there is no slash
   const std::size_t dot = name.rfind('.');
-  if (dot == name.npos || dot + 1 == name.size()) return -1;
-  return PutWhole(name.substr(dot + 1), out, size) < 0 ? -1 : 0;
+  const bool has_extension = dot != name.npos && dot + 1 < name.size();
+  if (has_extension && PutWhole(name.substr(dot + 1), out, size) >= 0) return 0;
+  RECORD_ERROR(has_extension ? ENAMETOOLONG : ENOENT);
+  return -1;
 }

@@ -92,7 +92,7 @@ std::optional<Existing> NearestExisting(std::string path) {
   return std::nullopt;
 }
 
-std::string RealPath(const std::string& path) {
+std::string WithoutLinks(const std::string& path) {
   const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
   return real != nullptr ? real.get() : path;
 }
@@ -110,7 +110,7 @@ bool IsForeign(const std::string& path) {
   if (!existing.has_value() || stat(folder.c_str(), &status) != 0) return false;
   // As a rule all of a library lies on one device, and that is all there is to know.
   return existing->device != status.st_dev &&
-         LiesOnForeignMount(*CurrentMounts(), RealPath(existing->path), RealPath(folder));
+         LiesOnForeignMount(*CurrentMounts(), WithoutLinks(existing->path), WithoutLinks(folder));
 }
 
 }  // namespace

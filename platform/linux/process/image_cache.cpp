@@ -3,15 +3,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <ctime>
 #include <mutex>
 #include <new>
 #include <optional>
-#include <tuple>
 #include <utility>
 #include <vector>
 
+#include "core/file_state.h"
 #include "platform/safe_image.h"
 #include "process/exiv2_scope.h"
 
@@ -27,40 +25,11 @@ constexpr std::size_t kLargestKept = std::size_t{64} << 20;
 constexpr std::size_t kDatumOverhead = 256;  // nodes, keys and value objects around the bytes of one value
 constexpr std::size_t kXmpExpansion = 4;     // parsed values against the bytes of their packet
 
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
-constexpr std::int64_t kFineClock = 20'000'000;  // kernels stamp files by the timer tick, 10 ms at most
-constexpr std::int64_t kCoarseClock = 2 * kNanoseconds;  // file systems that store whole seconds, or two
-
-std::int64_t Nanoseconds(const timespec& time) {
-  return std::int64_t{time.tv_sec} * kNanoseconds + time.tv_nsec;
-}
-
-// What tells one state of a file from another.
-struct FileState {
-  dev_t device = 0;
-  ino_t inode = 0;
-  off_t size = 0;
-  std::int64_t modified = 0;
-  std::int64_t changed = 0;
-
-  bool operator==(const FileState&) const = default;
-};
-
 // Nothing unless PATH is a regular file.
 std::optional<FileState> StateOf(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  return FileState{status.st_dev, status.st_ino, status.st_size, Nanoseconds(status.st_mtim),
-                   Nanoseconds(status.st_ctim)};
-}
-
-// A file written a moment ago may be written again within the same tick of its clock, and would look
-// unchanged.
-bool MayChangeUnseen(const FileState& state) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  const std::int64_t clock = state.changed % kNanoseconds == 0 ? kCoarseClock : kFineClock;
-  return state.changed > Nanoseconds(now) - clock;
+  return FileState(status);
 }
 
 template <typename Data>
@@ -76,27 +45,26 @@ struct Parse {
   bool repeatable = true;  // the same file would give the same again
 };
 
-// A relative name would be open to the library's own notions: "http:..." is fetched, "-" is standard input.
-std::string LocalName(const std::string& path) {
-  return path.starts_with('/') ? path : "./" + path;
-}
-
 void Read(const std::string& path, ParsedImage& parsed, std::size_t& bytes) {
-  const Exiv2::Image::AutoPtr image = OpenImageSafely(LocalName(path));
+  const Exiv2::Image::AutoPtr image = OpenImageSafely(path);
   // The prefixes of foreign XMP namespaces are remembered for the whole process: an earlier file would name
   // the keys of this one.
   Exiv2::XmpParser::terminate();
   image->readMetadata();
   bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
           image->xmpPacket().size() * kXmpExpansion;
-  parsed.exif = std::move(image->exifData());
-  parsed.iptc = std::move(image->iptcData());
-  parsed.xmp = std::move(image->xmpData());
   parsed.type = image->imageType();
   parsed.mime = image->mimeType();
+  // A HEIF image repeats the size that its Exif claims, which outlives resizing, unless it has none; TIFF
+  // images take their size and kind from their tags.
+  const bool knows_better = parsed.type == Exiv2::ImageType::bmff;
+  if (knows_better) parsed.exif = std::move(image->exifData());
   parsed.width = image->pixelWidth();
   parsed.height = image->pixelHeight();
   parsed.comment = image->comment();
+  if (!knows_better) parsed.exif = std::move(image->exifData());
+  parsed.iptc = std::move(image->iptcData());
+  parsed.xmp = std::move(image->xmpData());
   parsed.outcome = ParsedImage::Outcome::kParsed;
 }
 
@@ -162,7 +130,7 @@ Image Cache::Get(const std::string& path) {
 void Cache::SetCount(std::size_t count) {
   const std::lock_guard lock(mutex_);
   count_ = std::min(count, kMostKept);
-  if (entries_.size() > count_) entries_.resize(count_);
+  while (entries_.size() > count_) entries_.pop_back();
 }
 
 Image Cache::Find(const FileState& state) {

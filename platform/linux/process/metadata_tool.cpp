@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/error.h"
 #include "process/exiv2_scope.h"
 #include "process/image_cache.h"
 
@@ -75,15 +76,16 @@ SpawnResult Listing::Print() {
     status = kNothingRead;
   }
   std::string output = std::move(out_).str();
-  if (output.size() > kMaxCapturedOutput) output.resize(kMaxCapturedOutput);
-  return {status, std::move(output)};
+  const bool complete = output.size() <= kMaxCapturedOutput;
+  if (!complete) output.resize(kMaxCapturedOutput);
+  return {status, std::move(output), complete};
 }
 
 template <typename Data>
 void Listing::PrintAll(std::string_view family, const Data& data) {
   if (!question_.key.empty() && !question_.key.starts_with(family)) return;
   for (const Exiv2::Metadatum& datum : data) {
-    if (static_cast<std::size_t>(out_.tellp()) >= kMaxCapturedOutput) return;
+    if (static_cast<std::size_t>(out_.tellp()) > kMaxCapturedOutput) return;
     const std::string key = datum.key();
     if (!question_.key.empty() && question_.key != key) continue;
     // Tags that the library has no name for are left out.
@@ -102,10 +104,12 @@ void Listing::PrintLine(const Exiv2::Metadatum& datum, const std::string& key) {
 }
 
 void Listing::PrintValue(const Exiv2::Metadatum& datum) {
-  if (question_.as_stored) {
-    out_ << datum.value();
-  } else {
+  if (!question_.as_stored) {
     out_ << datum.print(&image_.exif);
+  } else if (const auto* text = dynamic_cast<const Exiv2::XmpTextValue*>(&datum.value())) {
+    out_ << text->value_;  // without the kind of node that it is
+  } else {
+    out_ << datum.value();
   }
 }
 
@@ -138,10 +142,11 @@ SpawnResult Answer(const Question& question) {
 
 }  // namespace
 
-std::optional<SpawnResult> AnswerMetadataQuestion(const std::vector<std::string>& arguments) noexcept try {
-  const std::optional<Question> question = Understand(arguments);
-  if (!question) return std::nullopt;
-  return Answer(*question);
-} catch (const std::exception&) {
-  return std::nullopt;
+std::optional<SpawnResult> AnswerMetadataQuestion(const std::vector<std::string>& arguments) noexcept {
+  return Contained(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
+    const std::optional<Question> question = Understand(arguments);
+    if (question) return Answer(*question);
+    RECORD_ERROR(EINVAL);
+    return std::nullopt;
+  });
 }

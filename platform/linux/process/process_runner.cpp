@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
-#include <exception>
+#include <cerrno>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -12,7 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/files.h"
+#include "core/error.h"
+#include "core/rooted_path.h"
 #include "platform/process.h"
 #include "process/metadata_tool.h"
 #include "process/spawn.h"
@@ -40,34 +40,37 @@ bool BelongsToAppliance(std::string_view program) {
                      [&](std::string_view folder) { return program.starts_with(folder); });
 }
 
-std::string RealPath(const std::string& program) {
-  char path[PATH_MAX];
-  const bool moved = BelongsToAppliance(program) && KAVOFixedPathGet(program.c_str(), path, sizeof path) >= 0;
-  return moved ? path : program;
+// Of any length: the program at the fixed path itself is another one.
+std::string PlaceOf(const std::string& program) {
+  return BelongsToAppliance(program) ? RootedPath(program) : program;
 }
 
 // An executable of that name wins over the built-in one.
 std::optional<SpawnResult> Run(SpawnRequest request) {
-  const std::string path = RealPath(request.program);
+  const std::string path = PlaceOf(request.program);
   if (access(path.c_str(), X_OK) == 0) {
     request.program = path;
     return RunProgram(request);
   }
   if (request.program == kMetadataToolProgram) return AnswerMetadataQuestion(request.arguments);
+  RECORD_ERROR(errno);
   return std::nullopt;
 }
 
 }  // namespace
 
 int RLIBCExec(const char* program, const char* argument1, const char* argument2, const char* argument3,
-              const char* argument4) try {
-  if (program == nullptr) return kNotRun;
-  SpawnRequest request{.program = program, .arguments = {program}, .keep_errors = true};
-  Append(request.arguments, {argument1, argument2, argument3, argument4});
-  const std::optional<SpawnResult> result = Run(std::move(request));
-  return result ? result->status : kNotRun;
-} catch (const std::exception&) {
-  return kNotRun;
+              const char* argument4) {
+  return Contained(kNotRun, [&] {
+    if (program == nullptr) {
+      RECORD_ERROR(EINVAL);
+      return kNotRun;
+    }
+    SpawnRequest request{.program = program, .arguments = {program}, .keep_errors = true};
+    Append(request.arguments, {argument1, argument2, argument3, argument4});
+    const std::optional<SpawnResult> result = Run(std::move(request));
+    return result ? result->status : kNotRun;
+  });
 }
 
 namespace KAVOUtils {
@@ -95,16 +98,25 @@ void ProcessRunner::addArguments(const char* a0, const char* a1, const char* a2,
   Append(impl_->arguments, {a0, a1, a2, a3, a4});
 }
 
-int ProcessRunner::run(bool wait, bool capture) try {
+int ProcessRunner::run(bool wait, bool capture) {
   impl_->output.clear();
-  if (!wait) return kNotRun;
-  std::optional<SpawnResult> result =
-      Run({.program = impl_->program, .arguments = impl_->arguments, .capture = capture});
-  if (!result) return kNotRun;
-  if (capture) impl_->output = std::move(result->output);
-  return result->status;
-} catch (const std::exception&) {
-  return kNotRun;
+  return Contained(kNotRun, [&] {
+    if (!wait) {
+      RECORD_ERROR(EINVAL);
+      return kNotRun;
+    }
+    std::optional<SpawnResult> result =
+        Run({.program = impl_->program, .arguments = impl_->arguments, .capture = capture});
+    if (!result) return kNotRun;
+    // A part of an output must not pass for all of it, neither after the cap nor before a NUL byte.
+    if (!result->complete) {
+      RECORD_ERROR(EFBIG);
+      return kNotRun;
+    }
+    if (capture) impl_->output = std::move(result->output);
+    std::replace(impl_->output.begin(), impl_->output.end(), '\0', ' ');
+    return result->status;
+  });
 }
 
 const char* ProcessRunner::getCapturedOutput() const {

@@ -9,8 +9,11 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <thread>
 #include <utility>
 
+#include "core/descriptor.h"
+#include "core/error.h"
 #include "process/own_child_signal.h"
 #include "process/spawn_setup.h"
 
@@ -23,23 +26,7 @@ constexpr std::size_t kPipeCapacity = std::size_t{64} << 10;
 constexpr int kLastReads = 16;  // more than a pipe holds at its largest default
 constexpr milliseconds kFirstPause{1};
 constexpr milliseconds kLongestPause{16};
-
-class Descriptor {
- public:
-  Descriptor() = default;
-  ~Descriptor() { Reset(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return value_; }
-  void Reset(int value = -1) {
-    if (value_ >= 0) close(value_);
-    value_ = value;
-  }
-
- private:
-  int value_ = -1;
-};
+constexpr milliseconds kCollectLimit{1'000};
 
 struct Pipe {
   Descriptor reading;
@@ -49,10 +36,16 @@ struct Pipe {
 bool Open(Pipe& pipe) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return false;
-  pipe.reading.Reset(ends[0]);
-  pipe.writing.Reset(ends[1]);
+  pipe.reading = Descriptor(ends[0]);
+  pipe.writing = Descriptor(ends[1]);
   return fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
 }
+
+enum class ChildState {
+  kRunning,
+  kEnded,  // but not collected, so that its number is still its own
+  kLost,   // somebody else has collected it; its number may be that of another program now
+};
 
 // A started program. Its process stays a zombie, and so its number ours, until the object has killed its
 // group and collected it.
@@ -60,22 +53,29 @@ class Child {
  public:
   explicit Child(pid_t id) : id_(id) {}
   ~Child() {
-    KillGroup();
+    Kill();
     int ignored = 0;
     if (id_ > 0) Collect(ignored);
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  bool HasEnded() const {
+  ChildState Look() {
     siginfo_t info{};
-    const int result = waitid(P_PID, static_cast<id_t>(id_), &info, WEXITED | WNOHANG | WNOWAIT);
-    return (result == 0 && info.si_pid == id_) || (result < 0 && errno == ECHILD);
+    if (waitid(P_PID, static_cast<id_t>(id_), &info, WEXITED | WNOHANG | WNOWAIT) == 0) {
+      return info.si_pid == id_ ? ChildState::kEnded : ChildState::kRunning;
+    }
+    if (errno != ECHILD) return ChildState::kRunning;
+    id_ = -1;
+    return ChildState::kLost;
   }
-  void KillGroup() const {
-    if (id_ > 0) kill(-id_, SIGKILL);
+  // With all of its group; itself also when it has joined another one.
+  void Kill() const {
+    if (id_ <= 0) return;
+    kill(-id_, SIGKILL);
+    kill(id_, SIGKILL);
   }
-  // Its exit status, or nothing when a signal ended it.
+  // Its exit status, or nothing when a signal ended it. To be called once it has ended.
   std::optional<int> Finish() {
     int status = 0;
     if (!Collect(status) || !WIFEXITED(status)) return std::nullopt;
@@ -83,11 +83,13 @@ class Child {
   }
 
  private:
+  // Not even SIGKILL ends a process that waits for a disk that does not answer; it is left to itself then.
   bool Collect(int& status) {
-    pid_t collected = -1;
-    do {
-      collected = waitpid(id_, &status, 0);
-    } while (collected < 0 && errno == EINTR);
+    const Clock::time_point deadline = Clock::now() + kCollectLimit;
+    pid_t collected = 0;
+    while ((collected = waitpid(id_, &status, WNOHANG)) == 0 && Clock::now() < deadline) {
+      std::this_thread::sleep_for(kFirstPause);
+    }
     id_ = -1;
     return collected > 0;
   }
@@ -96,17 +98,19 @@ class Child {
 };
 
 // Takes what is in the pipe, one read at most; closes it at its end. False when there was nothing to take.
-bool ReadSome(Descriptor& pipe, std::string& output) {
-  if (pipe.get() < 0) return false;
+bool ReadSome(Descriptor& pipe, SpawnResult& result) {
+  if (!pipe) return false;
   std::array<char, kPipeCapacity> buffer;
   const ssize_t count = read(pipe.get(), buffer.data(), buffer.size());
   if (count < 0) return errno == EINTR;
   if (count == 0) {
-    pipe.Reset();
+    pipe = Descriptor();
     return false;
   }
-  const std::size_t room = kMaxCapturedOutput - output.size();
-  output.append(buffer.data(), std::min(room, static_cast<std::size_t>(count)));
+  const std::size_t room = kMaxCapturedOutput - result.output.size();
+  const std::size_t kept = std::min(room, static_cast<std::size_t>(count));
+  result.output.append(buffer.data(), kept);
+  if (kept < static_cast<std::size_t>(count)) result.complete = false;
   return true;
 }
 
@@ -115,20 +119,30 @@ void Pause(const Descriptor& pipe, milliseconds pause) {
   poll(&readable, 1, static_cast<int>(pause.count()));
 }
 
-// Reads until the program has ended. False when its time is over first.
-bool Supervise(const Child& child, Descriptor& pipe, std::string& output, Clock::time_point deadline) {
+// Takes what a program that has ended left in the pipe.
+void ReadRest(Descriptor& pipe, SpawnResult& result) {
+  for (int count = 0; count < kLastReads; ++count) {
+    if (!ReadSome(pipe, result)) return;
+  }
+  // Somebody outside the group writes on.
+  result.complete = false;
+}
+
+// Reads until the program has ended. 0, or why there is no result: ETIMEDOUT when its time is over first.
+int Supervise(Child& child, Descriptor& pipe, SpawnResult& result, Clock::time_point deadline) {
   milliseconds pause = kFirstPause;
-  while (!child.HasEnded()) {
-    if (Clock::now() >= deadline) return false;
-    if (ReadSome(pipe, output)) continue;
+  ChildState state = ChildState::kRunning;
+  while ((state = child.Look()) == ChildState::kRunning) {
+    if (Clock::now() >= deadline) return ETIMEDOUT;
+    if (ReadSome(pipe, result)) continue;
     Pause(pipe, pause);
     pause = std::min(pause * 2, kLongestPause);
   }
+  if (state == ChildState::kLost) return ECHILD;
   // Children that it left behind may hold the pipe open, and would keep writing.
-  child.KillGroup();
-  for (int count = 0; count < kLastReads && ReadSome(pipe, output); ++count) {
-  }
-  return true;
+  child.Kill();
+  ReadRest(pipe, result);
+  return 0;
 }
 
 pid_t Start(const SpawnRequest& request, int output) {
@@ -138,25 +152,34 @@ pid_t Start(const SpawnRequest& request, int output) {
   pid_t id = -1;
   const int error = posix_spawn(&id, request.program.c_str(), descriptors.get(), attributes.get(),
                                 PointersTo(request.arguments).data(), PointersTo(environment).data());
-  return error == 0 ? id : -1;
+  if (error == 0) return id;
+  errno = error;
+  return -1;
+}
+
+// Nothing, noted as ERROR.
+std::optional<SpawnResult> Failed(int error) {
+  RECORD_ERROR(error);
+  return std::nullopt;
 }
 
 }  // namespace
 
 std::optional<SpawnResult> RunProgram(const SpawnRequest& request) {
   Pipe pipe;
-  if (request.capture && !Open(pipe)) return std::nullopt;
+  if (request.capture && !Open(pipe)) return Failed(errno);
   const OwnChildSignal own_children;
   const Clock::time_point deadline = Clock::now() + request.limit;
   const pid_t id = Start(request, pipe.writing.get());
-  if (id < 0) return std::nullopt;
+  if (id < 0) return Failed(errno);
   Child child(id);
-  pipe.writing.Reset();
+  pipe.writing = Descriptor();
 
   SpawnResult result;
-  if (!Supervise(child, pipe.reading, result.output, deadline)) return std::nullopt;
+  const int error = Supervise(child, pipe.reading, result, deadline);
+  if (error != 0) return Failed(error);
   const std::optional<int> status = child.Finish();
-  if (!status) return std::nullopt;
+  if (!status) return Failed(EINTR);
   result.status = *status;
   return result;
 }

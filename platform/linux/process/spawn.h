@@ -21,14 +21,15 @@ struct SpawnRequest {
 };
 
 struct SpawnResult {
-  int status = 0;      // exit status, 0 to 255
-  std::string output;  // at most kMaxCapturedOutput bytes
+  int status = 0;        // exit status, 0 to 255
+  std::string output;    // at most kMaxCapturedOutput bytes
+  bool complete = true;  // nothing of the output was dropped
 };
 
 // Runs the program in a process group of its own, with no descriptor but the standard three, default signals
 // and the "C" locale, so that the numbers it prints are read back whatever the locale of this process. Once
-// it has ended, or its time is over, what is left of the group is killed. Nothing when it could not be
-// started or did not end by itself.
+// it has ended, or its time is over, what is left of the group is killed. Nothing, noted as the last error,
+// when it could not be started or did not end by itself.
 [[nodiscard]] std::optional<SpawnResult> RunProgram(const SpawnRequest& request);
 
 #endif  // PLATFORM_LINUX_PROCESS_SPAWN_H_

@@ -69,6 +69,8 @@ std::string ShareFolder(std::string_view name) {
   const ssize_t length = readlink(link.c_str(), target.data(), target.size());
   if (length <= 0) return link;
   target.resize(static_cast<std::size_t>(length));
+  // Paths are compared by name with this one.
+  while (target.size() > 1 && target.ends_with('/')) target.pop_back();
   return target.starts_with('/') ? target : services + target;
 }
 

@@ -39,8 +39,8 @@ std::string SideFolderOf(const char* path) {
   return Join(std::string(file.substr(0, name)).append(kSideFolder), file.substr(name));
 }
 
-// FOLDER cut where the side folder begins: what lies before exists as a rule, the rest lies in somebody's own
-// folder.
+// FOLDER cut where the side folder begins: what lies before exists as a rule, the rest lies in somebody's
+// own folder.
 struct SideParts {
   std::string owner_folder;
   std::string side;

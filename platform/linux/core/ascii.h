@@ -1,6 +1,7 @@
-// Letter case of SQL words and column names. Only ASCII folds, whatever locale the process has set.
-#ifndef PLATFORM_LINUX_DB_ASCII_H_
-#define PLATFORM_LINUX_DB_ASCII_H_
+// Letter case of SQL words, column names and file name extensions. Only ASCII folds, whatever locale the
+// process has set.
+#ifndef PLATFORM_LINUX_CORE_ASCII_H_
+#define PLATFORM_LINUX_CORE_ASCII_H_
 
 #include <algorithm>
 #include <string_view>
@@ -40,4 +41,4 @@ inline std::string_view FirstWord(std::string_view text) {
   return text.substr(0, length);
 }
 
-#endif  // PLATFORM_LINUX_DB_ASCII_H_
+#endif  // PLATFORM_LINUX_CORE_ASCII_H_

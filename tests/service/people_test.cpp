@@ -1,0 +1,97 @@
+// People that photos name, from the files into the labels.
+#include <gmock/gmock.h>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class PeopleTest : public ServiceTest {
+ protected:
+  void SetUp() override { fs::create_directories(folder()); }
+
+  // A photo with a face region of the metadata working group's schema.
+  void MakePhotoOf(const std::string& person, const std::string& name) const {
+    const std::string list = "Xmp.mwg-rs.Regions/mwg-rs:RegionList";
+    const std::string region = list + "[1]";
+    MakeJpeg(File(name), 8, 6,
+             {{"Xmp.mwg-rs.Regions", "type=Struct"},
+              {list, "type=Bag"},
+              {region + "/mwg-rs:Name", person},
+              {region + "/mwg-rs:Type", "Face"},
+              {region + "/mwg-rs:Area/stArea:x", "0.5"},
+              {region + "/mwg-rs:Area/stArea:y", "0.5"},
+              {region + "/mwg-rs:Area/stArea:w", "0.2"},
+              {region + "/mwg-rs:Area/stArea:h", "0.4"}});
+  }
+  std::vector<std::string> People() const {
+    std::vector<std::string> names;
+    for (const Row& row :
+         Query("SELECT L.name FROM photo_label L JOIN photo_image_label B ON B.label_id = L.id "
+               "WHERE L.category = 0 ORDER BY L.name")) {
+      names.push_back(row.at("name"));
+    }
+    return names;
+  }
+  // Every value of the switch that the library holds.
+  std::string Switch() const {
+    return Value(
+        "SELECT group_concat(config_value) FROM photo_config WHERE config_key = 'ms_people_tag_merged'");
+  }
+};
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST_F(PeopleTest, OfAPhotoBecomeItsLabels) {
+  MakePhotoOf("Marie", "a.jpg");
+  Index();
+  EXPECT_EQ(Switch(), "on");
+  EXPECT_THAT(People(), ElementsAre("Marie"));
+  const Json::Value shown = StrictJson(Run({"show", File("a.jpg"), "--json"}).out);
+  ASSERT_EQ(shown["people"].size(), 1U);
+  EXPECT_EQ(shown["people"][0]["name"].asString(), "Marie");
+}
+
+TEST_F(PeopleTest, SwitchedOffStaysOff) {
+  MakePhotoOf("Marie", "a.jpg");
+  Index();
+  Query("UPDATE photo_config SET config_value = 'off' WHERE config_key = 'ms_people_tag_merged'");
+  MakePhotoOf("Pierre", "b.jpg");
+  Index();
+  EXPECT_EQ(Switch(), "off");
+  EXPECT_THAT(People(), ElementsAre("Marie"));
+}
+
+TEST_F(PeopleTest, SwitchedOffBeforeTheFirstPhotoStaysOffToo) {
+  Index();
+  EXPECT_EQ(Switch(), "on");
+  Query("UPDATE photo_config SET config_value = 'off' WHERE config_key = 'ms_people_tag_merged'");
+  MakePhotoOf("Marie", "a.jpg");
+  Index();
+  EXPECT_EQ(Switch(), "off");
+  EXPECT_THAT(People(), IsEmpty());
+}
+
+TEST_F(PeopleTest, ALibraryThatHasPhotosIsLeftAsItIs) {
+  MakeJpeg(File("old.jpg"), 8, 6);
+  Index();
+  Query("DELETE FROM photo_config");
+  MakePhotoOf("Marie", "a.jpg");
+  Index();
+  EXPECT_EQ(Switch(), "NULL");
+  EXPECT_THAT(People(), IsEmpty());
+}
+
+TEST_F(PeopleTest, AFirstRunThatWasCutShortIsMadeUpFor) {
+  Index();
+  Query("DELETE FROM photo_config");
+  MakePhotoOf("Marie", "a.jpg");
+  Index();
+  EXPECT_EQ(Switch(), "on");
+  EXPECT_THAT(People(), ElementsAre("Marie"));
+}
+
+}  // namespace
