@@ -21,6 +21,11 @@ constexpr std::array kCommands{
     Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, false},
     Command{"show", "Show the row of one file with its labels, people and album", &DefineShow, false},
     Command{"ls", "List what is indexed directly in a folder", &DefineList, false},
+    Command{"albums", "List the albums of a library", &DefineAlbums, false},
+    Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels, false},
+    Command{"stats", "Count what a library holds", &DefineStats, false},
+    Command{"export", "Print every row of a library as lines of JSON that can be compared", &DefineExport,
+            false},
     Command{"worker", "One worker process of a run", &DefineWorker, true},
 };
 
