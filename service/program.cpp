@@ -19,6 +19,8 @@ struct Command {
 
 constexpr std::array kCommands{
     Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, false},
+    Command{"reindex", "Index everything in a library again and delete the rows of what is not there",
+            &DefineReindex, false},
     Command{"show", "Show the row of one file with its labels, people and album", &DefineShow, false},
     Command{"ls", "List what is indexed directly in a folder", &DefineList, false},
     Command{"albums", "List the albums of a library", &DefineAlbums, false},
@@ -31,8 +33,8 @@ constexpr std::array kCommands{
 
 constexpr const char* kExitStatuses =
     "Exit status: 0 done, 1 fatal, 2 usage, 3 done but some files failed, 4 bad configuration, 5 database "
-    "not "
-    "reachable, 6 another run holds the library, 130 or 143 stopped by SIGINT or SIGTERM with everything so "
+    "not reachable, 6 another run holds the library, 7 stopped before deleting the rows of files that may "
+    "only be out of reach (see --accept-loss), 130 or 143 stopped by SIGINT or SIGTERM with everything so "
     "far kept.";
 
 int Run(int argc, char** argv) {

@@ -16,6 +16,7 @@ class App;
 using Runner = std::function<int()>;
 
 Runner DefineIndex(CLI::App& app);
+Runner DefineReindex(CLI::App& app);
 Runner DefineShow(CLI::App& app);
 Runner DefineList(CLI::App& app);
 Runner DefineAlbums(CLI::App& app);
