@@ -15,61 +15,56 @@ namespace {
 
 constexpr mode_t kPrivateFile = 0600;
 constexpr std::array<const char*, 5> kStates{"sent", "damaged", "failed", "unread", "planned"};
-const DatabaseReader::Columns kEntryColumns{"folder",  "name",        "kind",  "device",
-                                            "inode",   "birth",       "size",  "modified",
-                                            "changed", "fingerprint", "state", "reason"};
-enum Column : std::uint8_t {
-  kFolder,
-  kName,
-  kKind,
-  kDevice,
-  kInode,
-  kBirth,
-  kSize,
-  kModified,
-  kChanged,
-  kFingerprint,
-  kState,
-  kReason
-};
+const DatabaseReader::Columns kEntryColumns{"folder", "name", "facts"};
 
 // SQLite's integers are signed; the bits come back as they went in.
-std::int64_t Number(const std::optional<std::string>& text) {
+std::int64_t Number(std::string_view text) {
   std::int64_t number = 0;
-  if (text) std::from_chars(text->data(), text->data() + text->size(), number);
+  std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
+}
+
+// The text up to the next blank, which goes too.
+std::string_view NextWord(std::string_view& text) {
+  const std::string_view word = text.substr(0, text.find(' '));
+  text.remove_prefix(std::min(word.size() + 1, text.size()));
+  return word;
 }
 
 std::string Text(std::uint64_t number) {
   return std::to_string(static_cast<std::int64_t>(number));
 }
 
-EntryState StateOf(const std::optional<std::string>& text) {
-  const auto found = std::find(kStates.begin(), kStates.end(), text.value_or(""));
+EntryState StateOf(std::string_view text) {
+  const auto found = std::find(kStates.begin(), kStates.end(), text);
   return found == kStates.end() ? EntryState::kUnread : static_cast<EntryState>(found - kStates.begin());
 }
 
 CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
   CatalogueEntry entry;
-  const std::string folder = row[kFolder].value_or("");
-  entry.path = folder.empty() ? row[kName].value_or("") : folder + "/" + row[kName].value_or("");
-  entry.kind = static_cast<ItemKind>(Number(row[kKind]));
-  entry.stamp = {static_cast<std::uint64_t>(Number(row[kDevice])),
-                 static_cast<std::uint64_t>(Number(row[kInode])),
-                 Number(row[kBirth]),
-                 Number(row[kSize]),
-                 Number(row[kModified]),
-                 Number(row[kChanged])};
-  entry.fingerprint = row[kFingerprint].value_or("");
-  entry.state = StateOf(row[kState]);
-  entry.reason = row[kReason].value_or("");
+  entry.path = row[0].value_or("");
+  if (!entry.path.empty()) entry.path += '/';
+  entry.path += row[1].value_or("");
+  std::string_view facts = *row[2];
+  entry.kind = static_cast<ItemKind>(Number(NextWord(facts)));
+  entry.stamp.device = static_cast<std::uint64_t>(Number(NextWord(facts)));
+  entry.stamp.inode = static_cast<std::uint64_t>(Number(NextWord(facts)));
+  entry.stamp.birth = Number(NextWord(facts));
+  entry.stamp.size = Number(NextWord(facts));
+  entry.stamp.modified = Number(NextWord(facts));
+  entry.stamp.changed = Number(NextWord(facts));
+  entry.state = StateOf(NextWord(facts));
+  entry.fingerprint = NextWord(facts);
+  entry.reason = facts;
   return entry;
 }
 
 std::vector<CatalogueEntry> EntriesOf(const std::vector<DatabaseReader::Row>& rows) {
   std::vector<CatalogueEntry> entries;
   entries.reserve(rows.size());
-  for (const DatabaseReader::Row& row : rows) entries.push_back(EntryOf(row));
+  for (const DatabaseReader::Row& row : rows) {
+    if (row.back()) entries.push_back(EntryOf(row));
+  }
   return entries;
 }
 
@@ -132,7 +127,7 @@ std::vector<CatalogueEntry> Catalogue::Folders() {
 
 std::size_t Catalogue::FileCount() {
   const auto rows = Select({"count"}, kCountFiles);
-  return rows.empty() ? 0 : static_cast<std::size_t>(Number(rows.front().front()));
+  return rows.empty() ? 0 : static_cast<std::size_t>(Number(rows.front().front().value_or("")));
 }
 
 void Catalogue::Put(const CatalogueEntry& entry) {

@@ -129,9 +129,10 @@ bool RootChanged(Catalogue& catalogue, const Library& library) {
 }
 
 void RecordRoot(Catalogue& catalogue, const Library& library) {
-  if (const auto now = IdentityOf(library.folder)) {
-    catalogue.PutFact(kRootFact, now->device + " " + now->object);
-  }
+  const auto now = IdentityOf(library.folder);
+  if (!now) return;
+  const std::string identity = now->device + " " + now->object;
+  if (catalogue.Fact(kRootFact) != identity) catalogue.PutFact(kRootFact, identity);
 }
 
 void RecordDatabase(Catalogue& catalogue, const Library& library) {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "catalogue_sql.h"
 #include "media_files.h"
 
 namespace {
@@ -86,9 +87,7 @@ void Survey::Take(const WalkEntry& entry, const std::string& path) {
 void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   Advance(nullptr);
   folder_ = path;
-  recorded_ = catalogue_.Files(folder_, "");
-  next_ = 0;
-  more_ = !recorded_.empty();
+  Fetch("");
   if (path.empty()) return;
   differences_.root_empty = false;
   const auto found = folders_.find(path);
@@ -131,11 +130,19 @@ const CatalogueEntry* Survey::Advance(const std::string* path) {
       if (path != nullptr && candidate.path == *path) return &recorded_[next_++];
       NoteGone(candidate);
     }
-    recorded_ = catalogue_.Files(folder_, NameOf(recorded_.back().path));
-    next_ = 0;
-    more_ = !recorded_.empty();
+    if (recorded_.size() < kEntriesAtOnce) {
+      more_ = false;
+      break;
+    }
+    Fetch(NameOf(recorded_.back().path));
   }
   return nullptr;
+}
+
+void Survey::Fetch(const std::string& after) {
+  recorded_ = catalogue_.Files(folder_, after);
+  next_ = 0;
+  more_ = !recorded_.empty();
 }
 
 void Survey::NoteGone(const CatalogueEntry& file) {
@@ -150,9 +157,7 @@ void Survey::GatherLostFolders() {
     if (LiesInOne(remounted_, path)) differences_.device_changed = true;
     differences_.gone_folders.push_back(entry);
     folder_ = path;
-    recorded_ = catalogue_.Files(folder_, "");
-    next_ = 0;
-    more_ = !recorded_.empty();
+    Fetch("");
     Advance(nullptr);
   }
 }

@@ -53,6 +53,8 @@ class Survey {
   // What the catalogue has of the current folder up to PATH (all of it when null) and was not met is gone.
   // The entry of PATH itself, when there is one.
   const CatalogueEntry* Advance(const std::string* path);
+  // The files of the current folder that come after AFTER.
+  void Fetch(const std::string& after);
   void NoteGone(const CatalogueEntry& file);
   void GatherLostFolders();
 
