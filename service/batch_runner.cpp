@@ -4,8 +4,13 @@
 
 #include <algorithm>
 
+#include "album_name.h"
+#include "fingerprint.h"
+#include "library.h"
 #include "platform/connection_lending.h"
+#include "platform/files.h"
 #include "probe/probe.h"
+#include "queries_sql.h"
 
 namespace {
 
@@ -29,6 +34,13 @@ bool LiesDirectlyIn(const std::string& path, const std::string& folder) {
 bool Storable(const ProbeResult& probed) {
   return probed.outcome == ProbeOutcome::kOk ||
          (probed.outcome == ProbeOutcome::kDamaged && probed.media["resolutionX"].asInt() > 0);
+}
+
+// The file itself has to be read for it.
+bool ReadsFile(const WorkItem& item) {
+  if (item.kind == ItemKind::kFolder) return false;
+  return item.action == ItemAction::kAdd || item.action == ItemAction::kMove ||
+         item.action == ItemAction::kReindex;
 }
 
 }  // namespace
@@ -58,7 +70,7 @@ bool BatchRunner::WritePrepared(std::size_t first) {
 BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   const WorkItem& item = items_[index];
   Prepared prepared;
-  if (item.kind == ItemKind::kFolder) return prepared;
+  if (!ReadsFile(item)) return prepared;
   Announce(index);
   const MediaKind kind = item.kind == ItemKind::kPhoto ? MediaKind::kPhoto : MediaKind::kVideo;
   ProbeResult probed = ProbeFile(item.path, kind);
@@ -66,6 +78,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.trouble = std::move(probed.reason);
   prepared.record = std::move(probed.media);
   if (LiesDirectlyIn(item.path, library_)) prepared.record["szAlbum"] = kPhotoFolderName;
+  if (prepared.storable) prepared.fingerprint = Fingerprint(item.path);
   return prepared;
 }
 
@@ -87,17 +100,109 @@ void BatchRunner::WriteItems(std::size_t first) {
 }
 
 ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
-  if (!prepared.storable) return ItemResult::Failed(prepared.trouble);
   const WorkItem& item = items_[index];
+  if (!prepared.storable && item.action != ItemAction::kMove) return ItemResult::Failed(prepared.trouble);
   Announce(index);
   static_cast<void>(log_.Take());
   const int mark = KAVODBBatchMark();
-  const int result = item.kind == ItemKind::kFolder ? plugin_.IndexDirAdd(item.path.c_str())
-                                                    : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
-  if (result >= 0) return ItemResult::Stored(prepared.trouble);
-  // What the call took from side files is in no row.
-  KAVODBBatchForgetRemovals(mark);
-  return ItemResult::Failed(ReasonOf(log_.Take()));
+  ItemResult result = Call(item, prepared);
+  // What a failed call took from side files is in no row.
+  if (!result.done()) KAVODBBatchForgetRemovals(mark);
+  result.fingerprint = prepared.fingerprint;
+  return result;
+}
+
+ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
+  switch (item.action) {
+    case ItemAction::kMark:
+      return Judge(plugin_.IndexPreReindex(item.path.c_str()));
+    case ItemAction::kSweep:
+      return Judge(plugin_.IndexPostReindex(item.path.c_str()));
+    case ItemAction::kSetAside:
+      return SetAside(item);
+    case ItemAction::kAdd:
+    case ItemAction::kMove:
+    case ItemAction::kDelete:
+    case ItemAction::kReindex:
+      break;
+  }
+  if (item.kind == ItemKind::kFolder) return CallForFolder(item);
+  if (item.action == ItemAction::kDelete) return Judge(plugin_.IndexDelete(item.path.c_str()));
+  return item.action == ItemAction::kMove ? MoveFile(item, prepared) : Update(item, prepared);
+}
+
+ItemResult BatchRunner::CallForFolder(const WorkItem& item) {
+  const char* path = item.path.c_str();
+  const bool can_be_album = item.path == library_ || NoAlbumReason(Key(item.path)) == nullptr;
+  if (!can_be_album && item.action != ItemAction::kDelete) return ItemResult::Stored();
+  switch (item.action) {
+    case ItemAction::kMove:
+      return MoveFolder(item);
+    case ItemAction::kDelete:
+      // It may be back since the scan.
+      if (RLIBCFileCheckDir(path) == 1) return ItemResult::NotKept("the folder is there again");
+      return Judge(plugin_.IndexDirDelete(path));
+    case ItemAction::kReindex:
+      // Its result is -1 whatever it did; the row tells.
+      static_cast<void>(plugin_.IndexReindexDirUpdate(path));
+      return Judge(item.path == library_ || HasAlbum(item.path) ? 0 : -1);
+    default:
+      return Judge(plugin_.IndexDirAdd(path));
+  }
+}
+
+// A move whose old rows are not there any more was made by a run that could not note it.
+ItemResult BatchRunner::MoveFolder(const WorkItem& item) {
+  if (HasAlbum(item.from)) {
+    ItemResult moved = Judge(plugin_.IndexDirRename(item.path.c_str(), item.from.c_str()));
+    if (!moved.done()) return moved;
+  }
+  return Judge(plugin_.IndexDirAdd(item.path.c_str()));
+}
+
+ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
+  const int result = item.action == ItemAction::kReindex
+                         ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
+                         : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
+  return Judge(result, prepared.trouble);
+}
+
+// The rename keeps what belongs to the row; what it leaves as it was (the album's name in the row, say) is
+// made true by adding the file.
+ItemResult BatchRunner::MoveFile(const WorkItem& item, Prepared& prepared) {
+  Json::Value record = prepared.storable ? prepared.record : Json::Value(Json::objectValue);
+  record["szPath"] = item.path;
+  const bool renames = HasRow(item, item.from) && (prepared.storable || item.kind == ItemKind::kPhoto);
+  if (renames) {
+    ItemResult moved = Judge(plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str()));
+    if (!moved.done()) return moved;
+  }
+  if (prepared.storable) return Update(item, prepared);
+  return renames ? ItemResult::Stored(prepared.trouble) : ItemResult::Failed(prepared.trouble);
+}
+
+ItemResult BatchRunner::SetAside(const WorkItem& item) {
+  if (!HasRow(item, item.from)) return ItemResult::Stored();
+  Json::Value record(Json::objectValue);
+  record["szPath"] = item.path;
+  return Judge(plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str()));
+}
+
+ItemResult BatchRunner::Judge(int result, std::string trouble) {
+  return result >= 0 ? ItemResult::Stored(std::move(trouble)) : ItemResult::NotKept(ReasonOf(log_.Take()));
+}
+
+bool BatchRunner::HasAlbum(const std::string& folder) {
+  if (!database_) database_.emplace(Library{library_, ""}.database());
+  const auto rows = database_->Query({"shareid"}, kAlbumByNameSql, Key(folder));
+  return rows && !rows->empty();
+}
+
+bool BatchRunner::HasRow(const WorkItem& item, const std::string& path) {
+  if (!database_) database_.emplace(Library{library_, ""}.database());
+  const char* sql = item.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
+  const auto rows = database_->Query({"path"}, sql, Key(path));
+  return rows && !rows->empty();
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {
@@ -118,7 +223,7 @@ ItemResult BatchRunner::WriteAlone(std::size_t index) {
 }
 
 ItemResult BatchRunner::NotKept() {
-  return ItemResult::Failed(std::string("not kept by the database: ") + KAVODBLentErrorGet());
+  return ItemResult::NotKept(std::string("not kept by the database: ") + KAVODBLentErrorGet());
 }
 
 void BatchRunner::Announce(std::size_t index) {

@@ -9,6 +9,7 @@
 
 #include <json/value.h>
 
+#include "database_reader.h"
 #include "log_capture.h"
 #include "plugin.h"
 #include "wire.h"
@@ -30,11 +31,24 @@ class BatchRunner {
     Json::Value record;
     bool storable = true;
     std::string trouble;  // why it is not, or what is wrong with it all the same
+    std::string fingerprint;
   };
 
   // Each announces the item it turns to; nothing can be told apart afterwards without that.
   Prepared Prepare(std::size_t index);
   ItemResult Write(std::size_t index, Prepared& prepared);
+  ItemResult Call(const WorkItem& item, Prepared& prepared);
+  ItemResult CallForFolder(const WorkItem& item);
+  ItemResult MoveFolder(const WorkItem& item);
+  ItemResult Update(const WorkItem& item, Prepared& prepared);
+  ItemResult MoveFile(const WorkItem& item, Prepared& prepared);
+  ItemResult SetAside(const WorkItem& item);
+  // A result of the plug-in as ours.
+  ItemResult Judge(int result, std::string trouble = "");
+  // The library has rows of what was at this absolute path. False also when it cannot be asked.
+  bool HasAlbum(const std::string& folder);
+  bool HasRow(const WorkItem& item, const std::string& path);
+  std::string Key(const std::string& path) const { return path.substr(library_.size() + 1); }
 
   // Writes what is prepared from item FIRST on. False as for Run.
   [[nodiscard]] bool WritePrepared(std::size_t first);
@@ -57,7 +71,8 @@ class BatchRunner {
   Channel& channel_;
   std::vector<WorkItem> items_;
   std::vector<Prepared> prepared_;
-  std::vector<ItemResult> results_;  // of the current transaction
+  std::vector<ItemResult> results_;         // of the current transaction
+  std::optional<DatabaseReader> database_;  // shares the transaction
   bool connected_ = true;
 };
 

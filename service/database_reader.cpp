@@ -33,3 +33,7 @@ std::optional<std::vector<DatabaseReader::Row>> DatabaseReader::Rows(const Colum
   }
   return rows;
 }
+
+Failure Unreadable(const DatabaseReader& database) {
+  return {ExitStatus::kDatabase, std::string("the database cannot be read: ") + database.error()};
+}

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "outcome.h"
 #include "platform/database.h"
 
 // The service's own look at a library's database, through the platform's database interface.
@@ -29,7 +30,13 @@ class DatabaseReader {
   template <typename... Values>
   std::optional<std::vector<Row>> Query(const Columns& columns, const char* sql_template,
                                         const Values&... values) {
-    return Rows(columns, Text(KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, values.c_str()...)));
+    return Rows(columns, Fill(sql_template, values...));
+  }
+  // A part of a statement, escaped.
+  template <typename... Values>
+  static std::string Escaped(const char* sql_template, const Values&... values) {
+    const Text text = Fill(sql_template, values...);
+    return text ? text.get() : "";
   }
 
   const char* error() const { return KAVODBErrorGet(connection_.get()); }
@@ -44,9 +51,16 @@ class DatabaseReader {
   };
   using Text = std::unique_ptr<char, Free>;
 
+  template <typename... Values>
+  static Text Fill(const char* sql_template, const Values&... values) {
+    return Text(KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, values.c_str()...));
+  }
   std::optional<std::vector<Row>> Rows(const Columns& columns, const Text& sql);
 
   std::unique_ptr<KAVODB_CONNECTION, Close> connection_;
 };
+
+// A statement of DATABASE failed.
+Failure Unreadable(const DatabaseReader& database);
 
 #endif  // SERVICE_DATABASE_READER_H_

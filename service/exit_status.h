@@ -11,6 +11,7 @@ enum class ExitStatus : int {
   kConfiguration = 4,  // the state folder, the plug-in or a tool is missing or not usable
   kDatabase = 5,       // the database cannot be reached
   kLibraryBusy = 6,    // another run holds the library
+  kLoss = 7,           // stopped before deleting the rows of files that may only be out of reach
 };
 
 inline constexpr int kSignalExitBase = 128;

@@ -3,81 +3,243 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/limits.h"
-#include "display.h"
+#include "album_name.h"
+#include "library_catalogue.h"
+#include "marked_rows.h"
 #include "media_files.h"
+#include "survey.h"
 #include "work_queue.h"
 
 namespace {
 
-// Why FOLDER cannot be an album, which is named by its path below LIBRARY; nullptr when it can.
-const char* NoAlbumReason(const std::string& folder, const std::string& library) {
-  const std::string name = folder.substr(std::min(folder.size(), library.size() + 1));
-  if (name.size() >= kNameSize) return "folder name too long for an album";
-  return ValidUtf8(name) == name ? nullptr : "folder name is not UTF-8";
+constexpr std::chrono::seconds kCommitInterval{1};
+
+bool IsUpdate(const WorkItem& item) {
+  return item.action == ItemAction::kAdd || item.action == ItemAction::kReindex;
+}
+
+bool IsMove(const WorkItem& item) {
+  return item.action == ItemAction::kMove || item.action == ItemAction::kSetAside;
+}
+
+WorkItem WholeLibrary(const Library& library, ItemAction action) {
+  return {ItemKind::kFolder, library.folder, action};
 }
 
 }  // namespace
 
-IndexRun::IndexRun(IndexOptions options, const Library& library, StopSignals& signals)
+IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, StopSignals& signals)
     : options_(std::move(options)),
+      catalogue_(catalogue),
       signals_(signals),
       progress_(stderr, ProgressModeFor(stderr, options_.quiet)) {
   report_.library = library;
 }
 
-Outcome<Done> IndexRun::Run() {
-  auto walk = Walk::Start(report_.library.folder);
-  if (!walk) return walk.failure();
-  if (progress_.mode() != ProgressMode::kNone) {
-    counter_ = std::make_unique<FileCounter>(report_.library.folder);
-  }
-  WorkQueue queue([&] { return NextItem(*walk, report_); });
-  Supervisor supervisor({options_.plugin, report_.library.folder, options_.workers, options_.file_timeout},
-                        queue, *this, signals_);
-  auto outcome = supervisor.Run();
-  progress_.Clear();
-  counter_.reset();
-  stopped_by_ = supervisor.stopped_by();
-  report_.interrupted = stopped_by_ != 0;
-  report_.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_);
-  return outcome;
+Outcome<Done> IndexRun::Update() {
+  const bool first_time = catalogue_.FileCount() == 0 && catalogue_.Folders().empty();
+  return Conclude(first_time ? UpdateFirstTime() : UpdateDifferences());
 }
 
-std::optional<WorkItem> IndexRun::NextItem(Walk& walk, IndexReport& report) {
+Outcome<Done> IndexRun::UpdateFirstTime() {
+  auto walk = Walk::Start(report_.library.folder);
+  if (!walk) return walk.failure();
+  return Send([&] { return NextOf(*walk, ItemAction::kAdd); });
+}
+
+Outcome<Done> IndexRun::UpdateDifferences() {
+  auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, false}, report_);
+  if (!plan) return plan.failure();
+  if (auto sent = Send(std::move(plan->items)); !sent) return sent;
+  return SendDeletes(*plan);
+}
+
+Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
+  if (plan.verdict.holds) {
+    Withhold(plan.verdict, plan.deletes);
+    return Done{};
+  }
+  // The rows of what could not be moved lie below the old folder still.
+  if (move_failed_)
+    std::erase_if(plan.deletes, [](const WorkItem& item) { return item.kind == ItemKind::kFolder; });
+  return Send(std::move(plan.deletes));
+}
+
+Outcome<Done> IndexRun::Reindex() {
+  IndexReport unread = report_;
+  auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
+  if (!plan) return plan.failure();
+  if (plan->verdict.holds) {
+    Withhold(plan->verdict, plan->deletes);
+    return Conclude(Done{});
+  }
+  if (auto sent = Send(std::move(plan->items)); !sent) return Conclude(sent);
+  if (auto sent = SendEverything(); !sent) return Conclude(sent);
+  return Conclude(SweepOrDelete(*plan));
+}
+
+Outcome<Done> IndexRun::SendEverything() {
+  auto walk = Walk::Start(report_.library.folder);
+  if (!walk) return walk.failure();
+  bool marked = false;
+  return Send([&]() -> std::optional<WorkItem> {
+    if (!std::exchange(marked, true)) return WholeLibrary(report_.library, ItemAction::kMark);
+    return NextOf(*walk, ItemAction::kReindex);
+  });
+}
+
+Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
+  if (stopped_by_ != 0) return Done{};
+  const auto marked = FindMarkedRows(report_.library);
+  if (!marked) return marked.failure();
+  LossQuestion question;
+  for (const WorkItem& item : marked->gone) {
+    if (item.kind != ItemKind::kFolder) question.gone.push_back(Key(item.path));
+  }
+  question.recorded = marked->rows;
+  question.accepted = options_.accepts_loss;
+  if (const LossVerdict verdict = JudgeLoss(question, catalogue_); verdict.holds) {
+    Withhold(verdict, marked->gone);
+    return Done{};
+  }
+  const bool all_gone = marked->kept == 0 && !move_failed_;
+  auto sent = all_gone ? Send({WholeLibrary(report_.library, ItemAction::kSweep)}) : Send(marked->gone);
+  if (!sent || stopped_by_ != 0) return sent;
+  if (all_gone) report_.deleted += marked->gone.size();
+  for (const WorkItem& item : plan.deletes) catalogue_.Remove(Key(item.path), item.kind);
+  return Done{};
+}
+
+std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
   while (auto entry = walk.Next()) {
-    switch (entry->kind) {
-      case EntryKind::kFolder:
-        if (const char* reason = NoAlbumReason(entry->path, report.library.folder)) {
-          ++report.skipped[reason];
-          break;
-        }
-        return WorkItem{ItemKind::kFolder, std::move(entry->path)};
-      case EntryKind::kSkipped:
-        ++report.skipped[entry->reason];
-        break;
-      case EntryKind::kFailed:
-        report.failed.push_back({std::move(entry->path), std::move(entry->reason), false});
-        break;
-      case EntryKind::kFile:
-        if (const auto kind = MediaKindOf(entry->path)) {
-          ++report.found;
-          return WorkItem{*kind, std::move(entry->path)};
-        }
-        ++report.skipped["not a photo or video"];
-    }
+    if (!Account(*entry, report_)) continue;
+    WorkItem item;
+    item.kind = entry->kind == EntryKind::kFolder ? ItemKind::kFolder : *MediaKindOf(entry->path);
+    item.action = action;
+    item.path = std::move(entry->path);
+    item.stage = action == ItemAction::kReindex ? 1 : 0;
+    item.stamp = entry->stamp;
+    return item;
   }
   return std::nullopt;
 }
 
-void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
-  const bool folder = item.kind == ItemKind::kFolder;
-  if (!result.stored || !result.trouble.empty()) {
-    report_.failed.push_back({item.path, result.trouble, result.stored});
-  } else {
-    ++(folder ? report_.folders : report_.added);
+Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
+  if (items.empty()) return Done{};
+  bool moves = false;
+  for (const WorkItem& item : items) {
+    moves = moves || IsMove(item);
+    if (item.action != ItemAction::kSetAside) continue;
+    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", EntryState::kPlanned});
   }
-  if (folder) return;
+  // What the database has and the catalogue has not would be moved twice.
+  if (moves) catalogue_.MakeDurable();
+  total_ = files_done_ + items.size();
+  std::size_t next = 0;
+  return Send([&]() -> std::optional<WorkItem> {
+    if (next == items.size()) return std::nullopt;
+    return std::move(items[next++]);
+  });
+}
+
+Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
+  if (stopped_by_ != 0) return Done{};
+  if (!total_ && !counter_ && progress_.mode() != ProgressMode::kNone) {
+    counter_ = std::make_unique<FileCounter>(report_.library.folder);
+  }
+  WorkQueue queue(std::move(source));
+  Supervisor supervisor({options_.plugin, report_.library.folder, options_.workers, options_.file_timeout},
+                        queue, *this, signals_);
+  auto outcome = supervisor.Run();
+  stopped_by_ = supervisor.stopped_by();
+  counter_.reset();
+  total_.reset();
+  if (outcome && failure_) return *failure_;
+  return outcome;
+}
+
+void IndexRun::Withhold(const LossVerdict& verdict, const std::vector<WorkItem>& deletes) {
+  report_.withheld_reason = verdict.reason;
+  for (const WorkItem& item : deletes) report_.withheld.push_back(item.path);
+}
+
+Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
+  progress_.Clear();
+  if (outcome && report_.withheld_reason.empty()) RecordRoot(catalogue_, report_.library);
+  RecordDatabase(catalogue_, report_.library);
+  catalogue_.Commit();
+  report_.interrupted = stopped_by_ != 0;
+  report_.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_);
+  if (outcome && catalogue_.failure()) return *catalogue_.failure();
+  return outcome;
+}
+
+std::string IndexRun::Key(const std::string& path) const {
+  const std::size_t root = report_.library.folder.size();
+  return path.size() > root ? path.substr(root + 1) : "";
+}
+
+void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
+  if (IsUpdate(item)) {
+    NoteUpdate(item, result);
+  } else if (IsMove(item)) {
+    NoteMove(item, result);
+  } else if (item.action == ItemAction::kDelete) {
+    NoteDelete(item, result);
+  } else if (!result.done()) {
+    failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.trouble};
+  }
+  CountFile(item);
+}
+
+CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result) const {
+  CatalogueEntry entry{Key(item.path), item.kind, item.stamp, result.fingerprint};
+  entry.reason = result.trouble;
+  if (!result.done()) {
+    entry.state = EntryState::kFailed;
+  } else if (!result.trouble.empty()) {
+    entry.state = EntryState::kDamaged;
+  }
+  return entry;
+}
+
+void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
+  if (!result.done() || !result.trouble.empty())
+    report_.failed.push_back({item.path, result.trouble, result.done()});
+}
+
+void IndexRun::NoteUpdate(const WorkItem& item, const ItemResult& result) {
+  const bool folder = item.kind == ItemKind::kFolder;
+  NoteFailure(item, result);
+  const bool well = result.done() && result.trouble.empty();
+  if (well && !folder) ++report_.added;
+  if (well && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
+  const bool learned = result.done() || (result.outcome == ItemOutcome::kFailed && !folder);
+  if (learned && item.path != report_.library.folder) catalogue_.Put(EntryOf(item, result));
+}
+
+void IndexRun::NoteMove(const WorkItem& item, const ItemResult& result) {
+  NoteFailure(item, result);
+  moved_ = true;
+  if (result.done()) {
+    catalogue_.Remove(Key(item.from), item.kind);
+    if (item.action == ItemAction::kMove) ++report_.moved;
+  } else {
+    move_failed_ = true;
+  }
+  const bool crashed = result.outcome == ItemOutcome::kFailed && item.action == ItemAction::kMove;
+  if (result.done() || (crashed && item.kind != ItemKind::kFolder)) catalogue_.Put(EntryOf(item, result));
+}
+
+void IndexRun::NoteDelete(const WorkItem& item, const ItemResult& result) {
+  NoteFailure(item, result);
+  if (!result.done()) return;
+  ++report_.deleted;
+  catalogue_.Remove(Key(item.path), item.kind);
+}
+
+void IndexRun::CountFile(const WorkItem& item) {
+  if (item.kind == ItemKind::kFolder && counter_) return;
   ++files_done_;
   const std::size_t slash = item.path.rfind('/');
   const std::size_t root = report_.library.folder.size();
@@ -85,7 +247,13 @@ void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
 }
 
 void IndexRun::Tick() {
+  if (moved_ || Clock::now() - committed_ >= kCommitInterval) {
+    RecordDatabase(catalogue_, report_.library);
+    catalogue_.Commit();
+    committed_ = Clock::now();
+    moved_ = false;
+  }
   if (!progress_.Due()) return;
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_);
-  progress_.Show({files_done_, counter_->total(), elapsed, current_folder_});
+  progress_.Show({files_done_, counter_ ? counter_->total() : total_, elapsed, current_folder_});
 }

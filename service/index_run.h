@@ -6,10 +6,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "catalogue.h"
 #include "file_counter.h"
 #include "library.h"
 #include "outcome.h"
+#include "plan.h"
 #include "progress.h"
 #include "report.h"
 #include "stop_signals.h"
@@ -21,34 +24,65 @@ struct IndexOptions {
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
   bool quiet = false;
+  bool accepts_loss = false;
 };
 
-// One run over a library: the walk gives what there is, the workers send it to the plug-in, the report keeps
-// what became of it.
+// One run over a library: what has to be sent goes to the plug-in through the workers, the catalogue and the
+// report keep what became of it.
 class IndexRun : private RunObserver {
  public:
-  IndexRun(IndexOptions options, const Library& library, StopSignals& signals);
+  // The catalogue is the library's and outlives the run.
+  IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, StopSignals& signals);
 
-  Outcome<Done> Run();
+  // Sends the differences between the folder and its catalogue.
+  Outcome<Done> Update();
+  // Sends everything again and deletes what is not there.
+  Outcome<Done> Reindex();
+
   const IndexReport& report() const { return report_; }
   int stopped_by() const { return stopped_by_; }
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  Outcome<Done> UpdateFirstTime();
+  Outcome<Done> UpdateDifferences();
+  Outcome<Done> SendDeletes(Plan& plan);
+  Outcome<Done> SendEverything();
+  Outcome<Done> SweepOrDelete(const Plan& plan);
+
   // The next of the walk that is for the plug-in; the rest goes into the report on the way.
-  static std::optional<WorkItem> NextItem(Walk& walk, IndexReport& report);
+  std::optional<WorkItem> NextOf(Walk& walk, ItemAction action);
+  Outcome<Done> Send(WorkQueue::Source source);
+  Outcome<Done> Send(std::vector<WorkItem> items);
+  void Withhold(const LossVerdict& verdict, const std::vector<WorkItem>& deletes);
+  Outcome<Done> Conclude(Outcome<Done> outcome);
+
   void ItemDone(const WorkItem& item, const ItemResult& result) override;
   void Tick() override;
+  void NoteUpdate(const WorkItem& item, const ItemResult& result);
+  void NoteMove(const WorkItem& item, const ItemResult& result);
+  void NoteDelete(const WorkItem& item, const ItemResult& result);
+  void NoteFailure(const WorkItem& item, const ItemResult& result);
+  // What the catalogue keeps of an item that was read.
+  CatalogueEntry EntryOf(const WorkItem& item, const ItemResult& result) const;
+  std::string Key(const std::string& path) const;
+  void CountFile(const WorkItem& item);
 
   IndexOptions options_;
+  Catalogue& catalogue_;
   StopSignals& signals_;
   IndexReport report_;
   Clock::time_point start_ = Clock::now();
+  Clock::time_point committed_ = Clock::now();
   Progress progress_;
   std::unique_ptr<FileCounter> counter_;
+  std::optional<std::size_t> total_;
   std::size_t files_done_ = 0;
   std::string current_folder_;
+  bool moved_ = false;        // since the last commit
+  bool move_failed_ = false;  // rows are still under an old name
+  std::optional<Failure> failure_;
   int stopped_by_ = 0;
 };
 

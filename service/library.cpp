@@ -133,11 +133,16 @@ Outcome<Done> Register(const StateRoot& root, const Library& library) {
 
 }  // namespace
 
-Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder) {
+Outcome<Library> NameLibrary(const std::string& folder) {
   const auto real = RealFolder(folder);
   if (!real) return real.failure();
-  Library library{*real, UserOf(*real)};
-  if (auto registered = Register(root, library); !registered) return registered.failure();
+  return Library{*real, UserOf(*real)};
+}
+
+Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder) {
+  auto library = NameLibrary(folder);
+  if (!library) return library;
+  if (auto registered = Register(root, *library); !registered) return registered.failure();
   return library;
 }
 

@@ -21,6 +21,9 @@ struct Library {
 // Makes FOLDER a library (again). Fails when it is no folder, or lies in or around another library.
 Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder);
 
+// The library that FOLDER is or would be; nothing is made.
+Outcome<Library> NameLibrary(const std::string& folder);
+
 // The library that PATH lies in (or is); nothing when it lies in none. PATH is absolute.
 std::optional<Library> FindLibrary(const std::string& path);
 

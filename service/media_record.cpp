@@ -9,66 +9,6 @@ namespace {
 
 using Rows = std::vector<DatabaseReader::Row>;
 
-constexpr std::array kPhotoColumns{Column{"id", true},
-                                   Column{"path", false},
-                                   Column{"name", false},
-                                   Column{"title", false},
-                                   Column{"description", false},
-                                   Column{"album", false},
-                                   Column{"size", true},
-                                   Column{"camera_make", false},
-                                   Column{"camera_model", false},
-                                   Column{"exposure", false},
-                                   Column{"aperture", false},
-                                   Column{"resolutionx", true},
-                                   Column{"resolutiony", true},
-                                   Column{"iso", true},
-                                   Column{"timetaken", false},
-                                   Column{"updated", false},
-                                   Column{"create_time", false},
-                                   Column{"version", true},
-                                   Column{"gps", false},
-                                   Column{"disabled", false},
-                                   Column{"shareid", true},
-                                   Column{"privilege_shareid", true},
-                                   Column{"rotation", true},
-                                   Column{"lat", true},
-                                   Column{"lng", true},
-                                   Column{"focal_length_v2", false},
-                                   Column{"lens_v2", false},
-                                   Column{"flash_v2", false}};
-
-constexpr std::array kVideoColumns{Column{"id", true},
-                                   Column{"path", false},
-                                   Column{"title", false},
-                                   Column{"album", false},
-                                   Column{"filesize", true},
-                                   Column{"frame_bitrate", true},
-                                   Column{"duration", true},
-                                   Column{"resolutionx", true},
-                                   Column{"resolutiony", true},
-                                   Column{"audio_bitrate", true},
-                                   Column{"frequency", true},
-                                   Column{"channel", true},
-                                   Column{"date", false},
-                                   Column{"mdate", false},
-                                   Column{"video_codec", false},
-                                   Column{"audio_codec", false},
-                                   Column{"video_profile", true},
-                                   Column{"video_level", true},
-                                   Column{"container_type", false},
-                                   Column{"frame_rate_num", true},
-                                   Column{"frame_rate_den", true},
-                                   Column{"video_bitrate", true},
-                                   Column{"gps", false},
-                                   Column{"disabled", false},
-                                   Column{"shareid", true},
-                                   Column{"privilege_shareid", true},
-                                   Column{"rotation", true},
-                                   Column{"updated", false},
-                                   Column{"lat", true},
-                                   Column{"lng", true}};
-
 const std::vector<const char*> kLabelColumns{"id", "category", "name", "info", "info_new", "status"};
 enum LabelColumn : std::size_t {
   kLabelId,
@@ -81,10 +21,6 @@ enum LabelColumn : std::size_t {
 const std::vector<const char*> kListColumns{"path", "timetaken", "size", "resolutionx", "resolutiony"};
 enum ListColumn : std::size_t { kListPath, kListTaken, kListSize, kListWidth, kListHeight };
 constexpr const char* kPeopleCategory = "0";
-
-Failure Unreadable(const DatabaseReader& database) {
-  return {ExitStatus::kDatabase, std::string("the database cannot be read: ") + database.error()};
-}
 
 template <typename Columns>
 std::vector<const char*> NamesOf(const Columns& columns) {
@@ -154,8 +90,8 @@ bool ReadVideoExtras(DatabaseReader& database, const std::string& key, MediaReco
   if (!labels || !descriptions) return false;
   AddLabels(*labels, record);
   if (!descriptions->empty()) {
-    record.row.emplace_back(Column{"described_title", false}, descriptions->front()[0]);
-    record.row.emplace_back(Column{"description", false}, descriptions->front()[1]);
+    record.row.emplace_back(Column{"described_title"}, descriptions->front()[0]);
+    record.row.emplace_back(Column{"description"}, descriptions->front()[1]);
   }
   return ReadAlbum(database, record);
 }

@@ -8,12 +8,8 @@
 #include <vector>
 
 #include "database_reader.h"
+#include "library_tables.h"
 #include "outcome.h"
-
-struct Column {
-  const char* name;
-  bool number;
-};
 
 struct Label {
   std::string id;

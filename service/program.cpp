@@ -22,15 +22,22 @@ struct Command {
 
 constexpr std::array kCommands{
     Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, false},
+    Command{"reindex", "Index everything in a library again and delete the rows of what is not there",
+            &DefineReindex, false},
     Command{"show", "Show the row of one file with its labels, people and album", &DefineShow, false},
     Command{"ls", "List what is indexed directly in a folder", &DefineList, false},
+    Command{"albums", "List the albums of a library", &DefineAlbums, false},
+    Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels, false},
+    Command{"stats", "Count what a library holds", &DefineStats, false},
+    Command{"export", "Print every row of a library as lines of JSON that can be compared", &DefineExport,
+            false},
     Command{"worker", "One worker process of a run", &DefineWorker, true},
 };
 
 constexpr const char* kExitStatuses =
     "Exit status: 0 done, 1 fatal, 2 usage, 3 done but some files failed, 4 bad configuration, 5 database "
-    "not "
-    "reachable, 6 another run holds the library, 130 or 143 stopped by SIGINT or SIGTERM with everything so "
+    "not reachable, 6 another run holds the library, 7 stopped before deleting the rows of files that may "
+    "only be out of reach (see --accept-loss), 130 or 143 stopped by SIGINT or SIGTERM with everything so "
     "far kept.";
 
 // What is wrong with the command line, in one line. The parser misses a command before it looks at what

@@ -51,4 +51,14 @@ inline constexpr const char* kFolderAlbumsSql =
 inline constexpr const char* kAlbumByNameSql =
     "SELECT shareid FROM photo_share WHERE sharename = '@KAVO:VAR'";
 
+// What a full reindex has not met again. These look at every row, once a reindex.
+inline constexpr const char* kMarkedPhotosSql =
+    "SELECT path FROM photo_image WHERE updated = '0' ORDER BY path";
+inline constexpr const char* kMarkedVideosSql = "SELECT path FROM video WHERE updated = '0' ORDER BY path";
+inline constexpr const char* kMarkedAlbumsSql =
+    "SELECT sharename AS path FROM photo_share WHERE updated = '0' AND sharename != '/' ORDER BY sharename "
+    "DESC";
+inline constexpr const char* kCountMediaSql =
+    "SELECT (SELECT count(*) FROM photo_image) + (SELECT count(*) FROM video) AS count";
+
 #endif  // SERVICE_QUERIES_SQL_H_

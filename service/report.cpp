@@ -8,6 +8,7 @@
 namespace {
 
 constexpr int kSchemaVersion = 1;
+constexpr std::size_t kMostWithheldLines = 50;
 constexpr const char* kStoredInPart = " (indexed as far as it could be read)";
 
 double Seconds(const IndexReport& report) {
@@ -24,6 +25,30 @@ std::size_t Sum(const std::map<std::string, std::size_t>& counts) {
   return sum;
 }
 
+// Why rows were kept, and of what.
+void WriteWithheld(const IndexReport& report, std::ostream& out) {
+  if (report.withheld_reason.empty()) return;
+  out << "nothing was deleted: " << report.withheld_reason << " (--accept-loss goes on)\n";
+  std::size_t lines = 0;
+  for (const std::string& path : report.withheld) {
+    if (lines++ == kMostWithheldLines) {
+      out << "would go: " << report.withheld.size() - kMostWithheldLines << " more\n";
+      break;
+    }
+    out << "would go: " << Visible(path) << '\n';
+  }
+}
+
+Json::Value WithheldJson(const IndexReport& report) {
+  Json::Value json(Json::objectValue);
+  json["reason"] = report.withheld_reason;
+  json["paths"] = Json::Value(Json::arrayValue);
+  for (const std::string& path : report.withheld) {
+    SetBytes(json["paths"].append(Json::Value(Json::objectValue)), "path", path);
+  }
+  return json;
+}
+
 }  // namespace
 
 std::string ReportText(const IndexReport& report) {
@@ -31,12 +56,14 @@ std::string ReportText(const IndexReport& report) {
   out.imbue(std::locale::classic());
   out << Visible(report.library.folder) << ": found " << report.found << ", added " << report.added
       << ", skipped " << Sum(report.skipped) << ", failed " << report.failed.size() << ", folders "
-      << report.folders << ", " << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "")
+      << report.folders << ", unchanged " << report.unchanged << ", moved " << report.moved << ", deleted "
+      << report.deleted << ", " << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "")
       << '\n';
   for (const auto& [reason, count] : report.skipped) out << "skipped: " << reason << ": " << count << '\n';
   for (const auto& [path, reason, stored] : report.failed) {
     out << "failed: " << Visible(path) << ": " << Visible(reason) << (stored ? kStoredInPart : "") << '\n';
   }
+  WriteWithheld(report, out);
   return out.str();
 }
 
@@ -48,8 +75,12 @@ Json::Value ReportJson(const IndexReport& report) {
   json["found"] = Number(report.found);
   json["added"] = Number(report.added);
   json["folders"] = Number(report.folders);
+  json["unchanged"] = Number(report.unchanged);
+  json["moved"] = Number(report.moved);
+  json["deleted"] = Number(report.deleted);
   json["seconds"] = Seconds(report);
   json["interrupted"] = report.interrupted;
+  if (!report.withheld_reason.empty()) json["withheld"] = WithheldJson(report);
   json["skipped"] = Json::Value(Json::objectValue);
   for (const auto& [reason, count] : report.skipped) json["skipped"][reason] = Number(count);
   json["failed"] = Json::Value(Json::arrayValue);

@@ -11,7 +11,7 @@
 
 #include "library.h"
 
-// What a run of `index` did.
+// What a run of `index` or `reindex` did.
 struct IndexReport {
   struct Failed {
     std::string path;
@@ -20,13 +20,20 @@ struct IndexReport {
   };
 
   Library library;
-  std::size_t found = 0;    // photos and videos
-  std::size_t added = 0;    // those of them that are in the database now, without any trouble
-  std::size_t folders = 0;  // folders that are albums now
+  std::size_t found = 0;          // photos and videos
+  std::size_t added = 0;          // those of them that are in the database now, without any trouble
+  std::size_t folders = 0;        // folders that are albums now
+  std::size_t unchanged = 0;      // files as they were in an earlier run
+  std::size_t failed_before = 0;  // those of them that failed then
+  std::size_t moved = 0;          // files and folders whose rows bear their new names
+  std::size_t deleted = 0;        // files and folders whose rows went with them
   std::map<std::string, std::size_t> skipped;  // reason -> files and folders left out
   std::vector<Failed> failed;                  // files and folders
   std::chrono::milliseconds elapsed{};
   bool interrupted = false;
+  // The loss brake: why what is not there was not deleted, and what it is. Empty when it did not hold.
+  std::string withheld_reason;
+  std::vector<std::string> withheld;
 };
 
 // For people: the counts, then a line for each failure. Names are made visible.
@@ -36,11 +43,12 @@ std::string ReportText(const IndexReport& report);
 //   schema_version  1; grows when a member changes its meaning or goes
 //   library         the folder
 //   database        its database file
-//   found, added, folders, seconds   numbers
+//   found, added, unchanged, moved, deleted, folders, seconds   numbers
 //   skipped         {reason: number}
 //   failed          [{path, reason, stored}]; stored is true for a damaged file that is in the
 //                   database as far as it could be read
 //   interrupted     true when a signal stopped the run
+//   withheld        only when the loss brake held: {reason, paths: [{path}]}, what was not deleted
 // A path or text that is not UTF-8 has U+FFFD for the offending bytes; "path_base64" then holds it as it is.
 Json::Value ReportJson(const IndexReport& report);
 

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 #include "display.h"
 
@@ -25,4 +26,13 @@ Json::Value TypedValue(const std::optional<std::string>& value, bool number) {
     if (const auto real = Whole<double>(*value); real && std::isfinite(*real)) return {*real};
   }
   return {ValidUtf8(*value)};
+}
+
+void SetValue(Json::Value& object, const char* key, const std::optional<std::string>& value, bool number) {
+  Json::Value typed = TypedValue(value, number);
+  if (typed.isString()) {
+    SetBytes(object, key, *value);
+  } else {
+    object[key] = std::move(typed);
+  }
 }

@@ -9,5 +9,7 @@
 // A column's value for JSON: null, a number where the column holds numbers and the text is one, else the text
 // in valid UTF-8.
 Json::Value TypedValue(const std::optional<std::string>& value, bool number);
+// Sets OBJECT[KEY] to that value; a text that is not UTF-8 has its bytes in OBJECT[KEY_base64] besides.
+void SetValue(Json::Value& object, const char* key, const std::optional<std::string>& value, bool number);
 
 #endif  // SERVICE_TYPED_VALUE_H_

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <memory>
@@ -33,6 +34,29 @@ bool LeftOutSilently(std::string_view name) {
   return rest.empty() || rest == "-wal" || rest == "-shm" || rest == "-journal";
 }
 
+constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME;
+constexpr std::int64_t kNanoseconds = 1'000'000'000;
+
+std::int64_t Nanoseconds(const statx_timestamp& time) {
+  return time.tv_sec * kNanoseconds + time.tv_nsec;
+}
+
+std::uint64_t DeviceOf(const struct statx& status) {
+  return makedev(status.stx_dev_major, status.stx_dev_minor);
+}
+
+FileStamp StampOf(const struct statx& status, std::uint64_t root_device) {
+  FileStamp stamp;
+  const std::uint64_t device = DeviceOf(status);
+  stamp.device = device == root_device ? 0 : device;
+  stamp.inode = status.stx_ino;
+  if ((status.stx_mask & STATX_BTIME) != 0) stamp.birth = Nanoseconds(status.stx_btime);
+  stamp.size = static_cast<std::int64_t>(status.stx_size);
+  stamp.modified = Nanoseconds(status.stx_mtime);
+  stamp.changed = Nanoseconds(status.stx_ctime);
+  return stamp;
+}
+
 std::string Join(const std::string& folder, std::string_view name) {
   return std::string(folder).append("/").append(name);
 }
@@ -45,8 +69,11 @@ std::string CannotBeListed(int error) {
 
 Outcome<Walk> Walk::Start(const std::string& root) {
   FileDescriptor folder(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
-  Walk walk(std::move(folder), root);
+  struct statx status {};
+  if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
+    return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
+  }
+  Walk walk(std::move(folder), root, DeviceOf(status));
   const WalkEntry entered = walk.Enter(root);
   if (entered.kind != EntryKind::kFolder)
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + entered.reason};
@@ -56,7 +83,8 @@ Outcome<Walk> Walk::Start(const std::string& root) {
 }
 
 std::optional<WalkEntry> Walk::Next() {
-  if (!std::exchange(started_, true)) return WalkEntry{EntryKind::kFolder, root_path_, ""};
+  if (!std::exchange(started_, true))
+    return WalkEntry{EntryKind::kFolder, root_path_, "", levels_.front().stamp};
   while (!levels_.empty()) {
     Level& level = levels_.back();
     if (const int error = std::exchange(level.error, 0); error != 0) {
@@ -80,24 +108,24 @@ WalkEntry Walk::Enter(const std::string& path) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
   const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
   FileDescriptor folder = OpenFolderBelow(root_.get(), relative);
-  struct stat status {};
-  if (!folder || fstat(folder.get(), &status) != 0) {
+  struct statx status {};
+  if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
-  Level level{path, {status.st_dev, status.st_ino}, 0, {}, {}, 0, 0};
-  if (IsAncestor(level.identity)) return {EntryKind::kSkipped, path, "folder inside itself"};
+  Level level{path, StampOf(status, device_), 0, {}, {}, 0, 0};
+  if (IsAncestor(level.stamp)) return {EntryKind::kSkipped, path, "folder inside itself"};
   List(folder.Release(), level);
   levels_.push_back(std::move(level));
-  return {EntryKind::kFolder, path, ""};
+  return {EntryKind::kFolder, path, "", levels_.back().stamp};
 }
 
-bool Walk::IsAncestor(const Identity& identity) const {
+bool Walk::IsAncestor(const FileStamp& stamp) const {
   return std::any_of(levels_.begin(), levels_.end(),
-                     [&](const Level& level) { return level.identity == identity; });
+                     [&](const Level& level) { return level.stamp.SameObject(stamp); });
 }
 
 // Takes over the descriptor.
-void Walk::List(int descriptor, Level& level) {
+void Walk::List(int descriptor, Level& level) const {
   const Folder folder(fdopendir(descriptor));
   if (!folder) {
     level.error = errno;
@@ -108,8 +136,12 @@ void Walk::List(int descriptor, Level& level) {
   while (const dirent* entry = readdir(folder.get())) {
     const std::string_view name = entry->d_name;
     if (LeftOutSilently(name)) continue;
-    const NameKind kind = KindOf(dirfd(folder.get()), entry->d_name, entry->d_type);
-    (kind == NameKind::kFolder ? level.folders : level.files).Add(name, kind);
+    const Name found = Look(dirfd(folder.get()), entry->d_name, entry->d_type);
+    if (found.kind == NameKind::kFolder) {
+      level.folders.Add(name, {});
+    } else {
+      level.files.Add(name, found);
+    }
     errno = 0;
   }
   level.error = errno;
@@ -117,37 +149,40 @@ void Walk::List(int descriptor, Level& level) {
   level.folders.Sort();
 }
 
-Walk::NameKind Walk::KindOf(int folder, const char* name, unsigned char type) {
-  if (*name == '.') return NameKind::kHidden;
-  if (type == DT_UNKNOWN) {
-    struct stat status {};
-    if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return NameKind::kUnknown;
-    type = static_cast<unsigned char>(IFTODT(status.st_mode));
-  }
-  switch (type) {
-    case DT_REG:
-      return NameKind::kFile;
-    case DT_DIR:
-      return NameKind::kFolder;
-    case DT_LNK:
-      return LinkKind(folder, name);
+Walk::Name Walk::Look(int folder, const char* name, unsigned char type) const {
+  if (*name == '.') return {NameKind::kHidden, {}};
+  if (type == DT_DIR) return {NameKind::kFolder, {}};  // looked at when it is entered
+  struct statx status {};
+  if (statx(folder, name, AT_SYMLINK_NOFOLLOW, kWanted, &status) != 0) return {NameKind::kUnknown, {}};
+  const FileStamp stamp = StampOf(status, device_);
+  switch (status.stx_mode & S_IFMT) {
+    case S_IFREG:
+      return {NameKind::kFile, stamp};
+    case S_IFDIR:
+      return {NameKind::kFolder, {}};
+    case S_IFLNK:
+      return LookBehindLink(folder, name, stamp);
     default:
-      return NameKind::kSpecial;
+      return {NameKind::kSpecial, {}};
   }
 }
 
-Walk::NameKind Walk::LinkKind(int folder, const char* name) {
-  struct stat status {};
-  if (fstatat(folder, name, &status, 0) != 0) return NameKind::kDanglingLink;
-  if (S_ISREG(status.st_mode)) return NameKind::kFile;
-  return S_ISDIR(status.st_mode) ? NameKind::kFolderLink : NameKind::kSpecial;
+Walk::Name Walk::LookBehindLink(int folder, const char* name, FileStamp stamp) const {
+  struct statx status {};
+  if (statx(folder, name, 0, kWanted, &status) != 0) return {NameKind::kDanglingLink, {}};
+  const FileStamp target = StampOf(status, device_);
+  stamp.size = target.size;
+  stamp.modified = target.modified;
+  stamp.changed = target.changed;
+  if (S_ISREG(status.stx_mode)) return {NameKind::kFile, stamp};
+  return {S_ISDIR(status.stx_mode) ? NameKind::kFolderLink : NameKind::kSpecial, {}};
 }
 
-WalkEntry Walk::EntryOf(NameKind kind, std::string path) {
+WalkEntry Walk::EntryOf(const Name& name, std::string path) {
   const auto skipped = [&](const char* reason) {
     return WalkEntry{EntryKind::kSkipped, std::move(path), reason};
   };
-  switch (kind) {
+  switch (name.kind) {
     case NameKind::kHidden:
       return skipped("hidden");
     case NameKind::kSpecial:
@@ -155,7 +190,7 @@ WalkEntry Walk::EntryOf(NameKind kind, std::string path) {
     case NameKind::kFolderLink:
       return skipped("link to a folder");
     case NameKind::kDanglingLink:
-      return skipped("link that leads nowhere");
+      return {EntryKind::kUnknown, std::move(path), "link that leads nowhere"};
     case NameKind::kUnknown:
       return {EntryKind::kFailed, std::move(path), "cannot be looked at"};
     case NameKind::kFile:
@@ -163,5 +198,5 @@ WalkEntry Walk::EntryOf(NameKind kind, std::string path) {
       break;
   }
   if (path.size() > kLongestPath) return {EntryKind::kFailed, std::move(path), "the path is too long"};
-  return {EntryKind::kFile, std::move(path), ""};
+  return {EntryKind::kFile, std::move(path), "", name.stamp};
 }

@@ -7,16 +7,16 @@
 #ifndef SERVICE_WALK_H_
 #define SERVICE_WALK_H_
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "file_descriptor.h"
+#include "file_stamp.h"
 #include "name_list.h"
 #include "outcome.h"
 
@@ -24,13 +24,17 @@ enum class EntryKind : std::uint8_t {
   kFolder,   // a folder that was opened; what it holds follows
   kFile,     // a regular file, or a link to one
   kSkipped,  // left out on purpose; `reason` says why
+  kUnknown,  // left out, but what it was before may still be there: a link that leads nowhere at the moment
   kFailed,   // could not be looked at, or not wholly; `reason` says why
 };
 
 struct WalkEntry {
   EntryKind kind;
   std::string path;    // absolute
-  std::string reason;  // of a skipped or failed one
+  std::string reason;  // of a skipped, unknown or failed one
+  // Of a folder or file, as it was when its folder was listed. A link's object is the link, its content the
+  // file's.
+  FileStamp stamp = {};
 };
 
 class Walk {
@@ -41,6 +45,9 @@ class Walk {
 
   // The next entry; nothing at the end.
   std::optional<WalkEntry> Next();
+
+  // The device of the root, by its number of today.
+  std::uint64_t device() const { return device_; }
 
  private:
   // What a name of a folder is, as far as listing it tells.
@@ -54,34 +61,35 @@ class Walk {
     kUnknown
   };
 
-  struct Identity {
-    dev_t device;
-    ino_t inode;
-    bool operator==(const Identity&) const = default;
+  struct Name {
+    NameKind kind;
+    FileStamp stamp;
   };
 
   // A folder on the way to the current one, the last being the current one itself.
   struct Level {
     std::string path;
-    Identity identity;
+    FileStamp stamp;
     int error = 0;  // why its listing ended early
-    NameList<NameKind> files;
-    NameList<NameKind> folders;
+    NameList<Name> files;
+    NameList<std::monostate> folders;
     std::size_t next_file = 0;
     std::size_t next_folder = 0;
   };
 
-  Walk(FileDescriptor root, std::string path) : root_(std::move(root)), root_path_(std::move(path)) {}
+  Walk(FileDescriptor root, std::string path, std::uint64_t device)
+      : root_(std::move(root)), root_path_(std::move(path)), device_(device) {}
 
   WalkEntry Enter(const std::string& path);
-  bool IsAncestor(const Identity& identity) const;
-  static void List(int folder, Level& level);
-  static NameKind KindOf(int folder, const char* name, unsigned char type);
-  static NameKind LinkKind(int folder, const char* name);
-  static WalkEntry EntryOf(NameKind kind, std::string path);
+  bool IsAncestor(const FileStamp& stamp) const;
+  void List(int folder, Level& level) const;
+  Name Look(int folder, const char* name, unsigned char type) const;
+  Name LookBehindLink(int folder, const char* name, FileStamp stamp) const;
+  static WalkEntry EntryOf(const Name& name, std::string path);
 
   FileDescriptor root_;
   std::string root_path_;
+  std::uint64_t device_;
   bool started_ = false;
   std::vector<Level> levels_;
 };

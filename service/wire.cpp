@@ -8,7 +8,7 @@
 
 namespace {
 
-// A batch of the longest paths is an eighth of it.
+// A batch of moves between the longest paths is a third of it.
 constexpr std::uint32_t kLongestMessage = 1U << 20;
 constexpr std::size_t kFillSize = 65536;
 
@@ -59,7 +59,10 @@ std::string MessageReader::Text() {
 std::string EncodeBatch(const std::vector<WorkItem>& items) {
   MessageWriter writer;
   writer.Number(static_cast<std::uint32_t>(items.size()));
-  for (const WorkItem& item : items) writer.Byte(static_cast<std::uint8_t>(item.kind)).Text(item.path);
+  for (const WorkItem& item : items) {
+    writer.Byte(static_cast<std::uint8_t>(item.kind)).Byte(static_cast<std::uint8_t>(item.action));
+    writer.Text(item.path).Text(item.from);
+  }
   return writer.content();
 }
 
@@ -68,8 +71,12 @@ std::optional<std::vector<WorkItem>> DecodeBatch(std::string_view content) {
   std::vector<WorkItem> items;
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     const std::uint8_t kind = reader.Byte();
+    const std::uint8_t action = reader.Byte();
     if (kind > static_cast<std::uint8_t>(ItemKind::kVideo)) return std::nullopt;
-    items.push_back({static_cast<ItemKind>(kind), reader.Text()});
+    if (action > static_cast<std::uint8_t>(ItemAction::kSweep)) return std::nullopt;
+    std::string path = reader.Text();
+    items.push_back(
+        {static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action), reader.Text()});
   }
   if (!reader.Complete()) return std::nullopt;
   return items;
@@ -79,7 +86,7 @@ std::string EncodeResults(const Results& results) {
   MessageWriter writer;
   writer.Number(results.first).Number(static_cast<std::uint32_t>(results.items.size()));
   for (const ItemResult& result : results.items) {
-    writer.Byte(result.stored ? 1 : 0).Text(result.trouble);
+    writer.Byte(static_cast<std::uint8_t>(result.outcome)).Text(result.trouble).Text(result.fingerprint);
   }
   return writer.content();
 }
@@ -89,8 +96,10 @@ std::optional<Results> DecodeResults(std::string_view content) {
   Results results;
   results.first = reader.Number();
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
-    const bool stored = reader.Byte() != 0;
-    results.items.push_back({stored, reader.Text()});
+    const std::uint8_t outcome = reader.Byte();
+    if (outcome > static_cast<std::uint8_t>(ItemOutcome::kNotKept)) return std::nullopt;
+    std::string trouble = reader.Text();
+    results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(trouble), reader.Text()});
   }
   if (!reader.Complete()) return std::nullopt;
   return results;

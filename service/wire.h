@@ -3,14 +3,14 @@
 // order, texts carry a 32-bit length of their own.
 //
 //   supervisor -> worker
-//     kBatch      count, then for each item its kind (8 bits) and path
+//     kBatch      count, then for each item its kind and action (8 bits each), path and old path
 //     kStop       nothing: commit what there is, report it, leave the rest of the batch
 //   worker -> supervisor
 //     kReady      nothing: the library is open
 //     kUnusable   exit status (32 bits), text: it cannot be opened
 //     kAt         index of the item that it turns to, or kNoItem for work that belongs to none
-//     kResults    first index, count, then for each item whether it is stored (8 bits) and the trouble;
-//                 what is stored is committed
+//     kResults    first index, count, then for each item its outcome (8 bits), trouble and fingerprint;
+//                 what is done is committed
 //     kBatchEnd   nothing: no more results of this batch
 //
 // A worker may have been taken over by a broken file: whatever it sends is checked, and a message that is not

@@ -6,22 +6,50 @@
 #include <string>
 #include <utility>
 
+#include "file_stamp.h"
+
 // One thing that a worker does with the plug-in.
 enum class ItemKind : std::uint8_t { kFolder, kPhoto, kVideo };
+
+enum class ItemAction : std::uint8_t {
+  kAdd,
+  kMove,      // the rows of `from` become those of `path`, which is then added
+  kSetAside,  // the rows of `from` wait under the name `path`, which no file bears
+  kDelete,
+  kReindex,  // the second phase of a full reindex
+  kMark,     // its first phase, `path` being the library
+  kSweep,    // its third
+};
 
 struct WorkItem {
   ItemKind kind = ItemKind::kPhoto;
   std::string path;  // absolute
+  ItemAction action = ItemAction::kAdd;
+  std::string from = {};  // absolute; the old path of what moved
+
+  // For the supervisor alone. Nothing of a later stage is begun before all of the earlier ones is done.
+  std::uint32_t stage = 0;
+  FileStamp stamp = {};
 };
 
 // What became of it.
-struct ItemResult {
-  bool stored = false;  // it is in the database
-  std::string
-      trouble;  // one line: why it is not, or what is wrong with the file that it was read from; else empty
+enum class ItemOutcome : std::uint8_t {
+  kFailed,   // because of the file: it would fail again
+  kDone,     // what was to be in the database is there
+  kNotKept,  // for a reason outside the file: it is worth trying again
+};
 
-  static ItemResult Stored(std::string trouble = "") { return {true, std::move(trouble)}; }
-  static ItemResult Failed(std::string why) { return {false, std::move(why)}; }
+struct ItemResult {
+  ItemOutcome outcome = ItemOutcome::kFailed;
+  // One line: why it is not done, or what is wrong with the file that it was read from; else empty.
+  std::string trouble;
+  std::string fingerprint = {};  // of the content, where it was read
+
+  bool done() const { return outcome == ItemOutcome::kDone; }
+
+  static ItemResult Stored(std::string trouble = "") { return {ItemOutcome::kDone, std::move(trouble)}; }
+  static ItemResult Failed(std::string why) { return {ItemOutcome::kFailed, std::move(why)}; }
+  static ItemResult NotKept(std::string why) { return {ItemOutcome::kNotKept, std::move(why)}; }
 };
 
 // A worker gets this many at a time: enough to make one transaction of them worth while, few enough to be

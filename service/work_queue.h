@@ -2,8 +2,10 @@
 #define SERVICE_WORK_QUEUE_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -13,7 +15,7 @@
 
 // The items still to be done, in the order of the walk, but for one rule: a folder is done before anything
 // inside it is given out, unless both go to the same worker in one batch. What is below other folders
-// overtakes what must wait.
+// overtakes what must wait. And nothing of a later stage is given out before all of the earlier ones is done.
 //
 // Looks ahead a bounded number of items, so a million files are never held at once.
 class WorkQueue {
@@ -40,17 +42,21 @@ class WorkQueue {
   // How many items wait, as far as the queue has looked ahead.
   std::size_t KnownWaiting() const { return waiting_.size(); }
   // True when everything is done.
-  bool Finished() { return !HasWaiting() && given_out_ == 0; }
+  bool Finished() { return !HasWaiting() && given_out_.empty(); }
 
  private:
   void LookAhead();
   bool Ready(const WorkItem& item, const std::vector<Entry>& batch) const;
+  // The earliest stage of which something is not done.
+  std::uint32_t CurrentStage() const;
+  // One that was given out is no longer.
+  void TakeBack(std::uint32_t stage);
 
   Source source_;
   bool exhausted_ = false;
   std::deque<Entry> waiting_;
-  std::unordered_set<std::string> open_folders_;  // seen and not done
-  std::size_t given_out_ = 0;
+  std::unordered_set<std::string> open_folders_;    // seen and not done
+  std::map<std::uint32_t, std::size_t> given_out_;  // stage -> items
 };
 
 #endif  // SERVICE_WORK_QUEUE_H_

@@ -16,8 +16,13 @@ class App;
 using Runner = std::function<int()>;
 
 Runner DefineIndex(CLI::App& app);
+Runner DefineReindex(CLI::App& app);
 Runner DefineShow(CLI::App& app);
 Runner DefineList(CLI::App& app);
+Runner DefineAlbums(CLI::App& app);
+Runner DefineLabels(CLI::App& app);
+Runner DefineStats(CLI::App& app);
+Runner DefineExport(CLI::App& app);
 Runner DefineWorker(CLI::App& app);
 
 // The option --root, which every command for people has.

@@ -1,4 +1,3 @@
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -6,10 +5,9 @@
 #include <string_view>
 
 #include "commands/command.h"
+#include "commands/opened_library.h"
 #include "display.h"
-#include "library.h"
 #include "media_record.h"
-#include "state_root.h"
 #include "typed_value.h"
 
 namespace {
@@ -20,24 +18,12 @@ struct Options {
   bool json = false;
 };
 
-// A folder that is gone still has its rows under the path it had.
-std::string FolderPath(const std::string& folder) {
-  const std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
-  return real ? real.get() : KeyPath(folder);
-}
-
 Outcome<std::vector<ListedEntry>> Find(const Options& options) {
-  const auto root = StateRoot::Locate(options.root);
-  if (!root) return root.failure();
-  const std::string path = FolderPath(options.folder);
-  const auto library = FindLibrary(path);
-  if (!library) return NotIndexed(path, "lies in no library");
-  DatabaseReader database(library->database());
-  if (!database) return NotIndexed(path, "the library has no database");
-  const std::size_t root_length = library->folder.size();
-  auto entries = ListFolder(database, path.size() > root_length ? path.substr(root_length + 1) : "");
+  auto opened = OpenLibraryAround(options.root, FolderPath(options.folder));
+  if (!opened) return opened.failure();
+  auto entries = ListFolder(opened->database, opened->key());
   if (!entries) return entries.failure();
-  if (!*entries) return NotIndexed(path, "no indexed folder");
+  if (!*entries) return NotIndexed(opened->path, "no indexed folder");
   return std::move(**entries);
 }
 

@@ -4,10 +4,10 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/opened_library.h"
 #include "display.h"
 #include "library.h"
 #include "media_record.h"
-#include "state_root.h"
 #include "typed_value.h"
 
 namespace {
@@ -28,18 +28,13 @@ struct Found {
 
 Outcome<Found> Find(const Options& options) {
   if (options.file.empty()) return Failure{ExitStatus::kUsage, "show needs a file name"};
-  const auto root = StateRoot::Locate(options.root);
-  if (!root) return root.failure();
-  const std::string path = KeyPath(options.file);
-  const auto library = FindLibrary(path);
-  if (!library) return NotIndexed(path, "lies in no library");
-  if (path.size() <= library->folder.size()) return NotIndexed(path, "not a file");
-  DatabaseReader database(library->database());
-  if (!database) return NotIndexed(path, "the library has no database");
-  auto record = ReadRecord(database, path.substr(library->folder.size() + 1));
+  auto opened = OpenLibraryAround(options.root, KeyPath(options.file));
+  if (!opened) return opened.failure();
+  if (opened->key().empty()) return NotIndexed(opened->path, "not a file");
+  auto record = ReadRecord(opened->database, opened->key());
   if (!record) return record.failure();
-  if (!*record) return NotIndexed(path, "not indexed");
-  return Found{path, *library, std::move(**record)};
+  if (!*record) return NotIndexed(opened->path, "not indexed");
+  return Found{opened->path, opened->library, std::move(**record)};
 }
 
 Json::Value LabelsJson(const std::vector<Label>& labels) {
@@ -62,7 +57,7 @@ Json::Value FoundJson(const Found& found) {
   SetBytes(json, "library", found.library.folder);
   json["kind"] = record.kind;
   json["row"] = Json::Value(Json::objectValue);
-  for (const auto& [column, value] : record.row) json["row"][column.name] = TypedValue(value, column.number);
+  for (const auto& [column, value] : record.row) SetValue(json["row"], column.name, value, column.number());
   json["album"] = Json::Value();
   if (record.album) {
     SetBytes(json["album"], "name", *record.album);

@@ -66,14 +66,15 @@ TEST_F(CliTest, TheVersionIsOneLine) {
 TEST_F(CliTest, HelpNamesTheCommandsAndHidesTheWorker) {
   const RunResult result = Run({"--help"});
   EXPECT_EQ(result.status, 0);
-  for (const char* name : {"index", "show", "ls", "Exit status: 0 done"}) {
+  for (const char* name :
+       {"index", "show", "ls", "albums", "labels", "stats", "export", "Exit status: 0 done"}) {
     EXPECT_NE(result.out.find(name), std::string::npos) << name;
   }
   EXPECT_EQ(result.out.find("worker"), std::string::npos);
 }
 
 TEST_F(CliTest, EveryCommandHasHelpWithTheExitStatuses) {
-  for (const char* command : {"index", "show", "ls"}) {
+  for (const char* command : {"index", "show", "ls", "albums", "labels", "stats"}) {
     const RunResult result = Run({command, "--help"});
     EXPECT_EQ(result.status, 0) << command;
     EXPECT_NE(result.out.find("--json"), std::string::npos) << command;

@@ -102,6 +102,9 @@ IndexReport SomeReport() {
   report.added = 3;
   report.folders = 2;
   report.skipped = {{"hidden", 1}, {"not a photo or video", 4}};
+  report.unchanged = 6;
+  report.moved = 7;
+  report.deleted = 8;
   report.failed = {{"/data/my photos/a\nb.jpg", "the file is empty", false},
                    {"/data/my photos/\xff.jpg", "the picture is cut short", true}};
   report.elapsed = milliseconds(1250);
@@ -111,7 +114,8 @@ IndexReport SomeReport() {
 TEST(ReportText, CountsThenOneLineForEachFailure) {
   EXPECT_EQ(
       ReportText(SomeReport()),
-      "/data/my photos: found 5, added 3, skipped 5, failed 2, folders 2, 1.25 s\n"
+      "/data/my photos: found 5, added 3, skipped 5, failed 2, folders 2, unchanged 6, moved 7, deleted 8, "
+      "1.25 s\n"
       "skipped: hidden: 1\n"
       "skipped: not a photo or video: 4\n"
       "failed: /data/my photos/a\\nb.jpg: the file is empty\n"
@@ -125,14 +129,34 @@ TEST(ReportText, SaysThatTheRunWasStopped) {
 }
 
 TEST(ReportJson, HasEveryMember) {
-  EXPECT_EQ(
-      JsonLine(ReportJson(SomeReport())),
-      "{\"added\":3,\"database\":\"/data/my photos/.KAVOHGADB\",\"failed\":["
-      "{\"path\":\"/data/my photos/a\\nb.jpg\",\"reason\":\"the file is empty\",\"stored\":false},"
-      "{\"path\":\"/data/my photos/\xef\xbf\xbd.jpg\",\"path_base64\":\"L2RhdGEvbXkgcGhvdG9zL/8uanBn\","
-      "\"reason\":\"the picture is cut short\",\"stored\":true}],"
-      "\"folders\":2,\"found\":5,\"interrupted\":false,\"library\":\"/data/my photos\",\"schema_version\":1,"
-      "\"seconds\":1.25,\"skipped\":{\"hidden\":1,\"not a photo or video\":4}}");
+  EXPECT_EQ(JsonLine(ReportJson(SomeReport())),
+            "{\"added\":3,\"database\":\"/data/my photos/.KAVOHGADB\",\"deleted\":8,\"failed\":["
+            "{\"path\":\"/data/my photos/a\\nb.jpg\",\"reason\":\"the file is empty\",\"stored\":false},"
+            "{\"path\":\"/data/my photos/\xef\xbf\xbd.jpg\",\"path_base64\":\"L2RhdGEvbXkgcGhvdG9zL/8uanBn\","
+            "\"reason\":\"the picture is cut short\",\"stored\":true}],"
+            "\"folders\":2,\"found\":5,\"interrupted\":false,\"library\":\"/data/my "
+            "photos\",\"moved\":7,\"schema_version\":1,"
+            "\"seconds\":1.25,\"skipped\":{\"hidden\":1,\"not a photo or video\":4},\"unchanged\":6}");
+}
+
+TEST(ReportText, SaysWhatWasNotDeletedAndWhy) {
+  IndexReport report = SomeReport();
+  report.withheld_reason = "the folder is empty";
+  report.withheld.assign(52, "/data/my photos/x\ny.jpg");
+  const std::string text = ReportText(report);
+  EXPECT_NE(text.find("nothing was deleted: the folder is empty (--accept-loss goes on)\n"
+                      "would go: /data/my photos/x\\ny.jpg\n"),
+            std::string::npos);
+  EXPECT_TRUE(text.ends_with("would go: 2 more\n"));
+}
+
+TEST(ReportJson, HasWhatWasNotDeletedOnlyWhenTheBrakeHeld) {
+  IndexReport report = SomeReport();
+  EXPECT_FALSE(ReportJson(report).isMember("withheld"));
+  report.withheld_reason = "the folder is empty";
+  report.withheld = {"/data/a.jpg"};
+  EXPECT_EQ(JsonLine(ReportJson(report)["withheld"]),
+            "{\"paths\":[{\"path\":\"/data/a.jpg\"}],\"reason\":\"the folder is empty\"}");
 }
 
 }  // namespace

@@ -82,6 +82,32 @@ TEST_PLUGIN_API int IndexDirAdd(const char* folder) {
   return Store(folder);
 }
 
+// Runs of a first time send nothing else.
+TEST_PLUGIN_API int IndexRename_Json(Json::Value* /*info*/, unsigned /*index_type*/, const char* /*old*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexDelete(const char* /*path*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexDirRename(const char* /*new_folder*/, const char* /*old_folder*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexDirDelete(const char* /*folder*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexPreReindex(const char* /*root*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexReindexUpdate_Json(Json::Value* /*info*/, unsigned /*index_type*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexReindexDirUpdate(const char* /*folder*/) {
+  return -1;
+}
+TEST_PLUGIN_API int IndexPostReindex(const char* /*root*/) {
+  return -1;
+}
+
 TEST_PLUGIN_API int IndexDBClose() {
   return 0;
 }

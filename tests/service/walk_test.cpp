@@ -53,6 +53,8 @@ class WalkTest : public testing::Test {
         return "file " + name;
       case EntryKind::kSkipped:
         return "skipped " + name + ": " + entry.reason;
+      case EntryKind::kUnknown:
+        return "unknown " + name + ": " + entry.reason;
       case EntryKind::kFailed:
         return "failed " + name + ": " + entry.reason;
     }
@@ -107,8 +109,8 @@ TEST_F(WalkTest, LinksToFilesCountAndOthersDoNot) {
   fs::create_symlink("d.jpg", root() / "d.jpg");
   fs::create_directory_symlink("..", root() / "folder" / "up");
   EXPECT_EQ(Lines(), Strings({"folder .", "file a.jpg", "skipped b: link to a folder",
-                              "skipped c.jpg: link that leads nowhere",
-                              "skipped d.jpg: link that leads nowhere", "file real.jpg", "folder folder",
+                              "unknown c.jpg: link that leads nowhere",
+                              "unknown d.jpg: link that leads nowhere", "file real.jpg", "folder folder",
                               "file folder/inside.jpg", "skipped folder/up: link to a folder"}));
 }
 

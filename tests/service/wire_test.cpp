@@ -10,12 +10,15 @@ namespace {
 std::vector<WorkItem> SomeItems() {
   return {{ItemKind::kFolder, "/photos/new\nline"},
           {ItemKind::kPhoto, "/photos/\xff.jpg"},
-          {ItemKind::kVideo, ""}};
+          {ItemKind::kVideo, "", ItemAction::kMove, "/photos/old"}};
 }
 
 Results SomeResults() {
   return {7,
-          {ItemResult::Stored(), ItemResult::Failed("no"), ItemResult::Stored("the picture is cut short")}};
+          {{ItemOutcome::kDone, "", "c0ffee"},
+           ItemResult::Failed("no"),
+           ItemResult::Stored("the picture is cut short"),
+           ItemResult::NotKept("disk full")}};
 }
 
 TEST(Wire, ABatchComesThroughByteForByte) {
@@ -26,18 +29,22 @@ TEST(Wire, ABatchComesThroughByteForByte) {
   EXPECT_EQ((*items)[0].path, "/photos/new\nline");
   EXPECT_EQ((*items)[1].path, "/photos/\xff.jpg");
   EXPECT_EQ((*items)[2].kind, ItemKind::kVideo);
+  EXPECT_EQ((*items)[2].action, ItemAction::kMove);
+  EXPECT_EQ((*items)[2].from, "/photos/old");
 }
 
 TEST(Wire, ResultsComeThrough) {
   const auto results = DecodeResults(EncodeResults(SomeResults()));
   ASSERT_TRUE(results);
   EXPECT_EQ(results->first, 7U);
-  ASSERT_EQ(results->items.size(), 3U);
-  EXPECT_TRUE(results->items[0].stored);
-  EXPECT_FALSE(results->items[1].stored);
+  ASSERT_EQ(results->items.size(), 4U);
+  EXPECT_TRUE(results->items[0].done());
+  EXPECT_EQ(results->items[0].fingerprint, "c0ffee");
+  EXPECT_EQ(results->items[1].outcome, ItemOutcome::kFailed);
   EXPECT_EQ(results->items[1].trouble, "no");
-  EXPECT_TRUE(results->items[2].stored);
+  EXPECT_TRUE(results->items[2].done());
   EXPECT_EQ(results->items[2].trouble, "the picture is cut short");
+  EXPECT_EQ(results->items[3].outcome, ItemOutcome::kNotKept);
 }
 
 TEST(Wire, AMessageCutAtAnyLengthIsRefused) {
@@ -62,7 +69,9 @@ TEST(Wire, ACountThatPromisesTooMuchIsRefused) {
 }
 
 TEST(Wire, AnUnknownKindIsRefused) {
-  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(1).Byte(3).Text("/a").content()));
+  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(1).Byte(3).Byte(0).Text("/a").Text("").content()));
+  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(1).Byte(0).Byte(7).Text("/a").Text("").content()));
+  EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(1).Byte(3).Text("").Text("").content()));
 }
 
 TEST(Wire, RandomBytesNeverBreakTheReader) {

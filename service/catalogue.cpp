@@ -1,0 +1,166 @@
+#include "catalogue.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+
+#include "catalogue_sql.h"
+#include "file_descriptor.h"
+
+namespace {
+
+constexpr mode_t kPrivateFile = 0600;
+constexpr std::array<const char*, 5> kStates{"sent", "damaged", "failed", "unread", "planned"};
+const DatabaseReader::Columns kEntryColumns{"folder", "name", "facts"};
+
+// SQLite's integers are signed; the bits come back as they went in.
+std::int64_t Number(std::string_view text) {
+  std::int64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+// The text up to the next blank, which goes too.
+std::string_view NextWord(std::string_view& text) {
+  const std::string_view word = text.substr(0, text.find(' '));
+  text.remove_prefix(std::min(word.size() + 1, text.size()));
+  return word;
+}
+
+std::string Text(std::uint64_t number) {
+  return std::to_string(static_cast<std::int64_t>(number));
+}
+
+EntryState StateOf(std::string_view text) {
+  const auto found = std::find(kStates.begin(), kStates.end(), text);
+  return found == kStates.end() ? EntryState::kUnread : static_cast<EntryState>(found - kStates.begin());
+}
+
+CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
+  CatalogueEntry entry;
+  entry.path = row[0].value_or("");
+  if (!entry.path.empty()) entry.path += '/';
+  entry.path += row[1].value_or("");
+  std::string_view facts = *row[2];
+  entry.kind = static_cast<ItemKind>(Number(NextWord(facts)));
+  entry.stamp.device = static_cast<std::uint64_t>(Number(NextWord(facts)));
+  entry.stamp.inode = static_cast<std::uint64_t>(Number(NextWord(facts)));
+  entry.stamp.birth = Number(NextWord(facts));
+  entry.stamp.size = Number(NextWord(facts));
+  entry.stamp.modified = Number(NextWord(facts));
+  entry.stamp.changed = Number(NextWord(facts));
+  entry.state = StateOf(NextWord(facts));
+  entry.fingerprint = NextWord(facts);
+  entry.reason = facts;
+  return entry;
+}
+
+std::vector<CatalogueEntry> EntriesOf(const std::vector<DatabaseReader::Row>& rows) {
+  std::vector<CatalogueEntry> entries;
+  entries.reserve(rows.size());
+  for (const DatabaseReader::Row& row : rows) {
+    if (row.back()) entries.push_back(EntryOf(row));
+  }
+  return entries;
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "" : path.substr(0, slash);
+}
+
+std::string NameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+std::optional<DatabaseReader> TryOpen(const std::string& file) {
+  const FileDescriptor made(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
+  if (!made) return std::nullopt;
+  DatabaseReader database(file);
+  if (!database || !database.Run(kMakeCatalogue) || !database.Query({"count"}, kCountFiles)) {
+    return std::nullopt;
+  }
+  return database;
+}
+
+}  // namespace
+
+Outcome<Catalogue> Catalogue::Open(const std::string& file) {
+  if (auto database = TryOpen(file)) return Catalogue(file, std::move(*database));
+  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) unlink((file + suffix).c_str());
+  if (auto database = TryOpen(file)) return Catalogue(file, std::move(*database));
+  return Failure{ExitStatus::kConfiguration, file + ": the catalogue cannot be made"};
+}
+
+Catalogue::~Catalogue() {
+  if (database_) Commit();
+}
+
+template <typename... Values>
+std::vector<DatabaseReader::Row> Catalogue::Select(const DatabaseReader::Columns& columns, const char* sql,
+                                                   const Values&... values) {
+  auto rows = database_.Query(columns, sql, values...);
+  if (rows) return std::move(*rows);
+  if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, file_ + ": " + database_.error()};
+  return {};
+}
+
+template <typename... Values>
+void Catalogue::Change(const char* sql, const Values&... values) {
+  if (!changing_) Select({}, kBeginCatalogue);
+  changing_ = true;
+  Select({}, sql, values...);
+}
+
+std::vector<CatalogueEntry> Catalogue::Files(const std::string& folder, const std::string& after) {
+  return EntriesOf(after.empty() ? Select(kEntryColumns, kFirstFilesOfFolder, folder)
+                                 : Select(kEntryColumns, kFilesOfFolder, folder, after));
+}
+
+std::vector<CatalogueEntry> Catalogue::Folders() {
+  return EntriesOf(Select(kEntryColumns, kAllFolders));
+}
+
+std::size_t Catalogue::FileCount() {
+  const auto rows = Select({"count"}, kCountFiles);
+  return rows.empty() ? 0 : static_cast<std::size_t>(Number(rows.front().front().value_or("")));
+}
+
+void Catalogue::Put(const CatalogueEntry& entry) {
+  const FileStamp& stamp = entry.stamp;
+  Change(kPutEntry, FolderOf(entry.path), NameOf(entry.path), Text(static_cast<std::uint64_t>(entry.kind)),
+         Text(stamp.device), Text(stamp.inode), std::to_string(stamp.birth), std::to_string(stamp.size),
+         std::to_string(stamp.modified), std::to_string(stamp.changed), entry.fingerprint,
+         std::string(kStates.at(static_cast<std::size_t>(entry.state))), entry.reason);
+}
+
+void Catalogue::Remove(const std::string& path, ItemKind kind) {
+  Change(kind == ItemKind::kFolder ? kRemoveFolder : kRemoveFile, FolderOf(path), NameOf(path));
+}
+
+void Catalogue::Clear() {
+  Change(kRemoveEntries);
+}
+
+void Catalogue::Commit() {
+  if (changing_) Select({}, kCommitCatalogue);
+  changing_ = false;
+}
+
+void Catalogue::MakeDurable() {
+  Commit();
+  Select({}, kDurableCatalogue);
+}
+
+std::optional<std::string> Catalogue::Fact(const std::string& name) {
+  const auto rows = Select({"value"}, kFact, name);
+  return rows.empty() ? std::nullopt : rows.front().front();
+}
+
+void Catalogue::PutFact(const std::string& name, const std::string& value) {
+  Change(kPutFact, name, value);
+}

@@ -1,0 +1,62 @@
+// The statements on a library's catalogue, as templates of the database layer. Every value is given as text;
+// the columns' affinity makes numbers of them.
+#ifndef SERVICE_CATALOGUE_SQL_H_
+#define SERVICE_CATALOGUE_SQL_H_
+
+#include <cstddef>
+
+// One row for each folder and file that was sent, but for the library's own folder; `folder` is "" for what
+// lies directly in it. Names are raw bytes and compare as such.
+//
+//   state  'sent'       its rows are in the database
+//          'damaged'    they are, as far as the file could be read; reason says what is wrong with it
+//          'failed'     nothing could be made of it; reason says why. Left alone until it changes.
+//          'unread'     known from the library's database alone
+//          'planned'    rows are about to be set aside under this name, which no file bears
+inline constexpr const char* kMakeCatalogue =
+    "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; "
+    "CREATE TABLE IF NOT EXISTS entry (folder TEXT NOT NULL, name TEXT NOT NULL, kind INTEGER NOT NULL, "
+    "device INTEGER NOT NULL, inode INTEGER NOT NULL, birth INTEGER NOT NULL, size INTEGER NOT NULL, "
+    "modified INTEGER NOT NULL, changed INTEGER NOT NULL, fingerprint TEXT NOT NULL, state TEXT NOT NULL, "
+    "reason TEXT NOT NULL, PRIMARY KEY (folder, name)) WITHOUT ROWID; "
+    "CREATE TABLE IF NOT EXISTS fact (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;";
+inline constexpr const char* kDurableCatalogue = "PRAGMA synchronous = FULL";
+
+inline constexpr const char* kBeginCatalogue = "BEGIN IMMEDIATE";
+inline constexpr const char* kCommitCatalogue = "COMMIT";
+
+// An entry's numbers and state in one text, which is read faster than so many columns; the reason, which may
+// hold anything, is the last.
+#define LUMIVAULT_ENTRY_COLUMNS                                                                            \
+  "folder, name, kind || ' ' || device || ' ' || inode || ' ' || birth || ' ' || size || ' ' || modified " \
+  "|| ' ' || changed || ' ' || state || ' ' || fingerprint || ' ' || reason AS facts"
+inline constexpr std::size_t kEntriesAtOnce = 2000;
+inline constexpr const char* kFilesOfFolder =
+    "SELECT " LUMIVAULT_ENTRY_COLUMNS
+    " FROM entry WHERE folder = '@KAVO:VAR' AND name > '@KAVO:VAR' AND kind != 0 ORDER BY name LIMIT "
+    "2000";
+inline constexpr const char* kFirstFilesOfFolder =
+    "SELECT " LUMIVAULT_ENTRY_COLUMNS
+    " FROM entry WHERE folder = '@KAVO:VAR' AND kind != 0 ORDER BY name LIMIT 2000";
+inline constexpr const char* kAllFolders =
+    "SELECT " LUMIVAULT_ENTRY_COLUMNS " FROM entry WHERE kind = 0 ORDER BY folder, name";
+inline constexpr const char* kCountFiles = "SELECT count(*) AS count FROM entry WHERE kind != 0";
+inline constexpr const char* kPutEntry =
+    "INSERT OR REPLACE INTO entry VALUES ('@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', "
+    "'@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR')";
+inline constexpr const char* kRemoveFile =
+    "DELETE FROM entry WHERE folder = '@KAVO:VAR' AND name = '@KAVO:VAR' AND kind != 0";
+inline constexpr const char* kRemoveFolder =
+    "DELETE FROM entry WHERE folder = '@KAVO:VAR' AND name = '@KAVO:VAR' AND kind = 0";
+inline constexpr const char* kRemoveEntries = "DELETE FROM entry";
+
+inline constexpr const char* kFact = "SELECT value FROM fact WHERE name = '@KAVO:VAR'";
+inline constexpr const char* kPutFact = "INSERT OR REPLACE INTO fact VALUES ('@KAVO:VAR', '@KAVO:VAR')";
+
+// What a library's database tells of its files and folders, for a catalogue that was lost.
+inline constexpr const char* kIndexedPhotos = "SELECT path FROM photo_image";
+inline constexpr const char* kIndexedVideos = "SELECT path FROM video";
+inline constexpr const char* kIndexedFolders =
+    "SELECT sharename AS path FROM photo_share WHERE sharename != '/'";
+
+#endif  // SERVICE_CATALOGUE_SQL_H_

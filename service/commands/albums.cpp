@@ -1,0 +1,55 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "commands/command.h"
+#include "commands/opened_library.h"
+#include "display.h"
+#include "library_summary.h"
+#include "typed_value.h"
+
+namespace {
+
+Json::Value AlbumsJson(const std::vector<AlbumSummary>& albums) {
+  Json::Value list(Json::arrayValue);
+  for (const AlbumSummary& album : albums) {
+    Json::Value& json = list.append(Json::Value(Json::objectValue));
+    json["id"] = TypedValue(album.id, true);
+    SetBytes(json, "name", album.name);
+    SetBytes(json, "title", album.title);
+    SetBytes(json, "description", album.description);
+    json["public"] = album.is_public;
+    json["photos"] = TypedValue(album.photos, true);
+    json["videos"] = TypedValue(album.videos, true);
+  }
+  return list;
+}
+
+// photos, videos, "public" or "private", and name, separated by tabs.
+std::string AlbumsText(const std::vector<AlbumSummary>& albums, bool terminal) {
+  std::string text;
+  for (const AlbumSummary& album : albums) {
+    text.append(album.photos).append("\t").append(album.videos).append("\t");
+    text.append(album.is_public ? "public" : "private").append("\t");
+    text.append(Shown(album.name, terminal)).append("\n");
+  }
+  return text;
+}
+
+int Albums(const LibraryOptions& options) {
+  auto opened = OpenLibrary(options.root, options.folder);
+  if (!opened) return ReportFailure(opened.failure());
+  const auto albums = ReadAlbums(opened->database);
+  if (!albums) return ReportFailure(albums.failure());
+  const std::string text =
+      options.json ? JsonLine(AlbumsJson(*albums)) + "\n" : AlbumsText(*albums, isatty(STDOUT_FILENO) != 0);
+  return PrintResult(text, ExitStatus::kDone);
+}
+
+}  // namespace
+
+Runner DefineAlbums(CLI::App& app) {
+  const auto options = AddLibraryOptions(app);
+  AddJsonOption(app, *options, "One JSON array");
+  return [options] { return Albums(*options); };
+}

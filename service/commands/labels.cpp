@@ -1,0 +1,54 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+#include "commands/command.h"
+#include "commands/opened_library.h"
+#include "display.h"
+#include "library_summary.h"
+#include "typed_value.h"
+
+namespace {
+
+Json::Value LabelsJson(const std::vector<LabelSummary>& labels) {
+  Json::Value list(Json::arrayValue);
+  for (const LabelSummary& label : labels) {
+    Json::Value& json = list.append(Json::Value(Json::objectValue));
+    json["id"] = TypedValue(label.id, true);
+    json["category"] = TypedValue(label.category, true);
+    json["kind"] = LabelKind(label.category);
+    SetBytes(json, "name", label.name);
+    json["photos"] = TypedValue(label.photos, true);
+    json["videos"] = TypedValue(label.videos, true);
+  }
+  return list;
+}
+
+// kind, photos, videos and name, separated by tabs.
+std::string LabelsText(const std::vector<LabelSummary>& labels, bool terminal) {
+  std::string text;
+  for (const LabelSummary& label : labels) {
+    text.append(LabelKind(label.category)).append("\t");
+    text.append(label.photos).append("\t").append(label.videos).append("\t");
+    text.append(Shown(label.name, terminal)).append("\n");
+  }
+  return text;
+}
+
+int Labels(const LibraryOptions& options) {
+  auto opened = OpenLibrary(options.root, options.folder);
+  if (!opened) return ReportFailure(opened.failure());
+  const auto labels = ReadLabels(opened->database);
+  if (!labels) return ReportFailure(labels.failure());
+  const std::string text =
+      options.json ? JsonLine(LabelsJson(*labels)) + "\n" : LabelsText(*labels, isatty(STDOUT_FILENO) != 0);
+  return PrintResult(text, ExitStatus::kDone);
+}
+
+}  // namespace
+
+Runner DefineLabels(CLI::App& app) {
+  const auto options = AddLibraryOptions(app);
+  AddJsonOption(app, *options, "One JSON array");
+  return [options] { return Labels(*options); };
+}

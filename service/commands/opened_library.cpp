@@ -1,0 +1,44 @@
+#include "commands/opened_library.h"
+
+#include <stdlib.h>
+
+#include <CLI/CLI.hpp>
+
+#include "commands/command.h"
+#include "display.h"
+#include "state_root.h"
+
+Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path) {
+  const auto located = StateRoot::Locate(root);
+  if (!located) return located.failure();
+  const auto library = FindLibrary(path);
+  if (!library) return NotIndexed(path, "lies in no library");
+  DatabaseReader database(library->database());
+  if (!database) return NotIndexed(path, "the library has no database");
+  return OpenedLibrary{*library, path, std::move(database)};
+}
+
+Outcome<OpenedLibrary> OpenLibrary(const std::string& root, const std::string& folder) {
+  auto opened = OpenLibraryAround(root, FolderPath(folder));
+  if (opened && !opened->key().empty()) {
+    return NotIndexed(opened->path,
+                      "lies in the library " + Visible(opened->library.folder) + ", but is none");
+  }
+  return opened;
+}
+
+std::string FolderPath(const std::string& folder) {
+  const std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
+  return real ? real.get() : KeyPath(folder);
+}
+
+std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app) {
+  auto options = std::make_shared<LibraryOptions>();
+  app.add_option("folder", options->folder, "A library")->type_name("FOLDER")->required();
+  AddRootOption(app, options->root);
+  return options;
+}
+
+void AddJsonOption(CLI::App& app, LibraryOptions& options, const std::string& what) {
+  app.add_flag("--json", options.json, what);
+}

@@ -1,0 +1,46 @@
+// What the commands that only read a library share.
+#ifndef SERVICE_COMMANDS_OPENED_LIBRARY_H_
+#define SERVICE_COMMANDS_OPENED_LIBRARY_H_
+
+#include <memory>
+#include <string>
+
+#include "database_reader.h"
+#include "library.h"
+#include "outcome.h"
+
+namespace CLI {
+class App;
+}
+
+struct OpenedLibrary {
+  Library library;
+  std::string path;  // what was asked for, absolute
+  DatabaseReader database;
+
+  // PATH below the library, "" for the library itself.
+  std::string key() const {
+    const std::size_t folder = library.folder.size();
+    return path.size() > folder ? path.substr(folder + 1) : "";
+  }
+};
+
+// The library that the absolute PATH lies in (or is), for a state folder named ROOT.
+Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path);
+// The library that FOLDER is.
+Outcome<OpenedLibrary> OpenLibrary(const std::string& root, const std::string& folder);
+
+// The absolute path of FOLDER. One that is gone still has its rows under the path it had.
+std::string FolderPath(const std::string& folder);
+
+// The command line of a command that reads one library.
+struct LibraryOptions {
+  std::string folder;
+  std::string root;
+  bool json = false;
+};
+std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app);
+// Its option --json; WHAT is printed then.
+void AddJsonOption(CLI::App& app, LibraryOptions& options, const std::string& what);
+
+#endif  // SERVICE_COMMANDS_OPENED_LIBRARY_H_

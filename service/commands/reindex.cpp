@@ -1,0 +1,11 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "commands/command.h"
+#include "commands/run_options.h"
+
+Runner DefineReindex(CLI::App& app) {
+  const auto options = std::make_shared<RunOptions>();
+  AddRunOptions(app, *options);
+  return [options] { return RunOnLibrary(*options, [](IndexRun& run) { return run.Reindex(); }); };
+}

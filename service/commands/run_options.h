@@ -1,0 +1,30 @@
+// What the commands that change a library share: their options, and how such a run begins and ends.
+#ifndef SERVICE_COMMANDS_RUN_OPTIONS_H_
+#define SERVICE_COMMANDS_RUN_OPTIONS_H_
+
+#include <functional>
+#include <string>
+
+#include "index_run.h"
+#include "outcome.h"
+
+namespace CLI {
+class App;
+}
+
+struct RunOptions {
+  std::string folder;
+  std::string root;
+  unsigned workers = 1;
+  double timeout = 0;  // seconds
+  bool accepts_loss = false;
+  bool quiet = false;
+  bool json = false;
+};
+
+void AddRunOptions(CLI::App& app, RunOptions& options);
+
+// Makes the folder a library, holds it, and calls WORK with the run; prints the result. The exit status.
+int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work);
+
+#endif  // SERVICE_COMMANDS_RUN_OPTIONS_H_

@@ -1,0 +1,31 @@
+#ifndef SERVICE_DRY_RUN_H_
+#define SERVICE_DRY_RUN_H_
+
+#include <json/value.h>
+
+#include <string>
+#include <vector>
+
+#include "library.h"
+#include "loss_brake.h"
+#include "outcome.h"
+#include "state_root.h"
+#include "work_item.h"
+
+// What a run would send, without sending it.
+struct DryRun {
+  std::vector<WorkItem> items;
+  std::vector<WorkItem> deletes;
+  LossVerdict verdict;  // where it holds the deletes would not be sent
+};
+
+// Works on a copy of the catalogue; nothing is written but that copy in the temporary folder, which is gone
+// again.
+Outcome<DryRun> TryRun(const StateRoot& root, const Library& library, bool accepts_loss);
+
+// One line for each event.
+std::string DryRunText(const DryRun& run);
+// [{event, kind, path, from, withheld}]; `from` for moves, `withheld` where the loss brake holds.
+Json::Value DryRunJson(const DryRun& run);
+
+#endif  // SERVICE_DRY_RUN_H_

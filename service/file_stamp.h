@@ -1,0 +1,38 @@
+#ifndef SERVICE_FILE_STAMP_H_
+#define SERVICE_FILE_STAMP_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+// What tells one state of a file or folder from another. Times are nanoseconds since 1970.
+struct FileStamp {
+  // 0 on the device of the library's root, whatever its number is today: device numbers change when disks are
+  // mounted again.
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::int64_t birth = 0;  // 0 where the file system does not tell
+  std::int64_t size = 0;
+  std::int64_t modified = 0;
+  std::int64_t changed = 0;  // of the inode: modes and owners too
+
+  // The same file or folder, whatever its name and content are now. Inode numbers are used again, birth times
+  // are not.
+  bool SameObject(const FileStamp& other) const {
+    return device == other.device && inode == other.inode && birth == other.birth;
+  }
+  bool SameContent(const FileStamp& other) const { return size == other.size && modified == other.modified; }
+};
+
+struct ObjectHash {
+  std::size_t operator()(const FileStamp& stamp) const {
+    constexpr std::uint64_t kSpread = 0x9e3779b97f4a7c15U;
+    return std::hash<std::uint64_t>()((stamp.inode ^ (stamp.device * kSpread)) +
+                                      static_cast<std::uint64_t>(stamp.birth));
+  }
+};
+struct ObjectEqual {
+  bool operator()(const FileStamp& a, const FileStamp& b) const { return a.SameObject(b); }
+};
+
+#endif  // SERVICE_FILE_STAMP_H_

@@ -1,0 +1,143 @@
+#include "library_catalogue.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <array>
+#include <cerrno>
+#include <optional>
+#include <sstream>
+#include <string_view>
+
+#include "catalogue_sql.h"
+#include "display.h"
+#include "error_text.h"
+#include "media_files.h"
+
+namespace {
+
+constexpr const char* kRootFact = "root";
+constexpr const char* kDatabaseFact = "database";
+
+struct Identity {
+  std::string device;
+  std::string object;  // inode and birth
+  bool has_birth = false;
+};
+
+std::optional<Identity> IdentityOf(const std::string& path) {
+  struct statx status {};
+  if (statx(AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) return std::nullopt;
+  std::ostringstream device;
+  device << status.stx_dev_major << ':' << status.stx_dev_minor;
+  std::ostringstream object;
+  object << status.stx_ino;
+  const bool has_birth = (status.stx_mask & STATX_BTIME) != 0;
+  if (has_birth) object << '/' << status.stx_btime.tv_sec << '.' << status.stx_btime.tv_nsec;
+  return Identity{device.str(), object.str(), has_birth};
+}
+
+// Nothing but the library's own files is in FOLDER.
+bool IsEmptyFolder(const std::string& folder) {
+  DIR* listing = opendir(folder.c_str());
+  if (listing == nullptr) return false;
+  bool empty = true;
+  while (const dirent* entry = readdir(listing)) {
+    if (*entry->d_name != '.') empty = false;
+  }
+  closedir(listing);
+  return empty;
+}
+
+// "" with errno when it cannot be looked at.
+std::string DatabaseIdentity(const Library& library) {
+  const auto identity = IdentityOf(library.database());
+  return identity ? identity->object : "";
+}
+
+Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const char* sql, bool folders) {
+  const auto rows = database.Query({"path"}, sql);
+  if (!rows) return Unreadable(database);
+  for (const DatabaseReader::Row& row : *rows) {
+    CatalogueEntry entry;
+    entry.path = row.front().value_or("");
+    entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
+    entry.state = EntryState::kUnread;
+    if (!entry.path.empty()) catalogue.Put(entry);
+  }
+  return Done{};
+}
+
+// What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
+// stay for ever.
+Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library) {
+  catalogue.Clear();
+  DatabaseReader database(library.database());
+  if (database && database.HasSchema()) {
+    struct Source {
+      const char* sql;
+      bool folders;
+    };
+    constexpr std::array kSources{Source{kIndexedFolders, true}, Source{kIndexedPhotos, false},
+                                  Source{kIndexedVideos, false}};
+    for (const auto& [sql, folders] : kSources) {
+      if (auto put = PutRows(catalogue, database, sql, folders); !put) return put;
+    }
+  }
+  RecordDatabase(catalogue, library);
+  catalogue.Commit();
+  return Done{};
+}
+
+}  // namespace
+
+std::string CatalogueFile(const StateRoot& root, const Library& library) {
+  return root.Place("/libraries/" + library.user + "/catalogue.db");
+}
+
+Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss) {
+  auto catalogue = Catalogue::Open(file);
+  if (!catalogue) return catalogue;
+  const std::string database = DatabaseIdentity(library);
+  // Out of reach is not the same as not there.
+  if (database.empty() && errno != ENOENT) {
+    return Failure{ExitStatus::kDatabase, Visible(library.database()) + ": " + ErrorText(errno)};
+  }
+  if (database.empty() && !accepts_loss && catalogue->FileCount() > 0 &&
+      (RootChanged(*catalogue, library) || IsEmptyFolder(library.folder))) {
+    return Failure{ExitStatus::kLoss,
+                   Visible(library.folder) +
+                       ": neither the database nor the files of earlier runs are here; nothing was done. Is "
+                       "a disk not mounted? (--accept-loss begins anew)"};
+  }
+  if (database.empty() || catalogue->Fact(kDatabaseFact).value_or("") != database) {
+    if (auto made = MakeAnew(*catalogue, library); !made) return made.failure();
+  }
+  if (catalogue->failure()) return *catalogue->failure();
+  return catalogue;
+}
+
+bool RootChanged(Catalogue& catalogue, const Library& library) {
+  const auto recorded = catalogue.Fact(kRootFact);
+  const auto now = IdentityOf(library.folder);
+  if (!recorded || !now) return false;
+  if (*recorded == now->device + " " + now->object) return false;
+  // The number of a device changes when a disk is mounted again; a birth time makes sure of the folder.
+  return !now->has_birth || !recorded->ends_with(" " + now->object);
+}
+
+void RecordRoot(Catalogue& catalogue, const Library& library) {
+  const auto now = IdentityOf(library.folder);
+  if (!now) return;
+  const std::string identity = now->device + " " + now->object;
+  if (catalogue.Fact(kRootFact) != identity) catalogue.PutFact(kRootFact, identity);
+}
+
+void RecordDatabase(Catalogue& catalogue, const Library& library) {
+  const std::string identity = DatabaseIdentity(library);
+  if (!identity.empty() && catalogue.Fact(kDatabaseFact).value_or("") != identity) {
+    catalogue.PutFact(kDatabaseFact, identity);
+  }
+}

@@ -1,0 +1,25 @@
+// The catalogue of a library, and whether it still speaks of the folder and database that are there.
+#ifndef SERVICE_LIBRARY_CATALOGUE_H_
+#define SERVICE_LIBRARY_CATALOGUE_H_
+
+#include <string>
+
+#include "catalogue.h"
+#include "library.h"
+#include "outcome.h"
+#include "state_root.h"
+
+std::string CatalogueFile(const StateRoot& root, const Library& library);
+
+// Opens FILE. A catalogue of another database than the library's of today is made anew from the rows of that
+// database. Fails with kLoss when there is neither the database nor the folder that the catalogue knows,
+// unless that ACCEPTS_LOSS.
+Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss);
+
+// The folder is not the one that the catalogue was made of: another disk, or something in its place.
+bool RootChanged(Catalogue& catalogue, const Library& library);
+// Notes the folder and database of today.
+void RecordRoot(Catalogue& catalogue, const Library& library);
+void RecordDatabase(Catalogue& catalogue, const Library& library);
+
+#endif  // SERVICE_LIBRARY_CATALOGUE_H_

@@ -1,0 +1,31 @@
+#ifndef SERVICE_LOSS_BRAKE_H_
+#define SERVICE_LOSS_BRAKE_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "catalogue.h"
+#include "survey.h"
+
+// Whether rows may be deleted because files are not there.
+struct LossVerdict {
+  bool holds = false;
+  std::string reason;
+};
+
+struct LossQuestion {
+  std::vector<std::string> gone;  // below the library; files alone count
+  std::size_t recorded = 0;       // files that have rows
+  bool root_changed = false;
+  bool root_empty = false;
+  bool device_changed = false;
+  bool accepted = false;  // somebody has said that the loss is meant
+};
+
+// More than a tenth of the library and more than a hundred files need somebody who accepts that, or a second
+// scan an hour later that finds the very same files gone; CATALOGUE remembers the first. A folder that is
+// empty or another one, or on another device, is never believed twice.
+LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue);
+
+#endif  // SERVICE_LOSS_BRAKE_H_

@@ -1,0 +1,27 @@
+#ifndef SERVICE_MOVES_H_
+#define SERVICE_MOVES_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "survey.h"
+
+// Something that bears another name now. Paths are below the library.
+struct Move {
+  std::string from;
+  std::string to;
+  ItemKind kind = ItemKind::kPhoto;
+  FileStamp stamp;
+  std::string fingerprint = {};
+  bool sets_aside = false;  // `to` is a name that no file bears, until what stands in the way has moved
+  std::uint32_t step = 0;   // moves of one step do not touch each other; the steps are done in order
+};
+
+// Finds the moves among DIFFERENCES and takes them out of it: files and folders by their object, files that
+// were copied and deleted by size and content (below the folder LIBRARY). A folder moves only to a path that
+// is new: what the plug-in does first is to clear everything below it.
+std::vector<Move> TakeFolderMoves(Differences& differences);
+std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library);
+
+#endif  // SERVICE_MOVES_H_

@@ -1,0 +1,145 @@
+#include "plan.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "library_catalogue.h"
+#include "moves.h"
+#include "queries_sql.h"
+
+namespace {
+
+class Planner {
+ public:
+  Planner(const Library& library, Catalogue& catalogue, const PlanOptions& options)
+      : library_(library), catalogue_(catalogue), options_(options) {}
+
+  Plan Make(Differences differences) {
+    FinishSettingAside(differences);
+    const std::vector<Move> folder_moves = TakeFolderMoves(differences);
+    const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
+    Judge(differences);
+    AddFolders(folder_moves, differences.folders);
+    AddFileMoves(file_moves);
+    if (!options_.moves_alone) AddFiles(differences.files);
+    AddDeletes(differences);
+    return std::move(plan_);
+  }
+
+ private:
+  bool HasRow(const CatalogueEntry& file) const {
+    DatabaseReader database(library_.database());
+    if (!database) return false;
+    const char* sql = file.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
+    const auto rows = database.Query({"path"}, sql, file.path);
+    return rows && !rows->empty();
+  }
+
+  // A run that ended while rows were to be set aside leaves both names in the catalogue; the database tells
+  // how far it came.
+  void FinishSettingAside(Differences& differences) {
+    std::vector<FileStamp> under_way;
+    std::erase_if(differences.gone_files, [&](const CatalogueEntry& file) {
+      if (file.state != EntryState::kPlanned) return false;
+      if (!HasRow(file)) {
+        catalogue_.Remove(file.path, file.kind);
+        return true;
+      }
+      under_way.push_back(file.stamp);
+      return false;
+    });
+    const auto set_aside = [&](const CatalogueEntry& file) {
+      return file.state != EntryState::kPlanned &&
+             std::any_of(under_way.begin(), under_way.end(),
+                         [&](const FileStamp& stamp) { return stamp.SameObject(file.stamp); });
+    };
+    std::erase_if(differences.gone_files, set_aside);
+    std::erase_if(differences.replaced_files, set_aside);
+  }
+
+  void Judge(const Differences& differences) {
+    LossQuestion question;
+    for (const CatalogueEntry& file : differences.gone_files) question.gone.push_back(file.path);
+    question.recorded = differences.recorded_files;
+    question.root_changed = RootChanged(catalogue_, library_);
+    question.root_empty = differences.root_empty;
+    question.device_changed = differences.device_changed;
+    question.accepted = options_.accepts_loss;
+    plan_.verdict = JudgeLoss(question, catalogue_);
+  }
+
+  WorkItem Item(ItemAction action, ItemKind kind, const std::string& path, const FileStamp& stamp) const {
+    WorkItem item;
+    item.kind = kind;
+    item.action = action;
+    item.path = library_.folder + "/" + path;
+    item.stage = stage_;
+    item.stamp = stamp;
+    return item;
+  }
+
+  WorkItem MoveItem(const Move& move) const {
+    WorkItem item =
+        Item(move.sets_aside ? ItemAction::kSetAside : ItemAction::kMove, move.kind, move.to, move.stamp);
+    item.from = library_.folder + "/" + move.from;
+    return item;
+  }
+
+  // Parents first. A folder that replaced another one waits until the album of the old one has moved on.
+  void AddFolders(const std::vector<Move>& moves, const std::vector<Arrival>& arrivals) {
+    for (const Move& move : moves) plan_.items.push_back(MoveItem(move));
+    for (const Arrival& folder : arrivals) {
+      if (!folder.known)
+        plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
+    }
+    std::sort(plan_.items.begin(), plan_.items.end(),
+              [](const WorkItem& a, const WorkItem& b) { return a.path < b.path; });
+    ++stage_;
+    for (const Arrival& folder : arrivals) {
+      // While a loss is not believed, what the folder was stays on record.
+      if (folder.known && !plan_.verdict.holds)
+        plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
+    }
+  }
+
+  void AddFileMoves(const std::vector<Move>& moves) {
+    const std::uint32_t first = ++stage_;
+    for (const Move& move : moves) {
+      stage_ = first + move.step;
+      plan_.items.push_back(MoveItem(move));
+    }
+    ++stage_;
+  }
+
+  void AddFiles(const std::vector<Arrival>& files) {
+    for (const Arrival& file : files)
+      plan_.items.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+  }
+
+  // Folders after their files, the deepest first.
+  void AddDeletes(const Differences& differences) {
+    for (const CatalogueEntry& file : differences.gone_files)
+      plan_.deletes.push_back(Item(ItemAction::kDelete, file.kind, file.path, file.stamp));
+    ++stage_;
+    const auto& folders = differences.gone_folders;
+    for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder)
+      plan_.deletes.push_back(Item(ItemAction::kDelete, ItemKind::kFolder, folder->path, folder->stamp));
+  }
+
+  const Library& library_;
+  Catalogue& catalogue_;
+  PlanOptions options_;
+  Plan plan_;
+  std::uint32_t stage_ = 0;
+};
+
+}  // namespace
+
+Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options,
+                       IndexReport& report) {
+  auto differences = Survey(catalogue, report).Run(library.folder);
+  if (!differences) return differences.failure();
+  Plan plan = Planner(library, catalogue, options).Make(std::move(*differences));
+  if (catalogue.failure()) return *catalogue.failure();
+  return plan;
+}

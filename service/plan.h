@@ -1,0 +1,32 @@
+// What has to be sent to the plug-in so that the rows of a library are true again.
+#ifndef SERVICE_PLAN_H_
+#define SERVICE_PLAN_H_
+
+#include <vector>
+
+#include "catalogue.h"
+#include "library.h"
+#include "loss_brake.h"
+#include "outcome.h"
+#include "report.h"
+#include "survey.h"
+
+struct Plan {
+  // Both in the order of their stages. The deletes come when everything else is done; where the verdict holds
+  // they are not sent.
+  std::vector<WorkItem> items;
+  std::vector<WorkItem> deletes;
+  LossVerdict verdict;
+};
+
+struct PlanOptions {
+  bool accepts_loss = false;
+  bool moves_alone = false;  // and the folders that moved files need
+};
+
+// Compares the library with its catalogue. Nothing is sent, and no media file is opened but one that may be
+// the copy of a file that is gone.
+Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options,
+                       IndexReport& report);
+
+#endif  // SERVICE_PLAN_H_

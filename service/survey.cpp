@@ -1,0 +1,165 @@
+#include "survey.h"
+
+#include <utility>
+
+#include "album_name.h"
+#include "catalogue_sql.h"
+#include "media_files.h"
+
+namespace {
+
+std::string NameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+// PATH or a folder above it is one of FOLDERS; "" is the library itself.
+bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
+  if (folders.empty()) return false;
+  if (folders.contains("") || folders.contains(path)) return true;
+  for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    if (folders.contains(path.substr(0, slash))) return true;
+  }
+  return false;
+}
+
+bool FailedBefore(const CatalogueEntry& recorded, const FileStamp& stamp) {
+  const bool failed = recorded.state == EntryState::kFailed || recorded.state == EntryState::kDamaged;
+  return failed && recorded.stamp.changed == stamp.changed;
+}
+
+bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
+  if (!recorded.stamp.SameObject(stamp) || !recorded.stamp.SameContent(stamp)) return false;
+  return recorded.state == EntryState::kSent || FailedBefore(recorded, stamp);
+}
+
+}  // namespace
+
+bool Account(const WalkEntry& entry, IndexReport& report) {
+  switch (entry.kind) {
+    case EntryKind::kFolder:
+      if (const char* reason = NoAlbumReason(AlbumName(report.library, entry.path))) ++report.skipped[reason];
+      return true;
+    case EntryKind::kFile:
+      if (MediaKindOf(entry.path)) {
+        ++report.found;
+        return true;
+      }
+      ++report.skipped["not a photo or video"];
+      return false;
+    case EntryKind::kSkipped:
+    case EntryKind::kUnknown:
+      ++report.skipped[entry.reason];
+      return false;
+    case EntryKind::kFailed:
+      report.failed.push_back({entry.path, entry.reason, false});
+      return false;
+  }
+  return false;
+}
+
+Outcome<Differences> Survey::Run(const std::string& folder) {
+  auto walk = Walk::Start(folder);
+  if (!walk) return walk.failure();
+  differences_.recorded_files = catalogue_.FileCount();
+  for (CatalogueEntry& entry : catalogue_.Folders()) {
+    std::string path = entry.path;
+    folders_.emplace(std::move(path), std::move(entry));
+  }
+  while (const auto entry = walk->Next()) {
+    const std::string path =
+        entry->path.size() > folder.size() ? entry->path.substr(folder.size() + 1) : std::string();
+    Take(*entry, path);
+    if (catalogue_.failure()) return *catalogue_.failure();
+  }
+  Advance(nullptr);
+  GatherLostFolders();
+  if (catalogue_.failure()) return *catalogue_.failure();
+  return std::move(differences_);
+}
+
+void Survey::Take(const WalkEntry& entry, const std::string& path) {
+  const bool counts = Account(entry, report_);
+  if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
+  if (counts) return TakeFile(entry, path);
+  if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
+  // A folder that cannot be listed further, one that cannot be entered, or a file.
+  unknown_.insert(path);
+}
+
+void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
+  Advance(nullptr);
+  folder_ = path;
+  Fetch("");
+  if (path.empty()) return;
+  differences_.root_empty = false;
+  const auto found = folders_.find(path);
+  const bool known = found != folders_.end();
+  const bool unread = known && found->second.state == EntryState::kUnread;
+  if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
+    if (known && !unread) {
+      if (found->second.stamp.device != entry.stamp.device) remounted_.insert(path);
+      differences_.replaced_folders.push_back(found->second);
+    }
+    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known});
+  }
+  if (known) folders_.erase(found);
+}
+
+void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
+  differences_.root_empty = false;
+  if (const CatalogueEntry* recorded = Advance(&path)) return CompareFile(entry, path, *recorded);
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, false});
+}
+
+void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded) {
+  if (IsUnchanged(recorded, entry.stamp)) {
+    ++report_.unchanged;
+    if (recorded.state == EntryState::kSent) return;
+    report_.failed.push_back({entry.path, recorded.reason, recorded.state == EntryState::kDamaged});
+    ++report_.failed_before;
+    return;
+  }
+  const bool unread = recorded.state == EntryState::kUnread;
+  if (!unread && !recorded.stamp.SameObject(entry.stamp)) differences_.replaced_files.push_back(recorded);
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true});
+}
+
+const CatalogueEntry* Survey::Advance(const std::string* path) {
+  while (more_) {
+    for (; next_ < recorded_.size(); ++next_) {
+      const CatalogueEntry& candidate = recorded_[next_];
+      if (path != nullptr && candidate.path > *path) return nullptr;
+      if (path != nullptr && candidate.path == *path) return &recorded_[next_++];
+      NoteGone(candidate);
+    }
+    if (recorded_.size() < kEntriesAtOnce) {
+      more_ = false;
+      break;
+    }
+    Fetch(NameOf(recorded_.back().path));
+  }
+  return nullptr;
+}
+
+void Survey::Fetch(const std::string& after) {
+  recorded_ = catalogue_.Files(folder_, after);
+  next_ = 0;
+  more_ = !recorded_.empty();
+}
+
+void Survey::NoteGone(const CatalogueEntry& file) {
+  if (unknown_.contains(folder_) || unknown_.contains(file.path)) return;
+  if (LiesInOne(remounted_, file.path)) differences_.device_changed = true;
+  differences_.gone_files.push_back(file);
+}
+
+void Survey::GatherLostFolders() {
+  for (const auto& [path, entry] : folders_) {
+    if (LiesInOne(unknown_, path)) continue;
+    if (LiesInOne(remounted_, path)) differences_.device_changed = true;
+    differences_.gone_folders.push_back(entry);
+    folder_ = path;
+    Fetch("");
+    Advance(nullptr);
+  }
+}

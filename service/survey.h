@@ -1,0 +1,74 @@
+// Compares a library's folder with the catalogue: a walk that opens no file. Folder by folder; only the
+// differences are held.
+#ifndef SERVICE_SURVEY_H_
+#define SERVICE_SURVEY_H_
+
+#include <cstddef>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "catalogue.h"
+#include "report.h"
+#include "walk.h"
+
+// A file or folder that is not as the catalogue has it.
+struct Arrival {
+  std::string path;  // below the library
+  ItemKind kind = ItemKind::kPhoto;
+  FileStamp stamp;
+  bool known = false;  // the catalogue has one of that kind under this path
+};
+
+struct Differences {
+  std::vector<Arrival> folders;  // parents first
+  std::vector<Arrival> files;
+  // Not there any more, for sure.
+  std::vector<CatalogueEntry> gone_folders;
+  std::vector<CatalogueEntry> gone_files;
+  // Something else stands under their paths.
+  std::vector<CatalogueEntry> replaced_folders;
+  std::vector<CatalogueEntry> replaced_files;
+  std::size_t recorded_files = 0;
+  bool root_empty = true;       // no file and no folder that counts
+  bool device_changed = false;  // something is gone below a folder that was on another device
+};
+
+// Notes in REPORT what is no folder and no photo or video; true for what is.
+bool Account(const WalkEntry& entry, IndexReport& report);
+
+class Survey {
+ public:
+  Survey(Catalogue& catalogue, IndexReport& report) : catalogue_(catalogue), report_(report) {}
+
+  // Walks FOLDER to its end. What is skipped, failed, unchanged or failed before is noted in the report.
+  Outcome<Differences> Run(const std::string& folder);
+
+ private:
+  void Take(const WalkEntry& entry, const std::string& path);
+  void EnterFolder(const WalkEntry& entry, const std::string& path);
+  void TakeFile(const WalkEntry& entry, const std::string& path);
+  void CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded);
+  // What the catalogue has of the current folder up to PATH (all of it when null) and was not met is gone.
+  // The entry of PATH itself, when there is one.
+  const CatalogueEntry* Advance(const std::string* path);
+  // The files of the current folder that come after AFTER.
+  void Fetch(const std::string& after);
+  void NoteGone(const CatalogueEntry& file);
+  void GatherLostFolders();
+
+  Catalogue& catalogue_;
+  IndexReport& report_;
+  Differences differences_;
+  std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
+  std::set<std::string> unknown_;                  // could not be looked at
+  std::set<std::string> remounted_;                // on another device than recorded
+
+  std::string folder_;                    // the current one
+  std::vector<CatalogueEntry> recorded_;  // some of its files
+  std::size_t next_ = 0;
+  bool more_ = false;
+};
+
+#endif  // SERVICE_SURVEY_H_

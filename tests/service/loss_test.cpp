@@ -1,0 +1,266 @@
+// Nothing is deleted because a folder cannot be seen.
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/library_rows.h"
+#include "support/media_maker.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kFiles = 12;
+constexpr int kManyFiles = 110;
+constexpr int kLoss = 7;
+constexpr uid_t kNobody = 65534;
+
+class LossTest : public LibraryRowsTest {
+ protected:
+  void SetUp() override { Fill(kFiles); }
+
+  void Fill(int files) {
+    for (int i = 0; i < files; ++i) MakeJpeg(File("f" + std::to_string(i % 2) + "/" + Name(i)), 8 + i % 5, 8);
+    Index();
+    rows_ = Rows();
+    ASSERT_EQ(Count(), std::to_string(files));
+  }
+  static std::string Name(int i) { return std::to_string(i) + ".jpg"; }
+
+  int Status(std::vector<std::string> more = {}) {
+    std::vector<std::string> arguments{"index", folder(), "--quiet"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Run(arguments).status;
+  }
+  // Everything is there again: nothing was deleted meanwhile, and nothing is read again.
+  void ExpectRecovery(int files = kFiles) {
+    EXPECT_EQ(Rows(), rows_);
+    const Json::Value report = Index();
+    EXPECT_EQ(report["unchanged"].asInt(), files);
+    EXPECT_EQ(report["added"].asInt() + report["moved"].asInt() + report["deleted"].asInt(), 0);
+    EXPECT_EQ(Rows(), rows_);
+  }
+  fs::path away() const { return scratch() / "away"; }
+  // An hour passes between two scans.
+  void AgeLastScan() const {
+    for (const auto& library : fs::directory_iterator(state() / "libraries")) {
+      const std::string command = "/usr/bin/sqlite3 '" + (library.path() / "catalogue.db").string() +
+                                  "' \"UPDATE fact SET value = substr(value, 1, instr(value, ' ')) || '1000' "
+                                  "WHERE name = 'loss'\"";
+      ASSERT_EQ(std::system(command.c_str()), 0);
+    }
+  }
+
+  std::vector<Row> rows_;
+};
+
+TEST_F(LossTest, TheRootIsRenamedAway) {
+  fs::rename(folder(), away());
+  EXPECT_EQ(Status(), 2);
+  fs::rename(away(), folder());
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, TheRootIsAFile) {
+  fs::rename(folder(), away());
+  WriteFile(folder(), "no folder");
+  EXPECT_EQ(Status(), 2);
+  fs::remove(folder());
+  fs::rename(away(), folder());
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, TheRootIsALinkThatLeadsNowhere) {
+  fs::rename(folder(), away());
+  fs::create_symlink(scratch() / "nowhere", folder());
+  EXPECT_EQ(Status(), 2);
+  fs::remove(folder());
+  fs::rename(away(), folder());
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, AnEmptyFolderStandsInTheRootsPlace) {
+  fs::rename(folder(), away());
+  fs::create_directory(folder());
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_TRUE(fs::is_empty(folder())) << "nothing is written where a disk is not mounted";
+  fs::remove(folder());
+  fs::rename(away(), folder());
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, AnotherFolderStandsInTheRootsPlace) {
+  fs::rename(folder(), away());
+  MakeJpeg(File("other.jpg"), 8, 8);
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_EQ(Status({"--dry-run"}), kLoss);
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, kLoss);
+  EXPECT_FALSE(fs::exists(folder() / ".KAVOHGADB"));
+  fs::remove_all(folder());
+  fs::rename(away(), folder());
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, AnEmptyDiskIsMountedOverTheRoot) {
+  if (mount("none", folder().c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "no mounts here";
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_TRUE(fs::is_empty(folder()));
+  umount(folder().c_str());
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, AnEmptyDiskIsMountedOverAFolder) {
+  if (mount("none", File("f0").c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "no mounts here";
+  const int status = Status();
+  const int reindexed = Run({"reindex", folder(), "--quiet"}).status;
+  umount(File("f0").c_str());
+  EXPECT_EQ(status, kLoss);
+  EXPECT_EQ(reindexed, kLoss);
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, EverythingButTheDatabaseIsGone) {
+  fs::create_directory(away());
+  for (const char* name : {"f0", "f1"}) fs::rename(File(name), away() / name);
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, kLoss);
+  for (const char* name : {"f0", "f1"}) fs::rename(away() / name, File(name));
+  ExpectRecovery();
+}
+
+class LossOfAFolderNobodyMayRead : public LossTest {
+ protected:
+  // As an ordinary user, for whom modes count.
+  void SetUp() override {
+    if (geteuid() != 0) return LossTest::SetUp();
+    fs::create_directories(folder());
+    fs::create_directories(state());
+    for (fs::path path = scratch(); path.has_relative_path() && path != "/tmp"; path = path.parent_path())
+      chmod(path.c_str(), 0755);
+    for (int i = 0; i < kFiles; ++i)
+      MakeJpeg(File("f" + std::to_string(i % 2) + "/" + Name(i)), 8 + i % 5, 8);
+    for (const fs::path& path : {folder(), state(), File("f0"), File("f1")}) {
+      ASSERT_EQ(chown(path.c_str(), kNobody, kNobody), 0);
+    }
+    ASSERT_EQ(chown(scratch().c_str(), kNobody, kNobody), 0);
+    AsUser(kNobody);
+    if (Run({"--version"}).status != 0) GTEST_SKIP() << "the program cannot be run as another user here";
+    Index();
+    rows_ = Rows();
+  }
+};
+
+TEST_F(LossOfAFolderNobodyMayRead, TheRoot) {
+  chmod(folder().c_str(), 0000);
+  const int status = Status();
+  chmod(folder().c_str(), 0755);
+  EXPECT_NE(status, 0);
+  ExpectRecovery();
+}
+
+TEST_F(LossOfAFolderNobodyMayRead, OneOfItsFolders) {
+  chmod(File("f1").c_str(), 0000);
+  const int status = Status();
+  const int reindexed = Run({"reindex", folder(), "--quiet"}).status;
+  chmod(File("f1").c_str(), 0755);
+  EXPECT_EQ(status, 3);
+  EXPECT_EQ(reindexed, 3);
+  rows_ = Rows();
+  EXPECT_EQ(Count(), std::to_string(kFiles));
+  Index();
+  EXPECT_EQ(Count(), std::to_string(kFiles));
+}
+
+class LossOfManyTest : public LossTest {
+ protected:
+  void SetUp() override { Fill(kManyFiles * 2); }
+  void LoseHalf() { fs::rename(File("f0"), away()); }
+};
+
+TEST_F(LossOfManyTest, HalfOfItIsKeptUntilSomebodyAcceptsTheLoss) {
+  LoseHalf();
+  const Json::Value report = Index({}, kLoss);
+  EXPECT_EQ(report["withheld"]["reason"].asString(), "110 of 220 files are gone");
+  EXPECT_EQ(report["withheld"]["paths"].size(), 111U);
+  EXPECT_EQ(Rows(), rows_);
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, kLoss);
+  EXPECT_EQ(Count(), "220");
+  EXPECT_EQ(Index({"--accept-loss"})["deleted"].asInt(), 111);
+  EXPECT_EQ(Count(), "110");
+}
+
+TEST_F(LossOfManyTest, HalfOfItComesBack) {
+  LoseHalf();
+  EXPECT_EQ(Status(), kLoss);
+  fs::rename(away(), File("f0"));
+  ExpectRecovery(kManyFiles * 2);
+}
+
+TEST_F(LossOfManyTest, ASecondScanAnHourLaterThatFindsTheSameIsBelieved) {
+  LoseHalf();
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_EQ(Status(), kLoss) << "not an hour later";
+  AgeLastScan();
+  EXPECT_EQ(Status(), 0);
+  EXPECT_EQ(Count(), "110");
+}
+
+TEST_F(LossOfManyTest, ASecondScanThatFindsOtherFilesGoneIsNotBelieved) {
+  LoseHalf();
+  EXPECT_EQ(Status(), kLoss);
+  AgeLastScan();
+  fs::remove(File("f1/1.jpg"));
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_EQ(Count(), "220");
+}
+
+TEST_F(LossOfManyTest, MovesAreNoLoss) {
+  fs::rename(File("f0"), File("elsewhere"));
+  EXPECT_EQ(Index()["moved"].asInt(), 111);
+  EXPECT_EQ(Count(), "220");
+}
+
+TEST_F(LossOfManyTest, ATenthOrAHundredMayGo) {
+  for (int i = 0; i < 100; ++i) fs::remove(File("f" + std::to_string(i % 2) + "/" + Name(i)));
+  EXPECT_EQ(Index()["deleted"].asInt(), 100);
+}
+
+TEST_F(LossOfManyTest, WithoutTheCatalogueTheDatabaseRemembers) {
+  fs::remove_all(state() / "libraries");
+  EXPECT_EQ(Index()["added"].asInt(), kManyFiles * 2);
+  EXPECT_EQ(Rows(), rows_);
+  fs::remove_all(state() / "libraries");
+  LoseHalf();
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_EQ(Count(), "220");
+  fs::rename(away(), File("f0"));
+  fs::remove(File("f0/0.jpg"));
+  EXPECT_EQ(Status(), 0);
+  EXPECT_EQ(Count(), "219");
+}
+
+TEST_F(LossTest, ACatalogueThatIsNoneIsMadeAnew) {
+  for (const auto& library : fs::directory_iterator(state() / "libraries")) {
+    for (const char* suffix : {"-wal", "-shm"})
+      fs::remove(library.path() / (std::string("catalogue.db") + suffix));
+    WriteFile(library.path() / "catalogue.db", "this is no database, whatever its name says about it");
+  }
+  EXPECT_EQ(Status(), 0);
+  EXPECT_EQ(Rows(), rows_);
+}
+
+TEST_F(LossTest, ALinkWhoseTargetIsOutOfReachKeepsItsRow) {
+  fs::create_directory(away());
+  MakeJpeg(away() / "t.jpg", 8, 8);
+  fs::create_symlink(away() / "t.jpg", File("link.jpg"));
+  Index();
+  fs::rename(away(), scratch() / "unplugged");
+  EXPECT_EQ(Status(), 0);
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, 0);
+  EXPECT_NE(IdOf("link.jpg"), "");
+  fs::rename(scratch() / "unplugged", away());
+  EXPECT_EQ(Status(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,110 @@
+#include <signal.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+#include "support/library_rows.h"
+#include "support/media_maker.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kFiles = 120;
+constexpr int kKills = 12;
+
+class ReindexTest : public LibraryRowsTest {
+ protected:
+  void SetUp() override {
+    for (int i = 0; i < kFiles; ++i) {
+      MakeJpeg(
+          File("f" + std::to_string(i % 5) + "/s" + std::to_string(i % 2) + "/" + std::to_string(i) + ".jpg"),
+          8 + i % 7, 8, {{"Iptc.Application2.Keywords", "k" + std::to_string(i % 4)}});
+    }
+    Index();
+  }
+
+  Json::Value Reindex(int expected_status = 0) {
+    const RunResult result = Run({"reindex", folder(), "--quiet", "--json"});
+    EXPECT_EQ(result.status, expected_status) << result.out << result.err;
+    return StrictJson(result.out);
+  }
+  std::string Ids() const {
+    return Value("SELECT group_concat(id || path) FROM (SELECT id, path FROM photo_image ORDER BY path)") +
+           Value(
+               "SELECT group_concat(shareid || sharename) FROM (SELECT * FROM photo_share ORDER BY "
+               "sharename)");
+  }
+};
+
+TEST_F(ReindexTest, ATrueLibraryStaysAsItIs) {
+  const std::vector<Row> rows = Rows();
+  const std::string ids = Ids();
+  EXPECT_EQ(Reindex()["added"].asInt(), kFiles);
+  EXPECT_EQ(Rows(), rows);
+  EXPECT_EQ(Ids(), ids);
+}
+
+TEST_F(ReindexTest, WhatChangedIsMadeTrue) {
+  fs::remove(File("f0/s0/0.jpg"));
+  fs::remove_all(File("f4/s1"));
+  MakeJpeg(File("new/x.jpg"), 8, 8);
+  const std::string id = IdOf("f1/s1/1.jpg");
+  fs::rename(File("f1/s1/1.jpg"), File("f2/moved.jpg"));
+  Reindex();
+  EXPECT_EQ(IdOf("f2/moved.jpg"), id);
+  EXPECT_EQ(AlbumId("f4/s1"), "");
+  const std::vector<Row> rows = Rows();
+  EXPECT_EQ(Index()["unchanged"].asInt(), kFiles - 1 - 12 + 1);
+  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+  Index();
+  EXPECT_EQ(Rows(), rows);
+}
+
+TEST_F(ReindexTest, RowsThatNobodySentAreSwept) {
+  Query("INSERT INTO photo_image (path, name) VALUES ('f0/ghost.jpg', 'ghost.jpg')");
+  Query("INSERT INTO photo_share (shareid, sharename) VALUES (99, 'f0/ghosts')");
+  Reindex();
+  EXPECT_EQ(IdOf("f0/ghost.jpg"), "");
+  EXPECT_EQ(AlbumId("f0/ghosts"), "");
+}
+
+TEST_F(ReindexTest, AFileThatCannotBeReadAnyMoreKeepsItsRow) {
+  Query("INSERT INTO photo_image (path, name) VALUES ('f0/ghost.jpg', 'ghost.jpg')");
+  const std::string id = IdOf("f0/s0/0.jpg");
+  WriteFile(File("f0/s0/0.jpg"), "this was a picture");
+  Reindex(3);
+  EXPECT_EQ(IdOf("f0/s0/0.jpg"), id);
+  EXPECT_EQ(IdOf("f0/ghost.jpg"), "") << "what is gone for sure goes all the same";
+}
+
+TEST_F(ReindexTest, KilledAtAnyMomentAndRunAgainItEndsTheSame) {
+  fs::remove_all(File("f4/s1"));
+  fs::rename(File("f1"), File("g1"));
+  MakeJpeg(File("new/x.jpg"), 8, 8);
+  const char* given = std::getenv("LUMIVAULT_SEED");
+  const unsigned seed = given != nullptr ? static_cast<unsigned>(std::atoi(given)) : std::random_device()();
+  SCOPED_TRACE("LUMIVAULT_SEED=" + std::to_string(seed));
+  std::printf("seed %u\n", seed);
+  std::mt19937 random(seed);
+  const std::string ids = IdOf("f1/s1/1.jpg");
+  int killed = 0;
+  for (int i = 0; i < kKills; ++i) {
+    const auto run = Start({"reindex", folder(), "--quiet"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(random() % 600));
+    run->Signal(SIGKILL);
+    killed += run->Wait().status == 1000 + SIGKILL ? 1 : 0;
+  }
+  EXPECT_GT(killed, 0);
+  Reindex();
+  EXPECT_EQ(IdOf("g1/s1/1.jpg"), ids);
+  const std::vector<Row> rows = Rows();
+  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+  Index();
+  Reindex();
+  EXPECT_EQ(Rows(), rows);
+}
+
+}  // namespace
