@@ -1,6 +1,8 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -155,6 +157,22 @@ TEST_F(MountsTest, PersonalFoldersAreLookedAtToo) {
     EXPECT_TRUE(IsForeign(nas / "a.jpg"));
     EXPECT_FALSE(IsForeign(tree_.personal("alice") / "a.jpg"));
   });
+}
+
+// Nobody serves this mount: whoever looks at a file on it waits for ever.
+TEST_F(MountsTest, AMountWhoseServerIsGoneIsNotLookedAt) {
+  const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+  if (device < 0) GTEST_SKIP() << "no /dev/fuse";
+  InNamespace([&] {
+    const fs::path nas = Folder("nas");
+    const std::string options = "fd=" + std::to_string(device) + ",rootmode=40000,user_id=0,group_id=0";
+    ASSERT_EQ(mount("nas:/export", nas.c_str(), "fuse", 0, options.c_str()), 0);
+    alarm(10);
+    EXPECT_TRUE(IsForeign(nas / "a.jpg"));
+    EXPECT_TRUE(IsForeign(nas));
+    alarm(0);
+  });
+  close(device);
 }
 
 TEST_F(MountsTest, PathsOutsideThePhotoFoldersAreNobodysBusiness) {

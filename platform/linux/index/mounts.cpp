@@ -102,9 +102,16 @@ std::shared_ptr<const MountTable> CurrentMounts() {
   return watch.Table();
 }
 
+// A mount whose server is gone never answers, so what the names tell already is not asked of it.
+bool IsForeignByName(const std::string& path, const std::string& folder) {
+  const bool plain = path.find("/..") == std::string::npos;
+  return plain && LiesOnForeignMount(*CurrentMounts(), path, folder);
+}
+
 bool IsForeign(const std::string& path) {
   const std::string folder = PhotoFolderOf(path);
   if (folder.empty()) return false;
+  if (IsForeignByName(path, folder)) return true;
   const auto existing = NearestExisting(path);
   struct stat status {};
   if (!existing.has_value() || stat(folder.c_str(), &status) != 0) return false;
