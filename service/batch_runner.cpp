@@ -10,6 +10,7 @@
 #include "platform/connection_lending.h"
 #include "platform/files.h"
 #include "probe/probe.h"
+#include "process/printed_metadata.h"
 #include "queries_sql.h"
 
 namespace {
@@ -78,7 +79,9 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.trouble = std::move(probed.reason);
   prepared.record = std::move(probed.media);
   if (LiesDirectlyIn(item.path, library_)) prepared.record["szAlbum"] = kPhotoFolderName;
-  if (prepared.storable) prepared.fingerprint = Fingerprint(item.path);
+  if (!prepared.storable) return prepared;
+  prepared.fingerprint = Fingerprint(item.path);
+  if (kind == MediaKind::kPhoto) PrepareMetadataAnswers(item.path);
   return prepared;
 }
 

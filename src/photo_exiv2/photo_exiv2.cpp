@@ -7,7 +7,7 @@
 #include "base/c_locale.h"
 #include "base/text.h"
 #include "photo_exiv2/description_text.h"
-#include "platform/safe_image.h"
+#include "platform/image.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ int FirstValue(const Exiv2::Image& image, const Exiv2::ExifData& exif, const Exi
 PhotoExiv2::PhotoExiv2(const char* path) {
   InitializeXmp();
   const CLocale decimal_point;
-  image_ = OpenImageSafely(OrEmpty(path));
+  image_ = KAVOImageOpen(OrEmpty(path));
   image_->readMetadata();
   exif_ = image_->exifData();
   xmp_ = image_->xmpData();

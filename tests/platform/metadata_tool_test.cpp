@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <exiv2/exiv2.hpp>
 #include <filesystem>
 #include <locale>
@@ -13,6 +14,8 @@
 #include <vector>
 
 #include "process/exiv2_scope.h"
+#include "process/image_cache.h"
+#include "process/printed_metadata.h"
 #include "support/comma_locale.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
@@ -23,6 +26,7 @@ namespace fs = std::filesystem;
 using Arguments = std::vector<std::string>;
 
 constexpr const char* kRealTool = "/usr/bin/exiv2";
+constexpr std::size_t kMostKept = 16;
 constexpr int kFirstContainerType = 20;
 constexpr int kWebPType = 23;
 
@@ -105,6 +109,21 @@ class MetadataTool : public testing::Test {
   }
   void CompareAll(const std::string& path) {
     for (const Arguments& question : QuestionsAbout(path)) Compare(question);
+    CompareTwice(path);
+  }
+  // What one question has printed answers the others: the last ones first, then all once more.
+  void CompareTwice(const std::string& path) {
+    usleep(50'000);  // a file that was just written is not kept
+    SetImageCacheCount(0);
+    SetImageCacheCount(kMostKept);
+    std::vector<Arguments> questions = QuestionsAbout(path);
+    std::reverse(questions.begin(), questions.end());
+    std::vector<std::string> outputs;
+    for (const Arguments& question : questions) outputs.push_back(AnswerMetadataQuestion(question)->output);
+    for (std::size_t i = 0; i < questions.size(); ++i) {
+      const auto again = AnswerMetadataQuestion(questions[i]);
+      EXPECT_EQ(again->output, outputs[i]) << testing::PrintToString(questions[i]);
+    }
   }
   // A JPEG with this XMP packet.
   std::string MakeWithPacket(const std::string& name, const std::string& packet) {
@@ -179,7 +198,8 @@ TEST_F(MetadataTool, ARepeatedKeyGivesALineEach) {
 
 TEST_F(MetadataTool, UnknownAndMalformedKeysAreNotFound) {
   MakeJpeg(dir_ / "a.jpg", 8, 8, kRichTags);
-  for (const char* key : {"Foo.bar", "Exif", "Exif.", "exif.image.make", "Exif.Image.Make ", "*", "Xmp.dc"}) {
+  for (const char* key :
+       {"", "Foo.bar", "Exif", "Exif.", "exif.image.make", "Exif.Image.Make ", "*", "Xmp.dc"}) {
     Compare(OneKey(key, dir_ / "a.jpg"));
   }
 }

@@ -52,7 +52,7 @@ void Read(const std::string& path, ParsedImage& parsed, std::size_t& bytes) {
   Exiv2::XmpParser::terminate();
   image->readMetadata();
   bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
-          image->xmpPacket().size() * kXmpExpansion;
+          image->xmpData().xmpPacket().size() * kXmpExpansion;
   parsed.type = image->imageType();
   parsed.mime = image->mimeType();
   // A HEIF image repeats the size that its Exif claims, which outlives resizing, unless it has none; TIFF

@@ -9,6 +9,8 @@
 
 #include "platform/api.h"
 
+struct PrintedMetadata;
+
 // What one file holds. Immutable once made.
 struct ParsedImage {
   enum class Outcome {
@@ -29,6 +31,8 @@ struct ParsedImage {
   int width = 0;     // pixels as stored; 0 where the format does not tell
   int height = 0;
   std::string comment;
+
+  mutable std::shared_ptr<const PrintedMetadata> printed{};  // belongs to printed_metadata.h
 };
 
 // The metadata of the file at PATH as it is now: kept ones are known by device, inode, size, modification and

@@ -1,6 +1,5 @@
 #include "process/metadata_tool.h"
 
-#include <iomanip>
 #include <ostream>
 #include <sstream>
 #include <string_view>
@@ -9,6 +8,7 @@
 #include "core/error.h"
 #include "process/exiv2_scope.h"
 #include "process/image_cache.h"
+#include "process/printed_metadata.h"
 
 namespace {
 
@@ -16,26 +16,23 @@ constexpr int kFound = 0;
 constexpr int kNothingRead = 1;  // no such key, or a file that is not read
 constexpr int kNoFile = 255;
 
-constexpr int kKeyWidth = 44;
-constexpr int kTypeWidth = 9;
-constexpr int kCountWidth = 3;
+constexpr std::size_t kKeyWidth = 44;
 
 struct Question {
   std::string path{};
-  std::string key{};  // empty: every key
-  bool show_key = false;
-  bool show_type = false;  // and count
-  bool as_stored = false;  // the value uninterpreted
+  std::optional<std::string> key{};  // nothing: every key
+  bool show_type = false;            // and count
+  bool as_stored = false;            // the value uninterpreted
 };
 
 std::optional<Question> Understand(const std::vector<std::string>& arguments) {
   constexpr std::size_t kListing = 3;
   constexpr std::size_t kOneKey = 5;
   if (arguments.size() == kListing && arguments[1] == "-pa") {
-    return Question{.path = arguments[2], .show_key = true, .show_type = true};
+    return Question{.path = arguments[2], .show_type = true};
   }
   if (arguments.size() == kListing && arguments[1] == "-Pkt") {
-    return Question{.path = arguments[2], .show_key = true};
+    return Question{.path = arguments[2]};
   }
   if (arguments.size() == kOneKey && arguments[1] == "-K" &&
       (arguments[3] == "-Pt" || arguments[3] == "-Pv")) {
@@ -44,20 +41,47 @@ std::optional<Question> Understand(const std::vector<std::string>& arguments) {
   return std::nullopt;
 }
 
-// Prints one kind of metadata after the other into one stream, as the tool does.
-class Listing {
- public:
-  Listing(const Question& question, const ParsedImage& image) : question_(question), image_(image) {}
+void AppendPadded(std::string_view text, std::size_t width, std::string& out) {
+  out += text;
+  if (text.size() < width) out.append(width - text.size(), ' ');
+}
 
-  // An error inside the library ends the listing; what stands already, stays.
+SpawnResult Captured(int status, std::string output) {
+  const bool complete = output.size() <= kMaxCapturedOutput;
+  if (!complete) output.resize(kMaxCapturedOutput);
+  return {status, std::move(output), complete};
+}
+
+// Every key, with type and count where QUESTION asks for them. An error inside the library ends the listing
+// in the middle of a line.
+SpawnResult List(const Question& question, const ParsedImage& image) {
+  const std::shared_ptr<const PrintedMetadata> printed = Printed(image);
+  std::string output;
+  for (const PrintedDatum& datum : printed->data) {
+    AppendPadded(datum.key, kKeyWidth, output);
+    if (question.show_type) output += datum.type;
+    output += "  ";
+    output += datum.value;
+    output += '\n';
+  }
+  if (printed->failed) output.pop_back();
+  return Captured(printed->failed ? kNothingRead : kFound, std::move(output));
+}
+
+// The values of one key, one line an occurrence.
+class Values {
+ public:
+  Values(const Question& question, const ParsedImage& image) : question_(question), image_(image) {}
+
+  // An error inside the library ends them; what stands already, stays.
   SpawnResult Print();
 
  private:
+  void PrintEach();
   template <typename Data>
-  void PrintAll(std::string_view family, const Data& data);
-  void PrintLine(const Exiv2::Metadatum& datum, const std::string& key);
-  void PrintType(const Exiv2::Metadatum& datum);
-  void PrintValue(const Exiv2::Metadatum& datum);
+  void PrintEach(std::string_view family, const Data& data);
+  void PrintEach(const PrintedMetadata& printed);
+  void PrintStored(const Exiv2::Metadatum& datum);
 
   const Question& question_;
   const ParsedImage& image_;
@@ -65,65 +89,55 @@ class Listing {
   bool found_ = false;
 };
 
-SpawnResult Listing::Print() {
-  int status = kFound;
+SpawnResult Values::Print() {
+  int status = kNothingRead;
   try {
-    PrintAll("Exif.", image_.exif);
-    PrintAll("Iptc.", image_.iptc);
-    PrintAll("Xmp.", image_.xmp);
-    if (!question_.key.empty() && !found_) status = kNothingRead;
+    PrintEach();
+    if (found_) status = kFound;
   } catch (const Exiv2::AnyError&) {
     status = kNothingRead;
   }
-  std::string output = std::move(out_).str();
-  const bool complete = output.size() <= kMaxCapturedOutput;
-  if (!complete) output.resize(kMaxCapturedOutput);
-  return {status, std::move(output), complete};
+  return Captured(status, std::move(out_).str());
+}
+
+void Values::PrintEach() {
+  const auto printed = question_.as_stored ? nullptr : PrintedBefore(image_);
+  if (printed != nullptr && !printed->failed) return PrintEach(*printed);
+  PrintEach("Exif.", image_.exif);
+  PrintEach("Iptc.", image_.iptc);
+  PrintEach("Xmp.", image_.xmp);
 }
 
 template <typename Data>
-void Listing::PrintAll(std::string_view family, const Data& data) {
-  if (!question_.key.empty() && !question_.key.starts_with(family)) return;
+void Values::PrintEach(std::string_view family, const Data& data) {
+  if (!question_.key->starts_with(family)) return;
   for (const Exiv2::Metadatum& datum : data) {
     if (static_cast<std::size_t>(out_.tellp()) > kMaxCapturedOutput) return;
-    const std::string key = datum.key();
-    if (!question_.key.empty() && question_.key != key) continue;
-    // Tags that the library has no name for are left out.
-    if (datum.tagName().starts_with("0x")) continue;
-    PrintLine(datum, key);
+    if (question_.key != datum.key() || !IsPrinted(datum)) continue;
+    if (question_.as_stored) {
+      PrintStored(datum);
+    } else {
+      out_ << datum.print(&image_.exif);
+    }
+    out_ << '\n';
     found_ = true;
   }
 }
 
-void Listing::PrintLine(const Exiv2::Metadatum& datum, const std::string& key) {
-  if (question_.show_key) out_ << std::setfill(' ') << std::left << std::setw(kKeyWidth) << key;
-  if (question_.show_type) PrintType(datum);
-  if (question_.show_key) out_ << "  ";
-  PrintValue(datum);
-  out_ << '\n';
+void Values::PrintEach(const PrintedMetadata& printed) {
+  for (const PrintedDatum& datum : printed.data) {
+    if (question_.key != datum.key) continue;
+    out_ << datum.value << '\n';
+    found_ = true;
+  }
 }
 
-void Listing::PrintValue(const Exiv2::Metadatum& datum) {
-  if (!question_.as_stored) {
-    out_ << datum.print(&image_.exif);
-  } else if (const auto* text = dynamic_cast<const Exiv2::XmpTextValue*>(&datum.value())) {
+void Values::PrintStored(const Exiv2::Metadatum& datum) {
+  if (const auto* text = dynamic_cast<const Exiv2::XmpTextValue*>(&datum.value())) {
     out_ << text->value_;  // without the kind of node that it is
   } else {
     out_ << datum.value();
   }
-}
-
-void Listing::PrintType(const Exiv2::Metadatum& datum) {
-  const char* name = datum.typeName();
-  out_ << ' ' << std::left << std::setw(kTypeWidth);
-  if (name != nullptr) {
-    out_ << name;
-  } else {
-    std::ostringstream number;
-    number << "0x" << std::setw(4) << std::setfill('0') << std::hex << datum.typeId();
-    out_ << number.str();
-  }
-  out_ << ' ' << std::setw(kCountWidth) << std::right << datum.count();
 }
 
 SpawnResult Answer(const Question& question) {
@@ -136,8 +150,9 @@ SpawnResult Answer(const Question& question) {
     case ParsedImage::Outcome::kParsed:
       break;
   }
+  if (!question.key) return List(question, *image);
   const Exiv2Scope scope;
-  return Listing(question, *image).Print();
+  return Values(question, *image).Print();
 }
 
 }  // namespace

@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include "platform/image.h"
+#include "platform/safe_image.h"
+#include "process/image_cache.h"
+#include "support/media_maker.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const Tags kTags = {{"Exif.Image.Make", "Maker"},
+                    {"Exif.Photo.FNumber", "28/10"},
+                    {"Iptc.Application2.Keywords", "two words"},
+                    {"Xmp.dc.title", "lang=\"x-default\" Title"}};
+
+// Everything that the image tells, or the error instead.
+std::string Told(Exiv2::Image::AutoPtr (*open)(const std::string&), const std::string& path) {
+  std::ostringstream told;
+  try {
+    const Exiv2::Image::AutoPtr image = open(path);
+    image->readMetadata();
+    told << image->mimeType() << ' ' << image->imageType() << ' ' << image->comment() << ' '
+         << image->checkMode(Exiv2::mdExif) << image->checkMode(Exiv2::mdIptc)
+         << image->checkMode(Exiv2::mdXmp) << '\n';
+    for (const auto& datum : image->exifData()) told << datum.key() << ' ' << datum.toString() << '\n';
+    for (const auto& datum : image->iptcData()) told << datum.key() << ' ' << datum.toString() << '\n';
+    for (const auto& datum : image->xmpData()) told << datum.key() << ' ' << datum.toString() << '\n';
+  } catch (const Exiv2::AnyError& error) {
+    told << error.code() << ' ' << error.what();
+  }
+  return told.str();
+}
+
+// As a fresh parse tells it, whether the file is known already or not.
+void ExpectTheSame(const std::string& path) {
+  const std::string expected = Told(OpenImageSafely, path);
+  SetImageCacheCount(0);
+  SetImageCacheCount(1);
+  EXPECT_EQ(Told(KAVOImageOpen, path), expected) << path;
+  EXPECT_EQ(Told(KAVOImageOpen, path), expected) << path;
+}
+
+class KnownImage : public testing::Test {
+ protected:
+  TempDir dir_;
+};
+
+TEST_F(KnownImage, TellsWhatAFreshParseTells) {
+  for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp"}) MakeImage(dir_ / name, 40, 30, kTags);
+  for (const char* name : {"a.gif", "a.bmp"}) MakeImage(dir_ / name, 40, 30);
+  usleep(50'000);  // a file that was just written is not kept
+  for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp", "a.gif", "a.bmp"}) ExpectTheSame(dir_ / name);
+}
+
+TEST_F(KnownImage, RefusesWithTheErrorOfAFreshParse) {
+  WriteFile(dir_ / "text.jpg", "just a text that is longer than what the library looks at");
+  WriteFile(dir_ / "cut.jpg", "\xFF\xD8\xFF\xE1 and no more");
+  WriteFile(dir_ / "film.jpg", std::string("RIFF\xC8\0\0\0AVI LIST", 16) + std::string(200, '\0'));
+  mkfifo((dir_ / "fifo.jpg").c_str(), 0644);
+  usleep(50'000);
+  for (const char* name : {"text.jpg", "cut.jpg", "film.jpg", "fifo.jpg", "missing.jpg"})
+    ExpectTheSame(dir_ / name);
+}
+
+TEST_F(KnownImage, IsNotParsedAgain) {
+  const std::string path = dir_ / "a.jpg";
+  MakeJpeg(path, 40, 30, kTags);
+  usleep(50'000);
+  const auto parsed = GetParsedImage(path);
+  const long users = parsed.use_count();
+  const Exiv2::Image::AutoPtr image = KAVOImageOpen(path);
+  EXPECT_EQ(parsed.use_count(), users + 1);
+}
+
+TEST_F(KnownImage, AChangedFileTellsItsNewMetadata) {
+  const std::string path = dir_ / "a.jpg";
+  MakeJpeg(path, 40, 30, {{"Exif.Image.Make", "Maker A"}});
+  usleep(50'000);
+  (void)GetParsedImage(path);
+  MakeJpeg(path, 40, 30, {{"Exif.Image.Make", "Maker B"}});
+  ExpectTheSame(path);
+}
+
+TEST_F(KnownImage, CannotBeWritten) {
+  MakeJpeg(dir_ / "a.jpg", 40, 30, kTags);
+  const std::string before = ReadFile(dir_ / "a.jpg");
+  EXPECT_THROW(KAVOImageOpen(dir_ / "a.jpg")->writeMetadata(), Exiv2::Error);
+  EXPECT_EQ(ReadFile(dir_ / "a.jpg"), before);
+}
+
+TEST_F(KnownImage, SharedPhotosTellWhatAFreshParseTells) {
+  if (SharedPhotos().empty()) GTEST_SKIP() << "no shared photos";
+  for (const auto& entry : fs::recursive_directory_iterator(SharedPhotos() / "media")) {
+    if (entry.is_regular_file()) ExpectTheSame(entry.path());
+  }
+}
+
+}  // namespace
