@@ -19,6 +19,8 @@ namespace {
 
 constexpr int kBufferSize = 65536;
 constexpr std::int64_t kProbeSize = std::int64_t{8} << 20;
+// Where a picture says what it is. Videos may have a megabyte of something else in front.
+constexpr int kPictureStart = 65536;
 constexpr std::int64_t kAnalyzeDuration = std::int64_t{5} * AV_TIME_BASE;
 // Larger pictures are measured, not decoded. An 8K video has 33 million.
 constexpr std::int64_t kMaxPixels = std::int64_t{64} << 20;
@@ -65,10 +67,10 @@ class DecoderOptions {
 
 }  // namespace
 
-AvFile::AvFile(int descriptor, std::chrono::milliseconds limit)
+AvFile::AvFile(int descriptor, Kind kind, std::chrono::milliseconds limit)
     : descriptor_(descriptor), deadline_(std::chrono::steady_clock::now() + limit) {
   av_log_set_level(AV_LOG_QUIET);
-  Open();
+  Open(kind);
 }
 
 AvFile::~AvFile() {
@@ -108,7 +110,7 @@ std::int64_t AvFile::Seek(void* self, std::int64_t offset, int whence) {
   return file.position_ = base;
 }
 
-void AvFile::Open() {
+void AvFile::Open(Kind kind) {
   auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferSize));
   io_ = avio_alloc_context(buffer, kBufferSize, 0, this, &AvFile::Read, nullptr, &AvFile::Seek);
   format_ = avformat_alloc_context();
@@ -117,6 +119,7 @@ void AvFile::Open() {
   format_->flags |= AVFMT_FLAG_CUSTOM_IO;
   format_->interrupt_callback = {&AvFile::IsLate, this};
   format_->probesize = kProbeSize;
+  if (kind == Kind::kPicture) format_->format_probesize = kPictureStart;
   format_->max_analyze_duration = kAnalyzeDuration;
   Options options;
   options.Set("protocol_whitelist", kNoProtocol);
@@ -132,7 +135,7 @@ int AvFile::FindStreams() {
 }
 
 PictureSize AvPictureSize(int descriptor) {
-  const AvFile file(descriptor, kAvTimeLimit);
+  const AvFile file(descriptor, AvFile::Kind::kPicture, kAvTimeLimit);
   if (file.format() == nullptr) return {};
   const int index = av_find_best_stream(file.format(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (index < 0) return {};

@@ -16,8 +16,10 @@ struct AVIOContext;
 // messages are muted.
 class AvFile {
  public:
+  enum class Kind { kPicture, kVideo };
+
   // DESCRIPTOR is borrowed. Finds out about the streams for at most LIMIT.
-  AvFile(int descriptor, std::chrono::milliseconds limit);
+  AvFile(int descriptor, Kind kind, std::chrono::milliseconds limit);
   ~AvFile();
   AvFile(const AvFile&) = delete;
   AvFile& operator=(const AvFile&) = delete;
@@ -33,7 +35,7 @@ class AvFile {
   static std::int64_t Seek(void* self, std::int64_t offset, int whence);
   static int IsLate(void* self);
 
-  void Open();
+  void Open(Kind kind);
   int FindStreams();
 
   int descriptor_;

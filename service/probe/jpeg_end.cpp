@@ -1,5 +1,6 @@
 #include "probe/jpeg_end.h"
 
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 namespace {
 
@@ -29,6 +31,19 @@ class Bytes {
   std::optional<std::uint8_t> Next() {
     if (position_ == filled_ && !Fill()) return std::nullopt;
     return buffer_[position_++];
+  }
+  // Passes over what is not VALUE; false when there is none to the end.
+  bool SkipTo(std::uint8_t value) {
+    while (position_ < filled_ || Fill()) {
+      const auto rest = std::span(buffer_).subspan(position_, filled_ - position_);
+      const void* found = memchr(rest.data(), value, rest.size());
+      if (found != nullptr) {
+        position_ += static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - rest.data());
+        return true;
+      }
+      position_ = filled_;
+    }
+    return false;
   }
   void Skip(std::size_t count) {
     const std::size_t left = filled_ - position_;
@@ -60,9 +75,8 @@ class Bytes {
 
 // The next marker, whatever stands before it.
 std::optional<std::uint8_t> NextMarker(Bytes& bytes) {
-  std::optional<std::uint8_t> byte = bytes.Next();
-  while (byte) {
-    while (byte && *byte != kMarker) byte = bytes.Next();
+  while (bytes.SkipTo(kMarker)) {
+    std::optional<std::uint8_t> byte = kMarker;
     while (byte && *byte == kMarker) byte = bytes.Next();
     if (byte && *byte != kStuffing) return byte;
   }

@@ -143,7 +143,7 @@ void Judge(const AvFile& file, bool has_pictures, MediaFacts& facts) {
 
 MediaFacts ReadVideo(int descriptor) {
   MediaFacts facts;
-  const AvFile file(descriptor, kAvTimeLimit);
+  const AvFile file(descriptor, AvFile::Kind::kVideo, kAvTimeLimit);
   AVFormatContext* format = file.format();
   if (format == nullptr) {
     facts.outcome = ProbeOutcome::kUnsupported;
