@@ -139,6 +139,7 @@ int Lend(const char* file) {
       SqliteConnection::Open(file, SqliteFile::kMustExist, last_error);
   if (connection == nullptr || !connection->Run(kLendSetup, last_error)) return -1;
   if (IdOf(file) != before) return Fail("The file was replaced while it was opened.");
+  connection->KeepStatements();
   loan = Loan{std::move(connection), file, *before};
   return 0;
 }

@@ -9,17 +9,15 @@
 
 #include "core/ascii.h"
 #include "db/database_file.h"
+#include "db/sqlite_statements.h"
+#include "db/statement_shape.h"
 #include "platform/database.h"
 
 namespace {
 
 constexpr int kBusyTimeoutMs = 30'000;
 constexpr std::string_view kLikePragma = "case_sensitive_like";
-
-struct Finalize {
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+constexpr std::string_view kForeignKeysPragma = "PRAGMA foreign_keys = ON";
 
 // The file may have been written by anyone: its schema may not reach for functions with side effects, nor may
 // a statement damage the file itself.
@@ -53,12 +51,13 @@ void AddRow(sqlite3_stmt* statement, int columns, ResultSet& result) {
 // Steps to the end, or as far as rows are wanted. SQLITE_DONE, SQLITE_ROW when enough rows are there, or the
 // error.
 int StepThrough(sqlite3_stmt* statement, Window window, ResultSet& result) {
+  int code = sqlite3_step(statement);
+  // Known from the first step on, which prepares the statement anew when the schema has changed.
   const int columns = sqlite3_column_count(statement);
   AddColumns(statement, columns, result);
   int to_skip = window.offset;
   int taken = 0;
-  int code = SQLITE_DONE;
-  while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
+  for (; code == SQLITE_ROW; code = sqlite3_step(statement)) {
     if (to_skip > 0) {
       --to_skip;
       continue;
@@ -67,6 +66,27 @@ int StepThrough(sqlite3_stmt* statement, Window window, ResultSet& result) {
     if (++taken == window.limit) break;
   }
   return code;
+}
+
+constexpr const char* LikePragma(bool on) {
+  return on ? "PRAGMA case_sensitive_like=true" : "PRAGMA case_sensitive_like=false";
+}
+
+// Moves SQL behind STATEMENT, with which it has to begin.
+bool SkipStatement(std::string_view statement, const char*& sql) {
+  std::string_view rest = sql;
+  if (!rest.starts_with(statement)) return false;
+  rest.remove_prefix(statement.size());
+  if (!rest.empty() && rest.front() != ';') return false;
+  if (!rest.empty()) rest.remove_prefix(1);
+  sql = TrimLeft(rest).data();
+  return true;
+}
+
+bool HasForeignKeys(sqlite3* database) {
+  constexpr int kOnlyTell = -1;
+  int on = 0;
+  return sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_FKEY, kOnlyTell, &on) == SQLITE_OK && on == 1;
 }
 
 // As SQLite reads the value of a switch.
@@ -97,6 +117,9 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
   sqlite3_close_v2(database);
 }
 
+SqliteConnection::SqliteConnection(Database database) : database_(std::move(database)) {}
+SqliteConnection::~SqliteConnection() = default;
+
 std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, SqliteFile kind,
                                                          std::string& error) {
   const std::optional<DatabaseFile> place = DatabaseFile::Find(file, error);
@@ -125,26 +148,50 @@ int SqliteConnection::type() const {
 }
 
 bool SqliteConnection::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
-  const char* const end = sql + std::strlen(sql);
-  while (sql != end) {
-    sqlite3_stmt* prepared = nullptr;
-    const char* tail = end;
-    // With its terminator counted the text need not be copied.
-    const int code =
-        sqlite3_prepare_v2(database_.get(), sql, static_cast<int>(end - sql + 1), &prepared, &tail);
-    const Statement statement(prepared);
-    if (code != SQLITE_OK) {
-      error = sqlite3_errmsg(database_.get());
-      return false;
-    }
-    if (prepared != nullptr) {  // null: blanks or a comment
-      NoteLikeSetting({sql, static_cast<std::size_t>(tail - sql)});
-      result.Clear();
-      if (!RunStatement(prepared, window, result, error)) return false;
-    }
-    sql = tail;
+  while (*sql != '\0') {
+    if (!RunFirst(sql, window, result, error)) return false;
   }
   return true;
+}
+
+bool SqliteConnection::RunFirst(const char*& sql, Window window, ResultSet& result, std::string& error) {
+  if (SpareSetting(sql)) {
+    result.Clear();
+    return true;
+  }
+  const std::string_view rest = sql;
+  if (const auto done = RunKept(rest, window, result, error)) {
+    sql += rest.size();
+    return *done;
+  }
+  if (!ApplyLikeSetting(rest, error)) return false;
+  sqlite3_stmt* prepared = nullptr;
+  const char* tail = nullptr;
+  // With its terminator counted the text need not be copied.
+  const int code =
+      sqlite3_prepare_v2(database_.get(), sql, static_cast<int>(rest.size() + 1), &prepared, &tail);
+  const SqliteStatement statement(prepared);
+  if (code != SQLITE_OK) {
+    error = sqlite3_errmsg(database_.get());
+    return false;
+  }
+  const std::string_view text(sql, static_cast<std::size_t>(tail - sql));
+  sql = tail;
+  if (prepared == nullptr) return true;  // blanks or a comment
+  NoteLikeSetting(text);
+  result.Clear();
+  return RunStatement(prepared, window, result, error);
+}
+
+std::optional<bool> SqliteConnection::RunKept(std::string_view sql, Window window, ResultSet& result,
+                                              std::string& error) {
+  if (statements_ == nullptr) return std::nullopt;
+  const std::optional<StatementShape> shape = ShapeOf(sql);
+  if (!shape) return std::nullopt;
+  const BorrowedStatement statement = statements_->Borrow(database_.get(), *shape);
+  if (statement == nullptr) return std::nullopt;
+  result.Clear();
+  return RunStatement(statement.get(), window, result, error);
 }
 
 bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
@@ -171,7 +218,32 @@ bool SqliteConnection::InTransaction() const {
 }
 
 bool SqliteConnection::SetCaseSensitiveLike(bool on, std::string& error) {
-  return Run(on ? "PRAGMA case_sensitive_like=true" : "PRAGMA case_sensitive_like=false", error);
+  return Run(LikePragma(on), error);
+}
+
+void SqliteConnection::KeepStatements() {
+  statements_ = std::make_unique<SqliteStatements>();
+}
+
+bool SqliteConnection::SpareSetting(const char*& sql) {
+  if (statements_ == nullptr) return false;
+  for (const bool on : {true, false}) {
+    if (!SkipStatement(LikePragma(on), sql)) continue;
+    case_sensitive_like_ = on;
+    return true;
+  }
+  return HasForeignKeys(database_.get()) && SkipStatement(kForeignKeysPragma, sql);
+}
+
+bool SqliteConnection::ApplyLikeSetting(std::string_view sql, std::string& error) {
+  if (like_is_case_sensitive_ == case_sensitive_like_ || FindIgnoreCase(sql, "like") == sql.npos) return true;
+  const char* pragma = LikePragma(case_sensitive_like_);
+  if (sqlite3_exec(database_.get(), pragma, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    error = sqlite3_errmsg(database_.get());
+    return false;
+  }
+  like_is_case_sensitive_ = case_sensitive_like_;
+  return true;
 }
 
 // Called for every statement, so the usual ones are dismissed by their first letter; a comment may stand
@@ -186,5 +258,5 @@ void SqliteConnection::NoteLikeSetting(std::string_view statement) {
   if (value.empty() || (value.front() != '=' && value.front() != '(')) return;
   value = TrimLeft(value.substr(1));
   if (!value.empty() && (value.front() == '\'' || value.front() == '"')) value.remove_prefix(1);
-  case_sensitive_like_ = IsOn(FirstWord(value));
+  case_sensitive_like_ = like_is_case_sensitive_ = IsOn(FirstWord(value));
 }

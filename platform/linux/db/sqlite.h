@@ -3,6 +3,7 @@
 #define PLATFORM_LINUX_DB_SQLITE_H_
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,7 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+class SqliteStatements;
 
 enum class SqliteFile { kMustExist, kMayBeMade };
 
@@ -22,6 +24,9 @@ class SqliteConnection : public DatabaseEngine {
   // else); ERROR then has the reason.
   [[nodiscard]] static std::unique_ptr<SqliteConnection> Open(const char* file, SqliteFile kind,
                                                               std::string& error);
+  ~SqliteConnection() override;
+  SqliteConnection(const SqliteConnection&) = delete;
+  SqliteConnection& operator=(const SqliteConnection&) = delete;
 
   [[nodiscard]] int type() const override;
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
@@ -31,6 +36,10 @@ class SqliteConnection : public DatabaseEngine {
 
   // Inside a transaction. SQLite ends one by itself when the disk is full or fails.
   [[nodiscard]] bool InTransaction() const;
+
+  // For a connection of many operations: statements stay prepared for the next time that they differ in
+  // their values only, and LIKE is switched when it is used, since switching it lets go of them all.
+  void KeepStatements();
 
   // Whether LIKE minds letter case; SQLite cannot be asked, so the statements that set it are noted.
   [[nodiscard]] bool case_sensitive_like() const { return case_sensitive_like_; }
@@ -42,14 +51,25 @@ class SqliteConnection : public DatabaseEngine {
   };
   using Database = std::unique_ptr<sqlite3, Close>;
 
-  explicit SqliteConnection(Database database) : database_(std::move(database)) {}
+  explicit SqliteConnection(Database database);
 
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
                                   std::string& error);
+  // Runs the first statement of SQL, or what can be said of it without, and moves SQL behind it.
+  [[nodiscard]] bool RunFirst(const char*& sql, Window window, ResultSet& result, std::string& error);
+  // The same with a kept statement; nothing when SQL is none that is kept.
+  [[nodiscard]] std::optional<bool> RunKept(std::string_view sql, Window window, ResultSet& result,
+                                            std::string& error);
+  // Where statements are kept: passes over the first statement of SQL when it switches LIKE, which is put
+  // off, or switches on foreign keys that are on. Each would cost all kept statements.
+  [[nodiscard]] bool SpareSetting(const char*& sql);
+  [[nodiscard]] bool ApplyLikeSetting(std::string_view sql, std::string& error);
   void NoteLikeSetting(std::string_view statement);
 
   Database database_;
-  bool case_sensitive_like_ = false;
+  std::unique_ptr<SqliteStatements> statements_;  // when they are kept
+  bool case_sensitive_like_ = false;              // as asked for
+  bool like_is_case_sensitive_ = false;           // as it is
 };
 
 #endif  // PLATFORM_LINUX_DB_SQLITE_H_
