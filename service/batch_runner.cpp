@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLongestTransaction{50};
 // The platform keeps the metadata of so many images: read further ahead, each would be parsed again when it
 // is written.
-constexpr std::size_t kReadAhead = 16;
+constexpr std::size_t kReadAhead = 32;
 constexpr unsigned kIndexType = 1;  // any kind of folder that concerns the plug-in
 
 // What every personal photo folder is called on an appliance. The plug-in takes that album name for the root
@@ -88,6 +88,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
 void BatchRunner::WriteTransaction(std::size_t first) {
   results_.clear();
   AnnounceNoItem();
+  const WriteTurn::Holder turn(turn_);
   if (KAVODBBatchBegin() != 0) return RetryOneByOne(first);
   WriteItems(first);
   AnnounceNoItem();

@@ -14,13 +14,15 @@
 #include "plugin.h"
 #include "wire.h"
 #include "work_item.h"
+#include "write_turn.h"
 
 // Takes batches through the plug-in: some files are read first, then written in transactions of at most 50
 // ms, so that other processes get their turn at the database. What is reported is committed.
 class BatchRunner {
  public:
-  BatchRunner(const Plugin& plugin, std::string library, LogCapture& log, Channel& channel)
-      : plugin_(plugin), library_(std::move(library)), log_(log), channel_(channel) {}
+  BatchRunner(const Plugin& plugin, std::string library, LogCapture& log, Channel& channel,
+              const WriteTurn& turn)
+      : plugin_(plugin), library_(std::move(library)), log_(log), channel_(channel), turn_(turn) {}
 
   // False when the supervisor wants no more or is gone; what was done by then is committed and reported.
   [[nodiscard]] bool Run(const std::vector<WorkItem>& items);
@@ -69,6 +71,7 @@ class BatchRunner {
   std::string library_;
   LogCapture& log_;
   Channel& channel_;
+  const WriteTurn& turn_;
   std::vector<WorkItem> items_;
   std::vector<Prepared> prepared_;
   std::vector<ItemResult> results_;         // of the current transaction

@@ -67,7 +67,7 @@ std::size_t Supervisor::WantedWorkers() const {
 void Supervisor::StartWorkers() {
   const std::size_t wanted = WantedWorkers();
   while (slots_.size() < wanted && (slots_.empty() || failed_starts_ < kMostFailedStarts)) {
-    auto started = WorkerProcess::Start(options_.plugin, options_.library);
+    auto started = WorkerProcess::Start(options_.plugin, options_.library, turn_);
     if (!started) {
       ++failed_starts_;
       if (slots_.empty()) failure_ = started.failure();

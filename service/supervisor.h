@@ -14,6 +14,7 @@
 #include "wire.h"
 #include "work_queue.h"
 #include "worker_process.h"
+#include "write_turn.h"
 
 // Hears what a run does, in the supervisor's thread.
 class RunObserver {
@@ -89,6 +90,7 @@ class Supervisor {
   WorkQueue& queue_;
   RunObserver& observer_;
   StopSignals& signals_;
+  const FileDescriptor turn_ = WriteTurn::MakeShared();
   Slots slots_;
   bool library_open_ = false;  // one worker has opened it; more may follow
   int failed_starts_ = 0;      // in a row

@@ -15,6 +15,7 @@
 #include "plugin.h"
 #include "probe/probe.h"
 #include "wire.h"
+#include "write_turn.h"
 
 namespace {
 
@@ -54,6 +55,8 @@ int RunWorker(const WorkerOptions& options) {
   fcntl(kWorkerLogPipe, F_SETFD, FD_CLOEXEC);
   Channel channel{FileDescriptor(kWorkerSocket)};
   LogCapture log{FileDescriptor(kWorkerLogPipe)};
+  const WriteTurn turn(kWorkerTurn);
+  close(kWorkerTurn);
   if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
   MuteProbeLibraries();
 
@@ -61,6 +64,6 @@ int RunWorker(const WorkerOptions& options) {
   if (!plugin) return Refuse(channel, plugin.failure());
   auto session = LibrarySession::Open(*plugin, log, options.library);
   if (!session) return Refuse(channel, session.failure());
-  BatchRunner runner(*plugin, options.library, log, channel);
+  BatchRunner runner(*plugin, options.library, log, channel, turn);
   return Serve(channel, runner);
 }

@@ -11,6 +11,7 @@
 // pipe.
 inline constexpr int kWorkerSocket = 3;
 inline constexpr int kWorkerLogPipe = 4;
+inline constexpr int kWorkerTurn = 5;
 
 struct WorkerOptions {
   std::string plugin;

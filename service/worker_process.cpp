@@ -125,7 +125,8 @@ std::string LastLine(const std::string& text) {
 
 }  // namespace
 
-Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const std::string& library) {
+Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const std::string& library,
+                                            const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
   if (!sockets || !log) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(errno)};
@@ -135,6 +136,7 @@ Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const std
   setup.Give(log->theirs, STDERR_FILENO);
   setup.Give(sockets->theirs, kWorkerSocket);
   setup.Give(log->ours, kWorkerLogPipe);
+  if (turn) setup.Give(turn, kWorkerTurn);
   pid_t pid = 0;
   const int error = setup.Spawn({"lumivault", "worker", "--plugin=" + plugin, "--library=" + library,
                                  "--supervisor=" + std::to_string(getpid())},

@@ -15,7 +15,9 @@
 // One worker process as the supervisor holds it: started by Start, gone when the object is.
 class WorkerProcess {
  public:
-  static Outcome<WorkerProcess> Start(const std::string& plugin, const std::string& library);
+  // TURN is what the workers of a run share (write_turn.h); it may be empty.
+  static Outcome<WorkerProcess> Start(const std::string& plugin, const std::string& library,
+                                      const FileDescriptor& turn);
   ~WorkerProcess() { Kill(); }
   WorkerProcess(WorkerProcess&& other) noexcept
       : pid_(std::exchange(other.pid_, 0)),

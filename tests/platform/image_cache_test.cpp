@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int kMostKept = 16;
+constexpr int kMostKept = 32;
 
 // A file is trusted to be unchanged once the clock of its file system has moved on.
 void LetTheClockMoveOn() {
@@ -206,7 +206,7 @@ TEST_F(ImageCache, AFifoIsNotWaitedFor) {
   EXPECT_EQ(GetParsedImage(dir_ / "a.jpg")->outcome, ParsedImage::Outcome::kMissing);
 }
 
-TEST_F(ImageCache, KeepsTheLastSixteen) {
+TEST_F(ImageCache, KeepsTheLastOnes) {
   std::vector<std::string> paths;
   for (int number = 0; number <= kMostKept; ++number)
     paths.push_back(MakePhoto(std::to_string(number) + ".jpg"));
@@ -250,6 +250,22 @@ TEST_F(ImageCache, MuchMetadataIsKeptUntilTheNextFile) {
   EXPECT_FALSE(image.expired());
   (void)GetParsedImage(other);
   EXPECT_TRUE(image.expired());
+}
+
+// Each little enough to be kept, together too much.
+TEST_F(ImageCache, FewerAreKeptWhereTheyHoldMuch) {
+  constexpr std::size_t kMuch = std::size_t{3} << 20;
+  constexpr std::size_t kFit = 7;
+  std::vector<std::string> paths;
+  for (std::size_t number = 0; number <= kFit; ++number) {
+    paths.push_back(dir_ / (std::to_string(number) + ".tif"));
+    MakeImage(paths.back(), 8, 8, {{"Exif.Image.ImageDescription", std::string(kMuch, 'x')}});
+  }
+  LetTheClockMoveOn();
+  std::vector<std::weak_ptr<const ParsedImage>> kept;
+  for (const std::string& path : paths) kept.push_back(GetParsedImage(path));
+  EXPECT_TRUE(kept[0].expired());
+  for (std::size_t number = 1; number <= kFit; ++number) EXPECT_FALSE(kept[number].expired()) << number;
 }
 
 TEST_F(ImageCache, EnormousMetadataIsNotKept) {

@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 using Arguments = std::vector<std::string>;
 
 constexpr const char* kRealTool = "/usr/bin/exiv2";
-constexpr std::size_t kMostKept = 16;
+constexpr std::size_t kMostKept = 32;
 constexpr int kFirstContainerType = 20;
 constexpr int kWebPType = 23;
 

@@ -17,10 +17,11 @@ namespace {
 
 using Image = std::shared_ptr<const ParsedImage>;
 
-constexpr std::size_t kMostKept = 16;
+constexpr std::size_t kMostKept = 32;
 // Estimated bytes of one file's metadata. An ordinary photo has some 100 KB. A large one is kept for the
 // questions that follow the first, and let go before the next file is parsed; a larger one is not kept.
 constexpr std::size_t kLarge = std::size_t{4} << 20;
+constexpr std::size_t kMostBytes = std::size_t{24} << 20;  // of those that are not large
 constexpr std::size_t kLargestKept = std::size_t{64} << 20;
 constexpr std::size_t kDatumOverhead = 256;  // nodes, keys and value objects around the bytes of one value
 constexpr std::size_t kXmpExpansion = 4;     // parsed values against the bytes of their packet
@@ -104,7 +105,9 @@ class Cache {
   struct Entry {
     FileState state;
     Image image;
-    bool large = false;
+    std::size_t bytes = 0;
+
+    bool large() const { return bytes > kLarge; }
   };
 
   Image Find(const FileState& state);
@@ -120,10 +123,10 @@ Image Cache::Get(const std::string& path) {
   const std::optional<FileState> before = StateOf(path);
   if (!before) return std::make_shared<ParsedImage>();
   if (Image kept = Find(*before)) return kept;
-  std::erase_if(entries_, [](const Entry& entry) { return entry.large; });
+  std::erase_if(entries_, [](const Entry& entry) { return entry.large(); });
   Parse parse = ParseFile(path);
   const bool stable = parse.repeatable && !MayChangeUnseen(*before) && StateOf(path) == before;
-  if (stable && parse.bytes <= kLargestKept) Keep({*before, parse.image, parse.bytes > kLarge});
+  if (stable && parse.bytes <= kLargestKept) Keep({*before, parse.image, parse.bytes});
   return parse.image;
 }
 
@@ -143,8 +146,13 @@ Image Cache::Find(const FileState& state) {
 
 void Cache::Keep(Entry entry) {
   if (count_ == 0) return;
-  if (entries_.size() == count_) entries_.pop_back();
   entries_.insert(entries_.begin(), std::move(entry));
+  std::size_t bytes = 0;
+  const auto end = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& kept) {
+    return !kept.large() && (bytes += kept.bytes) > kMostBytes;
+  });
+  entries_.erase(end, entries_.end());
+  if (entries_.size() > count_) entries_.pop_back();
 }
 
 Cache& TheCache() {

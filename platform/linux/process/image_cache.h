@@ -40,8 +40,8 @@ struct ParsedImage {
 // std::bad_alloc only. Threads: may be called from any; parses one file at a time.
 KAVO_API std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& path);
 
-// How many files are kept: at most, and at first, 16; 0 keeps none. Files with unusually much metadata are
-// not kept.
+// How many files are kept: at most, and at first, 32; 0 keeps none. Fewer are
+// kept where they have much metadata, and such with an enormous amount not at all.
 KAVO_API void SetImageCacheCount(std::size_t count);
 
 #endif  // PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_

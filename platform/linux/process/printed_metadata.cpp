@@ -11,7 +11,7 @@
 namespace {
 
 // Bytes of one file. An ordinary photo prints some 20 KB.
-constexpr std::size_t kMostKept = std::size_t{1} << 20;
+constexpr std::size_t kMostKept = std::size_t{256} << 10;
 
 std::mutex& TheMutex() {
   static std::mutex mutex;
