@@ -50,6 +50,15 @@ std::string Content(const fs::path& path) {
 
 }  // namespace
 
+void MakeCopies(const fs::path& photo, const fs::path& folder, std::size_t count) {
+  const std::string content = Content(photo);
+  for (std::size_t i = 0; i < count; ++i) {
+    const fs::path album = folder / ("album" + std::to_string(i / kFilesPerFolder));
+    fs::create_directories(album);
+    std::ofstream(album / (std::to_string(i) + "-" + photo.filename().string()), std::ios::binary) << content;
+  }
+}
+
 std::vector<std::string> MakePhotoSet(const fs::path& source, const fs::path& folder, std::size_t count) {
   const std::vector<fs::path> photos = Photos(source);
   if (photos.empty()) throw std::runtime_error("no readable photos below " + source.string());

@@ -12,4 +12,7 @@
 std::vector<std::string> MakePhotoSet(const std::filesystem::path& source,
                                       const std::filesystem::path& folder, std::size_t count);
 
+// Fills FOLDER with COUNT files of the content of PHOTO.
+void MakeCopies(const std::filesystem::path& photo, const std::filesystem::path& folder, std::size_t count);
+
 #endif  // BENCH_PHOTO_SET_H_

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -53,11 +54,21 @@ void Sample(pid_t pid, ProgramRun& run) {
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
-  execv(arguments.front(), arguments.data());
+  execvp(arguments.front(), arguments.data());
   _exit(127);
 }
 
 }  // namespace
+
+double SecondsOf(const std::vector<std::string>& command) {
+  const auto start = Clock::now();
+  const pid_t pid = fork();
+  if (pid == 0) Become(command);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  if (status != 0) throw std::runtime_error(command.front() + " failed");
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
 ProgramRun RunAndWatch(const std::vector<std::string>& command) {
   ProgramRun run;

@@ -15,4 +15,7 @@ struct ProgramRun {
 // Runs a program with its output thrown away and watches its memory every few milliseconds.
 ProgramRun RunAndWatch(const std::vector<std::string>& command);
 
+// Runs a program with its output thrown away, undisturbed. Throws when it does not end with exit status 0.
+double SecondsOf(const std::vector<std::string>& command);
+
 #endif  // BENCH_PROCESS_PEAK_H_
