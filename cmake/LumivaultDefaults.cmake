@@ -37,4 +37,8 @@ endif()
 if(CMAKE_BUILD_TYPE STREQUAL "Release" OR CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
   target_compile_options(lumivault_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
+if(LUMIVAULT_TYPE_INFO)
+  # In the libraries alone: programs are linked without (tests/CMakeLists.txt).
+  set(LUMIVAULT_TYPE_OPTIONS -g)
+endif()
 target_link_options(lumivault_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)

@@ -4,7 +4,13 @@ build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-
   libavformat-dev libcli11-dev"
 run_packages="sqlite3"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg"
+abi_packages="abigail-tools"
 lint_packages="clang-format clang-tidy"
+
+# The 32-bit ARM build: tools for this machine, and what goes into its sysroot.
+cross_packages="g++-arm-linux-gnueabihf qemu-user-static"
+armhf_packages="libc6-dev libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev libavformat-dev libcli11-dev libgtest-dev
+  libgmock-dev"
 
 fail() {
   echo "lumivault: $*" >&2

@@ -11,15 +11,8 @@
 #include <stdint.h>
 
 #include "lumivault/export.h"
+#include "lumivault/handles.h"
 #include "lumivault/media_info.h"
-
-/* Handles of the database access library (src/platform/database.h). */
-typedef struct tag_KAVODB_CONNECTION KAVODB_CONNECTION;
-typedef struct tag_KAVODB_RESULT KAVODB_RESULT;
-typedef void* KAVODB_ROW;
-
-/* A list of texts of the core library (src/platform/string_list.h). */
-typedef struct __tag_RLIBCSZLIST RLIBCSZLIST;
 
 /* Logical tables. */
 typedef enum tag_PHOTO_TABLE_TYPE {

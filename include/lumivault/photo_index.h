@@ -1,14 +1,20 @@
-/* The plug-in entry points, resolved by name. Callable from C but for the *_Json forms, whose record is a
- * Json::Value of JsonCpp.
+/* The plug-in entry points, resolved by name (dlopen, dlsym). Callable from C but for the *_Json forms, whose
+ * record is a Json::Value of JsonCpp. A program needs nothing else to index: no start-up call, and
+ * IndexDBClose at the end.
  *
- * INDEXTYPE is the kind of the indexed folder; only 1, 2, 4 and 5 concern this plug-in.
+ * Arguments: every path is absolute and belongs to the caller; NULL and the empty path are failures where a
+ * function says nothing else. INDEXTYPE is the kind of the indexed folder; only 1, 2, 4 and 5 concern this
+ * plug-in. SIZE counts bytes, terminator included.
  * Results: 0 done or not this plug-in's business, -1 failure, where a function says nothing else. The reason
- * of a failure goes to syslog. No exception leaves these functions. Threads: one call at a time in a process.
+ * of a failure goes to syslog. No exception leaves these functions.
+ * Threads: one call at a time in a process, whatever its thread; calls set the request context
+ * (request_context.h) and may wait up to 30 s for a database that another process writes.
  */
 #ifndef LUMIVAULT_PHOTO_INDEX_H_
 #define LUMIVAULT_PHOTO_INDEX_H_
 
 #include "lumivault/export.h"
+#include "lumivault/handles.h"
 #include "lumivault/media_info.h"
 
 #ifdef __cplusplus
@@ -21,30 +27,46 @@ extern "C" {
 typedef struct KAVO_JSON_VALUE KAVO_JSON_VALUE;
 #endif
 
-/* File events. INFO describes the file as it is now; the JSON forms complete it in place. */
+/* File events. INFO, the caller's, describes the file as it is now ("szPath" at least) in the members of
+ * KAVO_MEDIA_INFO; the record forms leave it as it is, the JSON forms complete it in place. */
+
+/* Writes the row of a new or changed file and hands a photo to the background jobs. */
 LUMIVAULT_API int IndexAdd_Json(KAVO_JSON_VALUE* info, unsigned indexType);
 LUMIVAULT_API int IndexAdd(KAVO_MEDIA_INFO* info, unsigned indexType);
+/* Moves the rows of OLD_PATH to the path in INFO, or writes new ones. */
 LUMIVAULT_API int IndexRename_Json(KAVO_JSON_VALUE* info, unsigned indexType, const char* old_path);
 LUMIVAULT_API int IndexRename(KAVO_MEDIA_INFO* info, unsigned indexType, const char* old_path);
-/* -1 also when the file is still there: its rows are then kept. */
+/* Removes the rows of a file that is gone. -1 also when it is still there: its rows are then kept. */
 LUMIVAULT_API int IndexDelete(const char* path);
-/* 1 concerned, 0 not, -1 bad path. */
+/* Whether PATH is one that is indexed: 1 concerned, 0 not, -1 bad path. */
 LUMIVAULT_API int IndexIsIndexPath(const char* path, unsigned indexType);
-/* 1 indexed, 0 not, -1 bad parameter. */
+/* Whether the share of PATH is indexed: 1 indexed, 0 not, -1 bad parameter. */
 LUMIVAULT_API int IndexIsShareIndexed(const char* path);
 
-/* Folder events. A sub-album takes the public flag of its parent, which must have been added before. */
+/* Folder events. */
+
+/* Writes the album of FOLDER. A sub-album takes the public flag of its parent, which must have been added
+ * before. */
 LUMIVAULT_API int IndexDirAdd(const char* folder);
+/* Removes the album of FOLDER, its sub-albums and every row below it. */
 LUMIVAULT_API int IndexDirDelete(const char* folder);
+/* Gives the album of OLD_FOLDER its new name. What is recorded below the new name goes first; the files below
+ * the old one are moved by IndexRename. */
 LUMIVAULT_API int IndexDirRename(const char* new_folder, const char* old_folder);
 
 /* Full reindex: mark below ROOT, send every file and folder again, sweep what was not sent. */
+
+/* Marks every row below ROOT as not seen. */
 LUMIVAULT_API int IndexPreReindex(const char* root);
+/* IndexAdd for a file that is sent again. */
 LUMIVAULT_API int IndexReindexUpdate_Json(KAVO_JSON_VALUE* info, unsigned indexType);
 LUMIVAULT_API int IndexReindexUpdate(KAVO_MEDIA_INFO* info, unsigned indexType);
-/* -1 also after a successful update; services do not stop on it. */
+/* IndexDirAdd for a folder that is sent again. -1 also after a successful update; services do not stop on it.
+ */
 LUMIVAULT_API int IndexReindexDirUpdate(const char* folder);
+/* Deletes the rows below ROOT that are still marked, and compacts the shared database. */
 LUMIVAULT_API int IndexPostReindex(const char* root);
+/* Compacts the shared database; after a call for a personal library it does nothing. */
 LUMIVAULT_API int IndexDBVacuum(void);
 
 /* Background jobs: one line each at the end of the package's queue file. 0 also when face recognition is off;
@@ -61,8 +83,9 @@ LUMIVAULT_API int IndexDBGetOne(int media_kind, const char* path, KAVO_MEDIA_INF
 LUMIVAULT_API int IndexVersionGet(const char* path, unsigned* out);
 /* Sets it; 0 also when the photo has no row. */
 LUMIVAULT_API int IndexVersionUpdate(const char* path, unsigned version);
+/* Closes the connection of the shared database, which the next call opens again. Always 0. */
 LUMIVAULT_API int IndexDBClose(void);
-/* The mask of the thumbnail sizes that PATH needs, 0 for none. */
+/* The mask of the thumbnail sizes that the file (folder) at PATH needs, 0 for none and for NULL. */
 LUMIVAULT_API int IndexGetThumbSizeMap(const char* path);
 LUMIVAULT_API int IndexGetDirThumbSizeMap(const char* folder);
 /* 0 excluded or not concerned, 1 needs conversion, 2 does not. */
@@ -84,11 +107,10 @@ LUMIVAULT_API int IndexFaceRecognitionLableCheck(const char* path, const char* n
 /* The id of the unconfirmed link of PATH's photo with the label, made with the place INFO when missing; -1
  * when the photo has no row and on failure. */
 LUMIVAULT_API int IndexFaceRecognitionAddDetectionResult(const char* info, const char* path, int label_id);
-/* A list of face lines (src/platform/string_list.h), freed by the caller with RLIBCSzListFree, or NULL on
+/* A list of face lines (platform/string_list.h), freed by the caller with RLIBCSzListFree, or NULL on
  * failure: those of the photo at PATH for SELECTOR 0, else all named and confirmed ones of its library.
  * CONDITION changes nothing. */
-LUMIVAULT_API struct __tag_RLIBCSZLIST* IndexFaceRecognitionDataGet(const char* path, int selector,
-                                                                    int condition);
+LUMIVAULT_API RLIBCSZLIST* IndexFaceRecognitionDataGet(const char* path, int selector, int condition);
 /* Gives a link another label. 0 also when there is no such link. */
 LUMIVAULT_API int IndexFaceRecognitionUpdateImageLabel(int link_id, int label_id);
 /* Writes "place, column of the place" of a link with a tab between into OUT, cut to SIZE bytes. -1 (OUT

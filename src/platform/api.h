@@ -1,7 +1,7 @@
 #ifndef PLATFORM_API_H_
 #define PLATFORM_API_H_
 
-// The platform is a shared library of its own; its functions are the only symbols it shows.
-#define KAVO_API __attribute__((visibility("default")))
+// KAVO_API: the platform is a shared library of its own; its functions are the only symbols it shows.
+#include "lumivault/export.h"
 
 #endif  // PLATFORM_API_H_

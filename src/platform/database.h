@@ -1,17 +1,16 @@
-// One interface over SQLite and PostgreSQL.
+// One interface over SQLite and PostgreSQL. Installed as lumivault/platform/database.h; callable from C.
 //
 // A connection and the results made from it are used by one thread at a time. All texts are NUL-terminated
 // UTF-8. Nothing here logs: a failure is -1 or null, and KAVODBErrorGet tells its text.
 #ifndef PLATFORM_DATABASE_H_
 #define PLATFORM_DATABASE_H_
 
-#include "platform/api.h"
+#include "lumivault/export.h"
+#include "lumivault/handles.h"
 
+#ifdef __cplusplus
 extern "C" {
-
-typedef struct tag_KAVODB_CONNECTION KAVODB_CONNECTION;
-typedef struct tag_KAVODB_RESULT KAVODB_RESULT;
-typedef void* KAVODB_ROW;
+#endif
 
 enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 
@@ -77,6 +76,8 @@ KAVO_API char* KAVODBEscapeStringEX3(int database_type, const char* sql_template
 // but blanks behind it.
 KAVO_API int EscapeConditionEX2(int database_type, const char* condition, char* out);
 
+#ifdef __cplusplus
 }  // extern "C"
+#endif
 
 #endif  // PLATFORM_DATABASE_H_

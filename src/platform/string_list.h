@@ -1,12 +1,14 @@
-// A growing list of texts, owned by whoever allocated it.
+// A growing list of texts, owned by whoever allocated it, used by one thread at a time. Installed as
+// lumivault/platform/string_list.h; callable from C.
 #ifndef PLATFORM_STRING_LIST_H_
 #define PLATFORM_STRING_LIST_H_
 
-#include "platform/api.h"
+#include "lumivault/export.h"
+#include "lumivault/handles.h"
 
+#ifdef __cplusplus
 extern "C" {
-
-typedef struct __tag_RLIBCSZLIST RLIBCSZLIST;
+#endif
 
 // SIZE is the number of entries to make room for; the list grows beyond it. Null when memory is out.
 KAVO_API RLIBCSZLIST* RLIBCSzListAlloc(int size);
@@ -22,6 +24,8 @@ KAVO_API void RLIBCSzListFree(RLIBCSZLIST* list);
 // number of pieces, or -1.
 KAVO_API int RLIBCStrSepToList(const char* text, const char* separator, RLIBCSZLIST* list);
 
+#ifdef __cplusplus
 }  // extern "C"
+#endif
 
 #endif  // PLATFORM_STRING_LIST_H_

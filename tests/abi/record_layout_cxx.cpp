@@ -1,0 +1,2 @@
+// The same layout for C++ programs.
+#include "record_layout.c"
