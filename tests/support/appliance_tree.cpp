@@ -45,23 +45,33 @@ void SetKeyValue(const fs::path& file, const std::string& key, const std::string
 
 }  // namespace
 
-ApplianceTree::ApplianceTree() : dir_(ProcessFolder()) {
+ApplianceTree::ApplianceTree(Place place) : place_(place), dir_(ProcessFolder()) {
   RemoveContent(dir_);
   fs::create_directories(shared());
   fs::create_directories(dir_ / "volume" / "homes");
-  fs::create_directories(root() / "var/services");
-  fs::create_directory_symlink(shared(), root() / "var/services/photo");
-  fs::create_directory_symlink(dir_ / "volume" / "homes", root() / "var/services/homes");
+  LinkShares();
+  InstallPackage();
+  EnablePackage(true);
+  Set("runpersonallumivault", "yes");
+  if (place_ == Place::kTemporary) setenv(kRootVariable, root().c_str(), 1);
+}
 
+void ApplianceTree::LinkShares() const {
+  const fs::path services = root() / "var/services";
+  fs::remove_all(services);
+  fs::create_directories(services);
+  fs::create_directory_symlink(shared(), services / "photo");
+  fs::create_directory_symlink(dir_ / "volume" / "homes", services / "homes");
+}
+
+void ApplianceTree::InstallPackage() const {
+  fs::remove_all(root() / "usr/kavo");
   fs::create_directories(root() / "usr/kavo/bin");
   fs::create_symlink("/usr/bin/sqlite3", root() / "usr/kavo/bin/sqlite3");
+  fs::remove_all(root() / "var/packages/Lumivault");
   const fs::path sql = root() / "var/packages/Lumivault/target/photo_scripts/sql";
   fs::create_directories(sql);
   fs::copy_file(fs::path(LUMIVAULT_SQL_DIR) / "pphoto.sql", sql / "pphoto.sql");
-
-  EnablePackage(true);
-  Set("runpersonallumivault", "yes");
-  setenv(kRootVariable, root().c_str(), 1);
 }
 
 ApplianceTree::~ApplianceTree() {

@@ -27,6 +27,7 @@ using Row = std::map<std::string, std::string>;  // SQL NULL reads as "NULL"
 //   INSTANTIATE_TEST_SUITE_P(Engines, SaveTest, BothEngines(), EngineName);
 class LibraryTest : public testing::TestWithParam<Engine> {
  protected:
+  explicit LibraryTest(ApplianceTree::Place place = ApplianceTree::Place::kTemporary) : tree_(place) {}
   void SetUp() override;
   void TearDown() override;
 
