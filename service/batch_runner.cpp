@@ -6,12 +6,15 @@
 
 #include "album_name.h"
 #include "fingerprint.h"
+#include "gone.h"
 #include "library.h"
+#include "people_merge_pause.h"
 #include "platform/connection_lending.h"
 #include "platform/files.h"
 #include "probe/probe.h"
 #include "process/printed_metadata.h"
 #include "queries_sql.h"
+#include "savepoint.h"
 
 namespace {
 
@@ -26,6 +29,9 @@ constexpr unsigned kIndexType = 1;  // any kind of folder that concerns the plug
 // What every personal photo folder is called on an appliance. The plug-in takes that album name for the root
 // album, whose text is empty; the name of the library's folder is nobody's album.
 constexpr const char* kPhotoFolderName = "photo";
+
+// Before the name of rows that are about to be deleted.
+constexpr const char* kHiddenPrefix = ".lumivault-gone-";
 
 bool LiesDirectlyIn(const std::string& path, const std::string& folder) {
   return path.rfind('/') == folder.size() && path.starts_with(folder);
@@ -76,6 +82,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   const MediaKind kind = item.kind == ItemKind::kPhoto ? MediaKind::kPhoto : MediaKind::kVideo;
   ProbeResult probed = ProbeFile(item.path, kind);
   prepared.storable = Storable(probed);
+  prepared.readable = probed.outcome != ProbeOutcome::kUnreadable;
   prepared.trouble = std::move(probed.reason);
   prepared.record = std::move(probed.media);
   if (LiesDirectlyIn(item.path, library_)) prepared.record["szAlbum"] = kPhotoFolderName;
@@ -105,14 +112,26 @@ void BatchRunner::WriteItems(std::size_t first) {
 
 ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   const WorkItem& item = items_[index];
+  // A file that cannot be opened today may be as it was: it is tried again.
+  if (!prepared.readable) return ItemResult::NotKept(prepared.trouble);
   if (!prepared.storable && item.action != ItemAction::kMove) return ItemResult::Failed(prepared.trouble);
   Announce(index);
   static_cast<void>(log_.Take());
   const int mark = KAVODBBatchMark();
-  ItemResult result = Call(item, prepared);
+  ItemResult result = item.from.empty() ? Call(item, prepared) : CallForMove(item, prepared);
   // What a failed call took from side files is in no row.
   if (!result.done()) KAVODBBatchForgetRemovals(mark);
   result.fingerprint = prepared.fingerprint;
+  return result;
+}
+
+// A move is made as a whole or not at all: what the plug-in clears or writes under the new name on the way
+// would be in the way of the next attempt.
+ItemResult BatchRunner::CallForMove(const WorkItem& item, Prepared& prepared) {
+  Savepoint start(Database());
+  if (!start.set()) return CannotAsk();
+  ItemResult result = Call(item, prepared);
+  if (result.done() && !start.Keep()) return CannotAsk();
   return result;
 }
 
@@ -123,7 +142,8 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
     case ItemAction::kSweep:
       return Judge(plugin_.IndexPostReindex(item.path.c_str()));
     case ItemAction::kSetAside:
-      return SetAside(item);
+    case ItemAction::kRename:
+      return RenameRows(item, Json::Value(Json::objectValue));
     case ItemAction::kAdd:
     case ItemAction::kMove:
     case ItemAction::kDelete:
@@ -131,25 +151,21 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
       break;
   }
   if (item.kind == ItemKind::kFolder) return CallForFolder(item);
-  if (item.action == ItemAction::kDelete) return Judge(plugin_.IndexDelete(item.path.c_str()));
+  if (item.action == ItemAction::kDelete) return DeleteFile(item);
   return item.action == ItemAction::kMove ? MoveFile(item, prepared) : Update(item, prepared);
 }
 
 ItemResult BatchRunner::CallForFolder(const WorkItem& item) {
   const char* path = item.path.c_str();
-  const bool can_be_album = item.path == library_ || NoAlbumReason(Key(item.path)) == nullptr;
-  if (!can_be_album && item.action != ItemAction::kDelete) return ItemResult::Stored();
+  if (item.action == ItemAction::kDelete) return DeleteFolder(item);
+  if (item.path != library_ && NoAlbumReason(Key(item.path)) != nullptr) return ItemResult::Stored();
   switch (item.action) {
     case ItemAction::kMove:
       return MoveFolder(item);
-    case ItemAction::kDelete:
-      // It may be back since the scan.
-      if (RLIBCFileCheckDir(path) == 1) return ItemResult::NotKept("the folder is there again");
-      return Judge(plugin_.IndexDirDelete(path));
     case ItemAction::kReindex:
       // Its result is -1 whatever it did; the row tells.
       static_cast<void>(plugin_.IndexReindexDirUpdate(path));
-      return Judge(item.path == library_ || HasAlbum(item.path) ? 0 : -1);
+      return Judge(item.path == library_ || HasAlbum(item.path) == true ? 0 : -1);
     default:
       return Judge(plugin_.IndexDirAdd(path));
   }
@@ -157,11 +173,33 @@ ItemResult BatchRunner::CallForFolder(const WorkItem& item) {
 
 // A move whose old rows are not there any more was made by a run that could not note it.
 ItemResult BatchRunner::MoveFolder(const WorkItem& item) {
-  if (HasAlbum(item.from)) {
-    ItemResult moved = Judge(plugin_.IndexDirRename(item.path.c_str(), item.from.c_str()));
+  const auto recorded = HasAlbum(item.from);
+  if (!recorded) return CannotAsk();
+  if (*recorded) {
+    const int result = plugin_.IndexDirRename(item.path.c_str(), item.from.c_str());
+    ItemResult moved = JudgeGone(result, ItemKind::kFolder, item.from);
     if (!moved.done()) return moved;
   }
   return Judge(plugin_.IndexDirAdd(item.path.c_str()));
+}
+
+ItemResult BatchRunner::DeleteFolder(const WorkItem& item) {
+  // It may be back since the scan, or out of reach.
+  if (!IsGone(item.path, ItemKind::kFolder)) return ItemResult::NotKept("the folder is there again");
+  return JudgeGone(plugin_.IndexDirDelete(item.path.c_str()), ItemKind::kFolder, item.path);
+}
+
+// The plug-in keeps the rows of a name that is there: where a folder bears it now, they go under another.
+ItemResult BatchRunner::DeleteFile(const WorkItem& item) {
+  if (RLIBCFileCheckDir(item.path.c_str()) != 1) {
+    return JudgeGone(plugin_.IndexDelete(item.path.c_str()), item.kind, item.path);
+  }
+  WorkItem hidden = item;
+  hidden.from = item.path;
+  hidden.path.insert(item.path.rfind('/') + 1, kHiddenPrefix);
+  const ItemResult renamed = RenameRows(hidden, Json::Value(Json::objectValue));
+  if (!renamed.done()) return renamed;
+  return JudgeGone(plugin_.IndexDelete(hidden.path.c_str()), item.kind, hidden.path);
 }
 
 ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
@@ -172,41 +210,69 @@ ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
 }
 
 // The rename keeps what belongs to the row; what it leaves as it was (the album's name in the row, say) is
-// made true by adding the file.
+// made true by adding the file. The row of a video is made anew by its rename, which needs the file.
 ItemResult BatchRunner::MoveFile(const WorkItem& item, Prepared& prepared) {
-  Json::Value record = prepared.storable ? prepared.record : Json::Value(Json::objectValue);
-  record["szPath"] = item.path;
-  const bool renames = HasRow(item, item.from) && (prepared.storable || item.kind == ItemKind::kPhoto);
-  if (renames) {
-    ItemResult moved = Judge(plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str()));
-    if (!moved.done()) return moved;
-  }
-  if (prepared.storable) return Update(item, prepared);
-  return renames ? ItemResult::Stored(prepared.trouble) : ItemResult::Failed(prepared.trouble);
+  const auto recorded = HasRow(item.kind, item.from);
+  if (!recorded) return CannotAsk();
+  if (!*recorded && !prepared.storable) return ItemResult::Failed(prepared.trouble);
+  if (!prepared.storable && item.kind == ItemKind::kVideo) return ItemResult::NotKept(prepared.trouble);
+  const Json::Value record = prepared.storable ? prepared.record : Json::Value(Json::objectValue);
+  if (ItemResult moved = RenameRows(item, record); !moved.done()) return moved;
+  return prepared.storable ? UpdateMoved(item, prepared) : ItemResult::Stored(prepared.trouble);
 }
 
-ItemResult BatchRunner::SetAside(const WorkItem& item) {
-  if (!HasRow(item, item.from)) return ItemResult::Stored();
-  Json::Value record(Json::objectValue);
+ItemResult BatchRunner::UpdateMoved(const WorkItem& item, Prepared& prepared) {
+  std::optional<PeopleMergePause> pause;
+  if (item.same_content && item.kind == ItemKind::kPhoto) pause.emplace(Database());
+  if (pause && !pause->begun()) return CannotAsk();
+  ItemResult result = Update(item, prepared);
+  if (pause && !pause->End()) {
+    KAVODBBatchRollback();
+    return NotKept();
+  }
+  return result;
+}
+
+ItemResult BatchRunner::RenameRows(const WorkItem& item, Json::Value record) {
+  const auto recorded = HasRow(item.kind, item.from);
+  if (!recorded) return CannotAsk();
+  if (!*recorded) return ItemResult::Stored();
   record["szPath"] = item.path;
-  return Judge(plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str()));
+  const int result = plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str());
+  return JudgeGone(result, item.kind, item.from);
 }
 
 ItemResult BatchRunner::Judge(int result, std::string trouble) {
   return result >= 0 ? ItemResult::Stored(std::move(trouble)) : ItemResult::NotKept(ReasonOf(log_.Take()));
 }
 
-bool BatchRunner::HasAlbum(const std::string& folder) {
-  if (!database_) database_.emplace(Library{library_, ""}.database());
-  const auto rows = database_->Query({"shareid"}, kAlbumByNameSql, Key(folder));
-  return rows && !rows->empty();
+ItemResult BatchRunner::JudgeGone(int result, ItemKind kind, const std::string& path) {
+  if (result < 0) return Judge(result);
+  const auto left = kind == ItemKind::kFolder ? HasAlbum(path) : HasRow(kind, path);
+  if (!left) return CannotAsk();
+  return *left ? Judge(-1) : ItemResult::Stored();
 }
 
-bool BatchRunner::HasRow(const WorkItem& item, const std::string& path) {
-  if (!database_) database_.emplace(Library{library_, ""}.database());
-  const char* sql = item.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
-  const auto rows = database_->Query({"path"}, sql, Key(path));
-  return rows && !rows->empty();
+ItemResult BatchRunner::CannotAsk() {
+  return ItemResult::NotKept(std::string("the database cannot be read: ") + Database().error());
+}
+
+DatabaseReader& BatchRunner::Database() {
+  if (!database_ || !*database_) database_.emplace(Library{library_, ""}.database());
+  return *database_;
+}
+
+std::optional<bool> BatchRunner::Finds(const char* sql, const char* column, const std::string& path) {
+  const auto rows = Database().Query({column}, sql, Key(path));
+  return rows ? std::optional<bool>(!rows->empty()) : std::nullopt;
+}
+
+std::optional<bool> BatchRunner::HasAlbum(const std::string& folder) {
+  return Finds(kAlbumByNameSql, "shareid", folder);
+}
+
+std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) {
+  return Finds(kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql, "path", path);
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {

@@ -32,24 +32,35 @@ class BatchRunner {
   struct Prepared {
     Json::Value record;
     bool storable = true;
-    std::string trouble;  // why it is not, or what is wrong with it all the same
+    bool readable = true;  // it could be opened
+    std::string trouble;   // why it is not, or what is wrong with it all the same
     std::string fingerprint;
   };
 
   // Each announces the item it turns to; nothing can be told apart afterwards without that.
   Prepared Prepare(std::size_t index);
   ItemResult Write(std::size_t index, Prepared& prepared);
+  ItemResult CallForMove(const WorkItem& item, Prepared& prepared);
   ItemResult Call(const WorkItem& item, Prepared& prepared);
   ItemResult CallForFolder(const WorkItem& item);
   ItemResult MoveFolder(const WorkItem& item);
   ItemResult Update(const WorkItem& item, Prepared& prepared);
   ItemResult MoveFile(const WorkItem& item, Prepared& prepared);
-  ItemResult SetAside(const WorkItem& item);
+  ItemResult UpdateMoved(const WorkItem& item, Prepared& prepared);
+  // The rows of `from`, if there are any, become those of `path`; RECORD describes it.
+  ItemResult RenameRows(const WorkItem& item, Json::Value record);
+  ItemResult DeleteFile(const WorkItem& item);
+  ItemResult DeleteFolder(const WorkItem& item);
   // A result of the plug-in as ours.
   ItemResult Judge(int result, std::string trouble = "");
-  // The library has rows of what was at this absolute path. False also when it cannot be asked.
-  bool HasAlbum(const std::string& folder);
-  bool HasRow(const WorkItem& item, const std::string& path);
+  // The library has rows of what was at this absolute path; nothing when it cannot be asked. What the plug-in
+  // answers to a rename or a delete tells little: the rows tell.
+  std::optional<bool> HasAlbum(const std::string& folder);
+  std::optional<bool> HasRow(ItemKind kind, const std::string& path);
+  std::optional<bool> Finds(const char* sql, const char* column, const std::string& path);
+  // The rows of what was at PATH are not there any more, as RESULT says.
+  ItemResult JudgeGone(int result, ItemKind kind, const std::string& path);
+  DatabaseReader& Database();
   std::string Key(const std::string& path) const { return path.substr(library_.size() + 1); }
 
   // Writes what is prepared from item FIRST on. False as for Run.
@@ -61,6 +72,7 @@ class BatchRunner {
   void RetryOneByOne(std::size_t first);
   ItemResult WriteAlone(std::size_t index);
   static ItemResult NotKept();
+  ItemResult CannotAsk();
 
   void Announce(std::size_t index);
   void AnnounceNoItem();

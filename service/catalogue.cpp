@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <set>
 
 #include "catalogue_sql.h"
 #include "file_descriptor.h"
@@ -47,6 +48,7 @@ CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
   entry.path += row[1].value_or("");
   std::string_view facts = *row[2];
   entry.kind = static_cast<ItemKind>(Number(NextWord(facts)));
+  if (entry.kind == ItemKind::kFolder) entry.path.pop_back();
   entry.stamp.device = static_cast<std::uint64_t>(Number(NextWord(facts)));
   entry.stamp.inode = static_cast<std::uint64_t>(Number(NextWord(facts)));
   entry.stamp.birth = Number(NextWord(facts));
@@ -75,6 +77,11 @@ std::string FolderOf(const std::string& path) {
 
 std::string NameOf(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
+}
+
+// As it stands in the column `name`.
+std::string RecordedName(const std::string& path, ItemKind kind) {
+  return kind == ItemKind::kFolder ? NameOf(path) + "/" : NameOf(path);
 }
 
 std::optional<DatabaseReader> TryOpen(const std::string& file) {
@@ -122,7 +129,16 @@ std::vector<CatalogueEntry> Catalogue::Files(const std::string& folder, const st
 }
 
 std::vector<CatalogueEntry> Catalogue::Folders() {
-  return EntriesOf(Select(kEntryColumns, kAllFolders));
+  std::vector<CatalogueEntry> folders = EntriesOf(Select(kEntryColumns, kAllFolders));
+  std::set<std::string> known;
+  for (const CatalogueEntry& folder : folders) known.insert(folder.path);
+  for (const DatabaseReader::Row& row : Select({"folder"}, kParentFolders)) {
+    for (std::string path = row.front().value_or(""); !path.empty(); path = FolderOf(path)) {
+      if (!known.insert(path).second) break;
+      folders.push_back({path, ItemKind::kFolder, {}, "", EntryState::kUnread});
+    }
+  }
+  return folders;
 }
 
 std::size_t Catalogue::FileCount() {
@@ -132,14 +148,20 @@ std::size_t Catalogue::FileCount() {
 
 void Catalogue::Put(const CatalogueEntry& entry) {
   const FileStamp& stamp = entry.stamp;
-  Change(kPutEntry, FolderOf(entry.path), NameOf(entry.path), Text(static_cast<std::uint64_t>(entry.kind)),
-         Text(stamp.device), Text(stamp.inode), std::to_string(stamp.birth), std::to_string(stamp.size),
-         std::to_string(stamp.modified), std::to_string(stamp.changed), entry.fingerprint,
+  Change(kPutEntry, FolderOf(entry.path), RecordedName(entry.path, entry.kind),
+         Text(static_cast<std::uint64_t>(entry.kind)), Text(stamp.device), Text(stamp.inode),
+         std::to_string(stamp.birth), std::to_string(stamp.size), std::to_string(stamp.modified),
+         std::to_string(stamp.changed), entry.fingerprint,
          std::string(kStates.at(static_cast<std::size_t>(entry.state))), entry.reason);
 }
 
 void Catalogue::Remove(const std::string& path, ItemKind kind) {
-  Change(kind == ItemKind::kFolder ? kRemoveFolder : kRemoveFile, FolderOf(path), NameOf(path));
+  Change(kind == ItemKind::kFolder ? kRemoveFolder : kRemoveFile, FolderOf(path), RecordedName(path, kind));
+}
+
+void Catalogue::RemoveTree(const std::string& folder) {
+  Remove(folder, ItemKind::kFolder);
+  Change(kRemoveBelow, folder, folder, folder);
 }
 
 void Catalogue::Clear() {
@@ -152,7 +174,7 @@ void Catalogue::Commit() {
 }
 
 void Catalogue::MakeDurable() {
-  Commit();
+  Commit();  // inside a transaction it could not be switched
   Select({}, kDurableCatalogue);
 }
 
@@ -163,4 +185,8 @@ std::optional<std::string> Catalogue::Fact(const std::string& name) {
 
 void Catalogue::PutFact(const std::string& name, const std::string& value) {
   Change(kPutFact, name, value);
+}
+
+void Catalogue::RemoveFact(const std::string& name) {
+  Change(kRemoveFact, name);
 }

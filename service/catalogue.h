@@ -38,20 +38,25 @@ class Catalogue {
   // The files directly in FOLDER whose names come after AFTER ("" for all) in byte order, some at a time;
   // empty when there are no more. A failure of the file shows in failure().
   std::vector<CatalogueEntry> Files(const std::string& folder, const std::string& after);
+  // Every folder that is recorded or above something that is. One without an entry of its own (its album
+  // could not be made, or has moved on before its files) comes as `unread`, with an empty stamp.
   std::vector<CatalogueEntry> Folders();
   std::size_t FileCount();
 
   // Changes are kept by the next Commit, or when the object ends.
   void Put(const CatalogueEntry& entry);
   void Remove(const std::string& path, ItemKind kind);
+  // A folder whose rows are gone, with everything below it.
+  void RemoveTree(const std::string& folder);
   void Clear();
   void Commit();
-  // From here on what is committed survives a power cut.
+  // What is committed from here on survives a power cut.
   void MakeDurable();
 
   // Single facts about the library; nothing when it was never recorded.
   std::optional<std::string> Fact(const std::string& name);
   void PutFact(const std::string& name, const std::string& value);
+  void RemoveFact(const std::string& name);
 
   // The first thing that went wrong.
   const std::optional<Failure>& failure() const { return failure_; }

@@ -6,7 +6,8 @@
 #include <cstddef>
 
 // One row for each folder and file that was sent, but for the library's own folder; `folder` is "" for what
-// lies directly in it. Names are raw bytes and compare as such.
+// lies directly in it. Names are raw bytes and compare as such. A folder's own name ends with a slash: a file
+// may have taken its name before its rows are gone, or the other way round.
 //
 //   state  'sent'       its rows are in the database
 //          'damaged'    they are, as far as the file could be read; reason says what is wrong with it
@@ -40,6 +41,11 @@ inline constexpr const char* kFirstFilesOfFolder =
     " FROM entry WHERE folder = '@KAVO:VAR' AND kind != 0 ORDER BY name LIMIT 2000";
 inline constexpr const char* kAllFolders =
     "SELECT " LUMIVAULT_ENTRY_COLUMNS " FROM entry WHERE kind = 0 ORDER BY folder, name";
+// Every value of `folder` once, each found by a step in the index.
+inline constexpr const char* kParentFolders =
+    "WITH RECURSIVE parent (folder) AS (SELECT min(folder) FROM entry UNION ALL "
+    "SELECT (SELECT min(folder) FROM entry WHERE entry.folder > parent.folder) FROM parent "
+    "WHERE parent.folder IS NOT NULL) SELECT folder FROM parent WHERE folder != ''";
 inline constexpr const char* kCountFiles = "SELECT count(*) AS count FROM entry WHERE kind != 0";
 inline constexpr const char* kPutEntry =
     "INSERT OR REPLACE INTO entry VALUES ('@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', "
@@ -48,15 +54,22 @@ inline constexpr const char* kRemoveFile =
     "DELETE FROM entry WHERE folder = '@KAVO:VAR' AND name = '@KAVO:VAR' AND kind != 0";
 inline constexpr const char* kRemoveFolder =
     "DELETE FROM entry WHERE folder = '@KAVO:VAR' AND name = '@KAVO:VAR' AND kind = 0";
+// Everything below a folder; '0' is the character behind the slash.
+inline constexpr const char* kRemoveBelow =
+    "DELETE FROM entry WHERE folder = '@KAVO:VAR' OR (folder > '@KAVO:VAR/' AND folder < '@KAVO:VAR0')";
 inline constexpr const char* kRemoveEntries = "DELETE FROM entry";
 
 inline constexpr const char* kFact = "SELECT value FROM fact WHERE name = '@KAVO:VAR'";
+inline constexpr const char* kRemoveFact = "DELETE FROM fact WHERE name = '@KAVO:VAR'";
 inline constexpr const char* kPutFact = "INSERT OR REPLACE INTO fact VALUES ('@KAVO:VAR', '@KAVO:VAR')";
 
+// Read before a catalogue is given up: an empty answer is one, too.
+inline constexpr const char* kSchemaTables = "SELECT name FROM sqlite_schema WHERE type = 'table'";
+
 // What a library's database tells of its files and folders, for a catalogue that was lost.
-inline constexpr const char* kIndexedPhotos = "SELECT path FROM photo_image";
-inline constexpr const char* kIndexedVideos = "SELECT path FROM video";
+inline constexpr const char* kIndexedPhotos = "SELECT path, size FROM photo_image";
+inline constexpr const char* kIndexedVideos = "SELECT path, filesize AS size FROM video";
 inline constexpr const char* kIndexedFolders =
-    "SELECT sharename AS path FROM photo_share WHERE sharename != '/'";
+    "SELECT sharename AS path, 0 AS size FROM photo_share WHERE sharename != '/'";
 
 #endif  // SERVICE_CATALOGUE_SQL_H_

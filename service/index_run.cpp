@@ -19,8 +19,12 @@ bool IsUpdate(const WorkItem& item) {
 }
 
 bool IsMove(const WorkItem& item) {
-  return item.action == ItemAction::kMove || item.action == ItemAction::kSetAside;
+  return item.action == ItemAction::kMove || item.action == ItemAction::kSetAside ||
+         item.action == ItemAction::kRename;
 }
+
+constexpr const char* kHeldBack = "waits for what could not be done in this run";
+constexpr const char* kSweepFact = "sweep-loss";
 
 WorkItem WholeLibrary(const Library& library, ItemAction action) {
   return {ItemKind::kFolder, library.folder, action};
@@ -51,7 +55,12 @@ Outcome<Done> IndexRun::UpdateDifferences() {
   auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, false}, report_);
   if (!plan) return plan.failure();
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
+  if (auto sent = SendRescues(); !sent) return sent;
   return SendDeletes(*plan);
+}
+
+Outcome<Done> IndexRun::SendRescues() {
+  return Send(std::exchange(rescues_, {}));
 }
 
 Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
@@ -74,6 +83,7 @@ Outcome<Done> IndexRun::Reindex() {
     return Conclude(Done{});
   }
   if (auto sent = Send(std::move(plan->items)); !sent) return Conclude(sent);
+  if (auto sent = SendRescues(); !sent) return Conclude(sent);
   if (auto sent = SendEverything(); !sent) return Conclude(sent);
   return Conclude(SweepOrDelete(*plan));
 }
@@ -90,9 +100,19 @@ Outcome<Done> IndexRun::SendEverything() {
 
 Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
   if (stopped_by_ != 0) return Done{};
-  const auto marked = FindMarkedRows(report_.library);
+  auto marked = FindMarkedRows(report_.library);
   if (!marked) return marked.failure();
+  std::erase_if(marked->gone, [&](const WorkItem& item) { return held_back_.contains(item.path); });
+  // A disk may have gone away while everything was sent.
+  IndexReport unread = report_;
+  auto again = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
+  if (!again) return again.failure();
+  if (again->verdict.holds) {
+    Withhold(again->verdict, marked->gone);
+    return Done{};
+  }
   LossQuestion question;
+  question.fact = kSweepFact;
   for (const WorkItem& item : marked->gone) {
     if (item.kind != ItemKind::kFolder) question.gone.push_back(Key(item.path));
   }
@@ -106,7 +126,12 @@ Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
   auto sent = all_gone ? Send({WholeLibrary(report_.library, ItemAction::kSweep)}) : Send(marked->gone);
   if (!sent || stopped_by_ != 0) return sent;
   if (all_gone) report_.deleted += marked->gone.size();
-  for (const WorkItem& item : plan.deletes) catalogue_.Remove(Key(item.path), item.kind);
+  // What had rows is noted as it is deleted.
+  std::unordered_set<std::string> with_rows;
+  for (const WorkItem& item : marked->gone) with_rows.insert(item.path);
+  for (const WorkItem& item : plan.deletes) {
+    if (all_gone || !with_rows.contains(item.path)) catalogue_.Remove(Key(item.path), item.kind);
+  }
   return Done{};
 }
 
@@ -126,14 +151,8 @@ std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
 
 Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
   if (items.empty()) return Done{};
-  bool moves = false;
-  for (const WorkItem& item : items) {
-    moves = moves || IsMove(item);
-    if (item.action != ItemAction::kSetAside) continue;
-    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", EntryState::kPlanned});
-  }
-  // What the database has and the catalogue has not would be moved twice.
-  if (moves) catalogue_.MakeDurable();
+  NoteWaiting(items);
+  if (catalogue_.failure()) return *catalogue_.failure();
   total_ = files_done_ + items.size();
   std::size_t next = 0;
   return Send([&]() -> std::optional<WorkItem> {
@@ -142,12 +161,40 @@ Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
   });
 }
 
+void IndexRun::NoteWaiting(const std::vector<WorkItem>& items) {
+  // What the database has and the catalogue has not would be moved twice.
+  if (std::any_of(items.begin(), items.end(), IsMove)) catalogue_.MakeDurable();
+  for (const WorkItem& item : items) {
+    if (item.action != ItemAction::kSetAside) continue;
+    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", EntryState::kPlanned});
+  }
+  catalogue_.Commit();
+}
+
+bool IndexRun::MayBeSent(const WorkItem& item) {
+  if (item.action == ItemAction::kDelete || item.action == ItemAction::kRename) return true;
+  const std::string folder = item.path.substr(0, item.path.rfind('/'));
+  if (!held_back_.contains(item.path) && !without_album_.contains(folder)) return true;
+  const bool reported = std::any_of(report_.failed.begin(), report_.failed.end(),
+                                    [&](const auto& failed) { return failed.path == item.path; });
+  if (!reported) report_.failed.push_back({item.path, kHeldBack, false});
+  HoldBack(item);
+  return false;
+}
+
+void IndexRun::HoldBack(const WorkItem& item) {
+  held_back_.insert(item.path);
+  if (!item.from.empty()) held_back_.insert(item.from);
+  if (item.kind == ItemKind::kFolder) without_album_.insert(item.path);
+  move_failed_ = move_failed_ || IsMove(item);
+}
+
 Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
   if (stopped_by_ != 0) return Done{};
   if (!total_ && !counter_ && progress_.mode() != ProgressMode::kNone) {
     counter_ = std::make_unique<FileCounter>(report_.library.folder);
   }
-  WorkQueue queue(std::move(source));
+  WorkQueue queue(std::move(source), [this](const WorkItem& item) { return MayBeSent(item); });
   Supervisor supervisor({options_.plugin, report_.library.folder, options_.workers, options_.file_timeout},
                         queue, *this, signals_);
   auto outcome = supervisor.Run();
@@ -215,27 +262,47 @@ void IndexRun::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   if (well && !folder) ++report_.added;
   if (well && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
   const bool learned = result.done() || (result.outcome == ItemOutcome::kFailed && !folder);
+  if (folder && result.outcome == ItemOutcome::kNotKept && item.path != report_.library.folder)
+    HoldBack(item);
   if (learned && item.path != report_.library.folder) catalogue_.Put(EntryOf(item, result));
 }
 
 void IndexRun::NoteMove(const WorkItem& item, const ItemResult& result) {
   NoteFailure(item, result);
   moved_ = true;
-  if (result.done()) {
-    catalogue_.Remove(Key(item.from), item.kind);
-    if (item.action == ItemAction::kMove) ++report_.moved;
-  } else {
-    move_failed_ = true;
+  // Unless it crashed, a failure says that there was nothing to move.
+  const bool settled = result.done() || (result.outcome == ItemOutcome::kFailed && !result.crashed);
+  if (!settled) return NoteFailedMove(item, result);
+  catalogue_.Remove(Key(item.from), item.kind);
+  if (result.done() && item.action != ItemAction::kSetAside) ++report_.moved;
+  CatalogueEntry entry = EntryOf(item, result);
+  if (const auto crash = crash_reasons_.find(item.path); crash != crash_reasons_.end()) {
+    entry.state = EntryState::kFailed;
+    entry.reason = crash->second;
   }
-  const bool crashed = result.outcome == ItemOutcome::kFailed && item.action == ItemAction::kMove;
-  if (result.done() || (crashed && item.kind != ItemKind::kFolder)) catalogue_.Put(EntryOf(item, result));
+  catalogue_.Put(entry);
+}
+
+// The rows of a photo can follow it unread; those of a video cannot, it is tried again by the next run.
+void IndexRun::NoteFailedMove(const WorkItem& item, const ItemResult& result) {
+  HoldBack(item);
+  if (!result.crashed || item.action != ItemAction::kMove || item.kind != ItemKind::kPhoto) return;
+  WorkItem rescue = item;
+  rescue.action = ItemAction::kRename;
+  rescue.stage = 0;
+  crash_reasons_[item.path] = result.trouble;
+  rescues_.push_back(std::move(rescue));
 }
 
 void IndexRun::NoteDelete(const WorkItem& item, const ItemResult& result) {
   NoteFailure(item, result);
   if (!result.done()) return;
   ++report_.deleted;
-  catalogue_.Remove(Key(item.path), item.kind);
+  if (item.kind == ItemKind::kFolder) {
+    catalogue_.RemoveTree(Key(item.path));
+  } else {
+    catalogue_.Remove(Key(item.path), item.kind);
+  }
 }
 
 void IndexRun::CountFile(const WorkItem& item) {

@@ -3,9 +3,11 @@
 
 #include <chrono>
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "catalogue.h"
@@ -48,20 +50,30 @@ class IndexRun : private RunObserver {
   Outcome<Done> UpdateFirstTime();
   Outcome<Done> UpdateDifferences();
   Outcome<Done> SendDeletes(Plan& plan);
+  Outcome<Done> SendRescues();
   Outcome<Done> SendEverything();
   Outcome<Done> SweepOrDelete(const Plan& plan);
 
   // The next of the walk that is for the plug-in; the rest goes into the report on the way.
   std::optional<WorkItem> NextOf(Walk& walk, ItemAction action);
   Outcome<Done> Send(WorkQueue::Source source);
+  // What waits is noted before anything is sent.
+  void NoteWaiting(const std::vector<WorkItem>& items);
   Outcome<Done> Send(std::vector<WorkItem> items);
   void Withhold(const LossVerdict& verdict, const std::vector<WorkItem>& deletes);
   Outcome<Done> Conclude(Outcome<Done> outcome);
+
+  // False for what would meet rows that could not be moved, or would have no album to lie in: it is left to
+  // the next run.
+  bool MayBeSent(const WorkItem& item);
+  // Nothing may touch the rows of ITEM any more.
+  void HoldBack(const WorkItem& item);
 
   void ItemDone(const WorkItem& item, const ItemResult& result) override;
   void Tick() override;
   void NoteUpdate(const WorkItem& item, const ItemResult& result);
   void NoteMove(const WorkItem& item, const ItemResult& result);
+  void NoteFailedMove(const WorkItem& item, const ItemResult& result);
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   void NoteFailure(const WorkItem& item, const ItemResult& result);
   // What the catalogue keeps of an item that was read.
@@ -80,8 +92,12 @@ class IndexRun : private RunObserver {
   std::optional<std::size_t> total_;
   std::size_t files_done_ = 0;
   std::string current_folder_;
-  bool moved_ = false;        // since the last commit
-  bool move_failed_ = false;  // rows are still under an old name
+  bool moved_ = false;                                // since the last commit
+  bool move_failed_ = false;                          // rows are still under an old name
+  std::unordered_set<std::string> held_back_;         // paths of rows that must stay as they are
+  std::unordered_set<std::string> without_album_;     // folders
+  std::vector<WorkItem> rescues_;                     // photos whose rows move without being read
+  std::map<std::string, std::string> crash_reasons_;  // of those
   std::optional<Failure> failure_;
   int stopped_by_ = 0;
 };

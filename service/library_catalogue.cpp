@@ -7,6 +7,8 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <sstream>
 #include <string_view>
@@ -20,6 +22,8 @@ namespace {
 
 constexpr const char* kRootFact = "root";
 constexpr const char* kDatabaseFact = "database";
+constexpr const char* kSetAside = ".other";
+constexpr int kDecimal = 10;
 
 struct Identity {
   std::string device;
@@ -58,13 +62,14 @@ std::string DatabaseIdentity(const Library& library) {
 }
 
 Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const char* sql, bool folders) {
-  const auto rows = database.Query({"path"}, sql);
+  const auto rows = database.Query({"path", "size"}, sql);
   if (!rows) return Unreadable(database);
   for (const DatabaseReader::Row& row : *rows) {
     CatalogueEntry entry;
     entry.path = row.front().value_or("");
     entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
     entry.state = EntryState::kUnread;
+    entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
     if (!entry.path.empty()) catalogue.Put(entry);
   }
   return Done{};
@@ -72,9 +77,11 @@ Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const char
 
 // What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
 // stay for ever.
-Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library) {
-  catalogue.Clear();
+Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::string& identity) {
   DatabaseReader database(library.database());
+  if (!identity.empty() && !(database && database.Query({"name"}, kSchemaTables)))
+    return Unreadable(database);
+  catalogue.Clear();
   if (database && database.HasSchema()) {
     struct Source {
       const char* sql;
@@ -86,9 +93,32 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library) {
       if (auto put = PutRows(catalogue, database, sql, folders); !put) return put;
     }
   }
-  RecordDatabase(catalogue, library);
+  catalogue.PutFact(kDatabaseFact, identity);
   catalogue.Commit();
   return Done{};
+}
+
+bool Exchange(const std::string& file, const std::string& other) {
+  const std::string between = file + ".exchange";
+  const bool had_other = std::rename(other.c_str(), between.c_str()) == 0;
+  if (std::rename(file.c_str(), other.c_str()) != 0) return false;
+  return !had_other || std::rename(between.c_str(), file.c_str()) == 0;
+}
+
+// The catalogue of the database IDENTITY, in place of CATALOGUE, which speaks of another one.
+Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, const Library& library,
+                               const std::string& identity) {
+  const std::string other = file + kSetAside;
+  const bool worth_keeping = catalogue.FileCount() > 0;
+  { const Catalogue closed = std::move(catalogue); }
+  if (worth_keeping && !Exchange(file, other)) {
+    return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  }
+  auto opened = Catalogue::Open(file);
+  if (!opened || (!identity.empty() && opened->Fact(kDatabaseFact) == identity)) return opened;
+  if (auto made = MakeAnew(*opened, library, identity); !made) return made.failure();
+  if (opened->failure()) return *opened->failure();
+  return opened;
 }
 
 }  // namespace
@@ -113,7 +143,7 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
                        "a disk not mounted? (--accept-loss begins anew)"};
   }
   if (database.empty() || catalogue->Fact(kDatabaseFact).value_or("") != database) {
-    if (auto made = MakeAnew(*catalogue, library); !made) return made.failure();
+    return ForDatabase(std::move(*catalogue), file, library, database);
   }
   if (catalogue->failure()) return *catalogue->failure();
   return catalogue;
@@ -137,7 +167,7 @@ void RecordRoot(Catalogue& catalogue, const Library& library) {
 
 void RecordDatabase(Catalogue& catalogue, const Library& library) {
   const std::string identity = DatabaseIdentity(library);
-  if (!identity.empty() && catalogue.Fact(kDatabaseFact).value_or("") != identity) {
+  if (!identity.empty() && catalogue.Fact(kDatabaseFact).value_or("").empty()) {
     catalogue.PutFact(kDatabaseFact, identity);
   }
 }

@@ -11,15 +11,17 @@
 
 std::string CatalogueFile(const StateRoot& root, const Library& library);
 
-// Opens FILE. A catalogue of another database than the library's of today is made anew from the rows of that
-// database. Fails with kLoss when there is neither the database nor the folder that the catalogue knows,
-// unless that ACCEPTS_LOSS.
+// Opens FILE. A catalogue of another database than the library's of today is set aside, until that database
+// is back, and made anew from the rows of the one that is there. Fails with kLoss when there is neither the
+// database nor the folder that the catalogue knows, unless that ACCEPTS_LOSS.
 Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss);
 
 // The folder is not the one that the catalogue was made of: another disk, or something in its place.
 bool RootChanged(Catalogue& catalogue, const Library& library);
-// Notes the folder and database of today.
+// Notes the folder of today.
 void RecordRoot(Catalogue& catalogue, const Library& library);
+// Notes the database of today, where there was none when the catalogue was opened. Another one that takes its
+// place later is not what the catalogue speaks of.
 void RecordDatabase(Catalogue& catalogue, const Library& library);
 
 #endif  // SERVICE_LIBRARY_CATALOGUE_H_

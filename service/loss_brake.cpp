@@ -1,12 +1,13 @@
 #include "loss_brake.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <sstream>
+#include <utility>
 
 namespace {
 
-constexpr const char* kLossFact = "loss";
 constexpr std::size_t kMostGone = 100;
 constexpr std::size_t kMostGonePart = 10;
 constexpr std::int64_t kPatienceSeconds = 3600;
@@ -19,7 +20,9 @@ std::int64_t Now() {
   return std::chrono::duration_cast<std::chrono::seconds>(since).count();
 }
 
-std::string HashOf(const std::vector<std::string>& paths) {
+// Whatever order they come in.
+std::string HashOf(std::vector<std::string> paths) {
+  std::sort(paths.begin(), paths.end());
   std::uint64_t hash = kHashStart;
   for (const std::string& path : paths) {
     for (const char c : path) hash = (hash ^ static_cast<unsigned char>(c)) * kHashFactor;
@@ -31,28 +34,34 @@ std::string HashOf(const std::vector<std::string>& paths) {
 }
 
 // An earlier scan has found the same, long enough ago; else this one is remembered.
-bool FoundBefore(const std::vector<std::string>& gone, Catalogue& catalogue) {
-  const std::string hash = HashOf(gone);
-  std::istringstream earlier(catalogue.Fact(kLossFact).value_or(""));
+bool FoundBefore(const LossQuestion& question, Catalogue& catalogue) {
+  const std::string hash = HashOf(question.gone);
+  const std::int64_t now = Now();
+  std::istringstream earlier(catalogue.Fact(question.fact).value_or(""));
   std::string earlier_hash;
   std::int64_t earlier_time = 0;
-  if (earlier >> earlier_hash >> earlier_time && earlier_hash == hash) {
-    return Now() - earlier_time >= kPatienceSeconds;
+  // A time to come was told by a clock that was wrong.
+  if (earlier >> earlier_hash >> earlier_time && earlier_hash == hash && earlier_time <= now) {
+    return now - earlier_time >= kPatienceSeconds;
   }
-  catalogue.PutFact(kLossFact, hash + " " + std::to_string(Now()));
+  catalogue.PutFact(question.fact, hash + " " + std::to_string(now));
   return false;
+}
+
+bool IsMany(const LossQuestion& question) {
+  return question.gone.size() > kMostGone && question.gone.size() > question.recorded / kMostGonePart;
 }
 
 }  // namespace
 
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
-  if (question.gone.empty() || question.accepted) return {};
+  const bool many = IsMany(question) && !question.accepted;
+  if (!many && catalogue.Fact(question.fact)) catalogue.RemoveFact(question.fact);
+  if (question.accepted || (question.gone.empty() && question.gone_folders == 0)) return {};
   if (question.root_empty) return {true, "the folder is empty"};
   if (question.root_changed) return {true, "the folder is not the one that was indexed before"};
   if (question.device_changed) return {true, "a folder is on another device than before"};
-  const bool many =
-      question.gone.size() > kMostGone && question.gone.size() > question.recorded / kMostGonePart;
-  if (!many || FoundBefore(question.gone, catalogue)) return {};
+  if (!many || FoundBefore(question, catalogue)) return {};
   return {true, std::to_string(question.gone.size()) + " of " + std::to_string(question.recorded) +
                     " files are gone"};
 }

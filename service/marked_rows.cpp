@@ -1,11 +1,9 @@
 #include "marked_rows.h"
 
-#include <sys/stat.h>
-
 #include <array>
-#include <cerrno>
 
 #include "database_reader.h"
+#include "gone.h"
 #include "queries_sql.h"
 
 namespace {
@@ -18,12 +16,7 @@ constexpr std::array kSources{Source{kMarkedPhotosSql, ItemKind::kPhoto},
                               Source{kMarkedVideosSql, ItemKind::kVideo},
                               Source{kMarkedAlbumsSql, ItemKind::kFolder}};
 
-// Only "there is no such name" says that something is gone. A folder can be replaced by a file.
-bool IsGone(const std::string& path, ItemKind kind) {
-  struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) return errno == ENOENT || errno == ENOTDIR;
-  return S_ISDIR(status.st_mode) != (kind == ItemKind::kFolder);
-}
+constexpr const char* kRootAlbum = "/";
 
 }  // namespace
 
@@ -35,8 +28,10 @@ Outcome<MarkedRows> FindMarkedRows(const Library& library) {
     const auto rows = database.Query({"path"}, sql);
     if (!rows) return Unreadable(database);
     for (const DatabaseReader::Row& row : *rows) {
-      const std::string path = library.folder + "/" + row.front().value_or("");
-      if (!IsGone(path, kind)) {
+      const std::string key = row.front().value_or("");
+      const std::string path = library.folder + "/" + key;
+      // Without the album of the library itself the database counts as incomplete.
+      if (key == kRootAlbum || !IsGone(path, kind)) {
         ++marked.kept;
         continue;
       }

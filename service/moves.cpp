@@ -5,11 +5,34 @@
 #include <unordered_set>
 #include <utility>
 
+#include "album_name.h"
 #include "fingerprint.h"
 
 namespace {
 
 using Entries = std::vector<CatalogueEntry>;
+
+std::string NameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+// Takes one of the entries under KEY that FITS out of MAP. Where several do (links to one file, or copies of
+// it), one that bears the name of PATH is it.
+template <typename Map, typename Key, typename Fits>
+const CatalogueEntry* TakeOne(Map& map, const Key& key, const std::string& path, const Fits& fits) {
+  const auto [first, last] = map.equal_range(key);
+  auto found = last;
+  for (auto candidate = first; candidate != last; ++candidate) {
+    if (!fits(*candidate->second)) continue;
+    const bool namesake = NameOf(candidate->second->path) == NameOf(path);
+    if (found == last || namesake) found = candidate;
+    if (namesake) break;
+  }
+  if (found == last) return nullptr;
+  const CatalogueEntry* entry = found->second;
+  map.erase(found);
+  return entry;
+}
 
 // Recorded entries that are not where they were, until an arrival takes them.
 class Sources {
@@ -21,14 +44,9 @@ class Sources {
   }
 
   const CatalogueEntry* Take(const Arrival& arrival) {
-    const auto [first, last] = by_object_.equal_range(arrival.stamp);
-    for (auto found = first; found != last; ++found) {
-      const CatalogueEntry& entry = *found->second;
-      if (entry.kind != arrival.kind || entry.path == arrival.path || !IsCertain(entry, arrival)) continue;
-      by_object_.erase(found);
-      return &entry;
-    }
-    return nullptr;
+    return TakeOne(by_object_, arrival.stamp, arrival.path, [&](const CatalogueEntry& entry) {
+      return entry.kind == arrival.kind && entry.path != arrival.path && IsCertain(entry, arrival);
+    });
   }
 
  private:
@@ -54,14 +72,8 @@ class Copies {
 
   const CatalogueEntry* Take(const Arrival& arrival) {
     if (!sizes_.contains(arrival.stamp.size)) return nullptr;
-    const auto [first, last] = by_content_.equal_range(Fingerprint(library_ + "/" + arrival.path));
-    for (auto found = first; found != last; ++found) {
-      if (found->second->kind != arrival.kind) continue;
-      const CatalogueEntry* entry = found->second;
-      by_content_.erase(found);
-      return entry;
-    }
-    return nullptr;
+    return TakeOne(by_content_, Fingerprint(library_ + "/" + arrival.path), arrival.path,
+                   [&](const CatalogueEntry& entry) { return entry.kind == arrival.kind; });
   }
 
  private:
@@ -70,8 +82,44 @@ class Copies {
   std::unordered_set<std::int64_t> sizes_;
 };
 
-Move MoveOf(const CatalogueEntry& entry, const Arrival& arrival) {
-  return {entry.path, arrival.path, arrival.kind, arrival.stamp, entry.fingerprint};
+// Gone files of which the catalogue knows name and size alone, since it was made anew from the database. One
+// that arrived is it where no other of either side has that name and size.
+class Namesakes {
+ public:
+  Namesakes(const Entries& gone, const std::vector<const Arrival*>& arrivals) {
+    for (const CatalogueEntry& entry : gone) {
+      if (entry.state != EntryState::kUnread || entry.stamp.size == 0) continue;
+      Pair& pair = pairs_[KeyOf(entry.path, entry.stamp.size)];
+      pair.entry = &entry;
+      ++pair.gone;
+    }
+    for (const Arrival* arrival : arrivals) {
+      const auto found = pairs_.find(KeyOf(arrival->path, arrival->stamp.size));
+      if (found != pairs_.end()) ++found->second.arrived;
+    }
+  }
+
+  const CatalogueEntry* Find(const Arrival& arrival) const {
+    const auto found = pairs_.find(KeyOf(arrival.path, arrival.stamp.size));
+    if (found == pairs_.end() || found->second.gone != 1 || found->second.arrived != 1) return nullptr;
+    return found->second.entry->kind == arrival.kind ? found->second.entry : nullptr;
+  }
+
+ private:
+  struct Pair {
+    const CatalogueEntry* entry = nullptr;
+    std::size_t gone = 0;
+    std::size_t arrived = 0;
+  };
+  static std::string KeyOf(const std::string& path, std::int64_t size) {
+    return NameOf(path) + "/" + std::to_string(size);
+  }
+
+  std::unordered_map<std::string, Pair> pairs_;
+};
+
+Move MoveOf(const CatalogueEntry& entry, const Arrival& arrival, bool same_content) {
+  return {entry.path, arrival.path, arrival.kind, arrival.stamp, same_content};
 }
 
 std::unordered_set<std::string> SourcesOf(const std::vector<Move>& moves) {
@@ -88,25 +136,28 @@ void DropMoved(std::vector<Arrival>& arrivals, Entries& gone, const std::vector<
   std::erase_if(gone, [&](const CatalogueEntry& entry) { return sources.contains(entry.path); });
 }
 
-// The hidden name under which rows wait; the inode makes it the only one.
-std::string WaitingName(const Move& move) {
+// The hidden name under which rows wait. The inode is not enough: it may have several names.
+std::string WaitingName(const Move& move, std::size_t number) {
   const std::size_t name = move.to.rfind('/') + 1;
   const std::size_t dot = move.from.rfind('.');
-  return move.to.substr(0, name) + ".lumivault-moving-" + std::to_string(move.stamp.inode) +
-         move.from.substr(dot == std::string::npos ? move.from.size() : dot);
+  return move.to.substr(0, name) + ".lumivault-moving-" + std::to_string(move.stamp.inode) + "-" +
+         std::to_string(number) + move.from.substr(dot == std::string::npos ? move.from.size() : dot);
 }
 
 // Gives each move its step: what stands under the new name of one moves before it. A ring is opened by
 // setting one of its files aside.
 class StepMaker {
  public:
-  explicit StepMaker(std::vector<Move>& moves) : moves_(moves) {
+  // Names in RECORDED have rows, left by a run that ended early.
+  StepMaker(std::vector<Move>& moves, const Entries& recorded) : moves_(moves) {
+    for (const CatalogueEntry& entry : recorded) taken_.insert(entry.path);
     for (std::size_t i = 0; i < moves.size(); ++i) by_source_.emplace(moves[i].from, i);
   }
 
   void Run() {
     std::unordered_set<std::string> targets;
     for (const Move& move : moves_) targets.insert(move.to);
+    taken_.insert(targets.begin(), targets.end());
     const std::size_t count = moves_.size();
     done_.resize(count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -138,7 +189,9 @@ class StepMaker {
     std::vector<std::size_t> ring = ChainFrom(start);
     Move aside = moves_[ring.back()];
     aside.sets_aside = true;
-    aside.to = WaitingName(aside);
+    for (std::size_t number = start; !taken_.insert(aside.to).second; ++number) {
+      aside.to = WaitingName(aside, number);
+    }
     moves_[ring.back()].from = aside.to;
     moves_[ring.back()].step = static_cast<std::uint32_t>(ring.size());
     ring.pop_back();
@@ -147,6 +200,7 @@ class StepMaker {
   }
 
   std::vector<Move>& moves_;
+  std::unordered_set<std::string> taken_;
   std::unordered_map<std::string, std::size_t> by_source_;
   std::vector<bool> done_;
 };
@@ -159,8 +213,8 @@ std::vector<Move> TakeFolderMoves(Differences& differences) {
   sources.Add(differences.replaced_folders);
   std::vector<Move> moves;
   for (const Arrival& arrival : differences.folders) {
-    if (arrival.known) continue;
-    if (const CatalogueEntry* entry = sources.Take(arrival)) moves.push_back(MoveOf(*entry, arrival));
+    if (arrival.known || NoAlbumReason(arrival.path) != nullptr) continue;
+    if (const CatalogueEntry* entry = sources.Take(arrival)) moves.push_back(MoveOf(*entry, arrival, true));
   }
   DropMoved(differences.folders, differences.gone_folders, moves);
   return moves;
@@ -174,17 +228,21 @@ std::vector<Move> TakeFileMoves(Differences& differences, const std::string& lib
   std::vector<const Arrival*> rest;
   for (const Arrival& arrival : differences.files) {
     if (const CatalogueEntry* entry = sources.Take(arrival)) {
-      moves.push_back(MoveOf(*entry, arrival));
+      moves.push_back(MoveOf(*entry, arrival, entry->stamp.SameContent(arrival.stamp)));
     } else if (!arrival.known) {
       rest.push_back(&arrival);
     }
   }
   Copies copies(differences.gone_files, SourcesOf(moves), library);
+  const Namesakes namesakes(differences.gone_files, rest);
   for (const Arrival* arrival : rest) {
-    if (const CatalogueEntry* entry = copies.Take(*arrival)) moves.push_back(MoveOf(*entry, *arrival));
+    const CatalogueEntry* entry = copies.Take(*arrival);
+    if (entry == nullptr) entry = namesakes.Find(*arrival);
+    if (entry != nullptr) moves.push_back(MoveOf(*entry, *arrival, true));
   }
+  const Entries recorded = differences.gone_files;
   DropMoved(differences.files, differences.gone_files, moves);
-  StepMaker(moves).Run();
+  StepMaker(moves, recorded).Run();
   std::stable_sort(moves.begin(), moves.end(), [](const Move& a, const Move& b) { return a.step < b.step; });
   return moves;
 }

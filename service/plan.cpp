@@ -1,6 +1,7 @@
 #include "plan.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "library_catalogue.h"
@@ -14,8 +15,8 @@ class Planner {
   Planner(const Library& library, Catalogue& catalogue, const PlanOptions& options)
       : library_(library), catalogue_(catalogue), options_(options) {}
 
-  Plan Make(Differences differences) {
-    FinishSettingAside(differences);
+  Outcome<Plan> Make(Differences differences) {
+    if (auto finished = FinishSettingAside(differences); !finished) return finished.failure();
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
     const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
     Judge(differences);
@@ -27,26 +28,38 @@ class Planner {
   }
 
  private:
-  bool HasRow(const CatalogueEntry& file) const {
+  // Which of the FILES have rows.
+  Outcome<std::set<std::string>> WithRows(const std::vector<CatalogueEntry>& files) const {
+    std::set<std::string> paths;
     DatabaseReader database(library_.database());
-    if (!database) return false;
-    const char* sql = file.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
-    const auto rows = database.Query({"path"}, sql, file.path);
-    return rows && !rows->empty();
+    for (const CatalogueEntry& file : files) {
+      const char* sql = file.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
+      const auto rows = database.Query({"path"}, sql, file.path);
+      if (!rows) return Unreadable(database);
+      if (!rows->empty()) paths.insert(file.path);
+    }
+    return paths;
   }
 
   // A run that ended while rows were to be set aside leaves both names in the catalogue; the database tells
   // how far it came.
-  void FinishSettingAside(Differences& differences) {
+  Outcome<Done> FinishSettingAside(Differences& differences) {
+    std::vector<CatalogueEntry> planned;
+    for (const CatalogueEntry& file : differences.gone_files) {
+      if (file.state == EntryState::kPlanned) planned.push_back(file);
+    }
+    const auto with_rows = WithRows(planned);
+    if (!with_rows) return with_rows.failure();
     std::vector<FileStamp> under_way;
-    std::erase_if(differences.gone_files, [&](const CatalogueEntry& file) {
-      if (file.state != EntryState::kPlanned) return false;
-      if (!HasRow(file)) {
+    for (const CatalogueEntry& file : planned) {
+      if (with_rows->contains(file.path)) {
+        under_way.push_back(file.stamp);
+      } else {
         catalogue_.Remove(file.path, file.kind);
-        return true;
       }
-      under_way.push_back(file.stamp);
-      return false;
+    }
+    std::erase_if(differences.gone_files, [&](const CatalogueEntry& file) {
+      return file.state == EntryState::kPlanned && !with_rows->contains(file.path);
     });
     const auto set_aside = [&](const CatalogueEntry& file) {
       return file.state != EntryState::kPlanned &&
@@ -55,11 +68,13 @@ class Planner {
     };
     std::erase_if(differences.gone_files, set_aside);
     std::erase_if(differences.replaced_files, set_aside);
+    return Done{};
   }
 
   void Judge(const Differences& differences) {
     LossQuestion question;
     for (const CatalogueEntry& file : differences.gone_files) question.gone.push_back(file.path);
+    question.gone_folders = differences.gone_folders.size();
     question.recorded = differences.recorded_files;
     question.root_changed = RootChanged(catalogue_, library_);
     question.root_empty = differences.root_empty;
@@ -82,6 +97,7 @@ class Planner {
     WorkItem item =
         Item(move.sets_aside ? ItemAction::kSetAside : ItemAction::kMove, move.kind, move.to, move.stamp);
     item.from = library_.folder + "/" + move.from;
+    item.same_content = move.same_content;
     return item;
   }
 
@@ -89,7 +105,7 @@ class Planner {
   void AddFolders(const std::vector<Move>& moves, const std::vector<Arrival>& arrivals) {
     for (const Move& move : moves) plan_.items.push_back(MoveItem(move));
     for (const Arrival& folder : arrivals) {
-      if (!folder.known)
+      if (!folder.replaces)
         plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
     }
     std::sort(plan_.items.begin(), plan_.items.end(),
@@ -97,7 +113,7 @@ class Planner {
     ++stage_;
     for (const Arrival& folder : arrivals) {
       // While a loss is not believed, what the folder was stays on record.
-      if (folder.known && !plan_.verdict.holds)
+      if (folder.replaces && !plan_.verdict.holds)
         plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
     }
   }
@@ -139,7 +155,7 @@ Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanO
                        IndexReport& report) {
   auto differences = Survey(catalogue, report).Run(library.folder);
   if (!differences) return differences.failure();
-  Plan plan = Planner(library, catalogue, options).Make(std::move(*differences));
+  auto plan = Planner(library, catalogue, options).Make(std::move(*differences));
   if (catalogue.failure()) return *catalogue.failure();
   return plan;
 }

@@ -1,5 +1,6 @@
-// Every statement of the service's own, as templates of the database layer. All but one only read, and each
-// is answered by an index, but for those of the root folder, which look at every path.
+// Every statement of the service's own, as templates of the database layer. All but those on the merge of
+// people only read, and each is answered by an index, but for those of the root folder, which look at every
+// path.
 #ifndef SERVICE_QUERIES_SQL_H_
 #define SERVICE_QUERIES_SQL_H_
 
@@ -12,6 +13,14 @@ inline constexpr const char* kRootAlbumSql = "SELECT shareid FROM photo_share WH
 inline constexpr const char* kMergePeopleByDefaultSql =
     "INSERT OR IGNORE INTO photo_config (config_key, config_value) "
     "SELECT 'ms_people_tag_merged', 'on' WHERE NOT EXISTS (SELECT 1 FROM photo_image)";
+
+// The merge is left out while a photo moves.
+inline constexpr const char* kMergesPeopleSql =
+    "SELECT config_value FROM photo_config WHERE config_key = 'ms_people_tag_merged' AND config_value = 'on'";
+inline constexpr const char* kPauseMergeSql =
+    "UPDATE photo_config SET config_value = 'off' WHERE config_key = 'ms_people_tag_merged'";
+inline constexpr const char* kResumeMergeSql =
+    "UPDATE photo_config SET config_value = 'on' WHERE config_key = 'ms_people_tag_merged'";
 
 // One file: its row and what belongs to it.
 inline constexpr const char* kPhotoSql = "SELECT * FROM photo_image WHERE path = '@KAVO:VAR'";
@@ -56,8 +65,7 @@ inline constexpr const char* kMarkedPhotosSql =
     "SELECT path FROM photo_image WHERE updated = '0' ORDER BY path";
 inline constexpr const char* kMarkedVideosSql = "SELECT path FROM video WHERE updated = '0' ORDER BY path";
 inline constexpr const char* kMarkedAlbumsSql =
-    "SELECT sharename AS path FROM photo_share WHERE updated = '0' AND sharename != '/' ORDER BY sharename "
-    "DESC";
+    "SELECT sharename AS path FROM photo_share WHERE updated = '0' ORDER BY sharename DESC";
 inline constexpr const char* kCountMediaSql =
     "SELECT (SELECT count(*) FROM photo_image) + (SELECT count(*) FROM video) AS count";
 

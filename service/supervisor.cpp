@@ -206,7 +206,7 @@ void Supervisor::ReturnRest(Slot& slot, const std::string& why) {
     WorkQueue::Entry& entry = slot.batch[i];
     const bool suspected = slot.current == kNoItem && stopped_by_ == 0;
     if (slot.current == i || (suspected && entry.alone)) {
-      Finish(entry.item, ItemResult::Failed(why));
+      Finish(entry.item, ItemResult::Crashed(why));
     } else {
       entry.alone = entry.alone || suspected;
       innocent.push_back(std::move(entry));

@@ -92,15 +92,14 @@ void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   Fetch("");
   if (path.empty()) return;
   differences_.root_empty = false;
+  if (DeviceAt(path) != entry.stamp.device) mounts_[path] = entry.stamp.device;
   const auto found = folders_.find(path);
   const bool known = found != folders_.end();
   const bool unread = known && found->second.state == EntryState::kUnread;
   if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
-    if (known && !unread) {
-      if (found->second.stamp.device != entry.stamp.device) remounted_.insert(path);
-      differences_.replaced_folders.push_back(found->second);
-    }
-    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known});
+    const bool replaces = known && !unread;
+    if (replaces) differences_.replaced_folders.push_back(found->second);
+    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces});
   }
   if (known) folders_.erase(found);
 }
@@ -108,7 +107,7 @@ void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
 void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
   differences_.root_empty = false;
   if (const CatalogueEntry* recorded = Advance(&path)) return CompareFile(entry, path, *recorded);
-  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, false});
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp});
 }
 
 void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded) {
@@ -120,8 +119,9 @@ void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const 
     return;
   }
   const bool unread = recorded.state == EntryState::kUnread;
-  if (!unread && !recorded.stamp.SameObject(entry.stamp)) differences_.replaced_files.push_back(recorded);
-  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true});
+  const bool replaces = !unread && !recorded.stamp.SameObject(entry.stamp);
+  if (replaces) differences_.replaced_files.push_back(recorded);
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true, replaces});
 }
 
 const CatalogueEntry* Survey::Advance(const std::string* path) {
@@ -149,14 +149,28 @@ void Survey::Fetch(const std::string& after) {
 
 void Survey::NoteGone(const CatalogueEntry& file) {
   if (unknown_.contains(folder_) || unknown_.contains(file.path)) return;
-  if (LiesInOne(remounted_, file.path)) differences_.device_changed = true;
+  CompareDevice(file);
   differences_.gone_files.push_back(file);
+}
+
+void Survey::CompareDevice(const CatalogueEntry& gone) {
+  if (gone.stamp.inode != 0 && gone.stamp.device != DeviceAt(gone.path)) differences_.device_changed = true;
+}
+
+std::uint64_t Survey::DeviceAt(const std::string& path) const {
+  if (mounts_.empty()) return 0;
+  for (std::string above = path; !above.empty();) {
+    const std::size_t slash = above.rfind('/');
+    above.resize(slash == std::string::npos ? 0 : slash);
+    if (const auto mount = mounts_.find(above); mount != mounts_.end()) return mount->second;
+  }
+  return 0;
 }
 
 void Survey::GatherLostFolders() {
   for (const auto& [path, entry] : folders_) {
     if (LiesInOne(unknown_, path)) continue;
-    if (LiesInOne(remounted_, path)) differences_.device_changed = true;
+    CompareDevice(entry);
     differences_.gone_folders.push_back(entry);
     folder_ = path;
     Fetch("");

@@ -4,6 +4,7 @@
 #define SERVICE_SURVEY_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -18,7 +19,8 @@ struct Arrival {
   std::string path;  // below the library
   ItemKind kind = ItemKind::kPhoto;
   FileStamp stamp;
-  bool known = false;  // the catalogue has one of that kind under this path
+  bool known = false;     // the catalogue has one of that kind under this path
+  bool replaces = false;  // and it was another one
 };
 
 struct Differences {
@@ -32,7 +34,7 @@ struct Differences {
   std::vector<CatalogueEntry> replaced_files;
   std::size_t recorded_files = 0;
   bool root_empty = true;       // no file and no folder that counts
-  bool device_changed = false;  // something is gone below a folder that was on another device
+  bool device_changed = false;  // something is gone that was on another device than its folder is now
 };
 
 // Notes in REPORT what is no folder and no photo or video; true for what is.
@@ -56,6 +58,10 @@ class Survey {
   // The files of the current folder that come after AFTER.
   void Fetch(const std::string& after);
   void NoteGone(const CatalogueEntry& file);
+  // What was on another device than the folder that it should be in may be out of reach with it.
+  void CompareDevice(const CatalogueEntry& gone);
+  // The device of the nearest folder above PATH that is there.
+  std::uint64_t DeviceAt(const std::string& path) const;
   void GatherLostFolders();
 
   Catalogue& catalogue_;
@@ -63,7 +69,7 @@ class Survey {
   Differences differences_;
   std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
   std::set<std::string> unknown_;                  // could not be looked at
-  std::set<std::string> remounted_;                // on another device than recorded
+  std::map<std::string, std::uint64_t> mounts_;    // folders on another device than the one above them
 
   std::string folder_;                    // the current one
   std::vector<CatalogueEntry> recorded_;  // some of its files

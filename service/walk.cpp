@@ -113,7 +113,7 @@ WalkEntry Walk::Enter(const std::string& path) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
   Level level{path, StampOf(status, device_), 0, {}, {}, 0, 0};
-  if (IsAncestor(level.stamp)) return {EntryKind::kSkipped, path, "folder inside itself"};
+  if (IsAncestor(level.stamp)) return {EntryKind::kUnknown, path, "folder inside itself"};
   List(folder.Release(), level);
   levels_.push_back(std::move(level));
   return {EntryKind::kFolder, path, "", levels_.back().stamp};
@@ -179,16 +179,13 @@ Walk::Name Walk::LookBehindLink(int folder, const char* name, FileStamp stamp) c
 }
 
 WalkEntry Walk::EntryOf(const Name& name, std::string path) {
-  const auto skipped = [&](const char* reason) {
-    return WalkEntry{EntryKind::kSkipped, std::move(path), reason};
-  };
   switch (name.kind) {
     case NameKind::kHidden:
-      return skipped("hidden");
+      return {EntryKind::kSkipped, std::move(path), "hidden"};
     case NameKind::kSpecial:
-      return skipped("special file");
+      return {EntryKind::kUnknown, std::move(path), "special file"};
     case NameKind::kFolderLink:
-      return skipped("link to a folder");
+      return {EntryKind::kUnknown, std::move(path), "link to a folder"};
     case NameKind::kDanglingLink:
       return {EntryKind::kUnknown, std::move(path), "link that leads nowhere"};
     case NameKind::kUnknown:

@@ -23,8 +23,9 @@
 enum class EntryKind : std::uint8_t {
   kFolder,   // a folder that was opened; what it holds follows
   kFile,     // a regular file, or a link to one
-  kSkipped,  // left out on purpose; `reason` says why
-  kUnknown,  // left out, but what it was before may still be there: a link that leads nowhere at the moment
+  kSkipped,  // left out on purpose, and always was; `reason` says why
+  kUnknown,  // left out, but something bears the name: what it was before may still be there, or be hidden by
+             // it
   kFailed,   // could not be looked at, or not wholly; `reason` says why
 };
 

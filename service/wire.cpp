@@ -61,6 +61,7 @@ std::string EncodeBatch(const std::vector<WorkItem>& items) {
   writer.Number(static_cast<std::uint32_t>(items.size()));
   for (const WorkItem& item : items) {
     writer.Byte(static_cast<std::uint8_t>(item.kind)).Byte(static_cast<std::uint8_t>(item.action));
+    writer.Byte(item.same_content ? 1 : 0);
     writer.Text(item.path).Text(item.from);
   }
   return writer.content();
@@ -72,11 +73,12 @@ std::optional<std::vector<WorkItem>> DecodeBatch(std::string_view content) {
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     const std::uint8_t kind = reader.Byte();
     const std::uint8_t action = reader.Byte();
+    const bool same_content = reader.Byte() != 0;
     if (kind > static_cast<std::uint8_t>(ItemKind::kVideo)) return std::nullopt;
     if (action > static_cast<std::uint8_t>(ItemAction::kSweep)) return std::nullopt;
     std::string path = reader.Text();
-    items.push_back(
-        {static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action), reader.Text()});
+    items.push_back({static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action),
+                     reader.Text(), same_content});
   }
   if (!reader.Complete()) return std::nullopt;
   return items;

@@ -3,7 +3,9 @@
 // order, texts carry a 32-bit length of their own.
 //
 //   supervisor -> worker
-//     kBatch      count, then for each item its kind and action (8 bits each), path and old path
+//     kBatch      count, then for each item its kind, action and whether its content is the same (8 bits
+//     each), path
+//                 and old path
 //     kStop       nothing: commit what there is, report it, leave the rest of the batch
 //   worker -> supervisor
 //     kReady      nothing: the library is open

@@ -15,6 +15,7 @@ enum class ItemAction : std::uint8_t {
   kAdd,
   kMove,      // the rows of `from` become those of `path`, which is then added
   kSetAside,  // the rows of `from` wait under the name `path`, which no file bears
+  kRename,    // the rows of `from` become those of `path`, which cannot be read
   kDelete,
   kReindex,  // the second phase of a full reindex
   kMark,     // its first phase, `path` being the library
@@ -25,7 +26,8 @@ struct WorkItem {
   ItemKind kind = ItemKind::kPhoto;
   std::string path;  // absolute
   ItemAction action = ItemAction::kAdd;
-  std::string from = {};  // absolute; the old path of what moved
+  std::string from = {};      // absolute; the old path of what moved
+  bool same_content = false;  // what moved was not changed
 
   // For the supervisor alone. Nothing of a later stage is begun before all of the earlier ones is done.
   std::uint32_t stage = 0;
@@ -45,10 +47,13 @@ struct ItemResult {
   std::string trouble;
   std::string fingerprint = {};  // of the content, where it was read
 
+  bool crashed = false;  // it took its worker with it; never on the wire
+
   bool done() const { return outcome == ItemOutcome::kDone; }
 
   static ItemResult Stored(std::string trouble = "") { return {ItemOutcome::kDone, std::move(trouble)}; }
   static ItemResult Failed(std::string why) { return {ItemOutcome::kFailed, std::move(why)}; }
+  static ItemResult Crashed(std::string why) { return {ItemOutcome::kFailed, std::move(why), "", true}; }
   static ItemResult NotKept(std::string why) { return {ItemOutcome::kNotKept, std::move(why)}; }
 };
 

@@ -28,6 +28,12 @@ void WorkQueue::LookAhead() {
   }
 }
 
+bool WorkQueue::Refused(const WorkItem& item) {
+  if (!gate_ || gate_(item)) return false;
+  if (MakesFolder(item)) open_folders_.erase(item.path);
+  return true;
+}
+
 std::uint32_t WorkQueue::CurrentStage() const {
   const std::uint32_t waiting = waiting_.empty() ? 0 : waiting_.front().item.stage;
   return given_out_.empty() ? waiting : std::min(waiting, given_out_.begin()->first);
@@ -54,6 +60,10 @@ std::vector<WorkQueue::Entry> WorkQueue::Take(std::size_t workers) {
   while (next != waiting_.end() && next->item.stage == stage && batch.size() < share &&
          (batch.empty() || !batch.front().alone)) {
     const bool fits = Ready(next->item, batch) && (batch.empty() || !next->alone);
+    if (fits && Refused(next->item)) {
+      ++next;
+      continue;
+    }
     (fits ? batch : left).push_back(std::move(*next++));
   }
   waiting_.erase(waiting_.begin(), next);

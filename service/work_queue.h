@@ -27,8 +27,12 @@ class WorkQueue {
   };
   using Source = std::function<std::optional<WorkItem>()>;
 
-  // SOURCE is asked for the next item of the walk until it gives nothing.
-  explicit WorkQueue(Source source) : source_(std::move(source)) {}
+  using Gate = std::function<bool(const WorkItem&)>;
+
+  // SOURCE is asked for the next item of the walk until it gives nothing. GATE is asked when an item could be
+  // given out, when the earlier stages are done; what it refuses is dropped.
+  explicit WorkQueue(Source source, Gate gate = nullptr)
+      : source_(std::move(source)), gate_(std::move(gate)) {}
 
   // The next batch, to be shared among WORKERS; empty when nothing can be given out at the moment.
   std::vector<Entry> Take(std::size_t workers);
@@ -46,6 +50,7 @@ class WorkQueue {
 
  private:
   void LookAhead();
+  bool Refused(const WorkItem& item);
   bool Ready(const WorkItem& item, const std::vector<Entry>& batch) const;
   // The earliest stage of which something is not done.
   std::uint32_t CurrentStage() const;
@@ -53,6 +58,7 @@ class WorkQueue {
   void TakeBack(std::uint32_t stage);
 
   Source source_;
+  Gate gate_;
   bool exhausted_ = false;
   std::deque<Entry> waiting_;
   std::unordered_set<std::string> open_folders_;    // seen and not done

@@ -55,6 +55,46 @@ TEST_F(PeopleTest, OfAPhotoBecomeItsLabels) {
   EXPECT_EQ(shown["people"][0]["name"].asString(), "Marie");
 }
 
+class NamedByHandTest : public PeopleTest {
+ protected:
+  void SetUp() override {
+    MakePhotoOf("Marie", "a.jpg");
+    Index();
+    Query("INSERT INTO photo_label (category, name) VALUES (0, 'Ann')");
+    Query(
+        "INSERT INTO photo_image_label (image_id, label_id, info_new) SELECT 1, id, "
+        "'{\"x\":0.1,\"y\":0.1,\"width\":0.2,\"height\":0.2}' FROM photo_label WHERE name = 'Ann'");
+  }
+};
+
+TEST_F(NamedByHandTest, StayOnAPhotoThatMoves) {
+  fs::create_directory(File("album"));
+  fs::rename(File("a.jpg"), File("album/b.jpg"));
+  EXPECT_EQ(Index()["moved"].asInt(), 1);
+  EXPECT_THAT(People(), ElementsAre("Ann", "Marie"));
+  EXPECT_EQ(Switch(), "on");
+}
+
+TEST_F(NamedByHandTest, StayOnACopyWhoseOriginalIsGone) {
+  fs::copy_file(File("a.jpg"), File("b.jpg"));
+  fs::remove(File("a.jpg"));
+  EXPECT_EQ(Index()["moved"].asInt(), 1);
+  EXPECT_THAT(People(), ElementsAre("Ann", "Marie"));
+}
+
+TEST_F(NamedByHandTest, GiveWayWhenTheMovedPhotoWasAlsoWrittenAnew) {
+  fs::rename(File("a.jpg"), File("b.jpg"));
+  const std::string before = Value("SELECT id FROM photo_image");
+  const fs::path other = scratch() / "other.jpg";
+  MakePhotoOf("Pierre", "other.jpg");
+  fs::rename(File("other.jpg"), other);
+  fs::copy_file(other, File("b.jpg"), fs::copy_options::overwrite_existing);
+  fs::last_write_time(File("b.jpg"), fs::last_write_time(File("b.jpg")) + std::chrono::seconds(2));
+  EXPECT_EQ(Index()["moved"].asInt(), 1);
+  EXPECT_EQ(Value("SELECT id FROM photo_image"), before);
+  EXPECT_THAT(People(), ElementsAre("Pierre"));
+}
+
 TEST_F(PeopleTest, SwitchedOffStaysOff) {
   MakePhotoOf("Marie", "a.jpg");
   Index();

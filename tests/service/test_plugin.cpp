@@ -22,9 +22,15 @@ std::string& Database() {
   return path;
 }
 
-int Execute(const char* sql_template, const std::string& value) {
+// PATH below the library.
+std::string Key(const std::string& path) {
+  return path.substr(Database().rfind('/') + 1);
+}
+
+template <typename... Values>
+int Execute(const char* sql_template, const Values&... values) {
   KAVODB_CONNECTION* connection = KAVODBConnect(nullptr, nullptr, nullptr, Database().c_str());
-  char* sql = KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, value.c_str());
+  char* sql = KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, values.c_str()...);
   const int result = KAVODBExecute(connection, sql, nullptr);
   std::free(sql);
   KAVODBClose(connection);
@@ -47,8 +53,10 @@ int Store(const std::string& path) {
   const std::string name = path.substr(path.rfind('/') + 1);
   Misbehave(name);
   if (Execute("INSERT INTO seen (path) VALUES ('@KAVO:VAR')", path) != 0) return -1;
+  if (name.ends_with(".jpg"))
+    Execute("INSERT OR IGNORE INTO photo_image (path) VALUES ('@KAVO:VAR')", Key(path));
   // Accepted now, refused at the commit, and with it everything in the same transaction.
-  if (name.find("poison") != std::string::npos) return Execute("INSERT INTO owned VALUES (99)", "");
+  if (name.find("poison") != std::string::npos) return Execute("INSERT INTO owned VALUES (99)");
   if (name.find("refuse") == std::string::npos) return 0;
   syslog(LOG_ERR, "%s (%d) Invalid thing : %s", "photo_database.cpp", 12, "x y");
   syslog(LOG_ERR, "%s:%d Failed to save photo info.", "photo_index.cpp", 34);
@@ -68,10 +76,9 @@ TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
       "CREATE TABLE IF NOT EXISTS photo_share (shareid INTEGER PRIMARY KEY, sharename TEXT UNIQUE);"
       "CREATE TABLE IF NOT EXISTS owned (album INTEGER REFERENCES photo_share (shareid) DEFERRABLE INITIALLY "
       "DEFERRED);"
-      "CREATE TABLE IF NOT EXISTS photo_image (path TEXT);"
+      "CREATE TABLE IF NOT EXISTS photo_image (path TEXT UNIQUE);"
       "CREATE TABLE IF NOT EXISTS photo_config (config_key TEXT PRIMARY KEY, config_value TEXT);"
-      "INSERT OR IGNORE INTO photo_share VALUES (1, '/');",
-      "");
+      "INSERT OR IGNORE INTO photo_share VALUES (1, '/');");
 }
 
 TEST_PLUGIN_API int IndexAdd_Json(Json::Value* info, unsigned /*index_type*/) {
@@ -82,13 +89,14 @@ TEST_PLUGIN_API int IndexDirAdd(const char* folder) {
   return Store(folder);
 }
 
-// Runs of a first time send nothing else.
-TEST_PLUGIN_API int IndexRename_Json(Json::Value* /*info*/, unsigned /*index_type*/, const char* /*old*/) {
-  return -1;
+TEST_PLUGIN_API int IndexRename_Json(Json::Value* info, unsigned /*index_type*/, const char* old) {
+  const std::string path = (*info)["szPath"].asString();
+  return Execute("UPDATE photo_image SET path = '@KAVO:VAR' WHERE path = '@KAVO:VAR'", Key(path), Key(old));
 }
-TEST_PLUGIN_API int IndexDelete(const char* /*path*/) {
-  return -1;
+TEST_PLUGIN_API int IndexDelete(const char* path) {
+  return Execute("DELETE FROM photo_image WHERE path = '@KAVO:VAR'", Key(path));
 }
+// No test sends anything else.
 TEST_PLUGIN_API int IndexDirRename(const char* /*new_folder*/, const char* /*old_folder*/) {
   return -1;
 }

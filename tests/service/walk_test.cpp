@@ -108,10 +108,10 @@ TEST_F(WalkTest, LinksToFilesCountAndOthersDoNot) {
   fs::create_symlink("nowhere", root() / "c.jpg");
   fs::create_symlink("d.jpg", root() / "d.jpg");
   fs::create_directory_symlink("..", root() / "folder" / "up");
-  EXPECT_EQ(Lines(), Strings({"folder .", "file a.jpg", "skipped b: link to a folder",
+  EXPECT_EQ(Lines(), Strings({"folder .", "file a.jpg", "unknown b: link to a folder",
                               "unknown c.jpg: link that leads nowhere",
                               "unknown d.jpg: link that leads nowhere", "file real.jpg", "folder folder",
-                              "file folder/inside.jpg", "skipped folder/up: link to a folder"}));
+                              "file folder/inside.jpg", "unknown folder/up: link to a folder"}));
 }
 
 TEST_F(WalkTest, SpecialFilesAreSkippedWhateverTheirNames) {
@@ -124,8 +124,8 @@ TEST_F(WalkTest, SpecialFilesAreSkippedWhateverTheirNames) {
   std::copy(name.begin(), name.end(), address.sun_path);
   ASSERT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
   close(descriptor);
-  EXPECT_EQ(Lines(), Strings({"folder .", "skipped fifo.jpg: special file", "skipped link.jpg: special file",
-                              "skipped socket.jpg: special file"}));
+  EXPECT_EQ(Lines(), Strings({"folder .", "unknown fifo.jpg: special file", "unknown link.jpg: special file",
+                              "unknown socket.jpg: special file"}));
 }
 
 TEST_F(WalkTest, AFolderWithAPhotosNameIsAFolder) {
@@ -201,7 +201,7 @@ TEST_F(WalkTest, AFolderMountedInsideItselfIsNotEnteredAgain) {
       return kNotPermitted;
     }
     return Lines() ==
-                   Strings({"folder .", "folder a", "file a/1.jpg", "skipped a/loop: folder inside itself"})
+                   Strings({"folder .", "folder a", "file a/1.jpg", "unknown a/loop: folder inside itself"})
                ? 0
                : 1;
   }));

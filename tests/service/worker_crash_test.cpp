@@ -68,6 +68,18 @@ TEST_F(WorkerCrashTest, AFolderThatKillsAWorkerCostsOnlyItsAlbum) {
   EXPECT_EQ(FailureOf(report, "abort"), "killed by signal 6 (Aborted)");
 }
 
+TEST_F(WorkerCrashTest, TheRowsOfAPhotoFollowItThoughItKillsTheWorkerThatReadsIt) {
+  MakePhotos({"a.jpg", "b.jpg"});
+  Index();
+  const std::string row = Value("SELECT rowid FROM photo_image WHERE path = 'a.jpg'");
+  std::filesystem::rename(File("a.jpg"), File("segfault.jpg"));
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(FailureOf(Index({}, 3), "segfault.jpg"), "killed by signal 11 (Segmentation fault)") << run;
+    EXPECT_EQ(Value("SELECT rowid FROM photo_image WHERE path = 'segfault.jpg'"), row) << run;
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "2") << run;
+  }
+}
+
 TEST_F(WorkerCrashTest, AFileThatHangsIsGivenUpAtItsDeadline) {
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
   const auto start = std::chrono::steady_clock::now();

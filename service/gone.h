@@ -1,0 +1,12 @@
+#ifndef SERVICE_GONE_H_
+#define SERVICE_GONE_H_
+
+#include <string>
+
+#include "work_item.h"
+
+// What was at this absolute path is not there any more, for sure: only "there is no such name" says so, or a
+// file where a folder was, or the other way round.
+bool IsGone(const std::string& path, ItemKind kind);
+
+#endif  // SERVICE_GONE_H_

@@ -1,0 +1,140 @@
+// When rows may be deleted because files are not there.
+#include "loss_brake.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "support/temp_dir.h"
+
+namespace {
+
+constexpr std::size_t kRecorded = 500;
+
+class LossBrakeTest : public testing::Test {
+ protected:
+  static LossQuestion Gone(std::size_t files) {
+    LossQuestion question;
+    for (std::size_t i = 0; i < files; ++i) question.gone.push_back(std::to_string(i));
+    question.recorded = kRecorded;
+    return question;
+  }
+  std::string Judge(const LossQuestion& question) {
+    const LossVerdict verdict = JudgeLoss(question, catalogue_);
+    EXPECT_EQ(verdict.holds, !verdict.reason.empty());
+    return verdict.reason;
+  }
+  // The remembered scan was SECONDS earlier than it was.
+  void Age(long seconds, const char* fact = "loss") {
+    const std::string value = catalogue_.Fact(fact).value_or("");
+    const std::size_t blank = value.find(' ');
+    ASSERT_NE(blank, std::string::npos);
+    const long time = std::atol(value.c_str() + blank) - seconds;
+    catalogue_.PutFact(fact, value.substr(0, blank + 1) + std::to_string(time));
+  }
+
+  TempDir dir_;
+  Catalogue catalogue_ = std::move(*Catalogue::Open(dir_ / "catalogue.db"));
+};
+
+constexpr const char* kMany = "101 of 500 files are gone";
+constexpr long kHour = 3600;
+
+TEST_F(LossBrakeTest, AHundredMayGo) {
+  EXPECT_EQ(Judge(Gone(100)), "");
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+}
+
+TEST_F(LossBrakeTest, ATenthMayGo) {
+  LossQuestion question = Gone(150);
+  question.recorded = 1500;
+  EXPECT_EQ(Judge(question), "");
+  question.recorded = 1499;
+  EXPECT_EQ(Judge(question), "150 of 1499 files are gone");
+}
+
+TEST_F(LossBrakeTest, WhatIsOutOfReachIsNotGoneHoweverFewItIs) {
+  LossQuestion question = Gone(1);
+  question.root_empty = true;
+  EXPECT_EQ(Judge(question), "the folder is empty");
+  question.root_empty = false;
+  question.root_changed = true;
+  EXPECT_EQ(Judge(question), "the folder is not the one that was indexed before");
+  question.root_changed = false;
+  question.device_changed = true;
+  EXPECT_EQ(Judge(question), "a folder is on another device than before");
+}
+
+TEST_F(LossBrakeTest, AlbumsAloneAreOutOfReachToo) {
+  LossQuestion question = Gone(0);
+  question.root_empty = true;
+  EXPECT_EQ(Judge(question), "");
+  question.gone_folders = 1;
+  EXPECT_EQ(Judge(question), "the folder is empty");
+}
+
+TEST_F(LossBrakeTest, SomebodyMayAcceptAnything) {
+  LossQuestion question = Gone(400);
+  question.root_empty = true;
+  question.accepted = true;
+  EXPECT_EQ(Judge(question), "");
+}
+
+TEST_F(LossBrakeTest, TheSameAnHourLaterIsBelieved) {
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(kHour - 10);
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(10);
+  EXPECT_EQ(Judge(Gone(101)), "");
+}
+
+TEST_F(LossBrakeTest, TheSameInAnotherOrderIsTheSame) {
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(kHour);
+  LossQuestion question = Gone(101);
+  std::swap(question.gone.front(), question.gone.back());
+  EXPECT_EQ(Judge(question), "");
+}
+
+TEST_F(LossBrakeTest, AnotherLossIsNotTheSame) {
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(kHour);
+  LossQuestion question = Gone(101);
+  question.gone.back() = "another";
+  EXPECT_EQ(Judge(question), kMany);
+}
+
+TEST_F(LossBrakeTest, ALossThatCameBackIsForgotten) {
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(kHour);
+  EXPECT_EQ(Judge(Gone(0)), "");
+  EXPECT_EQ(Judge(Gone(101)), kMany) << "the same disk may be away twice";
+}
+
+TEST_F(LossBrakeTest, ALossThatWasAcceptedIsForgotten) {
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(kHour);
+  LossQuestion question = Gone(101);
+  question.accepted = true;
+  EXPECT_EQ(Judge(question), "");
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+}
+
+TEST_F(LossBrakeTest, ATimeToComeIsNotBelieved) {
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(-kHour);
+  EXPECT_EQ(Judge(Gone(101)), kMany) << "and remembered anew";
+  Age(kHour);
+  EXPECT_EQ(Judge(Gone(101)), "");
+}
+
+TEST_F(LossBrakeTest, EachKindOfLookHasItsOwnMemory) {
+  LossQuestion sweep = Gone(101);
+  sweep.fact = "sweep-loss";
+  EXPECT_EQ(Judge(sweep), kMany);
+  Age(kHour, "sweep-loss");
+  EXPECT_EQ(Judge(Gone(0)), "");
+  EXPECT_EQ(Judge(sweep), "");
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+// What becomes of rows when a change of them is refused, or a run ends in the middle: nothing that hangs on
+// them is lost, and a later run makes them true.
+#include "catalogue.h"
+#include "support/library_rows.h"
+#include "support/media_maker.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kSomeFailed = 3;
+
+class RefusedChangesTest : public LibraryRowsTest {
+ protected:
+  void SetUp() override {
+    MakeJpeg(File("a.jpg"), 16, 8);
+    MakeJpeg(File("b.jpg"), 24, 8);
+    MakeJpeg(File("trip/t.jpg"), 32, 8);
+    Index();
+    NamePerson("a.jpg", "Ann");
+    NamePerson("b.jpg", "Bob");
+    NamePerson("trip/t.jpg", "Tom");
+    ids_ = {{"Ann", IdOf("a.jpg")}, {"Bob", IdOf("b.jpg")}, {"Tom", IdOf("trip/t.jpg")}};
+  }
+
+  // The database does nothing when EVENT happens, and says that it did.
+  void Ignore(const std::string& event) const {
+    Query("CREATE TRIGGER refusal BEFORE " + event + " BEGIN SELECT RAISE(IGNORE); END");
+  }
+  void IgnoreMovesOf(const std::string& path) const {
+    Ignore("UPDATE OF path ON photo_image WHEN OLD.path = '" + path + "'");
+  }
+  void Relent() const { Query("DROP TRIGGER refusal"); }
+
+  void ExpectPerson(const std::string& path, const std::string& person) const {
+    EXPECT_EQ(IdOf(path), ids_.at(person)) << path;
+    EXPECT_EQ(PersonOn(path), person) << path;
+  }
+  int Reindex() { return Run({"reindex", folder(), "--quiet"}).status; }
+  // The catalogue of the library, as a run that ended early would have left it.
+  Catalogue OpenCatalogue() const {
+    const auto library = *fs::directory_iterator(state() / "libraries");
+    return std::move(*Catalogue::Open(library.path() / "catalogue.db"));
+  }
+  static CatalogueEntry FolderEntry(Catalogue& catalogue, const std::string& path) {
+    for (const CatalogueEntry& folder : catalogue.Folders()) {
+      if (folder.path == path) return folder;
+    }
+    ADD_FAILURE() << path;
+    return {};
+  }
+
+  std::map<std::string, std::string> ids_;
+};
+
+TEST_F(RefusedChangesTest, AMoveIsMadeByTheNextRun) {
+  fs::rename(File("b.jpg"), File("c.jpg"));
+  IgnoreMovesOf("b.jpg");
+  EXPECT_NE(FailureOf(Index({}, kSomeFailed), "c.jpg"), "");
+  ExpectPerson("b.jpg", "Bob");
+  Relent();
+  EXPECT_EQ(Index()["moved"].asInt(), 1);
+  ExpectPerson("c.jpg", "Bob");
+}
+
+TEST_F(RefusedChangesTest, WhatWouldTakeTheNameWaits) {
+  fs::rename(File("b.jpg"), File("c.jpg"));
+  fs::rename(File("a.jpg"), File("b.jpg"));
+  IgnoreMovesOf("b.jpg");
+  EXPECT_EQ(FailureOf(Index({}, kSomeFailed), "b.jpg"), "waits for what could not be done in this run");
+  ExpectPerson("a.jpg", "Ann");
+  ExpectPerson("b.jpg", "Bob");
+  Relent();
+  Index();
+  ExpectPerson("b.jpg", "Ann");
+  ExpectPerson("c.jpg", "Bob");
+}
+
+TEST_F(RefusedChangesTest, ARingStaysClosed) {
+  fs::rename(File("a.jpg"), File("tmp"));
+  fs::rename(File("b.jpg"), File("a.jpg"));
+  fs::rename(File("tmp"), File("b.jpg"));
+  Ignore("UPDATE OF path ON photo_image");
+  Index({}, kSomeFailed);
+  ExpectPerson("a.jpg", "Ann");
+  ExpectPerson("b.jpg", "Bob");
+  Relent();
+  Index();
+  ExpectPerson("a.jpg", "Bob");
+  ExpectPerson("b.jpg", "Ann");
+}
+
+TEST_F(RefusedChangesTest, ANewFileUnderTheOldNameWaits) {
+  fs::rename(File("b.jpg"), File("c.jpg"));
+  MakeJpeg(File("b.jpg"), 80, 8);
+  IgnoreMovesOf("b.jpg");
+  Index({}, kSomeFailed);
+  Relent();
+  Index();
+  ExpectPerson("c.jpg", "Bob");
+  EXPECT_EQ(PersonOn("b.jpg"), "");
+  EXPECT_EQ(Value("SELECT resolutionx FROM photo_image WHERE path = 'b.jpg'"), "80");
+}
+
+TEST_F(RefusedChangesTest, AReindexSweepsNothingThatCouldNotMove) {
+  fs::rename(File("b.jpg"), File("c.jpg"));
+  IgnoreMovesOf("b.jpg");
+  EXPECT_EQ(Reindex(), kSomeFailed);
+  ExpectPerson("b.jpg", "Bob");
+  Relent();
+  EXPECT_EQ(Reindex(), 0);
+  ExpectPerson("c.jpg", "Bob");
+  EXPECT_EQ(Count(), "3");
+}
+
+TEST_F(RefusedChangesTest, TheFilesOfAFolderWaitForItsAlbum) {
+  const std::string album = AlbumId("trip");
+  fs::rename(File("trip"), File("holiday"));
+  Ignore("UPDATE OF sharename ON photo_share");
+  Index({}, kSomeFailed);
+  ExpectPerson("trip/t.jpg", "Tom");
+  EXPECT_EQ(AlbumId("trip"), album);
+  Relent();
+  Index();
+  ExpectPerson("holiday/t.jpg", "Tom");
+  EXPECT_EQ(AlbumId("holiday"), album);
+  EXPECT_EQ(Value("SELECT shareid FROM photo_image WHERE path = 'holiday/t.jpg'"), album);
+}
+
+TEST_F(RefusedChangesTest, ADeleteIsMadeByTheNextRun) {
+  fs::remove(File("a.jpg"));
+  Ignore("DELETE ON photo_image");
+  EXPECT_NE(FailureOf(Index({}, kSomeFailed), "a.jpg"), "");
+  Relent();
+  EXPECT_EQ(Index()["deleted"].asInt(), 1);
+  EXPECT_EQ(IdOf("a.jpg"), "");
+}
+
+TEST_F(RefusedChangesTest, AReindexForgetsNoRowThatItCouldNotDelete) {
+  fs::remove(File("a.jpg"));
+  WriteFile(File("b.jpg"), "this was a picture");  // keeps the sweep away
+  Ignore("DELETE ON photo_image");
+  EXPECT_EQ(Reindex(), kSomeFailed);
+  Relent();
+  EXPECT_EQ(Index({}, kSomeFailed)["deleted"].asInt(), 1);
+  EXPECT_EQ(IdOf("a.jpg"), "");
+}
+
+TEST_F(RefusedChangesTest, TheAlbumOfTheLibraryIsNeverSwept) {
+  Ignore("UPDATE ON photo_share WHEN OLD.sharename = '/' AND NEW.updated = '1'");
+  Reindex();
+  EXPECT_EQ(AlbumId("/"), "1");
+}
+
+TEST_F(RefusedChangesTest, ARunThatEndedBetweenAFolderAndItsFilesIsMadeUpFor) {
+  fs::rename(File("trip"), File("holiday"));
+  Query("UPDATE photo_share SET sharename = 'holiday' WHERE sharename = 'trip'");
+  {
+    Catalogue catalogue = OpenCatalogue();
+    CatalogueEntry moved = FolderEntry(catalogue, "trip");
+    catalogue.Remove("trip", ItemKind::kFolder);
+    moved.path = "holiday";
+    catalogue.Put(moved);
+  }
+  Index();
+  ExpectPerson("holiday/t.jpg", "Tom");
+  EXPECT_EQ(Count(), "3");
+  EXPECT_EQ(Index()["unchanged"].asInt(), 3);
+}
+
+TEST_F(RefusedChangesTest, AFolderThatTookTheNameOfAPhotoLeavesNoRow) {
+  fs::remove(File("a.jpg"));
+  MakeJpeg(File("a.jpg/inside.jpg"), 8, 8);
+  Index();
+  EXPECT_EQ(IdOf("a.jpg"), "");
+  EXPECT_NE(IdOf("a.jpg/inside.jpg"), "");
+  EXPECT_EQ(Count(), "3");
+  EXPECT_EQ(Index()["unchanged"].asInt(), 3);
+}
+
+TEST_F(RefusedChangesTest, WithoutTheCatalogueNameAndSizeTellAMove) {
+  fs::remove_all(state() / "libraries");
+  fs::create_directory(File("new"));
+  fs::rename(File("trip/t.jpg"), File("new/t.jpg"));
+  EXPECT_EQ(Index()["moved"].asInt(), 1);
+  ExpectPerson("new/t.jpg", "Tom");
+}
+
+TEST_F(RefusedChangesTest, AFolderWhoseNameIsTooLongForAnAlbumConverges) {
+  const std::string deep = std::string(200, 'd') + "/" + std::string(60, 'e');
+  fs::create_directory(File(std::string(200, 'd')));
+  fs::rename(File("trip"), File(deep));
+  Index();
+  ExpectPerson(deep + "/t.jpg", "Tom");
+  EXPECT_EQ(AlbumId("trip"), "");
+  EXPECT_EQ(Index()["unchanged"].asInt(), 3);
+  fs::rename(File(deep), File("back"));
+  Index();
+  ExpectPerson("back/t.jpg", "Tom");
+  EXPECT_NE(AlbumId("back"), "");
+  EXPECT_EQ(Value("SELECT shareid FROM photo_image WHERE path = 'back/t.jpg'"), AlbumId("back"));
+  EXPECT_EQ(Index()["unchanged"].asInt(), 3);
+}
+
+}  // namespace
