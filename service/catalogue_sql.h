@@ -26,11 +26,11 @@ inline constexpr const char* kDurableCatalogue = "PRAGMA synchronous = FULL";
 inline constexpr const char* kBeginCatalogue = "BEGIN IMMEDIATE";
 inline constexpr const char* kCommitCatalogue = "COMMIT";
 
-// An entry's numbers and state in one text, which is read faster than so many columns; the reason, which may
-// hold anything, is the last.
-#define LUMIVAULT_ENTRY_COLUMNS                                                                            \
-  "folder, name, kind || ' ' || device || ' ' || inode || ' ' || birth || ' ' || size || ' ' || modified " \
-  "|| ' ' || changed || ' ' || state || ' ' || fingerprint || ' ' || reason AS facts"
+// An entry's numbers and state in one text, which is read faster than so many columns, and made faster in one
+// piece than by joining; the reason, which may hold anything, is the last.
+#define LUMIVAULT_ENTRY_COLUMNS                                                                        \
+  "folder, name, printf('%d %d %d %d %d %d %d %s %s %s', kind, device, inode, birth, size, modified, " \
+  "changed, state, fingerprint, reason) AS facts"
 inline constexpr std::size_t kEntriesAtOnce = 2000;
 inline constexpr const char* kFilesOfFolder =
     "SELECT " LUMIVAULT_ENTRY_COLUMNS
