@@ -4,7 +4,8 @@
 // no difference.
 //
 // A hand-out begins with the settings of a new connection, but for foreign keys, which are on (inside a
-// transaction they could not be switched). Several may be out at once; they share the transaction.
+// transaction they could not be switched). Several may be out at once; they share the transaction, and the
+// statements that it has prepared.
 //
 // One lent connection a thread, seen by that thread only. 0 on success, -1 on failure, whose reason
 // KAVODBLentErrorGet tells.

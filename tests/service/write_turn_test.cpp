@@ -13,7 +13,6 @@
 namespace {
 
 constexpr std::chrono::milliseconds kAWhile{50};
-
 TEST(WriteTurn, OneHasItAtATime) {
   const FileDescriptor shared = WriteTurn::MakeShared();
   ASSERT_TRUE(shared);
@@ -47,11 +46,30 @@ TEST(WriteTurn, OneThatIsKilledGivesItUp) {
   char byte = 0;
   ASSERT_EQ(read(ready[0], &byte, 1), 1);
   kill(child, SIGKILL);
-  const WriteTurn mine(shared.get());
-  const WriteTurn::Holder holder(mine);  // waits for ever otherwise
   waitpid(child, nullptr, 0);
+  const WriteTurn mine(shared.get());
+  const auto start = std::chrono::steady_clock::now();
+  const WriteTurn::Holder holder(mine);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, WriteTurn::kPatience);
   close(ready[0]);
   close(ready[1]);
+}
+
+// A holder that waits for another program's transaction does not make the others wait for ever, and one that
+// went on without its turn takes it from nobody.
+TEST(WriteTurn, PatienceEnds) {
+  const FileDescriptor shared = WriteTurn::MakeShared();
+  const WriteTurn mine(shared.get());
+  const WriteTurn::Holder holder(mine);
+  for (int round = 0; round < 2; ++round) {
+    const auto start = std::chrono::steady_clock::now();
+    std::thread other([&] {
+      const WriteTurn theirs(shared.get());
+      const WriteTurn::Holder late(theirs, kAWhile);
+    });
+    other.join();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, kAWhile) << round;
+  }
 }
 
 TEST(WriteTurn, WithoutOneNobodyWaits) {
