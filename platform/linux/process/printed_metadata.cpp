@@ -120,7 +120,7 @@ void Printer::Add(const Data& data) {
   for (const Exiv2::Metadatum& datum : data) {
     if (bytes_ > kMaxCapturedOutput) return;
     if (!IsPrinted(datum)) continue;
-    PrintedDatum& added = printed_.data.emplace_back(datum.key(), TypeColumns(datum));
+    PrintedDatum& added = printed_.data.emplace_back(PrintedDatum{datum.key(), TypeColumns(datum), {}});
     added.value = values_.Print(datum);
     bytes_ += added.key.size() + added.value.size() + 1;
   }
