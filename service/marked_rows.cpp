@@ -42,6 +42,6 @@ Outcome<MarkedRows> FindMarkedRows(const Library& library) {
   }
   const auto count = database.Query({"count"}, kCountMediaSql);
   if (!count || count->empty()) return Unreadable(database);
-  marked.rows = std::stoull(count->front().front().value_or("0"));
+  marked.rows = static_cast<std::size_t>(std::stoull(count->front().front().value_or("0")));
   return marked;
 }

@@ -46,10 +46,10 @@ std::string RecordText(std::string_view raw, std::size_t size) {
 
 std::string OneLine(std::string_view raw) {
   std::string line = RecordText(raw, kLongestRaw);
-  constexpr char kFirstPrintable = ' ';
-  constexpr char kDelete = '\x7F';
+  constexpr unsigned char kFirstPrintable = ' ';
+  constexpr unsigned char kDelete = 0x7F;
   std::replace_if(
-      line.begin(), line.end(),
-      [](char byte) { return (byte >= 0 && byte < kFirstPrintable) || byte == kDelete; }, '?');
+      line.begin(), line.end(), [](unsigned char byte) { return byte < kFirstPrintable || byte == kDelete; },
+      '?');
   return line;
 }

@@ -104,9 +104,21 @@ Angle Unrounded(const char* path, const Axis& axis, const Angle& printed) {
   return agrees ? *stored : printed;
 }
 
+// A negative part is stored as an unsigned number beyond int, and how the tool prints that is its processor's
+// way: as the lowest int, or as the highest.
+float WithSign(float part) {
+  constexpr float kBeyondInt = 2147483648.0F;
+  return part == kBeyondInt ? -kBeyondInt : part;
+}
+
+Angle ParsePrinted(const std::string& text) {
+  const Angle angle = ParseAngle(text);
+  return {WithSign(angle.degrees), WithSign(angle.minutes), WithSign(angle.seconds)};
+}
+
 // The tool prints some negative parts in a way of its own; the script knows them better.
 Angle AngleOf(const char* path, const Axis& axis, const std::string& text) {
-  const Angle angle = ParseAngle(text);
+  const Angle angle = ParsePrinted(text);
   if (angle.HasNegativePart()) {
     const auto better = PhotoGPSScriptValueGet(path, axis.script_tag);
     return better ? ParseAngle(*better) : angle;

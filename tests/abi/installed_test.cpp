@@ -70,7 +70,7 @@ class InstalledTest : public testing::Test {
 
   std::string BuildWithPkgConfig(const std::string& compiler, const std::string& source,
                                  const std::string& options) const {
-    const std::string program = build_ / "program";
+    std::string program = build_ / "program";
     const Finished built = Shell("cd " + (build_ / "") + " && " + compiler + " -o " + program + " " +
                                  kExamples + "/" + source + " " + PkgConfig(options) + " -ldl");
     EXPECT_EQ(built.status, 0) << built.output;
@@ -89,7 +89,8 @@ class InstalledTest : public testing::Test {
   }
 
   void ExpectHostIndexes(const std::string& host) const {
-    const Finished indexed = Shell(host + " " + Libraries() + "/libphotoindex.so.1 " + photo().string());
+    const Finished indexed =
+        Shell(TEST_RUN + host + " " + Libraries() + "/libphotoindex.so.1 " + photo().string());
     EXPECT_EQ(indexed.output, kPhotoRow);
     EXPECT_EQ(indexed.status, 0);
   }

@@ -208,6 +208,20 @@ TEST_F(TagPositionTest, NegativePartsAreAskedOfTheScript) {
   EXPECT_EQ(Get()->longitude, "1.250000");
 }
 
+// As a 32-bit ARM processor converts a negative part that is stored without its sign.
+TEST_F(TagPositionTest, HighestIntIsANegativePart) {
+  SetTags("South", "2147483647deg 30' 0\"", "East", "1deg 0' 0\"");
+  SetScript("GPSLatitude", "35deg 45' 0\"\n");
+  EXPECT_EQ(Get()->latitude, "-35.750000");
+}
+
+TEST_F(TagPositionTest, LowestAndHighestIntAreTheSameWithoutTheScript) {
+  SetTags("South", "-2147483648deg 0' 0\"", "East", "1deg 0' 0\"");
+  const std::string lowest = Get()->latitude;
+  SetTags("South", "2147483647deg 0' 0\"", "East", "1deg 0' 0\"");
+  EXPECT_EQ(Get()->latitude, lowest);
+}
+
 TEST_F(TagPositionTest, NegativePartsStayWithoutTheScript) {
   SetTags("South", "35deg -30' 0\"", "East", "1deg 0' 0\"");
   EXPECT_EQ(Get()->latitude, "-34.500000");
