@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "album_name.h"
+#include "display.h"
 #include "fingerprint.h"
 #include "gone.h"
 #include "library.h"
@@ -67,9 +68,10 @@ bool BatchRunner::Run(const std::vector<WorkItem>& items) {
 bool BatchRunner::WritePrepared(std::size_t first) {
   for (std::size_t done = first; done < prepared_.size(); done += results_.size()) {
     WriteTransaction(done);
+    if (results_.empty()) return false;
     connected_ = connected_ && channel_.Send(MessageType::kResults,
                                              EncodeResults({static_cast<std::uint32_t>(done), results_}));
-    if (StopWanted()) return false;
+    if (failure_ || StopWanted()) return false;
   }
   return !StopWanted();
 }
@@ -96,16 +98,20 @@ void BatchRunner::WriteTransaction(std::size_t first) {
   results_.clear();
   AnnounceNoItem();
   const WriteTurn::Holder turn(turn_);
-  if (KAVODBBatchBegin() != 0) return RetryOneByOne(first);
+  if (KAVODBBatchBegin() != 0) return GiveUp(KAVODBLentErrorGet());
   WriteItems(first);
+  if (failure_) return results_.clear();
   AnnounceNoItem();
-  if (KAVODBBatchCommit() != 0) RetryOneByOne(first);
+  if (KAVODBBatchCommit() == 0) return;
+  if (DatabaseFailed()) return results_.clear();
+  RetryOneByOne(first);
 }
 
 void BatchRunner::WriteItems(std::size_t first) {
   const Clock::time_point start = Clock::now();
   for (std::size_t i = first; i < prepared_.size(); ++i) {
     results_.push_back(Write(i, prepared_[i]));
+    if (DatabaseFailed()) return;
     if (Clock::now() - start >= kLongestTransaction || StopWanted()) return;
   }
 }
@@ -276,24 +282,49 @@ std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) 
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {
-  const std::size_t count = std::max<std::size_t>(results_.size(), 1);
+  const std::size_t count = results_.size();
   results_.clear();
-  for (std::size_t i = first; i < first + count; ++i) results_.push_back(WriteAlone(i));
+  for (std::size_t i = first; i < first + count; ++i) {
+    ItemResult result = WriteAlone(i);
+    if (failure_) return;
+    results_.push_back(std::move(result));
+  }
 }
 
 ItemResult BatchRunner::WriteAlone(std::size_t index) {
   // The first attempt has completed the record in place.
   Prepared prepared = Prepare(index);
   AnnounceNoItem();
-  if (KAVODBBatchBegin() != 0) return NotKept();
+  if (KAVODBBatchBegin() != 0) {
+    GiveUp(KAVODBLentErrorGet());
+    return {};
+  }
   ItemResult result = Write(index, prepared);
+  if (DatabaseFailed()) return {};
   AnnounceNoItem();
-  if (KAVODBBatchCommit() != 0) return NotKept();
-  return result;
+  if (KAVODBBatchCommit() == 0) return result;
+  if (DatabaseFailed()) return {};
+  return NotKept();
 }
 
 ItemResult BatchRunner::NotKept() {
   return ItemResult::NotKept(std::string("not kept by the database: ") + KAVODBLentErrorGet());
+}
+
+// Asked after every item: where the file is gone the plug-in would make another one for the next.
+bool BatchRunner::DatabaseFailed() {
+  const char* why = KAVODBLentFailureGet();
+  if (why == nullptr) return false;
+  KAVODBBatchRollback();
+  GiveUp(why);
+  return true;
+}
+
+void BatchRunner::GiveUp(const char* why) {
+  const char* known = KAVODBLentFailureGet();
+  failure_ =
+      Failure{ExitStatus::kDatabase, Visible(Library{library_, ""}.database()) + ": " +
+                                         (known != nullptr ? known : why) + "; what was done before is kept"};
 }
 
 void BatchRunner::Announce(std::size_t index) {

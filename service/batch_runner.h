@@ -11,6 +11,7 @@
 
 #include "database_reader.h"
 #include "log_capture.h"
+#include "outcome.h"
 #include "plugin.h"
 #include "wire.h"
 #include "work_item.h"
@@ -24,8 +25,11 @@ class BatchRunner {
               const WriteTurn& turn)
       : plugin_(plugin), library_(std::move(library)), log_(log), channel_(channel), turn_(turn) {}
 
-  // False when the supervisor wants no more or is gone; what was done by then is committed and reported.
+  // False when the supervisor wants no more or is gone, or the database has failed; what was done by then is
+  // committed and reported.
   [[nodiscard]] bool Run(const std::vector<WorkItem>& items);
+  // The database as a whole has failed, and no item: trying others would fail them all.
+  const std::optional<Failure>& failure() const { return failure_; }
 
  private:
   // A file that was read.
@@ -73,6 +77,10 @@ class BatchRunner {
   ItemResult WriteAlone(std::size_t index);
   static ItemResult NotKept();
   ItemResult CannotAsk();
+  // True, with the failure noted and the transaction given up, when the database has failed.
+  bool DatabaseFailed();
+  // The database has failed for the reason WHY.
+  void GiveUp(const char* why);
 
   void Announce(std::size_t index);
   void AnnounceNoItem();
@@ -89,6 +97,7 @@ class BatchRunner {
   std::vector<ItemResult> results_;         // of the current transaction
   std::optional<DatabaseReader> database_;  // shares the transaction
   bool connected_ = true;
+  std::optional<Failure> failure_;
 };
 
 #endif  // SERVICE_BATCH_RUNNER_H_

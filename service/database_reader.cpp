@@ -9,6 +9,16 @@ DatabaseReader::DatabaseReader(const std::string& file) {
   connection_.reset(KAVODBConnect(nullptr, nullptr, nullptr, file.c_str()));
 }
 
+DatabaseReader DatabaseReader::ForReading(const std::string& file) {
+  DatabaseReader reader;
+  reader.connection_.reset(KAVODBConnectReadOnly(file.c_str()));
+  return reader;
+}
+
+bool DatabaseReader::IsReadable() {
+  return Query({"count"}, kCountTablesSql).has_value();
+}
+
 bool DatabaseReader::HasSchema() {
   const auto root = Query({"shareid"}, kRootAlbumSql);
   return root && !root->empty();

@@ -19,8 +19,12 @@ class DatabaseReader {
 
   // Opens FILE; false when it is not there or cannot be opened.
   explicit DatabaseReader(const std::string& file);
+  // The same without any need to write: nothing is made or changed.
+  static DatabaseReader ForReading(const std::string& file);
 
   explicit operator bool() const { return connection_ != nullptr; }
+  // It is a database, be it an empty one; else error() tells what is wrong.
+  bool IsReadable();
   // The tables are there.
   bool HasSchema();
   [[nodiscard]] bool Run(const char* sql);
@@ -56,6 +60,8 @@ class DatabaseReader {
     return Text(KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, values.c_str()...));
   }
   std::optional<std::vector<Row>> Rows(const Columns& columns, const Text& sql);
+
+  DatabaseReader() = default;
 
   std::unique_ptr<KAVODB_CONNECTION, Close> connection_;
 };

@@ -144,6 +144,7 @@ std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
     item.path = std::move(entry->path);
     item.stage = action == ItemAction::kReindex ? 1 : 0;
     item.stamp = entry->stamp;
+    if (item.kind != ItemKind::kFolder) ++files_ahead_;
     return item;
   }
   return std::nullopt;
@@ -212,8 +213,9 @@ void IndexRun::Withhold(const LossVerdict& verdict, const std::vector<WorkItem>&
 
 Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
   progress_.Clear();
+  // A run that was stopped has found what it came to.
+  report_.found -= std::exchange(files_ahead_, 0);
   if (outcome && report_.withheld_reason.empty()) RecordRoot(catalogue_, report_.library);
-  RecordDatabase(catalogue_, report_.library);
   catalogue_.Commit();
   report_.interrupted = stopped_by_ != 0;
   report_.elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_);
@@ -224,6 +226,11 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
 std::string IndexRun::Key(const std::string& path) const {
   const std::size_t root = report_.library.folder.size();
   return path.size() > root ? path.substr(root + 1) : "";
+}
+
+// A database that takes the place of this one later has not got what the catalogue then says of it.
+void IndexRun::LibraryOpen() {
+  RecordDatabase(catalogue_, report_.library);
 }
 
 void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
@@ -237,6 +244,7 @@ void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
     failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.trouble};
   }
   CountFile(item);
+  if (IsUpdate(item) && item.kind != ItemKind::kFolder && files_ahead_ > 0) --files_ahead_;
 }
 
 CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result) const {
@@ -315,7 +323,6 @@ void IndexRun::CountFile(const WorkItem& item) {
 
 void IndexRun::Tick() {
   if (moved_ || Clock::now() - committed_ >= kCommitInterval) {
-    RecordDatabase(catalogue_, report_.library);
     catalogue_.Commit();
     committed_ = Clock::now();
     moved_ = false;

@@ -69,6 +69,7 @@ class IndexRun : private RunObserver {
   // Nothing may touch the rows of ITEM any more.
   void HoldBack(const WorkItem& item);
 
+  void LibraryOpen() override;
   void ItemDone(const WorkItem& item, const ItemResult& result) override;
   void Tick() override;
   void NoteUpdate(const WorkItem& item, const ItemResult& result);
@@ -91,6 +92,7 @@ class IndexRun : private RunObserver {
   std::unique_ptr<FileCounter> counter_;
   std::optional<std::size_t> total_;
   std::size_t files_done_ = 0;
+  std::size_t files_ahead_ = 0;  // of the walk, given to the queue and not done
   std::string current_folder_;
   bool moved_ = false;                                // since the last commit
   bool move_failed_ = false;                          // rows are still under an old name

@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -88,11 +90,24 @@ bool Overlap(const std::string& one, const std::string& other) {
   return LiesBelow(one, other) || LiesBelow(other, one);
 }
 
+Failure Busy(const Library& library) {
+  return {ExitStatus::kLibraryBusy, Visible(library.folder) + ": another run holds the library"};
+}
+
+Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library) {
+  const std::string file = root.Place("/libraries/" + library.user + "/lock");
+  FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
+  if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  if (errno == EWOULDBLOCK) return Busy(library);
+  return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+}
+
 // People move their libraries and give them up: one counts while its database is there, or a run that may
 // just make it.
 bool IsAlive(const StateRoot& root, const Library& library) {
   if (access(library.database().c_str(), F_OK) == 0) return true;
-  const auto lock = LockLibrary(root, library);
+  const auto lock = LockInRoot(root, library);
   return !lock && lock.failure().status == ExitStatus::kLibraryBusy;
 }
 
@@ -131,6 +146,16 @@ Outcome<Done> Register(const StateRoot& root, const Library& library) {
   return WriteWholeFile(root.Place(kPersonalFolders), WithLibrary(*content, library));
 }
 
+// A library that another state folder has made shows by its database.
+std::optional<Library> FindByDatabase(std::string folder) {
+  for (; !folder.empty(); folder.resize(std::min(folder.rfind('/'), folder.size()))) {
+    Library library{folder, UserOf(folder)};
+    struct stat status {};
+    if (lstat(library.database().c_str(), &status) == 0 && S_ISREG(status.st_mode)) return library;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 Outcome<Library> NameLibrary(const std::string& folder) {
@@ -149,19 +174,29 @@ Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder) {
 std::optional<Library> FindLibrary(const std::string& path) {
   std::array<char, kUserNameSize> user{};
   if (KAVOIndexIsPersonalPackagePath(path.c_str(), "photo", user.data(), kUserNameSize) == 0)
-    return std::nullopt;
+    return FindByDatabase(path);
   std::array<char, kPathSize> folder{};
   if (KAVOIndexPersonalPhotoPathGet(user.data(), folder.data(), kPathSize) < 0) return std::nullopt;
   return Library{folder.data(), user.data()};
 }
 
-Outcome<FileDescriptor> LockLibrary(const StateRoot& root, const Library& library) {
-  const std::string file = root.Place("/libraries/" + library.user + "/lock");
-  FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
-  if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
-  if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
-  if (errno != EWOULDBLOCK) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
-  return Failure{ExitStatus::kLibraryBusy, Visible(library.folder) + ": another run holds the library"};
+Outcome<LibraryLock> LibraryLock::Take(const StateRoot& root, const Library& library) {
+  auto in_root = LockInRoot(root, library);
+  if (!in_root) return in_root.failure();
+  FileDescriptor folder(open(library.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder && flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EWOULDBLOCK) return Busy(library);
+    // Some network file systems lock no folder; runs with this state folder are kept off all the same.
+  }
+  return LibraryLock(std::move(*in_root), std::move(folder));
+}
+
+bool LibraryLock::FolderIsThere(const Library& library) const {
+  struct stat held {};
+  struct stat named {};
+  if (stat(library.folder.c_str(), &named) != 0) return false;
+  if (!folder_ || fstat(folder_.get(), &held) != 0) return true;
+  return held.st_dev == named.st_dev && held.st_ino == named.st_ino;
 }
 
 std::string KeyPath(const std::string& path) {

@@ -24,11 +24,25 @@ Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder);
 // The library that FOLDER is or would be; nothing is made.
 Outcome<Library> NameLibrary(const std::string& folder);
 
-// The library that PATH lies in (or is); nothing when it lies in none. PATH is absolute.
+// The library that PATH lies in (or is), this state folder's or, to be read, another's; nothing when it lies
+// in none. PATH is absolute.
 std::optional<Library> FindLibrary(const std::string& path);
 
-// Keeps other runs off the library until the descriptor closes.
-Outcome<FileDescriptor> LockLibrary(const StateRoot& root, const Library& library);
+// Keeps other runs off a library as long as it lives, also those with another state folder.
+class LibraryLock {
+ public:
+  static Outcome<LibraryLock> Take(const StateRoot& root, const Library& library);
+
+  // False when the folder that was locked is no longer what stands under the library's path.
+  bool FolderIsThere(const Library& library) const;
+
+ private:
+  LibraryLock(FileDescriptor in_root, FileDescriptor folder)
+      : in_root_(std::move(in_root)), folder_(std::move(folder)) {}
+
+  FileDescriptor in_root_;
+  FileDescriptor folder_;  // empty where the folder cannot be opened or locked
+};
 
 // The absolute path of PATH as libraries know it: links on the way to it are resolved, PATH itself is taken
 // as it is and need not exist.

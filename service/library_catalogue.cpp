@@ -79,8 +79,7 @@ Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const char
 // stay for ever.
 Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::string& identity) {
   DatabaseReader database(library.database());
-  if (!identity.empty() && !(database && database.Query({"name"}, kSchemaTables)))
-    return Unreadable(database);
+  if (!identity.empty() && !(database && database.IsReadable())) return Unreadable(database);
   catalogue.Clear();
   if (database && database.HasSchema()) {
     struct Source {
@@ -166,8 +165,7 @@ void RecordRoot(Catalogue& catalogue, const Library& library) {
 }
 
 void RecordDatabase(Catalogue& catalogue, const Library& library) {
+  if (!catalogue.Fact(kDatabaseFact).value_or("").empty()) return;
   const std::string identity = DatabaseIdentity(library);
-  if (!identity.empty() && catalogue.Fact(kDatabaseFact).value_or("").empty()) {
-    catalogue.PutFact(kDatabaseFact, identity);
-  }
+  if (!identity.empty()) catalogue.PutFact(kDatabaseFact, identity);
 }

@@ -7,6 +7,9 @@
 // A complete database has the root album.
 inline constexpr const char* kRootAlbumSql = "SELECT shareid FROM photo_share WHERE sharename = '/'";
 
+// Fails on what is no database, or a damaged one.
+inline constexpr const char* kCountTablesSql = "SELECT count(*) AS count FROM sqlite_schema";
+
 // In a new library people named in photos are taken over; "off" in their place is a person's choice and
 // stays. A library is new until it has a photo, so that a first use that was cut short is made up for by the
 // next.

@@ -67,8 +67,15 @@ std::string ReportText(const IndexReport& report) {
   return out.str();
 }
 
-Json::Value ReportJson(const IndexReport& report) {
+Json::Value FailureJson(const Failure& failure) {
   Json::Value json(Json::objectValue);
+  SetBytes(json, "error", failure.message);
+  json["status"] = static_cast<int>(failure.status);
+  return json;
+}
+
+Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& failure) {
+  Json::Value json = failure ? FailureJson(*failure) : Json::Value(Json::objectValue);
   json["schema_version"] = kSchemaVersion;
   SetBytes(json, "library", report.library.folder);
   SetBytes(json, "database", report.library.database());

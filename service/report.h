@@ -6,10 +6,12 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "library.h"
+#include "outcome.h"
 
 // What a run of `index` or `reindex` did.
 struct IndexReport {
@@ -34,7 +36,13 @@ struct IndexReport {
   // The loss brake: why what is not there was not deleted, and what it is. Empty when it did not hold.
   std::string withheld_reason;
   std::vector<std::string> withheld;
+
+  // Anything was sent, well or not.
+  bool DidAnything() const { return added + folders + moved + deleted + failed.size() > 0; }
 };
+
+// What is wrong, with its exit status, for programs: {error, status}.
+Json::Value FailureJson(const Failure& failure);
 
 // For people: the counts, then a line for each failure. Names are made visible.
 std::string ReportText(const IndexReport& report);
@@ -48,8 +56,11 @@ std::string ReportText(const IndexReport& report);
 //   failed          [{path, reason, stored}]; stored is true for a damaged file that is in the
 //                   database as far as it could be read
 //   interrupted     true when a signal stopped the run
+//   error, status   only when the run ended before its time: why, and its exit status; the counts are those
+//   of
+//                   what was done by then
 //   withheld        only when the loss brake held: {reason, paths: [{path}]}, what was not deleted
 // A path or text that is not UTF-8 has U+FFFD for the offending bytes; "path_base64" then holds it as it is.
-Json::Value ReportJson(const IndexReport& report);
+Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& failure = std::nullopt);
 
 #endif  // SERVICE_REPORT_H_

@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
+
+#include "display.h"
+#include "library.h"
 
 namespace {
 
@@ -31,8 +35,8 @@ std::string TimedOut(milliseconds limit) {
 
 Outcome<Done> Supervisor::Run() {
   while (Working()) {
-    if (stopped_by_ == 0) HandOut();
-    if (failure_) break;
+    if (!Stopping()) HandOut();
+    if (failure_ && slots_.empty()) break;
     Wait();
     KillOverdue();
     observer_.Tick();
@@ -43,8 +47,7 @@ Outcome<Done> Supervisor::Run() {
 }
 
 bool Supervisor::Working() {
-  if (failure_) return false;
-  if (stopped_by_ == 0) return !queue_.Finished();
+  if (!Stopping()) return !queue_.Finished();
   const bool busy =
       std::any_of(slots_.begin(), slots_.end(), [](const auto& slot) { return slot->state == State::kBusy; });
   return busy && Clock::now() < stop_deadline_;
@@ -123,13 +126,9 @@ bool Supervisor::Accept(Slot& slot, const Message& message) {
   slot.since = Clock::now();
   switch (message.type) {
     case MessageType::kReady:
-      if (slot.state != State::kStarting) return false;
-      slot.state = State::kIdle;
-      library_open_ = true;
-      failed_starts_ = 0;
-      return true;
+      return slot.state == State::kStarting && AcceptReady(slot, message.content);
     case MessageType::kUnusable:
-      return slot.state == State::kStarting && AcceptUnusable(message.content);
+      return slot.state != State::kIdle && AcceptUnusable(slot, message.content);
     case MessageType::kAt:
       return busy && AcceptPosition(slot, message.content);
     case MessageType::kResults:
@@ -144,11 +143,36 @@ bool Supervisor::Accept(Slot& slot, const Message& message) {
   }
 }
 
-bool Supervisor::AcceptUnusable(std::string_view content) {
+bool Supervisor::AcceptReady(Slot& slot, std::string_view content) {
+  MessageReader reader(content);
+  const std::string database = reader.Text();
+  slot.state = State::kIdle;
+  failed_starts_ = 0;
+  if (!std::exchange(library_open_, true)) {
+    database_ = database;
+    observer_.LibraryOpen();
+  } else if (database != database_) {
+    // The others still write what is no longer the library's.
+    failure_ =
+        Failure{ExitStatus::kDatabase, Visible(Library{options_.library, ""}.database()) +
+                                           ": it was removed or replaced; what was done before is kept"};
+    StopWorkers();
+  }
+  return reader.Complete();
+}
+
+bool Supervisor::AcceptUnusable(Slot& slot, std::string_view content) {
   MessageReader reader(content);
   const auto status = static_cast<ExitStatus>(reader.Number());
   Failure reason{status, reader.Text()};
-  if (slots_.size() == 1) failure_ = std::move(reason);  // nobody else can go on
+  const bool was_open = slot.state == State::kBusy;
+  if (was_open) slot.state = State::kIdle;
+  slot.batch.clear();  // no item is to blame
+  // One that cannot be opened by a further worker is still open in the others.
+  if ((was_open || slots_.size() == 1) && !failure_) {
+    failure_ = std::move(reason);
+    StopWorkers();
+  }
   return reader.Complete();
 }
 
@@ -204,7 +228,7 @@ void Supervisor::ReturnRest(Slot& slot, const std::string& why) {
   std::vector<WorkQueue::Entry> innocent;
   for (std::size_t i = slot.reported; i < slot.batch.size(); ++i) {
     WorkQueue::Entry& entry = slot.batch[i];
-    const bool suspected = slot.current == kNoItem && stopped_by_ == 0;
+    const bool suspected = slot.current == kNoItem && !Stopping();
     if (slot.current == i || (suspected && entry.alone)) {
       Finish(entry.item, ItemResult::Crashed(why));
     } else {
@@ -223,6 +247,10 @@ void Supervisor::HandleSignal() {
     return;
   }
   stopped_by_ = signal_number;
+  StopWorkers();
+}
+
+void Supervisor::StopWorkers() {
   stop_deadline_ = Clock::now() + kStopPatience;
   for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
 }

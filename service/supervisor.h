@@ -20,6 +20,8 @@
 class RunObserver {
  public:
   virtual ~RunObserver() = default;
+  // The first worker has opened the library; nothing has been given out yet.
+  virtual void LibraryOpen() = 0;
   // An item is done for good: committed, or failed.
   virtual void ItemDone(const WorkItem& item, const ItemResult& result) = 0;
   // Comes at least ten times a second.
@@ -41,7 +43,7 @@ class Supervisor {
   Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver& observer, StopSignals& signals)
       : options_(std::move(options)), queue_(queue), observer_(observer), signals_(signals) {}
 
-  // A failure when no worker can do anything, however often it is started.
+  // A failure when no worker can do anything, however often it is started, or the database has failed.
   Outcome<Done> Run();
   // The signal that stopped the run, 0 when none did.
   int stopped_by() const { return stopped_by_; }
@@ -75,7 +77,8 @@ class Supervisor {
   bool Accept(Slot& slot, const Message& message);
   bool AcceptResults(Slot& slot, std::string_view content);
   bool AcceptPosition(Slot& slot, std::string_view content);
-  bool AcceptUnusable(std::string_view content);
+  bool AcceptReady(Slot& slot, std::string_view content);
+  bool AcceptUnusable(Slot& slot, std::string_view content);
 
   void KillOverdue();
   Clock::time_point Deadline(const Slot& slot) const;
@@ -84,6 +87,9 @@ class Supervisor {
   void Finish(const WorkItem& item, const ItemResult& result);
 
   void HandleSignal();
+  // No more is given out: a signal came, or the run cannot go on. Workers commit what they have.
+  bool Stopping() const { return stopped_by_ != 0 || failure_; }
+  void StopWorkers();
   void EndWorkers();
 
   SupervisorOptions options_;
@@ -93,6 +99,7 @@ class Supervisor {
   const FileDescriptor turn_ = WriteTurn::MakeShared();
   Slots slots_;
   bool library_open_ = false;  // one worker has opened it; more may follow
+  std::string database_;       // the file that it is
   int failed_starts_ = 0;      // in a row
   int stopped_by_ = 0;
   Clock::time_point stop_deadline_;

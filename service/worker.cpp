@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
@@ -10,6 +11,7 @@
 
 #include "batch_runner.h"
 #include "exit_status.h"
+#include "library.h"
 #include "library_session.h"
 #include "log_capture.h"
 #include "plugin.h"
@@ -21,7 +23,8 @@ namespace {
 
 // A worker ends with its supervisor, whose signals are for it alone: it tells its workers to stop.
 bool BindToSupervisor(pid_t supervisor) {
-  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) signal(signal_number, SIG_IGN);
+  // A file that reaches its size limit is an error like a full disk.
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) signal(signal_number, SIG_IGN);
   prctl(PR_SET_NAME, "lumivault");  // it was started through /proc/self/exe
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   return getppid() == supervisor;
@@ -34,13 +37,23 @@ int Refuse(Channel& channel, const Failure& failure) {
                                                                 : static_cast<int>(ExitStatus::kFatal);
 }
 
-int Serve(Channel& channel, BatchRunner& runner) {
-  if (!channel.Send(MessageType::kReady)) return static_cast<int>(ExitStatus::kFatal);
+// Which file the database at PATH is, "" when that cannot be told.
+std::string FileIdentity(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return "";
+  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
+  if (!channel.Send(MessageType::kReady, MessageWriter().Text(FileIdentity(database)).content()))
+    return static_cast<int>(ExitStatus::kFatal);
   while (const auto message = channel.Receive()) {
     if (message->type == MessageType::kStop) break;
     const auto batch = DecodeBatch(message->content);
     if (message->type != MessageType::kBatch || !batch) return static_cast<int>(ExitStatus::kFatal);
-    if (!runner.Run(*batch)) break;
+    if (runner.Run(*batch)) continue;
+    if (runner.failure()) return Refuse(channel, *runner.failure());
+    break;
   }
   return static_cast<int>(ExitStatus::kDone);
 }
@@ -65,5 +78,5 @@ int RunWorker(const WorkerOptions& options) {
   auto session = LibrarySession::Open(*plugin, log, options.library);
   if (!session) return Refuse(channel, session.failure());
   BatchRunner runner(*plugin, options.library, log, channel, turn);
-  return Serve(channel, runner);
+  return Serve(channel, runner, Library{options.library, ""}.database());
 }

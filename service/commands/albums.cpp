@@ -38,9 +38,9 @@ std::string AlbumsText(const std::vector<AlbumSummary>& albums, bool terminal) {
 
 int Albums(const LibraryOptions& options) {
   auto opened = OpenLibrary(options.root, options.folder);
-  if (!opened) return ReportFailure(opened.failure());
+  if (!opened) return ReportFailure(opened.failure(), options.json);
   const auto albums = ReadAlbums(opened->database);
-  if (!albums) return ReportFailure(albums.failure());
+  if (!albums) return ReportFailure(albums.failure(), options.json);
   const std::string text =
       options.json ? JsonLine(AlbumsJson(*albums)) + "\n" : AlbumsText(*albums, isatty(STDOUT_FILENO) != 0);
   return PrintResult(text, ExitStatus::kDone);

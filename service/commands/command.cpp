@@ -6,6 +6,7 @@
 
 #include "display.h"
 #include "error_text.h"
+#include "report.h"
 
 void AddRootOption(CLI::App& app, std::string& root) {
   app.add_option("--root", root,
@@ -13,7 +14,8 @@ void AddRootOption(CLI::App& app, std::string& root) {
       ->type_name("DIR");
 }
 
-int ReportFailure(const Failure& failure) {
+int ReportFailure(const Failure& failure, bool json) {
+  if (json) std::printf("%s\n", JsonLine(FailureJson(failure)).c_str());
   std::fprintf(stderr, "lumivault: %s\n", failure.message.c_str());
   return static_cast<int>(failure.status);
 }

@@ -28,8 +28,9 @@ Runner DefineWorker(CLI::App& app);
 // The option --root, which every command for people has.
 void AddRootOption(CLI::App& app, std::string& root);
 
-// Prints the one line about FAILURE; its exit status.
-int ReportFailure(const Failure& failure);
+// Prints the one line about FAILURE on standard error, and for a command that was asked for JSON its object
+// {error, status} on standard output; its exit status.
+int ReportFailure(const Failure& failure, bool json = false);
 // Prints TEXT on standard output; STATUS, or kFatal when it could not be written.
 int PrintResult(const std::string& text, ExitStatus status);
 // A file or folder that no library knows.

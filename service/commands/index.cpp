@@ -17,11 +17,11 @@ struct Options {
 
 int ShowDryRun(const RunOptions& options) {
   const auto root = StateRoot::Locate(options.root);
-  if (!root) return ReportFailure(root.failure());
+  if (!root) return ReportFailure(root.failure(), options.json);
   const auto library = NameLibrary(options.folder);
-  if (!library) return ReportFailure(library.failure());
+  if (!library) return ReportFailure(library.failure(), options.json);
   const auto run = TryRun(*root, *library, options.accepts_loss);
-  if (!run) return ReportFailure(run.failure());
+  if (!run) return ReportFailure(run.failure(), options.json);
   const std::string text = options.json ? JsonLine(DryRunJson(*run)) + "\n" : DryRunText(*run);
   const int printed = PrintResult(text, run->verdict.holds ? ExitStatus::kLoss : ExitStatus::kDone);
   if (run->verdict.holds) return ReportFailure({ExitStatus::kLoss, run->verdict.reason});

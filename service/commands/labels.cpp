@@ -37,9 +37,9 @@ std::string LabelsText(const std::vector<LabelSummary>& labels, bool terminal) {
 
 int Labels(const LibraryOptions& options) {
   auto opened = OpenLibrary(options.root, options.folder);
-  if (!opened) return ReportFailure(opened.failure());
+  if (!opened) return ReportFailure(opened.failure(), options.json);
   const auto labels = ReadLabels(opened->database);
-  if (!labels) return ReportFailure(labels.failure());
+  if (!labels) return ReportFailure(labels.failure(), options.json);
   const std::string text =
       options.json ? JsonLine(LabelsJson(*labels)) + "\n" : LabelsText(*labels, isatty(STDOUT_FILENO) != 0);
   return PrintResult(text, ExitStatus::kDone);

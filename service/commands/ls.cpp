@@ -58,7 +58,7 @@ std::string ListText(const std::vector<ListedEntry>& entries, bool terminal) {
 
 int List(const Options& options) {
   const auto entries = Find(options);
-  if (!entries) return ReportFailure(entries.failure());
+  if (!entries) return ReportFailure(entries.failure(), options.json);
   const std::string text =
       options.json ? JsonLine(ListJson(*entries)) + "\n" : ListText(*entries, isatty(STDOUT_FILENO) != 0);
   return PrintResult(text, ExitStatus::kDone);

@@ -1,20 +1,35 @@
 #include "commands/opened_library.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 
 #include "commands/command.h"
 #include "display.h"
+#include "error_text.h"
 #include "state_root.h"
+
+namespace {
+
+Failure NoDatabase(const Library& library) {
+  const std::string file = library.database();
+  const int error = access(file.c_str(), R_OK) == 0 ? 0 : errno;
+  if (error == ENOENT) return NotIndexed(library.folder, "the library has no database");
+  return {ExitStatus::kDatabase,
+          Visible(file) + ": cannot be opened" + (error != 0 ? ": " + ErrorText(error) : std::string())};
+}
+
+}  // namespace
 
 Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path) {
   const auto located = StateRoot::Locate(root);
   if (!located) return located.failure();
   const auto library = FindLibrary(path);
   if (!library) return NotIndexed(path, "lies in no library");
-  DatabaseReader database(library->database());
-  if (!database) return NotIndexed(path, "the library has no database");
+  auto database = DatabaseReader::ForReading(library->database());
+  if (!database) return NoDatabase(*library);
   return OpenedLibrary{*library, path, std::move(database)};
 }
 

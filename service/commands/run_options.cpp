@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <thread>
 
 #include "commands/command.h"
@@ -30,11 +31,53 @@ ExitStatus StatusOf(const IndexReport& report) {
   return report.failed.empty() ? ExitStatus::kDone : ExitStatus::kSomeFailed;
 }
 
+// What a run stands on.
+struct Ground {
+  std::string plugin;
+  Library library;
+  LibraryLock lock;
+  Catalogue catalogue;
+};
+
+Outcome<Ground> Prepare(const RunOptions& options) {
+  const auto plugin = PluginPath();
+  if (!plugin) return plugin.failure();
+  const auto root = StateRoot::Locate(options.root);
+  if (!root) return root.failure();
+  if (const auto prepared = root->Prepare(); !prepared) return prepared.failure();
+  const auto library = MakeLibrary(*root, options.folder);
+  if (!library) return library.failure();
+  auto lock = LibraryLock::Take(*root, *library);
+  if (!lock) return lock.failure();
+  auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
+  if (!catalogue) return catalogue.failure();
+  return Ground{*plugin, *library, std::move(*lock), std::move(*catalogue)};
+}
+
 int Conclude(const IndexRun& run, const RunOptions& options) {
   const IndexReport& report = run.report();
   const std::string text = options.json ? JsonLine(ReportJson(report)) + "\n" : ReportText(report);
   const int printed = PrintResult(text, StatusOf(report));
   return run.stopped_by() != 0 ? kSignalExitBase + run.stopped_by() : printed;
+}
+
+// Without its folder nothing can be told about a library; least of all that its files are gone.
+Failure Explained(const Failure& failure, const Ground& ground) {
+  if (ground.lock.FolderIsThere(ground.library)) return failure;
+  return {ExitStatus::kLoss, Visible(ground.library.folder) +
+                                 ": the folder went away while it was indexed; nothing was deleted, and what "
+                                 "was done before is kept"};
+}
+
+// The run ended before its time. What it did by then is told all the same.
+int ReportBrokenRun(const IndexRun& run, const Failure& failure, const RunOptions& options) {
+  const IndexReport& report = run.report();
+  if (options.json) {
+    std::printf("%s\n", JsonLine(ReportJson(report, failure)).c_str());
+  } else if (report.DidAnything()) {
+    std::printf("%s", ReportText(report).c_str());
+  }
+  return ReportFailure(failure);
 }
 
 }  // namespace
@@ -62,21 +105,12 @@ int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(In
   // A reader of the progress or the result that goes away does not end the run.
   signal(SIGPIPE, SIG_IGN);
   StopSignals signals;
-  const auto plugin = PluginPath();
-  if (!plugin) return ReportFailure(plugin.failure());
-  const auto root = StateRoot::Locate(options.root);
-  if (!root) return ReportFailure(root.failure());
-  if (const auto prepared = root->Prepare(); !prepared) return ReportFailure(prepared.failure());
-  const auto library = MakeLibrary(*root, options.folder);
-  if (!library) return ReportFailure(library.failure());
-  const auto lock = LockLibrary(*root, *library);
-  if (!lock) return ReportFailure(lock.failure());
-  auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
-  if (!catalogue) return ReportFailure(catalogue.failure());
-
+  auto ground = Prepare(options);
+  if (!ground) return ReportFailure(ground.failure(), options.json);
   const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
-  IndexRun run({*plugin, options.workers, timeout, options.quiet, options.accepts_loss}, *library, *catalogue,
-               signals);
-  if (const auto outcome = work(run); !outcome) return ReportFailure(outcome.failure());
-  return Conclude(run, options);
+  IndexRun run({ground->plugin, options.workers, timeout, options.quiet, options.accepts_loss},
+               ground->library, ground->catalogue, signals);
+  const auto outcome = work(run);
+  if (outcome) return Conclude(run, options);
+  return ReportBrokenRun(run, Explained(outcome.failure(), *ground), options);
 }

@@ -92,7 +92,7 @@ std::string FoundText(const Found& found, bool terminal) {
 
 int Show(const Options& options) {
   const auto found = Find(options);
-  if (!found) return ReportFailure(found.failure());
+  if (!found) return ReportFailure(found.failure(), options.json);
   const std::string text =
       options.json ? JsonLine(FoundJson(*found)) + "\n" : FoundText(*found, isatty(STDOUT_FILENO) != 0);
   return PrintResult(text, ExitStatus::kDone);

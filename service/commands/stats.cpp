@@ -66,9 +66,9 @@ std::string SummaryText(const LibrarySummary& summary) {
 
 int Stats(const LibraryOptions& options) {
   auto opened = OpenLibrary(options.root, options.folder);
-  if (!opened) return ReportFailure(opened.failure());
+  if (!opened) return ReportFailure(opened.failure(), options.json);
   const auto summary = ReadSummary(opened->database);
-  if (!summary) return ReportFailure(summary.failure());
+  if (!summary) return ReportFailure(summary.failure(), options.json);
   const std::string text =
       options.json ? JsonLine(SummaryJson(opened->library.folder, *summary)) + "\n" : SummaryText(*summary);
   return PrintResult(text, ExitStatus::kDone);

@@ -39,6 +39,11 @@ KAVO_API void KAVODBBatchForgetRemovals(int mark);
 
 KAVO_API const char* KAVODBLentErrorGet(void);
 
+// Why nothing more can be done with the lent database, whatever is asked of it: it was removed or replaced,
+// or a statement met a full or failing disk, damage, a lock that nobody gives up, or a file that cannot be
+// written. Null while it is well. Once told it holds until a connection is lent anew.
+KAVO_API const char* KAVODBLentFailureGet(void);
+
 }  // extern "C"
 
 #endif  // PLATFORM_CONNECTION_LENDING_H_

@@ -25,6 +25,11 @@ enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 // write that dies is a failure and never sent twice, and a transaction that was open is lost with a failure.
 KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char* password,
                                           const char* database);
+// Opens the SQLite file DATABASE for reading: nothing is made or changed, and neither the file nor its folder
+// need be writable. Null on failure. Where other connections have left or are writing a log beside the file
+// it is read through it as usual. Else the file is read as it stands, and a statement fails when the file was
+// written since it was opened, so that all answers are of one moment.
+KAVO_API KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database);
 KAVO_API void KAVODBClose(KAVODB_CONNECTION* connection);
 
 // Runs one or several statements separated by semicolons, in order, stopping at the first that fails (what

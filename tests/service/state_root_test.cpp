@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 
 #include "library.h"
 #include "support/child_processes.h"
@@ -253,7 +254,7 @@ TEST_F(LibraryFolderTest, ALibraryThatWasGivenUpIsForgottenByTheOneAroundIt) {
 
 TEST_F(LibraryFolderTest, ALibraryWhoseFirstRunIsUnderWayIsInTheWay) {
   const auto library = Make(Photos("photos/new"));
-  const auto lock = LockLibrary(*root_, *library);
+  const auto lock = LibraryLock::Take(*root_, *library);
   ASSERT_TRUE(lock);
   EXPECT_NE(Refusal(Photos("photos")), "");
 }
@@ -268,13 +269,25 @@ TEST_F(LibraryFolderTest, APathBeyondTheDatabasesLimitIsRefused) {
 
 TEST_F(LibraryFolderTest, OneRunAtATimeHoldsALibrary) {
   const auto library = Make(Photos("photos"));
-  auto lock = LockLibrary(*root_, *library);
-  ASSERT_TRUE(lock);
-  const auto second = LockLibrary(*root_, *library);
+  std::optional lock = LibraryLock::Take(*root_, *library);
+  ASSERT_TRUE(*lock);
+  const auto second = LibraryLock::Take(*root_, *library);
   ASSERT_FALSE(second);
   EXPECT_EQ(second.failure().status, ExitStatus::kLibraryBusy);
-  lock->Close();
-  EXPECT_TRUE(LockLibrary(*root_, *library));
+  lock.reset();
+  EXPECT_TRUE(LibraryLock::Take(*root_, *library));
+}
+
+TEST_F(LibraryFolderTest, ALockKnowsWhetherItsFolderIsStillThere) {
+  const fs::path photos = Photos("photos");
+  const auto library = Make(photos);
+  const auto lock = LibraryLock::Take(*root_, *library);
+  ASSERT_TRUE(lock);
+  EXPECT_TRUE(lock->FolderIsThere(*library));
+  fs::rename(photos, dir_path() / "away");
+  EXPECT_FALSE(lock->FolderIsThere(*library));
+  fs::create_directory(photos);
+  EXPECT_FALSE(lock->FolderIsThere(*library));
 }
 
 TEST_F(LibraryFolderTest, APathOutsideBelongsToNoLibrary) {

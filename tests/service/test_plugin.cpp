@@ -77,8 +77,9 @@ TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
       "CREATE TABLE IF NOT EXISTS owned (album INTEGER REFERENCES photo_share (shareid) DEFERRABLE INITIALLY "
       "DEFERRED);"
       "CREATE TABLE IF NOT EXISTS photo_image (path TEXT UNIQUE);"
+      "CREATE TABLE IF NOT EXISTS video (path TEXT);"
       "CREATE TABLE IF NOT EXISTS photo_config (config_key TEXT PRIMARY KEY, config_value TEXT);"
-      "INSERT OR IGNORE INTO photo_share VALUES (1, '/');");
+      "INSERT OR IGNORE INTO photo_share (shareid, sharename) VALUES (1, '/');");
 }
 
 TEST_PLUGIN_API int IndexAdd_Json(Json::Value* info, unsigned /*index_type*/) {

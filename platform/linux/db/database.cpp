@@ -65,15 +65,27 @@ int RunGuarded(KAVODB_CONNECTION* connection, const char* sql, Window window, KA
   return done ? *done : Fail(*connection, kOutOfMemory);
 }
 
+template <typename OpenFunction>
+KAVODB_CONNECTION* Connect(const char* database, OpenFunction&& open) {
+  if (database == nullptr || *database == '\0') return nullptr;
+  return Contained<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
+    auto connection = std::make_unique<KAVODB_CONNECTION>();
+    connection->engine = open();
+    return connection->engine != nullptr ? connection.release() : nullptr;
+  });
+}
+
 }  // namespace
 
 KAVODB_CONNECTION* KAVODBConnect(const char* /*host*/, const char* user, const char* password,
                                  const char* database) {
-  if (database == nullptr || *database == '\0') return nullptr;
-  return Contained<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
-    auto connection = std::make_unique<KAVODB_CONNECTION>();
-    connection->engine = OpenEngine(user, password, database);
-    return connection->engine != nullptr ? connection.release() : nullptr;
+  return Connect(database, [&] { return OpenEngine(user, password, database); });
+}
+
+KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database) {
+  return Connect(database, [&] {
+    std::string error;
+    return SqliteConnection::Open(database, SqliteFile::kReadOnly, error);
   });
 }
 

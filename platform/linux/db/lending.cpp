@@ -25,6 +25,8 @@ constexpr const char* kLendSetup =
 constexpr const char* kBegin = "BEGIN IMMEDIATE";
 constexpr const char* kCommit = "COMMIT";
 constexpr const char* kRollback = "ROLLBACK";
+constexpr const char* kReplaced = "The lent file was replaced.";
+constexpr const char* kGone = "it was removed or replaced";
 
 struct FileId {
   dev_t device;
@@ -48,6 +50,8 @@ struct Loan {
 // own.
 thread_local std::optional<Loan> loan;
 thread_local std::string last_error;
+// Of the lent file as a whole; outlives the loan that met it.
+thread_local std::string file_failure;
 
 bool InBatch(const std::shared_ptr<SqliteConnection>& connection) {
   return BatchOpen() && loan && loan->connection == connection;
@@ -103,6 +107,16 @@ int Fail(std::string_view reason) {
   return -1;
 }
 
+bool WasReplaced() {
+  return IdOf(loan->file.c_str()) != loan->id;
+}
+
+void NoteFileFailure() {
+  if (!loan || !file_failure.empty()) return;
+  file_failure = loan->connection->file_failure();
+  if (file_failure.empty() && WasReplaced()) file_failure = kGone;
+}
+
 bool RollBack(SqliteConnection& connection) {
   std::string ignored;
   return Contained(false, [&] { return connection.Run(kRollback, ignored); });
@@ -113,6 +127,7 @@ void AbandonBatch() {
   SetBatchOpen(false);
   ForgetPendingRemovals(0);
   if (!loan->connection->InTransaction() || RollBack(*loan->connection)) return;
+  NoteFileFailure();
   // The transaction would take what follows in and keep everybody else out; it ends with its connection.
   loan.reset();
 }
@@ -141,18 +156,15 @@ int Lend(const char* file) {
   if (IdOf(file) != before) return Fail("The file was replaced while it was opened.");
   connection->KeepStatements();
   loan = Loan{std::move(connection), file, *before};
+  file_failure.clear();
   return 0;
-}
-
-bool WasReplaced() {
-  return IdOf(loan->file.c_str()) != loan->id;
 }
 
 int BeginBatch() {
   if (!loan) return Fail("No connection is lent.");
   if (BatchOpen()) return Fail("A batch is open.");
   // What follows would open the file that stands there now, and not be part of the batch.
-  if (WasReplaced()) return Fail("The lent file was replaced.");
+  if (WasReplaced()) return Fail(kReplaced);
   if (!loan->connection->Run(kBegin, last_error)) return -1;
   SetBatchOpen(true);
   return 0;
@@ -161,7 +173,7 @@ int BeginBatch() {
 int Commit() {
   if (!loan->connection->InTransaction()) return Fail("The batch was rolled back.");
   // It would be kept in a file that nobody finds, and the side files would be gone.
-  if (WasReplaced()) return Fail("The lent file was replaced.");
+  if (WasReplaced()) return Fail(kReplaced);
   return loan->connection->Run(kCommit, last_error) ? 0 : -1;
 }
 
@@ -214,4 +226,11 @@ void KAVODBBatchForgetRemovals(int mark) {
 
 const char* KAVODBLentErrorGet() {
   return last_error.c_str();
+}
+const char* KAVODBLentFailureGet() {
+  Contained(0, [] {
+    NoteFileFailure();
+    return 0;
+  });
+  return file_failure.empty() ? nullptr : file_failure.c_str();
 }

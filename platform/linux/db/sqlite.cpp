@@ -1,6 +1,8 @@
 #include "db/sqlite.h"
 
+#include <errno.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <new>
@@ -103,6 +105,67 @@ std::size_t FindIgnoreCase(std::string_view text, std::string_view word) {
   return std::string_view::npos;
 }
 
+// Other connections, or one that was killed, have something in the log or journal of FILE.
+bool HasLog(const std::string& file) {
+  for (const char* suffix : {"-wal", "-journal"}) {
+    struct stat status {};
+    const int result = stat((file + suffix).c_str(), &status);
+    if (result == 0 ? status.st_size > 0 : errno != ENOENT) return true;
+  }
+  return false;
+}
+
+// The name under which SQLite reads FILE as it stands: without locks, which need a file of their own beside
+// it.
+std::string UnlockedName(const std::string& file) {
+  constexpr std::string_view kPlain = "/-.~";
+  constexpr const char* kHexDigits = "0123456789ABCDEF";
+  constexpr unsigned kHexBits = 4;
+  constexpr unsigned kLowHex = 0xF;
+  std::string name = "file:";
+  for (const char c : file) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (IsWordPart(c) || kPlain.find(c) != std::string_view::npos) {
+      name += c;
+    } else {
+      name.append("%").append(1, kHexDigits[byte >> kHexBits]).append(1, kHexDigits[byte & kLowHex]);
+    }
+  }
+  return name + "?immutable=1";
+}
+
+int FlagsFor(SqliteFile kind) {
+  constexpr int kAlways = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
+  switch (kind) {
+    case SqliteFile::kReadOnly:
+      return kAlways | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    case SqliteFile::kMayBeMade:
+      return kAlways | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    case SqliteFile::kMustExist:
+      break;
+  }
+  return kAlways | SQLITE_OPEN_READWRITE;
+}
+
+// Whether CODE speaks of the file as a whole and not of one statement.
+bool ConcernsFile(int code) {
+  constexpr int kPrimaryCode = 0xFF;
+  switch (code & kPrimaryCode) {
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+    case SQLITE_READONLY:
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_BUSY:
+    case SQLITE_PROTOCOL:
+      return true;
+    default:
+      return false;
+  }
+}
+
 // Whether the open DATABASE is FILE: somebody may have exchanged the folder, or the file, for another while
 // it was opened by name.
 bool IsThatFile(sqlite3* database, const DatabaseFile& file) {
@@ -117,17 +180,20 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
   sqlite3_close_v2(database);
 }
 
-SqliteConnection::SqliteConnection(Database database) : database_(std::move(database)) {}
+SqliteConnection::SqliteConnection(Database database, std::optional<UnchangedFile> unlocked)
+    : database_(std::move(database)), unlocked_(std::move(unlocked)) {}
 SqliteConnection::~SqliteConnection() = default;
 
 std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, SqliteFile kind,
                                                          std::string& error) {
   const std::optional<DatabaseFile> place = DatabaseFile::Find(file, error);
   if (!place.has_value()) return nullptr;
-  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
-  if (kind == SqliteFile::kMayBeMade) flags |= SQLITE_OPEN_CREATE;
+  std::optional<UnchangedFile> unlocked;
+  if (kind == SqliteFile::kReadOnly) unlocked.emplace(place->path());  // before the look at its log
+  if (unlocked && HasLog(place->path())) unlocked.reset();
+  const std::string name = unlocked ? UnlockedName(place->path()) : place->path();
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(place->path().c_str(), &opened, flags, nullptr);
+  const int code = sqlite3_open_v2(name.c_str(), &opened, FlagsFor(kind), nullptr);
   Database database(opened);
   if (opened == nullptr) throw std::bad_alloc();
   if (code != SQLITE_OK) {
@@ -140,7 +206,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, Sqlit
   }
   sqlite3_busy_timeout(opened, kBusyTimeoutMs);
   DistrustFile(opened);
-  return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database)));
+  return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database), std::move(unlocked)));
 }
 
 int SqliteConnection::type() const {
@@ -148,6 +214,14 @@ int SqliteConnection::type() const {
 }
 
 bool SqliteConnection::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
+  const bool done = ExecuteAll(sql, window, result, error);
+  if (!unlocked_ || unlocked_->Holds()) return done;
+  // Pages of before and after may have been mixed, with any answer or error.
+  error = "It was changed while it was read; try again.";
+  return false;
+}
+
+bool SqliteConnection::ExecuteAll(const char* sql, Window window, ResultSet& result, std::string& error) {
   while (*sql != '\0') {
     if (!RunFirst(sql, window, result, error)) return false;
   }
@@ -171,10 +245,7 @@ bool SqliteConnection::RunFirst(const char*& sql, Window window, ResultSet& resu
   const int code =
       sqlite3_prepare_v2(database_.get(), sql, static_cast<int>(rest.size() + 1), &prepared, &tail);
   const SqliteStatement statement(prepared);
-  if (code != SQLITE_OK) {
-    error = sqlite3_errmsg(database_.get());
-    return false;
-  }
+  if (code != SQLITE_OK) return Fail(code, error);
   const std::string_view text(sql, static_cast<std::size_t>(tail - sql));
   sql = tail;
   if (prepared == nullptr) return true;  // blanks or a comment
@@ -199,13 +270,16 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
   // sqlite3_changes keeps the count of an earlier statement when this one is no INSERT, UPDATE or DELETE.
   const int changes_before = sqlite3_total_changes(database_.get());
   const int code = StepThrough(statement, window, result);
-  if (code != SQLITE_DONE && code != SQLITE_ROW) {
-    error = sqlite3_errmsg(database_.get());
-    return false;
-  }
+  if (code != SQLITE_DONE && code != SQLITE_ROW) return Fail(code, error);
   const bool changed = sqlite3_total_changes(database_.get()) != changes_before;
   result.set_affected(changed ? sqlite3_changes(database_.get()) : 0);
   return true;
+}
+
+bool SqliteConnection::Fail(int code, std::string& error) {
+  error = sqlite3_errmsg(database_.get());
+  if (ConcernsFile(code) && file_failure_.empty()) file_failure_ = error;
+  return false;
 }
 
 bool SqliteConnection::Run(const char* sql, std::string& error) {

@@ -8,12 +8,13 @@
 #include <string_view>
 
 #include "db/engine.h"
+#include "db/unchanged_file.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
 class SqliteStatements;
 
-enum class SqliteFile { kMustExist, kMayBeMade };
+enum class SqliteFile { kMustExist, kMayBeMade, kReadOnly };
 
 // Waits up to half a minute for locks of other connections and processes. That FILE is no database shows at
 // the first statement, not at the opening.
@@ -41,6 +42,11 @@ class SqliteConnection : public DatabaseEngine {
   // their values only, and LIKE is switched when it is used, since switching it lets go of them all.
   void KeepStatements();
 
+  // Why no other statement would fare better either (the disk is full or fails, the file is damaged, locked
+  // for too long or cannot be written): the first such error of the connection's life. Empty while there is
+  // none.
+  [[nodiscard]] const std::string& file_failure() const { return file_failure_; }
+
   // Whether LIKE minds letter case; SQLite cannot be asked, so the statements that set it are noted.
   [[nodiscard]] bool case_sensitive_like() const { return case_sensitive_like_; }
   [[nodiscard]] bool SetCaseSensitiveLike(bool on, std::string& error);
@@ -51,7 +57,7 @@ class SqliteConnection : public DatabaseEngine {
   };
   using Database = std::unique_ptr<sqlite3, Close>;
 
-  explicit SqliteConnection(Database database);
+  SqliteConnection(Database database, std::optional<UnchangedFile> unlocked);
 
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
                                   std::string& error);
@@ -65,11 +71,17 @@ class SqliteConnection : public DatabaseEngine {
   [[nodiscard]] bool SpareSetting(const char*& sql);
   [[nodiscard]] bool ApplyLikeSetting(std::string_view sql, std::string& error);
   void NoteLikeSetting(std::string_view statement);
+  // The text of the error CODE, which the last call returned. False, as the failed statement's result.
+  [[nodiscard]] bool Fail(int code, std::string& error);
+
+  [[nodiscard]] bool ExecuteAll(const char* sql, Window window, ResultSet& result, std::string& error);
 
   Database database_;
+  std::optional<UnchangedFile> unlocked_;         // the file, where it is read without its locks
   std::unique_ptr<SqliteStatements> statements_;  // when they are kept
-  bool case_sensitive_like_ = false;              // as asked for
-  bool like_is_case_sensitive_ = false;           // as it is
+  std::string file_failure_;
+  bool case_sensitive_like_ = false;     // as asked for
+  bool like_is_case_sensitive_ = false;  // as it is
 };
 
 #endif  // PLATFORM_LINUX_DB_SQLITE_H_

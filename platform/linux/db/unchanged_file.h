@@ -1,0 +1,21 @@
+#ifndef PLATFORM_LINUX_DB_UNCHANGED_FILE_H_
+#define PLATFORM_LINUX_DB_UNCHANGED_FILE_H_
+
+#include <sys/stat.h>
+
+#include <string>
+
+// A file that is read on the understanding that nobody writes it meanwhile.
+class UnchangedFile {
+ public:
+  explicit UnchangedFile(std::string path);
+
+  // Still the same file with the same times and size as when the object was made.
+  [[nodiscard]] bool Holds() const;
+
+ private:
+  std::string path_;
+  struct stat at_first_ {};
+};
+
+#endif  // PLATFORM_LINUX_DB_UNCHANGED_FILE_H_
