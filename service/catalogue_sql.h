@@ -63,8 +63,6 @@ inline constexpr const char* kFact = "SELECT value FROM fact WHERE name = '@KAVO
 inline constexpr const char* kRemoveFact = "DELETE FROM fact WHERE name = '@KAVO:VAR'";
 inline constexpr const char* kPutFact = "INSERT OR REPLACE INTO fact VALUES ('@KAVO:VAR', '@KAVO:VAR')";
 
-// Read before a catalogue is given up: an empty answer is one, too.
-
 // What a library's database tells of its files and folders, for a catalogue that was lost.
 inline constexpr const char* kIndexedPhotos = "SELECT path, size FROM photo_image";
 inline constexpr const char* kIndexedVideos = "SELECT path, filesize AS size FROM video";

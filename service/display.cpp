@@ -8,6 +8,8 @@
 #include <memory>
 #include <sstream>
 
+#include "columns.h"
+
 namespace {
 
 constexpr unsigned kSpace = 0x20;
@@ -136,13 +138,14 @@ std::string Shown(std::string_view text, bool terminal) {
 
 std::string Fitted(std::string_view text, std::size_t width) {
   constexpr std::string_view kEllipsis = "...";
-  std::size_t characters = 0;
+  std::size_t columns = 0;
   std::size_t cut = 0;  // where the text ends when the ellipsis follows
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (IsContinuation(Byte(text, i))) continue;
-    if (characters + kEllipsis.size() == width) cut = i;
-    if (characters == width) return std::string(text.substr(0, cut)).append(kEllipsis);
-    ++characters;
+  for (std::size_t i = 0; i < text.size();) {
+    const Character character = First(text.substr(i));
+    if (columns + kEllipsis.size() <= width) cut = i;
+    columns += ColumnsOf(character.code);
+    if (columns > width) return std::string(text.substr(0, cut)).append(kEllipsis);
+    i += std::max<std::size_t>(character.length, 1);
   }
   return std::string(text);
 }

@@ -13,7 +13,7 @@
 std::string Visible(std::string_view text);
 // Visible(TEXT) for a terminal, else TEXT itself, which another program can use.
 std::string Shown(std::string_view text, bool terminal);
-// At most WIDTH characters of UTF-8 TEXT; one that was cut ends in "...".
+// As much of UTF-8 TEXT as a terminal shows in WIDTH columns; one that was cut ends in "...".
 std::string Fitted(std::string_view text, std::size_t width);
 
 // TEXT with every byte that is not UTF-8 replaced by U+FFFD.

@@ -20,7 +20,9 @@ class FileCounter {
   std::optional<std::size_t> total() const;
 
  private:
-  void Count(const std::string& folder);
+  // The files of FOLDER, which is open below ROOT, and of the folders in it. One listing at a time is held,
+  // and of that the names of folders alone. False when it was told to stop.
+  bool Count(const std::string& folder, int root);
 
   std::atomic<std::size_t> count_ = 0;
   std::atomic<bool> finished_ = false;

@@ -140,8 +140,9 @@ Outcome<Done> Register(const StateRoot& root, const Library& library) {
   const std::string preference = "/usr/kavo/etc/preference/" + library.user;
   if (auto made = root.MakeFolder(preference); !made) return made;
   if (auto made = root.MakeFolder("/libraries/" + library.user); !made) return made;
-  const std::string switched_on = KeyValueLine("runpersonallumivault", "yes");
-  if (auto written = WriteWholeFile(root.Place(preference + "/kavoinfo.conf"), switched_on); !written)
+  const std::string settings = root.Place(preference + "/kavoinfo.conf");
+  if (auto written = AddMissingSettings(settings, {{kPersonalSetting, "yes"}, {kPublicSetting, "no"}});
+      !written)
     return written;
   return WriteWholeFile(root.Place(kPersonalFolders), WithLibrary(*content, library));
 }

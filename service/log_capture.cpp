@@ -4,6 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -29,6 +30,24 @@ std::string_view WithoutPosition(std::string_view message) {
 std::string_view WithoutLineEnd(std::string_view message) {
   while (!message.empty() && message.back() == '\n') message.remove_suffix(1);
   return message;
+}
+
+// Written on the way of calls that go on: a setting that is missing has its default.
+bool IsRemark(std::string_view message) {
+  constexpr std::array<std::string_view, 2> kRemarks{"Can't get key valude.", "File exists. Skip remove"};
+  return std::any_of(kRemarks.begin(), kRemarks.end(),
+                     [&](std::string_view remark) { return message.starts_with(remark); });
+}
+
+// What the last of MESSAGES, which tells what failed as a whole, came of: the last statement that failed,
+// else what was told just before.
+std::string_view CauseAmong(const std::vector<std::string_view>& messages) {
+  constexpr std::string_view kFailedStatement = "Failed to exec [";
+  const auto statement = std::find_if(messages.rbegin(), messages.rend(), [&](std::string_view message) {
+    return message.starts_with(kFailedStatement);
+  });
+  if (statement != messages.rend()) return *statement;
+  return messages.size() > 1 ? messages[messages.size() - 2] : messages.back();
 }
 
 }  // namespace
@@ -63,8 +82,12 @@ std::string ReadPipe(int pipe) {
 }
 
 std::string ReasonOf(const std::vector<std::string>& messages) {
-  if (messages.empty()) return "the plug-in gave no reason";
-  std::string reason = messages.front();
-  if (messages.back() != reason) reason += "; " + messages.back();
+  std::vector<std::string_view> told;
+  for (const std::string& message : messages) {
+    if (!IsRemark(message)) told.push_back(message);
+  }
+  if (told.empty()) return "the plug-in gave no reason";
+  std::string reason(CauseAmong(told));
+  if (told.back() != reason) reason.append("; ").append(told.back());
   return reason.substr(0, kLongestReason);
 }

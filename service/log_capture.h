@@ -23,8 +23,8 @@ class LogCapture {
 // Everything that has been written into PIPE, without waiting.
 std::string ReadPipe(int pipe);
 
-// Why a call failed, from the messages it left: the first one usually tells the cause, the last one what it
-// led to.
+// Why a call failed, from the messages it left: the cause, and what failed of it as a whole, which the last
+// one tells.
 std::string ReasonOf(const std::vector<std::string>& messages);
 
 #endif  // SERVICE_LOG_CAPTURE_H_

@@ -37,15 +37,19 @@ constexpr std::array kCommands{
 constexpr const char* kExitStatuses =
     "Exit status: 0 done, 1 fatal, 2 usage, 3 done but some files failed, 4 bad configuration, 5 database "
     "not reachable, 6 another run holds the library, 7 stopped before deleting the rows of files that may "
-    "only be out of reach (see --accept-loss), 130 or 143 stopped by SIGINT or SIGTERM with everything so "
-    "far kept.";
+    "only be out of reach (see --accept-loss), 129, 130 or 143 stopped by SIGHUP, SIGINT or SIGTERM with "
+    "everything so far kept.";
 
 // What is wrong with the command line, in one line. The parser misses a command before it looks at what
 // stands in its place.
 std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
+  constexpr const char* kHint = " (see lumivault --help)";
   const std::vector<std::string> unknown = app.remaining();
-  const bool named = app.get_subcommands().empty() && !unknown.empty() && !unknown.front().starts_with('-');
-  return (named ? "unknown command " + Visible(unknown.front()) : error.what()) + " (see lumivault --help)";
+  const bool has_command = !app.get_subcommands().empty();
+  const bool option = !unknown.empty() && unknown.front().starts_with('-');
+  if (unknown.empty() || (has_command && !option)) return std::string(error.what()) + kHint;
+  const std::string what = (option ? "unknown option " : "unknown command ") + Visible(unknown.front());
+  return what + (has_command ? "; the options of a command come after it" : "") + kHint;
 }
 
 int Run(int argc, char** argv) {

@@ -24,7 +24,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kRootVariable = "LUMIVAULT_ROOT";
-constexpr const char* kPersonalSetting = "runpersonallumivault";
 constexpr const char* kModesSetting = "file_modes";
 constexpr mode_t kPrivate = 0700;
 constexpr mode_t kPrivateFile = 0600;
@@ -148,14 +147,21 @@ Outcome<Done> StateRoot::PrepareLocked() const {
   return PrepareDatabaseTool();
 }
 
+Outcome<Done> AddMissingSettings(const std::string& file, const std::vector<Setting>& settings) {
+  std::string content = ReadWholeFile(file).value_or("");
+  if (!content.empty() && content.back() != '\n') content += '\n';
+  for (const auto& [key, value] : settings) {
+    if (!HasSetting(file, key)) content += KeyValueLine(key, value);
+  }
+  return WriteWholeFile(file, content);
+}
+
 Outcome<Done> StateRoot::PrepareSettings() const {
   const std::string settings = Place(kPackageSettings);
-  std::string content = ReadWholeFile(settings).value_or("");
-  if (!content.empty() && content.back() != '\n') content += '\n';
-  if (!HasSetting(settings, kPersonalSetting)) content += KeyValueLine(kPersonalSetting, "yes");
-  // Without it the modes of people's files would be opened to everybody.
-  if (!HasSetting(settings, kModesSetting)) content += KeyValueLine(kModesSetting, "keep");
-  if (auto written = WriteWholeFile(settings, content); !written) return written;
+  // Without "keep" the modes of people's files would be opened to everybody.
+  const auto written = AddMissingSettings(
+      settings, {{kPersonalSetting, "yes"}, {kPublicSetting, "no"}, {kModesSetting, "keep"}});
+  if (!written) return written;
   if (RLIBCFileCheckKeyValue(settings.c_str(), kPersonalSetting, "yes", 0) != 0) return Done{};
   return Failure{ExitStatus::kConfiguration, settings + ": " + kPersonalSetting + " is not \"yes\""};
 }

@@ -13,6 +13,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "file_descriptor.h"
 #include "outcome.h"
@@ -46,6 +47,16 @@ class StateRoot {
 
   std::string path_;
 };
+
+inline constexpr const char* kPersonalSetting = "runpersonallumivault";
+inline constexpr const char* kPublicSetting = "albumdefpublic";
+
+struct Setting {
+  const char* key;
+  const char* value;
+};
+// Adds to a key=value file those of SETTINGS whose keys it has not; what people have set stays.
+Outcome<Done> AddMissingSettings(const std::string& file, const std::vector<Setting>& settings);
 
 // A line KEY="VALUE" for a key=value file. VALUE has no line end.
 std::string KeyValueLine(std::string_view key, std::string_view value);

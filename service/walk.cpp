@@ -14,11 +14,11 @@
 #include "display.h"
 #include "error_text.h"
 #include "library.h"
-#include "open_below.h"
+#include "open_folder.h"
+#include "platform/files.h"
 
 namespace {
 
-constexpr std::string_view kSideFolder = "@eaDir";
 constexpr std::size_t kLongestPath = kPathSize - 1;
 
 struct CloseFolder {
@@ -107,7 +107,7 @@ std::optional<WalkEntry> Walk::Next() {
 WalkEntry Walk::Enter(const std::string& path) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
   const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
-  FileDescriptor folder = OpenFolderBelow(root_.get(), relative);
+  FileDescriptor folder(KAVOBeneathOpenFolder(root_.get(), relative.c_str()));
   struct statx status {};
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};

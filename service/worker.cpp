@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -16,10 +17,13 @@
 #include "log_capture.h"
 #include "plugin.h"
 #include "probe/probe.h"
+#include "unread_jobs.h"
 #include "wire.h"
 #include "write_turn.h"
 
 namespace {
+
+constexpr std::int64_t kToleratedJobs = 65536;  // bytes
 
 // A worker ends with its supervisor, whose signals are for it alone: it tells its workers to stop.
 bool BindToSupervisor(pid_t supervisor) {
@@ -48,10 +52,15 @@ int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
   if (!channel.Send(MessageType::kReady, MessageWriter().Text(FileIdentity(database)).content()))
     return static_cast<int>(ExitStatus::kFatal);
   while (const auto message = channel.Receive()) {
-    if (message->type == MessageType::kStop) break;
+    if (message->type == MessageType::kStop) {
+      DropUnreadJobs(0);
+      break;
+    }
     const auto batch = DecodeBatch(message->content);
     if (message->type != MessageType::kBatch || !batch) return static_cast<int>(ExitStatus::kFatal);
-    if (runner.Run(*batch)) continue;
+    const bool goes_on = runner.Run(*batch);
+    DropUnreadJobs(goes_on ? kToleratedJobs : 0);
+    if (goes_on) continue;
     if (runner.failure()) return Refuse(channel, *runner.failure());
     break;
   }

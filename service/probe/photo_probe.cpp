@@ -7,13 +7,13 @@
 #include <string_view>
 
 #include "lumivault/media_info.h"
+#include "platform/exiv2_scope.h"
+#include "platform/image_cache.h"
 #include "probe/av_file.h"
 #include "probe/jpeg_end.h"
 #include "probe/probe.h"
 #include "probe/record_text.h"
 #include "probe/taken_time.h"
-#include "process/exiv2_scope.h"
-#include "process/image_cache.h"
 
 namespace {
 

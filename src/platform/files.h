@@ -45,6 +45,9 @@ KAVO_API void RLIBCFileUnlockByFile(int descriptor);
 // symbolic link between the two is followed. -1 with errno on failure. A descriptor of the regular file PATH,
 // open for reading.
 KAVO_API int KAVOBeneathOpen(const char* root, const char* path);
+// A descriptor of the folder PATH below the folder that the descriptor ROOT stands for ("" for that folder
+// itself), open for listing.
+KAVO_API int KAVOBeneathOpenFolder(int root, const char* path);
 // Removes the regular file PATH; while a batch is open (connection_lending.h) at its commit.
 KAVO_API int KAVOBeneathRemove(const char* root, const char* path);
 // Non-zero when the regular file PATH exists and its removal is not pending.

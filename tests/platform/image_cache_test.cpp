@@ -1,4 +1,4 @@
-#include "process/image_cache.h"
+#include "platform/image_cache.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "process/exiv2_scope.h"
-#include "process/image_cache.h"
+#include "platform/exiv2_scope.h"
+#include "platform/image_cache.h"
 #include "process/printed_metadata.h"
 #include "support/comma_locale.h"
 #include "support/media_maker.h"

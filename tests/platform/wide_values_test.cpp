@@ -15,7 +15,7 @@
 #include "platform/files.h"
 #include "platform/index.h"
 #include "platform/text.h"
-#include "process/image_cache.h"
+#include "platform/image_cache.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
 

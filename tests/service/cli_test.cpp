@@ -104,6 +104,10 @@ TEST_F(CliTest, AFolderThatIsNotThereIsAWrongCommandLine) {
 
 TEST_F(CliTest, WhatIsWrongIsNamed) {
   EXPECT_EQ(Run({"fly"}).err, "lumivault: unknown command fly (see lumivault --help)\n");
+  EXPECT_EQ(Run({"--fly"}).err, "lumivault: unknown option --fly (see lumivault --help)\n");
+  EXPECT_EQ(
+      Run({"--fly", "index", folder()}).err,
+      "lumivault: unknown option --fly; the options of a command come after it (see lumivault --help)\n");
   const RunResult nothing = Run({"show", ""});
   EXPECT_EQ(nothing.status, 2);
   EXPECT_EQ(nothing.err, "lumivault: show needs a file name\n");

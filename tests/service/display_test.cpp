@@ -43,6 +43,14 @@ TEST(Fitted, ATextIsCutBetweenCharacters) {
   EXPECT_EQ(Fitted("\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9", 4), "\xc3\xa9...");
 }
 
+TEST(Fitted, WideCharactersTakeTwoColumnsAndMarksNone) {
+  EXPECT_EQ(Fitted("\u5199\u771f\u5199", 6), "\u5199\u771f\u5199");
+  EXPECT_EQ(Fitted("\u5199\u771f\u5199", 5), "\u5199...");
+  EXPECT_EQ(Fitted("\u5199\u771f\u5199", 4), "...");
+  EXPECT_EQ(Fitted("\U0001F600\U0001F600\U0001F600", 5), "\U0001F600...");
+  EXPECT_EQ(Fitted("e\u0301e\u0301e\u0301", 3), "e\u0301e\u0301e\u0301");
+}
+
 TEST(SetBytes, BytesThatAreNotUtf8AreKeptBesides) {
   Json::Value object;
   SetBytes(object, "path", "plain");

@@ -354,6 +354,29 @@ TEST_F(IndexTest, ARunLeavesTheDatabaseInOneFile) {
   }
 }
 
+TEST_F(IndexTest, JobsThatNobodyReadsDoNotPileUp) {
+  MakeSmallTree();
+  Index();
+  const fs::path queue = state() / "var/services/photo/@eaDir/kavophoto_face.queue";
+  ASSERT_TRUE(fs::exists(queue)) << "the plug-in queues watermarks";
+  EXPECT_EQ(ReadFile(queue), "");
+}
+
+TEST_F(IndexTest, JobsWaitForTheirReaderWhereFaceRecognitionIsOn) {
+  MakeSmallTree();
+  WriteFile(state() / "var/packages/Lumivault/etc/settings.conf", "runfacerecognition=yes\n");
+  Index();
+  EXPECT_NE(ReadFile(state() / "var/services/photo/@eaDir/kavophoto_face.queue"), "");
+}
+
+TEST_F(IndexTest, AFailureIsNotPutDownToAMissingSetting) {
+  MakeSmallTree();
+  Index();
+  for (const auto& user : fs::directory_iterator(state() / "usr/kavo/etc/preference")) {
+    EXPECT_NE(ReadFile(user.path() / "kavoinfo.conf").find("albumdefpublic=\"no\"\n"), std::string::npos);
+  }
+}
+
 TEST_F(IndexTest, TwoFoldersAreTwoLibrariesOfOneStateFolder) {
   MakeSmallTree();
   const fs::path other = scratch() / "other";

@@ -77,7 +77,7 @@ TEST_F(StateRootTest, LocatingMakesNothing) {
 TEST_F(StateRootTest, FirstUseMakesTheApplianceTree) {
   Prepared();
   EXPECT_TRUE(fs::exists(root_path() / "var/packages/Lumivault/enabled"));
-  EXPECT_EQ(Content(kSettings), "runpersonallumivault=\"yes\"\nfile_modes=\"keep\"\n");
+  EXPECT_EQ(Content(kSettings), "runpersonallumivault=\"yes\"\nalbumdefpublic=\"no\"\nfile_modes=\"keep\"\n");
   EXPECT_NE(Content(kSchema).find("CREATE TABLE"), std::string::npos);
   EXPECT_EQ(access((root_path() / "usr/kavo/bin/sqlite3").c_str(), X_OK), 0);
 }
@@ -108,7 +108,8 @@ TEST_F(StateRootTest, WhatPeopleSetStaysAndWhatIsMissingIsAdded) {
   WriteFile(root_path().string() + kSettings, "# mine\nrunpersonallumivault=yes\nrunfacerecognition=no");
   Prepared();
   EXPECT_EQ(Content(kSettings),
-            "# mine\nrunpersonallumivault=yes\nrunfacerecognition=no\nfile_modes=\"keep\"\n");
+            "# mine\nrunpersonallumivault=yes\nrunfacerecognition=no\nalbumdefpublic=\"no\"\n"
+            "file_modes=\"keep\"\n");
 }
 
 TEST_F(StateRootTest, APersonalEditionThatIsSwitchedOffIsABadConfiguration) {

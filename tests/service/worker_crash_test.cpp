@@ -153,6 +153,7 @@ TEST_F(WorkerCrashTest, CtrlCKeepsWhatIsCommitted) {
   EXPECT_GT(report["added"].asInt(), 0);
   EXPECT_LT(report["added"].asInt(), 400);
   EXPECT_EQ(report["added"].asInt(), KeptPhotos());
+  EXPECT_EQ(report["found"].asInt(), KeptPhotos()) << "not what was only looked ahead at";
   EXPECT_EQ(report["failed"].size(), 0U);
 }
 
@@ -214,6 +215,20 @@ TEST_F(WorkerCrashTest, ASecondRunOnTheSameLibraryIsRefused) {
   EXPECT_EQ(second.status, 6);
   EXPECT_EQ(second.out, "");
   EXPECT_EQ(second.err, "lumivault: " + folder().string() + ": another run holds the library\n");
+}
+
+TEST_F(WorkerCrashTest, ASecondRunWithAnotherStateFolderIsRefused) {
+  MakePhotos({"hang.jpg"});
+  const auto first = Start({"index", folder(), "--quiet", "-j", "1"});
+  ASSERT_TRUE(Eventually([&] { return WorkerOf(first->pid()) != 0; }));
+  ProgramRun other({"index", folder(), "--json", "--root=" + (scratch() / "other").string()},
+                   scratch() / "other_run", {}, std::nullopt);
+  const RunResult second = other.Wait();
+  EXPECT_EQ(second.status, 6);
+  const std::string message = folder().string() + ": another run holds the library";
+  EXPECT_EQ(second.err, "lumivault: " + message + "\n");
+  EXPECT_EQ(StrictJson(second.out)["error"].asString(), message);
+  EXPECT_EQ(StrictJson(second.out)["status"].asInt(), 6);
 }
 
 TEST_F(WorkerCrashTest, AWorkerThatNeverStartsEndsTheRun) {

@@ -102,6 +102,16 @@ int KAVOBeneathOpen(const char* root, const char* path) {
   return Noted(root, path, OpenForReading);
 }
 
+int KAVOBeneathOpenFolder(int root, const char* path) {
+  return Contained(-1, [&] {
+    constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK;
+    errno = EINVAL;
+    const int opened = path != nullptr ? OpenBelow(root, *path != '\0' ? path : ".", kFlags).Release() : -1;
+    if (opened < 0) RECORD_ERROR(errno);
+    return opened;
+  });
+}
+
 int KAVOBeneathRemove(const char* root, const char* path) {
   return Noted(root, path, RemoveOrDefer);
 }

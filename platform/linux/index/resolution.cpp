@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "core/error.h"
+#include "platform/image_cache.h"
 #include "platform/index.h"
-#include "process/image_cache.h"
 
 int KAVOIndexImgResGet(const char* path, int* width, int* height) {
   return Contained(-1, [&] {

@@ -1,4 +1,4 @@
-#include "process/exiv2_scope.h"
+#include "platform/exiv2_scope.h"
 
 #include <clocale>
 

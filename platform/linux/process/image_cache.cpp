@@ -1,4 +1,4 @@
-#include "process/image_cache.h"
+#include "platform/image_cache.h"
 
 #include <sys/stat.h>
 
@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "core/file_state.h"
+#include "platform/exiv2_scope.h"
 #include "platform/safe_image.h"
-#include "process/exiv2_scope.h"
 
 namespace {
 

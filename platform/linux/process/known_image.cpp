@@ -3,7 +3,7 @@
 
 #include "platform/image.h"
 #include "platform/safe_image.h"
-#include "process/image_cache.h"
+#include "platform/image_cache.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "core/error.h"
-#include "process/exiv2_scope.h"
-#include "process/image_cache.h"
+#include "platform/exiv2_scope.h"
+#include "platform/image_cache.h"
 #include "process/printed_metadata.h"
 
 namespace {

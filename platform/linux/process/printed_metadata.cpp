@@ -10,7 +10,7 @@
 #include <sstream>
 #include <utility>
 
-#include "process/exiv2_scope.h"
+#include "platform/exiv2_scope.h"
 #include "process/spawn.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/api.h"
-#include "process/image_cache.h"
+#include "platform/image_cache.h"
 
 struct PrintedDatum {
   std::string key;

@@ -1,6 +1,6 @@
 // The parsed metadata of the last image files, so that the questions asked about a photo cost one parse.
-#ifndef PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_
-#define PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_
+#ifndef PLATFORM_IMAGE_CACHE_H_
+#define PLATFORM_IMAGE_CACHE_H_
 
 #include <cstddef>
 #include <exiv2/exiv2.hpp>
@@ -44,4 +44,4 @@ KAVO_API std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& pa
 // kept where they have much metadata, and such with an enormous amount not at all.
 KAVO_API void SetImageCacheCount(std::size_t count);
 
-#endif  // PLATFORM_LINUX_PROCESS_IMAGE_CACHE_H_
+#endif  // PLATFORM_IMAGE_CACHE_H_

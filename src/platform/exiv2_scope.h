@@ -1,5 +1,5 @@
-#ifndef PLATFORM_LINUX_PROCESS_EXIV2_SCOPE_H_
-#define PLATFORM_LINUX_PROCESS_EXIV2_SCOPE_H_
+#ifndef PLATFORM_EXIV2_SCOPE_H_
+#define PLATFORM_EXIV2_SCOPE_H_
 
 #include <locale.h>
 
@@ -29,4 +29,4 @@ class KAVO_API Exiv2Scope {
   std::optional<std::locale> previous_streams_;
 };
 
-#endif  // PLATFORM_LINUX_PROCESS_EXIV2_SCOPE_H_
+#endif  // PLATFORM_EXIV2_SCOPE_H_

@@ -1,0 +1,41 @@
+#include "unread_jobs.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+
+#include "base/fixed_path.h"
+#include "base/limits.h"
+#include "platform/files.h"
+
+namespace {
+
+constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue";
+
+std::string RealPlace(const char* path) {
+  std::array<char, kPathSize> real{};
+  return KAVOFixedPathGet(path, real.data(), kPathSize) < 0 ? "" : real.data();
+}
+
+bool HasReader() {
+  struct stat status {};
+  const bool has_shared_tree =
+      lstat(RealPlace(kSharedPhotoLink).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+  return has_shared_tree ||
+         RLIBCFileCheckKeyValue(RealPlace(kPackageSettings).c_str(), "runfacerecognition", "yes", 0) != 0;
+}
+
+}  // namespace
+
+void DropUnreadJobs(std::int64_t tolerated) {
+  const std::string queue = RealPlace(kQueue);
+  struct stat status {};
+  if (stat(queue.c_str(), &status) != 0 || status.st_size <= tolerated || HasReader()) return;
+  int descriptor = -1;
+  if (RLIBCFileLockByFile(queue.c_str(), 1, &descriptor) == 0) return;
+  // The next attempt makes up for one that fails.
+  static_cast<void>(!ftruncate(descriptor, 0));
+  RLIBCFileUnlockByFile(descriptor);
+}

@@ -1,0 +1,116 @@
+// What commands that only read do where nothing can be written, and that they write nothing where it could
+// be.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+
+class ReadingTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    MakeJpeg(File("a.jpg"), 16, 8, {{"Iptc.Application2.Keywords", "sea"}});
+    MakeJpeg(File("sub/100% d.jpg"), 8, 8);
+    Index();
+  }
+
+  // Each command with what it has to print.
+  std::vector<std::pair<std::vector<std::string>, std::string>> Commands() const {
+    return {{{"show", File("a.jpg")}, "labels: sea"},
+            {{"ls", folder()}, "a.jpg"},
+            {{"albums", folder()}, "sub"},
+            {{"labels", folder()}, "sea"},
+            {{"stats", folder()}, "photos: 2"},
+            {{"export", folder()}, "\"path\":\"sub/100% d.jpg\""}};
+  }
+  void ExpectAllAnswer() {
+    for (const auto& [arguments, expected] : Commands()) {
+      const RunResult result = Run(arguments);
+      EXPECT_EQ(result.status, 0) << arguments.front() << ": " << result.err;
+      EXPECT_NE(result.out.find(expected), std::string::npos) << arguments.front() << ": " << result.out;
+    }
+  }
+  // Everything in the folder, with the times of its last change.
+  std::map<std::string, std::string> Snapshot() const {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder())) {
+      struct stat status {};
+      EXPECT_EQ(lstat(entry.path().c_str(), &status), 0);
+      files[entry.path()] = std::to_string(status.st_mtim.tv_sec) + "." +
+                            std::to_string(status.st_mtim.tv_nsec) + " " + std::to_string(status.st_size);
+    }
+    return files;
+  }
+};
+
+TEST_F(ReadingTest, NothingIsMadeOrChanged) {
+  const auto before = Snapshot();
+  ExpectAllAnswer();
+  EXPECT_EQ(Snapshot(), before);
+}
+
+TEST_F(ReadingTest, ALibraryOfAnotherUserInAFolderNobodyMayWrite) {
+  chmod((folder() / ".KAVOHGADB").c_str(), 0444);
+  chmod(folder().c_str(), 0555);
+  chmod(scratch().c_str(), 0777);
+  if (getuid() == 0) {
+    AsUser(kNobody);
+    fs::remove_all(state());  // its own state folder knows of no library
+  }
+  ExpectAllAnswer();
+  EXPECT_FALSE(fs::exists(state()) && getuid() == 0) << "reading needs no state folder and makes none";
+  chmod(folder().c_str(), 0755);
+}
+
+TEST_F(ReadingTest, WhatIsOnlyInTheLogIsRead) {
+  // A connection that stays open keeps the log.
+  const auto writer = Start({"index", folder(), "--quiet"});
+  EXPECT_EQ(writer->Wait().status, 0);
+  const fs::path copy = scratch() / "copy";
+  const std::string script =
+      "cd '" + folder().string() + "' && printf '%s\n' 'PRAGMA wal_autocheckpoint=0;' " +
+      "\"UPDATE photo_image SET title = 'in the log' WHERE path = 'a.jpg';\" " + "\".shell cp -r '" +
+      folder().string() + "' '" + copy.string() + "'\" | sqlite3 .KAVOHGADB";
+  ASSERT_EQ(std::system(script.c_str()), 0);
+  ASSERT_GT(fs::file_size(copy / ".KAVOHGADB-wal"), 0U);
+  const RunResult result = Run({"show", copy / "a.jpg"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("title: in the log"), std::string::npos) << result.out;
+}
+
+TEST_F(ReadingTest, ADatabaseThatMayNotBeReadIsOneLineAndStatusFive) {
+  if (getuid() != 0) GTEST_SKIP() << "the program cannot be run as another user here";
+  chmod((folder() / ".KAVOHGADB").c_str(), 0);
+  chmod(scratch().c_str(), 0777);
+  AsUser(kNobody);
+  fs::remove_all(state());
+  const RunResult result = Run({"stats", folder(), "--json"});
+  const std::string line = (folder() / ".KAVOHGADB").string() + ": cannot be opened: Permission denied";
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "lumivault: " + line + "\n");
+  EXPECT_EQ(StrictJson(result.out)["error"].asString(), line);
+}
+
+TEST_F(ReadingTest, EveryCommandTellsItsFailureAsJson) {
+  const std::string nowhere = scratch() / "nowhere";
+  for (const char* command : {"show", "ls", "albums", "labels", "stats"}) {
+    const RunResult result = Run({command, nowhere, "--json"});
+    EXPECT_EQ(result.status, 1) << command;
+    EXPECT_EQ(StrictJson(result.out)["error"].asString(), nowhere + ": lies in no library") << command;
+    EXPECT_EQ(StrictJson(result.out)["status"].asInt(), 1) << command;
+  }
+  for (const char* option : {"--quiet", "--dry-run"}) {
+    const RunResult result = Run({"index", nowhere, "--json", option});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(StrictJson(result.out)["error"].asString(), nowhere + ": No such file or directory");
+  }
+}
+
+}  // namespace
