@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "folder_stages.h"
 #include "library_catalogue.h"
 #include "moves.h"
 #include "queries_sql.h"
@@ -101,25 +102,18 @@ class Planner {
     return item;
   }
 
-  // Parents first. A folder that replaced another one waits until the album of the old one has moved on.
   void AddFolders(const std::vector<Move>& moves, const std::vector<Arrival>& arrivals) {
     for (const Move& move : moves) plan_.items.push_back(MoveItem(move));
     for (const Arrival& folder : arrivals) {
-      if (!folder.replaces)
-        plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
-    }
-    std::sort(plan_.items.begin(), plan_.items.end(),
-              [](const WorkItem& a, const WorkItem& b) { return a.path < b.path; });
-    ++stage_;
-    for (const Arrival& folder : arrivals) {
       // While a loss is not believed, what the folder was stays on record.
-      if (folder.replaces && !plan_.verdict.holds)
-        plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
+      if (folder.replaces && plan_.verdict.holds) continue;
+      plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
     }
+    stage_ = FolderStages(plan_.items).Assign();
   }
 
   void AddFileMoves(const std::vector<Move>& moves) {
-    const std::uint32_t first = ++stage_;
+    const std::uint32_t first = stage_;
     for (const Move& move : moves) {
       stage_ = first + move.step;
       plan_.items.push_back(MoveItem(move));

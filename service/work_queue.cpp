@@ -23,7 +23,7 @@ void WorkQueue::LookAhead() {
       exhausted_ = true;
       return;
     }
-    if (MakesFolder(*item)) open_folders_.insert(item->path);
+    if (MakesFolder(*item)) open_folders_[item->path] = item->stage;
     waiting_.push_back({std::move(*item)});
   }
 }
@@ -42,7 +42,9 @@ std::uint32_t WorkQueue::CurrentStage() const {
 bool WorkQueue::Ready(const WorkItem& item, const std::vector<Entry>& batch) const {
   if (open_folders_.empty()) return true;
   const std::string folder = item.path.substr(0, item.path.rfind('/'));
-  if (!open_folders_.contains(folder)) return true;
+  const auto open = open_folders_.find(folder);
+  // One of a later stage waits for this one.
+  if (open == open_folders_.end() || open->second > item.stage) return true;
   return std::any_of(batch.begin(), batch.end(), [&](const Entry& entry) {
     return MakesFolder(entry.item) && entry.item.path == folder;
   });

@@ -8,7 +8,7 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "work_item.h"
@@ -61,8 +61,8 @@ class WorkQueue {
   Gate gate_;
   bool exhausted_ = false;
   std::deque<Entry> waiting_;
-  std::unordered_set<std::string> open_folders_;    // seen and not done
-  std::map<std::uint32_t, std::size_t> given_out_;  // stage -> items
+  std::unordered_map<std::string, std::uint32_t> open_folders_;  // seen and not done -> stage
+  std::map<std::uint32_t, std::size_t> given_out_;               // stage -> items
 };
 
 #endif  // SERVICE_WORK_QUEUE_H_

@@ -130,6 +130,29 @@ TEST_F(ChangesTest, AFolderMadeAnewUnderTheOldNameIsAnotherAlbum) {
   ExpectLikeNew();
 }
 
+TEST_F(ChangesTest, AnAlbumInsideAFolderThatTookAnothersNameIsMadeAfterIt) {
+  const std::string trip = AlbumId("trip");
+  fs::rename(File("trip"), File("zoo"));
+  MakeJpeg(File("trip/deep/x.jpg"), 8, 8);
+  EXPECT_EQ(Index()["moved"].asInt(), 4);
+  EXPECT_EQ(AlbumId("zoo"), trip);
+  EXPECT_NE(AlbumId("trip/deep"), "");
+  ExpectLikeNew();
+}
+
+TEST_F(ChangesTest, TwoFoldersSwappedWithANewOneInsideAreFollowed) {
+  MakeJpeg(File("other/o.jpg"), 40, 8);
+  Index();
+  const std::string ids = IdOf("trip/b.jpg") + "," + IdOf("other/o.jpg");
+  fs::rename(File("trip"), File("tmp"));
+  fs::rename(File("other"), File("trip"));
+  fs::rename(File("tmp"), File("other"));
+  MakeJpeg(File("trip/deep/x.jpg"), 8, 8);
+  Index();
+  EXPECT_EQ(IdOf("other/b.jpg") + "," + IdOf("trip/o.jpg"), ids);
+  ExpectLikeNew();
+}
+
 TEST_F(ChangesTest, TwoNamesSwappedSwapTheirRows) {
   MakeJpeg(File("trip/x.jpg"), 40, 8);
   Index();

@@ -101,6 +101,34 @@ TEST_F(WorkQueueTest, ItIsFinishedWhenEverythingGivenOutIsDone) {
   EXPECT_TRUE(queue.Finished());
 }
 
+TEST_F(WorkQueueTest, NothingWaitsForAFolderOfALaterStage) {
+  WorkItem later = Folder("/p");
+  later.stage = 1;
+  WorkQueue queue = Of({Folder("/p/new"), later});
+  EXPECT_EQ(Paths(queue.Take(1)), Names({"/p/new"}));
+  queue.Done(Folder("/p/new"));
+  EXPECT_EQ(Paths(queue.Take(1)), Names({"/p"}));
+}
+
+TEST_F(WorkQueueTest, TheGateIsAskedWhenTheEarlierStagesAreDone) {
+  bool first_done = false;
+  WorkItem second = Photo("/p/2");
+  second.stage = 1;
+  std::vector<WorkItem> items{Photo("/p/1"), second};
+  std::size_t next = 0;
+  WorkQueue queue(
+      [&]() -> std::optional<WorkItem> {
+        if (next == items.size()) return std::nullopt;
+        return items[next++];
+      },
+      [&](const WorkItem& item) { return item.path == "/p/1" || !first_done; });
+  EXPECT_EQ(Paths(queue.Take(1)), Names({"/p/1"}));
+  first_done = true;
+  queue.Done(items.front());
+  EXPECT_TRUE(queue.Take(1).empty());
+  EXPECT_TRUE(queue.Finished()) << "what is refused is dropped";
+}
+
 TEST_F(WorkQueueTest, TheWalkIsNotReadFarAhead) {
   int asked = 0;
   WorkQueue queue([&]() -> std::optional<WorkItem> { return Photo("/p/" + std::to_string(asked++)); });

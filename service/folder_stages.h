@@ -1,0 +1,32 @@
+#ifndef SERVICE_FOLDER_STAGES_H_
+#define SERVICE_FOLDER_STAGES_H_
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "work_item.h"
+
+// Gives the moves and additions of folders their stages: none before the folder that it lies in, and none
+// that takes the name of another album before that one has moved on. Where those wait for each other in a
+// ring, one does not wait.
+class FolderStages {
+ public:
+  explicit FolderStages(std::vector<WorkItem>& items);
+
+  // Sorts the items by stage, parents first. The stage after the last one.
+  std::uint32_t Assign();
+
+ private:
+  std::uint32_t StageOf(const std::string& path);
+
+  std::vector<WorkItem>& items_;
+  std::map<std::string, std::string> moves_;  // old path -> new path
+  std::set<std::string> under_way_;
+  std::map<std::string, std::uint32_t> stages_;
+  std::set<std::string> paths_;
+};
+
+#endif  // SERVICE_FOLDER_STAGES_H_
