@@ -23,6 +23,7 @@ constexpr milliseconds kEndPatience{10'000};
 constexpr int kMostFailedStarts = 3;
 // A worker takes longer to start than to do fewer than these.
 constexpr std::size_t kItemsWorthAWorker = 8;
+constexpr const char* kKilled = "killed by signal 9 (Killed)";
 constexpr const char* kNonsense = "the worker's answer makes no sense";
 
 std::string TimedOut(milliseconds limit) {
@@ -228,8 +229,12 @@ void Supervisor::ReturnRest(Slot& slot, const std::string& why) {
   std::vector<WorkQueue::Entry> innocent;
   for (std::size_t i = slot.reported; i < slot.batch.size(); ++i) {
     WorkQueue::Entry& entry = slot.batch[i];
-    const bool suspected = slot.current == kNoItem && !Stopping();
-    if (slot.current == i || (suspected && entry.alone)) {
+    // Somebody else, or want of memory, may have killed it whatever it was at: that is no fault of the file.
+    const bool killed = slot.current == i && why == kKilled;
+    const bool suspected = (slot.current == kNoItem || killed) && !Stopping();
+    if (killed && entry.alone) {
+      Finish(entry.item, ItemResult::NotKept(why));
+    } else if ((slot.current == i && !killed) || (suspected && entry.alone)) {
       Finish(entry.item, ItemResult::Crashed(why));
     } else {
       entry.alone = entry.alone || suspected;

@@ -1,12 +1,14 @@
 // Random things happen to a folder, with runs in between; the library must equal one made of a copy of the
 // folder from nothing, and what moved must have kept its id and its people.
 //
-// LUMIVAULT_SEED plays a run again, LUMIVAULT_OPERATIONS makes it longer.
+// LUMIVAULT_SEED plays a run again, LUMIVAULT_OPERATIONS and LUMIVAULT_KILLS make it longer.
+#include <signal.h>
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 
 #include "folder_model.h"
@@ -20,6 +22,8 @@ constexpr unsigned kOperations = 300;
 constexpr unsigned kOperationsBetweenComparisons = 100;
 constexpr std::size_t kLongestBurst = 6;
 constexpr std::size_t kRareReindex = 12;
+constexpr unsigned kKills = 5;
+constexpr std::size_t kLongestLife = 250;  // milliseconds
 
 unsigned FromEnvironment(const char* name, unsigned otherwise) {
   const char* given = std::getenv(name);
@@ -157,6 +161,62 @@ TEST_P(ModelTest, TheLibraryFollows) {
     compared = done;
   }
 }
+
+// The supervisor with its workers, or one worker alone.
+class KilledTest : public ModelTest {
+ protected:
+  void StartAndKill(FolderModel& model, const std::string& command) {
+    const auto run = Start({command, folder(), "--quiet", "--accept-loss", "-j", GetParam()});
+    std::this_thread::sleep_for(std::chrono::milliseconds(model.Random(kLongestLife)));
+    const pid_t worker = model.Random(3) == 0 ? WorkerOf(run->pid()) : 0;
+    if (worker != 0) {
+      kill(worker, SIGKILL);
+    } else {
+      run->Signal(SIGKILL);
+    }
+    killed_ += run->Wait().status == 1000 + SIGKILL || worker != 0 ? 1U : 0U;
+  }
+  static pid_t WorkerOf(pid_t supervisor) {
+    std::ifstream children("/proc/" + std::to_string(supervisor) + "/task/" + std::to_string(supervisor) +
+                           "/children");
+    pid_t child = 0;
+    children >> child;
+    return child;
+  }
+  void Play(const std::string& command) {
+    SCOPED_TRACE("LUMIVAULT_SEED=" + std::to_string(seed_));
+    FolderModel model(folder(), seed_);
+    Index();
+    merging_ = false;
+    Query("UPDATE photo_config SET config_value = 'off' WHERE config_key = 'ms_people_tag_merged'");
+    CheckKept(model);
+    model.Seen();
+    const unsigned kills = FromEnvironment("LUMIVAULT_KILLS", kKills);
+    for (unsigned i = 0; i < kills && !HasFailure(); ++i) {
+      SCOPED_TRACE("kill " + std::to_string(i));
+      for (std::size_t burst = kLongestBurst; burst > 0; --burst) model.Step();
+      StartAndKill(model, command);
+      EXPECT_EQ(Run({command, folder(), "--quiet", "--accept-loss"}).status, 0);
+      ASSERT_NO_FATAL_FAILURE(CheckKept(model));
+      model.Seen();
+    }
+    EXPECT_GT(killed_, 0U);
+    std::printf("%u of %u runs were killed before their end\n", killed_, kills);
+    CompareWithNew();
+  }
+
+  unsigned killed_ = 0;
+};
+
+TEST_P(KilledTest, AScanRunAgainEndsTheSame) {
+  Play("index");
+}
+
+TEST_P(KilledTest, AReindexRunAgainEndsTheSame) {
+  Play("reindex");
+}
+
+INSTANTIATE_TEST_SUITE_P(Workers, KilledTest, testing::Values("1", "2"));
 
 INSTANTIATE_TEST_SUITE_P(Workers, ModelTest, testing::Values("1", "2"));
 

@@ -27,6 +27,8 @@ FolderModel::FolderModel(fs::path root, unsigned seed) : root_(std::move(root)),
 }
 
 void FolderModel::Step() {
+  if (copied_) return;
+  ++steps_;
   switch (Random(16)) {
     case 0:
     case 1:
@@ -58,6 +60,8 @@ void FolderModel::Step() {
 void FolderModel::Seen() {
   seen_ = next_;
   overwritten_.clear();
+  steps_ = 0;
+  copied_ = false;
 }
 
 std::string FolderModel::NewName() {
@@ -121,16 +125,17 @@ void FolderModel::RenameFile() {
   files_.erase(from);
 }
 
-// A file that was overwritten, or that no run has seen, cannot be recognised in its copy.
+// A copy is recognised by its content under a new name, when nothing but that has happened: alone in its
+// burst.
 void FolderModel::CopyAndDelete() {
   const std::string from = AnyFile();
-  if (from.empty() || files_[from] > seen_ || overwritten_.contains(files_[from])) return;
+  if (from.empty() || steps_ > 1) return;
+  copied_ = true;
   const std::string to = NewPath(".jpg");
   fs::copy_file(root_ / from, root_ / to);
   fs::remove(root_ / from);
   files_[to] = files_[from];
   files_.erase(from);
-  seen_ = std::min(seen_, files_[to] - 1);
 }
 
 void FolderModel::TurnRing(std::size_t size) {

@@ -51,6 +51,8 @@ class FolderModel {
   std::set<int> overwritten_;
   int next_ = 0;
   int seen_ = 0;
+  int steps_ = 0;        // since the last run
+  bool copied_ = false;  // since the last run
 };
 
 #endif  // TESTS_SERVICE_FOLDER_MODEL_H_

@@ -6,6 +6,7 @@
 
 #include "support/library_rows.h"
 #include "support/media_maker.h"
+#include "support/open_watch.h"
 
 namespace fs = std::filesystem;
 
@@ -14,6 +15,7 @@ namespace {
 constexpr int kFiles = 12;
 constexpr int kManyFiles = 110;
 constexpr int kLoss = 7;
+constexpr int kSomeFailed = 3;
 constexpr uid_t kNobody = 65534;
 
 class LossTest : public LibraryRowsTest {
@@ -36,7 +38,9 @@ class LossTest : public LibraryRowsTest {
   // Everything is there again: nothing was deleted meanwhile, and nothing is read again.
   void ExpectRecovery(int files = kFiles) {
     EXPECT_EQ(Rows(), rows_);
+    const OpenWatch watch(File("f1/1.jpg"));
     const Json::Value report = Index();
+    EXPECT_FALSE(watch.WasOpened());
     EXPECT_EQ(report["unchanged"].asInt(), files);
     EXPECT_EQ(report["added"].asInt() + report["moved"].asInt() + report["deleted"].asInt(), 0);
     EXPECT_EQ(Rows(), rows_);
@@ -126,6 +130,85 @@ TEST_F(LossTest, EverythingButTheDatabaseIsGone) {
   EXPECT_EQ(Status(), kLoss);
   EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, kLoss);
   for (const char* name : {"f0", "f1"}) fs::rename(away() / name, File(name));
+  ExpectRecovery();
+}
+
+TEST_F(LossTest, TheDatabaseIsGoneForAWhile) {
+  fs::create_directory(away());
+  for (const char* suffix : {"", "-wal", "-shm"}) {
+    if (fs::exists(File(std::string(".KAVOHGADB") + suffix)))
+      fs::rename(File(std::string(".KAVOHGADB") + suffix), away() / (std::string("db") + suffix));
+  }
+  EXPECT_EQ(Status(), 0) << "a database is made anew";
+  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(File(std::string(".KAVOHGADB") + suffix));
+  fs::rename(away() / "db", File(".KAVOHGADB"));
+  const OpenWatch watch(File("f0/0.jpg"));
+  ExpectRecovery();
+  EXPECT_FALSE(watch.WasOpened());
+}
+
+TEST_F(LossTest, TheDiskOfAFolderIsGoneForAWhile) {
+  fs::create_directory(File("disk"));
+  fs::create_directory(away());
+  if (mount("none", away().c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "no mounts here";
+  ASSERT_EQ(mount(away().c_str(), File("disk").c_str(), nullptr, MS_BIND, nullptr), 0);
+  MakeJpeg(File("disk/deep/x.jpg"), 8, 8);
+  Index();
+  rows_ = Rows();
+  umount(File("disk").c_str());
+  EXPECT_EQ(Status(), kLoss);
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, kLoss);
+  fs::remove(File("disk"));
+  EXPECT_EQ(Status(), kLoss) << "a mount point may go with its disk";
+  fs::create_directory(File("disk"));
+  EXPECT_EQ(mount(away().c_str(), File("disk").c_str(), nullptr, MS_BIND, nullptr), 0);
+  const OpenWatch watch(File("disk/deep/x.jpg"));
+  ExpectRecovery(kFiles + 1);
+  EXPECT_FALSE(watch.WasOpened());
+  umount(File("disk").c_str());
+  umount(away().c_str());
+}
+
+// A folder whose listing, or whose names, fail with an I/O error: the program runs with a library in front of
+// the system's that fails on purpose.
+class LossByErrors : public LossTest {
+ protected:
+  void Fail(const std::string& call, const std::string& name) {
+    Environment("LD_PRELOAD", FAILING_CALLS);
+    Environment("FAIL_CALL", call);
+    Environment("FAIL_NAME", name);
+  }
+  void Work() { Environment("FAIL_CALL", ""); }
+  void ExpectKept() {
+    EXPECT_EQ(Status(), kSomeFailed);
+    EXPECT_EQ(Rows(), rows_);
+    EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, kSomeFailed);
+    EXPECT_EQ(Count(), std::to_string(kFiles));
+    Work();
+    const Json::Value report = Index();
+    EXPECT_EQ(report["unchanged"].asInt(), kFiles);
+  }
+};
+
+TEST_F(LossByErrors, AFolderCannotBeListed) {
+  Fail("readdir", "f0");
+  ExpectKept();
+}
+
+TEST_F(LossByErrors, AListingIsCutShort) {
+  Fail("readdir-later", "f0");
+  ExpectKept();
+}
+
+TEST_F(LossByErrors, NamesCannotBeLookedAt) {
+  Fail("statx", "0.jpg");
+  ExpectKept();
+}
+
+TEST_F(LossByErrors, TheRootCannotBeListed) {
+  Fail("readdir-later", folder().filename());
+  EXPECT_EQ(Status(), 1);
+  Work();
   ExpectRecovery();
 }
 

@@ -9,6 +9,15 @@
 
 namespace {
 
+// The worker of a supervisor, or 0.
+pid_t WorkerOf(pid_t supervisor) {
+  std::ifstream children("/proc/" + std::to_string(supervisor) + "/task/" + std::to_string(supervisor) +
+                         "/children");
+  pid_t child = 0;
+  children >> child;
+  return child;
+}
+
 // The program with the plug-in that does as the names of the files say.
 class WorkerCrashTest : public ServiceTest {
  protected:
@@ -170,22 +179,13 @@ TEST_F(WorkerCrashTest, SigtermEndsWithItsOwnStatusWithinTwoSeconds) {
 TEST_F(WorkerCrashTest, ASecondSignalEndsTheRunAtOnce) {
   MakePhotos({"hang.jpg"});
   const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  ASSERT_TRUE(Eventually([&] { return WorkerOf(run->pid()) != 0; }));
   const auto start = std::chrono::steady_clock::now();
   run->Signal(SIGINT);
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   run->Signal(SIGINT);
   EXPECT_EQ(run->Wait().status, 130);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
-}
-
-// The worker of a supervisor, or 0.
-pid_t WorkerOf(pid_t supervisor) {
-  std::ifstream children("/proc/" + std::to_string(supervisor) + "/task/" + std::to_string(supervisor) +
-                         "/children");
-  pid_t child = 0;
-  children >> child;
-  return child;
 }
 
 // True when the process is gone, or dead and not yet collected by its new parent.
