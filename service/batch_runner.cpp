@@ -12,8 +12,8 @@
 #include "people_merge_pause.h"
 #include "platform/connection_lending.h"
 #include "platform/files.h"
+#include "platform/printed_metadata.h"
 #include "probe/probe.h"
-#include "process/printed_metadata.h"
 #include "queries_sql.h"
 #include "savepoint.h"
 

@@ -15,7 +15,7 @@
 
 #include "platform/exiv2_scope.h"
 #include "platform/image_cache.h"
-#include "process/printed_metadata.h"
+#include "platform/printed_metadata.h"
 #include "support/comma_locale.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"

@@ -8,7 +8,7 @@
 #include "core/error.h"
 #include "platform/exiv2_scope.h"
 #include "platform/image_cache.h"
-#include "process/printed_metadata.h"
+#include "platform/printed_metadata.h"
 
 namespace {
 

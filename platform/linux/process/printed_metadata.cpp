@@ -1,4 +1,4 @@
-#include "process/printed_metadata.h"
+#include "platform/printed_metadata.h"
 
 #include <algorithm>
 #include <array>

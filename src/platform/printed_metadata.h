@@ -1,7 +1,7 @@
 // The metadata of an image as the metadata tool prints it. Printing costs as much as parsing, so it is done
 // once for all the questions about a file.
-#ifndef PLATFORM_LINUX_PROCESS_PRINTED_METADATA_H_
-#define PLATFORM_LINUX_PROCESS_PRINTED_METADATA_H_
+#ifndef PLATFORM_PRINTED_METADATA_H_
+#define PLATFORM_PRINTED_METADATA_H_
 
 #include <exiv2/exiv2.hpp>
 #include <memory>
@@ -35,4 +35,4 @@ KAVO_API void PrepareMetadataAnswers(const std::string& path);
 // Tags that the library has no name for are not printed.
 bool IsPrinted(const Exiv2::Metadatum& datum);
 
-#endif  // PLATFORM_LINUX_PROCESS_PRINTED_METADATA_H_
+#endif  // PLATFORM_PRINTED_METADATA_H_
