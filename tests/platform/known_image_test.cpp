@@ -7,8 +7,8 @@
 #include <string>
 
 #include "platform/image.h"
-#include "platform/safe_image.h"
 #include "platform/image_cache.h"
+#include "platform/safe_image.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
 

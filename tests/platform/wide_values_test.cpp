@@ -13,9 +13,9 @@
 #include "core/descriptor.h"
 #include "platform/database_fixture.h"
 #include "platform/files.h"
+#include "platform/image_cache.h"
 #include "platform/index.h"
 #include "platform/text.h"
-#include "platform/image_cache.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
 

@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "platform/image.h"
-#include "platform/safe_image.h"
 #include "platform/image_cache.h"
+#include "platform/safe_image.h"
 
 namespace {
 
