@@ -140,6 +140,20 @@ TEST_F(ChangesTest, AnAlbumInsideAFolderThatTookAnothersNameIsMadeAfterIt) {
   ExpectLikeNew();
 }
 
+TEST_F(ChangesTest, TwoFoldersThatMovedIntoEachOthersNamesAreFollowed) {
+  MakeJpeg(File("other/o.jpg"), 40, 8);
+  Index();
+  const std::string ids = IdOf("trip/b.jpg") + "," + IdOf("other/o.jpg");
+  fs::rename(File("trip"), File("t"));
+  fs::rename(File("other"), File("o"));
+  for (const char* name : {"trip", "other"}) fs::create_directory(File(name));
+  fs::rename(File("t"), File("other/x"));
+  fs::rename(File("o"), File("trip/x"));
+  Index();
+  EXPECT_EQ(IdOf("other/x/b.jpg") + "," + IdOf("trip/x/o.jpg"), ids);
+  ExpectLikeNew();
+}
+
 TEST_F(ChangesTest, TwoFoldersSwappedWithANewOneInsideAreFollowed) {
   MakeJpeg(File("other/o.jpg"), 40, 8);
   Index();
