@@ -101,6 +101,25 @@ TEST_F(ExportTest, TheNumberOfWorkersAndASecondRunDoNotShow) {
   EXPECT_EQ(Export(), one);
 }
 
+TEST_F(ExportTest, TheWayToALibraryDoesNotShow) {
+  MakeTree();
+  fs::rename(File("f3"), scratch() / "later");
+  Index({"-j", "2"});
+  fs::rename(scratch() / "later", File("f3"));
+  fs::rename(File("f1"), scratch() / "f1");
+  Index({"-j", "1"});
+  fs::rename(scratch() / "f1", File("f1"));
+  Index({"-j", "2"});
+  const std::string in_parts = Export();
+  for (const char* workers : {"1", "2"}) {
+    EXPECT_EQ(Run({"reindex", folder(), "--quiet", "-j", workers}).status, 0);
+    EXPECT_EQ(Export(), in_parts) << "reindex -j " << workers;
+    RemoveDatabase();
+    Index({"-j", workers});
+    EXPECT_EQ(Export(), in_parts) << "index -j " << workers;
+  }
+}
+
 TEST_F(ExportTest, OtherIdsShowOnlyWithIds) {
   MakeTree();
   Index();
