@@ -203,7 +203,7 @@ ItemResult BatchRunner::DeleteFile(const WorkItem& item) {
   WorkItem hidden = item;
   hidden.from = item.path;
   hidden.path.insert(item.path.rfind('/') + 1, kHiddenPrefix);
-  const ItemResult renamed = RenameRows(hidden, Json::Value(Json::objectValue));
+  ItemResult renamed = RenameRows(hidden, Json::Value(Json::objectValue));
   if (!renamed.done()) return renamed;
   return JudgeGone(plugin_.IndexDelete(hidden.path.c_str()), item.kind, hidden.path);
 }
