@@ -76,8 +76,8 @@ TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
       "CREATE TABLE IF NOT EXISTS photo_share (shareid INTEGER PRIMARY KEY, sharename TEXT UNIQUE);"
       "CREATE TABLE IF NOT EXISTS owned (album INTEGER REFERENCES photo_share (shareid) DEFERRABLE INITIALLY "
       "DEFERRED);"
-      "CREATE TABLE IF NOT EXISTS photo_image (path TEXT UNIQUE);"
-      "CREATE TABLE IF NOT EXISTS video (path TEXT);"
+      "CREATE TABLE IF NOT EXISTS photo_image (path TEXT UNIQUE, size INTEGER);"
+      "CREATE TABLE IF NOT EXISTS video (path TEXT, filesize INTEGER);"
       "CREATE TABLE IF NOT EXISTS photo_config (config_key TEXT PRIMARY KEY, config_value TEXT);"
       "INSERT OR IGNORE INTO photo_share (shareid, sharename) VALUES (1, '/');");
 }
