@@ -125,7 +125,7 @@ class SmallDiskTest : public DatabaseFailureTest {
     ASSERT_EQ(statvfs(folder().c_str(), &disk), 0);
     const std::uint64_t free = disk.f_bavail * disk.f_bsize;
     ASSERT_GT(free, bytes);
-    WriteFile(File("filler.txt"), std::string(free - bytes, 'x'));
+    WriteFile(File("filler.txt"), std::string(static_cast<std::size_t>(free - bytes), 'x'));
   }
 };
 
