@@ -20,9 +20,12 @@ enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 // link into a folder that is not the user's. Null on failure. That an existing file is no SQLite database
 // shows at the first statement.
 //
-// A statement waits up to 30 s for an SQLite file, or a PostgreSQL lock, that others hold. A lost PostgreSQL
-// connection is made anew before a statement is sent; a SELECT that dies on its way is sent once more, a
-// write that dies is a failure and never sent twice, and a transaction that was open is lost with a failure.
+// A statement waits up to 30 s for an SQLite file, or a PostgreSQL lock, that others hold, and takes 10
+// minutes at most; then it fails. A lost PostgreSQL connection is made anew before a statement is sent; a
+// SELECT that dies on its way is sent once more, a write that dies is a failure and never sent twice, and a
+// transaction that was open is lost with a failure. What PostgreSQL undoes as a whole because of what others
+// do at the same moment (a deadlock, no serial order, a lock not given) is sent again for up to 10 s, outside
+// of transactions.
 KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char* password,
                                           const char* database);
 // Opens the SQLite file DATABASE for reading: nothing is made or changed, and neither the file nor its folder
@@ -30,6 +33,9 @@ KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, co
 // it is read through it as usual. Else the file is read as it stands, and a statement fails when the file was
 // written since it was opened, so that all answers are of one moment.
 KAVO_API KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database);
+// Why the last KAVODBConnect or KAVODBConnectReadOnly of this thread gave null, in one line; empty when it
+// did not.
+KAVO_API const char* KAVODBConnectErrorGet(void);
 KAVO_API void KAVODBClose(KAVODB_CONNECTION* connection);
 
 // Runs one or several statements separated by semicolons, in order, stopping at the first that fails (what

@@ -81,13 +81,60 @@ TEST(PostgresLossTest, WriteWhoseAnswerIsLostIsNotSentTwice) {
 }
 
 TEST(PostgresLossTest, OtherFailuresKeepTheConnection) {
-  for (const std::string state : {"22021", "23505", "40001", "53100", "57014", "57P04", "XX000"}) {
+  for (const std::string state : {"22021", "23505", "53100", "57014", "57P04", "XX000"}) {
     ScriptedServer server({Error(state), Row("7")});
     const Connection db = OpenPostgres();
     EXPECT_EQ(Execute(db, kSelect), -1) << state;
     EXPECT_EQ(Value(db, kSelect), "7") << state;
     EXPECT_EQ(server.connections(), 1) << state;
   }
+}
+
+constexpr const char* kTwoWrites = "DELETE FROM t WHERE p = 'commit'; DELETE FROM u";
+
+TEST(PostgresConflictTest, WhatTheServerUndidIsSentAgain) {
+  for (const std::string state : {"40001", "40P01", "55P03"}) {
+    ScriptedServer server({Error(state), Error(state), kInserted});
+    const Connection db = OpenPostgres();
+    EXPECT_EQ(Execute(db, kTwoWrites), 0) << state << ": " << KAVODBErrorGet(db.get());
+    EXPECT_EQ(server.statements(), (Statements{kTwoWrites, kTwoWrites, kTwoWrites}));
+    EXPECT_EQ(server.connections(), 1);
+  }
+}
+
+TEST(PostgresConflictTest, ThatHasAnEnd) {
+  ScriptedServer server(std::vector<std::string>(20, Error("40P01")));
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Execute(db, kInsert), -1);
+  EXPECT_STREQ(KAVODBErrorGet(db.get()), "FATAL:  scripted");
+  EXPECT_EQ(server.statements().size(), 7U);
+}
+
+// A part of it may be kept.
+TEST(PostgresConflictTest, WhatIsMoreThanOneTransactionIsSentOnce) {
+  for (const char* sql : {"INSERT INTO t VALUES (1); COMMIT; DELETE FROM t", "begin; DELETE FROM t",
+                          "DO $$ BEGIN COMMIT; END $$", "DELETE FROM t -- '\n; COMMIT --'", "VACUUM"}) {
+    ScriptedServer server({Error("40P01"), kInserted});
+    const Connection db = OpenPostgres();
+    EXPECT_EQ(Execute(db, sql), -1) << sql;
+    EXPECT_EQ(server.statements(), Statements{sql});
+  }
+}
+
+TEST(PostgresConflictTest, InsideATransactionNothingIsSentAgain) {
+  ScriptedServer server({ScriptedServer::Done("BEGIN") + ScriptedServer::ReadyInTransaction(),
+                         ScriptedServer::Error("40P01") + ScriptedServer::ReadyInTransaction(), kInserted});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Execute(db, "BEGIN"), 0);
+  EXPECT_EQ(Execute(db, kInsert), -1);
+  EXPECT_EQ(server.statements(), (Statements{"BEGIN", kInsert}));
+}
+
+TEST(PostgresConflictTest, AWriteThatDiesWhenItIsSentAgainIsNotSentOnceMore) {
+  ScriptedServer server({Error("40P01"), Error("57P01"), kInserted});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Execute(db, kInsert), -1);
+  EXPECT_EQ(server.statements(), (Statements{kInsert, kInsert}));
 }
 
 // The server says good-bye between two statements, and its end of the connection is still open when the next

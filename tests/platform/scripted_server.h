@@ -29,6 +29,7 @@ class ScriptedServer {
     return type + Int32(static_cast<std::uint32_t>(body.size() + 4)) + body;
   }
   static std::string Ready() { return Message('Z', "I"); }
+  static std::string ReadyInTransaction() { return Message('Z', "T"); }
   static std::string Done(const std::string& tag) { return Message('C', tag + Nul()); }
   // An error, with or without its SQLSTATE.
   static std::string Error(const std::string& state) {

@@ -99,6 +99,11 @@ KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char*
   return new KAVODB_CONNECTION{type};  // NOLINT: freed by KAVODBClose
 }
 
+const char* KAVODBConnectErrorGet(void) {
+  Record("KAVODBConnectErrorGet");
+  return FakePlatform::Get().database_error.c_str();
+}
+
 void KAVODBClose(KAVODB_CONNECTION* connection) {
   Record("KAVODBClose");
   --FakePlatform::Get().open_connections;
@@ -177,6 +182,9 @@ int EscapeConditionEX2(int database_type, const char* condition, char* out) {
 
 int KAVODBLend(const char* file) {
   return Fails("KAVODBLend", file) ? -1 : 0;
+}
+int KAVODBLendDatabase(const char* user, const char* database) {
+  return Fails("KAVODBLendDatabase", user, database) ? -1 : 0;
 }
 void KAVODBLendEnd(void) {
   Record("KAVODBLendEnd");

@@ -1,13 +1,12 @@
 #include "platform/database.h"
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "core/ascii.h"
 #include "core/error.h"
+#include "core/one_line.h"
 #include "db/engine.h"
 #include "db/lending.h"
 #include "db/postgres.h"
@@ -27,18 +26,21 @@ namespace {
 
 // Short enough for a std::string to hold without memory of its own, of which there is none then.
 constexpr std::string_view kOutOfMemory = "Out of memory.";
+constexpr const char* kNoDatabase = "No database is named.";
+
+// Why the last attempt to connect failed.
+thread_local std::string connect_error;
 
 std::unique_ptr<DatabaseEngine> OpenEngine(const char* user, const char* password, const char* database) {
-  std::string error;  // without a connection nobody can ask for it
-  if (user != nullptr) return PostgresConnection::Open(user, password, database, error);
-  if (std::unique_ptr<DatabaseEngine> lent = HandOutLent(database)) return lent;
-  return SqliteConnection::Open(database, SqliteFile::kMayBeMade, error);
-}
-
-// Error texts quote values, and they end up in log lines that must stay one line each.
-void MakeOneLine(std::string& text) {
-  text.erase(TrimRight(text).size());
-  std::replace_if(text.begin(), text.end(), IsBlank, ' ');
+  if (std::unique_ptr<DatabaseEngine> lent = HandOutLent(user, database)) return lent;
+  std::unique_ptr<DatabaseEngine> engine;
+  if (user != nullptr) {
+    engine = PostgresConnection::Open(user, password, database, connect_error);
+  } else {
+    engine = SqliteConnection::Open(database, SqliteFile::kMayBeMade, connect_error);
+  }
+  MakeOneLine(connect_error);
+  return engine;
 }
 
 int Fail(KAVODB_CONNECTION& connection, std::string_view reason) {
@@ -67,7 +69,11 @@ int RunGuarded(KAVODB_CONNECTION* connection, const char* sql, Window window, KA
 
 template <typename OpenFunction>
 KAVODB_CONNECTION* Connect(const char* database, OpenFunction&& open) {
-  if (database == nullptr || *database == '\0') return nullptr;
+  connect_error.clear();
+  if (database == nullptr || *database == '\0') {
+    connect_error = kNoDatabase;
+    return nullptr;
+  }
   return Contained<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
     auto connection = std::make_unique<KAVODB_CONNECTION>();
     connection->engine = open();
@@ -84,9 +90,14 @@ KAVODB_CONNECTION* KAVODBConnect(const char* /*host*/, const char* user, const c
 
 KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database) {
   return Connect(database, [&] {
-    std::string error;
-    return SqliteConnection::Open(database, SqliteFile::kReadOnly, error);
+    auto engine = SqliteConnection::Open(database, SqliteFile::kReadOnly, connect_error);
+    MakeOneLine(connect_error);
+    return engine;
   });
+}
+
+const char* KAVODBConnectErrorGet() {
+  return connect_error.c_str();
 }
 
 void KAVODBClose(KAVODB_CONNECTION* connection) {

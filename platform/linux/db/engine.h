@@ -2,9 +2,14 @@
 #ifndef PLATFORM_LINUX_DB_ENGINE_H_
 #define PLATFORM_LINUX_DB_ENGINE_H_
 
+#include <chrono>
 #include <string>
 
 #include "db/result_set.h"
+
+// No statement takes longer than this, waiting for locks included; one that does is ended and fails. A sweep
+// or a vacuum of millions of rows needs minutes.
+inline constexpr std::chrono::minutes kStatementBound{10};
 
 // Which rows of a SELECT are wanted. 0 and less: no limit, no offset.
 struct Window {

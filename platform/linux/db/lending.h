@@ -5,8 +5,8 @@
 
 #include "db/engine.h"
 
-// The lent connection in the state of a new one, when this thread has lent one to FILE; null otherwise. FILE
-// is compared by device and inode, so a file that was put in the place of the lent one is another.
-[[nodiscard]] std::unique_ptr<DatabaseEngine> HandOutLent(const char* file);
+// The lent connection in the state of a new one, when this thread has lent one to DATABASE for USER (null:
+// DATABASE is an SQLite file); null otherwise.
+[[nodiscard]] std::unique_ptr<DatabaseEngine> HandOutLent(const char* user, const char* database);
 
 #endif  // PLATFORM_LINUX_DB_LENDING_H_

@@ -7,13 +7,14 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <new>
+#include <random>
 #include <string_view>
 #include <thread>
 #include <utility>
 
 #include "core/ascii.h"
+#include "db/postgres_text.h"
 #include "platform/database.h"
 
 namespace {
@@ -29,9 +30,15 @@ constexpr milliseconds kOutagePause{5'000};
 
 // With the first one off a backslash in a value could end its literal, and poolers and proxies do not always
 // tell the truth about it. A lock that is not given up becomes a failure after as long as on SQLite.
-constexpr const char* kSessionSettings = "SET standard_conforming_strings = on; SET lock_timeout = '30s'";
+constexpr const char* kSessionSettings =
+    "SET standard_conforming_strings = on; SET lock_timeout = '30s'; SET statement_timeout = ";
 // A server that has vanished without a word while a statement was on its way, in milliseconds.
 constexpr const char* kTcpUserTimeout = "120000";
+// A statement that lost against others is sent again so often, all in all for so long. What has waited for a
+// lock to the end of its patience is over that.
+constexpr int kMostRepeats = 6;
+constexpr milliseconds kRepeatsEnd{10'000};
+constexpr milliseconds kFirstRepeatPause{10};
 
 bool Succeeded(const PGresult* answer) {
   switch (PQresultStatus(answer)) {
@@ -58,54 +65,26 @@ bool ShowsLoss(const PGconn* connection, const PGresult* answer) {
   return state == nullptr || IsLossState(state);
 }
 
+// What others did at the same moment is the reason: no serial order, a deadlock, a lock that was not given.
+bool IsConflict(const PGresult* answer) {
+  const char* state = PQresultErrorField(answer, PG_DIAG_SQLSTATE);
+  if (state == nullptr) return false;
+  constexpr std::array<std::string_view, 3> kConflicts{"40001", "40P01", "55P03"};
+  return std::find(kConflicts.begin(), kConflicts.end(), state) != kConflicts.end();
+}
+
+// A random part of LIMIT, at least half of it: two that were in each other's way do not meet again.
+milliseconds Jittered(milliseconds limit) {
+  static thread_local std::minstd_rand random(std::random_device{}());
+  return milliseconds(
+      std::uniform_int_distribution<milliseconds::rep>(limit.count() / 2, limit.count())(random));
+}
+
 // A COMMIT of a transaction in which something failed is answered as a success; only the command tag tells
 // that nothing was kept.
 bool IsBrokenCommit(const char* sql, PGresult* answer) {
-  const std::string_view word = FirstWord(TrimLeft(sql));
-  return (EqualsIgnoreAsciiCase(word, "COMMIT") || EqualsIgnoreAsciiCase(word, "END")) &&
+  return (BeginsWith(sql, "COMMIT") || BeginsWith(sql, "END")) &&
          std::strcmp(PQcmdStatus(answer), "ROLLBACK") == 0;
-}
-
-// The parts of SQL that stand outside its literals, a blank in the place of each.
-std::string WithoutLiterals(std::string_view sql) {
-  std::string outside;
-  for (bool in_literal = false; !sql.empty(); in_literal = !in_literal) {
-    const std::string_view part = sql.substr(0, sql.find('\''));
-    if (!in_literal) outside.append(part).append(" ");
-    sql.remove_prefix(std::min(part.size() + 1, sql.size()));
-  }
-  return outside;
-}
-
-bool HasWord(std::string_view text, std::string_view word) {
-  while (!text.empty()) {
-    const std::string_view first = FirstWord(text);
-    if (EqualsIgnoreAsciiCase(first, word)) return true;
-    text.remove_prefix(std::max<std::size_t>(first.size(), 1));
-  }
-  return false;
-}
-
-// One SELECT that only reads, and nothing behind it. What could hide more from so simple a look (quoted
-// names, comments, other kinds of literals) counts as more.
-bool IsLoneSelect(std::string_view sql) {
-  sql = TrimRight(sql);
-  if (!sql.empty() && sql.back() == ';') sql.remove_suffix(1);
-  const std::string outside = WithoutLiterals(sql);
-  for (const std::string_view hidden : {";", "\"", "--", "/*", "$"}) {
-    if (outside.find(hidden) != std::string::npos) return false;
-  }
-  return EqualsIgnoreAsciiCase(FirstWord(TrimLeft(outside)), "SELECT") && !HasWord(outside, "INTO");
-}
-
-// SQL with the clauses of WINDOW; on a line of their own, so that a comment at the end does not swallow them.
-std::string WithWindow(std::string_view sql, Window window) {
-  sql = TrimRight(sql);
-  while (!sql.empty() && (sql.back() == ';' || IsBlank(sql.back()))) sql.remove_suffix(1);
-  std::string text(sql);
-  if (window.limit > 0) text += "\nLIMIT " + std::to_string(window.limit);
-  if (window.offset > 0) text += "\nOFFSET " + std::to_string(window.offset);
-  return text;
 }
 
 // The server counts the rows of a SELECT the same way; those were not changed.
@@ -173,7 +152,8 @@ bool PostgresConnection::Connected() {
 bool PostgresConnection::SetUpSession() {
   PQsetNoticeReceiver(connection_.get(), HearNotice, this);
   PQsetErrorVerbosity(connection_.get(), PQERRORS_TERSE);
-  return Succeeded(Send(kSessionSettings).get());
+  const std::string settings = kSessionSettings + std::to_string(milliseconds(kStatementBound).count());
+  return Succeeded(Send(settings.c_str()).get());
 }
 
 // A server that ends the session says so before the connection closes. Other notices concern nobody; without
@@ -203,14 +183,16 @@ bool PostgresConnection::Execute(const char* sql, Window window, ResultSet& resu
     windowed = WithWindow(sql, window);
     sql = windowed.c_str();
   }
+  lost_to_others_ = false;
   if (!Heal(error)) return false;
   const bool repeatable = !in_transaction_ && IsLoneSelect(sql);
-  Answer answer = Send(sql);
+  Answer answer = SendUndisturbed(sql);
   if (lost_ && repeatable && !Succeeded(answer.get())) {
     if (!Revive(error)) return false;
     answer = Send(sql);
   }
   if (!Succeeded(answer.get())) {
+    lost_to_others_ = IsConflict(answer.get());
     error = ErrorOf(answer.get());
     return false;
   }
@@ -220,6 +202,21 @@ bool PostgresConnection::Execute(const char* sql, Window window, ResultSet& resu
   }
   TakeRows(answer.get(), result);
   return true;
+}
+
+// A text that is a transaction of its own and failed by a conflict was undone as a whole, so it may be sent
+// again. Inside a transaction what came before it is undone too, and its owner has to begin anew.
+PostgresConnection::Answer PostgresConnection::SendUndisturbed(const char* sql) {
+  const bool alone = !in_transaction_;
+  const Clock::time_point end = Clock::now() + kRepeatsEnd;
+  Answer answer = Send(sql);
+  milliseconds pause = kFirstRepeatPause;
+  for (int i = 0; i < kMostRepeats && alone && !lost_ && IsConflict(answer.get()); ++i, pause *= 2) {
+    if (in_transaction_ || !IsOneTransaction(sql) || Clock::now() + pause > end) break;
+    std::this_thread::sleep_for(Jittered(pause));
+    answer = Send(sql);
+  }
+  return answer;
 }
 
 std::string PostgresConnection::ErrorOf(const pg_result* answer) const {

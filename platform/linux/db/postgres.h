@@ -15,6 +15,9 @@ struct pg_result;
 // way is sent once more; whether a write that died has happened nobody can tell, so it is reported as failed
 // and never sent twice. Inside a transaction nothing is repaired silently: the statement fails, and the
 // connection is made anew for the next.
+//
+// A statement outside a transaction that the server undid because of what others did at the same moment
+// (SQLSTATE 40001, 40P01, 55P03) is sent again a few times within ten seconds, after pauses of random length.
 class PostgresConnection : public DatabaseEngine {
  public:
   // Through libpq and its usual environment; PASSWORD may be null. Null when there is no connection; ERROR
@@ -25,6 +28,12 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] int type() const override;
   // The statements of one text are one transaction, so a failure leaves none of their effects.
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
+
+  [[nodiscard]] bool in_transaction() const { return in_transaction_; }
+  // The server went away and did not come back while it was waited for.
+  [[nodiscard]] bool outage() const { return outage_; }
+  // The last statement failed because of what others did at the same moment.
+  [[nodiscard]] bool lost_to_others() const { return lost_to_others_; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -49,6 +58,7 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] bool Revive(std::string& error);
   // The only place that sends statements.
   [[nodiscard]] Answer Send(const char* sql);
+  [[nodiscard]] Answer SendUndisturbed(const char* sql);
   [[nodiscard]] std::string ErrorOf(const pg_result* answer) const;
 
   Connection connection_;
@@ -56,6 +66,7 @@ class PostgresConnection : public DatabaseEngine {
   // good then.
   bool lost_ = false;
   bool in_transaction_ = false;
+  bool lost_to_others_ = false;
   // The server did not come back while it was waited for. Until the next attempt is due statements fail at
   // once.
   bool outage_ = false;

@@ -18,6 +18,9 @@
 namespace {
 
 constexpr int kBusyTimeoutMs = 30'000;
+// So many steps of its machine SQLite makes between two looks at the clock; they take well under a
+// millisecond.
+constexpr int kStepsBetweenLooks = 10'000;
 constexpr std::string_view kLikePragma = "case_sensitive_like";
 constexpr std::string_view kForeignKeysPragma = "PRAGMA foreign_keys = ON";
 
@@ -181,7 +184,10 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
 }
 
 SqliteConnection::SqliteConnection(Database database, std::optional<UnchangedFile> unlocked)
-    : database_(std::move(database)), unlocked_(std::move(unlocked)) {}
+    : watch_(std::make_unique<Watch>()), database_(std::move(database)), unlocked_(std::move(unlocked)) {
+  sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
+}
+
 SqliteConnection::~SqliteConnection() = default;
 
 std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, SqliteFile kind,
@@ -207,6 +213,10 @@ std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, Sqlit
   sqlite3_busy_timeout(opened, kBusyTimeoutMs);
   DistrustFile(opened);
   return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database), std::move(unlocked)));
+}
+
+int SqliteConnection::IsOverdue(void* watch) {
+  return Watch::Clock::now() > static_cast<const Watch*>(watch)->end ? 1 : 0;
 }
 
 int SqliteConnection::type() const {
@@ -269,7 +279,9 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
                                     std::string& error) {
   // sqlite3_changes keeps the count of an earlier statement when this one is no INSERT, UPDATE or DELETE.
   const int changes_before = sqlite3_total_changes(database_.get());
+  watch_->end = Watch::Clock::now() + watch_->bound;
   const int code = StepThrough(statement, window, result);
+  watch_->end = Watch::Clock::time_point::max();
   if (code != SQLITE_DONE && code != SQLITE_ROW) return Fail(code, error);
   const bool changed = sqlite3_total_changes(database_.get()) != changes_before;
   result.set_affected(changed ? sqlite3_changes(database_.get()) : 0);
@@ -277,7 +289,7 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
 }
 
 bool SqliteConnection::Fail(int code, std::string& error) {
-  error = sqlite3_errmsg(database_.get());
+  error = code == SQLITE_INTERRUPT ? "The statement took too long." : sqlite3_errmsg(database_.get());
   if (ConcernsFile(code) && file_failure_.empty()) file_failure_ = error;
   return false;
 }

@@ -2,6 +2,7 @@
 #ifndef PLATFORM_LINUX_DB_SQLITE_H_
 #define PLATFORM_LINUX_DB_SQLITE_H_
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,6 +33,8 @@ class SqliteConnection : public DatabaseEngine {
   [[nodiscard]] int type() const override;
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
 
+  void set_statement_bound(std::chrono::milliseconds bound) { watch_->bound = bound; }
+
   // For statements of the platform's own.
   [[nodiscard]] bool Run(const char* sql, std::string& error);
 
@@ -57,6 +60,15 @@ class SqliteConnection : public DatabaseEngine {
   };
   using Database = std::unique_ptr<sqlite3, Close>;
 
+  // What ends a statement that takes too long. SQLite holds its address.
+  struct Watch {
+    using Clock = std::chrono::steady_clock;
+
+    std::chrono::milliseconds bound = kStatementBound;
+    Clock::time_point end = Clock::time_point::max();
+  };
+  static int IsOverdue(void* watch);
+
   SqliteConnection(Database database, std::optional<UnchangedFile> unlocked);
 
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
@@ -76,6 +88,7 @@ class SqliteConnection : public DatabaseEngine {
 
   [[nodiscard]] bool ExecuteAll(const char* sql, Window window, ResultSet& result, std::string& error);
 
+  std::unique_ptr<Watch> watch_;
   Database database_;
   std::optional<UnchangedFile> unlocked_;         // the file, where it is read without its locks
   std::unique_ptr<SqliteStatements> statements_;  // when they are kept

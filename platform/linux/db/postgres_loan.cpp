@@ -1,0 +1,168 @@
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/error.h"
+#include "db/loan.h"
+#include "db/postgres.h"
+#include "db/postgres_text.h"
+
+namespace {
+
+// One batch of all processes at a time, as on SQLite: they give out ids by maximum plus one and would
+// deadlock on each other's labels. The number only has to be this program's own.
+constexpr const char* kBegin =
+    "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(7310526); SAVEPOINT batch";
+constexpr const char* kCommit = "COMMIT";
+constexpr const char* kRollback = "ROLLBACK";
+// The place to which a statement that fails is taken back, moved behind the ones before it.
+constexpr std::string_view kMoveSavepoint = "RELEASE SAVEPOINT batch; SAVEPOINT batch; ";
+constexpr const char* kBackToSavepoint = "ROLLBACK TO SAVEPOINT batch";
+
+constexpr const char* kRolledBack = "The batch was rolled back.";
+
+enum class Batch { kNone, kOpen, kLost };
+
+// The connection and the batch on it.
+struct Lent {
+  explicit Lent(std::unique_ptr<PostgresConnection> opened) : connection(std::move(opened)) {}
+
+  [[nodiscard]] bool Run(const char* sql, std::string& error) const {
+    ResultSet ignored;
+    return connection->Execute(sql, Window{}, ignored, error);
+  }
+  [[nodiscard]] bool ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error);
+
+  std::unique_ptr<PostgresConnection> connection;
+  Batch batch = Batch::kNone;
+  bool savepoint_is_behind = false;  // something has been written since
+  // What the server runs outside transactions only waits for the commit.
+  std::vector<std::string> afterwards;
+};
+
+// A failed statement would spoil the whole transaction; taken back to the savepoint it spoils itself alone,
+// as on SQLite. After a conflict with others the whole batch has to begin anew.
+bool Lent::ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error) {
+  if (batch == Batch::kLost) {
+    error = kRolledBack;
+    return false;
+  }
+  if (BeginsWith(sql, "VACUUM")) {
+    afterwards.emplace_back(sql);
+    return true;
+  }
+  const std::string text = (savepoint_is_behind ? std::string(kMoveSavepoint) : "") + sql;
+  if (connection->Execute(text.c_str(), window, result, error)) {
+    savepoint_is_behind = !IsLoneSelect(sql);
+    return true;
+  }
+  savepoint_is_behind = false;
+  std::string ignored;
+  const bool spoiled = !connection->in_transaction() || connection->lost_to_others();
+  if (!spoiled && Run(kBackToSavepoint, ignored)) return false;
+  batch = Batch::kLost;
+  // Others need not wait for what is lost.
+  if (connection->in_transaction()) static_cast<void>(Run(kRollback, ignored));
+  return false;
+}
+
+class HandedOut : public DatabaseEngine {
+ public:
+  explicit HandedOut(std::shared_ptr<Lent> lent) : lent_(std::move(lent)) {}
+  ~HandedOut() override;
+  HandedOut(const HandedOut&) = delete;
+  HandedOut& operator=(const HandedOut&) = delete;
+
+  [[nodiscard]] int type() const override { return lent_->connection->type(); }
+  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
+
+ private:
+  std::shared_ptr<Lent> lent_;
+  bool began_transaction_ = false;
+};
+
+// A transaction that an operation began and left open ends with its handle, as it would by closing the
+// connection.
+HandedOut::~HandedOut() {
+  if (!began_transaction_ || lent_->batch != Batch::kNone || !lent_->connection->in_transaction()) return;
+  Contained(false, [&] {
+    std::string ignored;
+    return lent_->Run(kRollback, ignored);
+  });
+}
+
+bool HandedOut::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
+  if (lent_->batch != Batch::kNone) return lent_->ExecuteInBatch(sql, window, result, error);
+  const bool in_transaction = lent_->connection->in_transaction();
+  const bool done = lent_->connection->Execute(sql, window, result, error);
+  began_transaction_ = lent_->connection->in_transaction() && (began_transaction_ || !in_transaction);
+  return done;
+}
+
+class PostgresLoan : public Loan {
+ public:
+  PostgresLoan(std::unique_ptr<PostgresConnection> connection, const char* user, const char* database)
+      : lent_(std::make_shared<Lent>(std::move(connection))), user_(user), database_(database) {}
+
+  [[nodiscard]] std::unique_ptr<DatabaseEngine> HandOut(const char* user, const char* database) override {
+    if (user == nullptr || user != user_ || database != database_) return nullptr;
+    return std::make_unique<HandedOut>(lent_);
+  }
+
+  // Nothing is lost by a second try when the connection dies on the first.
+  [[nodiscard]] bool Begin(std::string& error) override {
+    bool others_hold_it = false;
+    return TryToBegin(error, others_hold_it) || (!others_hold_it && TryToBegin(error, others_hold_it));
+  }
+
+  [[nodiscard]] bool Commit(std::string& error) override {
+    if (lent_->batch == Batch::kLost) {
+      error = kRolledBack;
+      return false;
+    }
+    if (!lent_->Run(kCommit, error)) return false;
+    lent_->batch = Batch::kNone;
+    for (const std::string& sql : std::exchange(lent_->afterwards, {})) {
+      std::string ignored;
+      static_cast<void>(lent_->Run(sql.c_str(), ignored));
+    }
+    return true;
+  }
+
+  // A connection that is lost has rolled back already.
+  [[nodiscard]] bool RollBack() override {
+    lent_->batch = Batch::kNone;
+    std::string ignored;
+    return !lent_->connection->in_transaction() || lent_->Run(kRollback, ignored) ||
+           !lent_->connection->in_transaction();
+  }
+
+  [[nodiscard]] std::string LastingFailure() const override {
+    return lent_->connection->outage() ? "the server cannot be reached" : "";
+  }
+
+ private:
+  [[nodiscard]] bool TryToBegin(std::string& error, bool& others_hold_it) {
+    lent_->afterwards.clear();
+    lent_->savepoint_is_behind = false;
+    if (lent_->Run(kBegin, error)) {
+      lent_->batch = Batch::kOpen;
+      return true;
+    }
+    others_hold_it = lent_->connection->lost_to_others();
+    static_cast<void>(RollBack());
+    return false;
+  }
+
+  std::shared_ptr<Lent> lent_;
+  std::string user_;
+  std::string database_;
+};
+
+}  // namespace
+
+std::unique_ptr<Loan> LendPostgres(const char* user, const char* database, std::string& error) {
+  std::unique_ptr<PostgresConnection> connection = PostgresConnection::Open(user, nullptr, database, error);
+  if (connection == nullptr) return nullptr;
+  return std::make_unique<PostgresLoan>(std::move(connection), user, database);
+}
