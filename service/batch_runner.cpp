@@ -87,7 +87,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.readable = probed.outcome != ProbeOutcome::kUnreadable;
   prepared.trouble = std::move(probed.reason);
   prepared.record = std::move(probed.media);
-  if (LiesDirectlyIn(item.path, library_)) prepared.record["szAlbum"] = kPhotoFolderName;
+  if (LiesDirectlyIn(item.path, library_.folder)) prepared.record["szAlbum"] = kPhotoFolderName;
   if (!prepared.storable) return prepared;
   prepared.fingerprint = Fingerprint(item.path);
   if (kind == MediaKind::kPhoto) PrepareMetadataAnswers(item.path);
@@ -164,14 +164,15 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
 ItemResult BatchRunner::CallForFolder(const WorkItem& item) {
   const char* path = item.path.c_str();
   if (item.action == ItemAction::kDelete) return DeleteFolder(item);
-  if (item.path != library_ && NoAlbumReason(Key(item.path)) != nullptr) return ItemResult::Stored();
+  if (item.path != library_.folder && NoAlbumReason(library_.Below(item.path)) != nullptr)
+    return ItemResult::Stored();
   switch (item.action) {
     case ItemAction::kMove:
       return MoveFolder(item);
     case ItemAction::kReindex:
       // Its result is -1 whatever it did; the row tells.
       static_cast<void>(plugin_.IndexReindexDirUpdate(path));
-      return Judge(item.path == library_ || HasAlbum(item.path) == true ? 0 : -1);
+      return Judge(item.path == library_.folder || HasAlbum(item.path) == true ? 0 : -1);
     default:
       return Judge(plugin_.IndexDirAdd(path));
   }
@@ -260,25 +261,26 @@ ItemResult BatchRunner::JudgeGone(int result, ItemKind kind, const std::string& 
 }
 
 ItemResult BatchRunner::CannotAsk() {
-  return ItemResult::NotKept(std::string("the database cannot be read: ") + Database().error());
+  return ItemResult::NotKept("the database cannot be read: " + Database().error());
 }
 
 DatabaseReader& BatchRunner::Database() {
-  if (!database_ || !*database_) database_.emplace(Library{library_, ""}.database());
+  if (!database_ || !*database_) database_.emplace(DatabaseReader::Of(library_));
   return *database_;
 }
 
-std::optional<bool> BatchRunner::Finds(const char* sql, const char* column, const std::string& path) {
-  const auto rows = Database().Query({column}, sql, Key(path));
+std::optional<bool> BatchRunner::Finds(const char* sql, const char* column, const std::string& key) {
+  const auto rows = Database().Query({column}, sql, key);
   return rows ? std::optional<bool>(!rows->empty()) : std::nullopt;
 }
 
 std::optional<bool> BatchRunner::HasAlbum(const std::string& folder) {
-  return Finds(kAlbumByNameSql, "shareid", folder);
+  return Finds(kAlbumByNameSql, "shareid", library_.Below(folder));
 }
 
 std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) {
-  return Finds(kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql, "path", path);
+  return Finds(kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql, "path",
+               library_.FileKey(library_.Below(path)));
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {

@@ -21,8 +21,7 @@
 // ms, so that other processes get their turn at the database. What is reported is committed.
 class BatchRunner {
  public:
-  BatchRunner(const Plugin& plugin, std::string library, LogCapture& log, Channel& channel,
-              const WriteTurn& turn)
+  BatchRunner(const Plugin& plugin, Library library, LogCapture& log, Channel& channel, const WriteTurn& turn)
       : plugin_(plugin), library_(std::move(library)), log_(log), channel_(channel), turn_(turn) {}
 
   // False when the supervisor wants no more or is gone, or the database has failed; what was done by then is
@@ -61,11 +60,10 @@ class BatchRunner {
   // answers to a rename or a delete tells little: the rows tell.
   std::optional<bool> HasAlbum(const std::string& folder);
   std::optional<bool> HasRow(ItemKind kind, const std::string& path);
-  std::optional<bool> Finds(const char* sql, const char* column, const std::string& path);
+  std::optional<bool> Finds(const char* sql, const char* column, const std::string& key);
   // The rows of what was at PATH are not there any more, as RESULT says.
   ItemResult JudgeGone(int result, ItemKind kind, const std::string& path);
   DatabaseReader& Database();
-  std::string Key(const std::string& path) const { return path.substr(library_.size() + 1); }
 
   // Writes what is prepared from item FIRST on. False as for Run.
   [[nodiscard]] bool WritePrepared(std::size_t first);
@@ -88,7 +86,7 @@ class BatchRunner {
   bool StopWanted() const;
 
   const Plugin& plugin_;
-  std::string library_;
+  Library library_;
   LogCapture& log_;
   Channel& channel_;
   const WriteTurn& turn_;

@@ -3,20 +3,47 @@
 #include "platform/files.h"
 #include "queries_sql.h"
 
-DatabaseReader::DatabaseReader(const std::string& file) {
-  // Opening makes a missing file.
-  if (!IsFileExist(file.c_str(), nullptr)) return;
-  connection_.reset(KAVODBConnect(nullptr, nullptr, nullptr, file.c_str()));
+namespace {
+
+// Keys differ in the letter case alone; PostgreSQL minds that always.
+constexpr const char* kMindLetterCase = "PRAGMA case_sensitive_like=true";
+constexpr const char* kBeginOfSqlite = "BEGIN";
+constexpr const char* kBeginOfPostgres = "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
+
+}  // namespace
+
+DatabaseReader::DatabaseReader(KAVODB_CONNECTION* connection)
+    : connection_(connection), open_error_(KAVODBConnectErrorGet()) {
+  if (connection_ == nullptr || on_server() || Run(kMindLetterCase)) return;
+  open_error_ = error();
+  connection_.reset();
 }
 
-DatabaseReader DatabaseReader::ForReading(const std::string& file) {
-  DatabaseReader reader;
-  reader.connection_.reset(KAVODBConnectReadOnly(file.c_str()));
-  return reader;
+DatabaseReader::DatabaseReader(const std::string& file) : open_error_("No such file or directory") {
+  // Opening makes a missing file.
+  if (!IsFileExist(file.c_str(), nullptr)) return;
+  *this = DatabaseReader(KAVODBConnect(nullptr, nullptr, nullptr, file.c_str()));
+}
+
+DatabaseReader DatabaseReader::OnServer(const std::string& database) {
+  return DatabaseReader(KAVODBConnect(nullptr, kSharedUser, nullptr, database.c_str()));
+}
+
+DatabaseReader DatabaseReader::Of(const Library& library) {
+  return library.shared() ? OnServer(library.database()) : DatabaseReader(library.database());
+}
+
+DatabaseReader DatabaseReader::ForReading(const Library& library) {
+  if (library.shared()) return OnServer(library.database());
+  return DatabaseReader(KAVODBConnectReadOnly(library.database().c_str()));
+}
+
+bool DatabaseReader::BeginReading() {
+  return Run(on_server() ? kBeginOfPostgres : kBeginOfSqlite);
 }
 
 bool DatabaseReader::IsReadable() {
-  return Query({"count"}, kCountTablesSql).has_value();
+  return Query({}, on_server() ? kServerAnswersSql : kCountTablesSql).has_value();
 }
 
 bool DatabaseReader::HasSchema() {
@@ -45,5 +72,5 @@ std::optional<std::vector<DatabaseReader::Row>> DatabaseReader::Rows(const Colum
 }
 
 Failure Unreadable(const DatabaseReader& database) {
-  return {ExitStatus::kDatabase, std::string("the database cannot be read: ") + database.error()};
+  return {ExitStatus::kDatabase, "the database cannot be read: " + database.error()};
 }

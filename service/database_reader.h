@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "library.h"
 #include "outcome.h"
 #include "platform/database.h"
 
@@ -17,17 +18,24 @@ class DatabaseReader {
   using Row = std::vector<std::optional<std::string>>;
   using Columns = std::vector<const char*>;
 
-  // Opens FILE; false when it is not there or cannot be opened.
+  // Opens the SQLite database FILE; false when it is not there or cannot be opened.
   explicit DatabaseReader(const std::string& file);
+  // Connects to the PostgreSQL database DATABASE; false when that failed.
+  static DatabaseReader OnServer(const std::string& database);
+  // Opens the database of LIBRARY.
+  static DatabaseReader Of(const Library& library);
   // The same without any need to write: nothing is made or changed.
-  static DatabaseReader ForReading(const std::string& file);
+  static DatabaseReader ForReading(const Library& library);
 
   explicit operator bool() const { return connection_ != nullptr; }
+  bool on_server() const { return KAVODBDatabaseTypeGet(connection_.get()) == KAVODB_TYPE_POSTGRES; }
   // It is a database, be it an empty one; else error() tells what is wrong.
   bool IsReadable();
   // The tables are there.
   bool HasSchema();
   [[nodiscard]] bool Run(const char* sql);
+  // From here on everything is read as it is now, whatever is written meanwhile.
+  [[nodiscard]] bool BeginReading();
 
   // The rows of a statement made from a template and its values (texts); nothing on failure, whose text
   // error() tells.
@@ -38,12 +46,13 @@ class DatabaseReader {
   }
   // A part of a statement, escaped.
   template <typename... Values>
-  static std::string Escaped(const char* sql_template, const Values&... values) {
+  std::string Escaped(const char* sql_template, const Values&... values) const {
     const Text text = Fill(sql_template, values...);
     return text ? text.get() : "";
   }
 
-  const char* error() const { return KAVODBErrorGet(connection_.get()); }
+  // Why the last statement failed, or the opening.
+  std::string error() const { return connection_ ? KAVODBErrorGet(connection_.get()) : open_error_; }
 
  private:
   struct Close {
@@ -55,18 +64,20 @@ class DatabaseReader {
   };
   using Text = std::unique_ptr<char, Free>;
 
+  explicit DatabaseReader(KAVODB_CONNECTION* connection);
+
   template <typename... Values>
-  static Text Fill(const char* sql_template, const Values&... values) {
-    return Text(KAVODBEscapeStringEX3(KAVODB_TYPE_SQLITE, sql_template, values.c_str()...));
+  Text Fill(const char* sql_template, const Values&... values) const {
+    return Text(
+        KAVODBEscapeStringEX3(KAVODBDatabaseTypeGet(connection_.get()), sql_template, values.c_str()...));
   }
   std::optional<std::vector<Row>> Rows(const Columns& columns, const Text& sql);
 
-  DatabaseReader() = default;
-
   std::unique_ptr<KAVODB_CONNECTION, Close> connection_;
+  std::string open_error_;
 };
 
-// A statement of DATABASE failed.
+// DATABASE could not be opened, or a statement on it failed.
 Failure Unreadable(const DatabaseReader& database);
 
 #endif  // SERVICE_DATABASE_READER_H_

@@ -16,7 +16,7 @@ constexpr const char* kPluginVariable = "LUMIVAULT_PLUGIN";
 // Relative to the program's folder: the build tree first, then installations.
 constexpr std::array kPluginPlaces{"../src/libphotoindex.so", "../" LUMIVAULT_LIBDIR "/libphotoindex.so.1",
                                    "../lib/libphotoindex.so.1", "../lib64/libphotoindex.so.1"};
-constexpr std::array kSchemaPlaces{"../share/lumivault/sql/pphoto.sql"};
+constexpr const char* kSchemaPlace = "../share/lumivault/sql/";
 
 template <typename Places>
 std::optional<std::string> FirstPresent(const Places& places) {
@@ -45,8 +45,9 @@ Outcome<std::string> PluginPath() {
                  "libphotoindex.so: not found beside the program; set LUMIVAULT_PLUGIN to its path"};
 }
 
-Outcome<std::string> SchemaPath() {
-  if (auto found = FirstPresent(kSchemaPlaces)) return *found;
+Outcome<std::string> SchemaPath(const std::string& name) {
+  const std::string place = kSchemaPlace + name;
+  if (auto found = FirstPresent(std::array{place.c_str()})) return *found;
   return Failure{ExitStatus::kConfiguration,
-                 "pphoto.sql: not found in ../share/lumivault/sql beside the program"};
+                 name + ": not found in ../share/lumivault/sql beside the program"};
 }

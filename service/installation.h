@@ -12,6 +12,6 @@ std::string ProgramPath();
 // The plug-in: what LUMIVAULT_PLUGIN names, else the one that belongs to this program.
 Outcome<std::string> PluginPath();
 // The schema of personal databases.
-Outcome<std::string> SchemaPath();
+Outcome<std::string> SchemaPath(const std::string& name);
 
 #endif  // SERVICE_INSTALLATION_H_

@@ -16,16 +16,20 @@
 #include <sstream>
 
 #include "atomic_file.h"
+#include "base/fixed_path.h"
 #include "base/limits.h"
 #include "display.h"
 #include "error_text.h"
 #include "platform/files.h"
 #include "platform/index.h"
+#include "platform/share.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
+// No personal library is called so: their names end in a number.
+constexpr const char* kSharedName = "shared";
 constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
 constexpr mode_t kPrivateFile = 0600;
 // SQLite opens no path of more than 512 bytes, and its own side files have longer names than the database.
@@ -159,10 +163,68 @@ std::optional<Library> FindByDatabase(std::string folder) {
 
 }  // namespace
 
+std::string Library::FileKey(const std::string& below) const {
+  return shared() ? folder + "/" + below : below;
+}
+
+std::string Library::PathOfFileKey(const std::string& key) const {
+  return shared() ? key : folder + "/" + key;
+}
+
+std::string Library::Below(const std::string& path) const {
+  return LiesBelow(path, folder) ? path.substr(folder.size() + 1) : "";
+}
+
 Outcome<Library> NameLibrary(const std::string& folder) {
   const auto real = RealFolder(folder);
   if (!real) return real.failure();
+  const auto shared = SharedTree();
+  if (shared && *real == shared->folder) return Refused(*real, "is the shared tree; name it with --shared");
+  if (shared && Overlap(*real, shared->folder))
+    return Refused(*real, "lies in or around the shared tree " + Visible(shared->folder));
   return Library{*real, UserOf(*real)};
+}
+
+Outcome<Library> NameSharedTree(const std::string& folder) {
+  const auto real = RealFolder(folder);
+  if (!real) return real.failure();
+  return Library{*real, kSharedName, LibraryKind::kShared};
+}
+
+Outcome<Done> ClearOfLibraries(const StateRoot& root, const Library& library) {
+  auto lock = root.Lock();
+  if (!lock) return lock.failure();
+  const auto content = WithoutDeadOverlaps(root, library);
+  if (!content) return content.failure();
+  const std::string personal_file = root.Place(kPersonalFolders);
+  if (ReadWholeFile(personal_file).value_or("") == *content) return Done{};
+  return WriteWholeFile(personal_file, *content);
+}
+
+std::optional<Library> SharedTree() {
+  std::array<char, kPathSize> link{};
+  std::array<char, kPathSize> folder{};
+  if (KAVOFixedPathGet(kSharedPhotoLink, link.data(), kPathSize) < 0 ||
+      KAVOSharePathGet(kPhotoPackage, folder.data(), kPathSize) != 0) {
+    return std::nullopt;
+  }
+  // Without the link the platform tells where the folder would be.
+  if (std::string_view(folder.data()) == link.data() && RLIBCFileCheckDir(folder.data()) != 1)
+    return std::nullopt;
+  return Library{folder.data(), kSharedName, LibraryKind::kShared};
+}
+
+Outcome<Library> RequireSharedTree(const std::string& named) {
+  auto tree = SharedTree();
+  if (!tree) {
+    return Failure{ExitStatus::kConfiguration,
+                   "there is no shared tree; make one with: lumivault init --shared FOLDER"};
+  }
+  if (named.empty()) return std::move(*tree);
+  const auto real = RealFolder(named);
+  if (!real) return real.failure();
+  if (*real != tree->folder) return Refused(*real, "the shared tree is " + Visible(tree->folder));
+  return std::move(*tree);
 }
 
 Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder) {
@@ -174,8 +236,11 @@ Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder) {
 
 std::optional<Library> FindLibrary(const std::string& path) {
   std::array<char, kUserNameSize> user{};
-  if (KAVOIndexIsPersonalPackagePath(path.c_str(), "photo", user.data(), kUserNameSize) == 0)
-    return FindByDatabase(path);
+  if (KAVOIndexIsPersonalPackagePath(path.c_str(), kPhotoPackage, user.data(), kUserNameSize) == 0) {
+    auto tree = SharedTree();
+    const bool lies_in_it = tree && (path == tree->folder || LiesBelow(path, tree->folder));
+    return lies_in_it ? std::move(tree) : FindByDatabase(path);
+  }
   std::array<char, kPathSize> folder{};
   if (KAVOIndexPersonalPhotoPathGet(user.data(), folder.data(), kPathSize) < 0) return std::nullopt;
   return Library{folder.data(), user.data()};

@@ -1,31 +1,58 @@
-// A library: one folder of photos and videos with the database inside it. To the plug-in it is the personal
-// photo folder of a user whose name stands for the folder.
+// A library: one folder of photos and videos with its database. A personal one has it inside, and to the
+// plug-in it is the personal photo folder of a user whose name stands for the folder. The shared one is the
+// shared photo folder, of which a state folder has one at most; its database is on a PostgreSQL server.
 #ifndef SERVICE_LIBRARY_H_
 #define SERVICE_LIBRARY_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
+#include "base/shared_database.h"
 #include "file_descriptor.h"
 #include "outcome.h"
 #include "state_root.h"
 
 inline constexpr const char* kDatabaseName = ".KAVOHGADB";
 
+enum class LibraryKind : std::uint8_t { kPersonal, kShared };
+
 struct Library {
   std::string folder;  // real absolute path
-  std::string user;
-  std::string database() const { return folder + "/" + kDatabaseName; }
+  std::string user;    // names what the state folder keeps about it, too
+  LibraryKind kind = LibraryKind::kPersonal;
+
+  bool shared() const { return kind == LibraryKind::kShared; }
+  // Its file, or its name on the server.
+  std::string database() const { return shared() ? kSharedDatabase : folder + "/" + kDatabaseName; }
+
+  // What its database calls the file with the path BELOW the library: the shared one has absolute paths.
+  // (Albums bear their path below the library in both.)
+  std::string FileKey(const std::string& below) const;
+  // The absolute path of the file with that key.
+  std::string PathOfFileKey(const std::string& key) const;
+  // PATH below the library; "" when it is the library itself or lies elsewhere.
+  std::string Below(const std::string& path) const;
 };
 
-// Makes FOLDER a library (again). Fails when it is no folder, or lies in or around another library.
+// Makes FOLDER a personal library (again). Fails when it is no folder, or lies in or around another library.
 Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder);
 
-// The library that FOLDER is or would be; nothing is made.
+// The personal library that FOLDER is or would be; nothing is made. Fails for what belongs to the shared
+// tree.
 Outcome<Library> NameLibrary(const std::string& folder);
 
-// The library that PATH lies in (or is), this state folder's or, to be read, another's; nothing when it lies
-// in none. PATH is absolute.
+// The shared tree that FOLDER would be; nothing is made.
+Outcome<Library> NameSharedTree(const std::string& folder);
+// Fails when a personal library lies in or around LIBRARY; one that was given up is forgotten instead.
+Outcome<Done> ClearOfLibraries(const StateRoot& root, const Library& library);
+// The shared tree; nothing when this state folder has none. Its folder may be out of reach.
+std::optional<Library> SharedTree();
+// The same where it is needed. NAMED, unless empty, has to be its folder.
+Outcome<Library> RequireSharedTree(const std::string& named);
+
+// The library, personal or shared, that PATH lies in (or is), this state folder's or, to be read, another's;
+// nothing when it lies in none. PATH is absolute.
 std::optional<Library> FindLibrary(const std::string& path);
 
 // Keeps other runs off a library as long as it lives, also those with another state folder.

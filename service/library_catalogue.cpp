@@ -55,18 +55,34 @@ bool IsEmptyFolder(const std::string& folder) {
   return empty;
 }
 
-// "" with errno when it cannot be looked at.
-std::string DatabaseIdentity(const Library& library) {
-  const auto identity = IdentityOf(library.database());
-  return identity ? identity->object : "";
+// What tells a library's database from others; "" when there is none. Out of reach is not the same as not
+// there.
+Outcome<std::string> IdentityOfFile(const std::string& file) {
+  if (const auto identity = IdentityOf(file)) return identity->object;
+  if (errno == ENOENT) return std::string();
+  return Failure{ExitStatus::kDatabase, Visible(file) + ": " + ErrorText(errno)};
 }
 
-Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const char* sql, bool folders) {
+// Another server, another database or tables made anew are another identity.
+Outcome<std::string> IdentityOnServer(const Library& library) {
+  DatabaseReader database = DatabaseReader::Of(library);
+  const auto rows = database.Query({"identity"}, kServerIdentity);
+  if (!rows || rows->empty()) return Unreadable(database);
+  return rows->front().front().value_or("");
+}
+
+Outcome<std::string> IdentityOfDatabase(const Library& library) {
+  return library.shared() ? IdentityOnServer(library) : IdentityOfFile(library.database());
+}
+
+Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library, const char* sql,
+                      bool folders) {
   const auto rows = database.Query({"path", "size"}, sql);
   if (!rows) return Unreadable(database);
   for (const DatabaseReader::Row& row : *rows) {
     CatalogueEntry entry;
     entry.path = row.front().value_or("");
+    if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
     entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
     entry.state = EntryState::kUnread;
     entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
@@ -78,7 +94,7 @@ Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const char
 // What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
 // stay for ever.
 Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::string& identity) {
-  DatabaseReader database(library.database());
+  DatabaseReader database = DatabaseReader::Of(library);
   if (!identity.empty() && !(database && database.IsReadable())) return Unreadable(database);
   catalogue.Clear();
   if (database && database.HasSchema()) {
@@ -89,7 +105,7 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
     constexpr std::array kSources{Source{kIndexedFolders, true}, Source{kIndexedPhotos, false},
                                   Source{kIndexedVideos, false}};
     for (const auto& [sql, folders] : kSources) {
-      if (auto put = PutRows(catalogue, database, sql, folders); !put) return put;
+      if (auto put = PutRows(catalogue, database, library, sql, folders); !put) return put;
     }
   }
   catalogue.PutFact(kDatabaseFact, identity);
@@ -129,20 +145,17 @@ std::string CatalogueFile(const StateRoot& root, const Library& library) {
 Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss) {
   auto catalogue = Catalogue::Open(file);
   if (!catalogue) return catalogue;
-  const std::string database = DatabaseIdentity(library);
-  // Out of reach is not the same as not there.
-  if (database.empty() && errno != ENOENT) {
-    return Failure{ExitStatus::kDatabase, Visible(library.database()) + ": " + ErrorText(errno)};
-  }
-  if (database.empty() && !accepts_loss && catalogue->FileCount() > 0 &&
+  const auto database = IdentityOfDatabase(library);
+  if (!database) return database.failure();
+  if (database->empty() && !accepts_loss && catalogue->FileCount() > 0 &&
       (RootChanged(*catalogue, library) || IsEmptyFolder(library.folder))) {
     return Failure{ExitStatus::kLoss,
                    Visible(library.folder) +
                        ": neither the database nor the files of earlier runs are here; nothing was done. Is "
                        "a disk not mounted? (--accept-loss begins anew)"};
   }
-  if (database.empty() || catalogue->Fact(kDatabaseFact).value_or("") != database) {
-    return ForDatabase(std::move(*catalogue), file, library, database);
+  if (database->empty() || catalogue->Fact(kDatabaseFact).value_or("") != *database) {
+    return ForDatabase(std::move(*catalogue), file, library, *database);
   }
   if (catalogue->failure()) return *catalogue->failure();
   return catalogue;
@@ -165,7 +178,8 @@ void RecordRoot(Catalogue& catalogue, const Library& library) {
 }
 
 void RecordDatabase(Catalogue& catalogue, const Library& library) {
-  if (!catalogue.Fact(kDatabaseFact).value_or("").empty()) return;
-  const std::string identity = DatabaseIdentity(library);
-  if (!identity.empty()) catalogue.PutFact(kDatabaseFact, identity);
+  // The shared one was there when the catalogue was opened.
+  if (library.shared() || !catalogue.Fact(kDatabaseFact).value_or("").empty()) return;
+  const auto identity = IdentityOfFile(library.database());
+  if (identity && !identity->empty()) catalogue.PutFact(kDatabaseFact, *identity);
 }

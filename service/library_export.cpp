@@ -46,16 +46,8 @@ class TableExport {
 
   Step Run() {
     if (const Step step = WriteKeyless(); step != Step::kDone) return step;
-    std::optional<Key> after;
-    do {
-      const auto ends = FindEnd(after);
-      if (!ends) return Step::kUnreadable;
-      std::optional<Key> end = *ends;
-      if (end == after) end.reset();  // a key that compares as no text does
-      if (const Step step = WritePart(after, end); step != Step::kDone) return step;
-      after = std::move(end);
-    } while (after);
-    return Step::kDone;
+    const Step step = database_.on_server() ? WriteWithCursor() : WriteInParts();
+    return step == Step::kDone ? EndKey() : step;
   }
 
  private:
@@ -71,8 +63,8 @@ class TableExport {
   std::string Compared(const char* sql, const std::optional<Key>& key) const {
     if (!key) return kEveryKeySql;
     std::vector<std::string> literals;
-    for (const std::string& value : *key) literals.push_back(DatabaseReader::Escaped(kKeyLiteral, value));
-    return DatabaseReader::Escaped(sql, keys_, Joined(literals));
+    for (const std::string& value : *key) literals.push_back(database_.Escaped(kKeyLiteral, value));
+    return database_.Escaped(sql, keys_, Joined(literals));
   }
 
   Key KeyOf(const Row& row) const {
@@ -90,6 +82,31 @@ class TableExport {
     return rows->empty() ? std::optional<Key>() : KeyOf(rows->front());
   }
 
+  // An SQLite index gives the rows in the order of their keys, from any key on.
+  Step WriteInParts() {
+    std::optional<Key> after;
+    do {
+      const auto ends = FindEnd(after);
+      if (!ends) return Step::kUnreadable;
+      std::optional<Key> end = *ends;
+      if (end == after) end.reset();  // a key that compares as no text does
+      if (const Step step = WritePart(after, end); step != Step::kDone) return step;
+      after = std::move(end);
+    } while (after);
+    return Step::kDone;
+  }
+
+  // The indexes of keys on PostgreSQL have no order; it sorts once, on its disk, and gives some at a time.
+  Step WriteWithCursor() {
+    if (!database_.Query({}, kOpenCursorSql, Joined(expressions_), std::string(table_.rows), keys_))
+      return Step::kUnreadable;
+    for (;;) {
+      const auto rows = database_.Query(names_, kFetchSql);
+      if (const Step step = Write(rows); step != Step::kDone) return step;
+      if (rows->empty()) return database_.Run(kCloseCursorSql) ? Step::kDone : Step::kUnreadable;
+    }
+  }
+
   Step WritePart(const std::optional<Key>& after, const std::optional<Key>& end) {
     const std::string condition = Compared(kAfterKeySql, after) + " AND " + Compared(kUpToKeySql, end);
     return Write(database_.Query(names_, kPartRowsSql, Joined(expressions_), std::string(table_.rows),
@@ -101,22 +118,28 @@ class TableExport {
     if (table_.keyless == nullptr) return Step::kDone;
     std::vector<std::string> expressions = expressions_;
     for (std::size_t i = 0; i < table_.keys.size(); ++i) expressions[i] = std::string("NULL AS ") + names_[i];
-    return Write(database_.Query(names_, kKeylessRowsSql, Joined(expressions), std::string(table_.keyless)));
+    const Step step =
+        Write(database_.Query(names_, kKeylessRowsSql, Joined(expressions), std::string(table_.keyless)));
+    return step == Step::kDone ? EndKey() : step;
   }
 
   // Rows in the order of their keys, and rows of one key in the order of their texts.
   Step Write(const std::optional<std::vector<Row>>& rows) {
     if (!rows) return Step::kUnreadable;
-    std::vector<std::string> lines;
-    for (auto row = rows->begin(); row != rows->end(); ++row) {
-      lines.push_back(Line(*row));
-      const auto next = row + 1;
-      if (next != rows->end() && KeyOf(*next) == KeyOf(*row)) continue;
-      std::sort(lines.begin(), lines.end());
-      if (!std::all_of(lines.begin(), lines.end(), write_)) return Step::kStopped;
-      lines.clear();
+    for (const Row& row : *rows) {
+      if (!lines_.empty() && KeyOf(row) != key_ && EndKey() == Step::kStopped) return Step::kStopped;
+      key_ = KeyOf(row);
+      lines_.push_back(Line(row));
     }
     return Step::kDone;
+  }
+
+  // All rows of the current key are there.
+  Step EndKey() {
+    std::sort(lines_.begin(), lines_.end());
+    const bool written = std::all_of(lines_.begin(), lines_.end(), write_);
+    lines_.clear();
+    return written ? Step::kDone : Step::kStopped;
   }
 
   std::string Line(const Row& row) const {
@@ -135,12 +158,14 @@ class TableExport {
   std::vector<std::string> expressions_;  // what is selected: the key's columns, then the members
   DatabaseReader::Columns names_;         // as what it comes back
   std::vector<Column> members_;
+  Key key_;
+  std::vector<std::string> lines_;  // the rows of that key
 };
 
 }  // namespace
 
 Outcome<bool> ExportLibrary(DatabaseReader& database, bool with_ids, const LineWriter& write) {
-  if (!database.Run(kBeginReadingSql)) return Unreadable(database);
+  if (!database.BeginReading()) return Unreadable(database);
   for (const LibraryTable& table : LibraryTables()) {
     const Step step = TableExport(database, table, with_ids, write).Run();
     if (step == Step::kUnreadable) return Unreadable(database);

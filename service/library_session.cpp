@@ -41,22 +41,40 @@ Outcome<Done> SetDefaults(DatabaseReader& reader, const std::string& database) {
 
 Outcome<Done> CompleteDatabase(const std::string& database) {
   DatabaseReader reader(database);
-  if (!reader) return Unreachable(database, "cannot be opened");
+  if (!reader) return Unreachable(database, reader.error());
   if (auto complete = CompleteSchema(reader, database); !complete) return complete;
   return SetDefaults(reader, database);
 }
 
+// The shared database is set up once, by whoever may make databases.
+Outcome<Done> CheckSharedDatabase(const Library& library) {
+  DatabaseReader reader = DatabaseReader::Of(library);
+  if (!reader) return Unreachable("the database " + library.database(), reader.error());
+  if (reader.HasSchema()) return Done{};
+  return Unreachable("the database " + library.database(),
+                     "its tables are missing or not readable; see lumivault doctor --shared");
+}
+
+Outcome<Done> OpenDatabase(const Library& library) {
+  const std::string database = library.database();
+  if (library.shared()) {
+    if (auto there = CheckSharedDatabase(library); !there) return there;
+    if (KAVODBLendDatabase(kSharedUser, database.c_str()) == 0) return Done{};
+  } else {
+    if (auto complete = CompleteDatabase(database); !complete) return complete;
+    if (KAVODBLend(database.c_str()) == 0) return Done{};
+  }
+  return Unreachable(database, KAVODBLentErrorGet());
+}
+
 }  // namespace
 
-Outcome<LibrarySession> LibrarySession::Open(const Plugin& plugin, LogCapture& log,
-                                             const std::string& folder) {
-  const std::string database = Library{folder, ""}.database();
-  if (plugin.HGAStatusCheck(folder.c_str()) < 0) {
+Outcome<LibrarySession> LibrarySession::Open(const Plugin& plugin, LogCapture& log, const Library& library) {
+  if (plugin.HGAStatusCheck(library.folder.c_str()) < 0) {
     return Failure{ExitStatus::kConfiguration,
-                   Visible(folder) + ": not usable as a library: " + ReasonOf(log.Take())};
+                   Visible(library.folder) + ": not usable as a library: " + ReasonOf(log.Take())};
   }
-  if (auto complete = CompleteDatabase(database); !complete) return complete.failure();
-  if (KAVODBLend(database.c_str()) != 0) return Unreachable(database, KAVODBLentErrorGet());
+  if (auto opened = OpenDatabase(library); !opened) return opened.failure();
   return LibrarySession(plugin);
 }
 

@@ -1,8 +1,7 @@
 #ifndef SERVICE_LIBRARY_SESSION_H_
 #define SERVICE_LIBRARY_SESSION_H_
 
-#include <string>
-
+#include "library.h"
 #include "log_capture.h"
 #include "outcome.h"
 #include "plugin.h"
@@ -11,7 +10,7 @@
 // plug-in's short operations on it share one lent connection until the object ends. PLUGIN outlives it.
 class LibrarySession {
  public:
-  static Outcome<LibrarySession> Open(const Plugin& plugin, LogCapture& log, const std::string& folder);
+  static Outcome<LibrarySession> Open(const Plugin& plugin, LogCapture& log, const Library& library);
   ~LibrarySession();
   LibrarySession(LibrarySession&& other) noexcept : plugin_(other.plugin_) { other.plugin_ = nullptr; }
   LibrarySession& operator=(LibrarySession&&) = delete;

@@ -76,7 +76,7 @@ Outcome<std::vector<LabelSummary>> ReadLabels(DatabaseReader& database) {
 }
 
 Outcome<LibrarySummary> ReadSummary(DatabaseReader& database) {
-  if (!database.Run(kBeginReadingSql)) return Unreadable(database);
+  if (!database.BeginReading()) return Unreadable(database);
   const DatabaseReader::Columns kinds{kKinds[0].second, kKinds[1].second, kKinds[2].second, kOtherKind};
   const auto photos = database.Query(kPhotoCounts, kPhotoCountsSql);
   const auto videos = database.Query(kVideoCounts, kVideoCountsSql);

@@ -21,15 +21,16 @@ constexpr const char* kRootAlbum = "/";
 }  // namespace
 
 Outcome<MarkedRows> FindMarkedRows(const Library& library) {
-  DatabaseReader database(library.database());
-  if (!database) return Failure{ExitStatus::kDatabase, library.database() + ": cannot be opened"};
+  DatabaseReader database = DatabaseReader::Of(library);
+  if (!database) return Unreadable(database);
   MarkedRows marked;
   for (const auto& [sql, kind] : kSources) {
     const auto rows = database.Query({"path"}, sql);
     if (!rows) return Unreadable(database);
     for (const DatabaseReader::Row& row : *rows) {
       const std::string key = row.front().value_or("");
-      const std::string path = library.folder + "/" + key;
+      const std::string path =
+          kind == ItemKind::kFolder ? library.folder + "/" + key : library.PathOfFileKey(key);
       // Without the album of the library itself the database counts as incomplete.
       if (key == kRootAlbum || !IsGone(path, kind)) {
         ++marked.kept;

@@ -111,16 +111,19 @@ bool AddAlbums(const std::optional<Rows>& rows, std::vector<ListedEntry>& entrie
   return true;
 }
 
-bool ListRoot(DatabaseReader& database, std::vector<ListedEntry>& entries) {
-  return AddAlbums(database.Query({"sharename"}, kRootAlbumsSql), entries) &&
-         AddListed("photo", database.Query(kListColumns, kRootPhotosSql), entries) &&
-         AddListed("video", database.Query(kListColumns, kRootVideosSql), entries);
+bool ListAlbums(DatabaseReader& database, const std::string& album, std::vector<ListedEntry>& entries) {
+  if (album.empty()) return AddAlbums(database.Query({"sharename"}, kRootAlbumsSql), entries);
+  return AddAlbums(database.Query({"sharename"}, kFolderAlbumsSql, album, album), entries);
 }
 
-bool ListBelow(DatabaseReader& database, const std::string& key, std::vector<ListedEntry>& entries) {
-  return AddAlbums(database.Query({"sharename"}, kFolderAlbumsSql, key, key), entries) &&
-         AddListed("photo", database.Query(kListColumns, kFolderPhotosSql, key, key), entries) &&
-         AddListed("video", database.Query(kListColumns, kFolderVideosSql, key, key), entries);
+// What is directly in the folder with this key, "" where keys begin with the names of the root's own files.
+bool ListFiles(DatabaseReader& database, const std::string& folder, std::vector<ListedEntry>& entries) {
+  if (folder.empty()) {
+    return AddListed("photo", database.Query(kListColumns, kRootPhotosSql), entries) &&
+           AddListed("video", database.Query(kListColumns, kRootVideosSql), entries);
+  }
+  return AddListed("photo", database.Query(kListColumns, kFolderPhotosSql, folder, folder), entries) &&
+         AddListed("video", database.Query(kListColumns, kFolderVideosSql, folder, folder), entries);
 }
 
 }  // namespace
@@ -137,12 +140,13 @@ Outcome<std::optional<MediaRecord>> ReadRecord(DatabaseReader& database, const s
   return record;
 }
 
-Outcome<std::optional<std::vector<ListedEntry>>> ListFolder(DatabaseReader& database,
-                                                            const std::string& key) {
-  const auto album = database.Query({"shareid"}, kAlbumByNameSql, key.empty() ? std::string("/") : key);
+Outcome<std::optional<std::vector<ListedEntry>>> ListFolder(DatabaseReader& database, const Library& library,
+                                                            const std::string& below) {
+  const std::string root = library.shared() ? library.folder : "";
+  const auto album = database.Query({"shareid"}, kAlbumByNameSql, below.empty() ? std::string("/") : below);
   std::vector<ListedEntry> entries;
-  const bool listed =
-      album && (key.empty() ? ListRoot(database, entries) : ListBelow(database, key, entries));
+  const bool listed = album && ListAlbums(database, below, entries) &&
+                      ListFiles(database, below.empty() ? root : library.FileKey(below), entries);
   if (!listed) return Unreadable(database);
   if (album->empty() && entries.empty()) return std::optional<std::vector<ListedEntry>>();
   // Photos and videos lie side by side in a folder.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "database_reader.h"
+#include "library.h"
 #include "library_tables.h"
 #include "outcome.h"
 
@@ -29,8 +30,7 @@ struct MediaRecord {
   std::vector<Label> people;
 };
 
-// The record of the file with this key (its path below the library). Absent: no row. A failed statement is a
-// failure.
+// The record of the file with this key (Library::FileKey). Absent: no row. A failed statement is a failure.
 Outcome<std::optional<MediaRecord>> ReadRecord(DatabaseReader& database, const std::string& key);
 
 // One line of a folder's list.
@@ -43,8 +43,9 @@ struct ListedEntry {
   std::string height;
 };
 
-// What lies directly in the folder with this key ("" for the library itself): sub-albums first, then photos
-// and videos, each sorted by name. Absent: no album of that name and nothing in it.
-Outcome<std::optional<std::vector<ListedEntry>>> ListFolder(DatabaseReader& database, const std::string& key);
+// What lies directly in the folder with the path BELOW the library ("" for the library itself): sub-albums
+// first, then photos and videos, each sorted by name. Absent: no album of that name and nothing in it.
+Outcome<std::optional<std::vector<ListedEntry>>> ListFolder(DatabaseReader& database, const Library& library,
+                                                            const std::string& below);
 
 #endif  // SERVICE_MEDIA_RECORD_H_

@@ -32,10 +32,10 @@ class Planner {
   // Which of the FILES have rows.
   Outcome<std::set<std::string>> WithRows(const std::vector<CatalogueEntry>& files) const {
     std::set<std::string> paths;
-    DatabaseReader database(library_.database());
+    DatabaseReader database = DatabaseReader::Of(library_);
     for (const CatalogueEntry& file : files) {
       const char* sql = file.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
-      const auto rows = database.Query({"path"}, sql, file.path);
+      const auto rows = database.Query({"path"}, sql, library_.FileKey(file.path));
       if (!rows) return Unreadable(database);
       if (!rows->empty()) paths.insert(file.path);
     }

@@ -21,6 +21,8 @@ struct Command {
 };
 
 constexpr std::array kCommands{
+    Command{"init", "Set up a tree that several people share, with its PostgreSQL database", &DefineInit,
+            false},
     Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, false},
     Command{"reindex", "Index everything in a library again and delete the rows of what is not there",
             &DefineReindex, false},
@@ -31,6 +33,8 @@ constexpr std::array kCommands{
     Command{"stats", "Count what a library holds", &DefineStats, false},
     Command{"export", "Print every row of a library as lines of JSON that can be compared", &DefineExport,
             false},
+    Command{"rights", "Show who may see, upload to and manage an album", &DefineRights, false},
+    Command{"doctor", "Say what is missing or wrong, and how to mend it", &DefineDoctor, false},
     Command{"worker", "One worker process of a run", &DefineWorker, true},
 };
 

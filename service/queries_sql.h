@@ -9,13 +9,14 @@ inline constexpr const char* kRootAlbumSql = "SELECT shareid FROM photo_share WH
 
 // Fails on what is no database, or a damaged one.
 inline constexpr const char* kCountTablesSql = "SELECT count(*) AS count FROM sqlite_schema";
+inline constexpr const char* kServerAnswersSql = "SELECT 1";
 
 // In a new library people named in photos are taken over; "off" in their place is a person's choice and
 // stays. A library is new until it has a photo, so that a first use that was cut short is made up for by the
 // next.
 inline constexpr const char* kMergePeopleByDefaultSql =
-    "INSERT OR IGNORE INTO photo_config (config_key, config_value) "
-    "SELECT 'ms_people_tag_merged', 'on' WHERE NOT EXISTS (SELECT 1 FROM photo_image)";
+    "INSERT INTO photo_config (config_key, config_value) "
+    "SELECT 'ms_people_tag_merged', 'on' WHERE NOT EXISTS (SELECT 1 FROM photo_image) ON CONFLICT DO NOTHING";
 
 // The merge is left out while a photo moves.
 inline constexpr const char* kMergesPeopleSql =
@@ -44,24 +45,25 @@ inline constexpr const char* kRootPhotosSql =
     "SELECT path, timetaken, size, resolutionx, resolutiony FROM photo_image WHERE path NOT LIKE '%/%' ORDER "
     "BY path";
 inline constexpr const char* kFolderPhotosSql =
-    "PRAGMA case_sensitive_like=true; "
     "SELECT path, timetaken, size, resolutionx, resolutiony FROM photo_image "
     "WHERE path LIKE '@KAVO:LVAR/%' AND path NOT LIKE '@KAVO:LVAR/%/%' ORDER BY path";
 inline constexpr const char* kRootVideosSql =
     "SELECT path, mdate AS timetaken, filesize AS size, resolutionx, resolutiony FROM video "
     "WHERE path NOT LIKE '%/%' ORDER BY path";
 inline constexpr const char* kFolderVideosSql =
-    "PRAGMA case_sensitive_like=true; "
     "SELECT path, mdate AS timetaken, filesize AS size, resolutionx, resolutiony FROM video "
     "WHERE path LIKE '@KAVO:LVAR/%' AND path NOT LIKE '@KAVO:LVAR/%/%' ORDER BY path";
 inline constexpr const char* kRootAlbumsSql =
     "SELECT sharename FROM photo_share WHERE sharename NOT LIKE '%/%' ORDER BY sharename";
 inline constexpr const char* kFolderAlbumsSql =
-    "PRAGMA case_sensitive_like=true; "
     "SELECT sharename FROM photo_share "
     "WHERE sharename LIKE '@KAVO:LVAR/%' AND sharename NOT LIKE '@KAVO:LVAR/%/%' ORDER BY sharename";
 inline constexpr const char* kAlbumByNameSql =
-    "SELECT shareid FROM photo_share WHERE sharename = '@KAVO:VAR'";
+    "SELECT shareid, public FROM photo_share WHERE sharename = '@KAVO:VAR'";
+
+// Who may do what with one album, from one right table.
+inline constexpr const char* kRightsOfAlbumSql =
+    "SELECT userid, time FROM @KAVO:NEVAR WHERE shareid = @KAVO:VAR ORDER BY userid, time";
 
 // What a full reindex has not met again. These look at every row, once a reindex.
 inline constexpr const char* kMarkedPhotosSql =

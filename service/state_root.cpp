@@ -167,7 +167,7 @@ Outcome<Done> StateRoot::PrepareSettings() const {
 }
 
 Outcome<Done> StateRoot::PrepareSchema() const {
-  const auto source = SchemaPath();
+  const auto source = SchemaPath("pphoto.sql");
   if (!source) return source.failure();
   const auto schema = ReadWholeFile(*source);
   if (!schema) return Unusable(*source, errno);

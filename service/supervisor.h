@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "library.h"
 #include "outcome.h"
 #include "stop_signals.h"
 #include "wire.h"
@@ -30,7 +31,7 @@ class RunObserver {
 
 struct SupervisorOptions {
   std::string plugin;
-  std::string library;
+  Library library;
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
 };

@@ -4,15 +4,17 @@
 #ifndef SERVICE_TABLE_SQL_H_
 #define SERVICE_TABLE_SQL_H_
 
-// One look at everything: what others write meanwhile is not seen.
-inline constexpr const char* kBeginReadingSql = "BEGIN";
-
 // The key at which the next part of a table ends, a few thousand keys on: columns, FROM, condition, order.
 inline constexpr const char* kPartEndSql =
     "SELECT @KAVO:NEVAR FROM @KAVO:NEVAR WHERE @KAVO:NEVAR ORDER BY @KAVO:NEVAR LIMIT 1 OFFSET 1999";
 // The rows of one part: columns, FROM, condition, order.
 inline constexpr const char* kPartRowsSql =
     "SELECT @KAVO:NEVAR FROM @KAVO:NEVAR WHERE @KAVO:NEVAR ORDER BY @KAVO:NEVAR";
+// All rows in the order of their keys, some at a time: columns, FROM, order.
+inline constexpr const char* kOpenCursorSql =
+    "DECLARE rows_of_table NO SCROLL CURSOR FOR SELECT @KAVO:NEVAR FROM @KAVO:NEVAR ORDER BY @KAVO:NEVAR";
+inline constexpr const char* kFetchSql = "FETCH 2000 FROM rows_of_table";
+inline constexpr const char* kCloseCursorSql = "CLOSE rows_of_table";
 // The rows that have no key: columns, FROM and WHERE.
 inline constexpr const char* kKeylessRowsSql = "SELECT @KAVO:NEVAR FROM @KAVO:NEVAR";
 // A part's limits. The key columns come as a list, the values as a list of literals.

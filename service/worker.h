@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "library.h"
+
 // Descriptors that a worker is started with, besides standard error, which is the writing end of the log
 // pipe.
 inline constexpr int kWorkerSocket = 3;
@@ -15,7 +17,7 @@ inline constexpr int kWorkerTurn = 5;
 
 struct WorkerOptions {
   std::string plugin;
-  std::string library;
+  Library library;  // without its user
   pid_t supervisor = 0;
 };
 

@@ -125,7 +125,7 @@ std::string LastLine(const std::string& text) {
 
 }  // namespace
 
-Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const std::string& library,
+Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const Library& library,
                                             const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
@@ -138,9 +138,11 @@ Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const std
   setup.Give(log->ours, kWorkerLogPipe);
   if (turn) setup.Give(turn, kWorkerTurn);
   pid_t pid = 0;
-  const int error = setup.Spawn({"lumivault", "worker", "--plugin=" + plugin, "--library=" + library,
-                                 "--supervisor=" + std::to_string(getpid())},
-                                pid);
+  std::vector<std::string> arguments{"lumivault", "worker", "--plugin=" + plugin,
+                                     "--library=" + library.folder,
+                                     "--supervisor=" + std::to_string(getpid())};
+  if (library.shared()) arguments.emplace_back("--shared");
+  const int error = setup.Spawn(arguments, pid);
   if (error != 0) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
   return WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours));
 }

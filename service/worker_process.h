@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "file_descriptor.h"
+#include "library.h"
 #include "outcome.h"
 #include "wire.h"
 
@@ -16,7 +17,7 @@
 class WorkerProcess {
  public:
   // TURN is what the workers of a run share (write_turn.h); it may be empty.
-  static Outcome<WorkerProcess> Start(const std::string& plugin, const std::string& library,
+  static Outcome<WorkerProcess> Start(const std::string& plugin, const Library& library,
                                       const FileDescriptor& turn);
   ~WorkerProcess() { Kill(); }
   WorkerProcess(WorkerProcess&& other) noexcept

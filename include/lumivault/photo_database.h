@@ -35,7 +35,7 @@ typedef enum tag_PHOTO_TABLE_TYPE {
 
 /* An album as its caller describes it. */
 typedef struct __tag_KAVO_PHOTO_SHARE_INFO {
-  int32_t shareId;              /* id to use when a row is inserted */
+  int32_t shareId; /* id to use when a row is inserted; the one it got when another writer was faster */
   char szAlbumPath[4096];       /* absolute path of the folder */
   char szShareName[4096];       /* album name, "/" for the root */
   char szRightsShareName[4096]; /* the album whose rights this album takes */
@@ -132,7 +132,8 @@ LUMIVAULT_API int getShareIdPrivilegeShareIdByPath(const char* file, int* share_
 LUMIVAULT_API int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out,
                                               size_t size) noexcept;
 /* Inserts the album, or marks its row as seen and updates what depends on its place; 0 also when the name is
- * empty or no UTF-8 and nothing is written. */
+ * empty or no UTF-8 and nothing is written. An id that another writer took meanwhile gives way to the next
+ * one, which is then in the record. */
 LUMIVAULT_API int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept;
 /* Replaces the rights of the album by those of szRightsShareName; -1 when one of them has no row, while a
  * failing delete or copy is logged only. */

@@ -37,7 +37,7 @@ std::string AlbumsText(const std::vector<AlbumSummary>& albums, bool terminal) {
 }
 
 int Albums(const LibraryOptions& options) {
-  auto opened = OpenLibrary(options.root, options.folder);
+  auto opened = OpenLibrary(options);
   if (!opened) return ReportFailure(opened.failure(), options.json);
   const auto albums = ReadAlbums(opened->database);
   if (!albums) return ReportFailure(albums.failure(), options.json);

@@ -14,6 +14,14 @@ void AddRootOption(CLI::App& app, std::string& root) {
       ->type_name("DIR");
 }
 
+void AddSharedOption(CLI::App& app, bool& shared) {
+  app.add_flag("--shared", shared, "The shared tree (see lumivault init)");
+}
+
+Failure NoLibraryNamed() {
+  return {ExitStatus::kUsage, "FOLDER is required, or --shared (see lumivault --help)"};
+}
+
 int ReportFailure(const Failure& failure, bool json) {
   if (json) std::printf("%s\n", JsonLine(FailureJson(failure)).c_str());
   std::fprintf(stderr, "lumivault: %s\n", failure.message.c_str());

@@ -15,6 +15,7 @@ class App;
 
 using Runner = std::function<int()>;
 
+Runner DefineInit(CLI::App& app);
 Runner DefineIndex(CLI::App& app);
 Runner DefineReindex(CLI::App& app);
 Runner DefineShow(CLI::App& app);
@@ -23,10 +24,17 @@ Runner DefineAlbums(CLI::App& app);
 Runner DefineLabels(CLI::App& app);
 Runner DefineStats(CLI::App& app);
 Runner DefineExport(CLI::App& app);
+Runner DefineRights(CLI::App& app);
+Runner DefineDoctor(CLI::App& app);
 Runner DefineWorker(CLI::App& app);
 
 // The option --root, which every command for people has.
 void AddRootOption(CLI::App& app, std::string& root);
+
+// The option --shared, of the commands that work on a library.
+void AddSharedOption(CLI::App& app, bool& shared);
+// Neither a folder nor --shared was given.
+Failure NoLibraryNamed();
 
 // Prints the one line about FAILURE on standard error, and for a command that was asked for JSON its object
 // {error, status} on standard output; its exit status.

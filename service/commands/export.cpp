@@ -11,7 +11,7 @@
 namespace {
 
 int Export(const LibraryOptions& options, bool with_ids) {
-  auto opened = OpenLibrary(options.root, options.folder);
+  auto opened = OpenLibrary(options);
   if (!opened) return ReportFailure(opened.failure());
   int error = 0;
   const auto write = [&error](const std::string& line) {

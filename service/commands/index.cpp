@@ -18,7 +18,7 @@ struct Options {
 int ShowDryRun(const RunOptions& options) {
   const auto root = StateRoot::Locate(options.root);
   if (!root) return ReportFailure(root.failure(), options.json);
-  const auto library = NameLibrary(options.folder);
+  const auto library = NamedLibrary(options);
   if (!library) return ReportFailure(library.failure(), options.json);
   const auto run = TryRun(*root, *library, options.accepts_loss);
   if (!run) return ReportFailure(run.failure(), options.json);

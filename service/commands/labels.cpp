@@ -36,7 +36,7 @@ std::string LabelsText(const std::vector<LabelSummary>& labels, bool terminal) {
 }
 
 int Labels(const LibraryOptions& options) {
-  auto opened = OpenLibrary(options.root, options.folder);
+  auto opened = OpenLibrary(options);
   if (!opened) return ReportFailure(opened.failure(), options.json);
   const auto labels = ReadLabels(opened->database);
   if (!labels) return ReportFailure(labels.failure(), options.json);

@@ -14,14 +14,21 @@ namespace {
 
 struct Options {
   std::string folder;
+  bool shared = false;
   std::string root;
   bool json = false;
 };
 
+Outcome<OpenedLibrary> Open(const Options& options) {
+  if (options.shared && options.folder.empty()) return OpenSharedTree(options.root, "");
+  if (options.folder.empty()) return NoLibraryNamed();
+  return OpenLibraryAround(options.root, FolderPath(options.folder));
+}
+
 Outcome<std::vector<ListedEntry>> Find(const Options& options) {
-  auto opened = OpenLibraryAround(options.root, FolderPath(options.folder));
+  auto opened = Open(options);
   if (!opened) return opened.failure();
-  auto entries = ListFolder(opened->database, opened->key());
+  auto entries = ListFolder(opened->database, opened->library, opened->key());
   if (!entries) return entries.failure();
   if (!*entries) return NotIndexed(opened->path, "no indexed folder");
   return std::move(**entries);
@@ -68,7 +75,8 @@ int List(const Options& options) {
 
 Runner DefineList(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  app.add_option("folder", options->folder, "A library or a folder in one")->type_name("FOLDER")->required();
+  app.add_option("folder", options->folder, "A library or a folder in one")->type_name("FOLDER");
+  AddSharedOption(app, options->shared);
   app.add_flag("--json", options->json, "One JSON array");
   AddRootOption(app, options->root);
   return [options] { return List(*options); };

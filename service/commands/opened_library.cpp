@@ -13,12 +13,19 @@
 
 namespace {
 
-Failure NoDatabase(const Library& library) {
+Failure NoDatabase(const Library& library, const DatabaseReader& database) {
   const std::string file = library.database();
+  if (library.shared()) return {ExitStatus::kDatabase, "the database " + file + ": " + database.error()};
   const int error = access(file.c_str(), R_OK) == 0 ? 0 : errno;
   if (error == ENOENT) return NotIndexed(library.folder, "the library has no database");
   return {ExitStatus::kDatabase,
           Visible(file) + ": cannot be opened" + (error != 0 ? ": " + ErrorText(error) : std::string())};
+}
+
+Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string& path) {
+  DatabaseReader database = DatabaseReader::ForReading(library);
+  if (!database) return NoDatabase(library, database);
+  return OpenedLibrary{library, path, std::move(database)};
 }
 
 }  // namespace
@@ -28,13 +35,21 @@ Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::str
   if (!located) return located.failure();
   const auto library = FindLibrary(path);
   if (!library) return NotIndexed(path, "lies in no library");
-  auto database = DatabaseReader::ForReading(library->database());
-  if (!database) return NoDatabase(*library);
-  return OpenedLibrary{*library, path, std::move(database)};
+  return OpenDatabaseOf(*library, path);
 }
 
-Outcome<OpenedLibrary> OpenLibrary(const std::string& root, const std::string& folder) {
-  auto opened = OpenLibraryAround(root, FolderPath(folder));
+Outcome<OpenedLibrary> OpenSharedTree(const std::string& root, const std::string& folder) {
+  const auto located = StateRoot::Locate(root);
+  if (!located) return located.failure();
+  const auto tree = RequireSharedTree(folder);
+  if (!tree) return tree.failure();
+  return OpenDatabaseOf(*tree, tree->folder);
+}
+
+Outcome<OpenedLibrary> OpenLibrary(const LibraryOptions& options) {
+  if (options.shared) return OpenSharedTree(options.root, options.folder);
+  if (options.folder.empty()) return NoLibraryNamed();
+  auto opened = OpenLibraryAround(options.root, FolderPath(options.folder));
   if (opened && !opened->key().empty()) {
     return NotIndexed(opened->path,
                       "lies in the library " + Visible(opened->library.folder) + ", but is none");
@@ -49,7 +64,8 @@ std::string FolderPath(const std::string& folder) {
 
 std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app) {
   auto options = std::make_shared<LibraryOptions>();
-  app.add_option("folder", options->folder, "A library")->type_name("FOLDER")->required();
+  app.add_option("folder", options->folder, "A library")->type_name("FOLDER");
+  AddSharedOption(app, options->shared);
   AddRootOption(app, options->root);
   return options;
 }

@@ -27,8 +27,8 @@ struct OpenedLibrary {
 
 // The library that the absolute PATH lies in (or is), for a state folder named ROOT.
 Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path);
-// The library that FOLDER is.
-Outcome<OpenedLibrary> OpenLibrary(const std::string& root, const std::string& folder);
+// The shared tree; FOLDER may be empty and has to be its folder otherwise.
+Outcome<OpenedLibrary> OpenSharedTree(const std::string& root, const std::string& folder);
 
 // The absolute path of FOLDER. One that is gone still has its rows under the path it had.
 std::string FolderPath(const std::string& folder);
@@ -36,10 +36,13 @@ std::string FolderPath(const std::string& folder);
 // The command line of a command that reads one library.
 struct LibraryOptions {
   std::string folder;
+  bool shared = false;
   std::string root;
   bool json = false;
 };
 std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app);
+// The library that they name.
+Outcome<OpenedLibrary> OpenLibrary(const LibraryOptions& options);
 // Its option --json; WHAT is printed then.
 void AddJsonOption(CLI::App& app, LibraryOptions& options, const std::string& what);
 

@@ -39,13 +39,22 @@ struct Ground {
   Catalogue catalogue;
 };
 
+// In the state folder that is there for the run.
+Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options) {
+  if (!options.shared && !options.folder.empty()) return MakeLibrary(root, options.folder);
+  auto tree = NamedLibrary(options);
+  if (!tree) return tree;
+  if (auto made = root.MakeFolder("/libraries/" + tree->user); !made) return made.failure();
+  return tree;
+}
+
 Outcome<Ground> Prepare(const RunOptions& options) {
   const auto plugin = PluginPath();
   if (!plugin) return plugin.failure();
   const auto root = StateRoot::Locate(options.root);
   if (!root) return root.failure();
   if (const auto prepared = root->Prepare(); !prepared) return prepared.failure();
-  const auto library = MakeLibrary(*root, options.folder);
+  const auto library = PrepareLibrary(*root, options);
   if (!library) return library.failure();
   auto lock = LibraryLock::Take(*root, *library);
   if (!lock) return lock.failure();
@@ -85,9 +94,8 @@ int ReportBrokenRun(const IndexRun& run, const Failure& failure, const RunOption
 void AddRunOptions(CLI::App& app, RunOptions& options) {
   options.workers = std::max(1U, std::thread::hardware_concurrency());
   options.timeout = kDefaultTimeout;
-  app.add_option("folder", options.folder, "The folder; the database is made inside it")
-      ->type_name("FOLDER")
-      ->required();
+  app.add_option("folder", options.folder, "The folder; the database is made inside it")->type_name("FOLDER");
+  AddSharedOption(app, options.shared);
   app.add_option("-j,--jobs", options.workers, "Worker processes; default the number of cores")
       ->type_name("N")
       ->check(CLI::Range(1U, kMostWorkers));
@@ -99,6 +107,12 @@ void AddRunOptions(CLI::App& app, RunOptions& options) {
   app.add_flag("--quiet", options.quiet, "No progress on standard error");
   app.add_flag("--json", options.json, "The result as one JSON value");
   AddRootOption(app, options.root);
+}
+
+Outcome<Library> NamedLibrary(const RunOptions& options) {
+  if (options.shared) return RequireSharedTree(options.folder);
+  if (options.folder.empty()) return NoLibraryNamed();
+  return NameLibrary(options.folder);
 }
 
 int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {

@@ -14,6 +14,7 @@ class App;
 
 struct RunOptions {
   std::string folder;
+  bool shared = false;
   std::string root;
   unsigned workers = 1;
   double timeout = 0;  // seconds
@@ -24,7 +25,11 @@ struct RunOptions {
 
 void AddRunOptions(CLI::App& app, RunOptions& options);
 
-// Makes the folder a library, holds it, and calls WORK with the run; prints the result. The exit status.
+// The library that they name, which is not made.
+Outcome<Library> NamedLibrary(const RunOptions& options);
+
+// Makes the folder a library, or takes the shared tree, holds it, and calls WORK with the run; prints the
+// result. The exit status.
 int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work);
 
 #endif  // SERVICE_COMMANDS_RUN_OPTIONS_H_

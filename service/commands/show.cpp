@@ -31,7 +31,7 @@ Outcome<Found> Find(const Options& options) {
   auto opened = OpenLibraryAround(options.root, KeyPath(options.file));
   if (!opened) return opened.failure();
   if (opened->key().empty()) return NotIndexed(opened->path, "not a file");
-  auto record = ReadRecord(opened->database, opened->key());
+  auto record = ReadRecord(opened->database, opened->library.FileKey(opened->key()));
   if (!record) return record.failure();
   if (!*record) return NotIndexed(opened->path, "not indexed");
   return Found{opened->path, opened->library, std::move(**record)};

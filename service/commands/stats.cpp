@@ -65,7 +65,7 @@ std::string SummaryText(const LibrarySummary& summary) {
 }
 
 int Stats(const LibraryOptions& options) {
-  auto opened = OpenLibrary(options.root, options.folder);
+  auto opened = OpenLibrary(options);
   if (!opened) return ReportFailure(opened.failure(), options.json);
   const auto summary = ReadSummary(opened->database);
   if (!summary) return ReportFailure(summary.failure(), options.json);

@@ -1,6 +1,8 @@
 // Writes the row of one album.
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "base/export_guard.h"
 #include "base/limits.h"
@@ -15,6 +17,9 @@ namespace {
 
 constexpr const char* kCommentsSwitch = "album_def_allow_comment";
 constexpr const char* kNoConversionSwitch = "def_album_disable_conversion";
+// How often an album is given an id that another process takes first. Each time one of the others gets its
+// album, so with the handful that write to one database at a time this many are never needed.
+constexpr int kIdTries = 100;
 
 // A name that the database could not hold is passed over.
 bool IsStorableName(const char* name) {
@@ -37,7 +42,46 @@ Statement AlbumUpdate(int database_type, const Album& album, const std::string& 
                           getShareIdBySharename(reference.c_str()), album.szShareName);
 }
 
-int Save(const Album& album) {
+// What is written of an album, in statements for one connection.
+class AlbumRow {
+ public:
+  AlbumRow(int database_type, KAVO_PHOTO_SHARE_INFO& album, bool comments, bool conversion)
+      : type_(database_type),
+        album_(album),
+        comments_(comments),
+        conversion_(conversion),
+        reference_(ReferenceAlbum(album.szShareName)) {}
+
+  Statement Write() {
+    inserts_ = !IsAlbumRecorded(album_.szShareName);
+    return inserts_ ? Insert() : AlbumUpdate(type_, album_, reference_);
+  }
+
+  // What to send after the last statement has failed. Nothing reserves an album's id: another writer may have
+  // taken it, or recorded this very album; then the insert alone was in vain. Nothing for other failures.
+  std::optional<Statement> WriteAfterCollision() {
+    if (!inserts_) return std::nullopt;
+    if (IsAlbumRecorded(album_.szShareName)) return AlbumUpdate(type_, album_, reference_);
+    const int next = KAVOPhotoShareGetNewId();
+    if (next <= album_.shareId) return std::nullopt;
+    album_.shareId = next;
+    return Insert();
+  }
+
+ private:
+  Statement Insert() const {
+    return AlbumInsert(type_, album_, comments_, conversion_, NewReferenceId(album_, reference_));
+  }
+
+  int type_;
+  KAVO_PHOTO_SHARE_INFO& album_;
+  bool comments_;
+  bool conversion_;
+  std::string reference_;
+  bool inserts_ = false;
+};
+
+int Save(KAVO_PHOTO_SHARE_INFO& album) {
   if (!IsStorableName(album.szShareName)) return 0;
   const bool comments = NewAlbumAllowsComments(album);
   const bool conversion = NewAlbumAllowsConversion(album);
@@ -46,17 +90,16 @@ int Save(const Album& album) {
     LOG_IN(kPhotoDatabaseSource, "Failed to connect to database");
     return -1;
   }
-  const std::string reference = ReferenceAlbum(album.szShareName);
-  const auto statement =
-      IsAlbumRecorded(album.szShareName)
-          ? AlbumUpdate(connection.type(), album, reference)
-          : AlbumInsert(connection.type(), album, comments, conversion, NewReferenceId(album, reference));
-  if (!statement) return -1;
-  if (PhotoDBExec(statement.get()) == -1) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
-    return -1;
+  AlbumRow row(connection.type(), album, comments, conversion);
+  Statement statement = row.Write();
+  for (int i = 0; i < kIdTries && statement; ++i) {
+    if (PhotoDBExec(statement.get()) != -1) return 0;
+    std::optional<Statement> next = row.WriteAfterCollision();
+    if (!next) break;
+    statement = std::move(*next);
   }
-  return 0;
+  if (statement) LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+  return -1;
 }
 
 }  // namespace

@@ -1,15 +1,13 @@
 #include "photo_database/connection.h"
 
 #include "base/log.h"
+#include "base/shared_database.h"
 #include "lumivault/request_context.h"
 #include "photo_database/session_sql.h"
 
 KAVODB_CONNECTION* gpPGSQLConnect = nullptr;
 
 namespace {
-
-constexpr const char* kSharedUser = "postgres";
-constexpr const char* kSharedDatabase = "photo";
 
 // A connection without foreign keys is still of use: only links of removed photos and labels would stay
 // behind.

@@ -108,14 +108,16 @@ TEST_P(AlbumsTest, HostileNamesAreNames) {
   EXPECT_THAT(SyslogCapture::Messages(), IsEmpty());
 }
 
-TEST_P(AlbumsTest, TakenIdIsRefusedAndNothingIsLost) {
+TEST_P(AlbumsTest, TakenIdGivesWayToTheNextOne) {
   Save(2, "trip");
-  EXPECT_EQ(PhotoShareInfoDBSave(Album(2, "other").get()), -1);
+  const auto other = Album(2, "other");
+  EXPECT_EQ(PhotoShareInfoDBSave(other.get()), 0);
+  EXPECT_EQ(other->shareId, 3);
   EXPECT_EQ(AlbumRow(2)["sharename"], "trip");
-  EXPECT_EQ(getShareIdBySharename("other"), -1);
-  EXPECT_EQ(SyslogCapture::Messages().size(), 2U);
-  Save(KAVOPhotoShareGetNewId(), "other");
-  EXPECT_EQ(getShareIdBySharename("other"), 3);
+  EXPECT_EQ(AlbumRow(3)["sharename"], "other");
+  EXPECT_EQ(AlbumRow(3)["ref_shareid"], "3");
+  // The failure of the first statement.
+  EXPECT_EQ(SyslogCapture::Messages().size(), 1U);
 }
 
 TEST_P(AlbumsTest, IdsByPath) {

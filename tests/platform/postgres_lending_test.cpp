@@ -135,6 +135,25 @@ TEST_F(PostgresBatchTest, FailedStatementsTakeBackThemselvesAlone) {
   EXPECT_EQ(Value(outside(), "SELECT sum(n) AS v FROM t"), "4");
 }
 
+TEST_F(PostgresBatchTest, SavepointsOfTheCallerHoldAmongFailures) {
+  BeginBatch();
+  const Connection handle = OpenPostgres();
+  Send(handle, "INSERT INTO t VALUES (1)");
+  Send(handle, "SAVEPOINT kept");
+  Send(handle, "INSERT INTO t VALUES (2)");
+  EXPECT_EQ(Execute(handle, "INSERT INTO t VALUES (1)"), -1);
+  Send(handle, "RELEASE kept");
+  Send(handle, "SAVEPOINT undone");
+  Send(handle, "INSERT INTO t VALUES (3)");
+  EXPECT_EQ(Execute(handle, "INSERT INTO t VALUES (2)"), -1);
+  Send(handle, "INSERT INTO t VALUES (4)");
+  Send(handle, "ROLLBACK TO undone; RELEASE undone");
+  EXPECT_EQ(Execute(handle, "RELEASE undone"), -1);
+  Send(handle, "INSERT INTO t VALUES (5)");
+  EXPECT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
+  EXPECT_EQ(Value(outside(), "SELECT string_agg(n::text, ' ' ORDER BY n) AS v FROM t"), "1 2 5");
+}
+
 TEST_F(PostgresBatchTest, RowsAndCountsAreThoseOfTheStatement) {
   BeginBatch();
   const Connection handle = OpenPostgres();

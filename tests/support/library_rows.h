@@ -33,7 +33,7 @@ class LibraryRowsTest : public ServiceTest {
 
   std::string IdOf(const std::string& path) const {
     std::string quoted;
-    for (const char c : path) quoted += c == '\'' ? "''" : std::string(1, c);
+    for (const char c : Key(path)) quoted += c == '\'' ? "''" : std::string(1, c);
     return Value("SELECT id FROM photo_image WHERE path = '" + quoted + "'");
   }
   std::string AlbumId(const std::string& name) const {
@@ -45,18 +45,18 @@ class LibraryRowsTest : public ServiceTest {
   void NamePerson(const std::string& path, const std::string& person) const {
     // Merged, the people of a row would be made those of the file at every save.
     Query("UPDATE photo_config SET config_value = 'off' WHERE config_key = 'ms_people_tag_merged'");
-    Query("INSERT OR IGNORE INTO photo_label (category, name) VALUES (0, '" + person + "')");
+    Query("INSERT INTO photo_label (category, name) VALUES (0, '" + person + "') ON CONFLICT DO NOTHING");
     Query(
         "INSERT INTO photo_image_label (image_id, label_id) SELECT P.id, L.id FROM photo_image P, "
         "photo_label "
         "L WHERE P.path = '" +
-        path + "' AND L.name = '" + person + "'");
+        Key(path) + "' AND L.name = '" + person + "'");
   }
   std::string PersonOn(const std::string& path) const {
     return Value(
         "SELECT L.name FROM photo_image P JOIN photo_image_label B ON B.image_id = P.id JOIN "
         "photo_label L ON L.id = B.label_id WHERE L.category = 0 AND P.path = '" +
-        path + "'");
+        Key(path) + "'");
   }
 };
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <json/reader.h>
+#include <libpq-fe.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <stdlib.h>
@@ -91,8 +92,25 @@ RunResult ServiceTest::Run(std::vector<std::string> arguments) {
   return Start(std::move(arguments))->Wait();
 }
 
+void ServiceTest::UseSharedTree() {
+  shared_ = true;
+  fs::create_directories(folder());
+  ForgetLibrary();
+}
+
+void ServiceTest::ForgetLibrary() {
+  if (!shared_) {
+    for (const char* suffix : {"", "-wal", "-shm"})
+      fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+    return;
+  }
+  QueryServer("DROP SCHEMA IF EXISTS public CASCADE; CREATE SCHEMA public");
+  const RunResult made = Run({"init", "--shared", folder()});
+  ASSERT_EQ(made.status, 0) << made.err;
+}
+
 Json::Value ServiceTest::Index(std::vector<std::string> more, int expected_status) {
-  std::vector<std::string> arguments{"index", folder(), "--json", "--quiet"};
+  std::vector<std::string> arguments{"index", shared_ ? "--shared" : folder().string(), "--json", "--quiet"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   const RunResult result = Run(arguments);
   EXPECT_EQ(result.status, expected_status) << result.out << result.err;
@@ -118,8 +136,28 @@ std::vector<DatabaseRow> QueryDatabase(const fs::path& file, const std::string& 
   return rows;
 }
 
+std::vector<DatabaseRow> QueryServer(const std::string& sql) {
+  const std::unique_ptr<PGconn, decltype(&PQfinish)> connection(
+      PQconnectdb("user=postgres dbname=photo connect_timeout=5"), &PQfinish);
+  PQsetNoticeProcessor(
+      connection.get(), [](void*, const char*) {}, nullptr);
+  const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(connection.get(), sql.c_str()), &PQclear);
+  const ExecStatusType status = PQresultStatus(result.get());
+  EXPECT_TRUE(status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK)
+      << sql << ": " << PQerrorMessage(connection.get());
+  std::vector<DatabaseRow> rows;
+  for (int row = 0; row < PQntuples(result.get()); ++row) {
+    DatabaseRow& values = rows.emplace_back();
+    for (int i = 0; i < PQnfields(result.get()); ++i) {
+      const bool null = PQgetisnull(result.get(), row, i) != 0;
+      values[PQfname(result.get(), i)] = null ? "NULL" : PQgetvalue(result.get(), row, i);
+    }
+  }
+  return rows;
+}
+
 std::vector<ServiceTest::Row> ServiceTest::Query(const std::string& sql) const {
-  return QueryDatabase(folder() / ".KAVOHGADB", sql);
+  return shared_ ? QueryServer(sql) : QueryDatabase(folder() / ".KAVOHGADB", sql);
 }
 
 std::string ServiceTest::Value(const std::string& sql) const {

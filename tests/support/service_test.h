@@ -47,6 +47,9 @@ using DatabaseRow = std::map<std::string, std::string>;
 // The rows of a statement on the SQLite database FILE, on a connection of the test's own.
 std::vector<DatabaseRow> QueryDatabase(const std::filesystem::path& file, const std::string& sql);
 
+// The rows of a statement on the database "photo" of the server that the environment names.
+std::vector<DatabaseRow> QueryServer(const std::string& sql);
+
 // The real program on a folder of its own, with a state folder of its own.
 class ServiceTest : public testing::Test {
  protected:
@@ -60,12 +63,21 @@ class ServiceTest : public testing::Test {
   // Runs use this from now on.
   void Environment(const std::string& name, const std::string& value) { environment_[name] = value; }
   void AsUser(uid_t user) { user_ = user; }
+  // Index and Query, and what builds on them, concern the shared tree of this folder from now on; the
+  // environment of libpq names its server. The database is made empty.
+  void UseSharedTree();
+  bool shared() const { return shared_; }
 
   std::unique_ptr<ProgramRun> Start(std::vector<std::string> arguments);
   // Every command gets the state folder, unless it is told another.
   RunResult Run(std::vector<std::string> arguments);
   // `index` on the folder, with --json; a result that is no strict JSON object fails the test.
   Json::Value Index(std::vector<std::string> more = {}, int expected_status = 0);
+
+  // What the database calls the file with this path below the folder.
+  std::string Key(const std::string& path) const { return shared_ ? File(path).string() : path; }
+  // The library with everything in it is gone, its files apart.
+  void ForgetLibrary();
 
   // Statements on the folder's database.
   std::vector<Row> Query(const std::string& sql) const;
@@ -76,6 +88,7 @@ class ServiceTest : public testing::Test {
   std::map<std::string, std::string> environment_;
   std::optional<uid_t> user_;
   int runs_ = 0;
+  bool shared_ = false;
 };
 
 // Strictly one JSON value and nothing else; a failure fails the test.

@@ -17,6 +17,8 @@ constexpr const char* kCommit = "COMMIT";
 constexpr const char* kRollback = "ROLLBACK";
 // The place to which a statement that fails is taken back, moved behind the ones before it.
 constexpr std::string_view kMoveSavepoint = "RELEASE SAVEPOINT batch; SAVEPOINT batch; ";
+constexpr std::string_view kRemoveSavepoint = "RELEASE SAVEPOINT batch; ";
+constexpr std::string_view kSetSavepoint = "; SAVEPOINT batch";
 constexpr const char* kBackToSavepoint = "ROLLBACK TO SAVEPOINT batch";
 
 constexpr const char* kRolledBack = "The batch was rolled back.";
@@ -31,6 +33,7 @@ struct Lent {
     ResultSet ignored;
     return connection->Execute(sql, Window{}, ignored, error);
   }
+  [[nodiscard]] std::string Guarded(const char* sql) const;
   [[nodiscard]] bool ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error);
 
   std::unique_ptr<PostgresConnection> connection;
@@ -39,6 +42,18 @@ struct Lent {
   // What the server runs outside transactions only waits for the commit.
   std::vector<std::string> afterwards;
 };
+
+bool IsAboutSavepoints(const char* sql) {
+  return BeginsWith(sql, "SAVEPOINT") || BeginsWith(sql, "RELEASE") || BeginsWith(sql, "ROLLBACK");
+}
+
+// SQL so that it can be taken back alone. A savepoint of the caller's own has to lie below the batch's, and
+// what ends it ends the batch's too.
+std::string Lent::Guarded(const char* sql) const {
+  if (BeginsWith(sql, "SAVEPOINT")) return std::string(kRemoveSavepoint) + sql + std::string(kSetSavepoint);
+  if (IsAboutSavepoints(sql)) return sql + std::string(kSetSavepoint);
+  return (savepoint_is_behind ? std::string(kMoveSavepoint) : "") + sql;
+}
 
 // A failed statement would spoil the whole transaction; taken back to the savepoint it spoils itself alone,
 // as on SQLite. After a conflict with others the whole batch has to begin anew.
@@ -51,9 +66,8 @@ bool Lent::ExecuteInBatch(const char* sql, Window window, ResultSet& result, std
     afterwards.emplace_back(sql);
     return true;
   }
-  const std::string text = (savepoint_is_behind ? std::string(kMoveSavepoint) : "") + sql;
-  if (connection->Execute(text.c_str(), window, result, error)) {
-    savepoint_is_behind = !IsLoneSelect(sql);
+  if (connection->Execute(Guarded(sql).c_str(), window, result, error)) {
+    savepoint_is_behind = !IsLoneSelect(sql) && !IsAboutSavepoints(sql);
     return true;
   }
   savepoint_is_behind = false;

@@ -1,0 +1,76 @@
+#include <CLI/CLI.hpp>
+#include <iterator>
+#include <memory>
+
+#include "commands/command.h"
+#include "commands/opened_library.h"
+#include "diagnosis.h"
+#include "display.h"
+
+namespace {
+
+constexpr int kSchemaVersion = 1;
+
+// The library asked for; with none asked for, the shared tree where there is one.
+Outcome<std::optional<Library>> Asked(const LibraryOptions& options) {
+  if (options.shared) {
+    auto tree = RequireSharedTree("");
+    if (!tree) return tree.failure();
+    return std::optional(std::move(*tree));
+  }
+  if (options.folder.empty()) return SharedTree();
+  auto library = FindLibrary(FolderPath(options.folder));
+  if (library) return library;
+  return Failure{ExitStatus::kConfiguration,
+                 Visible(options.folder) + ": lies in no library; run lumivault index on it"};
+}
+
+Json::Value FindingsJson(const Findings& findings) {
+  Json::Value json(Json::objectValue);
+  json["schema_version"] = kSchemaVersion;
+  json["healthy"] = findings.empty();
+  json["problems"] = Json::Value(Json::arrayValue);
+  for (const Finding& finding : findings) {
+    Json::Value& problem = json["problems"].append(Json::Value(Json::objectValue));
+    problem["subject"] = ValidUtf8(finding.subject);
+    problem["problem"] = ValidUtf8(finding.problem);
+    problem["remedy"] = ValidUtf8(finding.remedy);
+  }
+  return json;
+}
+
+std::string FindingsText(const Findings& findings) {
+  if (findings.empty()) return "all is well\n";
+  std::string text;
+  for (const Finding& finding : findings) {
+    text.append(finding.subject).append(": ").append(finding.problem).append("\n");
+    text.append("  ").append(finding.remedy).append("\n");
+  }
+  return text;
+}
+
+int Examine(const LibraryOptions& options) {
+  const auto root = StateRoot::Locate(options.root);
+  if (!root) return ReportFailure(root.failure());
+  Findings findings = ExamineInstallation(*root);
+  const auto library = Asked(options);
+  if (!library) {
+    const int status = ReportFailure(library.failure());
+    if (findings.empty()) return status;
+  }
+  if (library && *library) {
+    Findings more = ExamineLibrary(*root, **library);
+    findings.insert(findings.end(), std::make_move_iterator(more.begin()),
+                    std::make_move_iterator(more.end()));
+  }
+  const std::string text = options.json ? JsonLine(FindingsJson(findings)) + "\n" : FindingsText(findings);
+  return PrintResult(text, findings.empty() ? ExitStatus::kDone : findings.front().status);
+}
+
+}  // namespace
+
+Runner DefineDoctor(CLI::App& app) {
+  const auto options = AddLibraryOptions(app);
+  AddJsonOption(app, *options, "One JSON object");
+  return [options] { return Examine(*options); };
+}

@@ -1,0 +1,87 @@
+#include "database_schema.h"
+
+#include <map>
+#include <set>
+
+#include "library_tables.h"
+#include "schema_sql.h"
+
+namespace {
+
+// The definitions between the parentheses of a CREATE TABLE, without comments.
+std::string TableBody(std::string_view script, std::string_view table) {
+  const std::string head = std::string("CREATE TABLE IF NOT EXISTS ").append(table).append(" (");
+  const std::size_t at = script.find(head);
+  if (at == std::string_view::npos) return "";
+  std::string body;
+  int depth = 1;
+  for (script.remove_prefix(at + head.size()); !script.empty(); script.remove_prefix(1)) {
+    if (script.starts_with("--")) script.remove_prefix(std::min(script.find('\n'), script.size() - 1));
+    depth += script.front() == '(' ? 1 : 0;
+    depth -= script.front() == ')' ? 1 : 0;
+    if (depth == 0) break;
+    body += script.front();
+  }
+  return body;
+}
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr const char* kBlanks = " \t\r\n";
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+// The definitions of BODY, which commas outside parentheses separate.
+std::vector<std::string> Definitions(std::string_view body) {
+  std::vector<std::string> definitions(1);
+  int depth = 0;
+  for (const char c : body) {
+    depth += c == '(' ? 1 : 0;
+    depth -= c == ')' ? 1 : 0;
+    if (c == ',' && depth == 0) {
+      definitions.emplace_back();
+    } else {
+      definitions.back() += c;
+    }
+  }
+  return definitions;
+}
+
+}  // namespace
+
+Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database) {
+  const char* sql = database.on_server() ? kColumnsOfPostgres : kColumnsOfSqlite;
+  const auto rows = database.Query({"table_name", "column_name"}, sql);
+  if (!rows) return Unreadable(database);
+  std::map<std::string, std::set<std::string>> present;
+  for (const DatabaseReader::Row& row : *rows) present[row[0].value_or("")].insert(row[1].value_or(""));
+  std::vector<SchemaGap> gaps;
+  for (const LibraryTable& table : LibraryTables()) {
+    const auto columns = present.find(table.name);
+    if (columns == present.end()) {
+      gaps.push_back({table.name, ""});
+      continue;
+    }
+    for (const Column& column : table.columns) {
+      if (!columns->second.contains(column.name)) gaps.push_back({table.name, column.name});
+    }
+  }
+  return gaps;
+}
+
+std::optional<std::string> ColumnDefinition(std::string_view script, std::string_view table,
+                                            std::string_view column) {
+  for (const std::string& definition : Definitions(TableBody(script, table))) {
+    const std::string_view text = Trimmed(definition);
+    if (text.substr(0, text.find(' ')) == column) return std::string(text);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> AddColumnStatement(const DatabaseReader& database, std::string_view script,
+                                              const SchemaGap& gap) {
+  const auto definition = ColumnDefinition(script, gap.table, gap.column);
+  if (gap.column.empty() || !definition) return std::nullopt;
+  return database.Escaped(kAddColumnSql, gap.table, *definition);
+}

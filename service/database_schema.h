@@ -1,0 +1,29 @@
+// Whether a library's database has the tables and columns of today, and how it gets them.
+#ifndef SERVICE_DATABASE_SCHEMA_H_
+#define SERVICE_DATABASE_SCHEMA_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database_reader.h"
+#include "outcome.h"
+
+struct SchemaGap {
+  std::string table;
+  std::string column;  // "" where the whole table is missing
+};
+
+// What DATABASE lacks. Empty: it is complete.
+Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database);
+
+// How the schema SCRIPT defines a column ("lat DOUBLE PRECISION"); nothing when it does not.
+std::optional<std::string> ColumnDefinition(std::string_view script, std::string_view table,
+                                            std::string_view column);
+
+// The statement that adds the missing column of GAP to DATABASE; nothing for a table.
+std::optional<std::string> AddColumnStatement(const DatabaseReader& database, std::string_view script,
+                                              const SchemaGap& gap);
+
+#endif  // SERVICE_DATABASE_SCHEMA_H_

@@ -1,0 +1,196 @@
+#include "diagnosis.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "atomic_file.h"
+#include "base/fixed_path.h"
+#include "database_reader.h"
+#include "database_schema.h"
+#include "display.h"
+#include "error_text.h"
+#include "installation.h"
+#include "platform/files.h"
+#include "schema_sql.h"
+#include "shared_tree.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kPersonalScript = "pphoto.sql";
+constexpr const char* kPersonalSetting = "runpersonallumivault";
+constexpr const char* kMaintenanceDatabase = "postgres";
+constexpr const char* kRunMakesIt = "run: lumivault index, or lumivault init --shared; both make it";
+constexpr const char* kGone = "No such file or directory";
+
+void Add(Findings& findings, std::string subject, std::string problem, std::string remedy,
+         ExitStatus status = ExitStatus::kConfiguration) {
+  findings.push_back({std::move(subject), std::move(problem), std::move(remedy), status});
+}
+
+bool Missing(const std::string& path) {
+  return access(path.c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
+std::string InitCommand(const Library& tree) {
+  return "run: lumivault init --shared " + Visible(tree.folder);
+}
+
+// --- The installation.
+
+void ExamineSettings(const StateRoot& root, Findings& findings) {
+  const std::string settings = root.Place(kPackageSettings);
+  if (Missing(settings)) return Add(findings, settings, kGone, kRunMakesIt);
+  if (access(settings.c_str(), R_OK) != 0)
+    return Add(findings, settings, ErrorText(errno), "make it readable for this user");
+  if (RLIBCFileCheckKeyValue(settings.c_str(), kPersonalSetting, "yes", 0) == 0) {
+    Add(findings, settings, std::string(kPersonalSetting) + " is not \"yes\", so personal libraries are off",
+        std::string("set ") + kPersonalSetting + "=\"yes\" in it");
+  }
+}
+
+void ExamineTools(const StateRoot& root, Findings& findings) {
+  if (access(root.Place(kSqliteTool).c_str(), X_OK) != 0) {
+    Add(findings, root.Place(kSqliteTool), "cannot be run: " + ErrorText(errno),
+        "install the package sqlite3; the next lumivault index finds it");
+  }
+  if (const auto plugin = PluginPath(); !plugin) {
+    Add(findings, "libphotoindex.so", plugin.failure().message, "set LUMIVAULT_PLUGIN to its path");
+  } else if (access(plugin->c_str(), R_OK) != 0) {
+    Add(findings, *plugin, ErrorText(errno), "set LUMIVAULT_PLUGIN to the path of libphotoindex.so");
+  }
+}
+
+// --- Databases.
+
+void ExamineSchema(DatabaseReader& database, const std::string& subject, const std::string& script,
+                   const std::string& remedy, Findings& findings) {
+  const auto gaps = FindSchemaGaps(database);
+  if (!gaps) return Add(findings, subject, gaps.failure().message, remedy, ExitStatus::kDatabase);
+  for (const SchemaGap& gap : *gaps) {
+    if (gap.column.empty()) {
+      Add(findings, subject, "the table " + gap.table + " is missing", remedy, ExitStatus::kDatabase);
+      continue;
+    }
+    const auto sql = AddColumnStatement(database, script, gap);
+    const bool by_hand = !database.on_server() && sql;
+    Add(findings, subject, "too old: the column " + gap.table + "." + gap.column + " is missing",
+        by_hand ? "run in it: " + *sql : remedy, ExitStatus::kDatabase);
+  }
+}
+
+void ExamineServer(DatabaseReader& database, const std::string& subject, Findings& findings) {
+  const auto facts = database.Query({"encoding", "read_only"}, kServerFactsSql);
+  if (!facts || facts->empty()) {
+    return Add(findings, subject, database.error(), "see the server's log", ExitStatus::kDatabase);
+  }
+  if (facts->front()[0] != "UTF8") {
+    Add(findings, subject, "its encoding is " + facts->front()[0].value_or("unknown") + ", not UTF8",
+        "make it anew with ENCODING 'UTF8' and load its rows from a dump", ExitStatus::kDatabase);
+  }
+  if (facts->front()[1] == "on") {
+    Add(findings, subject, "the server only reads, as a standby does",
+        "name the primary server (PGHOST), or several with target_session_attrs=read-write",
+        ExitStatus::kDatabase);
+  }
+}
+
+void ExamineSharedDatabase(const Library& tree, Findings& findings) {
+  const std::string subject = "database " + tree.database();
+  DatabaseReader database = DatabaseReader::Of(tree);
+  if (!database) {
+    if (DatabaseReader::OnServer(kMaintenanceDatabase))
+      return Add(findings, subject, database.error(), InitCommand(tree), ExitStatus::kDatabase);
+    return Add(findings, "PostgreSQL server", database.error(),
+               "start it, or name another one in PGHOST, PGPORT or PGSERVICE", ExitStatus::kDatabase);
+  }
+  ExamineServer(database, subject, findings);
+  const auto script = SharedSchema();
+  if (!script) return Add(findings, "photo.sql", script.failure().message, "install Lumivault again");
+  ExamineSchema(database, subject, *script, InitCommand(tree), findings);
+}
+
+void ExamineFile(DatabaseReader& database, const std::string& file, Findings& findings) {
+  const std::string remedy = "keep a copy of it, delete it and run: lumivault index " +
+                             Visible(fs::path(file).parent_path().string()) +
+                             "; people and comments given by hand are in the copy alone";
+  const auto damage = database.Query({"quick_check"}, kQuickCheckSql);
+  if (!damage) return Add(findings, file, "damaged: " + database.error(), remedy, ExitStatus::kDatabase);
+  if (damage->empty() || damage->front()[0] == "ok") return;
+  Add(findings, file, "damaged: " + Visible(damage->front()[0].value_or("")), remedy, ExitStatus::kDatabase);
+}
+
+void ExaminePersonalDatabase(const Library& library, Findings& findings) {
+  const std::string file = library.database();
+  const std::string index = "run: lumivault index " + Visible(library.folder);
+  if (Missing(file)) return Add(findings, Visible(file), kGone, index, ExitStatus::kDatabase);
+  DatabaseReader database = DatabaseReader::ForReading(library);
+  if (!database) {
+    return Add(findings, Visible(file), database.error(), "make it a regular file that this user may read",
+               ExitStatus::kDatabase);
+  }
+  const std::size_t before = findings.size();
+  ExamineFile(database, Visible(file), findings);
+  if (findings.size() > before) return;
+  const auto path = SchemaPath(kPersonalScript);
+  ExamineSchema(database, Visible(file), path ? ReadWholeFile(*path).value_or("") : "", index, findings);
+}
+
+// --- Folders.
+
+void ExamineFolder(const Library& library, Findings& findings) {
+  const std::string folder = Visible(library.folder);
+  if (RLIBCFileCheckDir(library.folder.c_str()) != 1) {
+    const std::string problem = Missing(library.folder) ? kGone : "not a folder, or out of reach";
+    return Add(findings, folder, problem,
+               library.shared() ? "mount or make it, or remove the link var/services/photo in the state "
+                                  "folder and choose another with lumivault init --shared"
+                                : "mount or make it");
+  }
+  if (access(library.folder.c_str(), R_OK | X_OK) != 0)
+    return Add(findings, folder, "cannot be read: " + ErrorText(errno), "let this user read and enter it");
+  if (!library.shared() && access(library.folder.c_str(), W_OK) != 0) {
+    Add(findings, folder, "cannot be written, and the database is in it: " + ErrorText(errno),
+        "let this user write to it");
+  }
+}
+
+void ExaminePersonalSwitch(const StateRoot& root, const Library& library, Findings& findings) {
+  const std::string file = root.Place("/usr/kavo/etc/preference/" + library.user + "/kavoinfo.conf");
+  if (RLIBCFileCheckKeyValue(file.c_str(), kPersonalSetting, "yes", 0) != 0) return;
+  Add(findings, file, std::string(kPersonalSetting) + " is not \"yes\"",
+      "run: lumivault index " + Visible(library.folder));
+}
+
+}  // namespace
+
+Findings ExamineInstallation(const StateRoot& root) {
+  Findings findings;
+  if (Missing(root.path())) {
+    Add(findings, Visible(root.path()), "the state folder is not there", kRunMakesIt);
+    return findings;
+  }
+  if (access(root.path().c_str(), R_OK | W_OK | X_OK) != 0)
+    Add(findings, Visible(root.path()), "the state folder: " + ErrorText(errno), "make it this user's own");
+  const std::string marker = root.Place(kPackageMarker);
+  if (access(marker.c_str(), F_OK) != 0)
+    Add(findings, marker, "the package marker: " + ErrorText(errno), kRunMakesIt);
+  ExamineSettings(root, findings);
+  ExamineTools(root, findings);
+  return findings;
+}
+
+Findings ExamineLibrary(const StateRoot& root, const Library& library) {
+  Findings findings;
+  ExamineFolder(library, findings);
+  if (library.shared()) {
+    ExamineSharedDatabase(library, findings);
+  } else {
+    ExaminePersonalSwitch(root, library, findings);
+    ExaminePersonalDatabase(library, findings);
+  }
+  return findings;
+}

@@ -1,0 +1,105 @@
+#include "shared_tree.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "atomic_file.h"
+#include "base/fixed_path.h"
+#include "base/shared_database.h"
+#include "database_reader.h"
+#include "database_schema.h"
+#include "display.h"
+#include "error_text.h"
+#include "installation.h"
+#include "library.h"
+#include "queries_sql.h"
+#include "schema_sql.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kServices = "/var/services";
+constexpr const char* kSharedScript = "photo.sql";
+// Every server has it; whoever wants to make a database is connected to it.
+constexpr const char* kMaintenanceDatabase = "postgres";
+
+Failure OfDatabase(const std::string& why) {
+  return {ExitStatus::kDatabase, std::string("the database ") + kSharedDatabase + ": " + why};
+}
+
+Outcome<Done> MakeLink(const StateRoot& root, const std::string& folder) {
+  const std::string link = root.Place(kSharedPhotoLink);
+  if (auto made = root.MakeFolder(kServices); !made) return made;
+  if (symlink(folder.c_str(), link.c_str()) == 0) return Done{};
+  const int error = errno;
+  std::error_code unreadable;
+  const std::string target = fs::read_symlink(link, unreadable).string();
+  if (target == folder) return Done{};
+  const std::string why =
+      target.empty() ? ErrorText(error)
+                     : "leads to " + Visible(target) + "; to choose another folder, remove this link first";
+  return Failure{ExitStatus::kConfiguration, Visible(link) + ": " + why};
+}
+
+// Makes the database on a server that has none of that name.
+Outcome<Done> MakeDatabase() {
+  if (DatabaseReader::OnServer(kSharedDatabase)) return Done{};
+  DatabaseReader server = DatabaseReader::OnServer(kMaintenanceDatabase);
+  if (!server) return Failure{ExitStatus::kDatabase, "the PostgreSQL server: " + server.error()};
+  if (server.Run(kMakeSharedDatabaseSql)) return Done{};
+  // Somebody else may just have made it.
+  if (DatabaseReader::OnServer(kSharedDatabase)) return Done{};
+  return OfDatabase(server.error());
+}
+
+// Columns that came later; the script makes what is missing as a whole.
+Outcome<Done> AddColumns(DatabaseReader& database, const std::string& script) {
+  const auto gaps = FindSchemaGaps(database);
+  if (!gaps) return gaps.failure();
+  for (const SchemaGap& gap : *gaps) {
+    const auto sql = AddColumnStatement(database, script, gap);
+    if (sql && !database.Run(sql->c_str())) return OfDatabase(database.error());
+  }
+  return Done{};
+}
+
+Outcome<Done> PrepareDatabase() {
+  const auto script = SharedSchema();
+  if (!script) return script.failure();
+  if (auto made = MakeDatabase(); !made) return made;
+  DatabaseReader database = DatabaseReader::OnServer(kSharedDatabase);
+  if (!database) return OfDatabase(database.error());
+  if (auto added = AddColumns(database, *script); !added) return added;
+  if (!database.Run(script->c_str()) || !database.Run(kMergePeopleByDefaultSql))
+    return OfDatabase(database.error());
+  return Done{};
+}
+
+}  // namespace
+
+Outcome<std::string> SharedSchema() {
+  const auto path = SchemaPath(kSharedScript);
+  if (!path) return path.failure();
+  const auto script = ReadWholeFile(*path);
+  if (!script) return Failure{ExitStatus::kConfiguration, *path + ": " + ErrorText(errno)};
+  return *script;
+}
+
+std::vector<Failure> SetUpSharedTree(const StateRoot& root, const std::string& folder) {
+  std::vector<Failure> failures;
+  const auto note = [&failures](const Outcome<Done>& outcome) {
+    if (!outcome) failures.push_back(outcome.failure());
+    return static_cast<bool>(outcome);
+  };
+  const auto tree = NameSharedTree(folder);
+  if (!tree) {
+    failures.push_back(tree.failure());
+  } else if (note(ClearOfLibraries(root, *tree)) && note(MakeLink(root, tree->folder))) {
+    note(root.MakeFolder("/libraries/" + tree->user));
+  }
+  note(PrepareDatabase());
+  return failures;
+}

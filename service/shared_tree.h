@@ -1,0 +1,18 @@
+// Sets up the shared tree of a state folder: the link to its folder, and its database.
+#ifndef SERVICE_SHARED_TREE_H_
+#define SERVICE_SHARED_TREE_H_
+
+#include <string>
+#include <vector>
+
+#include "outcome.h"
+#include "state_root.h"
+
+// Makes FOLDER the shared tree of ROOT, which is prepared. Safe to repeat: what is there stays. Each thing
+// that fails is told by itself and does not keep the others from being done; empty: all is well.
+std::vector<Failure> SetUpSharedTree(const StateRoot& root, const std::string& folder);
+
+// The text of the schema script of the shared database.
+Outcome<std::string> SharedSchema();
+
+#endif  // SERVICE_SHARED_TREE_H_

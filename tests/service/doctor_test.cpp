@@ -1,0 +1,186 @@
+// What `doctor` finds, one situation each, and that its remedy helps where it is a command.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "support/media_maker.h"
+#include "support/shared_tree_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* kAllIsWell = "all is well\n";
+
+class DoctorTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    MakeJpeg(File("a.jpg"), 8, 8);
+    Index();
+  }
+  RunResult Doctor() { return Run({"doctor", folder()}); }
+  fs::path Database() const { return folder() / ".KAVOHGADB"; }
+};
+
+TEST_F(DoctorTest, FindsNothingWhereAllIsWell) {
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, kAllIsWell);
+  const Json::Value json = StrictJson(Run({"doctor", folder(), "--json"}).out);
+  EXPECT_TRUE(json["healthy"].asBool());
+  EXPECT_EQ(json["problems"].size(), 0U);
+}
+
+TEST_F(DoctorTest, ChangesNothing) {
+  fs::remove_all(state());
+  const RunResult result = Run({"doctor"});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.out, state().string() +
+                            ": the state folder is not there\n  run: lumivault index, or lumivault init "
+                            "--shared; both make it\n");
+  EXPECT_FALSE(fs::exists(state()));
+}
+
+TEST_F(DoctorTest, AMissingMarkerAndSetting) {
+  fs::remove(state() / "var/packages/Lumivault/enabled");
+  WriteFile(state() / "var/packages/Lumivault/etc/settings.conf", "runpersonallumivault=\"no\"\n");
+  const Json::Value json = StrictJson(Run({"doctor", folder(), "--json"}).out);
+  EXPECT_FALSE(json["healthy"].asBool());
+  ASSERT_EQ(json["problems"].size(), 2U);
+  EXPECT_EQ(json["problems"][0]["problem"].asString(), "the package marker: No such file or directory");
+  EXPECT_EQ(json["problems"][1]["problem"].asString(),
+            "runpersonallumivault is not \"yes\", so personal libraries are off");
+}
+
+TEST_F(DoctorTest, AMissingTool) {
+  fs::remove(state() / "usr/kavo/bin/sqlite3");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 4);
+  EXPECT_THAT(result.out,
+              HasSubstr("usr/kavo/bin/sqlite3: cannot be run: No such file or directory\n  install "
+                        "the package sqlite3"));
+}
+
+TEST_F(DoctorTest, AMissingPlugIn) {
+  Environment("LUMIVAULT_PLUGIN", "/nowhere/plugin.so");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.out,
+            "/nowhere/plugin.so: No such file or directory\n  set LUMIVAULT_PLUGIN to the path of "
+            "libphotoindex.so\n");
+}
+
+TEST_F(DoctorTest, AFolderThatIsNoLibrary) {
+  const RunResult result = Run({"doctor", scratch()});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.err,
+            "lumivault: " + scratch().string() + ": lies in no library; run lumivault index on it\n");
+}
+
+TEST_F(DoctorTest, ADatabaseThatIsGone) {
+  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(Database().string() + suffix);
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.out, Database().string() + ": No such file or directory\n  run: lumivault index " +
+                            folder().string() + "\n");
+  Index();
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+}
+
+TEST_F(DoctorTest, ADamagedDatabase) {
+  QueryDatabase(Database(), "PRAGMA wal_checkpoint(TRUNCATE)");
+  const auto size = fs::file_size(Database());
+  std::fstream file(Database(), std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(4096);
+  for (std::size_t i = 4096; i < size; ++i) file.put('\x5a');
+  file.close();
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.out, StartsWith(Database().string() + ": damaged: "));
+}
+
+TEST_F(DoctorTest, AnOldSchema) {
+  Query("ALTER TABLE video DROP COLUMN lng");
+  Query("DROP TABLE photo_video_label");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.out, HasSubstr("the table photo_video_label is missing\n  run: lumivault index "));
+  EXPECT_THAT(result.out,
+              HasSubstr("too old: the column video.lng is missing\n  run in it: ALTER TABLE video "
+                        "ADD COLUMN lng "));
+}
+
+TEST_F(DoctorTest, AFolderThatCannotBeWritten) {
+  constexpr uid_t kNobody = 65534;
+  if (getuid() != 0) GTEST_SKIP() << "only root may act as somebody else";
+  fs::permissions(scratch(), fs::perms::all);
+  for (const auto& entry : fs::recursive_directory_iterator(state())) {
+    if (!entry.is_symlink()) fs::permissions(entry.path(), fs::perms::all);
+  }
+  fs::permissions(state(), fs::perms::all);
+  fs::permissions(folder(), fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+  AsUser(kNobody);
+  EXPECT_THAT(Doctor().out,
+              HasSubstr(folder().string() + ": cannot be written, and the database is in it: "
+                                            "Permission denied\n  let this user write to it\n"));
+}
+
+class SharedDoctorTest : public SharedTreeTest {
+ protected:
+  RunResult Doctor() { return Run({"doctor", "--shared"}); }
+};
+
+TEST_F(SharedDoctorTest, FindsNothingWhereAllIsWell) {
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+  EXPECT_EQ(Run({"doctor"}).out, kAllIsWell);
+  EXPECT_EQ(Doctor().status, 0);
+}
+
+TEST_F(SharedDoctorTest, AServerThatIsAway) {
+  Environment("PGHOST", "/nowhere");
+  const RunResult result = Run({"doctor"});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.out, StartsWith("PostgreSQL server: "));
+  EXPECT_THAT(result.out, HasSubstr("\n  start it, or name another one in PGHOST, PGPORT or PGSERVICE\n"));
+}
+
+TEST_F(SharedDoctorTest, ADatabaseThatIsAbsent) {
+  ASSERT_EQ(std::system("dropdb -U postgres photo"), 0);
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.out, HasSubstr("database \"photo\" does not exist\n  run: lumivault init --shared " +
+                                    folder().string() + "\n"));
+  EXPECT_EQ(Run({"init", "--shared", folder()}).status, 0);
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+}
+
+TEST_F(SharedDoctorTest, TablesAndColumnsThatAreMissing) {
+  Query("DROP TABLE photo_video_label; ALTER TABLE photo_image DROP COLUMN lens_v2");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  const std::string remedy = "\n  run: lumivault init --shared " + folder().string() + "\n";
+  EXPECT_EQ(result.out, "database photo: too old: the column photo_image.lens_v2 is missing" + remedy +
+                            "database photo: the table photo_video_label is missing" + remedy);
+}
+
+TEST_F(SharedDoctorTest, AServerThatOnlyReads) {
+  Query("ALTER DATABASE photo SET default_transaction_read_only = on");
+  const RunResult result = Doctor();
+  Query("BEGIN READ WRITE; ALTER DATABASE photo RESET default_transaction_read_only; COMMIT");
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.out, HasSubstr("database photo: the server only reads, as a standby does\n"));
+}
+
+TEST_F(SharedDoctorTest, ALinkThatLeadsNowhere) {
+  fs::remove_all(folder());
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 4);
+  EXPECT_THAT(result.out,
+              StartsWith(folder().string() + ": No such file or directory\n  mount or make it, or "));
+}
+
+}  // namespace
