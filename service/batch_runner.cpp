@@ -325,8 +325,8 @@ bool BatchRunner::DatabaseFailed() {
 void BatchRunner::GiveUp(const char* why) {
   const char* known = KAVODBLentFailureGet();
   failure_ =
-      Failure{ExitStatus::kDatabase, Visible(Library{library_, ""}.database()) + ": " +
-                                         (known != nullptr ? known : why) + "; what was done before is kept"};
+      Failure{ExitStatus::kDatabase, Visible(library_.database()) + ": " + (known != nullptr ? known : why) +
+                                         "; what was done before is kept"};
 }
 
 void BatchRunner::Announce(std::size_t index) {

@@ -155,7 +155,7 @@ bool Supervisor::AcceptReady(Slot& slot, std::string_view content) {
   } else if (database != database_) {
     // The others still write what is no longer the library's.
     failure_ =
-        Failure{ExitStatus::kDatabase, Visible(Library{options_.library, ""}.database()) +
+        Failure{ExitStatus::kDatabase, Visible(options_.library.database()) +
                                            ": it was removed or replaced; what was done before is kept"};
     StopWorkers();
   }

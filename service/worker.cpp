@@ -87,5 +87,5 @@ int RunWorker(const WorkerOptions& options) {
   auto session = LibrarySession::Open(*plugin, log, options.library);
   if (!session) return Refuse(channel, session.failure());
   BatchRunner runner(*plugin, options.library, log, channel, turn);
-  return Serve(channel, runner, Library{options.library, ""}.database());
+  return Serve(channel, runner, options.library.database());
 }
