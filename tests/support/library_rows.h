@@ -31,10 +31,14 @@ class LibraryRowsTest : public ServiceTest {
     return rows;
   }
 
-  std::string IdOf(const std::string& path) const {
+  // The key of the file at PATH as a literal.
+  std::string KeyLiteral(const std::string& path) const {
     std::string quoted;
     for (const char c : Key(path)) quoted += c == '\'' ? "''" : std::string(1, c);
-    return Value("SELECT id FROM photo_image WHERE path = '" + quoted + "'");
+    return "'" + quoted + "'";
+  }
+  std::string IdOf(const std::string& path) const {
+    return Value("SELECT id FROM photo_image WHERE path = " + KeyLiteral(path));
   }
   std::string AlbumId(const std::string& name) const {
     return Value("SELECT shareid FROM photo_share WHERE sharename = '" + name + "'");
@@ -49,14 +53,14 @@ class LibraryRowsTest : public ServiceTest {
     Query(
         "INSERT INTO photo_image_label (image_id, label_id) SELECT P.id, L.id FROM photo_image P, "
         "photo_label "
-        "L WHERE P.path = '" +
-        Key(path) + "' AND L.name = '" + person + "'");
+        "L WHERE P.path = " +
+        KeyLiteral(path) + " AND L.name = '" + person + "'");
   }
   std::string PersonOn(const std::string& path) const {
     return Value(
         "SELECT L.name FROM photo_image P JOIN photo_image_label B ON B.image_id = P.id JOIN "
-        "photo_label L ON L.id = B.label_id WHERE L.category = 0 AND P.path = '" +
-        Key(path) + "'");
+        "photo_label L ON L.id = B.label_id WHERE L.category = 0 AND P.path = " +
+        KeyLiteral(path));
   }
 };
 
