@@ -1,5 +1,6 @@
 #include "stop_signals.h"
 
+#include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -13,6 +14,11 @@ StopSignals::StopSignals() {
 
 StopSignals::~StopSignals() {
   sigprocmask(SIG_SETMASK, &previous_, nullptr);
+}
+
+bool StopSignals::Pending() const {
+  pollfd events{events_.get(), POLLIN, 0};
+  return poll(&events, 1, 0) > 0;
 }
 
 int StopSignals::Take() {

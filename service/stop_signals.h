@@ -18,6 +18,8 @@ class StopSignals {
   int descriptor() const { return events_.get(); }
   // The number of the next one, 0 when there is none.
   int Take();
+  // One has arrived and was not taken. It reaches the process when the object goes.
+  bool Pending() const;
 
  private:
   sigset_t previous_{};

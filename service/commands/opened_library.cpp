@@ -23,9 +23,10 @@ Failure NoDatabase(const Library& library, const DatabaseReader& database) {
 }
 
 Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string& path) {
+  auto signals = library.shared() ? nullptr : std::make_unique<StopSignals>();
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) return NoDatabase(library, database);
-  return OpenedLibrary{library, path, std::move(database)};
+  return OpenedLibrary{std::move(signals), library, path, std::move(database)};
 }
 
 }  // namespace

@@ -8,16 +8,22 @@
 #include "database_reader.h"
 #include "library.h"
 #include "outcome.h"
+#include "stop_signals.h"
 
 namespace CLI {
 class App;
 }
 
 struct OpenedLibrary {
+  // Held back until a library's database is closed, so that nothing of it stays in the folder; then they end
+  // the process as ever.
+  std::unique_ptr<StopSignals> signals;
   Library library;
   std::string path;  // what was asked for, absolute
   DatabaseReader database;
 
+  // A signal waits for the end of the reading.
+  bool Stopped() const { return signals && signals->Pending(); }
   // PATH below the library, "" for the library itself.
   std::string key() const {
     const std::size_t folder = library.folder.size();

@@ -28,10 +28,12 @@ enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 // of transactions.
 KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char* password,
                                           const char* database);
-// Opens the SQLite file DATABASE for reading: nothing is made or changed, and neither the file nor its folder
-// need be writable. Null on failure. Where other connections have left or are writing a log beside the file
-// it is read through it as usual. Else the file is read as it stands, and a statement fails when the file was
-// written since it was opened, so that all answers are of one moment.
+// Opens the SQLite file DATABASE for reading; null on failure. What a transaction reads is of one moment,
+// whatever others write meanwhile. Where file and folder are writable, the files that SQLite needs for that
+// lie beside the database until the last connection is closed, which also takes in what a process that died
+// has left there. Where they are not, nothing is made, and the file is read through the log that others keep
+// beside it; without one it is read as it stands, and a statement fails when the file was written since it
+// was opened.
 KAVO_API KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database);
 // Why the last KAVODBConnect or KAVODBConnectReadOnly of this thread gave null, in one line; empty when it
 // did not.

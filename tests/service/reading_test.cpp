@@ -1,8 +1,13 @@
 // What commands that only read do where nothing can be written, and that they write nothing where it could
 // be.
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdio>
+#include <set>
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
@@ -36,6 +41,11 @@ class ReadingTest : public ServiceTest {
       EXPECT_EQ(result.status, 0) << arguments.front() << ": " << result.err;
       EXPECT_NE(result.out.find(expected), std::string::npos) << arguments.front() << ": " << result.out;
     }
+  }
+  std::set<std::string> Names() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder())) names.insert(entry.path().filename());
+    return names;
   }
   // Everything in the folder, with the times of its last change.
   std::map<std::string, std::string> Snapshot() const {
@@ -83,6 +93,46 @@ TEST_F(ReadingTest, WhatIsOnlyInTheLogIsRead) {
   const RunResult result = Run({"show", copy / "a.jpg"});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_NE(result.out.find("title: in the log"), std::string::npos) << result.out;
+}
+
+// The export waits for its reader in the middle, as it would for a slow disk.
+TEST_F(ReadingTest, AnExportSeesOneMomentThoughARunBeginsMeanwhile) {
+  Query(
+      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
+      "INSERT INTO photo_image (path, name, title) SELECT 'x' || (i + 10000), 'x', hex(zeroblob(100)) FROM "
+      "n");
+  const std::string command = std::string(LUMIVAULT_PROGRAM) + " export --root='" + state().string() + "' '" +
+                              folder().string() + "'";
+  FILE* pipe = popen(command.c_str(), "r");
+  ASSERT_NE(pipe, nullptr);
+  std::string exported(1, static_cast<char>(fgetc(pipe)));
+  Query("UPDATE photo_image SET title = 'later' WHERE name = 'x'");
+  MakeJpeg(File("zz.jpg"), 8, 8);
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  for (int c = fgetc(pipe); c != EOF; c = fgetc(pipe)) exported += static_cast<char>(c);
+  EXPECT_EQ(pclose(pipe), 0);
+  EXPECT_NE(exported.find("\"path\":\"x13000\""), std::string::npos);
+  EXPECT_EQ(exported.find("later"), std::string::npos);
+  EXPECT_EQ(exported.find("zz.jpg"), std::string::npos);
+  EXPECT_EQ(Names(), (std::set<std::string>{".KAVOHGADB", "a.jpg", "sub", "zz.jpg"}));
+}
+
+// How a shell command that the export is part of ends, and that nothing is left beside the database.
+TEST_F(ReadingTest, AnExportThatIsCutShortLeavesNothingBehind) {
+  Query(
+      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
+      "INSERT INTO photo_image (path, name, title) SELECT 'x' || i, 'x', hex(zeroblob(100)) FROM n");
+  const std::set<std::string> at_rest = Names();
+  const std::string exporting = std::string(LUMIVAULT_PROGRAM) + " export --root='" + state().string() +
+                                "' '" + folder().string() + "'";
+  const std::string reader_that_stops =
+      "bash -o pipefail -c \"trap - PIPE; " + exporting + " 2>&1 | head -c 10 >/dev/null\"";
+  EXPECT_NE(std::system(reader_that_stops.c_str()), 0);
+  EXPECT_EQ(Names(), at_rest);
+  const std::string stopped =
+      "bash -c \"" + exporting + " > >(sleep 1; cat >/dev/null) & sleep 0.3; kill -TERM \\$!; wait \\$!\"";
+  EXPECT_EQ(WEXITSTATUS(std::system(stopped.c_str())), 128 + SIGTERM);
+  EXPECT_EQ(Names(), at_rest);
 }
 
 TEST_F(ReadingTest, ADatabaseThatMayNotBeReadIsOneLineAndStatusFive) {

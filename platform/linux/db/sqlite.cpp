@@ -1,8 +1,10 @@
 #include "db/sqlite.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <new>
@@ -137,17 +139,11 @@ std::string UnlockedName(const std::string& file) {
   return name + "?immutable=1";
 }
 
-int FlagsFor(SqliteFile kind) {
-  constexpr int kAlways = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
-  switch (kind) {
-    case SqliteFile::kReadOnly:
-      return kAlways | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
-    case SqliteFile::kMayBeMade:
-      return kAlways | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-    case SqliteFile::kMustExist:
-      break;
-  }
-  return kAlways | SQLITE_OPEN_READWRITE;
+// What SQLite keeps beside FILE while it is open can be made and taken away again.
+bool TakesSideFiles(const std::string& file) {
+  const std::string folder = file.substr(0, file.rfind('/') + 1);
+  return faccessat(AT_FDCWD, file.c_str(), R_OK | W_OK, AT_EACCESS) == 0 &&
+         faccessat(AT_FDCWD, folder.empty() ? "." : folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 // Whether CODE speaks of the file as a whole and not of one statement.
@@ -183,8 +179,8 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
   sqlite3_close_v2(database);
 }
 
-SqliteConnection::SqliteConnection(Database database, std::optional<UnchangedFile> unlocked)
-    : watch_(std::make_unique<Watch>()), database_(std::move(database)), unlocked_(std::move(unlocked)) {
+SqliteConnection::SqliteConnection(Database database)
+    : watch_(std::make_unique<Watch>()), database_(std::move(database)) {
   sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
 }
 
@@ -194,25 +190,45 @@ std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, Sqlit
                                                          std::string& error) {
   const std::optional<DatabaseFile> place = DatabaseFile::Find(file, error);
   if (!place.has_value()) return nullptr;
-  std::optional<UnchangedFile> unlocked;
-  if (kind == SqliteFile::kReadOnly) unlocked.emplace(place->path());  // before the look at its log
-  if (unlocked && HasLog(place->path())) unlocked.reset();
-  const std::string name = unlocked ? UnlockedName(place->path()) : place->path();
+  if (kind == SqliteFile::kReadOnly) return OpenForReading(*place, error);
+  const int make = kind == SqliteFile::kMayBeMade ? SQLITE_OPEN_CREATE : 0;
+  return OpenAs(*place, place->path(), SQLITE_OPEN_READWRITE | make, error);
+}
+
+// The last connection takes the side files away, which only one that may write does: so it is opened for
+// writing, and writes nothing. A disk without room for them is read without them.
+std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const DatabaseFile& place,
+                                                                   std::string& error) {
+  constexpr const char* kTakeSideFiles = "PRAGMA query_only = ON; SELECT count(*) FROM sqlite_schema";
+  if (TakesSideFiles(place.path())) {
+    auto connection = OpenAs(place, place.path(), SQLITE_OPEN_READWRITE, error);
+    if (connection != nullptr && connection->Run(kTakeSideFiles, error)) return connection;
+  }
+  UnchangedFile unlocked(place.path());  // before the look at its log
+  if (HasLog(place.path())) return OpenAs(place, place.path(), SQLITE_OPEN_READONLY, error);
+  auto connection = OpenAs(place, UnlockedName(place.path()), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
+  if (connection != nullptr) connection->unlocked_ = std::move(unlocked);
+  return connection;
+}
+
+std::unique_ptr<SqliteConnection> SqliteConnection::OpenAs(const DatabaseFile& place, const std::string& name,
+                                                           int flags, std::string& error) {
+  constexpr int kAlways = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(name.c_str(), &opened, FlagsFor(kind), nullptr);
+  const int code = sqlite3_open_v2(name.c_str(), &opened, kAlways | flags, nullptr);
   Database database(opened);
   if (opened == nullptr) throw std::bad_alloc();
   if (code != SQLITE_OK) {
     error = sqlite3_errmsg(opened);
     return nullptr;
   }
-  if (!IsThatFile(opened, *place)) {
+  if (!IsThatFile(opened, place)) {
     error = "The file was replaced while it was opened.";
     return nullptr;
   }
   sqlite3_busy_timeout(opened, kBusyTimeoutMs);
   DistrustFile(opened);
-  return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database), std::move(unlocked)));
+  return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database)));
 }
 
 int SqliteConnection::IsOverdue(void* watch) {

@@ -11,6 +11,7 @@
 #include "db/engine.h"
 #include "db/unchanged_file.h"
 
+class DatabaseFile;
 struct sqlite3;
 struct sqlite3_stmt;
 class SqliteStatements;
@@ -69,7 +70,14 @@ class SqliteConnection : public DatabaseEngine {
   };
   static int IsOverdue(void* watch);
 
-  SqliteConnection(Database database, std::optional<UnchangedFile> unlocked);
+  explicit SqliteConnection(Database database);
+
+  [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenForReading(const DatabaseFile& place,
+                                                                        std::string& error);
+  // PLACE under the name that SQLite is to open it by.
+  [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenAs(const DatabaseFile& place,
+                                                                const std::string& name, int flags,
+                                                                std::string& error);
 
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
                                   std::string& error);
