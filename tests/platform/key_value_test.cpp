@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <string>
 
@@ -172,9 +172,9 @@ TEST_F(KeyValueTest, AnUnchangedFileIsNotReadAgain) {
   EXPECT_EQ(ReadKeyValues(file()), first);
 
   constexpr int kQuestions = 10'000;
-  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t start = std::clock();  // of this process alone, however busy the machine
   for (int i = 0; i < kQuestions; ++i) ASSERT_EQ(Get("a"), "1");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+  EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 2);
 }
 
 TEST_F(KeyValueTest, AFileAboveOneMebibyteIsNotReadAndLoggedOnce) {

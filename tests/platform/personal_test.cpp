@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <string>
 
@@ -203,10 +203,10 @@ TEST_F(PersonalTest, AQuestionCostsMicroseconds) {
   EXPECT_EQ(Owner(path), "alice");
 
   constexpr int kQuestions = 2'000;
-  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t start = std::clock();  // of this process alone, however busy the machine
   for (int i = 0; i < kQuestions; ++i) Owner(path);
-  // Ten times what a loaded machine needs; parsing the list each time takes a hundred times as long.
-  EXPECT_LT((std::chrono::steady_clock::now() - start) / kQuestions, std::chrono::microseconds(100));
+  // Ten times what it needs; parsing the list each time takes a hundred times as long.
+  EXPECT_LT(std::clock() - start, kQuestions * (CLOCKS_PER_SEC / 10'000));
 }
 
 }  // namespace

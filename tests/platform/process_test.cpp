@@ -197,10 +197,10 @@ TEST_F(Process, AProgramHasThirtySeconds) {
 
 TEST_F(Process, AHungProgramIsKilledWithItsChildren) {
   SpawnRequest request = Script("sleep 1000 & echo $$ $! >" + dir_ / "ids" + "; sleep 1000");
-  request.limit = 400ms;
+  request.limit = 2s;
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(RunProgram(request));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
   const std::vector<pid_t> ids = Ids();
   ASSERT_EQ(ids.size(), 2U);
   for (const pid_t id : ids) EXPECT_TRUE(EndsSoon(id)) << id;
@@ -217,13 +217,13 @@ TEST_F(Process, AClosedOutputDoesNotHideAHungProgram) {
   request.limit = 300ms;
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(RunProgram(request));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
 }
 
 TEST_F(Process, ChildrenThatItLeavesBehindAreNotWaitedFor) {
   const auto start = std::chrono::steady_clock::now();
   const auto result = RunProgram(Script("sleep 1000 & echo $! >" + dir_ / "ids" + "; echo done"));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
   ASSERT_TRUE(result);
   EXPECT_EQ(result->output, "done\n");
   ASSERT_EQ(Ids().size(), 1U);

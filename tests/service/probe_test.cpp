@@ -455,7 +455,7 @@ TEST_F(Probe, AnEnormousFileOfNothingIsQuick) {
   for (const MediaKind kind : {MediaKind::kPhoto, MediaKind::kVideo}) {
     EXPECT_NE(ProbeFile(dir_ / "a.jpg", kind).outcome, ProbeOutcome::kOk);
   }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 }  // namespace
