@@ -47,7 +47,8 @@ ensure_packages() {
 build_preset() {
   preset=$1
   shift
-  mkdir -p "$project/build/$preset" || fail "cannot write below $project/build"
+  mkdir -p "$project/build/$preset" 2>/dev/null && [ -w "$project/build/$preset" ] ||
+    fail "cannot write below $project/build; build in a clone of your own"
   log="$project/build/$preset/build.log"
   export CCACHE_DIR="${CCACHE_DIR:-$project/build/ccache}"
   (

@@ -47,6 +47,7 @@ constexpr const char* kExitStatuses =
 // What is wrong with the command line, in one line. The parser misses a command before it looks at what
 // stands in its place.
 std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
+  if (!has_command && unknown.empty()) return std::string("a command is missing") + kHint;
   constexpr const char* kHint = " (see lumivault --help)";
   const std::vector<std::string> unknown = app.remaining();
   const bool has_command = !app.get_subcommands().empty();

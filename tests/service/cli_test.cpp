@@ -103,6 +103,8 @@ TEST_F(CliTest, AFolderThatIsNotThereIsAWrongCommandLine) {
 }
 
 TEST_F(CliTest, WhatIsWrongIsNamed) {
+  ProgramRun bare({}, scratch() / "bare", {}, std::nullopt);
+  EXPECT_EQ(bare.Wait().err, "lumivault: a command is missing (see lumivault --help)\n");
   EXPECT_EQ(Run({"fly"}).err, "lumivault: unknown command fly (see lumivault --help)\n");
   EXPECT_EQ(Run({"--fly"}).err, "lumivault: unknown option --fly (see lumivault --help)\n");
   EXPECT_EQ(
