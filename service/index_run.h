@@ -23,6 +23,7 @@
 
 struct IndexOptions {
   std::string plugin;
+  int worker = -1;  // the worker program, open as long as the run
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
   bool quiet = false;

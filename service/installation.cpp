@@ -1,5 +1,6 @@
 #include "installation.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -16,6 +17,8 @@ constexpr const char* kPluginVariable = "LUMIVAULT_PLUGIN";
 // Relative to the program's folder: the build tree first, then installations.
 constexpr std::array kPluginPlaces{"../src/libphotoindex.so", "../" LUMIVAULT_LIBDIR "/libphotoindex.so.1",
                                    "../lib/libphotoindex.so.1", "../lib64/libphotoindex.so.1"};
+constexpr std::array kWorkerPlaces{"lumivault-worker",
+                                   "../" LUMIVAULT_LIBEXECDIR "/lumivault/lumivault-worker"};
 constexpr const char* kSchemaPlace = "../share/lumivault/sql/";
 
 template <typename Places>
@@ -34,6 +37,15 @@ std::string ProgramPath() {
   std::error_code error;
   const fs::path path = fs::read_symlink(kSelf, error);
   return error ? std::string(kSelf) : path.string();
+}
+
+Outcome<FileDescriptor> OpenWorkerProgram() {
+  if (const auto found = FirstPresent(kWorkerPlaces)) {
+    FileDescriptor program(open(found->c_str(), O_PATH | O_CLOEXEC));
+    if (program) return program;
+  }
+  return Failure{ExitStatus::kFatal,
+                 "lumivault-worker: not found beside the program; install lumivault anew"};
 }
 
 Outcome<std::string> PluginPath() {

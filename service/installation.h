@@ -5,10 +5,14 @@
 
 #include <string>
 
+#include "file_descriptor.h"
 #include "outcome.h"
 
 // This program's own file.
 std::string ProgramPath();
+// The worker program that belongs to this program, open to be started. It stays the same one when its file is
+// replaced during a run.
+Outcome<FileDescriptor> OpenWorkerProgram();
 // The plug-in: what LUMIVAULT_PLUGIN names, else the one that belongs to this program.
 Outcome<std::string> PluginPath();
 // The schema of personal databases.

@@ -17,25 +17,21 @@ struct Command {
   const char* name;
   const char* help;
   Runner (*define)(CLI::App& app);
-  bool hidden;
 };
 
 constexpr std::array kCommands{
-    Command{"init", "Set up a tree that several people share, with its PostgreSQL database", &DefineInit,
-            false},
-    Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, false},
+    Command{"init", "Set up a tree that several people share, with its PostgreSQL database", &DefineInit},
+    Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex},
     Command{"reindex", "Index everything in a library again and delete the rows of what is not there",
-            &DefineReindex, false},
-    Command{"show", "Show the row of one file with its labels, people and album", &DefineShow, false},
-    Command{"ls", "List what is indexed directly in a folder", &DefineList, false},
-    Command{"albums", "List the albums of a library", &DefineAlbums, false},
-    Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels, false},
-    Command{"stats", "Count what a library holds", &DefineStats, false},
-    Command{"export", "Print every row of a library as lines of JSON that can be compared", &DefineExport,
-            false},
-    Command{"rights", "Show who may see, upload to and manage an album", &DefineRights, false},
-    Command{"doctor", "Say what is missing or wrong, and how to mend it", &DefineDoctor, false},
-    Command{"worker", "One worker process of a run", &DefineWorker, true},
+            &DefineReindex},
+    Command{"show", "Show the row of one file with its labels, people and album", &DefineShow},
+    Command{"ls", "List what is indexed directly in a folder", &DefineList},
+    Command{"albums", "List the albums of a library", &DefineAlbums},
+    Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels},
+    Command{"stats", "Count what a library holds", &DefineStats},
+    Command{"export", "Print every row of a library as lines of JSON that can be compared", &DefineExport},
+    Command{"rights", "Show who may see, upload to and manage an album", &DefineRights},
+    Command{"doctor", "Say what is missing or wrong, and how to mend it", &DefineDoctor},
 };
 
 constexpr const char* kExitStatuses =
@@ -47,10 +43,10 @@ constexpr const char* kExitStatuses =
 // What is wrong with the command line, in one line. The parser misses a command before it looks at what
 // stands in its place.
 std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
-  if (!has_command && unknown.empty()) return std::string("a command is missing") + kHint;
   constexpr const char* kHint = " (see lumivault --help)";
   const std::vector<std::string> unknown = app.remaining();
   const bool has_command = !app.get_subcommands().empty();
+  if (!has_command && unknown.empty()) return std::string("a command is missing") + kHint;
   const bool option = !unknown.empty() && unknown.front().starts_with('-');
   if (unknown.empty() || (has_command && !option)) return std::string(error.what()) + kHint;
   const std::string what = (option ? "unknown option " : "unknown command ") + Visible(unknown.front());
@@ -65,7 +61,6 @@ int Run(int argc, char** argv) {
   Runner runner;
   for (const Command& command : kCommands) {
     CLI::App* sub = app.add_subcommand(command.name, command.help);
-    if (command.hidden) sub->group("");
     sub->footer(kExitStatuses);
     sub->final_callback([&runner, run = command.define(*sub)] { runner = run; });
   }

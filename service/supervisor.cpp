@@ -71,7 +71,7 @@ std::size_t Supervisor::WantedWorkers() const {
 void Supervisor::StartWorkers() {
   const std::size_t wanted = WantedWorkers();
   while (slots_.size() < wanted && (slots_.empty() || failed_starts_ < kMostFailedStarts)) {
-    auto started = WorkerProcess::Start(options_.plugin, options_.library, turn_);
+    auto started = WorkerProcess::Start(options_.worker, options_.plugin, options_.library, database_, turn_);
     if (!started) {
       ++failed_starts_;
       if (slots_.empty()) failure_ = started.failure();

@@ -30,6 +30,7 @@ class RunObserver {
 };
 
 struct SupervisorOptions {
+  int worker = -1;  // the worker program, open
   std::string plugin;
   Library library;
   std::size_t workers = 1;

@@ -29,7 +29,7 @@ constexpr std::int64_t kToleratedJobs = 65536;  // bytes
 bool BindToSupervisor(pid_t supervisor) {
   // A file that reaches its size limit is an error like a full disk.
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) signal(signal_number, SIG_IGN);
-  prctl(PR_SET_NAME, "lumivault");  // it was started through /proc/self/exe
+  prctl(PR_SET_NAME, "lumivault");  // it was started by the number of a descriptor
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   return getppid() == supervisor;
 }
@@ -48,9 +48,12 @@ std::string FileIdentity(const std::string& path) {
   return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }
 
+bool AnnounceDatabase(Channel& channel, const std::string& path) {
+  return channel.Send(MessageType::kReady, MessageWriter().Text(FileIdentity(path)).content());
+}
+
 int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
-  if (!channel.Send(MessageType::kReady, MessageWriter().Text(FileIdentity(database)).content()))
-    return static_cast<int>(ExitStatus::kFatal);
+  if (!AnnounceDatabase(channel, database)) return static_cast<int>(ExitStatus::kFatal);
   while (const auto message = channel.Receive()) {
     if (message->type == MessageType::kStop) {
       DropUnreadJobs(0);
@@ -69,10 +72,11 @@ int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
 
 }  // namespace
 
+bool StartedBySupervisor() {
+  return fcntl(kWorkerSocket, F_GETFD) >= 0 && fcntl(kWorkerLogPipe, F_GETFD) >= 0;
+}
+
 int RunWorker(const WorkerOptions& options) {
-  if (fcntl(kWorkerSocket, F_GETFD) < 0 || fcntl(kWorkerLogPipe, F_GETFD) < 0) {
-    return static_cast<int>(ExitStatus::kUsage);
-  }
   fcntl(kWorkerSocket, F_SETFD, FD_CLOEXEC);
   fcntl(kWorkerLogPipe, F_SETFD, FD_CLOEXEC);
   Channel channel{FileDescriptor(kWorkerSocket)};
@@ -82,10 +86,15 @@ int RunWorker(const WorkerOptions& options) {
   if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
   MuteProbeLibraries();
 
+  const std::string database = options.library.database();
+  // Where it is gone, the plug-in would make another one. The supervisor ends a run that is told of another.
+  if (!options.database.empty() && FileIdentity(database) != options.database) {
+    return static_cast<int>(AnnounceDatabase(channel, database) ? ExitStatus::kDatabase : ExitStatus::kFatal);
+  }
   const auto plugin = Plugin::Load(options.plugin);
   if (!plugin) return Refuse(channel, plugin.failure());
   auto session = LibrarySession::Open(*plugin, log, options.library);
   if (!session) return Refuse(channel, session.failure());
   BatchRunner runner(*plugin, options.library, log, channel, turn);
-  return Serve(channel, runner, options.library.database());
+  return Serve(channel, runner, database);
 }

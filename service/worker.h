@@ -1,5 +1,5 @@
-// A worker process: loads the plug-in, opens one library and does what the supervisor sends, one call at a
-// time. A file that brings it down brings down nothing else.
+// What the program lumivault-worker is: loads the plug-in, opens one library and does what the supervisor
+// sends, one call at a time. A file that brings it down brings down nothing else.
 #ifndef SERVICE_WORKER_H_
 #define SERVICE_WORKER_H_
 
@@ -15,12 +15,18 @@ inline constexpr int kWorkerSocket = 3;
 inline constexpr int kWorkerLogPipe = 4;
 inline constexpr int kWorkerTurn = 5;
 
+// The last argument of the program for a shared tree.
+inline constexpr const char* kSharedArgument = "shared";
+
 struct WorkerOptions {
   std::string plugin;
-  Library library;  // without its user
+  Library library;       // without its user
+  std::string database;  // the file that the run has opened, "" in its first worker
   pid_t supervisor = 0;
 };
 
+// False in a process that was not started by a supervisor.
+bool StartedBySupervisor();
 // Returns the process's exit status.
 int RunWorker(const WorkerOptions& options);
 

@@ -23,8 +23,7 @@ namespace {
 // Above every number that a worker gets its descriptors under.
 constexpr int kFirstFreeDescriptor = 16;
 constexpr std::chrono::milliseconds kPatience{2000};
-// Still this program when its file has been replaced meanwhile.
-constexpr const char* kThisProgram = "/proc/self/exe";
+constexpr const char* kOpenFiles = "/proc/self/fd/";
 
 struct Pair {
   FileDescriptor ours;
@@ -76,12 +75,13 @@ class SpawnSetup {
   }
 
   // 0 and the process, or an errno value.
-  int Spawn(const std::vector<std::string>& arguments, pid_t& pid) const {
+  int Spawn(int program, const std::vector<std::string>& arguments, pid_t& pid) const {
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
-    return posix_spawn(&pid, kThisProgram, &actions_, &attributes_, argv.data(), environ);
+    const std::string path = kOpenFiles + std::to_string(program);
+    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, argv.data(), environ);
   }
 
  private:
@@ -125,8 +125,8 @@ std::string LastLine(const std::string& text) {
 
 }  // namespace
 
-Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const Library& library,
-                                            const FileDescriptor& turn) {
+Outcome<WorkerProcess> WorkerProcess::Start(int program, const std::string& plugin, const Library& library,
+                                            const std::string& database, const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
   if (!sockets || !log) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(errno)};
@@ -138,11 +138,11 @@ Outcome<WorkerProcess> WorkerProcess::Start(const std::string& plugin, const Lib
   setup.Give(log->ours, kWorkerLogPipe);
   if (turn) setup.Give(turn, kWorkerTurn);
   pid_t pid = 0;
-  std::vector<std::string> arguments{"lumivault", "worker", "--plugin=" + plugin,
-                                     "--library=" + library.folder,
-                                     "--supervisor=" + std::to_string(getpid())};
-  if (library.shared()) arguments.emplace_back("--shared");
-  const int error = setup.Spawn(arguments, pid);
+  const FileDescriptor executable(fcntl(program, F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
+  std::vector<std::string> arguments{"lumivault-worker", plugin, library.folder, database,
+                                     std::to_string(getpid())};
+  if (library.shared()) arguments.emplace_back(kSharedArgument);
+  const int error = setup.Spawn(executable.get(), arguments, pid);
   if (error != 0) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
   return WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours));
 }

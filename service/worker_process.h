@@ -16,9 +16,10 @@
 // One worker process as the supervisor holds it: started by Start, gone when the object is.
 class WorkerProcess {
  public:
-  // TURN is what the workers of a run share (write_turn.h); it may be empty.
-  static Outcome<WorkerProcess> Start(const std::string& plugin, const Library& library,
-                                      const FileDescriptor& turn);
+  // PROGRAM is the worker program, open. DATABASE is the file that the run has opened, "" for its first
+  // worker. TURN is what the workers of a run share (write_turn.h); it may be empty.
+  static Outcome<WorkerProcess> Start(int program, const std::string& plugin, const Library& library,
+                                      const std::string& database, const FileDescriptor& turn);
   ~WorkerProcess() { Kill(); }
   WorkerProcess(WorkerProcess&& other) noexcept
       : pid_(std::exchange(other.pid_, 0)),

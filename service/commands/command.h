@@ -26,9 +26,8 @@ Runner DefineStats(CLI::App& app);
 Runner DefineExport(CLI::App& app);
 Runner DefineRights(CLI::App& app);
 Runner DefineDoctor(CLI::App& app);
-Runner DefineWorker(CLI::App& app);
 
-// The option --root, which every command for people has.
+// The option --root, which every command has.
 void AddRootOption(CLI::App& app, std::string& root);
 
 // The option --shared, of the commands that work on a library.

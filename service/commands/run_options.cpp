@@ -33,6 +33,7 @@ ExitStatus StatusOf(const IndexReport& report) {
 
 // What a run stands on.
 struct Ground {
+  FileDescriptor worker;
   std::string plugin;
   Library library;
   LibraryLock lock;
@@ -49,6 +50,8 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
 }
 
 Outcome<Ground> Prepare(const RunOptions& options) {
+  auto worker = OpenWorkerProgram();
+  if (!worker) return worker.failure();
   const auto plugin = PluginPath();
   if (!plugin) return plugin.failure();
   const auto root = StateRoot::Locate(options.root);
@@ -60,7 +63,7 @@ Outcome<Ground> Prepare(const RunOptions& options) {
   if (!lock) return lock.failure();
   auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
   if (!catalogue) return catalogue.failure();
-  return Ground{*plugin, *library, std::move(*lock), std::move(*catalogue)};
+  return Ground{std::move(*worker), *plugin, *library, std::move(*lock), std::move(*catalogue)};
 }
 
 int Conclude(const IndexRun& run, const RunOptions& options) {
@@ -122,8 +125,9 @@ int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(In
   auto ground = Prepare(options);
   if (!ground) return ReportFailure(ground.failure(), options.json);
   const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
-  IndexRun run({ground->plugin, options.workers, timeout, options.quiet, options.accepts_loss},
-               ground->library, ground->catalogue, signals);
+  IndexRun run(
+      {ground->worker.get(), ground->plugin, options.workers, timeout, options.quiet, options.accepts_loss},
+      ground->library, ground->catalogue, signals);
   const auto outcome = work(run);
   if (outcome) return Conclude(run, options);
   return ReportBrokenRun(run, Explained(outcome.failure(), *ground), options);

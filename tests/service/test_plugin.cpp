@@ -37,6 +37,13 @@ int Execute(const char* sql_template, const Values&... values) {
   return result == -1 ? -1 : 0;
 }
 
+// Leaves the file that TEST_PLUGIN_HANGS names, so that a test can tell.
+void Hang() {
+  if (const char* marker = getenv("TEST_PLUGIN_HANGS"))
+    close(open(marker, O_CREAT | O_WRONLY | O_CLOEXEC, 0600));
+  while (true) pause();
+}
+
 void Misbehave(const std::string& name) {
   const auto holds = [&](const char* word) { return name.find(word) != std::string::npos; };
   if (holds("segfault")) raise(SIGSEGV);
@@ -46,7 +53,7 @@ void Misbehave(const std::string& name) {
   if (holds("chatter")) {
     for (int i = 0; i < 5000; ++i) syslog(LOG_DEBUG, "photo_index.cpp:%d One line of very many.", i);
   }
-  while (holds("hang")) pause();
+  if (holds("hang")) Hang();
 }
 
 int Store(const std::string& path) {

@@ -31,11 +31,11 @@ void Become(uid_t user) {
   if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) _exit(kNotStarted);
 }
 
-[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
-  std::vector<char*> argv{const_cast<char*>(LUMIVAULT_PROGRAM)};
+[[noreturn]] void Execute(const fs::path& program, const std::vector<std::string>& arguments) {
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
-  execv(LUMIVAULT_PROGRAM, argv.data());
+  execv(program.c_str(), argv.data());
   _exit(kNotStarted);
 }
 
@@ -52,7 +52,8 @@ Database OpenDatabase(const fs::path& file) {
 }  // namespace
 
 ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const fs::path& scratch,
-                       const std::map<std::string, std::string>& environment, std::optional<uid_t> as_user)
+                       const std::map<std::string, std::string>& environment, std::optional<uid_t> as_user,
+                       const fs::path& program)
     : out_(scratch.string() + ".out"), err_(scratch.string() + ".err") {
   pid_ = fork();
   if (pid_ != 0) return;
@@ -61,7 +62,7 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const fs::path
   Redirect(err_, STDERR_FILENO);
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
   if (as_user) Become(*as_user);
-  Execute(arguments);
+  Execute(program, arguments);
 }
 
 ProgramRun::~ProgramRun() {
@@ -85,7 +86,7 @@ RunResult ProgramRun::Wait() {
 std::unique_ptr<ProgramRun> ServiceTest::Start(std::vector<std::string> arguments) {
   arguments.push_back("--root=" + state().string());
   return std::make_unique<ProgramRun>(arguments, scratch() / ("run" + std::to_string(++runs_)), environment_,
-                                      user_);
+                                      user_, program_);
 }
 
 RunResult ServiceTest::Run(std::vector<std::string> arguments) {

@@ -27,7 +27,8 @@ struct RunResult {
 class ProgramRun {
  public:
   ProgramRun(const std::vector<std::string>& arguments, const std::filesystem::path& scratch,
-             const std::map<std::string, std::string>& environment, std::optional<uid_t> as_user);
+             const std::map<std::string, std::string>& environment, std::optional<uid_t> as_user,
+             const std::filesystem::path& program = LUMIVAULT_PROGRAM);
   ~ProgramRun();
   ProgramRun(const ProgramRun&) = delete;
   ProgramRun& operator=(const ProgramRun&) = delete;
@@ -63,6 +64,7 @@ class ServiceTest : public testing::Test {
   // Runs use this from now on.
   void Environment(const std::string& name, const std::string& value) { environment_[name] = value; }
   void AsUser(uid_t user) { user_ = user; }
+  void UseProgram(const std::filesystem::path& program) { program_ = program; }
   // Index and Query, and what builds on them, concern the shared tree of this folder from now on; the
   // environment of libpq names its server. The database is made empty.
   void UseSharedTree();
@@ -87,6 +89,7 @@ class ServiceTest : public testing::Test {
   TempDir dir_;
   std::map<std::string, std::string> environment_;
   std::optional<uid_t> user_;
+  std::filesystem::path program_ = LUMIVAULT_PROGRAM;
   int runs_ = 0;
   bool shared_ = false;
 };
