@@ -51,6 +51,11 @@ bool DatabaseReader::HasSchema() {
   return root && !root->empty();
 }
 
+bool DatabaseReader::HasStatistics() {
+  const auto statistics = Query({"stat"}, kLinkStatisticsSql);
+  return statistics && !statistics->empty();
+}
+
 bool DatabaseReader::Run(const char* sql) {
   return KAVODBExecute(connection_.get(), sql, nullptr) != -1;
 }

@@ -33,6 +33,8 @@ class DatabaseReader {
   bool IsReadable();
   // The tables are there.
   bool HasSchema();
+  // The planner has statistics to go by.
+  bool HasStatistics();
   [[nodiscard]] bool Run(const char* sql);
   // From here on everything is read as it is now, whatever is written meanwhile.
   [[nodiscard]] bool BeginReading();

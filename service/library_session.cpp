@@ -34,6 +34,15 @@ Outcome<Done> CompleteSchema(DatabaseReader& reader, const std::string& database
   return Unreachable(database, reader.error());
 }
 
+// An older database has no statistics: the script adds them. They make deletes fast and nothing else, so a
+// database that does not take them is used as it is; the connection is one of its own, since a script that
+// fails leaves its transaction open.
+void AddMissingStatistics(const std::string& database) {
+  DatabaseReader reader(database);
+  if (!reader || reader.HasStatistics()) return;
+  if (const auto schema = ReadWholeFile(InstalledSchema())) static_cast<void>(reader.Run(schema->c_str()));
+}
+
 Outcome<Done> SetDefaults(DatabaseReader& reader, const std::string& database) {
   if (reader.Run(kMergePeopleByDefaultSql)) return Done{};
   return Unreachable(database, reader.error());
@@ -43,6 +52,7 @@ Outcome<Done> CompleteDatabase(const std::string& database) {
   DatabaseReader reader(database);
   if (!reader) return Unreachable(database, reader.error());
   if (auto complete = CompleteSchema(reader, database); !complete) return complete;
+  AddMissingStatistics(database);
   return SetDefaults(reader, database);
 }
 

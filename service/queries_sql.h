@@ -7,6 +7,11 @@
 // A complete database has the root album.
 inline constexpr const char* kRootAlbumSql = "SELECT shareid FROM photo_share WHERE sharename = '/'";
 
+// What the schema script says of its indexes, so that unused labels are found without a look at every link.
+// Libraries that were made before it said so have none.
+inline constexpr const char* kLinkStatisticsSql =
+    "SELECT stat FROM sqlite_stat1 WHERE idx = 'photo_image_label_label_id'";
+
 // Fails on what is no database, or a damaged one.
 inline constexpr const char* kCountTablesSql = "SELECT count(*) AS count FROM sqlite_schema";
 inline constexpr const char* kServerAnswersSql = "SELECT 1";

@@ -242,6 +242,17 @@ TEST_F(IndexTest, ADatabaseWhoseMakingWasCutShortIsCompleted) {
   EXPECT_EQ(Paths().size(), 3U);
 }
 
+TEST_F(IndexTest, ALibraryWithoutStatisticsGetsThem) {
+  MakeSmallTree();
+  Index();
+  const std::vector<Row> made = Query("SELECT * FROM sqlite_stat1 ORDER BY idx");
+  EXPECT_EQ(made.size(), 4U);
+  Query("DROP TABLE sqlite_stat1");
+  MakeImage(File("new.png"), 8, 8);
+  Index();
+  EXPECT_EQ(Query("SELECT * FROM sqlite_stat1 ORDER BY idx"), made);
+}
+
 TEST_F(IndexTest, AFileInTheDatabasesPlaceEndsTheRun) {
   MakeSmallTree();
   WriteFile(folder() / ".KAVOHGADB", "this is not a database, but it is long enough to be looked at as one");
