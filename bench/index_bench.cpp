@@ -4,7 +4,6 @@
 //
 //   index_bench PHOTO_FOLDER [COUNT]
 #include <sqlite3.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <array>
@@ -17,6 +16,7 @@
 #include "photo_set.h"
 #include "platform/safe_image.h"
 #include "process_peak.h"
+#include "scratch_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -167,24 +167,6 @@ UnchangedTimes MeasureUnchanged(const std::string& photo, const fs::path& scratc
   }
   return {Median(index), Median(find)};
 }
-
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    if (mkdtemp(pattern_.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    fs::remove_all(pattern_, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  fs::path path() const { return pattern_; }
-
- private:
-  std::string pattern_ = fs::temp_directory_path() / "lumivault-bench-XXXXXX";
-};
 
 std::string Smallest(const std::vector<std::string>& files) {
   return *std::min_element(files.begin(), files.end(), [](const std::string& a, const std::string& b) {
