@@ -22,11 +22,10 @@ bool IsOneOf(std::string_view word, const std::string_view (&words)[N]) {
                      [&](std::string_view known) { return EqualsIgnoreAsciiCase(word, known); });
 }
 
-bool BelongsToWord(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  constexpr unsigned char kFirstBeyondAscii = 0x80;
-  return IsDigit(c) || (LowerAscii(c) >= 'a' && LowerAscii(c) <= 'z') || c == '_' ||
-         byte >= kFirstBeyondAscii;
+// Part of a name mostly, but a byte order mark is a blank.
+bool IsBeyondAscii(char c) {
+  constexpr unsigned char kFirst = 0x80;
+  return static_cast<unsigned char>(c) >= kFirst;
 }
 
 // Goes through a statement once, from its first word on.
@@ -43,18 +42,18 @@ class Shaper {
   bool TakeNumber();
   bool TakeText();
 
-  std::string_view WordAhead() const;
   void Copy(std::size_t count);
   void Put(std::size_t count, StatementShape::Value value);
 
   std::string_view rest_;
   StatementShape shape_;
+  int depth_ = 0;  // of parentheses
   bool in_result_columns_ = false;
   bool replacing_ = true;
 };
 
 std::optional<StatementShape> Shaper::Run() {
-  const std::string_view verb = WordAhead();
+  const std::string_view verb = FirstWord(rest_);
   if (!IsOneOf(verb, kVerbs)) return std::nullopt;
   in_result_columns_ = EqualsIgnoreAsciiCase(verb, kVerbs[0]);
   while (!rest_.empty()) {
@@ -67,30 +66,34 @@ bool Shaper::TakeNext() {
   const char c = rest_.front();
   if (c == '\'') return TakeText();
   if (IsDigit(c)) return TakeNumber();
-  if (BelongsToWord(c)) return TakeWord();
-  if (kUncertainCharacters.find(c) != std::string_view::npos || rest_.starts_with("--") ||
+  if (IsWordPart(c)) return TakeWord();
+  if (IsBeyondAscii(c) || kUncertainCharacters.find(c) != std::string_view::npos || rest_.starts_with("--") ||
       rest_.starts_with("/*")) {
     return false;
   }
+  if (c == '(') ++depth_;
+  if (c == ')') --depth_;
   Copy(1);
   return true;
 }
 
 bool Shaper::TakeWord() {
-  const std::string_view word = WordAhead();
+  const std::string_view word = FirstWord(rest_);
   if (IsOneOf(word, kUncertain)) return false;
   const bool is_nested = !shape_.text.empty() && EqualsIgnoreAsciiCase(word, kVerbs[0]);
   if (in_result_columns_ && is_nested) return false;
   if (IsOneOf(word, kLastWords)) replacing_ = in_result_columns_ = false;
-  if (EqualsIgnoreAsciiCase(word, "WHERE")) in_result_columns_ = false;
+  // Inside parentheses it belongs to a column: count(*) FILTER (WHERE a = 1).
+  if (depth_ == 0 && EqualsIgnoreAsciiCase(word, "WHERE")) in_result_columns_ = false;
   Copy(word.size());
-  return !rest_.starts_with('\'');  // x'00'
+  // x'00', or a name that goes on
+  return rest_.empty() || (rest_.front() != '\'' && !IsBeyondAscii(rest_.front()));
 }
 
 // A whole number that cannot overflow.
 bool Shaper::TakeNumber() {
   constexpr std::size_t kMostDigits = 18;
-  const std::string_view digits = WordAhead();
+  const std::string_view digits = FirstWord(rest_);
   if (in_result_columns_ || digits.size() > kMostDigits || rest_.substr(digits.size()).starts_with('.') ||
       !std::all_of(digits.begin(), digits.end(), IsDigit) || shape_.text.ends_with('.')) {
     return false;
@@ -116,11 +119,6 @@ bool Shaper::TakeText() {
     value += rest_[at];
   }
   return false;
-}
-
-std::string_view Shaper::WordAhead() const {
-  return rest_.substr(0, static_cast<std::size_t>(
-                             std::find_if_not(rest_.begin(), rest_.end(), BelongsToWord) - rest_.begin()));
 }
 
 void Shaper::Copy(std::size_t count) {
