@@ -181,6 +181,7 @@ int Bench() {
   const ScratchFolder scratch;
   const Plugin plugin = LoadPlugin();
   std::vector<SizeLibrary> libraries;
+  libraries.reserve(kSizes.size());
   for (const std::size_t size : kSizes) {
     libraries.emplace_back(plugin, scratch.path() / "state", scratch.path() / std::to_string(size), size);
   }
