@@ -7,7 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -153,10 +152,12 @@ Outcome<Done> Register(const StateRoot& root, const Library& library) {
 
 // A library that another state folder has made shows by its database.
 std::optional<Library> FindByDatabase(std::string folder) {
-  for (; !folder.empty(); folder.resize(std::min(folder.rfind('/'), folder.size()))) {
+  while (!folder.empty()) {
     Library library{folder, UserOf(folder)};
     struct stat status {};
     if (lstat(library.database().c_str(), &status) == 0 && S_ISREG(status.st_mode)) return library;
+    const std::size_t slash = folder.rfind('/');
+    folder.resize(slash != std::string::npos ? slash : 0);
   }
   return std::nullopt;
 }

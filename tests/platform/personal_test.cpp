@@ -84,6 +84,11 @@ TEST_F(PersonalTest, AListedFolderMatchesOnWholeComponents) {
   EXPECT_EQ(Owner("/Photos/a.jpg"), "");
 }
 
+TEST_F(PersonalTest, APathThatIsNotAbsoluteIsNobodys) {
+  List("bob=/volume1/share\n");
+  for (const char* path : {"a.jpg", "share/a.jpg", "share", "volume1/share", "."}) EXPECT_EQ(Owner(path), "");
+}
+
 TEST_F(PersonalTest, OfNestedFoldersTheInnermostWins) {
   List("outer=/data\ninner=/data/photos/inner\nmiddle=/data/photos\n");
   EXPECT_EQ(Owner("/data/a.jpg"), "outer");

@@ -148,6 +148,19 @@ TEST_F(ReadingTest, ADatabaseThatMayNotBeReadIsOneLineAndStatusFive) {
   EXPECT_EQ(StrictJson(result.out)["error"].asString(), line);
 }
 
+// There a relative path cannot be made absolute.
+TEST_F(ReadingTest, InAFolderThatIsGoneARelativePathLiesInNoLibrary) {
+  const fs::path before = fs::current_path();
+  const fs::path gone = scratch() / "gone";
+  fs::create_directory(gone);
+  fs::current_path(gone);
+  fs::remove(gone);
+  const RunResult result = Run({"ls", "photos"});
+  fs::current_path(before);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "lumivault: photos: lies in no library\n");
+}
+
 TEST_F(ReadingTest, EveryCommandTellsItsFailureAsJson) {
   const std::string nowhere = scratch() / "nowhere";
   for (const char* command : {"show", "ls", "albums", "labels", "stats"}) {

@@ -115,7 +115,8 @@ std::optional<PersonalFolder> ListedFolderAround(const FolderList& list, std::st
   while (!path.empty() && !list.user_of.empty()) {
     const auto found = list.user_of.find(path);
     if (found != list.user_of.end()) return PersonalFolder{found->second, found->first};
-    path = path.substr(0, std::min(path.rfind('/'), path.size()));
+    const std::size_t slash = path.rfind('/');
+    path = path.substr(0, slash != path.npos ? slash : 0);
   }
   return std::nullopt;
 }
