@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <exiv2/exiv2.hpp>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -26,6 +27,8 @@ struct ParsedImage {
   Exiv2::ExifData exif;
   Exiv2::IptcData iptc;
   Exiv2::XmpData xmp;
+  // What the prefixes in the keys of `xmp` stand for, where the library learned it from the file.
+  std::map<std::string, std::string> xmp_namespaces;
   int type = 0;      // Exiv2::ImageType
   std::string mime;  // "image/jpeg"
   int width = 0;     // pixels as stored; 0 where the format does not tell

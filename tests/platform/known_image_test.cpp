@@ -48,6 +48,21 @@ void ExpectTheSame(const std::string& path) {
   EXPECT_EQ(Told(KAVOImageOpen, path), expected) << path;
 }
 
+class ForeignNamespace {
+ public:
+  ForeignNamespace() { Exiv2::XmpProperties::registerNs("http://lumivault.example/test/", "lvtest"); }
+  ~ForeignNamespace() { Exiv2::XmpProperties::unregisterNs("http://lumivault.example/test/"); }
+  ForeignNamespace(const ForeignNamespace&) = delete;
+  ForeignNamespace& operator=(const ForeignNamespace&) = delete;
+};
+
+std::string Colour(Exiv2::Image::AutoPtr (*open)(const std::string&), const std::string& path) {
+  const Exiv2::Image::AutoPtr image = open(path);
+  image->readMetadata();
+  const auto found = image->xmpData().findKey(Exiv2::XmpKey("Xmp.lvtest.Colour"));
+  return found != image->xmpData().end() ? found->toString() : "(none)";
+}
+
 class KnownImage : public testing::Test {
  protected:
   TempDir dir_;
@@ -68,6 +83,22 @@ TEST_F(KnownImage, RefusesWithTheErrorOfAFreshParse) {
   usleep(50'000);
   for (const char* name : {"text.jpg", "cut.jpg", "film.jpg", "fifo.jpg", "missing.jpg"})
     ExpectTheSame(dir_ / name);
+}
+
+// A picture that names a namespace of its own. Parsing another one makes the library forget it.
+TEST_F(KnownImage, KnowsItsNamespaces) {
+  const std::string path = dir_ / "a.jpg";
+  {
+    const ForeignNamespace space;
+    MakeJpeg(path, 40, 30, {{"Xmp.lvtest.Colour", "green"}});
+  }
+  for (const char* name : {"b.jpg", "c.jpg"}) MakeJpeg(dir_ / name, 40, 30, kTags);
+  usleep(50'000);
+  (void)GetParsedImage(path);
+  (void)GetParsedImage(dir_ / "b.jpg");
+  EXPECT_EQ(Colour(KAVOImageOpen, path), "green");
+  (void)GetParsedImage(dir_ / "c.jpg");
+  EXPECT_EQ(Colour(OpenImageSafely, path), "green");
 }
 
 TEST_F(KnownImage, IsNotParsedAgain) {

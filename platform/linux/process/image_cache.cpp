@@ -40,6 +40,16 @@ std::size_t ValueBytes(const Data& data) {
   return bytes;
 }
 
+std::map<std::string, std::string> LearnedNamespaces(const Exiv2::XmpData& xmp) {
+  std::map<std::string, std::string> namespaces;
+  for (const Exiv2::Xmpdatum& datum : xmp) {
+    const std::string prefix = datum.groupName();
+    if (Exiv2::XmpProperties::lookupNsRegistry(Exiv2::XmpNsInfo::Prefix(prefix)) != nullptr)
+      namespaces.emplace(prefix, Exiv2::XmpProperties::ns(prefix));
+  }
+  return namespaces;
+}
+
 struct Parse {
   Image image;
   std::size_t bytes = 0;   // estimated
@@ -66,6 +76,7 @@ void Read(const std::string& path, ParsedImage& parsed, std::size_t& bytes) {
   if (!knows_better) parsed.exif = std::move(image->exifData());
   parsed.iptc = std::move(image->iptcData());
   parsed.xmp = std::move(image->xmpData());
+  parsed.xmp_namespaces = LearnedNamespaces(parsed.xmp);
   parsed.outcome = ParsedImage::Outcome::kParsed;
 }
 

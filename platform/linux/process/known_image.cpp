@@ -7,6 +7,15 @@
 
 namespace {
 
+// As the parse did; another one may have made the library forget it since. A prefix that is known is left
+// alone: registering it again would leak.
+void RegisterNamespaces(const ParsedImage& parsed) {
+  for (const auto& [prefix, uri] : parsed.xmp_namespaces) {
+    if (Exiv2::XmpProperties::lookupNsRegistry(Exiv2::XmpNsInfo::Prefix(prefix)) == nullptr)
+      Exiv2::XmpProperties::registerNs(uri, prefix);
+  }
+}
+
 // An image that was parsed before.
 class KnownImage : public Exiv2::Image {
  public:
@@ -19,6 +28,7 @@ class KnownImage : public Exiv2::Image {
     iptcData_ = parsed_->iptc;
     xmpData_ = parsed_->xmp;
     comment_ = parsed_->comment;
+    RegisterNamespaces(*parsed_);
   }
   void writeMetadata() override { throw Exiv2::Error(Exiv2::kerWritingImageFormatUnsupported, mimeType()); }
   std::string mimeType() const override { return parsed_->mime; }
