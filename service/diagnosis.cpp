@@ -57,6 +57,8 @@ void ExamineTools(const StateRoot& root, Findings& findings) {
     Add(findings, root.Place(kSqliteTool), "cannot be run: " + ErrorText(errno),
         "install the package sqlite3; the next lumivault index finds it");
   }
+  if (!OpenWorkerProgram())
+    Add(findings, "lumivault-worker", "not found beside the program", "install Lumivault again");
   if (const auto plugin = PluginPath(); !plugin) {
     Add(findings, "libphotoindex.so", plugin.failure().message, "set LUMIVAULT_PLUGIN to its path");
   } else if (access(plugin->c_str(), R_OK) != 0) {

@@ -45,7 +45,7 @@ Outcome<FileDescriptor> OpenWorkerProgram() {
     if (program) return program;
   }
   return Failure{ExitStatus::kFatal,
-                 "lumivault-worker: not found beside the program; install lumivault anew"};
+                 "lumivault-worker: not found beside the program; install Lumivault again"};
 }
 
 Outcome<std::string> PluginPath() {

@@ -284,16 +284,12 @@ TEST_F(CliTest, AWorkerStartedByHandRefuses) {
 }
 
 TEST_F(CliTest, AProgramWithoutItsWorkerProgramSaysSo) {
-  const fs::path alone = scratch() / "bin/lumivault";
-  fs::create_directories(alone.parent_path());
-  fs::create_directories(folder());
-  fs::copy_file(LUMIVAULT_PROGRAM, alone);
-  const std::string messages = scratch() / "messages";
-  const std::string command = alone.string() + " index --root='" + state().string() + "' '" +
-                              folder().string() + "' 2>'" + messages + "'";
-  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1);
-  EXPECT_EQ(ReadFile(messages),
-            "lumivault: lumivault-worker: not found beside the program; install lumivault anew\n");
+  MakeJpeg(File("a.jpg"), 8, 8);
+  fs::remove(UseCopyOfProgram() / "lumivault-worker");
+  const RunResult result = Run({"index", folder()});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "lumivault: lumivault-worker: not found beside the program; install Lumivault again\n");
   EXPECT_FALSE(fs::exists(folder() / ".KAVOHGADB"));
 }
 

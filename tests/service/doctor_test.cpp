@@ -74,6 +74,14 @@ TEST_F(DoctorTest, AMissingPlugIn) {
             "libphotoindex.so\n");
 }
 
+TEST_F(DoctorTest, AMissingWorkerProgram) {
+  Environment("LUMIVAULT_PLUGIN", TEST_PLUGIN);
+  fs::remove(UseCopyOfProgram() / "lumivault-worker");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.out, "lumivault-worker: not found beside the program\n  install Lumivault again\n");
+}
+
 TEST_F(DoctorTest, AFolderThatIsNoLibrary) {
   const RunResult result = Run({"doctor", scratch()});
   EXPECT_EQ(result.status, 4);

@@ -218,14 +218,8 @@ TEST_F(WorkerCrashTest, AWorkerThatComesAfterTheDatabaseWentMakesNoOther) {
 }
 
 TEST_F(WorkerCrashTest, TheWorkerProgramMayGoDuringARun) {
-  const std::filesystem::path programs = scratch() / "programs/bin";
-  std::filesystem::create_directories(programs);
-  std::filesystem::copy(std::filesystem::path(LUMIVAULT_PROGRAM).parent_path() / "../share",
-                        scratch() / "programs/share", std::filesystem::copy_options::recursive);
-  for (const char* program : {LUMIVAULT_PROGRAM, LUMIVAULT_WORKER})
-    std::filesystem::copy_file(program, programs / std::filesystem::path(program).filename());
+  const std::filesystem::path programs = UseCopyOfProgram();
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
-  UseProgram(programs / "lumivault");
   const auto run = StartAndHang({"--timeout", "1"});
   std::filesystem::remove(programs / "lumivault-worker");
   EXPECT_EQ(run->Wait().status, 3);

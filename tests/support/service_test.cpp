@@ -83,6 +83,17 @@ RunResult ProgramRun::Wait() {
   return {code, ReadFile(out_), ReadFile(err_)};
 }
 
+fs::path ServiceTest::UseCopyOfProgram() {
+  const fs::path bin = scratch() / "copy/bin";
+  fs::create_directories(bin);
+  fs::copy(fs::path(LUMIVAULT_PROGRAM).parent_path() / "../share", scratch() / "copy/share",
+           fs::copy_options::recursive);
+  for (const fs::path program : {LUMIVAULT_PROGRAM, LUMIVAULT_WORKER})
+    fs::copy_file(program, bin / program.filename());
+  program_ = bin / "lumivault";
+  return bin;
+}
+
 std::unique_ptr<ProgramRun> ServiceTest::Start(std::vector<std::string> arguments) {
   arguments.push_back("--root=" + state().string());
   return std::make_unique<ProgramRun>(arguments, scratch() / ("run" + std::to_string(++runs_)), environment_,

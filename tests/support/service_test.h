@@ -64,7 +64,8 @@ class ServiceTest : public testing::Test {
   // Runs use this from now on.
   void Environment(const std::string& name, const std::string& value) { environment_[name] = value; }
   void AsUser(uid_t user) { user_ = user; }
-  void UseProgram(const std::filesystem::path& program) { program_ = program; }
+  // Runs are of a copy of the program and what belongs to it from now on; the folder of the programs.
+  std::filesystem::path UseCopyOfProgram();
   // Index and Query, and what builds on them, concern the shared tree of this folder from now on; the
   // environment of libpq names its server. The database is made empty.
   void UseSharedTree();
