@@ -146,7 +146,7 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
     case ItemAction::kMark:
       return Judge(plugin_.IndexPreReindex(item.path.c_str()));
     case ItemAction::kSweep:
-      return Judge(plugin_.IndexPostReindex(item.path.c_str()));
+      return Sweep(item);
     case ItemAction::kSetAside:
     case ItemAction::kRename:
       return RenameRows(item, Json::Value(Json::objectValue));
@@ -159,6 +159,13 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
   if (item.kind == ItemKind::kFolder) return CallForFolder(item);
   if (item.action == ItemAction::kDelete) return DeleteFile(item);
   return item.action == ItemAction::kMove ? MoveFile(item, prepared) : Update(item, prepared);
+}
+
+// The sweep leaves the labels of what it takes; the delete of a file takes all that nobody carries any more.
+ItemResult BatchRunner::Sweep(const WorkItem& item) {
+  ItemResult swept = Judge(plugin_.IndexPostReindex(item.path.c_str()));
+  if (swept.done()) static_cast<void>(plugin_.IndexDelete((item.path + "/" + kHiddenPrefix).c_str()));
+  return swept;
 }
 
 ItemResult BatchRunner::CallForFolder(const WorkItem& item) {

@@ -45,6 +45,7 @@ class BatchRunner {
   ItemResult Write(std::size_t index, Prepared& prepared);
   ItemResult CallForMove(const WorkItem& item, Prepared& prepared);
   ItemResult Call(const WorkItem& item, Prepared& prepared);
+  ItemResult Sweep(const WorkItem& item);
   ItemResult CallForFolder(const WorkItem& item);
   ItemResult MoveFolder(const WorkItem& item);
   ItemResult Update(const WorkItem& item, Prepared& prepared);

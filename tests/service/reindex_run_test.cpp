@@ -71,6 +71,15 @@ TEST_F(ReindexTest, RowsThatNobodySentAreSwept) {
   EXPECT_EQ(AlbumId("f0/ghosts"), "");
 }
 
+TEST_F(ReindexTest, LabelsOfWhatIsSweptGoWithIt) {
+  Query("INSERT INTO photo_image (id, path, name) VALUES (9999, 'f0/ghost.jpg', 'ghost.jpg')");
+  Query("INSERT INTO photo_label (id, category, name) VALUES (99, 2, 'ghostly')");
+  Query("INSERT INTO photo_image_label (image_id, label_id) VALUES (9999, 99)");
+  Reindex();
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_label WHERE name = 'ghostly'"), "0");
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_label"), "4");
+}
+
 TEST_F(ReindexTest, AFileThatCannotBeReadAnyMoreKeepsItsRow) {
   Query("INSERT INTO photo_image (path, name) VALUES ('f0/ghost.jpg', 'ghost.jpg')");
   const std::string id = IdOf("f0/s0/0.jpg");
