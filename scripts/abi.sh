@@ -1,5 +1,6 @@
 # Sourced: what a library shows to other programs, as texts to compare. Types need a library built with
 # LUMIVAULT_TYPE_INFO and the package abigail-tools.
+# shellcheck shell=bash disable=SC2034
 
 abi_libraries="photoindex kavoplatform"
 

@@ -1,11 +1,13 @@
 # Sourced by the other scripts: what the project needs from the distribution, and how it gets there.
+# They set $project before.
+# shellcheck shell=sh disable=SC2034,SC2154
 
 build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev
   libavformat-dev libcli11-dev"
 run_packages="sqlite3"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg"
 abi_packages="abigail-tools"
-lint_packages="clang-format clang-tidy"
+lint_packages="clang-format clang-tidy shellcheck"
 
 # The 32-bit ARM build: tools for this machine, and what goes into its sysroot.
 cross_packages="g++-arm-linux-gnueabihf qemu-user-static"
@@ -27,7 +29,7 @@ ensure_packages() {
   [ -n "$missing" ] || return 0
   as_root=""
   if [ "$(id -u)" -ne 0 ]; then
-    command -v sudo >/dev/null && sudo -n true 2>/dev/null ||
+    { command -v sudo && sudo -n true; } >/dev/null 2>&1 ||
       fail "these packages are missing and only root can install them: apt-get install$missing"
     as_root="sudo -n"
   fi
