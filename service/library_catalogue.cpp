@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -91,11 +92,18 @@ Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Libr
   return Done{};
 }
 
+// Where it may not be written, that is what is wrong, whatever it is that SQLite meets first.
+Failure Unusable(const Library& library, const DatabaseReader& database) {
+  const std::string file = library.database();
+  if (library.shared() || access(file.c_str(), W_OK) == 0) return Unreadable(database);
+  return {ExitStatus::kDatabase, Visible(file) + ": cannot be written: " + ErrorText(errno)};
+}
+
 // What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
 // stay for ever.
 Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::string& identity) {
   DatabaseReader database = DatabaseReader::Of(library);
-  if (!identity.empty() && !(database && database.IsReadable())) return Unreadable(database);
+  if (!identity.empty() && !(database && database.IsReadable())) return Unusable(library, database);
   catalogue.Clear();
   if (database && database.HasSchema()) {
     struct Source {

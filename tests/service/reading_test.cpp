@@ -135,6 +135,17 @@ TEST_F(ReadingTest, AnExportThatIsCutShortLeavesNothingBehind) {
   EXPECT_EQ(Names(), at_rest);
 }
 
+TEST_F(ReadingTest, ARunOnTheLibraryOfAnotherUserSaysThatItMayNotWrite) {
+  if (getuid() != 0) GTEST_SKIP() << "the program cannot be run as another user here";
+  chmod(scratch().c_str(), 0777);
+  AsUser(kNobody);
+  fs::remove_all(state());
+  const RunResult result = Run({"index", folder(), "--quiet"});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err,
+            "lumivault: " + (folder() / ".KAVOHGADB").string() + ": cannot be written: Permission denied\n");
+}
+
 TEST_F(ReadingTest, ADatabaseThatMayNotBeReadIsOneLineAndStatusFive) {
   if (getuid() != 0) GTEST_SKIP() << "the program cannot be run as another user here";
   chmod((folder() / ".KAVOHGADB").c_str(), 0);
