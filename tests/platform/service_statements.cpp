@@ -29,6 +29,7 @@ List QueryStatements() {
       {TEXT(kVideoLabelsSql)},
       {TEXT(kAlbumSql)},
       {TEXT(kAlbumByNameSql)},
+      {"kRightsOfAlbumSql", Named(kRightsOfAlbumSql, {"photo_access_right"})},
       {TEXT(kFolderPhotosSql)},
       {TEXT(kFolderVideosSql)},
       {TEXT(kFolderAlbumsSql)},
@@ -72,12 +73,14 @@ PlannedStatement Part(const LibraryTable& table) {
                              Named(kUpToKeySql, {KeysOf(table), literals});
   std::vector<std::string> columns{"T.*"};
   for (const Reference& reference : table.references) columns.emplace_back(reference.sql);
-  return {"kPartRowsSql", Named(kPartRowsSql, {Joined(columns), table.rows, limits, KeysOf(table)}), kRange};
+  return {"kPartRowsSql", Named(kPartRowsSql, {Joined(columns), table.rows, limits, KeysOf(table)}), kRange,
+          On::kSqlite};
 }
 
 PlannedStatement PartEnd(const LibraryTable& table) {
   const std::string keys = KeysOf(table);
-  return {"kPartEndSql", Named(kPartEndSql, {keys, table.keys_from, kEveryKeySql, keys}), kRange};
+  return {"kPartEndSql", Named(kPartEndSql, {keys, table.keys_from, kEveryKeySql, keys}), kRange,
+          On::kSqlite};
 }
 
 List ExportStatements() {
@@ -88,7 +91,7 @@ List ExportStatements() {
     if (table.keyless == nullptr) continue;
     const bool by_own_key = std::string(table.rows) == table.keys_from;
     list.push_back({"kKeylessRowsSql", Named(kKeylessRowsSql, {"T.*", table.keyless}),
-                    by_own_key ? kRows : kTable, On::kBoth,
+                    by_own_key ? kRows : kTable, On::kSqlite,
                     "asks for rows that no key reaches, once an export"});
   }
   return list;
@@ -101,7 +104,6 @@ List ServiceStatements() {
   for (const auto& some : {QueryStatements(), SummaryStatements(), ExportStatements()}) {
     all.insert(all.end(), some.begin(), some.end());
   }
-  for (PlannedStatement& statement : all) statement.on = On::kSqlite;
   return all;
 }
 
@@ -131,7 +133,13 @@ std::set<std::string> UnplannedTexts() {
           "kMergePeopleByDefaultSql",
           // Settings and transactions.
           "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kBeginCatalogue",
-          "kCommitCatalogue", "kBeginReadingSql", "kCountTablesSql", "kLinkStatisticsSql",
+          "kCommitCatalogue", "kCountTablesSql", "kLinkStatisticsSql", "kServerAnswersSql", "kServerFactsSql",
+          "kServerIdentity", "kMakeSharedDatabaseSql", "kAddColumnSql", "kColumnsOfSqlite",
+          "kColumnsOfPostgres",
+          // On PostgreSQL an export reads each table whole, through a cursor.
+          "kOpenCursorSql", "kFetchSql", "kCloseCursorSql",
+          // Asked for by doctor, of the whole file.
+          "kQuickCheckSql",
           // A new catalogue is made of every row.
           "kIndexedPhotos", "kIndexedVideos", "kIndexedFolders",
           // Parts that the tables of the library are made of.
