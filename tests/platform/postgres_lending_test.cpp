@@ -135,6 +135,22 @@ TEST_F(PostgresBatchTest, FailedStatementsTakeBackThemselvesAlone) {
   EXPECT_EQ(Value(outside(), "SELECT sum(n) AS v FROM t"), "4");
 }
 
+// Of such texts the server runs nothing, not even what would have kept the statements before them.
+TEST_F(PostgresBatchTest, TextsThatCannotBeReadTakeBackThemselvesAlone) {
+  BeginBatch();
+  const Connection handle = OpenPostgres();
+  Send(handle, "INSERT INTO t VALUES (1)");
+  EXPECT_EQ(Execute(handle, "INSERT INTO t VALUE (2)"), -1);
+  Send(handle, "UPDATE t SET n = 5");
+  EXPECT_EQ(Execute(handle, "SELECT '\xff'"), -1);
+  Send(handle, "INSERT INTO t VALUES (6)");
+  EXPECT_EQ(Execute(handle, "SAVEPOINT \xff"), -1);
+  Send(handle, "INSERT INTO t VALUES (7) -- and no line end");
+  EXPECT_EQ(Execute(handle, "DELETE FROM t; INSERT INTO t VALUES ('\xff')"), -1);
+  EXPECT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
+  EXPECT_EQ(Value(outside(), "SELECT string_agg(n::text, ' ' ORDER BY n) AS v FROM t"), "5 6 7");
+}
+
 TEST_F(PostgresBatchTest, SavepointsOfTheCallerHoldAmongFailures) {
   BeginBatch();
   const Connection handle = OpenPostgres();
@@ -159,6 +175,9 @@ TEST_F(PostgresBatchTest, RowsAndCountsAreThoseOfTheStatement) {
   const Connection handle = OpenPostgres();
   Send(handle, "INSERT INTO t VALUES (1), (2), (3)");
   EXPECT_EQ(KAVODBAffectedRows(handle.get(), Send(handle, "UPDATE t SET n = n + 10").get()), 3);
+  EXPECT_EQ(KAVODBAffectedRows(handle.get(), Send(handle, "-- nothing\n;").get()), 0);
+  EXPECT_EQ(Column(Send(handle, "UPDATE t SET n = n RETURNING n - 10 AS n"), "n"),
+            (std::vector<std::optional<std::string>>{"1", "2", "3"}));
   KAVODB_RESULT* rows = nullptr;
   ASSERT_EQ(KAVODBSelectLimit(handle.get(), "SELECT n FROM t ORDER BY n", 1, 1, &rows), 0);
   EXPECT_EQ(Column(Result(rows), "n"), (std::vector<std::optional<std::string>>{"12"}));
@@ -249,6 +268,18 @@ TEST_F(PostgresBatchTest, TheNextOneWaitsForTheEndOfTheOther) {
   Send(OpenPostgres(), "INSERT INTO t VALUES (2)");
   EXPECT_EQ(KAVODBBatchCommit(), 0);
   EXPECT_EQ(other.get(), "2");
+}
+
+TEST_F(PostgresLendingTest, AServerThatIsSlowToComeBackIsWaitedFor) {
+  const Connection handle = OpenPostgres();
+  ASSERT_TRUE(cluster().Stop("immediate"));
+  std::future<bool> started = std::async(std::launch::async, [] {
+    std::this_thread::sleep_for(std::chrono::seconds(5));
+    return cluster().Start();
+  });
+  EXPECT_EQ(Value(handle, "SELECT 7 AS v"), "7");
+  EXPECT_EQ(KAVODBLentFailureGet(), nullptr);
+  EXPECT_TRUE(started.get());
 }
 
 // What two programs do to the same rows in another order is sent again until it fits.

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "core/ascii.h"
 #include "db/postgres_text.h"
@@ -22,9 +23,11 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr const char* kConnectTimeoutSeconds = "10";
-// A restart of the server takes well under a second; so long a statement waits for it.
-constexpr milliseconds kPatience{3'000};
+// So long a statement waits for a server that restarts. That takes well under a second, but on a small or
+// busy machine the repair after a crash takes several.
+constexpr milliseconds kPatience{10'000};
 constexpr milliseconds kFirstPause{100};
+constexpr milliseconds kLongestPause{1'000};
 // A longer outage is met with few attempts, and with quick answers to the callers in between.
 constexpr milliseconds kOutagePause{5'000};
 
@@ -49,6 +52,11 @@ bool Succeeded(const PGresult* answer) {
     default:
       return false;
   }
+}
+
+bool IsCopy(const PGresult* answer) {
+  const ExecStatusType status = PQresultStatus(answer);
+  return status == PGRES_COPY_IN || status == PGRES_COPY_OUT || status == PGRES_COPY_BOTH;
 }
 
 // Class 08 is a broken connection, 57P01 to 57P03 a server that stops or starts.
@@ -167,8 +175,28 @@ int PostgresConnection::type() const {
   return KAVODB_TYPE_POSTGRES;
 }
 
-PostgresConnection::Answer PostgresConnection::Send(const char* sql) {
-  Answer answer(PQexec(connection_.get(), sql));
+// libpq keeps the last of several answers alone, where it is left to itself.
+PostgresConnection::Answer PostgresConnection::AnswerBefore(std::size_t trailing) {
+  std::vector<Answer> answers;
+  while (PGresult* next = PQgetResult(connection_.get())) {
+    answers.emplace_back(next);
+    // Nothing else comes before the copy is ended; the next statement does that.
+    if (IsCopy(next)) break;
+  }
+  if (answers.empty() || !Succeeded(answers.back().get())) {
+    return answers.empty() ? nullptr : std::move(answers.back());
+  }
+  if (answers.size() > trailing) return std::move(answers[answers.size() - 1 - trailing]);
+  return Answer(PQmakeEmptyPGresult(connection_.get(), PGRES_EMPTY_QUERY));
+}
+
+PostgresConnection::Answer PostgresConnection::Send(const char* sql, std::size_t trailing) {
+  Answer answer;
+  if (trailing == 0) {
+    answer.reset(PQexec(connection_.get(), sql));
+  } else if (PQsendQuery(connection_.get(), sql) != 0) {
+    answer = AnswerBefore(trailing);
+  }
   lost_ = lost_ || ShowsLoss(connection_.get(), answer.get());
   const PGTransactionStatusType state = PQtransactionStatus(connection_.get());
   // A loss that has been reported ends the transaction; one that is only known of will be reported.
@@ -178,18 +206,25 @@ PostgresConnection::Answer PostgresConnection::Send(const char* sql) {
 }
 
 bool PostgresConnection::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
-  std::string windowed;
-  if (window.limit > 0 || window.offset > 0) {
-    windowed = WithWindow(sql, window);
-    sql = windowed.c_str();
+  return ExecuteThen(sql, {}, window, result, error);
+}
+
+bool PostgresConnection::ExecuteThen(const char* sql, const Sequel& sequel, Window window, ResultSet& result,
+                                     std::string& error) {
+  std::string text;
+  if (window.limit > 0 || window.offset > 0) text = WithWindow(sql, window);
+  if (sequel.statements > 0) {
+    if (text.empty()) text = sql;
+    text.append("\n;").append(sequel.sql);
   }
+  if (!text.empty()) sql = text.c_str();
   lost_to_others_ = false;
   if (!Heal(error)) return false;
   const bool repeatable = !in_transaction_ && IsLoneSelect(sql);
-  Answer answer = SendUndisturbed(sql);
+  Answer answer = SendUndisturbed(sql, sequel.statements);
   if (lost_ && repeatable && !Succeeded(answer.get())) {
     if (!Revive(error)) return false;
-    answer = Send(sql);
+    answer = Send(sql, sequel.statements);
   }
   if (!Succeeded(answer.get())) {
     lost_to_others_ = IsConflict(answer.get());
@@ -206,15 +241,15 @@ bool PostgresConnection::Execute(const char* sql, Window window, ResultSet& resu
 
 // A text that is a transaction of its own and failed by a conflict was undone as a whole, so it may be sent
 // again. Inside a transaction what came before it is undone too, and its owner has to begin anew.
-PostgresConnection::Answer PostgresConnection::SendUndisturbed(const char* sql) {
+PostgresConnection::Answer PostgresConnection::SendUndisturbed(const char* sql, std::size_t trailing) {
   const bool alone = !in_transaction_;
   const Clock::time_point end = Clock::now() + kRepeatsEnd;
-  Answer answer = Send(sql);
+  Answer answer = Send(sql, trailing);
   milliseconds pause = kFirstRepeatPause;
   for (int i = 0; i < kMostRepeats && alone && !lost_ && IsConflict(answer.get()); ++i, pause *= 2) {
     if (in_transaction_ || !IsOneTransaction(sql) || Clock::now() + pause > end) break;
     std::this_thread::sleep_for(Jittered(pause));
-    answer = Send(sql);
+    answer = Send(sql, trailing);
   }
   return answer;
 }
@@ -256,7 +291,7 @@ bool PostgresConnection::Revive(std::string& error) {
     return false;
   }
   const Clock::time_point patience_ends = Clock::now() + (outage_ ? milliseconds(0) : kPatience);
-  for (milliseconds pause = kFirstPause;; pause *= 2) {
+  for (milliseconds pause = kFirstPause;; pause = std::min(pause * 2, kLongestPause)) {
     PQreset(connection_.get());
     if (Connected()) {
       lost_ = outage_ = false;

@@ -3,8 +3,10 @@
 #define PLATFORM_LINUX_DB_POSTGRES_H_
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "db/engine.h"
 
@@ -28,6 +30,15 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] int type() const override;
   // The statements of one text are one transaction, so a failure leaves none of their effects.
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
+
+  // Statements that give no rows and are sent in one message with others, behind them.
+  struct Sequel {
+    std::string_view sql;
+    std::size_t statements = 0;
+  };
+  // The same with SEQUEL, which is run where SQL has succeeded; RESULT is that of SQL.
+  [[nodiscard]] bool ExecuteThen(const char* sql, const Sequel& sequel, Window window, ResultSet& result,
+                                 std::string& error);
 
   [[nodiscard]] bool in_transaction() const { return in_transaction_; }
   // The server went away and did not come back while it was waited for.
@@ -56,9 +67,11 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] bool IsDead();
   [[nodiscard]] bool Heal(std::string& error);
   [[nodiscard]] bool Revive(std::string& error);
-  // The only place that sends statements.
-  [[nodiscard]] Answer Send(const char* sql);
-  [[nodiscard]] Answer SendUndisturbed(const char* sql);
+  // The only place that sends statements. The answer is that to the last one but TRAILING, or to the one that
+  // failed.
+  [[nodiscard]] Answer Send(const char* sql, std::size_t trailing = 0);
+  [[nodiscard]] Answer SendUndisturbed(const char* sql, std::size_t trailing);
+  [[nodiscard]] Answer AnswerBefore(std::size_t trailing);
   [[nodiscard]] std::string ErrorOf(const pg_result* answer) const;
 
   Connection connection_;

@@ -15,10 +15,12 @@ constexpr const char* kBegin =
     "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(7310526); SAVEPOINT batch";
 constexpr const char* kCommit = "COMMIT";
 constexpr const char* kRollback = "ROLLBACK";
-// The place to which a statement that fails is taken back, moved behind the ones before it.
-constexpr std::string_view kMoveSavepoint = "RELEASE SAVEPOINT batch; SAVEPOINT batch; ";
+// The place to which a statement that fails is taken back lies behind all that have succeeded. It cannot be
+// set along with the statement that needs it: of a text that the server cannot read (bad syntax, no UTF-8)
+// nothing is run at all, and what came before since the last savepoint would be taken back with it.
+constexpr PostgresConnection::Sequel kMoveSavepoint{"RELEASE SAVEPOINT batch; SAVEPOINT batch", 2};
+constexpr PostgresConnection::Sequel kSetSavepoint{"SAVEPOINT batch", 1};
 constexpr std::string_view kRemoveSavepoint = "RELEASE SAVEPOINT batch; ";
-constexpr std::string_view kSetSavepoint = "; SAVEPOINT batch";
 constexpr const char* kBackToSavepoint = "ROLLBACK TO SAVEPOINT batch";
 
 constexpr const char* kRolledBack = "The batch was rolled back.";
@@ -33,12 +35,12 @@ struct Lent {
     ResultSet ignored;
     return connection->Execute(sql, Window{}, ignored, error);
   }
-  [[nodiscard]] std::string Guarded(const char* sql) const;
+  [[nodiscard]] bool ExecuteGuarded(const char* sql, Window window, ResultSet& result,
+                                    std::string& error) const;
   [[nodiscard]] bool ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error);
 
   std::unique_ptr<PostgresConnection> connection;
   Batch batch = Batch::kNone;
-  bool savepoint_is_behind = false;  // something has been written since
   // What the server runs outside transactions only waits for the commit.
   std::vector<std::string> afterwards;
 };
@@ -47,12 +49,12 @@ bool IsAboutSavepoints(const char* sql) {
   return BeginsWith(sql, "SAVEPOINT") || BeginsWith(sql, "RELEASE") || BeginsWith(sql, "ROLLBACK");
 }
 
-// SQL so that it can be taken back alone. A savepoint of the caller's own has to lie below the batch's, and
-// what ends it ends the batch's too.
-std::string Lent::Guarded(const char* sql) const {
-  if (BeginsWith(sql, "SAVEPOINT")) return std::string(kRemoveSavepoint) + sql + std::string(kSetSavepoint);
-  if (IsAboutSavepoints(sql)) return sql + std::string(kSetSavepoint);
-  return (savepoint_is_behind ? std::string(kMoveSavepoint) : "") + sql;
+// A savepoint of the caller's own has to lie below the batch's, and what ends it ends the batch's too.
+bool Lent::ExecuteGuarded(const char* sql, Window window, ResultSet& result, std::string& error) const {
+  if (IsLoneSelect(sql)) return connection->Execute(sql, window, result, error);
+  if (!IsAboutSavepoints(sql)) return connection->ExecuteThen(sql, kMoveSavepoint, window, result, error);
+  const std::string text = (BeginsWith(sql, "SAVEPOINT") ? std::string(kRemoveSavepoint) : "") + sql;
+  return connection->ExecuteThen(text.c_str(), kSetSavepoint, window, result, error);
 }
 
 // A failed statement would spoil the whole transaction; taken back to the savepoint it spoils itself alone,
@@ -66,11 +68,7 @@ bool Lent::ExecuteInBatch(const char* sql, Window window, ResultSet& result, std
     afterwards.emplace_back(sql);
     return true;
   }
-  if (connection->Execute(Guarded(sql).c_str(), window, result, error)) {
-    savepoint_is_behind = !IsLoneSelect(sql) && !IsAboutSavepoints(sql);
-    return true;
-  }
-  savepoint_is_behind = false;
+  if (ExecuteGuarded(sql, window, result, error)) return true;
   std::string ignored;
   const bool spoiled = !connection->in_transaction() || connection->lost_to_others();
   if (!spoiled && Run(kBackToSavepoint, ignored)) return false;
@@ -158,7 +156,6 @@ class PostgresLoan : public Loan {
  private:
   [[nodiscard]] bool TryToBegin(std::string& error, bool& others_hold_it) {
     lent_->afterwards.clear();
-    lent_->savepoint_is_behind = false;
     if (lent_->Run(kBegin, error)) {
       lent_->batch = Batch::kOpen;
       return true;
