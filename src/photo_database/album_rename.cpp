@@ -21,11 +21,11 @@ bool IsSubAlbumName(const char* name) {
 }
 
 // The album that the renamed one refers to. One that refers to itself keeps its id, which still stands under
-// the old name.
-int ReferenceId(const Album& to, const Album& from) {
+// the old name. Nothing where the reference has no row: then it is the album itself.
+std::optional<int> ReferenceId(const Album& to, const Album& from) {
   const std::string reference = ReferenceAlbum(to.szShareName);
   const int id = getShareIdBySharename(reference != to.szShareName ? reference.c_str() : from.szShareName);
-  return id != -1 ? id : to.shareId;
+  return id != -1 ? std::optional(id) : std::nullopt;
 }
 
 // The number of rows that STATEMENT changed; nothing on failure, which the caller logs in its own form.
@@ -89,20 +89,27 @@ bool MoveCover(const Album& to, const Album& from) {
   return true;
 }
 
-bool InsertRenamed(const Album& album, bool conversion, int reference_id) {
+// Another writer may take the album's id, or record this very album, meanwhile.
+bool InsertRenamed(Album& album, bool conversion, std::optional<int> reference_id) {
   const bool comments = NewAlbumAllowsComments(album);
-  const auto statement = AlbumInsert(RequestDatabaseType(), album, comments, conversion, reference_id);
-  if (!statement) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+  for (int i = 0;; ++i) {
+    const auto statement =
+        AlbumInsert(RequestDatabaseType(), album, comments, conversion, reference_id.value_or(album.shareId));
+    if (!statement) {
+      LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+      return false;
+    }
+    if (PhotoDBExec(statement.get()) != -1 || IsAlbumRecorded(album.szShareName)) return true;
+    if (i < kAlbumIdTries && TakeNextId(album)) continue;
+    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
     return false;
   }
-  return RunStep(statement).has_value();
 }
 
 // What was done stays when a later step fails.
-bool Rename(const Album& to, const Album& from) {
-  const int reference_id = ReferenceId(to, from);
-  std::optional<int> changed = RenameRow(to, from, reference_id);
+bool Rename(Album& to, const Album& from) {
+  const std::optional<int> reference_id = ReferenceId(to, from);
+  std::optional<int> changed = RenameRow(to, from, reference_id.value_or(to.shareId));
   if (!changed) return false;
   const bool conversion = to.isSubdir != 0 || NewAlbumAllowsConversion(to);
   if (*changed > 0 && (IsSubAlbumName(to.szShareName) || IsSubAlbumName(from.szShareName))) {

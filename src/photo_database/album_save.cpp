@@ -17,19 +17,10 @@ namespace {
 
 constexpr const char* kCommentsSwitch = "album_def_allow_comment";
 constexpr const char* kNoConversionSwitch = "def_album_disable_conversion";
-// How often an album is given an id that another process takes first. Each time one of the others gets its
-// album, so with the handful that write to one database at a time this many are never needed.
-constexpr int kIdTries = 100;
 
 // A name that the database could not hold is passed over.
 bool IsStorableName(const char* name) {
   return name[0] != '\0' && RLIBCUnicodeIsUTF8(name);
-}
-
-bool IsAlbumRecorded(const char* name) {
-  char condition[sizeof kRawAlbumByName + kPathSize];
-  std::snprintf(condition, sizeof condition, kRawAlbumByName, name);
-  return PhotoInfoDBGetCount(PHOTO_TABLE_SHARE, "*", condition, "") >= 1;
 }
 
 // A new album that refers to no other one refers to itself, under the id that it is about to get.
@@ -62,9 +53,7 @@ class AlbumRow {
   std::optional<Statement> WriteAfterCollision() {
     if (!inserts_) return std::nullopt;
     if (IsAlbumRecorded(album_.szShareName)) return AlbumUpdate(type_, album_, reference_);
-    const int next = KAVOPhotoShareGetNewId();
-    if (next <= album_.shareId) return std::nullopt;
-    album_.shareId = next;
+    if (!TakeNextId(album_)) return std::nullopt;
     return Insert();
   }
 
@@ -92,7 +81,7 @@ int Save(KAVO_PHOTO_SHARE_INFO& album) {
   }
   AlbumRow row(connection.type(), album, comments, conversion);
   Statement statement = row.Write();
-  for (int i = 0; i < kIdTries && statement; ++i) {
+  for (int i = 0; i < kAlbumIdTries && statement; ++i) {
     if (PhotoDBExec(statement.get()) != -1) return 0;
     std::optional<Statement> next = row.WriteAfterCollision();
     if (!next) break;
@@ -120,6 +109,19 @@ bool NewAlbumAllowsComments(const Album& album) {
 bool NewAlbumAllowsConversion(const Album& album) {
   const bool disabled = ConfigIsOn(kNoConversionSwitch);
   return !disabled || album.isSubdir != 0;
+}
+
+bool IsAlbumRecorded(const char* name) {
+  char condition[sizeof kRawAlbumByName + kPathSize];
+  std::snprintf(condition, sizeof condition, kRawAlbumByName, name);
+  return PhotoInfoDBGetCount(PHOTO_TABLE_SHARE, "*", condition, "") >= 1;
+}
+
+bool TakeNextId(Album& album) {
+  const int next = KAVOPhotoShareGetNewId();
+  if (next <= album.shareId) return false;
+  album.shareId = next;
+  return true;
 }
 
 Statement AlbumInsert(int database_type, const Album& album, bool comments, bool conversion,

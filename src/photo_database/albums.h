@@ -22,6 +22,15 @@ std::string ReferenceAlbum(const char* album);
 bool NewAlbumAllowsComments(const Album& album);
 bool NewAlbumAllowsConversion(const Album& album);
 
+// How often an album is given an id that another process takes first. Each time one of the others gets its
+// album, so with the handful that write to one database at a time this many are never needed.
+inline constexpr int kAlbumIdTries = 100;
+
+bool IsAlbumRecorded(const char* name);
+// Nothing reserves an album's id. Gives ALBUM the next one, where others have got as far as its own; false
+// when they have not, so that its insert failed for another reason.
+bool TakeNextId(Album& album);
+
 // The statement that adds ALBUM's row.
 Statement AlbumInsert(int database_type, const Album& album, bool comments, bool conversion,
                       int reference_id);

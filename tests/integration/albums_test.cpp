@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <ctime>
+#include <filesystem>
 #include <memory>
 
 #include "base/text.h"
@@ -118,6 +119,15 @@ TEST_P(AlbumsTest, TakenIdGivesWayToTheNextOne) {
   EXPECT_EQ(AlbumRow(3)["ref_shareid"], "3");
   // The failure of the first statement.
   EXPECT_EQ(SyslogCapture::Messages().size(), 1U);
+}
+
+TEST_P(AlbumsTest, TakenIdOfAnAlbumThatARenameAddsGivesWay) {
+  Save(2, "trip");
+  std::filesystem::create_directories(Path("new"));
+  EXPECT_EQ(PhotoShareDBRename(Album(2, "new").get(), Album(0, "unknown").get()), 0);
+  EXPECT_EQ(AlbumRow(2)["sharename"], "trip");
+  EXPECT_EQ(AlbumRow(3)["sharename"], "new");
+  EXPECT_EQ(AlbumRow(3)["ref_shareid"], "3");
 }
 
 TEST_P(AlbumsTest, IdsByPath) {
