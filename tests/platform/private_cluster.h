@@ -16,8 +16,9 @@
 // hands it to the user "postgres".
 class PrivateCluster {
  public:
-  // False where there is no server to start.
-  [[nodiscard]] bool Make() {
+  // False where there is no server to start. A DURABLE one has what it commits on the disk before it says so.
+  [[nodiscard]] bool Make(bool durable = false) {
+    durable_ = durable;
     bin_ = FindPrograms();
     if (!bin_ || !GiveToServer()) return false;
     if (!Run("initdb", "-U postgres -A trust -E UTF8 --locale=C.UTF-8 --no-sync")) return false;
@@ -43,7 +44,7 @@ class PrivateCluster {
 
   [[nodiscard]] bool Start() const {
     return Run("pg_ctl", "-w -l " + (dir_ / "log") + " -o \"-k " + dir_.path().string() +
-                             " -h '' -c fsync=off\" start");
+                             " -h '' -c fsync=" + (durable_ ? "on" : "off") + "\" start");
   }
   // "fast" asks all sessions to end, "immediate" is a crash.
   [[nodiscard]] bool Stop(const std::string& mode) const { return Run("pg_ctl", "-w -m " + mode + " stop"); }
@@ -84,6 +85,7 @@ class PrivateCluster {
   std::optional<std::string> host_;
   std::optional<std::string> port_;
   bool made_ = false;
+  bool durable_ = false;
 };
 
 #endif  // TESTS_PLATFORM_PRIVATE_CLUSTER_H_
