@@ -63,10 +63,13 @@ inline constexpr const char* kFact = "SELECT value FROM fact WHERE name = '@KAVO
 inline constexpr const char* kRemoveFact = "DELETE FROM fact WHERE name = '@KAVO:VAR'";
 inline constexpr const char* kPutFact = "INSERT OR REPLACE INTO fact VALUES ('@KAVO:VAR', '@KAVO:VAR')";
 
-// What stays the same as long as it is the same database with the same tables.
+// What stays the same as long as it is the same database with the same tables. Any of those that runs fill
+// may have been made anew alone.
 inline constexpr const char* kServerIdentity =
-    "SELECT (SELECT system_identifier FROM pg_control_system()) || '/' || D.oid || '/' || "
-    "to_regclass('photo_image')::oid AS identity FROM pg_database D WHERE D.datname = current_database()";
+    "SELECT concat_ws('/', (SELECT system_identifier FROM pg_control_system()), D.oid, "
+    "to_regclass('photo_image')::oid, to_regclass('video')::oid, to_regclass('photo_share')::oid, "
+    "to_regclass('photo_label')::oid, to_regclass('photo_image_label')::oid) AS identity "
+    "FROM pg_database D WHERE D.datname = current_database()";
 
 // What a library's database tells of its files and folders, for a catalogue that was lost.
 inline constexpr const char* kIndexedPhotos = "SELECT path, size FROM photo_image";

@@ -46,6 +46,11 @@ bool DatabaseReader::IsReadable() {
   return Query({}, on_server() ? kServerAnswersSql : kCountTablesSql).has_value();
 }
 
+bool DatabaseReader::HasDatabase(const std::string& name) {
+  const auto found = Query({"datname"}, kDatabaseOfServerSql, name);
+  return found && !found->empty();
+}
+
 bool DatabaseReader::HasSchema() {
   const auto root = Query({"shareid"}, kRootAlbumSql);
   return root && !root->empty();
@@ -78,4 +83,10 @@ std::optional<std::vector<DatabaseReader::Row>> DatabaseReader::Rows(const Colum
 
 Failure Unreadable(const DatabaseReader& database) {
   return {ExitStatus::kDatabase, "the database cannot be read: " + database.error()};
+}
+
+Failure WithoutTables(const Library& tree) {
+  return {ExitStatus::kDatabase,
+          "the database " + tree.database() +
+              ": its tables are missing or not readable; see lumivault doctor --shared"};
 }

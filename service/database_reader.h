@@ -31,6 +31,8 @@ class DatabaseReader {
   bool on_server() const { return KAVODBDatabaseTypeGet(connection_.get()) == KAVODB_TYPE_POSTGRES; }
   // It is a database, be it an empty one; else error() tells what is wrong.
   bool IsReadable();
+  // The server has a database of this name.
+  bool HasDatabase(const std::string& name);
   // The tables are there.
   bool HasSchema();
   // The planner has statistics to go by.
@@ -81,5 +83,7 @@ class DatabaseReader {
 
 // DATABASE could not be opened, or a statement on it failed.
 Failure Unreadable(const DatabaseReader& database);
+// The database of the shared tree TREE is there, but not what belongs into it.
+Failure WithoutTables(const Library& tree);
 
 #endif  // SERVICE_DATABASE_READER_H_

@@ -104,10 +104,15 @@ void ExamineSharedDatabase(const Library& tree, Findings& findings) {
   const std::string subject = "database " + tree.database();
   DatabaseReader database = DatabaseReader::Of(tree);
   if (!database) {
-    if (DatabaseReader::OnServer(kMaintenanceDatabase))
-      return Add(findings, subject, database.error(), InitCommand(tree), ExitStatus::kDatabase);
-    return Add(findings, "PostgreSQL server", database.error(),
-               "start it, or name another one in PGHOST, PGPORT or PGSERVICE", ExitStatus::kDatabase);
+    DatabaseReader server = DatabaseReader::OnServer(kMaintenanceDatabase);
+    if (!server) {
+      return Add(findings, "PostgreSQL server", database.error(),
+                 "start it, or name another one in PGHOST, PGPORT or PGSERVICE", ExitStatus::kDatabase);
+    }
+    const std::string remedy = server.HasDatabase(tree.database())
+                                   ? std::string("let the user ") + kSharedUser + " connect to it"
+                                   : InitCommand(tree);
+    return Add(findings, subject, database.error(), remedy, ExitStatus::kDatabase);
   }
   ExamineServer(database, subject, findings);
   const auto script = SharedSchema();

@@ -61,8 +61,7 @@ Outcome<Done> CheckSharedDatabase(const Library& library) {
   DatabaseReader reader = DatabaseReader::Of(library);
   if (!reader) return Unreachable("the database " + library.database(), reader.error());
   if (reader.HasSchema()) return Done{};
-  return Unreachable("the database " + library.database(),
-                     "its tables are missing or not readable; see lumivault doctor --shared");
+  return WithoutTables(library);
 }
 
 Outcome<Done> OpenDatabase(const Library& library) {

@@ -78,11 +78,15 @@ Outcome<std::vector<LabelSummary>> ReadLabels(DatabaseReader& database) {
 Outcome<LibrarySummary> ReadSummary(DatabaseReader& database) {
   if (!database.BeginReading()) return Unreadable(database);
   const DatabaseReader::Columns kinds{kKinds[0].second, kKinds[1].second, kKinds[2].second, kOtherKind};
+  // What PostgreSQL is asked behind a failure tells nothing about the reason.
   const auto photos = database.Query(kPhotoCounts, kPhotoCountsSql);
+  if (!photos) return Unreadable(database);
   const auto videos = database.Query(kVideoCounts, kVideoCountsSql);
+  if (!videos) return Unreadable(database);
   const auto albums = database.Query({"albums"}, kAlbumCountSql);
+  if (!albums) return Unreadable(database);
   const auto labels = database.Query(kinds, kLabelCountsSql);
-  if (!photos || !videos || !albums || !labels) return Unreadable(database);
+  if (!labels) return Unreadable(database);
   const Row& photo = photos->front();
   const Row& video = videos->front();
   return LibrarySummary{{Value(photo[kFiles]), Value(photo[kPlaced]), Value(photo[kUntaken]),

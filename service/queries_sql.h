@@ -15,6 +15,8 @@ inline constexpr const char* kLinkStatisticsSql =
 // Fails on what is no database, or a damaged one.
 inline constexpr const char* kCountTablesSql = "SELECT count(*) AS count FROM sqlite_schema";
 inline constexpr const char* kServerAnswersSql = "SELECT 1";
+inline constexpr const char* kDatabaseOfServerSql =
+    "SELECT datname FROM pg_database WHERE datname = '@KAVO:VAR'";
 
 // In a new library people named in photos are taken over; "off" in their place is a person's choice and
 // stays. A library is new until it has a photo, so that a first use that was cut short is made up for by the

@@ -50,9 +50,11 @@ Outcome<Done> MakeDatabase() {
   DatabaseReader server = DatabaseReader::OnServer(kMaintenanceDatabase);
   if (!server) return Failure{ExitStatus::kDatabase, "the PostgreSQL server: " + server.error()};
   if (server.Run(kMakeSharedDatabaseSql)) return Done{};
-  // Somebody else may just have made it.
-  if (DatabaseReader::OnServer(kSharedDatabase)) return Done{};
-  return OfDatabase(server.error());
+  const std::string why = server.error();
+  // Somebody else may just have made it; or it is there and cannot be entered.
+  const DatabaseReader present = DatabaseReader::OnServer(kSharedDatabase);
+  if (present) return Done{};
+  return OfDatabase(server.HasDatabase(kSharedDatabase) ? present.error() : why);
 }
 
 // Columns that came later; the script makes what is missing as a whole.

@@ -6,6 +6,7 @@
 #include "commands/opened_library.h"
 #include "diagnosis.h"
 #include "display.h"
+#include "report.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ constexpr int kSchemaVersion = 1;
 // The library asked for; with none asked for, the shared tree where there is one.
 Outcome<std::optional<Library>> Asked(const LibraryOptions& options) {
   if (options.shared) {
-    auto tree = RequireSharedTree("");
+    auto tree = RequireSharedTree(options.folder);
     if (!tree) return tree.failure();
     return std::optional(std::move(*tree));
   }
@@ -49,16 +50,24 @@ std::string FindingsText(const Findings& findings) {
   return text;
 }
 
+// There may be no such library, and things to say about the installation all the same.
+int ReportNoLibrary(const Findings& findings, const Failure& failure, bool json) {
+  if (findings.empty()) return ReportFailure(failure, json);
+  ReportFailure(failure);
+  if (!json) return PrintResult(FindingsText(findings), failure.status);
+  Json::Value object = FindingsJson(findings);
+  const Json::Value failed = FailureJson(failure);
+  for (const std::string& member : failed.getMemberNames()) object[member] = failed[member];
+  return PrintResult(JsonLine(object) + "\n", failure.status);
+}
+
 int Examine(const LibraryOptions& options) {
   const auto root = StateRoot::Locate(options.root);
-  if (!root) return ReportFailure(root.failure());
+  if (!root) return ReportFailure(root.failure(), options.json);
   Findings findings = ExamineInstallation(*root);
   const auto library = Asked(options);
-  if (!library) {
-    const int status = ReportFailure(library.failure());
-    if (findings.empty()) return status;
-  }
-  if (library && *library) {
+  if (!library) return ReportNoLibrary(findings, library.failure(), options.json);
+  if (*library) {
     Findings more = ExamineLibrary(*root, **library);
     findings.insert(findings.end(), std::make_move_iterator(more.begin()),
                     std::make_move_iterator(more.end()));

@@ -26,6 +26,7 @@ Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string&
   auto signals = library.shared() ? nullptr : std::make_unique<StopSignals>();
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) return NoDatabase(library, database);
+  if (library.shared() && !database.HasSchema()) return WithoutTables(library);
   return OpenedLibrary{std::move(signals), library, path, std::move(database)};
 }
 

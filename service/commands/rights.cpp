@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <memory>
 
 #include "album_rights.h"
@@ -26,8 +27,11 @@ Outcome<OpenedLibrary> Open(const Options& options) {
   if (!options.shared) return OpenLibraryAround(options.root, FolderPath(options.album));
   auto tree = OpenSharedTree(options.root, "");
   if (!tree || options.album == kRootAlbum || options.album == tree->library.folder) return tree;
-  const bool whole = options.album.starts_with(tree->library.folder + "/");
-  tree->path = whole ? options.album : tree->library.folder + "/" + options.album;
+  // An absolute path stays as it is.
+  const auto path = (std::filesystem::path(tree->library.folder) / options.album).lexically_normal();
+  tree->path = path.has_filename() ? path.string() : path.parent_path().string();
+  if (tree->path != tree->library.folder && tree->key().empty())
+    return NotIndexed(tree->path, "lies outside the shared tree");
   return tree;
 }
 

@@ -7,6 +7,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 #include <thread>
 
 #include "commands/command.h"
@@ -45,6 +47,12 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
   if (!options.shared && !options.folder.empty()) return MakeLibrary(root, options.folder);
   auto tree = NamedLibrary(options);
   if (!tree) return tree;
+  std::error_code error;
+  if (!std::filesystem::is_directory(tree->folder, error)) {
+    return Failure{ExitStatus::kLoss, Visible(tree->folder) + ": " +
+                                          (error ? error.message() : "not a folder") +
+                                          "; nothing was deleted (see lumivault doctor --shared)"};
+  }
   if (auto made = root.MakeFolder("/libraries/" + tree->user); !made) return made.failure();
   return tree;
 }

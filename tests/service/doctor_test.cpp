@@ -89,6 +89,22 @@ TEST_F(DoctorTest, AFolderThatIsNoLibrary) {
             "lumivault: " + scratch().string() + ": lies in no library; run lumivault index on it\n");
 }
 
+TEST_F(DoctorTest, PrintsOneJsonObjectWhereThereIsNoLibrary) {
+  const Json::Value failed = StrictJson(Run({"doctor", scratch(), "--json"}).out);
+  EXPECT_EQ(failed["error"].asString(),
+            scratch().string() + ": lies in no library; run lumivault index on it");
+  EXPECT_EQ(failed["status"].asInt(), 4);
+  EXPECT_FALSE(failed.isMember("problems"));
+  fs::remove(state() / "var/packages/Lumivault/enabled");
+  const RunResult both = Run({"doctor", scratch(), "--json"});
+  EXPECT_EQ(both.status, 4);
+  const Json::Value more = StrictJson(both.out);
+  EXPECT_EQ(more["error"], failed["error"]);
+  EXPECT_EQ(more["status"], failed["status"]);
+  EXPECT_FALSE(more["healthy"].asBool());
+  EXPECT_EQ(more["problems"].size(), 1U);
+}
+
 TEST_F(DoctorTest, ADatabaseThatIsGone) {
   for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(Database().string() + suffix);
   const RunResult result = Doctor();
@@ -181,6 +197,13 @@ TEST_F(SharedDoctorTest, AServerThatOnlyReads) {
   Query("BEGIN READ WRITE; ALTER DATABASE photo RESET default_transaction_read_only; COMMIT");
   EXPECT_EQ(result.status, 5);
   EXPECT_THAT(result.out, HasSubstr("database photo: the server only reads, as a standby does\n"));
+}
+
+TEST_F(SharedDoctorTest, AnotherFolderIsNotTheTree) {
+  const RunResult result = Run({"doctor", "--shared", scratch()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err,
+            "lumivault: " + scratch().string() + ": the shared tree is " + folder().string() + "\n");
 }
 
 TEST_F(SharedDoctorTest, ALinkThatLeadsNowhere) {

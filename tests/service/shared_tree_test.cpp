@@ -84,6 +84,37 @@ TEST_F(InitTest, EachThingThatFailsHasItsLine) {
   EXPECT_EQ(Init(folder()).status, 5);
 }
 
+TEST_F(InitTest, PrintsOneJsonObject) {
+  const Json::Value made = StrictJson(Run({"init", "--shared", folder(), "--json"}).out);
+  EXPECT_EQ(made["schema_version"].asInt(), 1);
+  EXPECT_EQ(made["library"].asString(), folder().string());
+  EXPECT_EQ(made["database"].asString(), "photo");
+  fs::create_directories(scratch() / "other");
+  Environment("PGHOST", "/nowhere");
+  const RunResult result = Run({"init", "--shared", scratch() / "other", "--json"});
+  EXPECT_EQ(result.status, 4);
+  const Json::Value failed = StrictJson(result.out);
+  EXPECT_EQ(failed["status"].asInt(), 4);
+  EXPECT_THAT(failed["error"].asString(), HasSubstr("leads to " + folder().string()));
+  ASSERT_EQ(failed["also"].size(), 1U);
+  EXPECT_EQ(failed["also"][0]["status"].asInt(), 5);
+  EXPECT_THAT(failed["also"][0]["error"].asString(), HasSubstr("the PostgreSQL server: "));
+}
+
+TEST_F(InitTest, ADatabaseThatCannotBeEnteredTellsWhy) {
+  const auto allow = [](const std::string& value) {
+    return std::system(
+        ("psql -q -U postgres -c 'ALTER DATABASE photo ALLOW_CONNECTIONS " + value + "' postgres").c_str());
+  };
+  ASSERT_EQ(allow("false"), 0);
+  const RunResult result = Init(folder());
+  const RunResult doctor = Run({"doctor", "--shared"});
+  ASSERT_EQ(allow("true"), 0);
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.err, HasSubstr("database \"photo\" is not currently accepting connections\n"));
+  EXPECT_THAT(doctor.out, HasSubstr("\n  let the user postgres connect to it\n"));
+}
+
 TEST_F(InitTest, FoldersThatCannotBeTreesAreRefused) {
   EXPECT_EQ(Init(scratch() / "missing").status, 2);
   fs::create_directories(scratch() / "own/photos");
@@ -219,8 +250,60 @@ TEST_F(SharedCommandsTest, AServerThatIsAwayIsOneLine) {
     const RunResult result = Run({command, "--shared"});
     EXPECT_EQ(result.status, 5) << command;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.err.find("  "), std::string::npos) << result.err;
     EXPECT_THAT(result.err, HasSubstr("/nowhere")) << command;
   }
+}
+
+TEST_F(SharedCommandsTest, MissingTablesAreSaidInOneWay) {
+  Query("DROP TABLE photo_share");
+  for (const char* command : {"index", "albums", "stats", "export"}) {
+    const RunResult result = Run({command, "--shared"});
+    EXPECT_EQ(result.status, 5) << command;
+    EXPECT_EQ(result.err,
+              "lumivault: the database photo: its tables are missing or not readable; see lumivault doctor "
+              "--shared\n");
+  }
+}
+
+TEST_F(SharedCommandsTest, TheFirstFailureOfSeveralQueriesIsTold) {
+  Query("DROP TABLE photo_image CASCADE");
+  EXPECT_THAT(Run({"stats", "--shared"}).err, HasSubstr("relation \"photo_image\" does not exist"));
+}
+
+TEST_F(SharedCommandsTest, OneTableMadeAnewIsFilledAgain) {
+  Index();
+  const std::string before = Export();
+  for (const char* tables : {"photo_share", "photo_image_label", "photo_image_label, photo_label",
+                             "photo_image_label, photo_image"}) {
+    Query(std::string("DROP TABLE ") + tables);
+    ASSERT_EQ(Run({"init", "--shared", folder()}).status, 0);
+    Index();
+    EXPECT_EQ(Export(), before) << tables;
+  }
+}
+
+TEST_F(SharedCommandsTest, ATreeThatIsNotThereIsSaidSo) {
+  Index();
+  fs::rename(folder(), scratch() / "away");
+  const RunResult result = Run({"index", "--shared"});
+  EXPECT_EQ(result.status, 7);
+  EXPECT_EQ(result.err, "lumivault: " + folder().string() +
+                            ": No such file or directory; nothing was deleted (see lumivault doctor "
+                            "--shared)\n");
+  EXPECT_EQ(Count(), "2");
+}
+
+TEST_F(SharedCommandsTest, HasWhatAPersonalLibraryHasUnderOtherKeys) {
+  Index();
+  const fs::path own = scratch() / "own";
+  fs::copy(folder(), own, fs::copy_options::recursive);
+  ASSERT_EQ(Run({"index", own, "--quiet"}).status, 0);
+  std::string shared = Export();
+  const std::string root = "\"" + folder().string() + "/";
+  for (std::size_t at = 0; (at = shared.find(root, at)) != std::string::npos;)
+    shared.erase(at + 1, root.size() - 1);
+  EXPECT_EQ(shared, Run({"export", own}).out);
 }
 
 class RightsTest : public SharedTreeTest {
@@ -275,6 +358,10 @@ TEST_F(RightsTest, AreShownAsText) {
         ", E'Sat Nov 21 20:00:00 2026\\n')");
   EXPECT_EQ(Run({"rights", File("2024")}).out, "access\tappliance\t1026\tSat Nov 21 20:00:00 2026\n");
   EXPECT_EQ(Run({"rights", "--shared", "/"}).out, "");
+  EXPECT_EQ(Run({"rights", "--shared", "./2024/"}).out, Run({"rights", File("2024")}).out);
+  const RunResult outside = Run({"rights", "--shared", ".."});
+  EXPECT_EQ(outside.status, 1);
+  EXPECT_EQ(outside.err, "lumivault: " + scratch().string() + ": lies outside the shared tree\n");
   const RunResult missing = Run({"rights", "--shared", "nowhere"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "lumivault: " + File("nowhere").string() + ": no album\n");
