@@ -128,7 +128,7 @@ std::unordered_set<std::string> SourcesOf(const std::vector<Move>& moves) {
   return paths;
 }
 
-void DropMoved(std::vector<Arrival>& arrivals, Entries& gone, const std::vector<Move>& moves) {
+void DropMoved(std::deque<Arrival>& arrivals, Entries& gone, const std::vector<Move>& moves) {
   std::unordered_set<std::string> targets;
   for (const Move& move : moves) targets.insert(move.to);
   const auto sources = SourcesOf(moves);

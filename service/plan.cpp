@@ -102,7 +102,7 @@ class Planner {
     return item;
   }
 
-  void AddFolders(const std::vector<Move>& moves, const std::vector<Arrival>& arrivals) {
+  void AddFolders(const std::vector<Move>& moves, const std::deque<Arrival>& arrivals) {
     for (const Move& move : moves) plan_.items.push_back(MoveItem(move));
     for (const Arrival& folder : arrivals) {
       // While a loss is not believed, what the folder was stays on record.
@@ -121,9 +121,13 @@ class Planner {
     ++stage_;
   }
 
-  void AddFiles(const std::vector<Arrival>& files) {
-    for (const Arrival& file : files)
+  // There may be a million: each arrival goes as its item comes.
+  void AddFiles(std::deque<Arrival>& files) {
+    plan_.items.reserve(plan_.items.size() + files.size());
+    for (; !files.empty(); files.pop_front()) {
+      const Arrival& file = files.front();
       plan_.items.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+    }
   }
 
   // Folders after their files, the deepest first.

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <set>
 #include <string>
@@ -24,8 +25,8 @@ struct Arrival {
 };
 
 struct Differences {
-  std::vector<Arrival> folders;  // parents first
-  std::vector<Arrival> files;
+  std::deque<Arrival> folders;  // parents first
+  std::deque<Arrival> files;
   // Not there any more, for sure.
   std::vector<CatalogueEntry> gone_folders;
   std::vector<CatalogueEntry> gone_files;
