@@ -1,6 +1,5 @@
 #include "library_catalogue.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -18,6 +17,7 @@
 #include "display.h"
 #include "error_text.h"
 #include "media_files.h"
+#include "open_folder.h"
 
 namespace {
 
@@ -46,14 +46,12 @@ std::optional<Identity> IdentityOf(const std::string& path) {
 
 // Nothing but the library's own files is in FOLDER.
 bool IsEmptyFolder(const std::string& folder) {
-  DIR* listing = opendir(folder.c_str());
-  if (listing == nullptr) return false;
-  bool empty = true;
-  while (const dirent* entry = readdir(listing)) {
-    if (*entry->d_name != '.') empty = false;
+  const OpenFolder listing(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!listing) return false;
+  while (const dirent* entry = listing.Next()) {
+    if (*entry->d_name != '.') return false;
   }
-  closedir(listing);
-  return empty;
+  return true;
 }
 
 // What tells a library's database from others; "" when there is none. Out of reach is not the same as not

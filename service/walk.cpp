@@ -8,7 +8,6 @@
 #include <sys/sysmacros.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "base/limits.h"
 #include "display.h"
@@ -20,11 +19,6 @@
 namespace {
 
 constexpr std::size_t kLongestPath = kPathSize - 1;
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
-using Folder = std::unique_ptr<DIR, CloseFolder>;
 
 // The service's own and the plug-in's files, of which nobody wants to hear.
 bool LeftOutSilently(std::string_view name) {
@@ -126,17 +120,16 @@ bool Walk::IsAncestor(const FileStamp& stamp) const {
 
 // Takes over the descriptor.
 void Walk::List(int descriptor, Level& level) const {
-  const Folder folder(fdopendir(descriptor));
+  const OpenFolder folder(descriptor);
   if (!folder) {
     level.error = errno;
-    close(descriptor);
     return;
   }
   errno = 0;
-  while (const dirent* entry = readdir(folder.get())) {
+  while (const dirent* entry = folder.Next()) {
     const std::string_view name = entry->d_name;
     if (LeftOutSilently(name)) continue;
-    const Name found = Look(dirfd(folder.get()), entry->d_name, entry->d_type);
+    const Name found = Look(folder.descriptor(), entry->d_name, entry->d_type);
     if (found.kind == NameKind::kFolder) {
       level.folders.Add(name, {});
     } else {
