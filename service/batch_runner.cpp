@@ -27,8 +27,8 @@ constexpr std::chrono::milliseconds kLongestTransaction{50};
 constexpr std::size_t kReadAhead = 32;
 constexpr unsigned kIndexType = 1;  // any kind of folder that concerns the plug-in
 
-// What every personal photo folder is called on an appliance. The plug-in takes that album name for the root
-// album, whose text is empty; the name of the library's folder is nobody's album.
+// What every photo folder is called on an appliance; the name of the library's folder is nobody's album. In a
+// personal one the plug-in takes it for the root album, whose text is empty; in the shared one it stays.
 constexpr const char* kPhotoFolderName = "photo";
 
 // Before the name of rows that are about to be deleted.

@@ -56,6 +56,28 @@ TEST_F(DoctorTest, AMissingMarkerAndSetting) {
             "runpersonallumivault is not \"yes\", so personal libraries are off");
 }
 
+TEST_F(DoctorTest, MissingSettings) {
+  const fs::path settings = state() / "var/packages/Lumivault/etc/settings.conf";
+  fs::remove(settings);
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 4);
+  EXPECT_THAT(result.out,
+              HasSubstr(settings.string() + ": No such file or directory\n  run: lumivault index"));
+  Index();
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+}
+
+TEST_F(DoctorTest, ALibraryThatIsSwitchedOff) {
+  const fs::path settings =
+      fs::directory_iterator(state() / "usr/kavo/etc/preference")->path() / "kavoinfo.conf";
+  WriteFile(settings, "runpersonallumivault=\"no\"\n");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.out, settings.string() +
+                            ": runpersonallumivault is not \"yes\"\n  set "
+                            "runpersonallumivault=\"yes\" in it\n");
+}
+
 TEST_F(DoctorTest, AMissingTool) {
   fs::remove(state() / "usr/kavo/bin/sqlite3");
   const RunResult result = Doctor();
@@ -197,6 +219,20 @@ TEST_F(SharedDoctorTest, AServerThatOnlyReads) {
   Query("BEGIN READ WRITE; ALTER DATABASE photo RESET default_transaction_read_only; COMMIT");
   EXPECT_EQ(result.status, 5);
   EXPECT_THAT(result.out, HasSubstr("database photo: the server only reads, as a standby does\n"));
+}
+
+TEST_F(SharedDoctorTest, ADatabaseOfAnotherEncoding) {
+  ASSERT_EQ(std::system("dropdb -U postgres photo && "
+                        "createdb -U postgres -T template0 -E SQL_ASCII --locale=C photo"),
+            0);
+  ASSERT_EQ(Run({"init", "--shared", folder()}).status, 0);
+  const RunResult result = Doctor();
+  ASSERT_EQ(std::system("dropdb -U postgres photo && createdb -U postgres photo"), 0);
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(
+      result.out,
+      "database photo: its encoding is SQL_ASCII, not UTF8\n  make it anew with ENCODING 'UTF8' and load "
+      "its rows from a dump\n");
 }
 
 TEST_F(SharedDoctorTest, AnotherFolderIsNotTheTree) {

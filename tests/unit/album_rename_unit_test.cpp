@@ -187,6 +187,14 @@ TEST_P(AlbumRenameFailureTest, RefusedInsert) {
   EXPECT_EQ(Messages().back(), "photo_database.cpp:# Failed to exec [" + Changes().back() + "]");
 }
 
+TEST_P(AlbumRenameFailureTest, AlbumRecordedMeanwhileIsThere) {
+  Answer({.match = "INSERT", .result = -1});
+  AddAlbum("new", "4");
+  const auto to = Album(9, "new");
+  CopyText(to->szAlbumPath, sizeof to->szAlbumPath, shared());
+  EXPECT_EQ(PhotoShareDBRename(to.get(), Album(0, "old").get()), 0);
+}
+
 // The number of templates built before: the id (1), the rename (2); a sub-album asks for no configuration, so
 // its conversion is the third.
 TEST_P(AlbumRenameFailureTest, RenameThatCannotBeBuilt) {

@@ -247,6 +247,18 @@ TEST_P(AlbumSaveFailureTest, AlbumThatCannotBeCountedIsTakenForANewOne) {
                                           "9, 'trip', '', '', 'f', 0, '', 'f', 'f', '1', 't', '9');"));
 }
 
+// The first condition is that of the count: another writer records the album just after it.
+TEST_P(AlbumSaveFailureTest, AlbumRecordedMeanwhileIsUpdated) {
+  AddAlbum("trip", "4");
+  fake().failing_at["EscapeConditionEX2"] = 1;
+  Answer({.match = "INSERT", .result = -1});
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), 0);
+  EXPECT_THAT(Sent("INSERT"), SizeIs(1));
+  EXPECT_THAT(Sent("UPDATE"),
+              ElementsAre("UPDATE photo_share SET is_subdir = 'f', ref_shareid = '4',updated = "
+                          "'1' WHERE sharename = 'trip'"));
+}
+
 TEST_P(AlbumSaveFailureTest, StatementThatCannotBeBuiltIsSilent) {
   fake().failing_at["KAVODBEscapeStringEX3"] = 3;  // after the two configuration values
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), -1);
