@@ -134,8 +134,8 @@ std::set<std::string> UnplannedTexts() {
           // Settings and transactions.
           "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kBeginCatalogue",
           "kCommitCatalogue", "kCountTablesSql", "kLinkStatisticsSql", "kServerAnswersSql", "kServerFactsSql",
-          "kServerIdentity", "kMakeSharedDatabaseSql", "kAddColumnSql", "kColumnsOfSqlite",
-          "kColumnsOfPostgres",
+          "kServerIdentity", "kDatabaseOfServerSql", "kMakeSharedDatabaseSql", "kAddColumnSql",
+          "kColumnsOfSqlite", "kColumnsOfPostgres",
           // On PostgreSQL an export reads each table whole, through a cursor.
           "kOpenCursorSql", "kFetchSql", "kCloseCursorSql",
           // Asked for by doctor, of the whole file.
