@@ -328,6 +328,8 @@ TEST_P(OpenWayTest, TellsWhyItFails) {
   EXPECT_EQ(Try("folder", O_PATH | O_DIRECTORY), ELOOP);
   EXPECT_EQ(Try("round"), ELOOP);
   EXPECT_EQ(Try("../outside/a.jpg"), EXDEV);
+  EXPECT_EQ(Try("/file"), EXDEV);
+  EXPECT_EQ(Try("/"), EXDEV);
 }
 
 TEST_P(OpenWayTest, CreatesAFileOnce) {

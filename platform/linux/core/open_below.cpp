@@ -71,7 +71,7 @@ Descriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mod
 }
 
 Descriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode) {
-  if (Climbs(relative)) {
+  if (relative.starts_with('/') || Climbs(relative)) {
     errno = EXDEV;
     return Descriptor();
   }
