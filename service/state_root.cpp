@@ -159,7 +159,7 @@ Outcome<Done> AddMissingSettings(const std::string& file, const std::vector<Sett
 Outcome<Done> StateRoot::PrepareSettings() const {
   const std::string settings = Place(kPackageSettings);
   // Without "keep" the modes of people's files would be opened to everybody.
-  const auto written = AddMissingSettings(
+  auto written = AddMissingSettings(
       settings, {{kPersonalSetting, "yes"}, {kPublicSetting, "no"}, {kModesSetting, "keep"}});
   if (!written) return written;
   if (RLIBCFileCheckKeyValue(settings.c_str(), kPersonalSetting, "yes", 0) != 0) return Done{};
