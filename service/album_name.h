@@ -5,12 +5,9 @@
 
 #include "base/limits.h"
 #include "display.h"
-#include "library.h"
 
-// The album of FOLDER: its path below LIBRARY, "" for the library itself.
-inline std::string AlbumName(const Library& library, const std::string& folder) {
-  return folder.size() > library.folder.size() ? folder.substr(library.folder.size() + 1) : "";
-}
+// Albums bear the path of their folder below the library, but for that of the library itself.
+inline constexpr const char* kRootAlbum = "/";
 
 // Why a folder cannot be an album of that name, though its files are indexed; nullptr when it can.
 inline const char* NoAlbumReason(const std::string& name) {

@@ -11,6 +11,7 @@
 
 #include "catalogue_sql.h"
 #include "file_descriptor.h"
+#include "path_parts.h"
 
 namespace {
 
@@ -68,15 +69,6 @@ std::vector<CatalogueEntry> EntriesOf(const std::vector<DatabaseReader::Row>& ro
     if (row.back()) entries.push_back(EntryOf(row));
   }
   return entries;
-}
-
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "" : path.substr(0, slash);
-}
-
-std::string NameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
 }
 
 // As it stands in the column `name`.

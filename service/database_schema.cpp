@@ -5,6 +5,7 @@
 
 #include "library_tables.h"
 #include "schema_sql.h"
+#include "trimmed.h"
 
 namespace {
 
@@ -23,13 +24,6 @@ std::string TableBody(std::string_view script, std::string_view table) {
     body += script.front();
   }
   return body;
-}
-
-std::string_view Trimmed(std::string_view text) {
-  constexpr const char* kBlanks = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
 // The definitions of BODY, which commas outside parentheses separate.

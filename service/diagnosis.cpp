@@ -20,9 +20,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kPersonalScript = "pphoto.sql";
-constexpr const char* kPersonalSetting = "runpersonallumivault";
-constexpr const char* kMaintenanceDatabase = "postgres";
 constexpr const char* kRunMakesIt = "run: lumivault index, or lumivault init --shared; both make it";
 constexpr const char* kGone = "No such file or directory";
 

@@ -6,7 +6,6 @@
 
 #include "album_name.h"
 #include "library_catalogue.h"
-#include "marked_rows.h"
 #include "media_files.h"
 #include "survey.h"
 #include "work_queue.h"
@@ -104,23 +103,10 @@ Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
   auto marked = FindMarkedRows(report_.library);
   if (!marked) return marked.failure();
   std::erase_if(marked->gone, [&](const WorkItem& item) { return held_back_.contains(item.path); });
-  // A disk may have gone away while everything was sent.
-  IndexReport unread = report_;
-  auto again = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
-  if (!again) return again.failure();
-  if (again->verdict.holds) {
-    Withhold(again->verdict, marked->gone);
-    return Done{};
-  }
-  LossQuestion question;
-  question.fact = kSweepFact;
-  for (const WorkItem& item : marked->gone) {
-    if (item.kind != ItemKind::kFolder) question.gone.push_back(Key(item.path));
-  }
-  question.recorded = marked->rows;
-  question.accepted = options_.accepts_loss;
-  if (const LossVerdict verdict = JudgeLoss(question, catalogue_); verdict.holds) {
-    Withhold(verdict, marked->gone);
+  const auto verdict = JudgeSweep(*marked);
+  if (!verdict) return verdict.failure();
+  if (verdict->holds) {
+    Withhold(*verdict, marked->gone);
     return Done{};
   }
   const bool all_gone = marked->kept == 0 && !move_failed_;
@@ -134,6 +120,22 @@ Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
     if (all_gone || !with_rows.contains(item.path)) catalogue_.Remove(Key(item.path), item.kind);
   }
   return Done{};
+}
+
+Outcome<LossVerdict> IndexRun::JudgeSweep(const MarkedRows& marked) {
+  // A disk may have gone away while everything was sent.
+  IndexReport unread = report_;
+  auto again = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
+  if (!again) return again.failure();
+  if (again->verdict.holds) return again->verdict;
+  LossQuestion question;
+  question.fact = kSweepFact;
+  for (const WorkItem& item : marked.gone) {
+    if (item.kind != ItemKind::kFolder) question.gone.push_back(Key(item.path));
+  }
+  question.recorded = marked.rows;
+  question.accepted = options_.accepts_loss;
+  return JudgeLoss(question, catalogue_);
 }
 
 std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
@@ -177,9 +179,7 @@ bool IndexRun::MayBeSent(const WorkItem& item) {
   if (item.action == ItemAction::kDelete || item.action == ItemAction::kRename) return true;
   const std::string folder = item.path.substr(0, item.path.rfind('/'));
   if (!held_back_.contains(item.path) && !without_album_.contains(folder)) return true;
-  const bool reported = std::any_of(report_.failed.begin(), report_.failed.end(),
-                                    [&](const auto& failed) { return failed.path == item.path; });
-  if (!reported) report_.failed.push_back({item.path, kHeldBack, false});
+  if (!told_.contains(item.path)) Tell(item, kHeldBack, false);
   HoldBack(item);
   Reach(item);
   return false;
@@ -230,8 +230,7 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
 }
 
 std::string IndexRun::Key(const std::string& path) const {
-  const std::size_t root = report_.library.folder.size();
-  return path.size() > root ? path.substr(root + 1) : "";
+  return report_.library.Below(path);
 }
 
 // A database that takes the place of this one later has not got what the catalogue then says of it.
@@ -276,8 +275,12 @@ CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result)
 }
 
 void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
-  if (!result.done() || !result.trouble.empty())
-    report_.failed.push_back({item.path, result.trouble, result.done()});
+  if (!result.done() || !result.trouble.empty()) Tell(item, result.trouble, result.done());
+}
+
+void IndexRun::Tell(const WorkItem& item, const std::string& reason, bool stored) {
+  report_.failed.push_back({item.path, reason, stored});
+  told_.insert(item.path);
 }
 
 void IndexRun::NoteUpdate(const WorkItem& item, const ItemResult& result) {

@@ -14,6 +14,7 @@
 #include "catalogue.h"
 #include "file_counter.h"
 #include "library.h"
+#include "marked_rows.h"
 #include "outcome.h"
 #include "plan.h"
 #include "progress.h"
@@ -55,6 +56,8 @@ class IndexRun : private RunObserver {
   Outcome<Done> SendRescues();
   Outcome<Done> SendEverything();
   Outcome<Done> SweepOrDelete(const Plan& plan);
+  // Whether what a full reindex has not met may be deleted.
+  Outcome<LossVerdict> JudgeSweep(const MarkedRows& marked);
 
   // The next of the walk that is for the plug-in; the rest goes into the report on the way.
   std::optional<WorkItem> NextOf(Walk& walk, ItemAction action);
@@ -79,6 +82,8 @@ class IndexRun : private RunObserver {
   void NoteFailedMove(const WorkItem& item, const ItemResult& result);
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   void NoteFailure(const WorkItem& item, const ItemResult& result);
+  // A line of the report about ITEM.
+  void Tell(const WorkItem& item, const std::string& reason, bool stored);
   // What the catalogue keeps of an item that was read.
   CatalogueEntry EntryOf(const WorkItem& item, const ItemResult& result) const;
   std::string Key(const std::string& path) const;
@@ -104,6 +109,7 @@ class IndexRun : private RunObserver {
   bool move_failed_ = false;                          // rows are still under an old name
   std::unordered_set<std::string> held_back_;         // paths of rows that must stay as they are
   std::unordered_set<std::string> without_album_;     // folders
+  std::unordered_set<std::string> told_;              // paths of items that the report has a line about
   std::vector<WorkItem> rescues_;                     // photos whose rows move without being read
   std::map<std::string, std::string> crash_reasons_;  // of those
   std::optional<Failure> failure_;

@@ -15,7 +15,9 @@ std::string ProgramPath();
 Outcome<FileDescriptor> OpenWorkerProgram();
 // The plug-in: what LUMIVAULT_PLUGIN names, else the one that belongs to this program.
 Outcome<std::string> PluginPath();
-// The schema of personal databases.
+// The schema script NAME.
+inline constexpr const char* kPersonalScript = "pphoto.sql";
+inline constexpr const char* kSharedScript = "photo.sql";
 Outcome<std::string> SchemaPath(const std::string& name);
 
 #endif  // SERVICE_INSTALLATION_H_

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -19,6 +18,7 @@
 #include "base/limits.h"
 #include "display.h"
 #include "error_text.h"
+#include "name_hash.h"
 #include "platform/files.h"
 #include "platform/index.h"
 #include "platform/share.h"
@@ -34,9 +34,6 @@ constexpr mode_t kPrivateFile = 0600;
 // SQLite opens no path of more than 512 bytes, and its own side files have longer names than the database.
 constexpr std::size_t kLongestFolder = 490;
 constexpr std::size_t kLongestBaseName = 32;
-// FNV-1a, 64 bits.
-constexpr std::uint64_t kHashStart = 0xcbf29ce484222325U;
-constexpr std::uint64_t kHashFactor = 0x100000001b3U;
 
 Failure Refused(const std::string& folder, const std::string& why) {
   return {ExitStatus::kUsage, Visible(folder) + ": " + why};
@@ -49,11 +46,9 @@ std::string UserOf(const std::string& folder) {
     const bool safe = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
     if (!safe) c = '_';
   }
-  std::uint64_t hash = kHashStart;
-  for (const char c : folder) hash = (hash ^ static_cast<unsigned char>(c)) * kHashFactor;
-  std::ostringstream user;
-  user << (name.empty() ? "root" : name) << '-' << std::hex << hash;
-  return user.str();
+  NameHash hash;
+  hash.Add(folder);
+  return (name.empty() ? "root" : name) + "-" + hash.Text();
 }
 
 Outcome<std::string> RealFolder(const std::string& folder) {

@@ -6,14 +6,13 @@
 #include <sstream>
 #include <utility>
 
+#include "name_hash.h"
+
 namespace {
 
 constexpr std::size_t kMostGone = 100;
 constexpr std::size_t kMostGonePart = 10;
 constexpr std::int64_t kPatienceSeconds = 3600;
-// FNV-1a, 64 bits.
-constexpr std::uint64_t kHashStart = 0xcbf29ce484222325U;
-constexpr std::uint64_t kHashFactor = 0x100000001b3U;
 
 std::int64_t Now() {
   const auto since = std::chrono::system_clock::now().time_since_epoch();
@@ -23,14 +22,12 @@ std::int64_t Now() {
 // Whatever order they come in.
 std::string HashOf(std::vector<std::string> paths) {
   std::sort(paths.begin(), paths.end());
-  std::uint64_t hash = kHashStart;
+  NameHash hash;
   for (const std::string& path : paths) {
-    for (const char c : path) hash = (hash ^ static_cast<unsigned char>(c)) * kHashFactor;
-    hash = hash * kHashFactor;
+    hash.Add(path);
+    hash.Add('\0');
   }
-  std::ostringstream text;
-  text << std::hex << hash;
-  return text.str();
+  return hash.Text();
 }
 
 // An earlier scan has found the same, long enough ago; else this one is remembered.

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "album_name.h"
 #include "database_reader.h"
 #include "gone.h"
 #include "queries_sql.h"
@@ -15,8 +16,6 @@ struct Source {
 constexpr std::array kSources{Source{kMarkedPhotosSql, ItemKind::kPhoto},
                               Source{kMarkedVideosSql, ItemKind::kVideo},
                               Source{kMarkedAlbumsSql, ItemKind::kFolder}};
-
-constexpr const char* kRootAlbum = "/";
 
 }  // namespace
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "album_name.h"
+#include "path_parts.h"
 #include "queries_sql.h"
 
 namespace {
@@ -40,10 +42,6 @@ std::string Field(const MediaRecord& record, std::string_view name) {
     if (column.name == name) return Value(value);
   }
   return "";
-}
-
-std::string BaseName(const std::string& key) {
-  return key.substr(key.rfind('/') + 1);
 }
 
 void AddLabels(const Rows& rows, MediaRecord& record) {
@@ -99,7 +97,7 @@ bool ReadVideoExtras(DatabaseReader& database, const std::string& key, MediaReco
 bool AddListed(const char* kind, const std::optional<Rows>& rows, std::vector<ListedEntry>& entries) {
   if (!rows) return false;
   for (const auto& row : *rows) {
-    entries.push_back({kind, BaseName(Value(row[kListPath])), Value(row[kListTaken]), Value(row[kListSize]),
+    entries.push_back({kind, NameOf(Value(row[kListPath])), Value(row[kListTaken]), Value(row[kListSize]),
                        Value(row[kListWidth]), Value(row[kListHeight])});
   }
   return true;
@@ -107,7 +105,7 @@ bool AddListed(const char* kind, const std::optional<Rows>& rows, std::vector<Li
 
 bool AddAlbums(const std::optional<Rows>& rows, std::vector<ListedEntry>& entries) {
   if (!rows) return false;
-  for (const auto& row : *rows) entries.push_back({"album", BaseName(Value(row[0])), "", "", "", ""});
+  for (const auto& row : *rows) entries.push_back({"album", NameOf(Value(row[0])), "", "", "", ""});
   return true;
 }
 
@@ -143,7 +141,7 @@ Outcome<std::optional<MediaRecord>> ReadRecord(DatabaseReader& database, const s
 Outcome<std::optional<std::vector<ListedEntry>>> ListFolder(DatabaseReader& database, const Library& library,
                                                             const std::string& below) {
   const std::string root = library.shared() ? library.folder : "";
-  const auto album = database.Query({"shareid"}, kAlbumByNameSql, below.empty() ? std::string("/") : below);
+  const auto album = database.Query({"shareid"}, kAlbumByNameSql, below.empty() ? kRootAlbum : below);
   std::vector<ListedEntry> entries;
   const bool listed = album && ListAlbums(database, below, entries) &&
                       ListFiles(database, below.empty() ? root : library.FileKey(below), entries);

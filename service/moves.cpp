@@ -7,14 +7,11 @@
 
 #include "album_name.h"
 #include "fingerprint.h"
+#include "path_parts.h"
 
 namespace {
 
 using Entries = std::vector<CatalogueEntry>;
-
-std::string NameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
 
 // Takes one of the entries under KEY that FITS out of MAP. Where several do (links to one file, or copies of
 // it), one that bears the name of PATH is it.

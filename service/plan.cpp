@@ -49,6 +49,7 @@ class Planner {
     for (const CatalogueEntry& file : differences.gone_files) {
       if (file.state == EntryState::kPlanned) planned.push_back(file);
     }
+    if (planned.empty()) return Done{};
     const auto with_rows = WithRows(planned);
     if (!with_rows) return with_rows.failure();
     std::vector<FileStamp> under_way;

@@ -22,13 +22,12 @@ struct IndexReport {
   };
 
   Library library;
-  std::size_t found = 0;          // photos and videos
-  std::size_t added = 0;          // those of them that are in the database now, without any trouble
-  std::size_t folders = 0;        // folders that are albums now
-  std::size_t unchanged = 0;      // files as they were in an earlier run
-  std::size_t failed_before = 0;  // those of them that failed then
-  std::size_t moved = 0;          // files and folders whose rows bear their new names
-  std::size_t deleted = 0;        // files and folders whose rows went with them
+  std::size_t found = 0;      // photos and videos
+  std::size_t added = 0;      // those of them that are in the database now, without any trouble
+  std::size_t folders = 0;    // folders that are albums now
+  std::size_t unchanged = 0;  // files as they were in an earlier run
+  std::size_t moved = 0;      // files and folders whose rows bear their new names
+  std::size_t deleted = 0;    // files and folders whose rows went with them
   std::map<std::string, std::size_t> skipped;  // reason -> files and folders left out
   std::vector<Failed> failed;                  // files and folders
   std::chrono::milliseconds elapsed{};
@@ -56,9 +55,8 @@ std::string ReportText(const IndexReport& report);
 //   failed          [{path, reason, stored}]; stored is true for a damaged file that is in the
 //                   database as far as it could be read
 //   interrupted     true when a signal stopped the run
-//   error, status   only when the run ended before its time: why, and its exit status; the counts are those
-//   of
-//                   what was done by then
+//   error, status   only when the run ended before its time: why, and its exit status; the counts are
+//                   those of what was done by then
 //   withheld        only when the loss brake held: {reason, paths: [{path}]}, what was not deleted
 // A path or text that is not UTF-8 has U+FFFD for the offending bytes; "path_base64" then holds it as it is.
 Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& failure = std::nullopt);

@@ -22,9 +22,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kServices = "/var/services";
-constexpr const char* kSharedScript = "photo.sql";
-// Every server has it; whoever wants to make a database is connected to it.
-constexpr const char* kMaintenanceDatabase = "postgres";
 
 Failure OfDatabase(const std::string& why) {
   return {ExitStatus::kDatabase, std::string("the database ") + kSharedDatabase + ": " + why};

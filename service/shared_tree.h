@@ -8,6 +8,9 @@
 #include "outcome.h"
 #include "state_root.h"
 
+// Every server has it; whoever wants to make a database is connected to it.
+inline constexpr const char* kMaintenanceDatabase = "postgres";
+
 // Makes FOLDER the shared tree of ROOT, which is prepared. Safe to repeat: what is there stays. Each thing
 // that fails is told by itself and does not keep the others from being done; empty: all is well.
 std::vector<Failure> SetUpSharedTree(const StateRoot& root, const std::string& folder);

@@ -167,7 +167,7 @@ Outcome<Done> StateRoot::PrepareSettings() const {
 }
 
 Outcome<Done> StateRoot::PrepareSchema() const {
-  const auto source = SchemaPath("pphoto.sql");
+  const auto source = SchemaPath(kPersonalScript);
   if (!source) return source.failure();
   const auto schema = ReadWholeFile(*source);
   if (!schema) return Unusable(*source, errno);

@@ -5,12 +5,9 @@
 #include "album_name.h"
 #include "catalogue_sql.h"
 #include "media_files.h"
+#include "path_parts.h"
 
 namespace {
-
-std::string NameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
 
 // PATH or a folder above it is one of FOLDERS; "" is the library itself.
 bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
@@ -37,7 +34,7 @@ bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
 bool Account(const WalkEntry& entry, IndexReport& report) {
   switch (entry.kind) {
     case EntryKind::kFolder:
-      if (const char* reason = NoAlbumReason(AlbumName(report.library, entry.path))) ++report.skipped[reason];
+      if (const char* reason = NoAlbumReason(report.library.Below(entry.path))) ++report.skipped[reason];
       return true;
     case EntryKind::kFile:
       if (MediaKindOf(entry.path)) {
@@ -115,7 +112,6 @@ void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const 
     ++report_.unchanged;
     if (recorded.state == EntryState::kSent) return;
     report_.failed.push_back({entry.path, recorded.reason, recorded.state == EntryState::kDamaged});
-    ++report_.failed_before;
     return;
   }
   const bool unread = recorded.state == EntryState::kUnread;

@@ -3,15 +3,13 @@
 // order, texts carry a 32-bit length of their own.
 //
 //   supervisor -> worker
-//     kBatch      count, then for each item its kind, action and whether its content is the same (8 bits
-//     each), path
-//                 and old path
+//     kBatch      count, then for each item its kind, action and whether its content is the same
+//                 (8 bits each), path and old path
 //     kStop       nothing: commit what there is, report it, leave the rest of the batch
 //   worker -> supervisor
 //     kReady      text: the library is open; which file its database is
-//     kUnusable   exit status (32 bits), text: it cannot be opened, or its database has failed; the worker
-//     ends,
-//                 and what it has not reported was not kept
+//     kUnusable   exit status (32 bits), text: it cannot be opened, or its database has failed; the
+//                 worker ends, and what it has not reported was not kept
 //     kAt         index of the item that it turns to, or kNoItem for work that belongs to none
 //     kResults    first index, count, then for each item its outcome (8 bits), trouble and fingerprint;
 //                 what is done is committed

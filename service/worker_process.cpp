@@ -30,9 +30,14 @@ struct Pair {
   FileDescriptor theirs;
 };
 
+// Empty where DESCRIPTOR is none.
+FileDescriptor CopyUp(int descriptor) {
+  return FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
+}
+
 FileDescriptor MovedUp(int descriptor) {
   const FileDescriptor low(descriptor);
-  return FileDescriptor(fcntl(low.get(), F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
+  return CopyUp(low.get());
 }
 
 std::optional<Pair> MakeSocketPair() {
@@ -136,9 +141,10 @@ Outcome<WorkerProcess> WorkerProcess::Start(int program, const std::string& plug
   setup.Give(log->theirs, STDERR_FILENO);
   setup.Give(sockets->theirs, kWorkerSocket);
   setup.Give(log->ours, kWorkerLogPipe);
-  if (turn) setup.Give(turn, kWorkerTurn);
+  const FileDescriptor shared_turn = CopyUp(turn.get());
+  if (shared_turn) setup.Give(shared_turn, kWorkerTurn);
   pid_t pid = 0;
-  const FileDescriptor executable(fcntl(program, F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
+  const FileDescriptor executable = CopyUp(program);
   std::vector<std::string> arguments{"lumivault-worker", plugin, library.folder, database,
                                      std::to_string(getpid())};
   if (library.shared()) arguments.emplace_back(kSharedArgument);

@@ -1,8 +1,8 @@
 /* The record that describes one media file, and its JSON form.
  *
  * Conventions of this and the other installed headers:
- *  1. Ownership: records and output buffers belong to the caller; the library neither allocates nor frees
- * them unless a function says so.
+ *  1. Ownership: records and output buffers belong to the caller; the library neither allocates nor
+ *     frees them unless a function says so.
  *  2. Errors: 0 or a positive value is success, -1 failure; the reason goes to syslog.
  *  3. Encoding: texts are NUL-terminated bytes, UTF-8 as received; nothing here converts them.
  *  4. Threads: one request at a time in a process (see request_context.h).

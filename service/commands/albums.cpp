@@ -1,9 +1,8 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/print_found.h"
 #include "display.h"
 #include "library_summary.h"
 #include "typed_value.h"
@@ -36,14 +35,10 @@ std::string AlbumsText(const std::vector<AlbumSummary>& albums, bool terminal) {
   return text;
 }
 
-int Albums(const LibraryOptions& options) {
+Outcome<std::vector<AlbumSummary>> Find(const LibraryOptions& options) {
   auto opened = OpenLibrary(options);
-  if (!opened) return ReportFailure(opened.failure(), options.json);
-  const auto albums = ReadAlbums(opened->database);
-  if (!albums) return ReportFailure(albums.failure(), options.json);
-  const std::string text =
-      options.json ? JsonLine(AlbumsJson(*albums)) + "\n" : AlbumsText(*albums, isatty(STDOUT_FILENO) != 0);
-  return PrintResult(text, ExitStatus::kDone);
+  if (!opened) return opened.failure();
+  return ReadAlbums(opened->database);
 }
 
 }  // namespace
@@ -51,5 +46,5 @@ int Albums(const LibraryOptions& options) {
 Runner DefineAlbums(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
   AddJsonOption(app, *options, "One JSON array");
-  return [options] { return Albums(*options); };
+  return [options] { return PrintFound(Find(*options), options->json, AlbumsJson, AlbumsText); };
 }

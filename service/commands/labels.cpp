@@ -1,9 +1,8 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/print_found.h"
 #include "display.h"
 #include "library_summary.h"
 #include "typed_value.h"
@@ -35,14 +34,10 @@ std::string LabelsText(const std::vector<LabelSummary>& labels, bool terminal) {
   return text;
 }
 
-int Labels(const LibraryOptions& options) {
+Outcome<std::vector<LabelSummary>> Find(const LibraryOptions& options) {
   auto opened = OpenLibrary(options);
-  if (!opened) return ReportFailure(opened.failure(), options.json);
-  const auto labels = ReadLabels(opened->database);
-  if (!labels) return ReportFailure(labels.failure(), options.json);
-  const std::string text =
-      options.json ? JsonLine(LabelsJson(*labels)) + "\n" : LabelsText(*labels, isatty(STDOUT_FILENO) != 0);
-  return PrintResult(text, ExitStatus::kDone);
+  if (!opened) return opened.failure();
+  return ReadLabels(opened->database);
 }
 
 }  // namespace
@@ -50,5 +45,5 @@ int Labels(const LibraryOptions& options) {
 Runner DefineLabels(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
   AddJsonOption(app, *options, "One JSON array");
-  return [options] { return Labels(*options); };
+  return [options] { return PrintFound(Find(*options), options->json, LabelsJson, LabelsText); };
 }

@@ -1,31 +1,22 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <string_view>
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/print_found.h"
 #include "display.h"
 #include "media_record.h"
 #include "typed_value.h"
 
 namespace {
 
-struct Options {
-  std::string folder;
-  bool shared = false;
-  std::string root;
-  bool json = false;
-};
-
-Outcome<OpenedLibrary> Open(const Options& options) {
+Outcome<OpenedLibrary> Open(const LibraryOptions& options) {
   if (options.shared && options.folder.empty()) return OpenSharedTree(options.root, "");
   if (options.folder.empty()) return NoLibraryNamed();
   return OpenLibraryAround(options.root, FolderPath(options.folder));
 }
 
-Outcome<std::vector<ListedEntry>> Find(const Options& options) {
+Outcome<std::vector<ListedEntry>> Find(const LibraryOptions& options) {
   auto opened = Open(options);
   if (!opened) return opened.failure();
   auto entries = ListFolder(opened->database, opened->library, opened->key());
@@ -63,21 +54,10 @@ std::string ListText(const std::vector<ListedEntry>& entries, bool terminal) {
   return text;
 }
 
-int List(const Options& options) {
-  const auto entries = Find(options);
-  if (!entries) return ReportFailure(entries.failure(), options.json);
-  const std::string text =
-      options.json ? JsonLine(ListJson(*entries)) + "\n" : ListText(*entries, isatty(STDOUT_FILENO) != 0);
-  return PrintResult(text, ExitStatus::kDone);
-}
-
 }  // namespace
 
 Runner DefineList(CLI::App& app) {
-  const auto options = std::make_shared<Options>();
-  app.add_option("folder", options->folder, "A library or a folder in one")->type_name("FOLDER");
-  AddSharedOption(app, options->shared);
-  app.add_flag("--json", options->json, "One JSON array");
-  AddRootOption(app, options->root);
-  return [options] { return List(*options); };
+  const auto options = AddLibraryOptions(app, "A library or a folder in one");
+  AddJsonOption(app, *options, "One JSON array");
+  return [options] { return PrintFound(Find(*options), options->json, ListJson, ListText); };
 }

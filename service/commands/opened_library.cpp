@@ -64,9 +64,9 @@ std::string FolderPath(const std::string& folder) {
   return real ? real.get() : KeyPath(folder);
 }
 
-std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app) {
+std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app, const std::string& what) {
   auto options = std::make_shared<LibraryOptions>();
-  app.add_option("folder", options->folder, "A library")->type_name("FOLDER");
+  app.add_option("folder", options->folder, what)->type_name("FOLDER");
   AddSharedOption(app, options->shared);
   AddRootOption(app, options->root);
   return options;

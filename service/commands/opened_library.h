@@ -24,11 +24,8 @@ struct OpenedLibrary {
 
   // A signal waits for the end of the reading.
   bool Stopped() const { return signals && signals->Pending(); }
-  // PATH below the library, "" for the library itself.
-  std::string key() const {
-    const std::size_t folder = library.folder.size();
-    return path.size() > folder ? path.substr(folder + 1) : "";
-  }
+  // What was asked for, below the library; "" for the library itself.
+  std::string key() const { return library.Below(path); }
 };
 
 // The library that the absolute PATH lies in (or is), for a state folder named ROOT.
@@ -46,7 +43,8 @@ struct LibraryOptions {
   std::string root;
   bool json = false;
 };
-std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app);
+// WHAT the folder is.
+std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app, const std::string& what = "A library");
 // The library that they name.
 Outcome<OpenedLibrary> OpenLibrary(const LibraryOptions& options);
 // Its option --json; WHAT is printed then.

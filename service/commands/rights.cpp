@@ -1,19 +1,18 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
 
+#include "album_name.h"
 #include "album_rights.h"
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/print_found.h"
 #include "display.h"
 #include "typed_value.h"
 
 namespace {
 
 constexpr int kSchemaVersion = 1;
-constexpr const char* kRootAlbum = "/";
 
 struct Options {
   std::string album;
@@ -81,14 +80,6 @@ std::string FoundText(const Found& found, bool terminal) {
   return text;
 }
 
-int Rights(const Options& options) {
-  const auto found = Find(options);
-  if (!found) return ReportFailure(found.failure(), options.json);
-  const std::string text =
-      options.json ? JsonLine(FoundJson(*found)) + "\n" : FoundText(*found, isatty(STDOUT_FILENO) != 0);
-  return PrintResult(text, ExitStatus::kDone);
-}
-
 }  // namespace
 
 Runner DefineRights(CLI::App& app) {
@@ -100,5 +91,5 @@ Runner DefineRights(CLI::App& app) {
   AddSharedOption(app, options->shared);
   app.add_flag("--json", options->json, "One JSON object");
   AddRootOption(app, options->root);
-  return [options] { return Rights(*options); };
+  return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };
 }

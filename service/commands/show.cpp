@@ -1,10 +1,9 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/print_found.h"
 #include "display.h"
 #include "library.h"
 #include "media_record.h"
@@ -90,14 +89,6 @@ std::string FoundText(const Found& found, bool terminal) {
   return text;
 }
 
-int Show(const Options& options) {
-  const auto found = Find(options);
-  if (!found) return ReportFailure(found.failure(), options.json);
-  const std::string text =
-      options.json ? JsonLine(FoundJson(*found)) + "\n" : FoundText(*found, isatty(STDOUT_FILENO) != 0);
-  return PrintResult(text, ExitStatus::kDone);
-}
-
 }  // namespace
 
 Runner DefineShow(CLI::App& app) {
@@ -105,5 +96,5 @@ Runner DefineShow(CLI::App& app) {
   app.add_option("file", options->file, "A photo or video of a library")->type_name("FILE")->required();
   app.add_flag("--json", options->json, "One JSON object");
   AddRootOption(app, options->root);
-  return [options] { return Show(*options); };
+  return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };
 }

@@ -2,6 +2,7 @@
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/print_found.h"
 #include "display.h"
 #include "library_summary.h"
 #include "typed_value.h"
@@ -31,10 +32,24 @@ Json::Value VideosJson(const VideoSummary& videos) {
   return json;
 }
 
-Json::Value SummaryJson(const std::string& folder, const LibrarySummary& summary) {
+struct Found {
+  std::string library;
+  LibrarySummary summary;
+};
+
+Outcome<Found> Find(const LibraryOptions& options) {
+  auto opened = OpenLibrary(options);
+  if (!opened) return opened.failure();
+  auto summary = ReadSummary(opened->database);
+  if (!summary) return summary.failure();
+  return Found{opened->library.folder, std::move(*summary)};
+}
+
+Json::Value FoundJson(const Found& found) {
+  const LibrarySummary& summary = found.summary;
   Json::Value json(Json::objectValue);
   json["schema_version"] = kSchemaVersion;
-  SetBytes(json, "library", folder);
+  SetBytes(json, "library", found.library);
   json["photos"] = PhotosJson(summary.photos);
   json["videos"] = VideosJson(summary.videos);
   json["albums"] = TypedValue(summary.albums, true);
@@ -42,7 +57,8 @@ Json::Value SummaryJson(const std::string& folder, const LibrarySummary& summary
   return json;
 }
 
-std::string SummaryText(const LibrarySummary& summary) {
+std::string FoundText(const Found& found, bool /*terminal*/) {
+  const LibrarySummary& summary = found.summary;
   std::string text;
   const auto line = [&](const std::string& name, const std::string& value) {
     text += name + ": " + value + "\n";
@@ -64,20 +80,10 @@ std::string SummaryText(const LibrarySummary& summary) {
   return text;
 }
 
-int Stats(const LibraryOptions& options) {
-  auto opened = OpenLibrary(options);
-  if (!opened) return ReportFailure(opened.failure(), options.json);
-  const auto summary = ReadSummary(opened->database);
-  if (!summary) return ReportFailure(summary.failure(), options.json);
-  const std::string text =
-      options.json ? JsonLine(SummaryJson(opened->library.folder, *summary)) + "\n" : SummaryText(*summary);
-  return PrintResult(text, ExitStatus::kDone);
-}
-
 }  // namespace
 
 Runner DefineStats(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
   AddJsonOption(app, *options, "One JSON object");
-  return [options] { return Stats(*options); };
+  return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };
 }

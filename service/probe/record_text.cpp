@@ -4,19 +4,13 @@
 #include <vector>
 
 #include "platform/text.h"
+#include "trimmed.h"
 
 namespace {
 
 constexpr std::size_t kLongestCharacter = 4;  // bytes of one character in UTF-8
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
 // What the records hold; a longer metadata value is cut before it is looked at.
 constexpr std::size_t kLongestRaw = 16384;
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
 
 bool ContinuesCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;

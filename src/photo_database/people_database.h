@@ -7,8 +7,8 @@
 
 // The confirmed people of photo PHOTO_ID. Named: name to face information. Unnamed: face information to "".
 // The face information is the column "info_new", or "info" when that is empty; COLUMNS (may be null) receives
-// under the same keys the name of the column used. Empty on failure, which is
-// logged, a hash that cannot grow by the caller.
+// under the same keys the name of the column used. Empty on failure, which is logged,
+// a hash that cannot grow by the caller.
 OwnedHash GetPhotoPeopleTaggingFromDB(int photo_id, People people, RLIBCSZHASH* columns);
 
 #endif  // PHOTO_DATABASE_PEOPLE_DATABASE_H_

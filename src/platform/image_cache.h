@@ -43,8 +43,8 @@ struct ParsedImage {
 // std::bad_alloc only. Threads: may be called from any; parses one file at a time.
 KAVO_API std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& path);
 
-// How many files are kept: at most, and at first, 32; 0 keeps none. Fewer are
-// kept where they have much metadata, and such with an enormous amount not at all.
+// How many files are kept: at most, and at first, 32; 0 keeps none. Fewer are kept where they have
+// much metadata, and such with an enormous amount not at all.
 KAVO_API void SetImageCacheCount(std::size_t count);
 
 #endif  // PLATFORM_IMAGE_CACHE_H_
