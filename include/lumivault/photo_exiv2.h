@@ -1,4 +1,4 @@
-/* Reads the embedded metadata of one image file. */
+/* Reads the embedded metadata of one image file. C++ alone, with the headers of Exiv2 0.27 and JsonCpp. */
 #ifndef LUMIVAULT_PHOTO_EXIV2_H_
 #define LUMIVAULT_PHOTO_EXIV2_H_
 
@@ -9,33 +9,40 @@
 
 #include "lumivault/export.h"
 
-/* Errors: the constructor and the tag getters throw Exiv2's own error; an absent tag is an empty text.
- * Threads: an object belongs to one thread. */
+/* Errors: the constructor and the getters throw Exiv2's own error, Exiv2::BasicError<char>, the getters for a
+ * value that Exiv2 cannot show; an absent tag is an empty text.
+ * Threads: an object belongs to one thread, and each thread may have its own. They do not touch the request
+ * context, nor a database.
+ * Ownership: PATH and OUT are the caller's; the object holds the file open as long as it lives. */
 class LUMIVAULT_API PhotoExiv2 {
  public:
-  /* Opens PATH and reads its metadata. Throws Exiv2::BasicError<char> for a missing, unreadable or corrupt
-   * file, and for one whose content Exiv2 is not safe with (video containers). */
+  /* Opens PATH and reads its metadata. Throws Exiv2::BasicError<char> for NULL, a missing, unreadable or
+   * corrupt file, and for one whose content Exiv2 is not safe with (video containers). */
   explicit PhotoExiv2(const char* path);
   /* Not copied: the image has one owner, and a copy would take it away. */
   PhotoExiv2(const PhotoExiv2&) = delete;
   PhotoExiv2& operator=(const PhotoExiv2&) = delete;
 
-  /* The text of one datum, rendered for people (INTERPRETED) or as stored; empty when absent. */
+  /* The text of the datum with Exiv2's KEY ("Exif.Image.Orientation"), rendered for people (INTERPRETED) or
+   * as stored; empty when absent. Throws Exiv2::BasicError<char> for a text that is no such key. */
   std::string GetExifTagValue(std::string key, bool interpreted);
   std::string GetIptcTagValue(std::string key, bool interpreted);
   std::string GetXmpTagValue(std::string key, bool interpreted);
 
-  /* 1 to 8; 1 when the file carries none, 0 when its format cannot carry one. */
+  /* The number of the tag, which nothing keeps between 1 and 8; 1 when the file carries none, 0 when its
+   * format cannot carry one. */
   int GetOrientation();
 
-  /* 0, or -1 when the format can carry none of the kinds asked. OUT is always overwritten. */
+  /* 0, or -1 when the format can carry none of the kinds asked. OUT is always overwritten, with the empty
+   * text when the file has none: the description as stored, without its language and with its first word cut
+   * where it names none; the other three as rendered for people ("50.0 mm"). */
   int GetDescription(std::string& out);
   int GetFocalLength(std::string& out);
   int GetLens(std::string& out);
   int GetFlash(std::string& out);
 
-  /* An object with "orientation", "focalLength", "lens", "flash" and, where the format can carry one,
-   * "description". */
+  /* A new object with "orientation" (a number) and the texts "focalLength", "lens", "flash" and, where the
+   * format can carry one, "description". */
   Json::Value GetMetadata();
 
  private:

@@ -1,10 +1,11 @@
 /* The plug-in entry points, resolved by name (dlopen, dlsym). Callable from C but for the *_Json forms, whose
  * record is a Json::Value of JsonCpp. A program needs nothing else to index: no start-up call, and
- * IndexDBClose at the end.
+ * IndexDBClose at the end. Settings and personal folders are found at the appliance's fixed paths, or below
+ * the folder that the environment variable LUMIVAULT_ROOT names: the state folder of the program lumivault.
  *
  * Arguments: every path is absolute and belongs to the caller; NULL and the empty path are failures where a
  * function says nothing else. INDEXTYPE is the kind of the indexed folder; only 1, 2, 4 and 5 concern this
- * plug-in. SIZE counts bytes, terminator included.
+ * plug-in, any other gives 0. SIZE counts bytes, terminator included.
  * Results: 0 done or not this plug-in's business, -1 failure, where a function says nothing else. The reason
  * of a failure goes to syslog. No exception leaves these functions.
  * Threads: one call at a time in a process, whatever its thread; calls set the request context
@@ -28,15 +29,21 @@ typedef struct KAVO_JSON_VALUE KAVO_JSON_VALUE;
 #endif
 
 /* File events. INFO, the caller's, describes the file as it is now ("szPath" at least) in the members of
- * KAVO_MEDIA_INFO; the record forms leave it as it is, the JSON forms complete it in place. */
+ * KAVO_MEDIA_INFO; the record forms leave it as it is, the JSON forms complete it in place. Side files with a
+ * title, description or position are used up. A folder is a failure. */
 
-/* Writes the row of a new or changed file and hands a photo to the background jobs. */
+/* Writes the row of a new or changed file, hands a photo to the background jobs, runs the package's tools on
+ * the file and waits for them (30 s each at most), and gives it mode 0777 unless the platform keeps modes. -1
+ * also for a name that is no photo or video. */
 LUMIVAULT_API int IndexAdd_Json(KAVO_JSON_VALUE* info, unsigned indexType);
 LUMIVAULT_API int IndexAdd(KAVO_MEDIA_INFO* info, unsigned indexType);
-/* Moves the rows of OLD_PATH to the path in INFO, or writes new ones. */
+/* Moves the rows of OLD_PATH to the path in INFO, or writes new ones. 0 also when INFO's name is no photo or
+ * video: the rows of OLD_PATH are then removed, if that file is gone. Between two libraries it is a delete
+ * and an add, and 0 whatever becomes of them. */
 LUMIVAULT_API int IndexRename_Json(KAVO_JSON_VALUE* info, unsigned indexType, const char* old_path);
 LUMIVAULT_API int IndexRename(KAVO_MEDIA_INFO* info, unsigned indexType, const char* old_path);
-/* Removes the rows of a file that is gone. -1 also when it is still there: its rows are then kept. */
+/* Removes the rows of a file that is gone; a failed statement is logged only. -1 also when the file is still
+ * there: its rows are then kept. */
 LUMIVAULT_API int IndexDelete(const char* path);
 /* Whether PATH is one that is indexed: 1 concerned, 0 not, -1 bad path. */
 LUMIVAULT_API int IndexIsIndexPath(const char* path, unsigned indexType);
@@ -45,10 +52,11 @@ LUMIVAULT_API int IndexIsShareIndexed(const char* path);
 
 /* Folder events. */
 
-/* Writes the album of FOLDER. A sub-album takes the public flag of its parent, which must have been added
- * before. */
+/* Writes the album of FOLDER and gives that mode 0777 unless the platform keeps modes. A sub-album takes the
+ * public flag of its parent, which must have been added before. */
 LUMIVAULT_API int IndexDirAdd(const char* folder);
-/* Removes the album of FOLDER, its sub-albums and every row below it. */
+/* Removes the album of FOLDER, its sub-albums and every row below it, whether the folder is there or not; a
+ * failed statement is logged only. */
 LUMIVAULT_API int IndexDirDelete(const char* folder);
 /* Gives the album of OLD_FOLDER its new name. What is recorded below the new name goes first; the files below
  * the old one are moved by IndexRename. */
@@ -58,7 +66,7 @@ LUMIVAULT_API int IndexDirRename(const char* new_folder, const char* old_folder)
 
 /* Marks every row below ROOT as not seen. */
 LUMIVAULT_API int IndexPreReindex(const char* root);
-/* IndexAdd for a file that is sent again. */
+/* IndexAdd for a file that is sent again: no background jobs, and a video's description stays. */
 LUMIVAULT_API int IndexReindexUpdate_Json(KAVO_JSON_VALUE* info, unsigned indexType);
 LUMIVAULT_API int IndexReindexUpdate(KAVO_MEDIA_INFO* info, unsigned indexType);
 /* IndexDirAdd for a folder that is sent again. -1 also after a successful update; services do not stop on it.
@@ -69,7 +77,8 @@ LUMIVAULT_API int IndexPostReindex(const char* root);
 /* Compacts the shared database; after a call for a personal library it does nothing. */
 LUMIVAULT_API int IndexDBVacuum(void);
 
-/* Background jobs: one line each at the end of the package's queue file. 0 also when face recognition is off;
+/* Background jobs: one line each at the end of the package's queue file, which is locked for that; a lock of
+ * another process is waited for, 10 s at most. 0 also when face recognition is off and when PATH is refused;
  * -1 for a path with a line end in it. */
 LUMIVAULT_API int IndexFaceRecognitionQueueAdd(const char* path);
 
@@ -78,26 +87,29 @@ LUMIVAULT_API int IndexFaceRecognitionQueueAdd(const char* path);
  * untouched. -1 with OUT cleared when there is no row or it cannot be read, and with OUT untouched for an
  * empty or refused PATH. */
 LUMIVAULT_API int IndexDBGetOne(int media_kind, const char* path, KAVO_MEDIA_INFO* out);
-/* The version of the photo's row, 0 when there is none, -1 for a NULL path; also written to OUT when not
- * NULL. */
+/* The thumbnail version of the photo's row, 0 when there is none and on any failure, -1 for a NULL path (OUT
+ * untouched); also written to OUT when not NULL. */
 LUMIVAULT_API int IndexVersionGet(const char* path, unsigned* out);
 /* Sets it; 0 also when the photo has no row. */
 LUMIVAULT_API int IndexVersionUpdate(const char* path, unsigned version);
 /* Closes the connection of the shared database, which the next call opens again. Always 0. */
 LUMIVAULT_API int IndexDBClose(void);
-/* The mask of the thumbnail sizes that the file (folder) at PATH needs, 0 for none and for NULL. */
+/* The mask of the thumbnail sizes that the file (folder) at PATH needs: 18, or 0 when it needs none, is
+ * excluded, refused or not concerned, and for NULL. */
 LUMIVAULT_API int IndexGetThumbSizeMap(const char* path);
 LUMIVAULT_API int IndexGetDirThumbSizeMap(const char* folder);
-/* 0 excluded or not concerned, 1 needs conversion, 2 does not. */
+/* 0 excluded, refused or not concerned, and for NULL; 1 needs conversion, 2 does not. */
 LUMIVAULT_API int IndexIsVideoConvert(const char* path);
 /* 1 when the top-level album of PATH allows conversion or cannot be read, 0 when not; 0 also for a PATH that
  * is refused or lies outside the library. */
 LUMIVAULT_API int IndexIsPathNeedConversion(const char* path);
-/* Records a file that the conversion tool made: a video as a copy of SOURCE, whose path CONVERTED then bears;
- * a jpg thumbnail by the version of SOURCE, 1 when the two are turned against each other. */
+/* Records a file that the conversion tool made, as its name tells: a video as a copy of SOURCE, whose path
+ * CONVERTED then bears (its texts are trimmed, and its container type may change); a jpg thumbnail by the
+ * version of SOURCE, 1 when the two are turned against each other. -1 for any other name, and for a thumbnail
+ * when one of the two records has no resolution. */
 LUMIVAULT_API int IndexConvertAdd(KAVO_MEDIA_INFO* source, KAVO_MEDIA_INFO* converted);
-/* Writes the owner of PATH, "root" for the shared tree, cut to SIZE bytes. -1 (OUT unwritten) for NULL and
- * for a PATH that is refused. */
+/* Writes the owner of PATH, "root" for the shared tree, into OUT, cut to SIZE bytes (492 hold every name). -1
+ * (OUT unwritten) for NULL and for a PATH that is refused. */
 LUMIVAULT_API int IndexPhotoUserNameGet(const char* path, char* out, unsigned size);
 
 /* Faces: people labels and their links to photos. Functions with a PATH work in its library, the others in
@@ -122,7 +134,8 @@ LUMIVAULT_API int IndexFaceRecognitionUpdateDetectionResult(const char* info, in
 #ifdef __cplusplus
 }
 
-/* Queues the photo for the watermark worker; exported with its argument type. */
+/* Queues the photo of INFO, of which "szPath" alone is read, for the watermark worker; exported with its
+ * argument type. -1 when that is no text, is refused or has a line end in it. */
 LUMIVAULT_API int IndexWatermarkQueueAdd(const Json::Value& info);
 #endif
 

@@ -1,5 +1,6 @@
 /* Paths, album names and side files. Album names are paths below the photo root of the request, without a
- * leading '/'; "/" is the root album. Errors, encoding and threads as in media_info.h.
+ * leading '/'; "/" is the root album. The request is that of the last HGAStatusCheck (request_context.h);
+ * none of these changes it. Errors, ownership, encoding, units and threads as in media_info.h.
  *
  * Every OUT is written with a bounded copy of SIZE bytes, terminator included. */
 #ifndef LUMIVAULT_PHOTO_UTIL_H_
@@ -19,10 +20,10 @@ LUMIVAULT_API int IsDirExist(const char* path);
 #ifdef __cplusplus
 }
 
-/* The shared photo folder (the target of the link /var/services/photo), or NULL while the link cannot be
- * read. The first success is kept for the life of the process. */
+/* The shared photo folder (the target of the link /var/services/photo), a text of the library's, or NULL
+ * while the link cannot be read. The first success is kept for the life of the process. */
 LUMIVAULT_API const char* PhotoUtilPhotoDirGet();
-/* Its length, or 0 while it has not been resolved. */
+/* Its length in bytes, or 0 while PhotoUtilPhotoDirGet has not given it. */
 LUMIVAULT_API int PhotoUtilPhotoDirLenGet();
 
 /* The next four give 0, or -1 (OUT unwritten) for NULL. */
@@ -37,9 +38,10 @@ LUMIVAULT_API int GetReferenceSharenameBySharename(const char* album, char* out,
 /* The album whose rights govern FILE: at most the second level. */
 LUMIVAULT_API int GetPrivilegeSharenameByFilePath(const char* file, char* out, size_t size);
 
-/* 1 when EXTENSION equals an entry of the NULL-ended LIST, letter case ignored. */
+/* 1 when EXTENSION, without its dot, equals an entry of the NULL-ended LIST, letter case ignored; 0 otherwise
+ * and for NULL. */
 LUMIVAULT_API int IsFormat(const char* extension, const char* const* list);
-/* 1 for the formats whose keywords are read again at every save. */
+/* 1 for the formats whose keywords are read again at every save, 0 otherwise and for NULL. */
 LUMIVAULT_API int IsExiv2TagForceUpdateFormat(const char* extension);
 
 /* Reads the first line of side file NAME of FILE into BUF, its newline kept, and removes the side file: it is

@@ -2,7 +2,7 @@
  * personal photo folder.
  *
  * Threads: one process-wide record without a lock. Every entry point of the library rewrites it, so whole
- * requests must be serialised by the caller. */
+ * requests must be serialised by the caller. Errors, ownership, encoding and units as in media_info.h. */
 #ifndef LUMIVAULT_REQUEST_CONTEXT_H_
 #define LUMIVAULT_REQUEST_CONTEXT_H_
 
@@ -30,11 +30,13 @@ typedef struct __tag_HGA_INFORMATION {
   int32_t userPhotoPathLen;            /* length of szPhotoDir */
 } HGA_INFORMATION;
 
+/* Only to be read by other programs. */
 LUMIVAULT_API extern HGA_INFORMATION gHGAInformation;
 
 /* Decides for PATH ("/a/path", "user:NAME" or "user:NAME:/a/path") and fills gHGAInformation; makes the
- * personal database on first use. 0: decided. -1: NULL path, an empty user name, or a personal folder whose
- * personal edition is not switched on or not usable, or whose database is a link or no regular file. */
+ * personal database on first use, mode 0777 unless the platform keeps modes. 0: decided. -1: NULL path (the
+ * record stays as it was), an empty user name, or a personal folder whose personal edition is not switched on
+ * or not usable, or whose database is a link or no regular file. PATH need not exist and is copied. */
 LUMIVAULT_API int HGAStatusCheck(const char* path);
 
 /* The fields of the last check as they stand. Pointers stay valid for ever; what they point at changes with

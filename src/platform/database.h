@@ -15,10 +15,11 @@ extern "C" {
 enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 
 // HOST is always null. USER and DATABASE open the PostgreSQL database of that name through libpq and its
-// usual environment; a null USER opens the SQLite file DATABASE, which must exist or be creatable and is
-// refused when it is a symbolic link itself, or when a privileged process would reach it through a user's
-// link into a folder that is not the user's. Null on failure. That an existing file is no SQLite database
-// shows at the first statement.
+// usual environment, with PASSWORD unless that is null; a null USER opens the SQLite file DATABASE, which
+// must exist or be creatable and is refused when it is a symbolic link itself, or when a privileged process
+// would reach it through a user's link into a folder that is not the user's. The connection is the caller's,
+// who ends it with KAVODBClose. Null on failure. That an existing file is no SQLite database shows at the
+// first statement.
 //
 // A statement waits up to 30 s for an SQLite file, or a PostgreSQL lock, that others hold, and takes 10
 // minutes at most; then it fails. A lost PostgreSQL connection is made anew before a statement is sent; a
@@ -36,8 +37,10 @@ KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, co
 // was opened.
 KAVO_API KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database);
 // Why the last KAVODBConnect or KAVODBConnectReadOnly of this thread gave null, in one line; empty when it
-// did not.
+// did not. Never null; valid until the thread's next attempt.
 KAVO_API const char* KAVODBConnectErrorGet(void);
+// Ends a connection, and a transaction that is open without keeping it. Results of it may outlive it. Null is
+// ignored.
 KAVO_API void KAVODBClose(KAVODB_CONNECTION* connection);
 
 // Runs one or several statements separated by semicolons, in order, stopping at the first that fails (what
@@ -51,6 +54,7 @@ KAVO_API int KAVODBExecute(KAVODB_CONNECTION* connection, const char* sql, KAVOD
 KAVO_API int KAVODBSelectLimit(KAVODB_CONNECTION* connection, const char* sql, int limit, int offset,
                                KAVODB_RESULT** result);
 
+// The number of rows; 0 for null.
 KAVO_API int KAVODBNumRows(KAVODB_RESULT* result);
 // 0 and the next row, or -1 when none is left or RESULT is null. A row handle is valid until its result is
 // freed.
@@ -61,6 +65,7 @@ KAVO_API const char* KAVODBFetchField(KAVODB_RESULT* result, KAVODB_ROW row, con
 // Rows changed by the statement of RESULT (the last one, where there were several); 0 for a SELECT. With a
 // null RESULT those of the connection's last successful call.
 KAVO_API int KAVODBAffectedRows(KAVODB_CONNECTION* connection, KAVODB_RESULT* result);
+// Null is ignored.
 KAVO_API void KAVODBFreeResult(KAVODB_RESULT* result);
 
 // The text of the last failure on this connection, in one line; never null; valid until its next call.
