@@ -1,6 +1,7 @@
 #include "probe/photo_probe.h"
 
 #include <array>
+#include <cstdint>
 #include <exiv2/exiv2.hpp>
 #include <memory>
 #include <optional>
@@ -30,9 +31,9 @@ constexpr std::array kXmpTimes = {"Xmp.exif.DateTimeOriginal", "Xmp.photoshop.Da
 // Beyond 65534 the ISO speed of a photo stands in one of these.
 constexpr std::array kHighIsoKeys = {"Exif.Photo.RecommendedExposureIndex",
                                      "Exif.Photo.StandardOutputSensitivity", "Exif.Photo.ISOSpeed"};
-constexpr long kHighIso = 65535;
-constexpr long kHighestIso = 100'000'000;
-constexpr long kMostPixels = 1'000'000;  // of one side
+constexpr std::int64_t kHighIso = 65535;
+constexpr std::int64_t kHighestIso = 100'000'000;
+constexpr std::int64_t kMostPixels = 1'000'000;  // of one side
 
 // Where raw files, of which the library does not tell the size, have it.
 struct SizeKeys {
@@ -82,11 +83,14 @@ std::string ApertureText(const std::string& shown) {
   return is_number ? RecordText(shown, kApertureSize) : std::string();
 }
 
-long FirstNumber(const Exiv2::Metadatum& datum) {
-  return datum.count() > 0 ? datum.toLong(0) : 0;
+// The library gives a long, which has no room for the upper half of unsigned numbers on a 32-bit processor.
+std::int64_t FirstNumber(const Exiv2::Metadatum& datum) {
+  if (datum.count() == 0) return 0;
+  const std::int64_t number = datum.toLong(0);
+  return datum.typeId() == Exiv2::unsignedLong ? static_cast<std::uint32_t>(number) : number;
 }
 
-long HighIso(const Exiv2::ExifData& exif) {
+std::int64_t HighIso(const Exiv2::ExifData& exif) {
   for (const char* key : kHighIsoKeys) {
     const Exiv2::Exifdatum* datum = Find(exif, key);
     if (datum != nullptr && FirstNumber(*datum) > kHighIso) return FirstNumber(*datum);
@@ -95,7 +99,7 @@ long HighIso(const Exiv2::ExifData& exif) {
 }
 
 int IsoSpeed(const ParsedImage& image) {
-  long iso = 0;
+  std::int64_t iso = 0;
   const auto found = Exiv2::isoSpeed(image.exif);
   if (found != image.exif.end()) {
     iso = FirstNumber(*found);
@@ -136,8 +140,8 @@ PictureSize StatedSize(const Exiv2::ExifData& exif) {
     const Exiv2::Exifdatum* width = Find(exif, keys.width);
     const Exiv2::Exifdatum* height = Find(exif, keys.height);
     if (width == nullptr || height == nullptr) continue;
-    const long x = FirstNumber(*width);
-    const long y = FirstNumber(*height);
+    const std::int64_t x = FirstNumber(*width);
+    const std::int64_t y = FirstNumber(*height);
     if (x > 0 && y > 0 && x <= kMostPixels && y <= kMostPixels)
       return {static_cast<int>(x), static_cast<int>(y)};
   }

@@ -105,6 +105,20 @@ TEST_F(Probe, SizeAndDatesComeFromTheFile) {
   EXPECT_EQ(media["szMDate"].asString(), "2020-09-13 14:26:40");
 }
 
+// What 32 bits of seconds cannot tell.
+TEST_F(Probe, AFileOfTheFutureHasItsDate) {
+  constexpr std::time_t kYear2100 = 4'102'444'800;
+  const std::string path = dir_ / "a.jpg";
+  MakeImage(path, 40, 30, {});
+  SetModified(path, kYear2100);
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || status.st_mtime != kYear2100)
+    GTEST_SKIP() << "this file system keeps no times after 2038";
+  const ProbeResult result = ProbeFile(path, MediaKind::kPhoto);
+  EXPECT_EQ(result.outcome, ProbeOutcome::kOk) << result.reason;
+  EXPECT_EQ(result.media["szMDate"].asString(), "2100-01-01 00:00:00");
+}
+
 TEST_F(Probe, ANameThatIsNoTextKeepsItsBytesAndGetsAReadableTitle) {
   const Json::Value media = Photo("caf\xE9.jpg");
   EXPECT_EQ(media["szPath"].asString(), dir_ / "caf\xE9.jpg");
@@ -155,6 +169,13 @@ TEST_F(Probe, AnIsoSpeedBeyondSixteenBitsIsFound) {
   const Json::Value media = Photo(
       "a.jpg", {{"Exif.Photo.ISOSpeedRatings", "65535"}, {"Exif.Photo.RecommendedExposureIndex", "102400"}});
   EXPECT_EQ(media["iso"].asInt(), 102400);
+}
+
+// On a 32-bit processor the library gives such a number as a negative one.
+TEST_F(Probe, AnIsoSpeedBeyondAllBoundsIsNone) {
+  const Json::Value media = Photo("a.jpg", {{"Exif.Photo.ISOSpeedRatings", "65535"},
+                                            {"Exif.Photo.RecommendedExposureIndex", "4294967295"}});
+  EXPECT_EQ(media["iso"].asInt(), 0);
 }
 
 TEST_F(Probe, AFormatWithoutExifHasItsValuesInXmp) {
