@@ -20,11 +20,14 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char* kPreviewTool = "/var/packages/Lumivault/target/bin/kavophoto_extract_preview";
+constexpr const char* kConversionTool = "/usr/kavo/bin/kavoflvconv";
+constexpr const char* kUserList = "/etc/kavo/personal.conf";
 constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue";
 
 // Why there is no namespace, or "".
 const std::string& Refusal() {
-  static const std::string refusal = EnterPrivateNamespace({"/usr/kavo", "/var/packages", "/var/services"});
+  static const std::string refusal =
+      EnterPrivateNamespace({"/etc/kavo", "/usr/kavo", "/var/packages", "/var/services"});
   return refusal;
 }
 
@@ -37,6 +40,14 @@ class RealPathsTest : public LibraryTest {
     if (!Refusal().empty()) GTEST_SKIP() << "no mount namespace of its own: " << Refusal();
     ASSERT_EQ(getenv("LUMIVAULT_ROOT"), nullptr);
     LibraryTest::SetUp();
+  }
+
+  // Makes TOOL a program that writes its arguments down.
+  fs::path NotesOf(const char* tool) {
+    const fs::path notes = photos() / "notes";
+    WriteFile(tool, "#!/bin/sh\necho \"$@\" >> '" + notes.string() + "'\n");
+    fs::permissions(tool, fs::perms::owner_all);
+    return notes;
   }
 
   int Add(const std::string& relative) {
@@ -63,11 +74,28 @@ TEST_P(RealPathsTest, AddWritesThePhoto) {
 }
 
 TEST_P(RealPathsTest, AddStartsThePackagesTool) {
-  const fs::path notes = photos() / "notes";
-  WriteFile(kPreviewTool, "#!/bin/sh\necho \"$@\" >> '" + notes.string() + "'\n");
-  fs::permissions(kPreviewTool, fs::perms::owner_all);
+  const fs::path notes = NotesOf(kPreviewTool);
   ASSERT_EQ(Add("a.jpg"), 0);
   EXPECT_EQ(ReadFile(notes), Path("a.jpg") + "\n");
+}
+
+TEST_P(RealPathsTest, AddStartsTheConversionTool) {
+  const fs::path notes = NotesOf(kConversionTool);
+  WriteFile(photos() / "a.mkv", "video");
+  KAVO_MEDIA_INFO record = RecordOf(Path("a.mkv"));
+  ASSERT_EQ(IndexAdd(&record, kIndexed), 0);
+  EXPECT_EQ(ReadFile(notes), "-f " + Path("a.mkv") + "\n");
+}
+
+TEST_P(RealPathsTest, UserOfTheListHasTheListedFolder) {
+  tree().AddUser("bob");
+  const fs::path listed = tree().personal("bob").parent_path() / "pictures";
+  fs::create_directories(listed);
+  WriteFile(kUserList, "bob=" + listed.string() + "\n");
+  char owner[492] = "";
+  EXPECT_EQ(IndexPhotoUserNameGet((listed / "a.jpg").c_str(), owner, sizeof owner), 0);
+  EXPECT_STREQ(owner, "bob");
+  fs::remove(kUserList);
 }
 
 TEST_P(RealPathsTest, AddQueuesThePhotoForFaces) {
