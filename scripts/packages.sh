@@ -45,12 +45,17 @@ ensure_packages() {
   rm -f "$log"
 }
 
+# need_build_folder NAME: makes the folder build/NAME, or says that this clone is not ours to build in.
+need_build_folder() {
+  { mkdir -p "$project/build/$1" 2>/dev/null && [ -w "$project/build/$1" ]; } ||
+    fail "cannot write below $project/build; build in a clone of your own"
+}
+
 # build_preset PRESET TARGET...: configures and builds below build/PRESET; shows the output only when that fails.
 build_preset() {
   preset=$1
   shift
-  mkdir -p "$project/build/$preset" 2>/dev/null && [ -w "$project/build/$preset" ] ||
-    fail "cannot write below $project/build; build in a clone of your own"
+  need_build_folder "$preset"
   log="$project/build/$preset/build.log"
   export CCACHE_DIR="${CCACHE_DIR:-$project/build/ccache}"
   (
