@@ -55,7 +55,8 @@ std::string Libraries() {
 }
 
 std::string PkgConfig(const std::string& options) {
-  return "$(PKG_CONFIG_PATH=" + Libraries() + "/pkgconfig pkg-config " + options + " lumivault)";
+  return "$(PKG_CONFIG_PATH=" + Libraries() + "/pkgconfig " TEST_PKG_CONFIG " " + options +
+         " lumivault" TEST_PKG_CONFIG_FILTER ")";
 }
 
 class InstalledTest : public testing::Test {
@@ -70,7 +71,7 @@ class InstalledTest : public testing::Test {
 
   std::string BuildWithPkgConfig(const std::string& compiler, const std::string& source,
                                  const std::string& options) const {
-    std::string program = build_ / "program";
+    std::string program = build_ / fs::path(source).stem().string();
     const Finished built = Shell("cd " + (build_ / "") + " && " + compiler + " -o " + program + " " +
                                  kExamples + "/" + source + " " + PkgConfig(options) + " -ldl");
     EXPECT_EQ(built.status, 0) << built.output;
@@ -88,6 +89,11 @@ class InstalledTest : public testing::Test {
     return folder + "/" + program;
   }
 
+  std::string BuildHost() const {
+    return BuildWithPkgConfig(TEST_CC " -std=gnu99 -pedantic-errors -Wall -Wextra -Werror", "c_host.c",
+                              "--cflags");
+  }
+
   void ExpectHostIndexes(const std::string& host) const {
     const Finished indexed =
         Shell(TEST_RUN + host + " " + Libraries() + "/libphotoindex.so.1 " + photo().string());
@@ -97,9 +103,9 @@ class InstalledTest : public testing::Test {
 
   // The library has one photo by then.
   void ExpectToolReports(const std::string& tool) const {
-    ExpectHostIndexes(BuildWithFindPackage("c_host"));
-    const Finished report =
-        Shell("LD_LIBRARY_PATH=" + Libraries() + " " + tool + " " + tree_.personal("alice").string());
+    ExpectHostIndexes(BuildHost());
+    const Finished report = Shell(TEST_RUN_LINKED + Libraries() + TEST_LIBRARIES_BEHIND " " + tool + " " +
+                                  tree_.personal("alice").string());
     EXPECT_EQ(report.output, "1 photos in SQLite\na.jpg: album /, people 0, orientation 6\n");
     EXPECT_EQ(report.status, 0);
   }
@@ -109,8 +115,7 @@ class InstalledTest : public testing::Test {
 };
 
 TEST_F(InstalledTest, CHostThroughPkgConfig) {
-  ExpectHostIndexes(BuildWithPkgConfig(TEST_CC " -std=gnu99 -pedantic-errors -Wall -Wextra -Werror",
-                                       "c_host.c", "--cflags"));
+  ExpectHostIndexes(BuildHost());
 }
 
 TEST_F(InstalledTest, CHostThroughFindPackage) {
@@ -126,9 +131,21 @@ TEST_F(InstalledTest, CxxToolThroughFindPackage) {
   ExpectToolReports(BuildWithFindPackage("library_report"));
 }
 
+// The record and the names are all that two builds share.
+TEST_F(InstalledTest, StrangerAddsAndDeletesWithoutAHeader) {
+  const fs::path video = tree_.personal("alice") / "b.mp4";
+  WriteFile(video, "video");
+  const Finished done = Shell(TEST_RUN TEST_STRANGER " " + Libraries() + "/libphotoindex.so.1 " +
+                              photo().string() + " " + video.string());
+  EXPECT_EQ(done.output,
+            "Harbour, 64x48, a.jpg, taken 2024-05-17 12:34:56\n"
+            "Quay, 64x48, 17 s, 5000000000 bytes, mp4, profile 77, aac\n");
+  EXPECT_EQ(done.status, 0);
+}
+
 TEST_F(InstalledTest, HostRefusesAPhotoOutsideEveryLibrary) {
-  const std::string host = BuildWithFindPackage("c_host");
-  const Finished refused = Shell(host + " " + Libraries() + "/libphotoindex.so.1 /nowhere/a.jpg");
+  const Finished refused =
+      Shell(TEST_RUN + BuildHost() + " " + Libraries() + "/libphotoindex.so.1 /nowhere/a.jpg");
   EXPECT_EQ(refused.output, "/nowhere/a.jpg: not in a library\n");
   EXPECT_NE(refused.status, 0);
 }
