@@ -39,7 +39,8 @@ TEST(PostgresLossTest, SelectIsSentOnceMoreOnANewConnection) {
 TEST(PostgresLossTest, SelectThatMayHideMoreIsSentOnce) {
   for (const char* sql :
        {"SELECT 1 INTO t", "select a.\"b;c\" from a", "SELECT 1 -- '\n; DELETE FROM t --'",
-        "SELECT 1 /* ' */ ; DELETE FROM t /* ' */", "SELECT $$'$$; DELETE FROM t; SELECT $$'$$"}) {
+        "SELECT 1 /* ' */ ; DELETE FROM t /* ' */", "SELECT $$'$$; DELETE FROM t; SELECT $$'$$",
+        "SELECT E'\\'' ; DELETE FROM t WHERE p = ''", "SELECT e'\\''; DELETE FROM t; SELECT e'\\''"}) {
     ScriptedServer server({Error("08006"), Row("7")});
     const Connection db = OpenPostgres();
     EXPECT_EQ(Execute(db, sql), -1) << sql;
@@ -102,6 +103,14 @@ TEST(PostgresConflictTest, WhatTheServerUndidIsSentAgain) {
   }
 }
 
+TEST(PostgresConflictTest, AnInsertThatMayMeetItsRowIsSentAgain) {
+  const char* sql = "INSERT INTO t VALUES (1) ON CONFLICT DO NOTHING";
+  ScriptedServer server({Error("40P01"), kInserted});
+  const Connection db = OpenPostgres();
+  EXPECT_EQ(Execute(db, sql), 0) << KAVODBErrorGet(db.get());
+  EXPECT_EQ(server.statements(), (Statements{sql, sql}));
+}
+
 TEST(PostgresConflictTest, ThatHasAnEnd) {
   ScriptedServer server(std::vector<std::string>(20, Error("40P01")));
   const Connection db = OpenPostgres();
@@ -113,7 +122,9 @@ TEST(PostgresConflictTest, ThatHasAnEnd) {
 // A part of it may be kept.
 TEST(PostgresConflictTest, WhatIsMoreThanOneTransactionIsSentOnce) {
   for (const char* sql : {"INSERT INTO t VALUES (1); COMMIT; DELETE FROM t", "begin; DELETE FROM t",
-                          "DO $$ BEGIN COMMIT; END $$", "DELETE FROM t -- '\n; COMMIT --'", "VACUUM"}) {
+                          "DO $$ BEGIN COMMIT; END $$", "DELETE FROM t -- '\n; COMMIT --'", "VACUUM",
+                          "DO 'BEGIN COMMIT; END'", "DELETE FROM t; do 'BEGIN COMMIT; END'",
+                          "DELETE FROM t WHERE p = E'\\'' ; COMMIT; DELETE FROM t WHERE p = ''"}) {
     ScriptedServer server({Error("40P01"), kInserted});
     const Connection db = OpenPostgres();
     EXPECT_EQ(Execute(db, sql), -1) << sql;

@@ -28,11 +28,24 @@ bool HasWord(std::string_view text, std::string_view word) {
   return false;
 }
 
-// Quoted names, comments, other kinds of literals: behind them anything could stand.
+// Quoted names, comments, other kinds of literals: behind them anything could stand. The one that stands
+// behind an E knows a quote escaped by a backslash, so it ends elsewhere than it seems.
 bool MayHideMore(std::string_view outside) {
   constexpr std::array kCovers{"\"", "--", "/*", "$"};
-  return std::any_of(kCovers.begin(), kCovers.end(),
-                     [outside](const char* cover) { return outside.find(cover) != std::string_view::npos; });
+  return HasWord(outside, "E") || std::any_of(kCovers.begin(), kCovers.end(), [outside](const char* cover) {
+           return outside.find(cover) != std::string_view::npos;
+         });
+}
+
+// The code of a DO stands in a literal and may end transactions; the same word stands inside other statements
+// too (ON CONFLICT DO NOTHING).
+bool RunsCode(std::string_view outside) {
+  while (!BeginsWith(outside, "DO")) {
+    const std::size_t end = outside.find(';');
+    if (end == std::string_view::npos) return false;
+    outside.remove_prefix(end + 1);
+  }
+  return true;
 }
 
 }  // namespace
@@ -49,7 +62,7 @@ bool IsOneTransaction(std::string_view sql) {
   constexpr std::array kTransactionWords{"BEGIN", "START",     "COMMIT",  "END",  "ROLLBACK",
                                          "ABORT", "SAVEPOINT", "PREPARE", "CALL", "VACUUM"};
   const std::string outside = WithoutLiterals(sql);
-  return !MayHideMore(outside) &&
+  return !MayHideMore(outside) && !RunsCode(outside) &&
          std::none_of(kTransactionWords.begin(), kTransactionWords.end(),
                       [&outside](const char* word) { return HasWord(outside, word); });
 }
