@@ -56,6 +56,18 @@ TEST_P(ConnectionTest, OnlyTheSharedConnectionIsKept) {
   EXPECT_NE(BackendOfStatements(), first);
 }
 
+TEST_P(ConnectionTest, SharedStatementsGoOnAfterTheEndOfTheirSession) {
+  if (personal()) return;
+  const std::string before = BackendOfStatements();
+  const auto* const connection = gpPGSQLConnect;
+  Run("SELECT pg_terminate_backend(" + before + ", 10000)");
+  EXPECT_EQ(PhotoDBExec("INSERT INTO photo_config VALUES ('a', '1')"), 1);
+  EXPECT_EQ(gpPGSQLConnect, connection);
+  EXPECT_NE(BackendOfStatements(), before);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_config"), "1");
+  EXPECT_THAT(SyslogCapture::Messages(), IsEmpty());
+}
+
 TEST_P(ConnectionTest, ForeignKeysAreEnforced) {
   AddPhoto("a.jpg");
   Run("INSERT INTO photo_label (id, category, name) VALUES (1, 2, 'sea')");

@@ -385,6 +385,10 @@ TEST_F(BusyTest, WriterWaitsForAnotherConnection) {
   EXPECT_EQ(Value(waiter, "SELECT count(*) AS v FROM t"), "2");
 }
 
+TEST_F(BusyTest, WriterWaitsForHalfAMinute) {
+  EXPECT_EQ(Column(Send(OpenSqlite(file()), "PRAGMA busy_timeout"), "timeout"), Values{"30000"});
+}
+
 TEST_F(BusyTest, WritersOfSeveralProcessesWaitForEachOther) {
   constexpr int kProcesses = 4;
   constexpr int kRows = 25;

@@ -298,6 +298,18 @@ TEST_F(PostgresLendingTest, StatementsOfTheirOwnSurviveADeadlock) {
   EXPECT_EQ(Value(outside(), "SELECT string_agg(n::text, ' ' ORDER BY n) AS v FROM t"), "9 200");
 }
 
+// What has waited to the end of its patience is not begun anew.
+TEST_F(PostgresLendingTest, ALockThatIsNotGivenUpIsWaitedForOnce) {
+  Send(outside(), "BEGIN; LOCK TABLE t");
+  const Connection waiter = std::async(std::launch::async, OpenPostgres).get();
+  Send(waiter, "SET lock_timeout = '10500ms'");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Execute(waiter, "INSERT INTO t VALUES (1)"), -1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+  EXPECT_NE(std::string(KAVODBErrorGet(waiter.get())).find("lock timeout"), std::string::npos);
+  Send(outside(), "COMMIT");
+}
+
 TEST_F(PostgresLendingTest, AStatementThatTakesTooLongIsEnded) {
   const Connection handle = OpenPostgres();
   EXPECT_EQ(Value(handle, "SELECT current_setting('statement_timeout') AS v"), "10min");

@@ -16,6 +16,7 @@ class StatementBoundTest : public testing::Test {
   void SetUp() override {
     db_ = SqliteConnection::Open((dir_ / "photo.db").c_str(), SqliteFile::kMayBeMade, error_);
     ASSERT_NE(db_, nullptr) << error_;
+    EXPECT_EQ(db_->statement_bound(), std::chrono::minutes(10));
     db_->set_statement_bound(milliseconds(50));
   }
   [[nodiscard]] bool Run(const char* sql) { return db_->Run(sql, error_); }

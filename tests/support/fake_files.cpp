@@ -59,7 +59,7 @@ bool IsFileExist(const char* path, int64_t* size) {
 }
 
 int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size, int flags) {
-  if (Fails("RLIBCFileGetKeyValue", file, key, flags)) return -1;
+  if (Fails("RLIBCFileGetKeyValue", file, key, size, flags)) return -1;
   const std::string* value = FindValue(file, key);
   return value == nullptr ? -1 : PutText(out, size, *value);
 }

@@ -7,6 +7,9 @@
 
 namespace {
 
+// LOG_ERR; its header may bring a syslog of its own.
+constexpr int kError = 3;
+
 std::vector<SyslogCapture::Line>& Captured() {
   static std::vector<SyslogCapture::Line> lines;
   return lines;
@@ -38,7 +41,8 @@ std::vector<std::string> SyslogCapture::Messages() {
   std::vector<std::string> messages;
   for (const Line& line : Captured()) {
     std::string text = std::regex_replace(line.text, with_colon, "$1:# ");
-    messages.push_back(std::regex_replace(text, with_parentheses, "$1 (#) "));
+    text = std::regex_replace(text, with_parentheses, "$1 (#) ");
+    messages.push_back(line.priority == kError ? text : "[" + std::to_string(line.priority) + "] " + text);
   }
   return messages;
 }

@@ -17,7 +17,7 @@ class SyslogCapture {
   static const std::vector<Line>& Lines();
 
   // The messages alone, with the line number of the source replaced: "photo_index.cpp:# Bad parameter." and
-  // "photo_database.cpp (#) Bad parameter.".
+  // "photo_database.cpp (#) Bad parameter.". One that is no error has its priority in front: "[6] ...".
   static std::vector<std::string> Messages();
 };
 

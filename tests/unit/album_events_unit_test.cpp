@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 
 #include "photo_index/album_info.h"
@@ -57,6 +58,26 @@ TEST_F(AlbumInfo, NumbersTheAlbumAfterTheHighestId) {
   Set("albumdefpublic", "no");
   Answer({.match = "shareid > 0", .rows = {{{"shareid", "41"}}}});
   EXPECT_EQ(Build(shared() + "/2024").shareId, 42);
+}
+
+TEST_F(AlbumInfo, AsksForTheIdBeforeTheSideFile) {
+  Set("albumdefpublic", "no");
+  Build(shared() + "/2024");
+  const auto& calls = fake().calls;
+  const auto begins = [](const std::string& start) {
+    return [start](const std::string& call) { return call.starts_with(start); };
+  };
+  const auto id = std::find_if(calls.begin(), calls.end(), begins("KAVODBSelectLimit"));
+  const auto side_file = std::find_if(calls.begin(), calls.end(), begins("KAVOEAPath"));
+  ASSERT_NE(side_file, calls.end());
+  EXPECT_LT(id, side_file);
+}
+
+TEST_F(AlbumInfo, ReadsTheDefaultOfTheSharedTreeInto16Bytes) {
+  Set("albumdefpublic", "yes");
+  Build(shared() + "/2024");
+  EXPECT_EQ(
+      fake().Count("RLIBCFileGetKeyValue(" + fake().root + kPackageSettings + ", albumdefpublic, 16, 0)"), 1);
 }
 
 TEST_F(AlbumInfo, TakesTheDefaultOfTheSharedTree) {
@@ -144,6 +165,12 @@ TEST_F(AlbumInfo, IsPublicBelowAPassword) {
   const Album album = Build(shared() + "/2024/trip");
   EXPECT_EQ(album.isPublic, 1);
   EXPECT_STREQ(album.szReserved, "secret");
+}
+
+TEST_F(AlbumInfo, KeepsAPasswordOfUpTo4095Bytes) {
+  Set("albumdefpublic", "no");
+  AnswerAlbum("2024", {{"public", "f"}, {"password", std::string(5000, 'p')}});
+  EXPECT_EQ(Build(shared() + "/2024/trip").szReserved, std::string(4095, 'p'));
 }
 
 TEST_F(AlbumInfo, FailsSilentlyWithoutAParent) {
@@ -286,6 +313,12 @@ TEST_F(AlbumEvents, CountByTheRawName) {
   EXPECT_EQ(fake().Count("EscapeConditionEX2(1,  sharename='it's' )"), 2);
 }
 
+TEST_F(AlbumEvents, CountByTheWholeName) {
+  const std::string name(250, 'n');
+  ASSERT_EQ(IndexDirAdd(Folder(shared() + "/" + name).c_str()), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1,  sharename='" + name + "' )"), 2);
+}
+
 TEST_F(AlbumEvents, DeleteEverythingBelowAFolder) {
   ASSERT_EQ(IndexDirDelete((shared() + "/2024").c_str()), 0);
   EXPECT_THAT(Sent("DELETE FROM photo_image"),
@@ -392,6 +425,15 @@ TEST_F(AlbumRename, KeepsTheRightsOfARowThatMoved) {
   Answer({.match = "SET co", .affected = 1});
   ASSERT_EQ(Rename(shared() + "/2024/new", shared() + "/2024/old"), 0);
   EXPECT_THAT(Sent("_right"), IsEmpty());
+}
+
+TEST_F(AlbumRename, CountsByTheWholeOldName) {
+  const std::string name(3000, 'o');
+  AnswerExisting(name);
+  AnswerRenamed();
+  Answer({.match = "SET cover", .affected = 1});
+  ASSERT_EQ(Rename(shared() + "/new", shared() + "/" + name), 0);
+  EXPECT_EQ(fake().Count("EscapeConditionEX2(1,  sharename='" + name + "' )"), 1);
 }
 
 TEST_F(AlbumRename, ReportsRightsThatCannotBeGiven) {

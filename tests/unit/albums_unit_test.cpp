@@ -77,6 +77,16 @@ TEST_F(AlbumIdTest, IdsByPath) {
   EXPECT_EQ(rights, 2);
 }
 
+TEST_F(AlbumIdTest, IdsOfALongPathAreThoseOfTheWholeName) {
+  const std::string name(3000, 'n');
+  AddAlbum(name, "3");
+  int album = 0;
+  int rights = 0;
+  EXPECT_EQ(getShareIdPrivilegeShareIdByPath((shared() + "/" + name + "/x.jpg").c_str(), &album, &rights), 0);
+  EXPECT_EQ(album, 3);
+  EXPECT_EQ(rights, 3);
+}
+
 TEST_F(AlbumIdTest, IdsOfUnknownAlbumsAreWrittenToo) {
   int album = 0;
   int rights = 0;
@@ -144,6 +154,13 @@ TEST_F(AlbumSaveTest, NewSubAlbumRefersToItsTopAlbum) {
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip/day").get()), 0);
   EXPECT_THAT(Sent("INSERT"), ElementsAre(std::string(kInsertStart) +
                                           "9, 'trip/day', '', '', 'f', 0, '', 'f', 't', '1', 't', '4');"));
+}
+
+TEST_F(AlbumSaveTest, NewSubAlbumOfAnAlbumWithALongName) {
+  const std::string top(3000, 't');
+  AddAlbum(top, "4");
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(9, top + "/day").get()), 0);
+  EXPECT_THAT(Sent("'1', 't', '4');"), SizeIs(1));
 }
 
 TEST_F(AlbumSaveTest, NewSubAlbumOfAnUnknownAlbum) {
@@ -227,6 +244,16 @@ TEST_P(AlbumSaveFailureTest, WithoutConnection) {
   EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), -1);
   EXPECT_THAT(Messages(),
               ElementsAre(kConnectFailed, kNoRecords, kConnectFailed, kNoRecords, kConnectFailed));
+}
+
+// The two settings have connections of their own before the third.
+TEST_F(AlbumSaveTest, PersonalSaveAsksForTheSettingsFirst) {
+  UsePersonal();
+  fake().failing_at["KAVODBConnect"] = 3;
+  EXPECT_EQ(PhotoShareInfoDBSave(Album(9, "trip").get()), -1);
+  EXPECT_THAT(Sent("SELECT"), ElementsAre(testing::HasSubstr("config_key = 'album_def_allow_comment'"),
+                                          testing::HasSubstr("config_key = 'def_album_disable_conversion'")));
+  EXPECT_THAT(Messages(), ElementsAre(kConnectFailed));
 }
 
 TEST_P(AlbumSaveFailureTest, RefusedInsert) {

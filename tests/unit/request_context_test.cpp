@@ -141,6 +141,13 @@ TEST_F(RequestContextTest, PhotoFolderWithATrailingSlashIsNotTheRoot) {
   EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 0);
 }
 
+TEST_F(RequestContextTest, PhotoFolderInAnotherLetterCaseIsNotTheRoot) {
+  std::string other = photos_;
+  other.back() = 'O';
+  EXPECT_EQ(HGAStatusCheck(("user:alice:" + other).c_str()), 0);
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 0);
+}
+
 TEST_F(RequestContextTest, UserFormWithoutANameFails) {
   EXPECT_EQ(HGAStatusCheck("user:"), -1);
   EXPECT_TRUE(IsAllZero(gHGAInformation));
@@ -280,6 +287,34 @@ TEST_F(RequestSwitchTest, PhotoFolderIsAFile) {
 TEST_F(RequestSwitchTest, TurnedOffAfterASuccess) {
   ASSERT_EQ(HGAStatusCheck((photos_ + "/a.jpg").c_str()), 0);
   fake().key_values[settings()]["runpersonallumivault"] = "no";
+}
+
+TEST_F(RequestContextTest, SwitchesAreAskedInTheirOrder) {
+  EXPECT_EQ(HGAStatusCheck("user:alice"), 0);
+  const std::string is_on = ", runpersonallumivault, yes, 0)";
+  EXPECT_THAT(
+      fake().calls,
+      testing::ElementsAre(
+          "KAVOFixedPathGet(/var/packages/Lumivault/enabled)",
+          "KAVOFixedPathGet(/var/packages/Lumivault/etc/settings.conf)",
+          "RLIBCFileCheckKeyValue(" + settings() + is_on, "KAVOUserPreferenceDirGet(alice, 4095)",
+          "RLIBCFileExist(" + user_settings() + ")", "RLIBCFileCheckKeyValue(" + user_settings() + is_on,
+          "KAVOIndexPersonalPhotoPathGet(alice, 4095)", "RLIBCFileCheckDir(" + photos_ + ")"));
+}
+
+TEST_F(RequestContextTest, FirstSwitchThatIsOffEndsTheCheck) {
+  fake().failing = {"KAVOIndexPersonalPhotoPathGet"};
+  EXPECT_EQ(HGAStatusCheck("user:alice"), -1);
+  EXPECT_EQ(fake().Count("RLIBCFileCheckDir"), 0);
+  fs::remove(user_settings());
+  EXPECT_EQ(HGAStatusCheck("user:alice"), -1);
+  EXPECT_EQ(fake().Count("KAVOIndexPersonalPhotoPathGet"), 1);
+  fake().key_values.erase(settings());
+  EXPECT_EQ(HGAStatusCheck("user:alice"), -1);
+  EXPECT_EQ(fake().Count("KAVOUserPreferenceDirGet"), 2);
+  fs::remove(Fixed("/var/packages/Lumivault/enabled"));
+  EXPECT_EQ(HGAStatusCheck("user:alice"), -1);
+  EXPECT_EQ(fake().Count("RLIBCFileCheckKeyValue(" + settings()), 3);
 }
 
 TEST_F(RequestContextTest, FailureKeepsWhatWasFilledBefore) {

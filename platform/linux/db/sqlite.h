@@ -34,6 +34,7 @@ class SqliteConnection : public DatabaseEngine {
   [[nodiscard]] int type() const override;
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
 
+  [[nodiscard]] std::chrono::milliseconds statement_bound() const { return watch_->bound; }
   void set_statement_bound(std::chrono::milliseconds bound) { watch_->bound = bound; }
 
   // For statements of the platform's own.
