@@ -22,8 +22,7 @@ Outcome<std::optional<Library>> Asked(const LibraryOptions& options) {
   if (options.folder.empty()) return SharedTree();
   auto library = FindLibrary(FolderPath(options.folder));
   if (library) return library;
-  return Failure{ExitStatus::kConfiguration,
-                 Visible(options.folder) + ": lies in no library; run lumivault index on it"};
+  return InNoLibrary(options.folder, ExitStatus::kConfiguration);
 }
 
 Json::Value FindingsJson(const Findings& findings) {

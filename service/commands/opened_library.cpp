@@ -32,11 +32,15 @@ Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string&
 
 }  // namespace
 
+Failure InNoLibrary(const std::string& path, ExitStatus status) {
+  return {status, Visible(path) + ": lies in no library; lumivault index makes one of a folder"};
+}
+
 Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path) {
   const auto located = StateRoot::Locate(root);
   if (!located) return located.failure();
   const auto library = FindLibrary(path);
-  if (!library) return NotIndexed(path, "lies in no library");
+  if (!library) return InNoLibrary(path, ExitStatus::kFatal);
   return OpenDatabaseOf(*library, path);
 }
 

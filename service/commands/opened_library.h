@@ -28,6 +28,9 @@ struct OpenedLibrary {
   std::string key() const { return library.Below(path); }
 };
 
+// Nothing was ever indexed around PATH.
+Failure InNoLibrary(const std::string& path, ExitStatus status);
+
 // The library that the absolute PATH lies in (or is), for a state folder named ROOT.
 Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path);
 // The shared tree; FOLDER may be empty and has to be its folder otherwise.

@@ -68,8 +68,14 @@ Json::Value FoundJson(const Found& found) {
   return json;
 }
 
+std::string NoRightsText(const Found& found) {
+  const char* seen_by = found.album.is_public ? "; everybody may see it" : "";
+  return Visible(found.name) + ": nobody has been given rights" + seen_by + "\n";
+}
+
 // right, accounts, user and time, separated by tabs; the time without its line end.
 std::string FoundText(const Found& found, bool terminal) {
+  if (found.album.rights.empty()) return NoRightsText(found);
   std::string text;
   for (const AlbumRight& right : found.album.rights) {
     std::string time = right.time.value_or("");

@@ -98,7 +98,7 @@ class WholeLibraryTest : public AlbumsTest, public testing::WithParamInterface<c
 };
 
 TEST_P(WholeLibraryTest, AFolderThatIsNoLibraryIsRefused) {
-  ExpectRefused(scratch(), "lies in no library");
+  ExpectRefused(scratch(), "lies in no library; lumivault index makes one of a folder");
   MakeJpeg(File("sub/a.jpg"), 8, 8);
   Index();
   ExpectRefused(File("sub"), "lies in the library " + folder().string() + ", but is none");

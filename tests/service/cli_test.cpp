@@ -199,7 +199,8 @@ TEST_F(CliTest, ShowOfWhatIsNotIndexedIsOneLineAndStatusOne) {
   EXPECT_EQ(unknown.err, "lumivault: " + File("unknown.jpg").string() + ": not indexed\n");
   const RunResult outside = Run({"show", scratch() / "a.jpg"});
   EXPECT_EQ(outside.status, 1);
-  EXPECT_EQ(outside.err, "lumivault: " + (scratch() / "a.jpg").string() + ": lies in no library\n");
+  EXPECT_EQ(outside.err, "lumivault: " + (scratch() / "a.jpg").string() +
+                             ": lies in no library; lumivault index makes one of a folder\n");
 }
 
 TEST_F(CliTest, AFolderNamedLikeAStatementChangesNothing) {

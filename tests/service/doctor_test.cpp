@@ -107,14 +107,14 @@ TEST_F(DoctorTest, AMissingWorkerProgram) {
 TEST_F(DoctorTest, AFolderThatIsNoLibrary) {
   const RunResult result = Run({"doctor", scratch()});
   EXPECT_EQ(result.status, 4);
-  EXPECT_EQ(result.err,
-            "lumivault: " + scratch().string() + ": lies in no library; run lumivault index on it\n");
+  EXPECT_EQ(result.err, "lumivault: " + scratch().string() +
+                            ": lies in no library; lumivault index makes one of a folder\n");
 }
 
 TEST_F(DoctorTest, PrintsOneJsonObjectWhereThereIsNoLibrary) {
   const Json::Value failed = StrictJson(Run({"doctor", scratch(), "--json"}).out);
   EXPECT_EQ(failed["error"].asString(),
-            scratch().string() + ": lies in no library; run lumivault index on it");
+            scratch().string() + ": lies in no library; lumivault index makes one of a folder");
   EXPECT_EQ(failed["status"].asInt(), 4);
   EXPECT_FALSE(failed.isMember("problems"));
   fs::remove(state() / "var/packages/Lumivault/enabled");

@@ -369,13 +369,21 @@ TEST_F(RightsTest, AndInTheAppliancesAccounts) {
                                                  "upload:appliance:1027", "manage:appliance:1028"));
 }
 
+TEST_F(RightsTest, ThatNobodyHasAreOneLine) {
+  fs::create_directories(File("it's\n2024"));
+  Index();
+  EXPECT_EQ(Run({"rights", "--shared", "/"}).out, "/: nobody has been given rights; everybody may see it\n");
+  EXPECT_EQ(Run({"rights", "--shared", "it's\n2024"}).out, "it's\\n2024: nobody has been given rights\n");
+  EXPECT_EQ(StrictJson(Run({"rights", "--shared", "/", "--json"}).out)["rights"],
+            Json::Value(Json::arrayValue));
+}
+
 TEST_F(RightsTest, AreShownAsText) {
   fs::create_directories(File("2024"));
   Index();
   Query("INSERT INTO photo_access_right VALUES (1026, " + AlbumId("2024") +
         ", E'Sat Nov 21 20:00:00 2026\\n')");
   EXPECT_EQ(Run({"rights", File("2024")}).out, "access\tappliance\t1026\tSat Nov 21 20:00:00 2026\n");
-  EXPECT_EQ(Run({"rights", "--shared", "/"}).out, "");
   EXPECT_EQ(Run({"rights", "--shared", "./2024/"}).out, Run({"rights", File("2024")}).out);
   const RunResult missing = Run({"rights", "--shared", "nowhere"});
   EXPECT_EQ(missing.status, 1);
