@@ -38,7 +38,9 @@ std::string Albums(const std::string& name, std::size_t first, std::size_t count
 }
 
 std::string Labels() {
-  const std::string links = "INSERT INTO photo_image_label (image_id, label_id) SELECT id, 1 + id * ";
+  // Where both are the same label the photo has one.
+  const std::string links =
+      "INSERT OR IGNORE INTO photo_image_label (image_id, label_id) SELECT id, 1 + id * ";
   const std::string of_each = " % " + std::to_string(kLabels) + " FROM photo_image;";
   return Numbers(kLabels) +
          "INSERT INTO photo_label (id, category, name) SELECT 1 + i, 2, 'keyword ' || i FROM n;" + links +

@@ -1,5 +1,6 @@
 #include "database_schema.h"
 
+#include <array>
 #include <map>
 #include <set>
 
@@ -8,6 +9,18 @@
 #include "trimmed.h"
 
 namespace {
+
+// The tables whose key came later than they did, by name. Each key is called after its table.
+constexpr std::array kKeyedTables{
+    "photo_access_right",
+    "photo_access_right_for_zor_account",
+    "photo_image_label",
+    "photo_manage_right",
+    "photo_manage_right_for_zor_account",
+    "photo_upload_right",
+    "photo_upload_right_for_zor_account",
+};
+constexpr const char* kKeySuffix = "_key";
 
 // The definitions between the parentheses of a CREATE TABLE, without comments.
 std::string TableBody(std::string_view script, std::string_view table) {
@@ -42,9 +55,22 @@ std::vector<std::string> Definitions(std::string_view body) {
   return definitions;
 }
 
-}  // namespace
+// The keys that DATABASE lacks, but for those of tables that it has not either.
+Outcome<std::vector<SchemaGap>> FindKeyGaps(DatabaseReader& database) {
+  const auto rows = database.Query({"name"}, database.on_server() ? kNamesOfPostgres : kNamesOfSqlite);
+  if (!rows) return Unreadable(database);
+  std::set<std::string> present;
+  for (const DatabaseReader::Row& row : *rows) present.insert(row[0].value_or(""));
+  std::vector<SchemaGap> gaps;
+  for (const std::string table : kKeyedTables) {
+    if (present.contains(table) && !present.contains(table + kKeySuffix))
+      gaps.push_back({table, "", table + kKeySuffix});
+  }
+  return gaps;
+}
 
-Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database) {
+// The tables and columns that DATABASE lacks.
+Outcome<std::vector<SchemaGap>> FindColumnGaps(DatabaseReader& database) {
   const char* sql = database.on_server() ? kColumnsOfPostgres : kColumnsOfSqlite;
   const auto rows = database.Query({"table_name", "column_name"}, sql);
   if (!rows) return Unreadable(database);
@@ -54,14 +80,30 @@ Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database) {
   for (const LibraryTable& table : LibraryTables()) {
     const auto columns = present.find(table.name);
     if (columns == present.end()) {
-      gaps.push_back({table.name, ""});
+      gaps.push_back({table.name, "", ""});
       continue;
     }
     for (const Column& column : table.columns) {
-      if (!columns->second.contains(column.name)) gaps.push_back({table.name, column.name});
+      if (!columns->second.contains(column.name)) gaps.push_back({table.name, column.name, ""});
     }
   }
   return gaps;
+}
+
+}  // namespace
+
+Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database) {
+  auto gaps = FindColumnGaps(database);
+  if (!gaps) return gaps;
+  auto keys = FindKeyGaps(database);
+  if (!keys) return keys;
+  gaps->insert(gaps->end(), keys->begin(), keys->end());
+  return gaps;
+}
+
+bool HasKeys(DatabaseReader& database) {
+  const auto gaps = FindKeyGaps(database);
+  return gaps && gaps->empty();
 }
 
 std::optional<std::string> ColumnDefinition(std::string_view script, std::string_view table,

@@ -1,4 +1,4 @@
-// Whether a library's database has the tables and columns of today, and how it gets them.
+// Whether a library's database has the tables, columns and keys of today, and how it gets them.
 #ifndef SERVICE_DATABASE_SCHEMA_H_
 #define SERVICE_DATABASE_SCHEMA_H_
 
@@ -12,17 +12,22 @@
 
 struct SchemaGap {
   std::string table;
-  std::string column;  // "" where the whole table is missing
+  std::string column;  // "" where it is no column that is missing
+  std::string key;     // the unique index; "" where the whole table is missing
 };
 
 // What DATABASE lacks. Empty: it is complete.
 Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database);
 
+// It has the keys that keep rows from being there twice. Those of the first days did not; the schema script
+// adds them.
+[[nodiscard]] bool HasKeys(DatabaseReader& database);
+
 // How the schema SCRIPT defines a column ("lat DOUBLE PRECISION"); nothing when it does not.
 std::optional<std::string> ColumnDefinition(std::string_view script, std::string_view table,
                                             std::string_view column);
 
-// The statement that adds the missing column of GAP to DATABASE; nothing for a table.
+// The statement that adds the missing column of GAP to DATABASE; nothing for a table or a key.
 std::optional<std::string> AddColumnStatement(const DatabaseReader& database, std::string_view script,
                                               const SchemaGap& gap);
 

@@ -70,6 +70,10 @@ void ExamineSchema(DatabaseReader& database, const std::string& subject, const s
   const auto gaps = FindSchemaGaps(database);
   if (!gaps) return Add(findings, subject, gaps.failure().message, remedy, ExitStatus::kDatabase);
   for (const SchemaGap& gap : *gaps) {
+    if (!gap.key.empty()) {
+      Add(findings, subject, "too old: the key " + gap.key + " is missing", remedy, ExitStatus::kDatabase);
+      continue;
+    }
     if (gap.column.empty()) {
       Add(findings, subject, "the table " + gap.table + " is missing", remedy, ExitStatus::kDatabase);
       continue;

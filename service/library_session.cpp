@@ -6,6 +6,7 @@
 #include "base/fixed_path.h"
 #include "base/limits.h"
 #include "database_reader.h"
+#include "database_schema.h"
 #include "display.h"
 #include "library.h"
 #include "platform/connection_lending.h"
@@ -34,12 +35,12 @@ Outcome<Done> CompleteSchema(DatabaseReader& reader, const std::string& database
   return Unreachable(database, reader.error());
 }
 
-// An older database has no statistics: the script adds them. They make deletes fast and nothing else, so a
-// database that does not take them is used as it is; the connection is one of its own, since a script that
-// fails leaves its transaction open.
-void AddMissingStatistics(const std::string& database) {
+// An older database has no statistics, or keys that are none yet: the script adds them. The one makes deletes
+// fast, the other concerns what two programs do at the same moment, so a database that does not take them is
+// used as it is; the connection is one of its own, since a script that fails leaves its transaction open.
+void BringUpToDate(const std::string& database) {
   DatabaseReader reader(database);
-  if (!reader || reader.HasStatistics()) return;
+  if (!reader || (reader.HasStatistics() && HasKeys(reader))) return;
   if (const auto schema = ReadWholeFile(InstalledSchema())) static_cast<void>(reader.Run(schema->c_str()));
 }
 
@@ -52,7 +53,7 @@ Outcome<Done> CompleteDatabase(const std::string& database) {
   DatabaseReader reader(database);
   if (!reader) return Unreachable(database, reader.error());
   if (auto complete = CompleteSchema(reader, database); !complete) return complete;
-  AddMissingStatistics(database);
+  BringUpToDate(database);
   return SetDefaults(reader, database);
 }
 

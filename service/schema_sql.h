@@ -7,6 +7,10 @@ inline constexpr const char* kColumnsOfSqlite =
     "WHERE T.type = 'table'";
 inline constexpr const char* kColumnsOfPostgres =
     "SELECT table_name, column_name FROM information_schema.columns WHERE table_schema = current_schema()";
+// Of tables and indexes.
+inline constexpr const char* kNamesOfSqlite = "SELECT name FROM sqlite_schema";
+inline constexpr const char* kNamesOfPostgres =
+    "SELECT relname AS name FROM pg_class WHERE relnamespace = current_schema()::regnamespace";
 // Table and definition.
 inline constexpr const char* kAddColumnSql = "ALTER TABLE @KAVO:NEVAR ADD COLUMN @KAVO:NEVAR";
 

@@ -147,20 +147,11 @@ CREATE TABLE IF NOT EXISTS photo_share (
 CREATE INDEX IF NOT EXISTS photo_share_sharename_prefix ON photo_share USING spgist (sharename);
 
 CREATE TABLE IF NOT EXISTS photo_access_right (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_access_right_shareid ON photo_access_right (shareid);
 CREATE TABLE IF NOT EXISTS photo_access_right_for_zor_account (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_access_right_for_zor_account_shareid
-  ON photo_access_right_for_zor_account (shareid);
 CREATE TABLE IF NOT EXISTS photo_upload_right (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_upload_right_shareid ON photo_upload_right (shareid);
 CREATE TABLE IF NOT EXISTS photo_upload_right_for_zor_account (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_upload_right_for_zor_account_shareid
-  ON photo_upload_right_for_zor_account (shareid);
 CREATE TABLE IF NOT EXISTS photo_manage_right (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_manage_right_shareid ON photo_manage_right (shareid);
 CREATE TABLE IF NOT EXISTS photo_manage_right_for_zor_account (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_manage_right_for_zor_account_shareid
-  ON photo_manage_right_for_zor_account (shareid);
 
 CREATE TABLE IF NOT EXISTS photo_config (
   config_key TEXT COLLATE "C" PRIMARY KEY,
@@ -197,6 +188,36 @@ CREATE TABLE IF NOT EXISTS photo_video_label (
 CREATE INDEX IF NOT EXISTS photo_video_label_video_path ON photo_video_label USING hash (video_path);
 CREATE INDEX IF NOT EXISTS photo_video_label_video_path_prefix ON photo_video_label USING spgist (video_path);
 CREATE INDEX IF NOT EXISTS photo_video_label_label_id ON photo_video_label (label_id);
+
+-- Two programs that write the same at the same moment each look first and find nothing. These keys refuse the row of the
+-- later one: an account has a right on an album once, and no link is there twice (the same person in two places of a
+-- photo is two links). A database of earlier days may hold such rows; the first of them stays.
+DO $$
+DECLARE
+  right_table TEXT;
+BEGIN
+  FOREACH right_table IN ARRAY ARRAY[
+    'photo_access_right', 'photo_access_right_for_zor_account', 'photo_upload_right',
+    'photo_upload_right_for_zor_account', 'photo_manage_right', 'photo_manage_right_for_zor_account'] LOOP
+    CONTINUE WHEN to_regclass(right_table || '_key') IS NOT NULL;
+    EXECUTE format('LOCK TABLE %I IN SHARE ROW EXCLUSIVE MODE', right_table);
+    EXECUTE format('DELETE FROM %1$I A USING %1$I B '
+                   'WHERE B.shareid = A.shareid AND B.userid = A.userid AND B.ctid < A.ctid', right_table);
+    EXECUTE format('DROP INDEX IF EXISTS %I', right_table || '_shareid');
+    EXECUTE format('CREATE UNIQUE INDEX %I ON %I (shareid, userid)', right_table || '_key', right_table);
+  END LOOP;
+
+  IF to_regclass('photo_image_label_key') IS NULL THEN
+    LOCK TABLE photo_image_label IN SHARE ROW EXCLUSIVE MODE;
+    DELETE FROM photo_image_label A USING photo_image_label B
+      WHERE B.image_id = A.image_id AND B.label_id = A.label_id AND B.info = A.info
+        AND B.info_new = A.info_new AND B.status = A.status AND B.id < A.id;
+    -- A text may be longer than an entry. In an order in which no statement finds anything by it: the indexes above do
+    -- that, and cost less.
+    CREATE UNIQUE INDEX photo_image_label_key
+      ON photo_image_label ((md5(info_new)::uuid), (md5(info)::uuid), status, image_id, label_id);
+  END IF;
+END $$;
 
 INSERT INTO photo_share (shareid, sharename, public, comment, ref_shareid) VALUES (1, '/', 't', 'f', 1)
   ON CONFLICT DO NOTHING;

@@ -135,20 +135,11 @@ CREATE TABLE IF NOT EXISTS photo_share (
 
 -- Who may see, add to and manage an album; rows are written by position.
 CREATE TABLE IF NOT EXISTS photo_access_right (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_access_right_shareid ON photo_access_right (shareid);
 CREATE TABLE IF NOT EXISTS photo_access_right_for_zor_account (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_access_right_for_zor_account_shareid
-  ON photo_access_right_for_zor_account (shareid);
 CREATE TABLE IF NOT EXISTS photo_upload_right (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_upload_right_shareid ON photo_upload_right (shareid);
 CREATE TABLE IF NOT EXISTS photo_upload_right_for_zor_account (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_upload_right_for_zor_account_shareid
-  ON photo_upload_right_for_zor_account (shareid);
 CREATE TABLE IF NOT EXISTS photo_manage_right (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_manage_right_shareid ON photo_manage_right (shareid);
 CREATE TABLE IF NOT EXISTS photo_manage_right_for_zor_account (userid INTEGER, shareid INTEGER, time TEXT);
-CREATE INDEX IF NOT EXISTS photo_manage_right_for_zor_account_shareid
-  ON photo_manage_right_for_zor_account (shareid);
 
 CREATE TABLE IF NOT EXISTS photo_config (
   config_key TEXT PRIMARY KEY,
@@ -185,6 +176,47 @@ CREATE TABLE IF NOT EXISTS photo_video_label (
 );
 CREATE INDEX IF NOT EXISTS photo_video_label_video_path ON photo_video_label (video_path);
 CREATE INDEX IF NOT EXISTS photo_video_label_label_id ON photo_video_label (label_id);
+
+-- Two programs that write the same at the same moment each look first and find nothing. These keys refuse the row of the
+-- later one: an account has a right on an album once, and no link is there twice (the same person in two places of a
+-- photo is two links). A database of earlier days may hold such rows; the first of them stays.
+DELETE FROM photo_access_right WHERE EXISTS (SELECT 1 FROM photo_access_right B
+  WHERE B.shareid = photo_access_right.shareid AND B.userid = photo_access_right.userid
+    AND B.rowid < photo_access_right.rowid);
+DROP INDEX IF EXISTS photo_access_right_shareid;
+CREATE UNIQUE INDEX IF NOT EXISTS photo_access_right_key ON photo_access_right (shareid, userid);
+DELETE FROM photo_access_right_for_zor_account WHERE EXISTS (SELECT 1 FROM photo_access_right_for_zor_account B
+  WHERE B.shareid = photo_access_right_for_zor_account.shareid AND B.userid = photo_access_right_for_zor_account.userid
+    AND B.rowid < photo_access_right_for_zor_account.rowid);
+DROP INDEX IF EXISTS photo_access_right_for_zor_account_shareid;
+CREATE UNIQUE INDEX IF NOT EXISTS photo_access_right_for_zor_account_key ON photo_access_right_for_zor_account (shareid, userid);
+DELETE FROM photo_upload_right WHERE EXISTS (SELECT 1 FROM photo_upload_right B
+  WHERE B.shareid = photo_upload_right.shareid AND B.userid = photo_upload_right.userid
+    AND B.rowid < photo_upload_right.rowid);
+DROP INDEX IF EXISTS photo_upload_right_shareid;
+CREATE UNIQUE INDEX IF NOT EXISTS photo_upload_right_key ON photo_upload_right (shareid, userid);
+DELETE FROM photo_upload_right_for_zor_account WHERE EXISTS (SELECT 1 FROM photo_upload_right_for_zor_account B
+  WHERE B.shareid = photo_upload_right_for_zor_account.shareid AND B.userid = photo_upload_right_for_zor_account.userid
+    AND B.rowid < photo_upload_right_for_zor_account.rowid);
+DROP INDEX IF EXISTS photo_upload_right_for_zor_account_shareid;
+CREATE UNIQUE INDEX IF NOT EXISTS photo_upload_right_for_zor_account_key ON photo_upload_right_for_zor_account (shareid, userid);
+DELETE FROM photo_manage_right WHERE EXISTS (SELECT 1 FROM photo_manage_right B
+  WHERE B.shareid = photo_manage_right.shareid AND B.userid = photo_manage_right.userid
+    AND B.rowid < photo_manage_right.rowid);
+DROP INDEX IF EXISTS photo_manage_right_shareid;
+CREATE UNIQUE INDEX IF NOT EXISTS photo_manage_right_key ON photo_manage_right (shareid, userid);
+DELETE FROM photo_manage_right_for_zor_account WHERE EXISTS (SELECT 1 FROM photo_manage_right_for_zor_account B
+  WHERE B.shareid = photo_manage_right_for_zor_account.shareid AND B.userid = photo_manage_right_for_zor_account.userid
+    AND B.rowid < photo_manage_right_for_zor_account.rowid);
+DROP INDEX IF EXISTS photo_manage_right_for_zor_account_shareid;
+CREATE UNIQUE INDEX IF NOT EXISTS photo_manage_right_for_zor_account_key ON photo_manage_right_for_zor_account (shareid, userid);
+DELETE FROM photo_image_label WHERE EXISTS (SELECT 1 FROM photo_image_label B
+  WHERE B.image_id = photo_image_label.image_id AND B.label_id = photo_image_label.label_id
+    AND B.info = photo_image_label.info AND B.info_new = photo_image_label.info_new
+    AND B.status = photo_image_label.status AND B.id < photo_image_label.id);
+-- In an order in which no statement finds anything by it: the indexes above do that, and cost less.
+CREATE UNIQUE INDEX IF NOT EXISTS photo_image_label_key
+  ON photo_image_label (info_new, info, status, image_id, label_id);
 
 -- The photo folder itself is the album "/".
 INSERT OR IGNORE INTO photo_share (shareid, sharename, public, comment, ref_shareid) VALUES (1, '/', 't', 'f', 1);

@@ -1,4 +1,5 @@
 // Links between photos and labels.
+#include <optional>
 #include <string_view>
 
 #include "base/export_guard.h"
@@ -16,13 +17,28 @@ int FetchId(Result& result) {
   return -1;
 }
 
+// The id of the link into ID, which stays empty when there is none; false when the query failed.
+[[nodiscard]] bool FindLink(const RequestConnection& connection, int image_id, int label_id,
+                            std::optional<int>* id) {
+  Result found;
+  const auto sql = FormatText(kPathSize, kLinkByIds, image_id, label_id);
+  if (!RunStatement(connection, Statement::Build(connection.type(), sql.c_str()), &found)) return false;
+  if (KAVODBNumRows(found.get()) > 0) *id = FetchId(found);
+  return true;
+}
+
 // The id of a new link: the highest one. Another writer of the same database may have added a link between
-// the two statements, and then its id is given.
+// the two statements, and then its id is given. When it has just made this very link, only the insert was in
+// vain.
 int InsertLink(const RequestConnection& connection, int image_id, int label_id, const char* info_new,
                const char* status) {
   const auto sql = FormatText(kPathSize, kInsertLink, image_id, label_id);
-  if (!RunStatement(connection, Statement::Build(connection.type(), sql.c_str(), info_new, status)))
-    return -1;
+  const Statement insert = Statement::Build(connection.type(), sql.c_str(), info_new, status);
+  if (!insert) return -1;
+  if (!RunStatement(connection, insert)) {
+    std::optional<int> id;
+    return FindLink(connection, image_id, label_id, &id) ? id.value_or(-1) : -1;
+  }
   Result last;
   if (!RunStatement(connection, Statement::Build(connection.type(), kLastLink), &last)) return -1;
   return FetchId(last);
@@ -31,11 +47,9 @@ int InsertLink(const RequestConnection& connection, int image_id, int label_id, 
 int FindOrInsertLink(int image_id, int label_id, const char* info_new, const char* status) {
   const RequestConnection connection;
   if (!IsConnected(connection)) return -1;
-  Result found;
-  const auto sql = FormatText(kPathSize, kLinkByIds, image_id, label_id);
-  if (!RunStatement(connection, Statement::Build(connection.type(), sql.c_str()), &found)) return -1;
-  if (KAVODBNumRows(found.get()) > 0) return FetchId(found);
-  return InsertLink(connection, image_id, label_id, info_new, status);
+  std::optional<int> id;
+  if (!FindLink(connection, image_id, label_id, &id)) return -1;
+  return id ? *id : InsertLink(connection, image_id, label_id, info_new, status);
 }
 
 int DeleteConfirmedLink(int image_id, int label_id) {

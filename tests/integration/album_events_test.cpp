@@ -2,6 +2,7 @@
 
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
+#include "support/child_processes.h"
 #include "support/databases.h"
 #include "support/media_maker.h"
 #include "support/media_record.h"
@@ -105,6 +106,27 @@ TEST_P(AlbumEventsTest, PrivateSubAlbumGetsTheRightsOfItsParent) {
   EXPECT_EQ(Album("2024/trip", "public"), "f");
   EXPECT_EQ(Album("2024/trip", "is_subdir"), "t");
   EXPECT_EQ(RightsOf("2024/trip"), "1");
+}
+
+// Each finds no album of that name, and each gives the new one the rights of its parent.
+TEST_P(AlbumEventsTest, ProcessesThatAddAnAlbumAtTheSameMomentGiveItItsRightsOnce) {
+  constexpr int kProcesses = 3;
+  constexpr int kRounds = 60;
+  ASSERT_EQ(Add("2024"), 0);
+  GiveRight("2024");
+  for (int i = 0; i < kRounds; ++i) fs::create_directories(photos() / "2024" / std::to_string(i));
+  PhotoDBConnClose();
+  const MeetingPoint meeting(kProcesses);
+  EXPECT_TRUE(RunChildren(kProcesses, [&](int) {
+    int failures = 0;
+    for (int i = 0; i < kRounds; ++i) {
+      meeting.Wait();
+      failures += IndexDirAdd(FolderPath("2024/" + std::to_string(i)).c_str()) == 0 ? 0 : 1;
+    }
+    return failures;
+  }));
+  for (int i = 0; i < kRounds; ++i) EXPECT_EQ(RightsOf("2024/" + std::to_string(i)), "1") << i;
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_share"), std::to_string(kRounds + 2));
 }
 
 TEST_P(AlbumEventsTest, SubAlbumThatExistsKeepsItsOwnRights) {

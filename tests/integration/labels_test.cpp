@@ -132,6 +132,24 @@ TEST_P(LabelsTest, LinkIsMadeOnceAndKeepsItsInfo) {
                           {"status", "f"}}));
 }
 
+TEST_P(LabelsTest, ProcessesThatMakeALinkAtTheSameMomentMakeOne) {
+  constexpr int kProcesses = 3;
+  constexpr int kLinks = 60;
+  std::vector<int> labels;
+  for (int i = 0; i < kLinks; ++i) labels.push_back(Label(std::to_string(i), kKeywords));
+  PhotoDBConnClose();
+  const MeetingPoint meeting(kProcesses);
+  EXPECT_TRUE(RunChildren(kProcesses, [&](int) {
+    int failures = 0;
+    for (const int label : labels) {
+      meeting.Wait();
+      failures += Link(label) > 0 ? 0 : 1;
+    }
+    return failures;
+  }));
+  EXPECT_EQ(Value("select count(*) from photo_image_label"), std::to_string(kLinks));
+}
+
 TEST_P(LabelsTest, EveryNewLinkGivesItsOwnId) {
   const int first = Link(Label("a", kKeywords));
   const int second = Link(Label("b", kKeywords));

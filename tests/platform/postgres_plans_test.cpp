@@ -32,7 +32,7 @@ INSERT INTO video_desc (path, title) SELECT path, path FROM video;
 INSERT INTO video_comment (path, comment) SELECT path, path FROM video;
 INSERT INTO video_convert (video_path, convert_file_path) SELECT path, path || '.mp4' FROM video;
 INSERT INTO photo_label (category, name) SELECT i % 3, i FROM generate_series(1, 200) i;
-INSERT INTO photo_image_label (image_id, label_id) SELECT id, 1 + (id * k) % 200 FROM photo_image, generate_series(1, 2) k;
+INSERT INTO photo_image_label (image_id, label_id, info) SELECT id, 1 + (id * k) % 200, k FROM photo_image, generate_series(1, 2) k;
 INSERT INTO photo_video_label (video_path, label_id) SELECT path, 1 + id % 200 FROM video;
 INSERT INTO photo_access_right SELECT i, 1 + i % 5000, '' FROM generate_series(1, 20000) i;
 INSERT INTO photo_upload_right SELECT * FROM photo_access_right;

@@ -43,6 +43,10 @@ class SqliteSchema : public testing::Test {
     return text;
   }
 
+  bool Fails(const std::string& sql) {
+    return sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK;
+  }
+
   sqlite3* database_ = nullptr;
 };
 
@@ -80,6 +84,29 @@ class PostgresSchema : public testing::Test {
   std::unique_ptr<PGconn, decltype(&PQfinish)> connection_{nullptr, PQfinish};
 };
 
+constexpr const char* kRightTables[] = {"photo_access_right", "photo_access_right_for_zor_account",
+                                        "photo_upload_right", "photo_upload_right_for_zor_account",
+                                        "photo_manage_right", "photo_manage_right_for_zor_account"};
+
+// A right table as it was made in the first days, with the rights that two programs gave at the same moment.
+std::string DoubledRights(const std::string& table) {
+  return "DROP INDEX " + table + "_key; CREATE INDEX " + table + "_shareid ON " + table +
+         " (shareid); INSERT INTO " + table +
+         " VALUES (7, 2, 'first'), (8, 2, 'other'), (7, 2, 'second'), (7, 3, 'album'), (7, 2, 'third'), "
+         "(NULL, 2, 'nobody'), (NULL, 2, 'nobody');";
+}
+constexpr const char* kRightsOnce = "7|2|first|\n8|2|other|\n7|3|album|\n|2|nobody|\n|2|nobody|\n";
+
+// The same of links; the ids tell which of them have stayed.
+constexpr const char* kDoubledLinks =
+    "DROP INDEX photo_image_label_key; INSERT INTO photo_image (id, path) VALUES (1, '/a'); INSERT INTO "
+    "photo_label (id, "
+    "category, name) VALUES (1, 2, 'x'); INSERT INTO photo_image_label (id, image_id, label_id, info, "
+    "info_new, status) VALUES (1, 1, 1, '', '', 't'), (2, 1, 1, 'face', '', 't'), (3, 1, 1, '', '', 't'), "
+    "(4, 1, 1, '', 'face', 't'), (5, 1, 1, '', '', 'f'), (6, 1, 1, 'face', '', 't'), (7, 1, 1, NULL, '', "
+    "'t'), (8, 1, 1, NULL, '', 't');";
+constexpr const char* kLinksOnce = "1|\n2|\n4|\n5|\n7|\n8|\n";
+
 // "table|column|" lines.
 Columns ParseColumns(const std::string& text) {
   Columns columns;
@@ -108,6 +135,18 @@ TEST_F(SqliteSchema, CanBeRunAgainAndKeepsRows) {
 
 TEST_F(SqliteSchema, BeginsWithTheRootAlbum) {
   EXPECT_EQ(Run("SELECT shareid, sharename, public, comment, ref_shareid FROM photo_share"), "1|/|t|f|1|\n");
+}
+
+TEST_F(SqliteSchema, KeepsTheFirstOfTheRowsThatAnEarlierOneLetInTwice) {
+  for (const std::string table : kRightTables) Run(DoubledRights(table));
+  Run(kDoubledLinks);
+  Run(SchemaScript("pphoto.sql"));
+  for (const std::string table : kRightTables) {
+    EXPECT_EQ(Run("SELECT userid, shareid, time FROM " + table + " ORDER BY rowid"), kRightsOnce) << table;
+    EXPECT_TRUE(Fails("INSERT INTO " + table + " VALUES (7, 2, 'again')")) << table;
+  }
+  EXPECT_EQ(Run("SELECT id FROM photo_image_label ORDER BY id"), kLinksOnce);
+  EXPECT_TRUE(Fails("INSERT INTO photo_image_label (image_id, label_id) VALUES (1, 1)"));
 }
 
 TEST_F(SqliteSchema, FindsKeysAndPrefixesByIndex) {
@@ -143,6 +182,28 @@ TEST_F(PostgresSchema, CanBeRunAgainAndKeepsRows) {
   Run(SchemaScript("photo.sql"));
   EXPECT_EQ(Run("SELECT path FROM photo_image"), "/volume1/photo/a.jpg|\n");
   EXPECT_EQ(Run("SELECT shareid, sharename, public, comment, ref_shareid FROM photo_share"), "1|/|t|f|1|\n");
+}
+
+TEST_F(PostgresSchema, KeepsTheFirstOfTheRowsThatAnEarlierOneLetInTwice) {
+  for (const std::string table : kRightTables) Run(DoubledRights(table));
+  Run(kDoubledLinks);
+  Run(SchemaScript("photo.sql"));
+  for (const std::string table : kRightTables) {
+    EXPECT_EQ(Run("SELECT userid, shareid, time FROM " + table + " ORDER BY ctid"), kRightsOnce) << table;
+    EXPECT_TRUE(Fails("INSERT INTO " + table + " VALUES (7, 2, 'again')")) << table;
+  }
+  EXPECT_EQ(Run("SELECT id FROM photo_image_label ORDER BY id"), kLinksOnce);
+  EXPECT_TRUE(Fails("INSERT INTO photo_image_label (id, image_id, label_id) VALUES (9, 1, 1)"));
+}
+
+// A face-recognition tool may write what it likes there.
+TEST_F(PostgresSchema, KeepsLongTextsOfLinks) {
+  Run("INSERT INTO photo_image (path) VALUES ('/a'); INSERT INTO photo_label (category, name) VALUES (0, "
+      "'x'); "
+      "INSERT INTO photo_image_label (image_id, label_id, info) SELECT 1, 1, string_agg(md5(i::text), '') "
+      "FROM "
+      "generate_series(1, 500) i");
+  EXPECT_EQ(Run("SELECT length(info) FROM photo_image_label"), "16000|\n");
 }
 
 TEST_F(PostgresSchema, FindsKeysAndPrefixesByIndex) {

@@ -135,7 +135,7 @@ std::set<std::string> UnplannedTexts() {
           "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kBeginCatalogue",
           "kCommitCatalogue", "kCountTablesSql", "kLinkStatisticsSql", "kServerAnswersSql", "kServerFactsSql",
           "kServerIdentity", "kDatabaseOfServerSql", "kMakeSharedDatabaseSql", "kAddColumnSql",
-          "kColumnsOfSqlite", "kColumnsOfPostgres",
+          "kColumnsOfSqlite", "kColumnsOfPostgres", "kNamesOfSqlite", "kNamesOfPostgres",
           // On PostgreSQL an export reads each table whole, through a cursor.
           "kOpenCursorSql", "kFetchSql", "kCloseCursorSql",
           // Asked for by doctor, of the whole file.

@@ -154,7 +154,8 @@ TEST(SqlitePlans, UnusedLabelsCostNothingForEachLink) {
   SqliteDatabase database(SchemaScript("pphoto.sql"));
   database.Run("INSERT INTO photo_image (id, path) VALUES (1, 'a.jpg')");
   database.Run(Rows("INSERT INTO photo_label (id, category, name) SELECT i, 2, i FROM n", 5));
-  database.Run(Rows("INSERT INTO photo_image_label (image_id, label_id) SELECT 1, 1 + i % 2 FROM n", kLinks));
+  database.Run(
+      Rows("INSERT INTO photo_image_label (image_id, label_id, info) SELECT 1, 1 + i % 2, i FROM n", kLinks));
   database.Run(
       Rows("INSERT INTO photo_video_label (video_path, label_id) SELECT 'a.mp4', 3 + i % 2 FROM n", kLinks));
   EXPECT_LT(database.Steps(kDeleteUnusedLabels), kLinks / 10);

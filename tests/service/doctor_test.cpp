@@ -160,6 +160,23 @@ TEST_F(DoctorTest, AnOldSchema) {
                         "ADD COLUMN lng "));
 }
 
+TEST_F(DoctorTest, AMissingKeyThatTheNextRunMakes) {
+  for (const char* sql : {"DROP INDEX photo_manage_right_key", "DROP INDEX photo_image_label_key",
+                          "INSERT INTO photo_manage_right VALUES (7, 1, 'first'), (7, 1, 'second')"}) {
+    Query(sql);
+  }
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  const std::string remedy = " is missing\n  run: lumivault index " + folder().string() + "\n";
+  const std::string problem = Database().string() + ": too old: the key ";
+  EXPECT_EQ(result.out,
+            problem + "photo_image_label_key" + remedy + problem + "photo_manage_right_key" + remedy);
+  MakeJpeg(File("b.jpg"), 8, 8);
+  Index();
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+  EXPECT_EQ(Value("SELECT time FROM photo_manage_right"), "first");
+}
+
 TEST_F(DoctorTest, AFolderThatCannotBeWritten) {
   constexpr uid_t kNobody = 65534;
   if (getuid() != 0) GTEST_SKIP() << "only root may act as somebody else";
@@ -211,6 +228,19 @@ TEST_F(SharedDoctorTest, TablesAndColumnsThatAreMissing) {
   const std::string remedy = "\n  run: lumivault init --shared " + folder().string() + "\n";
   EXPECT_EQ(result.out, "database photo: too old: the column photo_image.lens_v2 is missing" + remedy +
                             "database photo: the table photo_video_label is missing" + remedy);
+}
+
+TEST_F(SharedDoctorTest, AMissingKeyThatInitMakes) {
+  Query("DROP INDEX photo_access_right_key; INSERT INTO photo_access_right VALUES (7, 1, 'a'), (7, 1, 'b')");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.out,
+            "database photo: too old: the key photo_access_right_key is missing\n  run: lumivault init "
+            "--shared " +
+                folder().string() + "\n");
+  EXPECT_EQ(Run({"init", "--shared", folder()}).status, 0);
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+  EXPECT_EQ(Value("SELECT time FROM photo_access_right"), "a");
 }
 
 TEST_F(SharedDoctorTest, AServerThatOnlyReads) {

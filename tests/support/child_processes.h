@@ -1,6 +1,8 @@
 #ifndef TESTS_SUPPORT_CHILD_PROCESSES_H_
 #define TESTS_SUPPORT_CHILD_PROCESSES_H_
 
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -31,5 +33,32 @@ bool RunChildren(int count, Body&& body) {
   for (const pid_t child : children) fine = WaitFor(child) == 0 && fine;
   return fine;
 }
+
+// A place where COUNT processes, children of the one that makes it, wait for each other again and again.
+class MeetingPoint {
+ public:
+  explicit MeetingPoint(int count) {
+    void* memory =
+        mmap(nullptr, sizeof(pthread_barrier_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return;
+    barrier_ = static_cast<pthread_barrier_t*>(memory);
+    pthread_barrierattr_t attributes;
+    pthread_barrierattr_init(&attributes);
+    pthread_barrierattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_barrier_init(barrier_, &attributes, static_cast<unsigned>(count));
+    pthread_barrierattr_destroy(&attributes);
+  }
+  ~MeetingPoint() {
+    if (barrier_ != nullptr) munmap(barrier_, sizeof(pthread_barrier_t));
+  }
+  MeetingPoint(const MeetingPoint&) = delete;
+  MeetingPoint& operator=(const MeetingPoint&) = delete;
+
+  // Returns in all of them at the same moment.
+  void Wait() const { pthread_barrier_wait(barrier_); }
+
+ private:
+  pthread_barrier_t* barrier_ = nullptr;
+};
 
 #endif  // TESTS_SUPPORT_CHILD_PROCESSES_H_
