@@ -81,6 +81,15 @@ bool IsConflict(const PGresult* answer) {
   return std::find(kConflicts.begin(), kConflicts.end(), state) != kConflicts.end();
 }
 
+// The statement itself was not taken in this form, or no more: a pooler has given the session to somebody
+// else, a table has other columns now, a type cannot be told.
+bool IsRefusal(const PGresult* answer) {
+  const char* state = PQresultErrorField(answer, PG_DIAG_SQLSTATE);
+  if (state == nullptr) return false;
+  constexpr std::array<std::string_view, 3> kClasses{"0A", "26", "42"};
+  return std::find(kClasses.begin(), kClasses.end(), std::string_view(state).substr(0, 2)) != kClasses.end();
+}
+
 // A random part of LIMIT, at least half of it: two that were in each other's way do not meet again.
 milliseconds Jittered(milliseconds limit) {
   static thread_local std::minstd_rand random(std::random_device{}());
@@ -197,11 +206,62 @@ PostgresConnection::Answer PostgresConnection::Send(const char* sql, std::size_t
   } else if (PQsendQuery(connection_.get(), sql) != 0) {
     answer = AnswerBefore(trailing);
   }
-  lost_ = lost_ || ShowsLoss(connection_.get(), answer.get());
+  NoteState(answer.get());
+  return answer;
+}
+
+void PostgresConnection::NoteState(const pg_result* answer) {
+  lost_ = lost_ || ShowsLoss(connection_.get(), answer);
   const PGTransactionStatusType state = PQtransactionStatus(connection_.get());
   // A loss that has been reported ends the transaction; one that is only known of will be reported.
-  in_transaction_ =
-      (Succeeded(answer.get()) || !lost_) && (state == PQTRANS_INTRANS || state == PQTRANS_INERROR);
+  in_transaction_ = (Succeeded(answer) || !lost_) && (state == PQTRANS_INTRANS || state == PQTRANS_INERROR);
+}
+
+// One message to the server, as a text of several statements is: behind one that fails nothing is run.
+void PostgresConnection::Queue(const PostgresCall& call, Sequel sequel) {
+  pg_conn* connection = connection_.get();
+  const PostgresStatement& statement = *call.statement;
+  if (!statement.prepared)
+    PQsendPrepare(connection, statement.name.c_str(), std::string(call.text).c_str(), 0, nullptr);
+  std::vector<const char*> values;
+  for (const std::string& value : call.values) values.push_back(value.c_str());
+  PQsendQueryPrepared(connection, statement.name.c_str(), static_cast<int>(values.size()), values.data(),
+                      nullptr, nullptr, 0);
+  for (const char* next : sequel)
+    PQsendQueryParams(connection, next, 0, nullptr, nullptr, nullptr, nullptr, 0);
+  PQpipelineSync(connection);
+}
+
+// Those to what was queued, up to the first that failed. None, or too few, where not all could be sent.
+std::vector<PostgresConnection::Answer> PostgresConnection::QueuedAnswers() {
+  std::vector<Answer> answers;
+  // A null stands behind each answer, and two of them behind the last one of a connection that broke.
+  for (int nulls = 0; nulls < 2;) {
+    Answer next(PQgetResult(connection_.get()));
+    nulls = next == nullptr ? nulls + 1 : 0;
+    if (next == nullptr) continue;
+    if (PQresultStatus(next.get()) == PGRES_PIPELINE_SYNC) break;
+    if (answers.empty() || Succeeded(answers.back().get())) answers.push_back(std::move(next));
+  }
+  return answers;
+}
+
+PostgresConnection::Answer PostgresConnection::SendKept(const PostgresCall& call, Sequel sequel) {
+  PostgresStatement& statement = *call.statement;
+  PQenterPipelineMode(connection_.get());
+  Queue(call, sequel);
+  std::vector<Answer> answers = QueuedAnswers();
+  PQexitPipelineMode(connection_.get());
+  const std::size_t place = statement.prepared ? 0 : 1;
+  const bool all = answers.size() == place + 1 + sequel.size() && Succeeded(answers.back().get());
+  statement.prepared = statement.prepared || (!answers.empty() && Succeeded(answers.front().get()));
+  // Some of it could not even be sent.
+  lost_ = lost_ || answers.empty() || (!all && Succeeded(answers.back().get()));
+  Answer answer;
+  if (!answers.empty()) answer = std::move(all ? answers[place] : answers.back());
+  NoteState(answer.get());
+  refused_kept_ = !lost_ && IsRefusal(answer.get());
+  statement.usable = !refused_kept_;
   return answer;
 }
 
@@ -209,23 +269,37 @@ bool PostgresConnection::Execute(const char* sql, Window window, ResultSet& resu
   return ExecuteThen(sql, {}, window, result, error);
 }
 
-bool PostgresConnection::ExecuteThen(const char* sql, const Sequel& sequel, Window window, ResultSet& result,
+bool PostgresConnection::ExecuteThen(const char* sql, Sequel sequel, Window window, ResultSet& result,
                                      std::string& error) {
   std::string text;
   if (window.limit > 0 || window.offset > 0) text = WithWindow(sql, window);
-  if (sequel.statements > 0) {
-    if (text.empty()) text = sql;
-    text.append("\n;").append(sequel.sql);
-  }
+  if (text.empty() && !sequel.empty()) text = sql;
+  for (const char* next : sequel) text.append("\n;").append(next);
   if (!text.empty()) sql = text.c_str();
-  lost_to_others_ = false;
+  lost_to_others_ = refused_kept_ = false;
   if (!Heal(error)) return false;
   const bool repeatable = !in_transaction_ && IsLoneSelect(sql);
-  Answer answer = SendUndisturbed(sql, sequel.statements);
+  Answer answer = SendUndisturbed(sql, sequel.size());
   if (lost_ && repeatable && !Succeeded(answer.get())) {
     if (!Revive(error)) return false;
-    answer = Send(sql, sequel.statements);
+    answer = Send(sql, sequel.size());
   }
+  return Take(answer, sql, result, error);
+}
+
+bool PostgresConnection::ExecuteKept(const char* sql, Sequel sequel, Window window, ResultSet& result,
+                                     std::string& error) {
+  const bool windowed = window.limit > 0 || window.offset > 0;
+  const auto call = statements_.Find(windowed ? WithWindow(sql, window) : sql);
+  if (!call || !in_transaction_) return ExecuteThen(sql, sequel, window, result, error);
+  lost_to_others_ = refused_kept_ = false;
+  // In a transaction nothing is made anew, and the statement with it.
+  if (!Heal(error)) return false;
+  return Take(SendKept(*call, sequel), sql, result, error);
+}
+
+// Gives what ANSWER to SQL holds: the rows, or why there are none.
+bool PostgresConnection::Take(const Answer& answer, const char* sql, ResultSet& result, std::string& error) {
   if (!Succeeded(answer.get())) {
     lost_to_others_ = IsConflict(answer.get());
     error = ErrorOf(answer.get());
@@ -293,6 +367,7 @@ bool PostgresConnection::Revive(std::string& error) {
   const Clock::time_point patience_ends = Clock::now() + (outage_ ? milliseconds(0) : kPatience);
   for (milliseconds pause = kFirstPause;; pause = std::min(pause * 2, kLongestPause)) {
     PQreset(connection_.get());
+    statements_.Clear();
     if (Connected()) {
       lost_ = outage_ = false;
       return true;

@@ -5,10 +5,13 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "db/engine.h"
+#include "db/postgres_statements.h"
 
 struct pg_conn;
 struct pg_result;
@@ -31,13 +34,13 @@ class PostgresConnection : public DatabaseEngine {
   // The statements of one text are one transaction, so a failure leaves none of their effects.
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
 
-  // Statements that give no rows and are sent in one message with others, behind them.
-  struct Sequel {
-    std::string_view sql;
-    std::size_t statements = 0;
-  };
+  // Statements that give no rows and are sent together with others, behind them.
+  using Sequel = std::span<const char* const>;
   // The same with SEQUEL, which is run where SQL has succeeded; RESULT is that of SQL.
-  [[nodiscard]] bool ExecuteThen(const char* sql, const Sequel& sequel, Window window, ResultSet& result,
+  [[nodiscard]] bool ExecuteThen(const char* sql, Sequel sequel, Window window, ResultSet& result,
+                                 std::string& error);
+  // The same inside a transaction, as a statement that stays prepared for the next time where it can be one.
+  [[nodiscard]] bool ExecuteKept(const char* sql, Sequel sequel, Window window, ResultSet& result,
                                  std::string& error);
 
   [[nodiscard]] bool in_transaction() const { return in_transaction_; }
@@ -45,6 +48,9 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] bool outage() const { return outage_; }
   // The last statement failed because of what others did at the same moment.
   [[nodiscard]] bool lost_to_others() const { return lost_to_others_; }
+  // The last statement was refused in its kept form and has done nothing; it will be sent as a text from now
+  // on.
+  [[nodiscard]] bool refused_kept() const { return refused_kept_; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -67,19 +73,26 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] bool IsDead();
   [[nodiscard]] bool Heal(std::string& error);
   [[nodiscard]] bool Revive(std::string& error);
-  // The only place that sends statements. The answer is that to the last one but TRAILING, or to the one that
+  // The only places that send statements. The answer is that to the last one but TRAILING, or to the one that
   // failed.
   [[nodiscard]] Answer Send(const char* sql, std::size_t trailing = 0);
+  [[nodiscard]] Answer SendKept(const PostgresCall& call, Sequel sequel);
+  void Queue(const PostgresCall& call, Sequel sequel);
+  [[nodiscard]] std::vector<Answer> QueuedAnswers();
+  void NoteState(const pg_result* answer);
+  [[nodiscard]] bool Take(const Answer& answer, const char* sql, ResultSet& result, std::string& error);
   [[nodiscard]] Answer SendUndisturbed(const char* sql, std::size_t trailing);
   [[nodiscard]] Answer AnswerBefore(std::size_t trailing);
   [[nodiscard]] std::string ErrorOf(const pg_result* answer) const;
 
   Connection connection_;
+  PostgresStatements statements_;
   // A statement or the server's farewell showed the connection to be lost; libpq's own status may still be
   // good then.
   bool lost_ = false;
   bool in_transaction_ = false;
   bool lost_to_others_ = false;
+  bool refused_kept_ = false;
   // The server did not come back while it was waited for. Until the next attempt is due statements fail at
   // once.
   bool outage_ = false;

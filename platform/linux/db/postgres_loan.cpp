@@ -1,3 +1,4 @@
+#include <array>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -13,13 +14,17 @@ namespace {
 // deadlock on each other's labels. The number only has to be this program's own.
 constexpr const char* kBegin =
     "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(7310526); SAVEPOINT batch";
+// The plans of kept statements were made for tables as long as they were then; an index that was not worth it
+// may be by now. Nothing else tells the server of it before it next takes statistics.
+constexpr const char* kForgetPlans = "DISCARD PLANS";
+constexpr int kBatchesOfPlans = 100;  // a few seconds of a run
 constexpr const char* kCommit = "COMMIT";
 constexpr const char* kRollback = "ROLLBACK";
 // The place to which a statement that fails is taken back lies behind all that have succeeded. It cannot be
 // set along with the statement that needs it: of a text that the server cannot read (bad syntax, no UTF-8)
 // nothing is run at all, and what came before since the last savepoint would be taken back with it.
-constexpr PostgresConnection::Sequel kMoveSavepoint{"RELEASE SAVEPOINT batch; SAVEPOINT batch", 2};
-constexpr PostgresConnection::Sequel kSetSavepoint{"SAVEPOINT batch", 1};
+constexpr std::array kMoveSavepoint{"RELEASE SAVEPOINT batch", "SAVEPOINT batch"};
+constexpr std::array kSetSavepoint{"SAVEPOINT batch"};
 constexpr std::string_view kRemoveSavepoint = "RELEASE SAVEPOINT batch; ";
 constexpr const char* kBackToSavepoint = "ROLLBACK TO SAVEPOINT batch";
 
@@ -38,8 +43,12 @@ struct Lent {
   [[nodiscard]] bool ExecuteGuarded(const char* sql, Window window, ResultSet& result,
                                     std::string& error) const;
   [[nodiscard]] bool ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error);
+  [[nodiscard]] bool TakeBack();
+
+  void RefreshPlans();
 
   std::unique_ptr<PostgresConnection> connection;
+  int batches = 0;
   Batch batch = Batch::kNone;
   // What the server runs outside transactions only waits for the commit.
   std::vector<std::string> afterwards;
@@ -51,8 +60,8 @@ bool IsAboutSavepoints(const char* sql) {
 
 // A savepoint of the caller's own has to lie below the batch's, and what ends it ends the batch's too.
 bool Lent::ExecuteGuarded(const char* sql, Window window, ResultSet& result, std::string& error) const {
-  if (IsLoneSelect(sql)) return connection->Execute(sql, window, result, error);
-  if (!IsAboutSavepoints(sql)) return connection->ExecuteThen(sql, kMoveSavepoint, window, result, error);
+  if (IsLoneSelect(sql)) return connection->ExecuteKept(sql, {}, window, result, error);
+  if (!IsAboutSavepoints(sql)) return connection->ExecuteKept(sql, kMoveSavepoint, window, result, error);
   const std::string text = (BeginsWith(sql, "SAVEPOINT") ? std::string(kRemoveSavepoint) : "") + sql;
   return connection->ExecuteThen(text.c_str(), kSetSavepoint, window, result, error);
 }
@@ -69,13 +78,29 @@ bool Lent::ExecuteInBatch(const char* sql, Window window, ResultSet& result, std
     return true;
   }
   if (ExecuteGuarded(sql, window, result, error)) return true;
+  const bool again = connection->refused_kept();
+  if (!TakeBack() || !again) return false;
+  // As a text it is done, or told what is wrong with it.
+  if (ExecuteGuarded(sql, window, result, error)) return true;
+  static_cast<void>(TakeBack());
+  return false;
+}
+
+// Undoes the statement that has just failed; false when the batch is lost with it.
+bool Lent::TakeBack() {
   std::string ignored;
   const bool spoiled = !connection->in_transaction() || connection->lost_to_others();
-  if (!spoiled && Run(kBackToSavepoint, ignored)) return false;
+  if (!spoiled && Run(kBackToSavepoint, ignored)) return true;
   batch = Batch::kLost;
   // Others need not wait for what is lost.
   if (connection->in_transaction()) static_cast<void>(Run(kRollback, ignored));
   return false;
+}
+
+void Lent::RefreshPlans() {
+  if (++batches % kBatchesOfPlans != 0) return;
+  std::string ignored;
+  static_cast<void>(Run(kForgetPlans, ignored));
 }
 
 class HandedOut : public DatabaseEngine {
@@ -157,6 +182,7 @@ class PostgresLoan : public Loan {
   [[nodiscard]] bool TryToBegin(std::string& error, bool& others_hold_it) {
     lent_->afterwards.clear();
     if (lent_->Run(kBegin, error)) {
+      lent_->RefreshPlans();
       lent_->batch = Batch::kOpen;
       return true;
     }
