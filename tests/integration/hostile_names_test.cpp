@@ -13,13 +13,13 @@
 #include "support/databases.h"
 #include "support/hostile_names.h"
 #include "support/media_maker.h"
+#include "support/media_record.h"
+#include "support/sql_literal.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-constexpr unsigned kFolderKind = 1;
 
 class HostileNamesTest : public LibraryTest {
  protected:
@@ -39,10 +39,9 @@ class HostileNamesTest : public LibraryTest {
   }
 
   int Add(const std::string& relative, const std::string& title = "a title") {
-    KAVO_MEDIA_INFO record{};
-    CopyText(record.szPath, sizeof record.szPath, Path(relative));
+    KAVO_MEDIA_INFO record = RecordOf(Path(relative));
     CopyText(record.szTitle, sizeof record.szTitle, title);
-    return IndexAdd(&record, kFolderKind);
+    return IndexAdd(&record, kIndexed);
   }
 
   void Copy(const std::string& relative) {
@@ -50,14 +49,8 @@ class HostileNamesTest : public LibraryTest {
     fs::copy_file(Path("plain.jpg"), Path(relative), fs::copy_options::overwrite_existing);
   }
 
-  // TEXT as a literal of the test's own statements.
-  static std::string Quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) quoted += c == '\'' ? "''" : std::string(1, c);
-    return quoted + "'";
-  }
   std::string CountOf(const std::string& table, const std::string& column, const std::string& text) {
-    return Value("SELECT count(*) FROM " + table + " WHERE " + column + " = " + Quoted(text));
+    return Value("SELECT count(*) FROM " + table + " WHERE " + column + " = " + SqlLiteral(text));
   }
 };
 
@@ -108,8 +101,8 @@ TEST_P(HostileNamesTest, AreRenamedWithTheirIds) {
     fs::rename(Path(old_name), Path(new_name));
     KAVO_MEDIA_INFO record{};
     CopyText(record.szPath, sizeof record.szPath, Path(new_name));
-    EXPECT_EQ(IndexRename(&record, kFolderKind, Path(old_name).c_str()), 0);
-    EXPECT_EQ(Value("SELECT id FROM photo_image WHERE path = " + Quoted(Key(new_name))), id);
+    EXPECT_EQ(IndexRename(&record, kIndexed, Path(old_name).c_str()), 0);
+    EXPECT_EQ(Value("SELECT id FROM photo_image WHERE path = " + SqlLiteral(Key(new_name))), id);
     old_name = new_name;
   }
 }
@@ -123,7 +116,7 @@ TEST_P(HostileNamesTest, AreRenamedAsFoldersWithTheirIds) {
     SCOPED_TRACE(name);
     fs::rename(Path(old_name), Path(name));
     EXPECT_EQ(IndexDirRename(Path(name).c_str(), Path(old_name).c_str()), 0);
-    EXPECT_EQ(Value("SELECT shareid FROM photo_share WHERE sharename = " + Quoted(name)), id);
+    EXPECT_EQ(Value("SELECT shareid FROM photo_share WHERE sharename = " + SqlLiteral(name)), id);
     EXPECT_EQ(Value("SELECT count(*) FROM photo_share"), "2");
     old_name = name;
   }
@@ -149,9 +142,10 @@ TEST_P(HostileNamesTest, AreReindexedAlone) {
 TEST_P(HostileNamesTest, AreMovedAsKeysOfAVideosSideRows) {
   ASSERT_EQ(HGAStatusCheck(Path("plain.jpg").c_str()), 0);
   Run("INSERT INTO photo_label (id, category, name) VALUES (1, 2, 'x')");
-  Run("INSERT INTO video_desc (path, title) VALUES (" + Quoted(Key("start.mp4")) + ", 'a title')");
-  Run("INSERT INTO video_comment (path, comment) VALUES (" + Quoted(Key("start.mp4")) + ", 'a comment')");
-  Run("INSERT INTO photo_video_label (video_path, label_id) VALUES (" + Quoted(Key("start.mp4")) + ", 1)");
+  Run("INSERT INTO video_desc (path, title) VALUES (" + SqlLiteral(Key("start.mp4")) + ", 'a title')");
+  Run("INSERT INTO video_comment (path, comment) VALUES (" + SqlLiteral(Key("start.mp4")) + ", 'a comment')");
+  Run("INSERT INTO photo_video_label (video_path, label_id) VALUES (" + SqlLiteral(Key("start.mp4")) +
+      ", 1)");
   std::string old_name = "start.mp4";
   for (const std::string& name : HostileNames()) {
     SCOPED_TRACE(name);

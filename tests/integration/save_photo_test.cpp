@@ -1,5 +1,6 @@
 #include "support/comma_locale.h"
 #include "support/hostile_names.h"
+#include "support/media_record.h"
 #include "support/saved_media.h"
 #include "support/syslog_capture.h"
 
@@ -26,16 +27,9 @@ class SavePhotoTest : public SavedMediaTest {
               {"Xmp.aux.Lens", "A lens"}});
     Json::Value info = Record("trip/b.jpg");
     info["szAlbum"] = "trip";
-    info["fileSize"] = Json::UInt64{5'000'000'000};
-    info["szMake"] = "Make";
-    info["szModel"] = "Model";
-    info["szExposure"] = "1/60";
-    info["szAperture"] = "2.8";
+    FillPhoto(info);
     info["resolutionX"] = 8;
     info["resolutionY"] = 6;
-    info["iso"] = 100;
-    info["szTakenTime"] = "2020-01-02 03:04:05";
-    info["szDate"] = "2021-01-01 00:00:00";
     return info;
   }
 };

@@ -1,21 +1,19 @@
 // Four processes that know nothing of each other index four sub-trees of one library at once.
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 
 #include "base/text.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
+#include "support/child_processes.h"
 #include "support/databases.h"
 #include "support/media_maker.h"
+#include "support/media_record.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned kFolderKind = 1;
 constexpr int kProcesses = 4;
 constexpr int kAlbums = 6;
 constexpr int kPhotos = 4;
@@ -42,10 +40,9 @@ class SubTreesTest : public LibraryTest {
   }
 
   bool Add(const std::string& photo) {
-    KAVO_MEDIA_INFO record{};
-    CopyText(record.szPath, sizeof record.szPath, Path(photo));
+    KAVO_MEDIA_INFO record = RecordOf(Path(photo));
     CopyText(record.szTakenTime, sizeof record.szTakenTime, "2024-01-02 03:04:05");
-    return IndexAdd(&record, kFolderKind) == 0;
+    return IndexAdd(&record, kIndexed) == 0;
   }
   bool IndexTree(int tree) {
     bool well = IndexDirAdd(Path(Tree(tree)).c_str()) == 0;
@@ -59,18 +56,7 @@ class SubTreesTest : public LibraryTest {
   // Whether all of them have done all without a failure.
   bool IndexAtOnce() {
     PhotoDBConnClose();
-    std::vector<pid_t> children;
-    for (int tree = 0; tree < kProcesses; ++tree) {
-      const pid_t child = fork();
-      if (child == 0) _exit(IndexTree(tree) ? EXIT_SUCCESS : EXIT_FAILURE);
-      children.push_back(child);
-    }
-    bool well = true;
-    for (const pid_t child : children) {
-      int status = 0;
-      well = waitpid(child, &status, 0) == child && status == 0 && well;
-    }
-    return well;
+    return RunChildren(kProcesses, [&](int tree) { return IndexTree(tree) ? EXIT_SUCCESS : EXIT_FAILURE; });
   }
 
   // Everything but the ids, which are given out in the order of work.
@@ -82,8 +68,7 @@ class SubTreesTest : public LibraryTest {
          {"SELECT A.sharename, A.public, R.sharename AS reference FROM photo_share A JOIN photo_share R ON "
           "R.shareid = A.ref_shareid ORDER BY A.sharename",
           "SELECT P.path, L.category, L.name FROM photo_image_label B JOIN photo_image P ON P.id = "
-          "B.image_id "
-          "JOIN photo_label L ON L.id = B.label_id ORDER BY P.path, L.category, L.name"}) {
+          "B.image_id JOIN photo_label L ON L.id = B.label_id ORDER BY P.path, L.category, L.name"}) {
       const auto more = Query(sql);
       rows.insert(rows.end(), more.begin(), more.end());
     }

@@ -18,11 +18,6 @@ namespace {
 
 constexpr int kMostKept = 32;
 
-// A file is trusted to be unchanged once the clock of its file system has moved on.
-void LetTheClockMoveOn() {
-  usleep(50'000);
-}
-
 std::string Make(const ParsedImage& image) {
   const auto found = image.exif.findKey(Exiv2::ExifKey("Exif.Image.Make"));
   return found == image.exif.end() ? "" : found->toString();

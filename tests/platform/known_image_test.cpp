@@ -71,7 +71,7 @@ class KnownImage : public testing::Test {
 TEST_F(KnownImage, TellsWhatAFreshParseTells) {
   for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp"}) MakeImage(dir_ / name, 40, 30, kTags);
   for (const char* name : {"a.gif", "a.bmp"}) MakeImage(dir_ / name, 40, 30);
-  usleep(50'000);  // a file that was just written is not kept
+  LetTheClockMoveOn();
   for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp", "a.gif", "a.bmp"}) ExpectTheSame(dir_ / name);
 }
 
@@ -80,7 +80,7 @@ TEST_F(KnownImage, RefusesWithTheErrorOfAFreshParse) {
   WriteFile(dir_ / "cut.jpg", "\xFF\xD8\xFF\xE1 and no more");
   WriteFile(dir_ / "film.jpg", std::string("RIFF\xC8\0\0\0AVI LIST", 16) + std::string(200, '\0'));
   mkfifo((dir_ / "fifo.jpg").c_str(), 0644);
-  usleep(50'000);
+  LetTheClockMoveOn();
   for (const char* name : {"text.jpg", "cut.jpg", "film.jpg", "fifo.jpg", "missing.jpg"})
     ExpectTheSame(dir_ / name);
 }
@@ -93,7 +93,7 @@ TEST_F(KnownImage, KnowsItsNamespaces) {
     MakeJpeg(path, 40, 30, {{"Xmp.lvtest.Colour", "green"}});
   }
   for (const char* name : {"b.jpg", "c.jpg"}) MakeJpeg(dir_ / name, 40, 30, kTags);
-  usleep(50'000);
+  LetTheClockMoveOn();
   (void)GetParsedImage(path);
   (void)GetParsedImage(dir_ / "b.jpg");
   EXPECT_EQ(Colour(KAVOImageOpen, path), "green");
@@ -104,7 +104,7 @@ TEST_F(KnownImage, KnowsItsNamespaces) {
 TEST_F(KnownImage, IsNotParsedAgain) {
   const std::string path = dir_ / "a.jpg";
   MakeJpeg(path, 40, 30, kTags);
-  usleep(50'000);
+  LetTheClockMoveOn();
   const auto parsed = GetParsedImage(path);
   const long users = parsed.use_count();
   const Exiv2::Image::AutoPtr image = KAVOImageOpen(path);
@@ -114,7 +114,7 @@ TEST_F(KnownImage, IsNotParsedAgain) {
 TEST_F(KnownImage, AChangedFileTellsItsNewMetadata) {
   const std::string path = dir_ / "a.jpg";
   MakeJpeg(path, 40, 30, {{"Exif.Image.Make", "Maker A"}});
-  usleep(50'000);
+  LetTheClockMoveOn();
   (void)GetParsedImage(path);
   MakeJpeg(path, 40, 30, {{"Exif.Image.Make", "Maker B"}});
   ExpectTheSame(path);

@@ -320,7 +320,7 @@ TEST_F(BatchTest, RemovalWaitsForTheCommit) {
 TEST_F(BatchTest, SideFileThatWasWrittenAgainStays) {
   BeginBatch();
   ASSERT_EQ(Remove(), 0);
-  usleep(20'000);  // a tick of the clock of file times
+  LetTheClockMoveOn();
   WriteFile(SideFile(), "other");
   EXPECT_TRUE(Visible());
   ASSERT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
@@ -330,7 +330,7 @@ TEST_F(BatchTest, SideFileThatWasWrittenAgainStays) {
 TEST_F(BatchTest, SideFileThatWasConsumedAgainIsRemoved) {
   BeginBatch();
   ASSERT_EQ(Remove(), 0);
-  usleep(20'000);
+  LetTheClockMoveOn();
   WriteFile(SideFile(), "other");
   ASSERT_EQ(Remove(), 0);
   EXPECT_FALSE(Visible());

@@ -113,7 +113,7 @@ class MetadataTool : public testing::Test {
   }
   // What one question has printed answers the others: the last ones first, then all once more.
   void CompareTwice(const std::string& path) {
-    usleep(50'000);  // a file that was just written is not kept
+    LetTheClockMoveOn();
     SetImageCacheCount(0);
     SetImageCacheCount(kMostKept);
     std::vector<Arguments> questions = QuestionsAbout(path);

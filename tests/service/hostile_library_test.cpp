@@ -22,26 +22,13 @@ class HostileLibraryTest : public SharedTreeTest, public testing::WithParamInter
   }
 
   static Tags TagsOf(const std::string& name) {
-    const std::string list = "Xmp.mwg-rs.Regions/mwg-rs:RegionList";
-    const std::string region = list + "[1]";
-    return {{"Iptc.Application2.Keywords", name},
-            {"Xmp.mwg-rs.Regions", "type=Struct"},
-            {list, "type=Bag"},
-            {region + "/mwg-rs:Name", name},
-            {region + "/mwg-rs:Type", "Face"},
-            {region + "/mwg-rs:Area/stArea:x", "0.5"},
-            {region + "/mwg-rs:Area/stArea:y", "0.5"},
-            {region + "/mwg-rs:Area/stArea:w", "0.2"},
-            {region + "/mwg-rs:Area/stArea:h", "0.4"}};
-  }
-  static std::string Quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) quoted += c == '\'' ? "''" : std::string(1, c);
-    return quoted + "'";
+    Tags tags = FaceTags(name);
+    tags.emplace_back("Iptc.Application2.Keywords", name);
+    return tags;
   }
   static bool IsHidden(const std::string& name) { return name.starts_with('.'); }
   std::string RowsOf(const std::string& relative) const {
-    return Value("SELECT count(*) FROM photo_image WHERE path = " + Quoted(Key(relative)));
+    return Value("SELECT count(*) FROM photo_image WHERE path = " + SqlLiteral(Key(relative)));
   }
 };
 
@@ -59,7 +46,7 @@ TEST_P(HostileLibraryTest, EveryNameIsIndexedShownAndDeletedAlone) {
     SCOPED_TRACE(name);
     const std::string file = name + "/" + name + ".jpg";
     EXPECT_EQ(RowsOf(file), "1");
-    EXPECT_EQ(Value("SELECT count(*) FROM photo_share WHERE sharename = " + Quoted(name)), "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_share WHERE sharename = " + SqlLiteral(name)), "1");
     const Json::Value shown = StrictJson(Run({"show", File(file), "--json"}).out);
     EXPECT_EQ(shown["row"]["path"].asString(), Key(file));
     EXPECT_EQ(StrictJson(Run({"ls", File(name), "--json"}).out).size(), 1U);
@@ -83,9 +70,11 @@ TEST_P(HostileLibraryTest, TitlesKeywordsAndPeopleAreStoredAsTheyAre) {
   for (const char* name : {"'; DROP TABLE photo_image; --", "x' OR 'a'='a", "100%_", "\\'", "$1", "@KAVO:VAR",
                            "%n", "\xc3\xa9", "a;b"}) {
     SCOPED_TRACE(name);
-    EXPECT_EQ(Value("SELECT count(*) FROM photo_label WHERE category = 0 AND name = " + Quoted(name)), "1");
-    EXPECT_EQ(Value("SELECT count(*) FROM photo_label WHERE category = 2 AND name = " + Quoted(name)), "1");
-    EXPECT_EQ(Value("SELECT count(*) FROM photo_image WHERE title = " + Quoted(name)), "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_label WHERE category = 0 AND name = " + SqlLiteral(name)),
+              "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_label WHERE category = 2 AND name = " + SqlLiteral(name)),
+              "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM photo_image WHERE title = " + SqlLiteral(name)), "1");
     ++labels;
   }
   EXPECT_GE(std::stoi(Value("SELECT count(*) FROM photo_label")), 2 * labels);

@@ -4,6 +4,7 @@
 #include "support/hostile_names.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
+#include "support/sql_literal.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ class LabelsTest : public ServiceTest {
     return StrictJson(result.out);
   }
   void AddLabel(const std::string& category, const std::string& name) {
-    Query("INSERT INTO photo_label (category, name) VALUES (" + category + ", '" + name + "')");
+    Query("INSERT INTO photo_label (category, name) VALUES (" + category + ", " + SqlLiteral(name) + ")");
   }
 };
 
@@ -70,9 +71,7 @@ TEST_F(LabelsTest, AnyNameIsGivenAsItIs) {
   Index();
   std::set<std::string> expected;
   for (const std::string& name : HostileNames()) {
-    std::string literal;
-    for (const char c : name) literal += c == '\'' ? "''" : std::string(1, c);
-    AddLabel("2", literal);
+    AddLabel("2", name);
     expected.insert(name);
   }
   std::set<std::string> names;

@@ -12,19 +12,8 @@ class PeopleTest : public ServiceTest {
  protected:
   void SetUp() override { fs::create_directories(folder()); }
 
-  // A photo with a face region of the metadata working group's schema.
   void MakePhotoOf(const std::string& person, const std::string& name) const {
-    const std::string list = "Xmp.mwg-rs.Regions/mwg-rs:RegionList";
-    const std::string region = list + "[1]";
-    MakeJpeg(File(name), 8, 6,
-             {{"Xmp.mwg-rs.Regions", "type=Struct"},
-              {list, "type=Bag"},
-              {region + "/mwg-rs:Name", person},
-              {region + "/mwg-rs:Type", "Face"},
-              {region + "/mwg-rs:Area/stArea:x", "0.5"},
-              {region + "/mwg-rs:Area/stArea:y", "0.5"},
-              {region + "/mwg-rs:Area/stArea:w", "0.2"},
-              {region + "/mwg-rs:Area/stArea:h", "0.4"}});
+    MakeJpeg(File(name), 8, 6, FaceTags(person));
   }
   std::vector<std::string> People() const {
     std::vector<std::string> names;

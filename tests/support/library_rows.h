@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/service_test.h"
+#include "support/sql_literal.h"
 
 class LibraryRowsTest : public ServiceTest {
  protected:
@@ -22,8 +23,7 @@ class LibraryRowsTest : public ServiceTest {
          {"SELECT A.sharename, A.public, A.is_subdir, A.updated, A.conversion, R.sharename AS refers_to FROM "
           "photo_share A LEFT JOIN photo_share R ON R.shareid = A.ref_shareid ORDER BY A.sharename",
           "SELECT P.path, L.name, L.category, B.info, B.status FROM photo_image_label B JOIN photo_image P "
-          "ON "
-          "P.id = B.image_id JOIN photo_label L ON L.id = B.label_id ORDER BY P.path, L.category, L.name",
+          "ON P.id = B.image_id JOIN photo_label L ON L.id = B.label_id ORDER BY P.path, L.category, L.name",
           "SELECT category, name FROM photo_label ORDER BY category, name"}) {
       const std::vector<Row> more = Query(sql);
       rows.insert(rows.end(), more.begin(), more.end());
@@ -32,11 +32,7 @@ class LibraryRowsTest : public ServiceTest {
   }
 
   // The key of the file at PATH as a literal.
-  std::string KeyLiteral(const std::string& path) const {
-    std::string quoted;
-    for (const char c : Key(path)) quoted += c == '\'' ? "''" : std::string(1, c);
-    return "'" + quoted + "'";
-  }
+  std::string KeyLiteral(const std::string& path) const { return SqlLiteral(Key(path)); }
   std::string IdOf(const std::string& path) const {
     return Value("SELECT id FROM photo_image WHERE path = " + KeyLiteral(path));
   }
@@ -52,8 +48,7 @@ class LibraryRowsTest : public ServiceTest {
     Query("INSERT INTO photo_label (category, name) VALUES (0, '" + person + "') ON CONFLICT DO NOTHING");
     Query(
         "INSERT INTO photo_image_label (image_id, label_id) SELECT P.id, L.id FROM photo_image P, "
-        "photo_label "
-        "L WHERE P.path = " +
+        "photo_label L WHERE P.path = " +
         KeyLiteral(path) + " AND L.name = '" + person + "'");
   }
   std::string PersonOn(const std::string& path) const {

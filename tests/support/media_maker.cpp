@@ -72,6 +72,15 @@ void Make(const fs::path& path, const std::string& extension, int width, int hei
 
 }  // namespace
 
+Tags FaceTags(const std::string& person) {
+  const std::string list = "Xmp.mwg-rs.Regions/mwg-rs:RegionList";
+  const std::string region = list + "[1]";
+  return {{"Xmp.mwg-rs.Regions", "type=Struct"},     {list, "type=Bag"},
+          {region + "/mwg-rs:Name", person},         {region + "/mwg-rs:Type", "Face"},
+          {region + "/mwg-rs:Area/stArea:x", "0.5"}, {region + "/mwg-rs:Area/stArea:y", "0.5"},
+          {region + "/mwg-rs:Area/stArea:w", "0.2"}, {region + "/mwg-rs:Area/stArea:h", "0.4"}};
+}
+
 void MakeJpeg(const fs::path& path, int width, int height, const Tags& tags) {
   Make(path, "jpg", width, height, tags);
 }
@@ -88,6 +97,8 @@ bool MakeVideo(const fs::path& path, int width, int height, double seconds) {
                                           ":rate=25 -f lavfi -i sine=frequency=440 -t " +
                                           std::to_string(seconds) + " -shortest" + codecs + " \"$OUT\"",
                                       extension);
+  if (bytes.empty() && std::system("command -v ffmpeg >/dev/null") == 0)
+    throw std::runtime_error("ffmpeg makes no " + extension);
   if (bytes.empty()) return false;
   WriteFile(path, bytes);
   return true;

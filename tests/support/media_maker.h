@@ -12,6 +12,9 @@
 // "type=Struct" make the XMP nodes that the keys below them need.
 using Tags = std::vector<std::pair<std::string, std::string>>;
 
+// A face region of the metadata working group's schema that names PERSON.
+Tags FaceTags(const std::string& person);
+
 // A JPEG of WIDTH x HEIGHT pixels with these tags. Folders on the way are made.
 void MakeJpeg(const std::filesystem::path& path, int width, int height, const Tags& tags = {});
 // The same for the format that the extension names (png, tif, webp, gif, bmp).

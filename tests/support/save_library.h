@@ -9,6 +9,7 @@
 
 #include "support/fake_library.h"
 #include "support/media_maker.h"
+#include "support/media_record.h"
 
 inline constexpr const char* kSaveTool = "/usr/kavo/bin/exiv2";
 
@@ -27,16 +28,9 @@ class SaveTest : public FakeLibraryTest {
     info["szName"] = "b.jpg";
     info["szTitle"] = "b";
     info["szAlbum"] = "trip";
-    info["fileSize"] = Json::UInt64{5'000'000'000};
-    info["szMake"] = "Make";
-    info["szModel"] = "Model";
-    info["szExposure"] = "1/60";
-    info["szAperture"] = "2.8";
+    FillPhoto(info);
     info["resolutionX"] = 400;
     info["resolutionY"] = 300;
-    info["iso"] = 100;
-    info["szTakenTime"] = "2020-01-02 03:04:05";
-    info["szDate"] = "2021-01-01 00:00:00";
     return info;
   }
   // The photo has a row with this title and description.

@@ -12,6 +12,7 @@
 #include "lumivault/request_context.h"
 #include "support/databases.h"
 #include "support/media_maker.h"
+#include "support/sql_literal.h"
 
 // A library whose files are saved as the indexing service does it.
 class SavedMediaTest : public LibraryTest {
@@ -31,16 +32,10 @@ class SavedMediaTest : public LibraryTest {
   int SavePhoto(const Json::Value& info) const { return Save(PHOTO_TABLE_IMAGE, info); }
   int SavePhoto(const char* relative) const { return SavePhoto(Record(relative)); }
 
-  // TEXT as a literal of a statement of the test's own.
-  static std::string Literal(const std::string& text) {
-    std::string literal = "'";
-    for (const char c : text) literal += c == '\'' ? "''" : std::string(1, c);
-    return literal + "'";
-  }
   // The column of the file's only row in TABLE, "" without one.
   std::string Column(const std::string& table, const std::string& relative, const std::string& column) {
     const auto rows =
-        Query("select " + column + " from " + table + " where path = " + Literal(Key(relative)));
+        Query("select " + column + " from " + table + " where path = " + SqlLiteral(Key(relative)));
     EXPECT_LE(rows.size(), 1U);
     return rows.empty() || rows.front().empty() ? "" : rows.front().begin()->second;
   }

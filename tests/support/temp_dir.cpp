@@ -1,6 +1,7 @@
 #include "support/temp_dir.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
@@ -29,4 +30,9 @@ std::string ReadFile(const fs::path& path) {
   std::ostringstream content;
   content << stream.rdbuf();
   return content.str();
+}
+
+void LetTheClockMoveOn() {
+  constexpr useconds_t kTicks = 50'000;  // of the coarsest clock several
+  usleep(kTicks);
 }

@@ -24,4 +24,8 @@ class TempDir {
 void WriteFile(const std::filesystem::path& path, std::string_view content);
 std::string ReadFile(const std::filesystem::path& path);
 
+// A file is trusted to be unchanged, and told from what was there before, once the clock of its file system
+// has moved on.
+void LetTheClockMoveOn();
+
 #endif  // TESTS_SUPPORT_TEMP_DIR_H_

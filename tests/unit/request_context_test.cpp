@@ -9,35 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <new>
 #include <stdexcept>
 
 #include "lumivault/photo_database.h"
+#include "support/failing_memory.h"
 #include "support/fake_platform.h"
 #include "support/syslog_capture.h"
 #include "support/temp_dir.h"
-
-namespace {
-
-std::size_t g_failing_size = 0;  // there is no memory for exactly so many bytes
-
-}  // namespace
-
-// NOLINTBEGIN: replacements of the whole program. Where the compiler inlines one of them alone it sees a
-// malloc freed by the wrong function.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(std::size_t size) {
-  void* memory = size != g_failing_size ? std::malloc(size) : nullptr;
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-// NOLINTEND
 
 namespace {
 
@@ -91,10 +69,11 @@ TEST_F(RequestContextTest, NullPathFailsAndLeavesTheRecord) {
 }
 
 TEST_F(RequestContextTest, PathThatCannotBeCopiedIsLoggedAndLeavesTheRecord) {
-  const std::string path = "/" + std::string(1234, 'x');
-  g_failing_size = path.size() + 1;
+  constexpr std::size_t kLength = 1234;
+  const std::string path = "/" + std::string(kLength - 1, 'x');
+  memory_is_short = [](std::size_t size) { return size == kLength + 1; };
   const int result = HGAStatusCheck(path.c_str());
-  g_failing_size = 0;
+  memory_is_short = nullptr;
   EXPECT_EQ(result, -1);
   EXPECT_EQ(static_cast<unsigned char>(gHGAInformation.szPhotoDir[0]), 0xA5);
   EXPECT_THAT(SyslogCapture::Messages(), testing::ElementsAre("personalphoto.cpp:# strdup failed."));

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "support/fake_library.h"
+#include "support/media_record.h"
 
 namespace {
 
@@ -27,24 +28,7 @@ class SaveVideoTest : public FakeLibraryTest {
     info["szName"] = "v.mp4";
     info["szTitle"] = "v";
     info["szAlbum"] = "trip";
-    info["fileSize"] = Json::UInt64{5'000'000'000};
-    info["frame_bitrate"] = 1;
-    info["duration"] = 12.9;
-    info["resolutionX"] = 640;
-    info["resolutionY"] = 480;
-    info["audio_bitrate"] = 2;
-    info["frequency"] = 44100;
-    info["channel"] = 3;
-    info["szDate"] = "d";
-    info["szMDate"] = "m";
-    info["szVideoCodec"] = "h264";
-    info["szAudioCodec"] = "aac";
-    info["videoProfile"] = 4;
-    info["videoLevel"] = 5;
-    info["szContainerType"] = "mov";
-    info["frame_rate_num"] = 25;
-    info["frame_rate_den"] = 6;
-    info["video_bitrate"] = 7;
+    FillVideo(info);
     info["rotation"] = 90;
     return info;
   }
