@@ -1,5 +1,7 @@
 #include "platform/planned_statements.h"
 
+#include <algorithm>
+
 namespace {
 
 std::string Replaced(std::string text, const std::string& what, const std::string& by) {

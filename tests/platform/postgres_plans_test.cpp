@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "photo_database/removal_sql.h"
 #include "platform/planned_statements.h"
 #include "support/schemas.h"
 
@@ -100,12 +101,9 @@ TEST_F(PostgresPlans, NoneReadsAWholeTable) {
 
 // The links are read in their index alone, once for each of the two tables.
 TEST_F(PostgresPlans, UnusedLabelsAreFoundInTheIndexesOfTheLinks) {
-  for (const PlannedStatement& statement : PluginStatements()) {
-    if (statement.name != "kDeleteUnusedLabels") continue;
-    const std::string plan = Run("EXPLAIN " + Filled(statement.text, Engine::kPostgres).front());
-    EXPECT_NE(plan.find("Index Only Scan using photo_image_label_label_id"), std::string::npos) << plan;
-    EXPECT_NE(plan.find("Index Only Scan using photo_video_label_label_id"), std::string::npos) << plan;
-  }
+  const std::string plan = Run("EXPLAIN " + Filled(kDeleteUnusedLabels, Engine::kPostgres).front());
+  EXPECT_NE(plan.find("Index Only Scan using photo_image_label_label_id"), std::string::npos) << plan;
+  EXPECT_NE(plan.find("Index Only Scan using photo_video_label_label_id"), std::string::npos) << plan;
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <random>
 #include <thread>
 
+#include "platform/cluster_test.h"
 #include "platform/database_fixture.h"
-#include "platform/private_cluster.h"
 
 namespace {
 
@@ -16,23 +16,17 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
-class ReconnectTest : public testing::Test {
+class ReconnectTest : public OnPrivateCluster<testing::Test> {
  protected:
-  static void SetUpTestSuite() {
-    cluster_ = std::make_unique<PrivateCluster>();
-    if (!cluster_->Make()) cluster_.reset();
-  }
-  static void TearDownTestSuite() { cluster_.reset(); }
-
   void SetUp() override {
-    if (cluster_ == nullptr) GTEST_SKIP() << "no PostgreSQL server could be started";
+    OnPrivateCluster::SetUp();
+    if (IsSkipped()) return;
     db_ = OpenPostgres();
     ASSERT_NE(db_, nullptr);
     Send(db_,
          "DROP TABLE IF EXISTS t; DROP SEQUENCE IF EXISTS s; CREATE TABLE t (n integer); CREATE SEQUENCE s");
   }
 
-  static const PrivateCluster& cluster() { return *cluster_; }
   const Connection& db() const { return db_; }
   std::string Pid() const { return Value(db(), "SELECT pg_backend_pid() AS v"); }
   std::string Rows() const { return Value(db(), "SELECT count(*) AS v FROM t"); }

@@ -1,5 +1,6 @@
 #include "support/schemas.h"
 
+#include <gtest/gtest.h>
 #include <libpq-fe.h>
 
 #include <cstdlib>
@@ -14,6 +15,7 @@ bool PostgresAnswers() {
   if (std::getenv("PGHOST") == nullptr) return false;
   PGconn* connection = PQconnectdb("user=postgres dbname=photo connect_timeout=5");
   const bool answers = PQstatus(connection) == CONNECTION_OK;
+  EXPECT_TRUE(answers) << "the server that PGHOST names: " << PQerrorMessage(connection);
   PQfinish(connection);
   return answers;
 }
