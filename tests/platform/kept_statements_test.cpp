@@ -1,13 +1,39 @@
 // Statements on a lent connection, which stay prepared, against the same ones on a connection of their own.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "db/sqlite.h"
 #include "platform/connection_lending.h"
 #include "platform/database_fixture.h"
+
+namespace {
+
+// The statements that were prepared.
+std::vector<std::string> g_prepared;
+
+}  // namespace
+
+// The platform's statements are prepared through these. NOLINTBEGIN: the engine's own names
+extern "C" int sqlite3_prepare_v2(sqlite3* database, const char* sql, int size, sqlite3_stmt** statement,
+                                  const char** rest) {
+  g_prepared.emplace_back(sql);
+  static const auto next =
+      reinterpret_cast<decltype(&sqlite3_prepare_v2)>(dlsym(RTLD_NEXT, "sqlite3_prepare_v2"));
+  return next(database, sql, size, statement, rest);
+}
+extern "C" int sqlite3_prepare_v3(sqlite3* database, const char* sql, int size, unsigned flags,
+                                  sqlite3_stmt** statement, const char** rest) {
+  g_prepared.emplace_back(sql);
+  static const auto next =
+      reinterpret_cast<decltype(&sqlite3_prepare_v3)>(dlsym(RTLD_NEXT, "sqlite3_prepare_v3"));
+  return next(database, sql, size, flags, statement, rest);
+}
+// NOLINTEND
 
 namespace {
 
@@ -86,6 +112,23 @@ TEST_F(KeptStatements, DoWhatTheyDoOnAConnectionOfTheirOwn) {
     for (const std::string& sql : kStatements)
       EXPECT_EQ(Told(OpenSqlite(lent()), sql), Told(plain, sql)) << sql;
   }
+}
+
+TEST_F(KeptStatements, ArePreparedOnce) {
+  Send(OpenSqlite(lent()), "SELECT * FROM t WHERE a = 'one' AND n = 1");
+  g_prepared.clear();
+  Send(OpenSqlite(lent()), "SELECT * FROM t WHERE a = 'it''s' AND n = 2");
+  EXPECT_EQ(g_prepared, std::vector<std::string>());
+}
+
+TEST_F(KeptStatements, AreNotKeptWithoutEnd) {
+  constexpr int kMoreThanAreKept = 200;
+  Send(OpenSqlite(lent()), "SELECT * FROM t WHERE a = 'one'");
+  for (int column = 0; column < kMoreThanAreKept; ++column)
+    Send(OpenSqlite(lent()), "SELECT a AS c" + std::to_string(column) + " FROM t WHERE a = 'one'");
+  g_prepared.clear();
+  Send(OpenSqlite(lent()), "SELECT * FROM t WHERE a = 'one'");
+  EXPECT_EQ(g_prepared, std::vector<std::string>({"SELECT * FROM t WHERE a = ?"}));
 }
 
 TEST_F(KeptStatements, MoreThanAreKeptAreAnswered) {

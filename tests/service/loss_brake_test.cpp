@@ -104,6 +104,17 @@ TEST_F(LossBrakeTest, AnotherLossIsNotTheSame) {
   EXPECT_EQ(Judge(question), kMany);
 }
 
+TEST_F(LossBrakeTest, TheSameLettersInOtherNamesAreNotTheSame) {
+  LossQuestion question = Gone(101);
+  question.gone[0] = "aa";
+  question.gone[1] = "b";
+  EXPECT_EQ(Judge(question), kMany);
+  Age(kHour);
+  question.gone[0] = "a";
+  question.gone[1] = "ab";
+  EXPECT_EQ(Judge(question), kMany);
+}
+
 TEST_F(LossBrakeTest, ALossThatCameBackIsForgotten) {
   EXPECT_EQ(Judge(Gone(101)), kMany);
   Age(kHour);

@@ -103,8 +103,8 @@ TEST_F(MovesTest, OtherKindsAndOtherDevicesAreNoMoves) {
 
 TEST_F(MovesTest, OfSeveralNamesOfOneFileEachKeepsItsOwn) {
   for (const char* name : {"x", "m", "a"}) Gone(std::string("old/") + name + ".jpg", Stamp(1));
-  for (const char* name : {"a", "m", "x"}) Arrived(std::string("new/") + name + ".jpg", Stamp(1));
-  EXPECT_EQ(Texts(Files()), Strings({"old/a.jpg>new/a.jpg", "old/m.jpg>new/m.jpg", "old/x.jpg>new/x.jpg"}));
+  for (const char* name : {"m", "x", "a"}) Arrived(std::string("new/") + name + ".jpg", Stamp(1));
+  EXPECT_EQ(Texts(Files()), Strings({"old/m.jpg>new/m.jpg", "old/x.jpg>new/x.jpg", "old/a.jpg>new/a.jpg"}));
 }
 
 TEST_F(MovesTest, ACopyOfAGoneFileIsIt) {
@@ -115,9 +115,31 @@ TEST_F(MovesTest, ACopyOfAGoneFileIsIt) {
   EXPECT_EQ(Texts(Files()), Strings({"a.jpg>copy.jpg"}));
 }
 
+TEST_F(MovesTest, ACopyOfAnotherKindIsAnother) {
+  WriteFile(dir_.path() / "copy.mp4", "0123456789");
+  Gone("a.jpg", Stamp(1), Fingerprint(dir_.path() / "copy.mp4"));
+  differences_.files.push_back({"copy.mp4", ItemKind::kVideo, Stamp(3)});
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(MovesTest, AFileThatMovedIsNotItsCopyToo) {
+  WriteFile(dir_.path() / "copy.jpg", "0123456789");
+  Gone("a.jpg", Stamp(1), Fingerprint(dir_.path() / "copy.jpg"));
+  Arrived("b.jpg", Stamp(1));
+  Arrived("copy.jpg", Stamp(3));
+  EXPECT_EQ(Texts(Files()), Strings({"a.jpg>b.jpg"}));
+}
+
 TEST_F(MovesTest, ACopyOfAFileThatIsStillThereIsAnother) {
   WriteFile(dir_.path() / "copy.jpg", "0123456789");
   Arrived("copy.jpg", Stamp(3));
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(MovesTest, ACopyUnderARecordedNameIsAChangeOfThat) {
+  WriteFile(dir_.path() / "b.jpg", "0123456789");
+  Gone("a.jpg", Stamp(1), Fingerprint(dir_.path() / "b.jpg"));
+  Arrived("b.jpg", Stamp(3), true);
   EXPECT_TRUE(Files().empty());
 }
 
@@ -128,6 +150,14 @@ TEST_F(MovesTest, WhereOnlyTheDatabaseTellsNameAndSizeDecide) {
   Arrived("c/two.jpg", Stamp(6));
   Arrived("d/one.jpg", Stamp(7, 11));
   EXPECT_EQ(Texts(Files()), Strings({"a/one.jpg>c/one.jpg"})) << "two.jpg may be either";
+}
+
+TEST_F(MovesTest, OfTwoWithTheNameAndSizeOfAGoneOneNeitherIsIt) {
+  differences_.gone_files.push_back(
+      {"a/one.jpg", ItemKind::kPhoto, Stamp(0, 10, 0), "", EntryState::kUnread});
+  Arrived("b/one.jpg", Stamp(5));
+  Arrived("c/one.jpg", Stamp(6));
+  EXPECT_TRUE(Files().empty());
 }
 
 TEST_F(MovesTest, AChainIsMadeFromItsEnd) {

@@ -158,6 +158,18 @@ TEST_F(SurveyTest, AMountPointThatIsGoneWithItsDiskIsSeen) {
   EXPECT_TRUE(Run().device_changed);
 }
 
+// As of a catalogue that was made anew from the database.
+TEST_F(SurveyTest, AnEntryWithoutAnObjectTellsOfNoDevice) {
+  fs::create_directory(root() / "disk");
+  if (mount("none", (root() / "disk").c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "no mounts here";
+  Make("disk/a.jpg");
+  catalogue_.Put({"disk/b.jpg", ItemKind::kPhoto, {}, "", EntryState::kUnread});
+  const Differences found = Run();
+  umount((root() / "disk").c_str());
+  EXPECT_EQ(Paths(found.gone_files), Strings({"disk/b.jpg"}));
+  EXPECT_FALSE(found.device_changed);
+}
+
 TEST_F(SurveyTest, AFileGoneFromAMountedDiskIsGone) {
   fs::create_directory(root() / "disk");
   if (mount("none", (root() / "disk").c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "no mounts here";

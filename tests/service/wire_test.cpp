@@ -10,7 +10,7 @@ namespace {
 std::vector<WorkItem> SomeItems() {
   return {{ItemKind::kFolder, "/photos/new\nline"},
           {ItemKind::kPhoto, "/photos/\xff.jpg"},
-          {ItemKind::kVideo, "", ItemAction::kMove, "/photos/old"}};
+          {ItemKind::kVideo, "", ItemAction::kMove, "/photos/old", true}};
 }
 
 Results SomeResults() {
@@ -31,6 +31,8 @@ TEST(Wire, ABatchComesThroughByteForByte) {
   EXPECT_EQ((*items)[2].kind, ItemKind::kVideo);
   EXPECT_EQ((*items)[2].action, ItemAction::kMove);
   EXPECT_EQ((*items)[2].from, "/photos/old");
+  EXPECT_TRUE((*items)[2].same_content);
+  EXPECT_FALSE((*items)[1].same_content);
 }
 
 TEST(Wire, ResultsComeThrough) {
@@ -45,6 +47,7 @@ TEST(Wire, ResultsComeThrough) {
   EXPECT_TRUE(results->items[2].done());
   EXPECT_EQ(results->items[2].trouble, "the picture is cut short");
   EXPECT_EQ(results->items[3].outcome, ItemOutcome::kNotKept);
+  EXPECT_EQ(results->items[3].trouble, "disk full");
 }
 
 TEST(Wire, AMessageCutAtAnyLengthIsRefused) {
@@ -68,10 +71,30 @@ TEST(Wire, ACountThatPromisesTooMuchIsRefused) {
   EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(0xFFFFFFFF).content()));
 }
 
+// A batch of one item, as it goes over the wire.
+std::string OneItem(std::uint8_t kind, std::uint8_t action) {
+  return MessageWriter().Number(1).Byte(kind).Byte(action).Byte(0).Text("/a").Text("").content();
+}
+std::string OneResult(std::uint8_t outcome) {
+  return MessageWriter().Number(0).Number(1).Byte(outcome).Text("").Text("").content();
+}
+
 TEST(Wire, AnUnknownKindIsRefused) {
-  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(1).Byte(3).Byte(0).Text("/a").Text("").content()));
-  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(1).Byte(0).Byte(7).Text("/a").Text("").content()));
-  EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(1).Byte(3).Text("").Text("").content()));
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemKind::kVideo);
+  EXPECT_TRUE(DecodeBatch(OneItem(kLast, 0)));
+  EXPECT_FALSE(DecodeBatch(OneItem(kLast + 1, 0)));
+}
+
+TEST(Wire, AnUnknownActionIsRefused) {
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemAction::kSweep);
+  EXPECT_TRUE(DecodeBatch(OneItem(0, kLast)));
+  EXPECT_FALSE(DecodeBatch(OneItem(0, kLast + 1)));
+}
+
+TEST(Wire, AnUnknownOutcomeIsRefused) {
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kNotKept);
+  EXPECT_TRUE(DecodeResults(OneResult(kLast)));
+  EXPECT_FALSE(DecodeResults(OneResult(kLast + 1)));
 }
 
 TEST(Wire, RandomBytesNeverBreakTheReader) {
