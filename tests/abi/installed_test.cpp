@@ -20,6 +20,7 @@ namespace {
 using testing::HasSubstr;
 
 constexpr const char* kExamples = LUMIVAULT_SOURCE_DIR "/examples";
+constexpr int kHostFailed = 3;  // as c_host.c says
 constexpr const char* kPhotoRow = "alice: name a.jpg, title Harbour, 64x48, taken 2024-05-17 12:34:56\n";
 
 struct Finished {
@@ -147,7 +148,7 @@ TEST_F(InstalledTest, HostRefusesAPhotoOutsideEveryLibrary) {
   const Finished refused =
       Shell(TEST_RUN + BuildHost() + " " + Libraries() + "/libphotoindex.so.1 /nowhere/a.jpg");
   EXPECT_EQ(refused.output, "/nowhere/a.jpg: not in a library\n");
-  EXPECT_NE(refused.status, 0);
+  EXPECT_EQ(WEXITSTATUS(refused.status), kHostFailed);
 }
 
 // The program finds the plug-in, the platform and the schema relative to itself.

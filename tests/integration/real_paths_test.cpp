@@ -102,7 +102,7 @@ TEST_P(RealPathsTest, AddQueuesThePhotoForFaces) {
   tree().Set("runfacerecognition", "yes");
   Run("INSERT INTO photo_config (config_key, config_value) VALUES ('enable_face_recognition', 'on')");
   ASSERT_EQ(Add("a.jpg"), 0);
-  EXPECT_TRUE(ReadFile(kQueue).find(Path("a.jpg")) != std::string::npos) << ReadFile(kQueue);
+  EXPECT_EQ(ReadFile(kQueue), "F:" + Path("a.jpg") + "\n" + (personal() ? "u:alice/a.jpg\n" : "w:a.jpg\n"));
 }
 
 TEST_P(RealPathsTest, DeleteRemovesTheRow) {

@@ -97,12 +97,20 @@ class WholeLibraryTest : public AlbumsTest, public testing::WithParamInterface<c
   }
 };
 
-TEST_P(WholeLibraryTest, AFolderThatIsNoLibraryIsRefused) {
+TEST_P(WholeLibraryTest, AFolderThatLiesInNoLibraryIsRefused) {
   ExpectRefused(scratch(), "lies in no library; lumivault index makes one of a folder");
+}
+
+TEST_P(WholeLibraryTest, AFolderOfALibraryIsRefused) {
   MakeJpeg(File("sub/a.jpg"), 8, 8);
   Index();
   ExpectRefused(File("sub"), "lies in the library " + folder().string() + ", but is none");
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+}
+
+TEST_P(WholeLibraryTest, ALibraryWithoutItsDatabaseIsRefused) {
+  MakeJpeg(File("a.jpg"), 8, 8);
+  Index();
+  ForgetLibrary();
   ExpectRefused(folder(), "the library has no database");
   EXPECT_FALSE(fs::exists(folder() / ".KAVOHGADB"));
 }
@@ -110,20 +118,20 @@ TEST_P(WholeLibraryTest, AFolderThatIsNoLibraryIsRefused) {
 TEST_P(WholeLibraryTest, ADatabaseThatIsNoneCannotBeRead) {
   MakeJpeg(File("a.jpg"), 8, 8);
   Index();
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+  ForgetLibrary();
   WriteFile(folder() / ".KAVOHGADB", "this is not a database, but it is long enough to be looked at as one");
   const RunResult result = Run({GetParam(), folder()});
   EXPECT_EQ(result.status, 5);
-  EXPECT_TRUE(result.err.starts_with("lumivault: the database cannot be read: ")) << result.err;
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "lumivault: the database cannot be read: file is not a database\n");
 }
 
 TEST_P(WholeLibraryTest, ReadingChangesNothing) {
   MakeJpeg(File("a.jpg"), 8, 8, {{"Iptc.Application2.Keywords", "sea"}});
   Index();
-  const std::string before = Value("SELECT group_concat(path || updated || title) FROM photo_image");
+  const std::string before = ReadFile(folder() / ".KAVOHGADB");
   EXPECT_EQ(Run({GetParam(), folder()}).status, 0);
-  EXPECT_EQ(Value("SELECT group_concat(path || updated || title) FROM photo_image"), before);
-  EXPECT_EQ(Value("PRAGMA integrity_check"), "ok");
+  EXPECT_EQ(ReadFile(folder() / ".KAVOHGADB"), before);
 }
 
 TEST_P(WholeLibraryTest, ACommandLineWithoutFolderIsWrong) {

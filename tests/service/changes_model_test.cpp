@@ -25,11 +25,6 @@ constexpr std::size_t kRareReindex = 12;
 constexpr unsigned kKills = 5;
 constexpr std::size_t kLongestLife = 250;  // milliseconds
 
-unsigned FromEnvironment(const char* name, unsigned otherwise) {
-  const char* given = std::getenv(name);
-  return given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : otherwise;
-}
-
 std::string PersonOf(int number) {
   return "person" + std::to_string(number);
 }
@@ -134,8 +129,13 @@ class ModelTest : public LibraryRowsTest, public testing::WithParamInterface<con
     std::sort(lines.begin(), lines.end());
     return lines;
   }
+  void ExpectNothingToDo() {
+    const Json::Value report = Index();
+    for (const char* work : {"added", "folders", "moved", "deleted"})
+      EXPECT_EQ(report[work].asUInt(), 0U) << work;
+  }
   void CompareWithNew() {
-    EXPECT_EQ(Index()["added"].asUInt(), 0U) << "a run without changes does nothing";
+    ExpectNothingToDo();
     const fs::path copy = scratch() / ("copy" + std::to_string(copies_++));
     ASSERT_EQ(std::system(("cp -a '" + folder().string() + "' '" + copy.string() + "' && rm -f '" +
                            copy.string() + "'/.KAVOHGADB*")
@@ -178,23 +178,16 @@ class KilledTest : public ModelTest {
   void StartAndKill(FolderModel& model, const std::string& command) {
     const auto run = Start({command, folder(), "--quiet", "--accept-loss", "-j", GetParam()});
     std::this_thread::sleep_for(std::chrono::milliseconds(model.Random(life_)));
-    const pid_t worker = model.Random(3) == 0 ? WorkerOf(run->pid()) : 0;
+    const pid_t worker = model.Random(3) == 0 ? ChildOf(run->pid()) : 0;
     if (worker != 0) {
       kill(worker, SIGKILL);
     } else {
       run->Signal(SIGKILL);
     }
-    const bool killed = run->Wait().status == 1000 + SIGKILL || worker != 0;
+    const bool killed = run->Wait().status == kKilledBy + SIGKILL || worker != 0;
     killed_ += killed ? 1U : 0U;
     // How long a run takes depends on the machine.
     if (!killed) life_ = life_ / 2 + 1;
-  }
-  static pid_t WorkerOf(pid_t supervisor) {
-    std::ifstream children("/proc/" + std::to_string(supervisor) + "/task/" + std::to_string(supervisor) +
-                           "/children");
-    pid_t child = 0;
-    children >> child;
-    return child;
   }
   void Play(const std::string& command) {
     SCOPED_TRACE("LUMIVAULT_SEED=" + std::to_string(seed_));

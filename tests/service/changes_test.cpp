@@ -24,9 +24,7 @@ class ChangesTest : public LibraryRowsTest {
     Query("DELETE FROM photo_image_label WHERE label_id IN (SELECT id FROM photo_label WHERE category = 0)");
     Query("DELETE FROM photo_label WHERE category = 0");
     const std::vector<Row> rows = Rows();
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-      fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
-    }
+    ForgetLibrary();
     Index();
     EXPECT_EQ(rows, Rows());
   }
@@ -277,6 +275,16 @@ TEST_F(ChangesTest, ABadFileIsReadOnceAndReportedEachTime) {
   EXPECT_EQ(Index()["added"].asInt(), 1);
 }
 
+TEST_F(ChangesTest, OldAndNewFailuresAreToldInTheOrderOfTheirPaths) {
+  WriteFile(File("z.jpg"), "this is no picture");
+  Index({}, 3);
+  WriteFile(File("b.jpg"), "this is no picture");
+  const Json::Value failed = Index({}, 3)["failed"];
+  ASSERT_EQ(failed.size(), 2U);
+  EXPECT_EQ(failed[0]["path"].asString(), File("b.jpg").string());
+  EXPECT_EQ(failed[1]["path"].asString(), File("z.jpg").string());
+}
+
 TEST_F(ChangesTest, ABadFileWhoseModeChangedIsTriedAgain) {
   WriteFile(File("bad.jpg"), "this is no picture");
   Index({}, 3);
@@ -288,7 +296,7 @@ TEST_F(ChangesTest, ABadFileWhoseModeChangedIsTriedAgain) {
 
 TEST_F(ChangesTest, ADatabaseThatWasDeletedIsMadeAnew) {
   const std::vector<Row> rows = Rows();
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+  ForgetLibrary();
   EXPECT_EQ(Index()["added"].asInt(), 3);
   EXPECT_EQ(Rows(), rows);
 }
@@ -314,8 +322,27 @@ TEST_F(ChangesTest, ADryRunNamesEveryEventAndSendsNothing) {
   EXPECT_EQ(result.out, "move photo " + root + "/a.jpg -> " + root + "/z.jpg\nadd photo " + root +
                             "/n.jpg\ndelete photo " + root + "/trip/b.jpg\n");
   EXPECT_EQ(Rows(), rows);
-  EXPECT_EQ(StrictJson(Run({"index", folder(), "--dry-run", "--json"}).out).size(), 3U);
   EXPECT_EQ(Index()["moved"].asInt(), 1);
+}
+
+TEST_F(ChangesTest, ADryRunNamesEveryEventAsJson) {
+  fs::rename(File("a.jpg"), File("z.jpg"));
+  fs::remove(File("trip/b.jpg"));
+  const RunResult result = Run({"index", folder(), "--dry-run", "--json"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  const std::string root = folder();
+  EXPECT_EQ(result.out, "[{\"event\":\"move\",\"from\":\"" + root +
+                            "/a.jpg\",\"kind\":\"photo\",\"path\":\"" + root +
+                            "/z.jpg\"},{\"event\":\"delete\",\"kind\":\"photo\",\"path\":\"" + root +
+                            "/trip/b.jpg\"}]\n");
+}
+
+TEST_F(ChangesTest, ADryRunNamesFilesBeforeTheirFoldersAndTheDeepestFirst) {
+  fs::remove_all(File("trip"));
+  const std::string trip = File("trip").string();
+  EXPECT_EQ(Run({"index", folder(), "--dry-run"}).out, "delete photo " + trip + "/b.jpg\ndelete photo " +
+                                                           trip + "/day one/c.jpg\ndelete folder " + trip +
+                                                           "/day one\ndelete folder " + trip + "\n");
 }
 
 TEST_F(ChangesTest, ADryRunOfANewFolderWritesNothing) {

@@ -13,6 +13,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr std::array kCommands = {"index",  "init",  "reindex", "show",   "ls",    "albums",
+                                  "labels", "stats", "export",  "rights", "doctor"};
+
 class CliTest : public ServiceTest {
  protected:
   void MakeLibrary() {
@@ -66,18 +69,18 @@ TEST_F(CliTest, TheVersionIsOneLine) {
 TEST_F(CliTest, HelpNamesTheCommandsAndHidesTheWorker) {
   const RunResult result = Run({"--help"});
   EXPECT_EQ(result.status, 0);
-  for (const char* name :
-       {"index", "show", "ls", "albums", "labels", "stats", "export", "Exit status: 0 done"}) {
-    EXPECT_NE(result.out.find(name), std::string::npos) << name;
+  for (const char* name : kCommands) {
+    EXPECT_NE(result.out.find("\n  " + std::string(name) + " "), std::string::npos) << name;
   }
+  EXPECT_NE(result.out.find("Exit status: 0 done"), std::string::npos);
   EXPECT_EQ(result.out.find("worker"), std::string::npos);
 }
 
 TEST_F(CliTest, EveryCommandHasHelpWithTheExitStatuses) {
-  for (const char* command : {"index", "show", "ls", "albums", "labels", "stats"}) {
+  for (const char* command : kCommands) {
     const RunResult result = Run({command, "--help"});
     EXPECT_EQ(result.status, 0) << command;
-    EXPECT_NE(result.out.find("--json"), std::string::npos) << command;
+    EXPECT_EQ(result.out.find("--json") == std::string::npos, std::string(command) == "export") << command;
     EXPECT_NE(result.out.find("--root"), std::string::npos) << command;
     EXPECT_NE(result.out.find("6 another run holds"), std::string::npos) << command;
   }
@@ -129,10 +132,13 @@ TEST_F(CliTest, ClosedStandardDescriptorsGetNothingOfOthers) {
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
-  for (const auto& entry : fs::recursive_directory_iterator(state())) {
+  int files = 0;
+  for (const auto& entry : fs::recursive_directory_iterator(scratch())) {
     if (!entry.is_regular_file()) continue;
     EXPECT_EQ(ReadFile(entry.path()).find("found 1"), std::string::npos) << entry.path();
+    ++files;
   }
+  EXPECT_GT(files, 0);
 }
 
 TEST_F(CliTest, AFolderInsideALibraryIsRefused) {
@@ -170,6 +176,21 @@ TEST_F(CliTest, ShowPrintsTheRowWithLabelsAndAlbum) {
   EXPECT_EQ(json["people"].size(), 0U);
 }
 
+TEST_F(CliTest, TheTextOfShowHasALineForEachValue) {
+  MakeLibrary();
+  const std::string file = File("2024/100%_c.jpg");
+  Query("UPDATE photo_image SET timetaken = 'then', create_time = 'now' WHERE path LIKE '2024/%'");
+  const RunResult result = Run({"show", file});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "file: " + file + "\nkind: photo\nid: " +
+                            Value("SELECT id FROM photo_image WHERE path LIKE '2024/100%'") +
+                            "\npath: 2024/100%_c.jpg\nname: 100%_c.jpg\ntitle: 100%_c\nalbum: 2024\nsize: " +
+                            std::to_string(fs::file_size(file)) +
+                            "\nresolutionx: 8\nresolutiony: 8\niso: 0\ntimetaken: then\nupdated: 1\n"
+                            "create_time: now\nversion: 0\ndisabled: f\nshareid: 2\nprivilege_shareid: 2\n"
+                            "rotation: 1\nalbum name: 2024\nlabels: sea\n");
+}
+
 TEST_F(CliTest, ShowTellsPeopleFromOtherLabels) {
   MakeLibrary();
   Query("INSERT INTO photo_label (id, category, name) VALUES (70, 0, 'Ann')");
@@ -181,6 +202,9 @@ TEST_F(CliTest, ShowTellsPeopleFromOtherLabels) {
   EXPECT_EQ(json["people"][0]["name"].asString(), "Ann");
   EXPECT_EQ(json["people"][0]["info"].asString(), "face");
   EXPECT_TRUE(json["people"][0]["confirmed"].asBool());
+  Query("UPDATE photo_image_label SET status = 'f' WHERE label_id = 70");
+  const Json::Value unsure = StrictJson(Run({"show", File("b.jpg"), "--json"}).out);
+  EXPECT_FALSE(unsure["people"][0]["confirmed"].asBool());
   EXPECT_NE(Run({"show", File("b.jpg")}).out.find("\npeople: Ann\n"), std::string::npos);
 }
 
@@ -223,6 +247,15 @@ TEST_F(CliTest, LsListsWhatLiesDirectlyInAFolder) {
   EXPECT_EQ(list[2]["height"].asInt(), 8);
   EXPECT_EQ(list[2]["size"].asUInt64(), fs::file_size(File("b.jpg")));
   EXPECT_EQ(list[3]["name"].asString(), "new\nline.jpg");
+}
+
+TEST_F(CliTest, TheTextOfLsHasALineForEachEntry) {
+  MakeLibrary();
+  Query("UPDATE photo_image SET resolutionx = NULL, timetaken = NULL WHERE path LIKE 'new%'");
+  EXPECT_EQ(Run({"ls", folder()}).out,
+            "album\t\t\t\t2024\nalbum\t\t\t\t2024x\nphoto\t2024-05-06 07:08:09\t" +
+                std::to_string(fs::file_size(File("b.jpg"))) + "\t16x8\tb.jpg\nphoto\t\t" +
+                std::to_string(fs::file_size(File("new\nline.jpg"))) + "\t\tnew\nline.jpg\n");
 }
 
 TEST_F(CliTest, LsOfASubFolderLeavesItsNeighboursOut) {

@@ -45,10 +45,6 @@ class ExportTest : public ServiceTest {
       MakeJpeg(File(name + ".jpg"), 8, 8, {{"Iptc.Application2.Keywords", "k" + std::to_string(i % 5)}});
     }
   }
-  void RemoveDatabase() {
-    for (const char* suffix : {"", "-wal", "-shm"})
-      fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
-  }
 };
 
 TEST_F(ExportTest, EveryColumnOfEveryTableOfTheSchemaTakesPart) {
@@ -96,7 +92,7 @@ TEST_F(ExportTest, TheNumberOfWorkersAndASecondRunDoNotShow) {
   Index({"-j", "1"});
   EXPECT_EQ(Export(), one);
   EXPECT_EQ(Objects("photo_image", {"--with-ids"}), photos);
-  RemoveDatabase();
+  ForgetLibrary();
   Index({"-j", "2"});
   EXPECT_EQ(Export(), one);
 }
@@ -114,7 +110,7 @@ TEST_F(ExportTest, TheWayToALibraryDoesNotShow) {
   for (const char* workers : {"1", "2"}) {
     EXPECT_EQ(Run({"reindex", folder(), "--quiet", "-j", workers}).status, 0);
     EXPECT_EQ(Export(), in_parts) << "reindex -j " << workers;
-    RemoveDatabase();
+    ForgetLibrary();
     Index({"-j", workers});
     EXPECT_EQ(Export(), in_parts) << "index -j " << workers;
   }

@@ -16,8 +16,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr uid_t kNobody = 65534;
-
 class ReadingTest : public ServiceTest {
  protected:
   void SetUp() override {
@@ -80,10 +78,8 @@ TEST_F(ReadingTest, ALibraryOfAnotherUserInAFolderNobodyMayWrite) {
 }
 
 TEST_F(ReadingTest, WhatIsOnlyInTheLogIsRead) {
-  // A connection that stays open keeps the log.
-  const auto writer = Start({"index", folder(), "--quiet"});
-  EXPECT_EQ(writer->Wait().status, 0);
   const fs::path copy = scratch() / "copy";
+  // The copy is made while the connection is open: its end would empty the log.
   const std::string script =
       "cd '" + folder().string() + "' && printf '%s\n' 'PRAGMA wal_autocheckpoint=0;' " +
       "\"UPDATE photo_image SET title = 'in the log' WHERE path = 'a.jpg';\" " + "\".shell cp -r '" +
@@ -95,15 +91,29 @@ TEST_F(ReadingTest, WhatIsOnlyInTheLogIsRead) {
   EXPECT_NE(result.out.find("title: in the log"), std::string::npos) << result.out;
 }
 
-// The export waits for its reader in the middle, as it would for a slow disk.
-TEST_F(ReadingTest, AnExportSeesOneMomentThoughARunBeginsMeanwhile) {
-  Query(
-      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
-      "INSERT INTO photo_image (path, name, title) SELECT 'x' || (i + 10000), 'x', hex(zeroblob(100)) FROM "
-      "n");
-  const std::string command = std::string(LUMIVAULT_PROGRAM) + " export --root='" + state().string() + "' '" +
-                              folder().string() + "'";
-  FILE* pipe = popen(command.c_str(), "r");
+// An export that waits for its reader in the middle, as it would for a slow disk.
+class LongExportTest : public ReadingTest {
+ protected:
+  static constexpr int kKilledInShell = 128;
+
+  void SetUp() override {
+    ReadingTest::SetUp();
+    Query(
+        "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
+        "INSERT INTO photo_image (path, name, title) SELECT 'x' || (i + 10000), 'x', hex(zeroblob(100)) FROM "
+        "n");
+    at_rest_ = Names();
+  }
+  std::string Command() const {
+    return std::string(LUMIVAULT_PROGRAM) + " export --root='" + state().string() + "' '" +
+           folder().string() + "'";
+  }
+
+  std::set<std::string> at_rest_;
+};
+
+TEST_F(LongExportTest, SeesOneMomentThoughARunBeginsMeanwhile) {
+  FILE* pipe = popen(Command().c_str(), "r");
   ASSERT_NE(pipe, nullptr);
   std::string exported(1, static_cast<char>(fgetc(pipe)));
   Query("UPDATE photo_image SET title = 'later' WHERE name = 'x'");
@@ -117,22 +127,20 @@ TEST_F(ReadingTest, AnExportSeesOneMomentThoughARunBeginsMeanwhile) {
   EXPECT_EQ(Names(), (std::set<std::string>{".KAVOHGADB", "a.jpg", "sub", "zz.jpg"}));
 }
 
-// How a shell command that the export is part of ends, and that nothing is left beside the database.
-TEST_F(ReadingTest, AnExportThatIsCutShortLeavesNothingBehind) {
-  Query(
-      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
-      "INSERT INTO photo_image (path, name, title) SELECT 'x' || i, 'x', hex(zeroblob(100)) FROM n");
-  const std::set<std::string> at_rest = Names();
-  const std::string exporting = std::string(LUMIVAULT_PROGRAM) + " export --root='" + state().string() +
-                                "' '" + folder().string() + "'";
-  const std::string reader_that_stops =
-      "bash -o pipefail -c \"trap - PIPE; " + exporting + " 2>&1 | head -c 10 >/dev/null\"";
-  EXPECT_NE(std::system(reader_that_stops.c_str()), 0);
-  EXPECT_EQ(Names(), at_rest);
-  const std::string stopped =
-      "bash -c \"" + exporting + " > >(sleep 1; cat >/dev/null) & sleep 0.3; kill -TERM \\$!; wait \\$!\"";
-  EXPECT_EQ(WEXITSTATUS(std::system(stopped.c_str())), 128 + SIGTERM);
-  EXPECT_EQ(Names(), at_rest);
+TEST_F(LongExportTest, WhoseReaderStopsLeavesNothingBehind) {
+  const std::string command =
+      "bash -o pipefail -c \"trap - PIPE; " + Command() + " | head -c 10 >/dev/null\"";
+  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), kKilledInShell + SIGPIPE);
+  EXPECT_EQ(Names(), at_rest_);
+}
+
+// It comes when the export has begun and cannot go on, and is heeded as soon as it can.
+TEST_F(LongExportTest, ThatASignalStopsLeavesNothingBehind) {
+  const std::string command = "cd '" + scratch().string() + "' && mkfifo pipe && { " + Command() +
+                              " >pipe & } && exec 3<pipe && head -c 1 <&3 >/dev/null && kill -TERM $! && cat "
+                              "<&3 >/dev/null; wait $!";
+  EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), kKilledInShell + SIGTERM);
+  EXPECT_EQ(Names(), at_rest_);
 }
 
 TEST_F(ReadingTest, ARunOnTheLibraryOfAnotherUserSaysThatItMayNotWrite) {

@@ -58,7 +58,7 @@ TEST_F(ReindexTest, WhatChangedIsMadeTrue) {
   EXPECT_EQ(AlbumId("f4/s1"), "");
   const std::vector<Row> rows = Rows();
   EXPECT_EQ(Index()["unchanged"].asInt(), kFiles - 1 - 12 + 1);
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+  ForgetLibrary();
   Index();
   EXPECT_EQ(Rows(), rows);
 }
@@ -69,6 +69,17 @@ TEST_F(ReindexTest, RowsThatNobodySentAreSwept) {
   Reindex();
   EXPECT_EQ(IdOf("f0/ghost.jpg"), "");
   EXPECT_EQ(AlbumId("f0/ghosts"), "");
+}
+
+// More than a hundred, and more than a tenth.
+TEST_F(ReindexTest, ManyRowsThatNobodySentStayUntilSomebodyAcceptsTheLoss) {
+  Query(
+      "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 101) "
+      "INSERT INTO photo_image (path, name) SELECT 'f0/ghost' || i || '.jpg', 'ghost' FROM n");
+  EXPECT_EQ(Reindex(7)["withheld"]["reason"].asString(), "101 of 221 files are gone");
+  EXPECT_EQ(Count(), "221");
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet", "--accept-loss"}).status, 0);
+  EXPECT_EQ(Count(), std::to_string(kFiles));
 }
 
 TEST_F(ReindexTest, LabelsOfWhatIsSweptGoWithIt) {
@@ -93,10 +104,9 @@ TEST_F(ReindexTest, KilledAtAnyMomentAndRunAgainItEndsTheSame) {
   fs::remove_all(File("f4/s1"));
   fs::rename(File("f1"), File("g1"));
   MakeJpeg(File("new/x.jpg"), 8, 8);
-  const char* given = std::getenv("LUMIVAULT_SEED");
-  const unsigned seed = given != nullptr ? static_cast<unsigned>(std::atoi(given)) : std::random_device()();
+  const unsigned seed = FromEnvironment("LUMIVAULT_SEED", std::random_device()());
   SCOPED_TRACE("LUMIVAULT_SEED=" + std::to_string(seed));
-  std::printf("seed %u\n", seed);
+  std::printf("LUMIVAULT_SEED=%u\n", seed);
   std::mt19937 random(seed);
   const std::string ids = IdOf("f1/s1/1.jpg");
   int killed = 0;
@@ -104,13 +114,13 @@ TEST_F(ReindexTest, KilledAtAnyMomentAndRunAgainItEndsTheSame) {
     const auto run = Start({"reindex", folder(), "--quiet"});
     std::this_thread::sleep_for(std::chrono::milliseconds(random() % 600));
     run->Signal(SIGKILL);
-    killed += run->Wait().status == 1000 + SIGKILL ? 1 : 0;
+    killed += run->Wait().status == kKilledBy + SIGKILL ? 1 : 0;
   }
   EXPECT_GT(killed, 0);
   Reindex();
   EXPECT_EQ(IdOf("g1/s1/1.jpg"), ids);
   const std::vector<Row> rows = Rows();
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(folder() / (std::string(".KAVOHGADB") + suffix));
+  ForgetLibrary();
   Index();
   Reindex();
   EXPECT_EQ(Rows(), rows);

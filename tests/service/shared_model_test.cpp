@@ -13,11 +13,6 @@ namespace {
 constexpr unsigned kOperations = 200;
 constexpr std::size_t kLongestBurst = 12;
 
-unsigned FromEnvironment(const char* name, unsigned otherwise) {
-  const char* given = std::getenv(name);
-  return given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : otherwise;
-}
-
 class SharedModelTest : public SharedTreeTest {
  protected:
   // The photos are those of the model; each has its id and its person since it was first seen.

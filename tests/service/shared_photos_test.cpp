@@ -173,11 +173,12 @@ class SharedPhotosTest : public testing::Test {
 
   using Check = std::function<void(const Json::Value& entry, const DatabaseRow& row)>;
   static void ForEach(const std::map<std::string, DatabaseRow>& rows, const Check& check) {
-    ASSERT_FALSE(rows.empty());
+    compared_ = 0;
     for (const Json::Value& entry : copy_->expected()) {
       const auto row = rows.find(entry["path"].asString());
       if (row != rows.end()) check(entry, row->second);
     }
+    EXPECT_GT(compared_, 0) << "the files tell nothing of this";
   }
   static void ForEachPhoto(const Check& check) { ForEach(copy_->photos(), check); }
   static void ForEachVideo(const Check& check) { ForEach(copy_->videos(), check); }
@@ -188,6 +189,7 @@ class SharedPhotosTest : public testing::Test {
   static void Expect(const Json::Value& entry, const char* what, const Value& found, const Value& wanted) {
     const std::string path = entry["path"].asString();
     const auto known = kDifferences.find(path);
+    ++compared_;
     if (known == kDifferences.end() || !known->second.contains(what)) {
       EXPECT_EQ(found, wanted) << path << " " << what;
     } else {
@@ -204,6 +206,7 @@ class SharedPhotosTest : public testing::Test {
                                const char* positive) {
     constexpr double kTolerance = 1e-5;
     const std::string reference = std::string(key) + "_ref";
+    ++compared_;
     const double wanted = Number(entry[key]) * (entry[reference] == positive ? 1 : -1);
     ASSERT_NE(found, "NULL") << entry["path"];
     EXPECT_NEAR(std::stod(found), wanted,
@@ -211,10 +214,9 @@ class SharedPhotosTest : public testing::Test {
         << entry["path"] << " " << key;
   }
 
-  static std::unique_ptr<IndexedCopy> copy_;
+  static inline std::unique_ptr<IndexedCopy> copy_;
+  static inline int compared_ = 0;  // values, by the check that goes on
 };
-
-std::unique_ptr<IndexedCopy> SharedPhotosTest::copy_;
 
 TEST_F(SharedPhotosTest, TheRunNamesEveryFileThatGetsNoRow) {
   EXPECT_EQ(copy_->result().status, 3);
@@ -247,19 +249,16 @@ TEST_F(SharedPhotosTest, RotationsAgree) {
 }
 
 TEST_F(SharedPhotosTest, PositionsAgree) {
-  int positions = 0;
-  ForEachPhoto([&](const Json::Value& entry, const DatabaseRow& row) {
+  ForEachPhoto([](const Json::Value& entry, const DatabaseRow& row) {
     const bool complete = entry.isMember("gps_lat") && entry.isMember("gps_lat_ref") &&
                           entry.isMember("gps_lng") && entry.isMember("gps_lng_ref");
     if (complete) {
-      ++positions;
       ExpectCoordinate(entry, row.at("lat"), "gps_lat", "N");
       ExpectCoordinate(entry, row.at("lng"), "gps_lng", "E");
     } else {
       EXPECT_EQ(row.at("lat") + " " + row.at("lng"), "NULL NULL") << entry["path"];
     }
   });
-  EXPECT_GT(positions, 0);
 }
 
 TEST_F(SharedPhotosTest, KeywordsAgree) {

@@ -18,14 +18,9 @@ namespace {
 using std::chrono::milliseconds;
 
 // How often the server goes away; LUMIVAULT_RESTARTS sets another number for a longer look.
-constexpr int kRestarts = 4;
+constexpr unsigned kRestarts = 4;
 constexpr int kPhotosOfRestart = 60;
 constexpr int kUpdates = 300;
-
-int Restarts() {
-  const char* given = getenv("LUMIVAULT_RESTARTS");
-  return given != nullptr ? atoi(given) : kRestarts;
-}
 
 class SharedProcessesTest : public SharedTreeTest {
  protected:
@@ -48,7 +43,7 @@ class SharedProcessesTest : public SharedTreeTest {
 };
 
 TEST_F(SharedProcessesTest, ARunOverRestartsOfTheServerIsCompletedByTheNext) {
-  const int restarts = Restarts();
+  const int restarts = static_cast<int>(FromEnvironment("LUMIVAULT_RESTARTS", kRestarts));
   MakePhotos(folder(), restarts * kPhotosOfRestart);
   Index({"-j", "2"});
   const std::string undisturbed = Export();

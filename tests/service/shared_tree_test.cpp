@@ -78,8 +78,13 @@ TEST_F(InitTest, EachThingThatFailsHasItsLine) {
   Environment("PGHOST", "/nowhere");
   const RunResult result = Init(scratch() / "other");
   EXPECT_EQ(result.status, 4);
-  EXPECT_THAT(result.err, HasSubstr("leads to " + folder().string()));
-  EXPECT_THAT(result.err, HasSubstr("lumivault: the PostgreSQL server: "));
+  EXPECT_THAT(result.err,
+              testing::StartsWith("lumivault: " + Link().string() + ": leads to " + folder().string() +
+                                  "; to choose another folder, remove this link first\n"
+                                  "lumivault: the PostgreSQL server: "));
+}
+
+TEST_F(InitTest, AServerThatIsAwayEndsItWithStatusFive) {
   Environment("PGHOST", "/nowhere");
   EXPECT_EQ(Init(folder()).status, 5);
 }
@@ -115,15 +120,22 @@ TEST_F(InitTest, ADatabaseThatCannotBeEnteredTellsWhy) {
   EXPECT_THAT(doctor.out, HasSubstr("\n  let the user postgres connect to it\n"));
 }
 
-TEST_F(InitTest, FoldersThatCannotBeTreesAreRefused) {
-  EXPECT_EQ(Init(scratch() / "missing").status, 2);
+TEST_F(InitTest, AFolderThatIsNotThereIsRefused) {
+  const RunResult result = Init(scratch() / "missing");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "lumivault: " + (scratch() / "missing").string() + ": No such file or directory\n");
+}
+
+TEST_F(InitTest, AFolderAroundALibraryIsRefused) {
   fs::create_directories(scratch() / "own/photos");
   MakeJpeg(scratch() / "own/photos/a.jpg", 8, 8);
   fs::remove(Link());
   ASSERT_EQ(Run({"index", scratch() / "own/photos", "--quiet"}).status, 0);
   const RunResult around = Init(scratch() / "own");
   EXPECT_EQ(around.status, 2);
-  EXPECT_THAT(around.err, HasSubstr("lies in or around the library " + (scratch() / "own/photos").string()));
+  EXPECT_EQ(around.err, "lumivault: " + (scratch() / "own").string() + ": lies in or around the library " +
+                            (scratch() / "own/photos").string() +
+                            "; to give that one up, delete its .KAVOHGADB\n");
 }
 
 TEST_F(InitTest, PersonalLibrariesKeepOutOfTheTree) {
@@ -174,7 +186,7 @@ TEST_F(SharedCommandsTest, ReindexSweepsWhatIsGone) {
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(StrictJson(result.out)["deleted"].asInt(), 1);
   EXPECT_EQ(Count(), "1");
-  EXPECT_EQ(Value("SELECT count(*) FROM pg_stats WHERE tablename = 'photo_image'") != "0", true)
+  EXPECT_NE(Value("SELECT count(*) FROM pg_stats WHERE tablename = 'photo_image'"), "0")
       << "the vacuum of the sweep was left out";
 }
 
@@ -383,8 +395,12 @@ TEST_F(RightsTest, AreShownAsText) {
   Index();
   Query("INSERT INTO photo_access_right VALUES (1026, " + AlbumId("2024") +
         ", E'Sat Nov 21 20:00:00 2026\\n')");
-  EXPECT_EQ(Run({"rights", File("2024")}).out, "access\tappliance\t1026\tSat Nov 21 20:00:00 2026\n");
-  EXPECT_EQ(Run({"rights", "--shared", "./2024/"}).out, Run({"rights", File("2024")}).out);
+  const std::string text = "access\tappliance\t1026\tSat Nov 21 20:00:00 2026\n";
+  EXPECT_EQ(Run({"rights", File("2024")}).out, text);
+  EXPECT_EQ(Run({"rights", "--shared", "./2024/"}).out, text);
+}
+
+TEST_F(RightsTest, OfAFolderThatIsNoAlbumThereAreNone) {
   const RunResult missing = Run({"rights", "--shared", "nowhere"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "lumivault: " + File("nowhere").string() + ": no album\n");

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
 
@@ -6,17 +7,9 @@
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
+#include "write_turn.h"
 
 namespace {
-
-// The worker of a supervisor, or 0.
-pid_t WorkerOf(pid_t supervisor) {
-  std::ifstream children("/proc/" + std::to_string(supervisor) + "/task/" + std::to_string(supervisor) +
-                         "/children");
-  pid_t child = 0;
-  children >> child;
-  return child;
-}
 
 // The program with the plug-in that does as the names of the files say.
 class WorkerCrashTest : public ServiceTest {
@@ -99,6 +92,21 @@ TEST_F(WorkerCrashTest, TheRowsOfAPhotoFollowItThoughItKillsTheWorkerThatReadsIt
     EXPECT_EQ(Value("SELECT rowid FROM photo_image WHERE path = 'segfault.jpg'"), row) << run;
     EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "2") << run;
   }
+}
+
+// Somebody else did it, or want of memory.
+TEST_F(WorkerCrashTest, AFileWhoseWorkerIsKilledIsTriedAgainAndNotHeldToBeBad) {
+  MakePhotos({"hang.jpg"});
+  const auto run = StartAndHang({"--json"});
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(hangs()); })) << attempt;
+    std::filesystem::remove(hangs());
+    kill(ChildOf(run->pid()), SIGKILL);
+  }
+  const RunResult result = run->Wait();
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(FailureOf(StrictJson(result.out), "hang.jpg"), "killed by signal 9 (Killed)");
+  const auto next = StartAndHang();
 }
 
 TEST_F(WorkerCrashTest, AFileThatHangsIsGivenUpAtItsDeadline) {
@@ -217,6 +225,36 @@ TEST_F(WorkerCrashTest, AWorkerThatComesAfterTheDatabaseWentMakesNoOther) {
   EXPECT_FALSE(std::filesystem::exists(folder() / ".KAVOHGADB"));
 }
 
+// What the workers of SUPERVISOR share, as long as it has it open; empty when it has nothing.
+FileDescriptor SharedTurnOf(pid_t supervisor) {
+  std::error_code gone;
+  for (const auto& entry :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(supervisor) + "/fd", gone)) {
+    if (std::filesystem::read_symlink(entry.path(), gone).string().find("lumivault-turn") !=
+        std::string::npos)
+      return FileDescriptor(open(entry.path().c_str(), O_RDWR | O_CLOEXEC));
+  }
+  return {};
+}
+
+TEST_F(WorkerCrashTest, AWorkerWaitsForItsTurn) {
+  constexpr std::chrono::milliseconds kManyTransactions{500};
+  MakePhotos(400, "slow");
+  const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
+  ASSERT_TRUE(Eventually([&] { return HasRows(); }));
+  const FileDescriptor shared = SharedTurnOf(run->pid());
+  ASSERT_TRUE(shared);
+  const WriteTurn turn(shared.get());
+  int kept = 0;
+  {
+    const WriteTurn::Holder mine(turn);
+    kept = KeptPhotos();
+    std::this_thread::sleep_for(kManyTransactions);
+    EXPECT_EQ(KeptPhotos(), kept);
+  }
+  EXPECT_TRUE(Eventually([&] { return KeptPhotos() > kept; }));
+}
+
 TEST_F(WorkerCrashTest, TheWorkerProgramMayGoDuringARun) {
   const std::filesystem::path programs = UseCopyOfProgram();
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
@@ -238,10 +276,10 @@ bool HasEnded(pid_t process) {
 TEST_F(WorkerCrashTest, WorkersDoNotOutliveTheirSupervisor) {
   MakePhotos({"hang.jpg"});
   const auto run = StartAndHang();
-  const pid_t worker = WorkerOf(run->pid());
+  const pid_t worker = ChildOf(run->pid());
   ASSERT_NE(worker, 0);
   run->Signal(SIGKILL);
-  EXPECT_EQ(run->Wait().status, 1000 + SIGKILL);
+  EXPECT_EQ(run->Wait().status, kKilledBy + SIGKILL);
   EXPECT_TRUE(Eventually([&] { return HasEnded(worker); }));
 }
 

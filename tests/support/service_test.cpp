@@ -10,6 +10,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <sstream>
 
@@ -17,7 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kKilledBase = 1000;
 constexpr int kNotStarted = 127;
 constexpr int kBusyTimeout = 10'000;  // milliseconds
 
@@ -79,8 +80,39 @@ RunResult ProgramRun::Wait() {
   int status = 0;
   waitpid(pid_, &status, 0);
   pid_ = -1;
-  const int code = WIFSIGNALED(status) ? kKilledBase + WTERMSIG(status) : WEXITSTATUS(status);
+  const int code = WIFSIGNALED(status) ? kKilledBy + WTERMSIG(status) : WEXITSTATUS(status);
   return {code, ReadFile(out_), ReadFile(err_)};
+}
+
+pid_t ChildOf(pid_t process) {
+  const std::string id = std::to_string(process);
+  std::ifstream children("/proc/" + id + "/task/" + id + "/children");
+  pid_t child = 0;
+  children >> child;
+  return child;
+}
+
+unsigned FromEnvironment(const char* name, unsigned otherwise) {
+  const char* given = std::getenv(name);
+  return given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : otherwise;
+}
+
+void Damage(const fs::path& file) {
+  constexpr std::streamoff kPage = 4096;
+  const auto size = static_cast<std::streamoff>(fs::file_size(file));
+  std::fstream out(file, std::ios::in | std::ios::out | std::ios::binary);
+  out.seekp(kPage);
+  out << std::string(static_cast<std::size_t>(size - kPage), '\xA5');
+}
+
+bool ServiceTest::BecomeNobody() {
+  if (geteuid() != 0) return true;
+  AsUser(kNobody);
+  if (Run({"--version"}).status != 0) return false;
+  for (const auto& entry : fs::recursive_directory_iterator(scratch())) {
+    if (lchown(entry.path().c_str(), kNobody, kNobody) != 0) return false;
+  }
+  return chown(scratch().c_str(), kNobody, kNobody) == 0;
 }
 
 fs::path ServiceTest::UseCopyOfProgram() {
@@ -92,6 +124,12 @@ fs::path ServiceTest::UseCopyOfProgram() {
     fs::copy_file(program, bin / program.filename());
   program_ = bin / "lumivault";
   return bin;
+}
+
+void ServiceTest::UsePreviewTool(const std::string& script) const {
+  const fs::path tool = state() / "var/packages/Lumivault/target/bin/kavophoto_extract_preview";
+  WriteFile(tool, "#!/bin/sh\n" + script + "\n");
+  fs::permissions(tool, fs::perms::owner_all);
 }
 
 std::unique_ptr<ProgramRun> ServiceTest::Start(std::vector<std::string> arguments) {

@@ -16,9 +16,12 @@
 
 #include "support/temp_dir.h"
 
+// What a signal that killed a run is added to in its status.
+inline constexpr int kKilledBy = 1000;
+
 // How a run of the program ended.
 struct RunResult {
-  int status = -1;  // exit status, or 1000 plus the signal that killed it
+  int status = -1;  // exit status, or kKilledBy plus the signal
   std::string out;
   std::string err;
 };
@@ -43,6 +46,17 @@ class ProgramRun {
   std::filesystem::path err_;
 };
 
+// The first child of the process, or 0: a worker of a supervisor.
+pid_t ChildOf(pid_t process);
+
+// The number that the environment has under NAME.
+unsigned FromEnvironment(const char* name, unsigned otherwise);
+
+inline constexpr uid_t kNobody = 65534;
+
+// Everything in FILE behind its first page becomes noise.
+void Damage(const std::filesystem::path& file);
+
 // One row of a statement's result, "NULL" for a null.
 using DatabaseRow = std::map<std::string, std::string>;
 // The rows of a statement on the SQLite database FILE, on a connection of the test's own.
@@ -64,8 +78,13 @@ class ServiceTest : public testing::Test {
   // Runs use this from now on.
   void Environment(const std::string& name, const std::string& value) { environment_[name] = value; }
   void AsUser(uid_t user) { user_ = user; }
+  // Gives all of the test's files to nobody and runs the program as nobody from now on; false where that
+  // cannot be done. An ordinary user stays who it is.
+  [[nodiscard]] bool BecomeNobody();
   // Runs are of a copy of the program and what belongs to it from now on; the folder of the programs.
   std::filesystem::path UseCopyOfProgram();
+  // The plug-in runs SCRIPT, of the shell, after each photo that it has stored.
+  void UsePreviewTool(const std::string& script) const;
   // Index and Query, and what builds on them, concern the shared tree of this folder from now on; the
   // environment of libpq names its server. The database is made empty.
   void UseSharedTree();
