@@ -132,6 +132,13 @@ TEST_F(LossTest, TheDiskGoesAwayWhileAReindexGoesOn) {
   ExpectRecovery();
 }
 
+// A disk that is mounted again may have another number; the folder on it is the same.
+TEST_F(LossTest, TheRootIsOnADeviceOfAnotherNumber) {
+  QueryDatabase(Catalogue(), "UPDATE fact SET value = '9' || value WHERE name = 'root'");
+  fs::remove(File("f0/0.jpg"));
+  EXPECT_EQ(Index()["deleted"].asInt(), 1);
+}
+
 TEST_F(LossTest, AnEmptyDiskIsMountedOverTheRoot) {
   if (mount("none", folder().c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "no mounts here";
   EXPECT_EQ(Status(), kLoss);

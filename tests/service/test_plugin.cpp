@@ -7,9 +7,12 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "platform/database.h"
+#include "worker.h"
 
 #define TEST_PLUGIN_API extern "C" __attribute__((visibility("default")))
 
@@ -44,6 +47,15 @@ void Hang() {
   while (true) pause();
 }
 
+// Sends the bytes of the file that TEST_PLUGIN_SAYS names to the supervisor, as a worker that a broken file
+// has taken over might.
+void Speak() {
+  std::ifstream file(getenv("TEST_PLUGIN_SAYS"), std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  static_cast<void>(!write(kWorkerSocket, bytes.data(), bytes.size()));
+  while (true) pause();
+}
+
 void Misbehave(const std::string& name) {
   const auto holds = [&](const char* word) { return name.find(word) != std::string::npos; };
   if (holds("segfault")) raise(SIGSEGV);
@@ -54,6 +66,7 @@ void Misbehave(const std::string& name) {
     for (int i = 0; i < 5000; ++i) syslog(LOG_DEBUG, "photo_index.cpp:%d One line of very many.", i);
   }
   if (holds("hang")) Hang();
+  if (holds("speak")) Speak();
 }
 
 int Store(const std::string& path) {

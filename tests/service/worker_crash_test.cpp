@@ -7,6 +7,7 @@
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
+#include "wire.h"
 #include "write_turn.h"
 
 namespace {
@@ -254,6 +255,42 @@ TEST_F(WorkerCrashTest, AWorkerWaitsForItsTurn) {
   }
   EXPECT_TRUE(Eventually([&] { return KeptPhotos() > kept; }));
 }
+
+struct Saying {
+  const char* name;
+  MessageType type;
+  std::string content;
+};
+
+class NonsenseTest : public WorkerCrashTest, public testing::WithParamInterface<Saying> {};
+
+// The worker says it while it has one item in hand.
+TEST_P(NonsenseTest, CostsTheFileThatTheWorkerWasAt) {
+  const std::string& content = GetParam().content;
+  const std::string frame = MessageWriter()
+                                .Number(static_cast<std::uint32_t>(content.size() + 1))
+                                .Byte(static_cast<std::uint8_t>(GetParam().type))
+                                .content();
+  WriteFile(scratch() / "saying", frame + content);
+  Environment("TEST_PLUGIN_SAYS", scratch() / "saying");
+  MakePhotos({"a.jpg", "speak.jpg", "z.jpg"});
+  const Json::Value report = Index({"-j", "1", "--timeout", "5"}, 3);
+  EXPECT_EQ(FailureOf(report, "speak.jpg"), "the worker's answer makes no sense");
+  EXPECT_EQ(report["failed"].size(), 1U);
+  EXPECT_EQ(Kept("a.jpg") + Kept("z.jpg"), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sayings, NonsenseTest,
+    testing::Values(
+        Saying{"ResultsOfAnotherPlace", MessageType::kResults, EncodeResults({1000, {ItemResult::Stored()}})},
+        Saying{"MoreResultsThanItems", MessageType::kResults,
+               EncodeResults({0, std::vector<ItemResult>(kBatchSize + 1, ItemResult::Stored())})},
+        Saying{"AnEarlyEnd", MessageType::kBatchEnd, ""},
+        Saying{"APositionBehindTheBatch", MessageType::kAt, MessageWriter().Number(kBatchSize).content()},
+        Saying{"ASecondBeginning", MessageType::kReady, MessageWriter().Text("").content()},
+        Saying{"WhatOnlyTheSupervisorSays", MessageType::kStop, ""}),
+    [](const auto& saying) { return std::string(saying.param.name); });
 
 TEST_F(WorkerCrashTest, TheWorkerProgramMayGoDuringARun) {
   const std::filesystem::path programs = UseCopyOfProgram();
