@@ -65,13 +65,20 @@ void ExamineTools(const StateRoot& root, Findings& findings) {
 
 // --- Databases.
 
+struct Remedies {
+  std::string tables;
+  std::string keys;
+};
+
 void ExamineSchema(DatabaseReader& database, const std::string& subject, const std::string& script,
-                   const std::string& remedy, Findings& findings) {
+                   const Remedies& remedies, Findings& findings) {
+  const std::string& remedy = remedies.tables;
   const auto gaps = FindSchemaGaps(database);
   if (!gaps) return Add(findings, subject, gaps.failure().message, remedy, ExitStatus::kDatabase);
   for (const SchemaGap& gap : *gaps) {
     if (!gap.key.empty()) {
-      Add(findings, subject, "too old: the key " + gap.key + " is missing", remedy, ExitStatus::kDatabase);
+      Add(findings, subject, "too old: the key " + gap.key + " is missing", remedies.keys,
+          ExitStatus::kDatabase);
       continue;
     }
     if (gap.column.empty()) {
@@ -118,7 +125,7 @@ void ExamineSharedDatabase(const Library& tree, Findings& findings) {
   ExamineServer(database, subject, findings);
   const auto script = SharedSchema();
   if (!script) return Add(findings, "photo.sql", script.failure().message, "install Lumivault again");
-  ExamineSchema(database, subject, *script, InitCommand(tree), findings);
+  ExamineSchema(database, subject, *script, {InitCommand(tree), InitCommand(tree)}, findings);
 }
 
 void ExamineFile(DatabaseReader& database, const std::string& file, Findings& findings) {
@@ -144,7 +151,10 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   ExamineFile(database, Visible(file), findings);
   if (findings.size() > before) return;
   const auto path = SchemaPath(kPersonalScript);
-  ExamineSchema(database, Visible(file), path ? ReadWholeFile(*path).value_or("") : "", index, findings);
+  // A run that finds nothing changed does not write, so it makes no key.
+  const std::string reindex = "run: lumivault reindex " + Visible(library.folder);
+  ExamineSchema(database, Visible(file), path ? ReadWholeFile(*path).value_or("") : "", {index, reindex},
+                findings);
 }
 
 // --- Folders.
