@@ -13,21 +13,18 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "bench_main.h"
 #include "photo_set.h"
 #include "platform/safe_image.h"
 #include "process_peak.h"
-#include "scratch_folder.h"
+#include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::size_t kDefaultCount = 2'000;
 constexpr std::size_t kRounds = 3;
-// Exit statuses of a run: damaged photos may be among those that Exiv2 reads.
-constexpr int kDone = 0;
-constexpr int kSomeFailed = 3;
 constexpr int kUnchangedFiles = 10'000;
 constexpr std::size_t kUnchangedRounds = 7;
 constexpr std::size_t kPhotosPerTransaction = 32;
@@ -99,7 +96,7 @@ class BareDatabase {
 
 double BareStatements(const fs::path& folder, std::size_t count) {
   const fs::path file = folder / "bare.db";
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(file.string() + suffix);
+  RemoveDatabase(file);
   BareDatabase database(file);
   const auto start = Clock::now();
   for (std::size_t i = 0; i < count; ++i) {
@@ -117,13 +114,10 @@ void Print(const char* what, double seconds, std::size_t count) {
 
 // A fresh library each time.
 ProgramRun Index(const fs::path& scratch, const char* workers) {
-  for (const char* suffix : {"", "-wal", "-shm"})
-    fs::remove(scratch / "photos" / (std::string(".KAVOHGADB") + suffix));
+  RemoveDatabase(scratch / "photos/.KAVOHGADB");
   fs::remove_all(scratch / "state");
-  const ProgramRun run = RunAndWatch({LUMIVAULT_PROGRAM, "index", (scratch / "photos").string(), "-j",
-                                      workers, "--quiet", "--root", (scratch / "state").string()});
-  if (run.status != kDone && run.status != kSomeFailed) throw std::runtime_error("the index run failed");
-  return run;
+  return RunAndWatchIndex({LUMIVAULT_PROGRAM, "index", (scratch / "photos").string(), "-j", workers,
+                           "--quiet", "--root", (scratch / "state").string()});
 }
 
 // One and two workers in turn, so that both meet the same machine.
@@ -198,7 +192,7 @@ void BenchUnchanged(const fs::path& scratch, const std::string& photo) {
 
 void Bench(const fs::path& source, std::size_t count) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-  const ScratchFolder scratch;
+  const TempDir scratch;
   const auto files = MakePhotoSet(source, scratch.path() / "photos", count);
   BenchIndex(scratch.path(), files);
   BenchUnchanged(scratch.path(), Smallest(files));
@@ -207,15 +201,5 @@ void Bench(const fs::path& source, std::size_t count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: index_bench PHOTO_FOLDER [COUNT]\n");
-    return 2;
-  }
-  try {
-    Bench(argv[1], argc > 2 ? std::strtoul(argv[2], nullptr, 10) : kDefaultCount);
-    return 0;
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "index_bench: %s\n", error.what());
-    return 1;
-  }
+  return BenchMain("index_bench", argc, argv, Bench);
 }

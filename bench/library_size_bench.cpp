@@ -16,8 +16,8 @@
 #include "installation.h"
 #include "platform/connection_lending.h"
 #include "probe/probe.h"
-#include "scratch_folder.h"
 #include "size_library.h"
+#include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
 
@@ -178,7 +178,7 @@ Plugin LoadPlugin() {
 
 int Bench() {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-  const ScratchFolder scratch;
+  const TempDir scratch;
   const Plugin plugin = LoadPlugin();
   std::vector<SizeLibrary> libraries;
   libraries.reserve(kSizes.size());

@@ -50,6 +50,10 @@ std::string Content(const fs::path& path) {
 
 }  // namespace
 
+void RemoveDatabase(const fs::path& file) {
+  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(file.string() + suffix);
+}
+
 void MakeCopies(const fs::path& photo, const fs::path& folder, std::size_t count) {
   const std::string content = Content(photo);
   for (std::size_t i = 0; i < count; ++i) {

@@ -84,3 +84,11 @@ ProgramRun RunAndWatch(const std::vector<std::string>& command) {
   run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return run;
 }
+
+ProgramRun RunAndWatchIndex(const std::vector<std::string>& command) {
+  constexpr int kDone = 0;
+  constexpr int kSomeFailed = 3;
+  const ProgramRun run = RunAndWatch(command);
+  if (run.status != kDone && run.status != kSomeFailed) throw std::runtime_error("the index run failed");
+  return run;
+}

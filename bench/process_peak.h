@@ -15,6 +15,10 @@ struct ProgramRun {
 // Runs a program with its output thrown away and watches its memory every few milliseconds.
 ProgramRun RunAndWatch(const std::vector<std::string>& command);
 
+// The same for a run of `lumivault index`. Throws when it fails; damaged photos may be among those that Exiv2
+// reads.
+ProgramRun RunAndWatchIndex(const std::vector<std::string>& command);
+
 // Runs a program with its output thrown away, undisturbed. Throws when it does not end with exit status 0.
 double SecondsOf(const std::vector<std::string>& command);
 

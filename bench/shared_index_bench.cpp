@@ -9,6 +9,7 @@
 #include <exiv2/exiv2.hpp>
 #include <stdexcept>
 
+#include "bench_main.h"
 #include "photo_set.h"
 #include "platform/private_cluster.h"
 #include "process_peak.h"
@@ -17,17 +18,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t kDefaultCount = 2'000;
 constexpr std::size_t kRounds = 3;
-// Exit statuses of a run: damaged photos may be among those that Exiv2 reads.
-constexpr int kDone = 0;
-constexpr int kSomeFailed = 3;
 
 double Index(std::vector<std::string> command, const char* workers, const fs::path& state) {
   command.insert(command.end(), {"-j", workers, "--quiet", "--root", state.string()});
-  const ProgramRun run = RunAndWatch(command);
-  if (run.status != kDone && run.status != kSomeFailed) throw std::runtime_error("the index run failed");
-  return run.seconds;
+  return RunAndWatchIndex(command).seconds;
 }
 
 // A fresh library each time. Both are made of the same files, in turn.
@@ -35,7 +30,7 @@ double IndexPersonal(const fs::path& scratch, const char* workers) {
   const fs::path photos = scratch / "photos";
   fs::remove_all(scratch / "personal");
   const double seconds = Index({LUMIVAULT_PROGRAM, "index", photos.string()}, workers, scratch / "personal");
-  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(photos / (std::string(".KAVOHGADB") + suffix));
+  RemoveDatabase(photos / ".KAVOHGADB");
   return seconds;
 }
 
@@ -76,15 +71,5 @@ void Bench(const fs::path& source, std::size_t count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: shared_index_bench PHOTO_FOLDER [COUNT]\n");
-    return 2;
-  }
-  try {
-    Bench(argv[1], argc > 2 ? std::strtoul(argv[2], nullptr, 10) : kDefaultCount);
-    return 0;
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "shared_index_bench: %s\n", error.what());
-    return 1;
-  }
+  return BenchMain("shared_index_bench", argc, argv, Bench);
 }

@@ -32,31 +32,21 @@ class IndexTest : public ServiceTest {
 
   // Everything that a second run must leave as it is, the ids among it.
   std::vector<Row> Everything() const {
-    std::vector<Row> rows = Query("SELECT * FROM photo_image ORDER BY id");
-    for (const char* sql :
-         {"SELECT * FROM photo_share ORDER BY shareid", "SELECT * FROM photo_label ORDER BY id",
-          "SELECT image_id, label_id, status FROM photo_image_label ORDER BY image_id, label_id",
-          "SELECT * FROM video ORDER BY id"}) {
-      const std::vector<Row> more = Query(sql);
-      rows.insert(rows.end(), more.begin(), more.end());
-    }
-    return rows;
+    return QueryAll({"SELECT * FROM photo_image ORDER BY id", "SELECT * FROM photo_share ORDER BY shareid",
+                     "SELECT * FROM photo_label ORDER BY id",
+                     "SELECT image_id, label_id, status FROM photo_image_label ORDER BY image_id, label_id",
+                     "SELECT * FROM video ORDER BY id"});
   }
 
   // The rows as far as they do not depend on the order of work.
   std::vector<Row> RowsWithoutIds() const {
-    std::vector<Row> rows = Query(
-        "SELECT P.*, S.sharename AS in_album, 0 AS id, 0 AS shareid, 0 AS privilege_shareid FROM photo_image "
-        "P "
-        "LEFT JOIN photo_share S ON S.shareid = P.shareid ORDER BY P.path");
-    for (const char* sql :
-         {"SELECT sharename, public, is_subdir FROM photo_share ORDER BY sharename",
-          "SELECT P.path, L.name FROM photo_image_label B JOIN photo_image P ON P.id = B.image_id "
-          "JOIN photo_label L ON L.id = B.label_id ORDER BY 1, 2"}) {
-      const std::vector<Row> more = Query(sql);
-      rows.insert(rows.end(), more.begin(), more.end());
-    }
-    return rows;
+    return QueryAll(
+        {"SELECT P.*, S.sharename AS in_album, 0 AS id, 0 AS shareid, 0 AS privilege_shareid FROM "
+         "photo_image "
+         "P LEFT JOIN photo_share S ON S.shareid = P.shareid ORDER BY P.path",
+         "SELECT sharename, public, is_subdir FROM photo_share ORDER BY sharename",
+         "SELECT P.path, L.name FROM photo_image_label B JOIN photo_image P ON P.id = B.image_id "
+         "JOIN photo_label L ON L.id = B.label_id ORDER BY 1, 2"});
   }
 
   std::vector<std::string> Paths() const {

@@ -12,6 +12,7 @@
 
 #include "probe/probe.h"
 #include "support/media_maker.h"
+#include "support/reader_values.h"
 
 namespace {
 
@@ -44,23 +45,6 @@ bool IsVideo(const std::filesystem::path& path) {
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char c) { return std::tolower(c); });
   return kVideoExtensions.contains(extension);
-}
-
-std::string Trimmed(std::string text) {
-  text.erase(text.find_last_not_of(' ') + 1);
-  text.erase(0, text.find_first_not_of(' '));
-  return text;
-}
-
-// Seconds as a number, or as text: "1.5", "00:00:01.5" with a comma or a point.
-double Seconds(const Json::Value& value) {
-  if (value.isNumeric()) return value.asDouble();
-  double seconds = 0;
-  std::string text = value.asString();
-  std::replace(text.begin(), text.end(), ',', '.');
-  std::istringstream parts(text);
-  for (std::string part; std::getline(parts, part, ':');) seconds = seconds * 60 + std::stod(part);
-  return seconds;
 }
 
 // "1/125" or "2.5"

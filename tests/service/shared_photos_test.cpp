@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "support/media_maker.h"
+#include "support/reader_values.h"
 #include "support/service_test.h"
 
 namespace fs = std::filesystem;
@@ -67,25 +68,8 @@ const std::map<std::string, Reasons> kDifferences = {
 constexpr int kPeople = 0;
 constexpr int kKeywords = 2;
 
-std::string Trimmed(const std::string& text) {
-  constexpr const char* kBlanks = " \t\r\n";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
-
 double Number(const Json::Value& value) {
   return value.isNumeric() ? value.asDouble() : std::stod(value.asString());
-}
-
-// As a number, or as text: "1.5", "00:00:01.5" with a comma or a point.
-double Seconds(const Json::Value& value) {
-  if (value.isNumeric()) return value.asDouble();
-  double seconds = 0;
-  std::string text = value.asString();
-  std::replace(text.begin(), text.end(), ',', '.');
-  std::istringstream parts(text);
-  for (std::string part; std::getline(parts, part, ':');) seconds = seconds * 60 + std::stod(part);
-  return seconds;
 }
 
 // The first of KEYS that ENTRY has, null when it has none.

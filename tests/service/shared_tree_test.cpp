@@ -344,6 +344,14 @@ class RightsTest : public SharedTreeTest {
     Query("INSERT INTO photo_upload_right" + suffix + " VALUES (1027, " + AlbumId("2024") + ", 'then')");
     Query("INSERT INTO photo_manage_right" + suffix + " VALUES (1028, " + AlbumId("2024") + ", 'then')");
   }
+  // Of an album that is made in one with rights in both account systems.
+  std::vector<std::string> RightsOfASubAlbum() {
+    GiveRights("_for_zor_account");
+    GiveRights("");
+    fs::create_directories(File("2024/trip"));
+    Index();
+    return RightsOf("2024/trip");
+  }
   // right:accounts:user of what `rights` shows, each with a time that is one with its line end.
   std::vector<std::string> RightsOf(const std::string& album) {
     const Json::Value shown = StrictJson(Run({"rights", "--shared", album, "--json"}).out);
@@ -361,24 +369,16 @@ class RightsTest : public SharedTreeTest {
 TEST_F(RightsTest, NewPrivateSubAlbumsTakeThoseOfTheirParentInThePackagesAccounts) {
   fs::create_directories(File("2024"));
   Index();
-  GiveRights("_for_zor_account");
-  GiveRights("");
-  fs::create_directories(File("2024/trip"));
-  Index();
-  EXPECT_THAT(RightsOf("2024/trip"), ElementsAre("access:package:1026", "access:package:1027",
-                                                 "upload:package:1027", "manage:package:1028"));
+  EXPECT_THAT(RightsOfASubAlbum(), ElementsAre("access:package:1026", "access:package:1027",
+                                               "upload:package:1027", "manage:package:1028"));
 }
 
 TEST_F(RightsTest, AndInTheAppliancesAccounts) {
   fs::create_directories(File("2024"));
   Index();
   Query("INSERT INTO photo_config VALUES ('account_system', '0')");
-  GiveRights("_for_zor_account");
-  GiveRights("");
-  fs::create_directories(File("2024/trip"));
-  Index();
-  EXPECT_THAT(RightsOf("2024/trip"), ElementsAre("access:appliance:1026", "access:appliance:1027",
-                                                 "upload:appliance:1027", "manage:appliance:1028"));
+  EXPECT_THAT(RightsOfASubAlbum(), ElementsAre("access:appliance:1026", "access:appliance:1027",
+                                               "upload:appliance:1027", "manage:appliance:1028"));
 }
 
 TEST_F(RightsTest, ThatNobodyHasAreOneLine) {

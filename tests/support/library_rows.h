@@ -15,20 +15,15 @@ class LibraryRowsTest : public ServiceTest {
   // Every row as far as it does not depend on ids, on the clock, or on what a photo was called before (a
   // title made from a name is not told from one that somebody gave).
   std::vector<Row> Rows() const {
-    std::vector<Row> rows = Query(
-        "SELECT P.*, S.sharename AS in_album, R.sharename AS rights_of, 0 AS id, 0 AS shareid, 0 AS "
-        "privilege_shareid, '' AS title, '' AS create_time FROM photo_image P LEFT JOIN photo_share S ON "
-        "S.shareid = P.shareid LEFT JOIN photo_share R ON R.shareid = P.privilege_shareid ORDER BY P.path");
-    for (const char* sql :
-         {"SELECT A.sharename, A.public, A.is_subdir, A.updated, A.conversion, R.sharename AS refers_to FROM "
-          "photo_share A LEFT JOIN photo_share R ON R.shareid = A.ref_shareid ORDER BY A.sharename",
-          "SELECT P.path, L.name, L.category, B.info, B.status FROM photo_image_label B JOIN photo_image P "
-          "ON P.id = B.image_id JOIN photo_label L ON L.id = B.label_id ORDER BY P.path, L.category, L.name",
-          "SELECT category, name FROM photo_label ORDER BY category, name"}) {
-      const std::vector<Row> more = Query(sql);
-      rows.insert(rows.end(), more.begin(), more.end());
-    }
-    return rows;
+    return QueryAll(
+        {"SELECT P.*, S.sharename AS in_album, R.sharename AS rights_of, 0 AS id, 0 AS shareid, 0 AS "
+         "privilege_shareid, '' AS title, '' AS create_time FROM photo_image P LEFT JOIN photo_share S ON "
+         "S.shareid = P.shareid LEFT JOIN photo_share R ON R.shareid = P.privilege_shareid ORDER BY P.path",
+         "SELECT A.sharename, A.public, A.is_subdir, A.updated, A.conversion, R.sharename AS refers_to FROM "
+         "photo_share A LEFT JOIN photo_share R ON R.shareid = A.ref_shareid ORDER BY A.sharename",
+         "SELECT P.path, L.name, L.category, B.info, B.status FROM photo_image_label B JOIN photo_image P "
+         "ON P.id = B.image_id JOIN photo_label L ON L.id = B.label_id ORDER BY P.path, L.category, L.name",
+         "SELECT category, name FROM photo_label ORDER BY category, name"});
   }
 
   // The key of the file at PATH as a literal.

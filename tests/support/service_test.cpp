@@ -210,6 +210,15 @@ std::vector<ServiceTest::Row> ServiceTest::Query(const std::string& sql) const {
   return shared_ ? QueryServer(sql) : QueryDatabase(folder() / ".KAVOHGADB", sql);
 }
 
+std::vector<ServiceTest::Row> ServiceTest::QueryAll(const std::vector<std::string>& statements) const {
+  std::vector<Row> rows;
+  for (const std::string& sql : statements) {
+    const std::vector<Row> more = Query(sql);
+    rows.insert(rows.end(), more.begin(), more.end());
+  }
+  return rows;
+}
+
 std::string ServiceTest::Value(const std::string& sql) const {
   const std::vector<Row> rows = Query(sql);
   return rows.empty() ? "" : rows.front().begin()->second;

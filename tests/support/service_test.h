@@ -103,6 +103,8 @@ class ServiceTest : public testing::Test {
 
   // Statements on the folder's database.
   std::vector<Row> Query(const std::string& sql) const;
+  // The rows of each, one after the other.
+  std::vector<Row> QueryAll(const std::vector<std::string>& statements) const;
   std::string Value(const std::string& sql) const;
 
  private:
