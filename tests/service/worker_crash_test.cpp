@@ -199,6 +199,13 @@ TEST_F(WorkerCrashTest, SigtermEndsWithItsOwnStatusAndDoesNotWaitForAFileThatHan
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
+TEST_F(WorkerCrashTest, TheEndOfItsTerminalEndsARunWithItsOwnStatus) {
+  MakePhotos({"hang.jpg"});
+  const auto run = StartAndHang();
+  run->Signal(SIGHUP);
+  EXPECT_EQ(run->Wait().status, 129);
+}
+
 // One signal leaves the worker two seconds. Signals of two numbers, since two of one may arrive as one.
 TEST_F(WorkerCrashTest, ASecondSignalEndsTheRunAtOnce) {
   constexpr int kAttempts = 5;  // a busy machine may be late, but not every time

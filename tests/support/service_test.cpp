@@ -61,6 +61,7 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const fs::path
   Redirect("/dev/null", STDIN_FILENO);
   Redirect(out_, STDOUT_FILENO);
   Redirect(err_, STDERR_FILENO);
+  signal(SIGHUP, SIG_DFL);  // whoever runs the tests may have it ignored
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
   if (as_user) Become(*as_user);
   Execute(program, arguments);
