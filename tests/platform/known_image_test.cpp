@@ -65,6 +65,13 @@ std::string Colour(Exiv2::Image::AutoPtr (*open)(const std::string&), const std:
 
 class KnownImage : public testing::Test {
  protected:
+  // Whatever the tests before have left.
+  void SetUp() override {
+    constexpr std::size_t kRoom = 8;
+    SetImageCacheCount(0);
+    SetImageCacheCount(kRoom);
+  }
+
   TempDir dir_;
 };
 
