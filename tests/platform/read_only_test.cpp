@@ -124,6 +124,13 @@ TEST_F(ReadOnlyTest, AFolderThatCannotBeWrittenIsReadAsItStands) {
   EXPECT_THAT(Names(), testing::ElementsAre("photo.db"));
 }
 
+TEST_F(ReadOnlyTest, ALogIsReadWhereNothingCanBeWritten) {
+  const Connection writer = OpenSqlite(file());
+  Send(writer, "UPDATE t SET v = 'in the log'");
+  GiveUpWriting();
+  EXPECT_EQ(Value(OpenForReading(), "SELECT v FROM t"), "in the log");
+}
+
 TEST_F(ReadOnlyTest, AnAnswerThatMayBeOfTwoMomentsIsRefused) {
   GiveUpWriting();
   const Connection reader = OpenForReading();
