@@ -208,6 +208,8 @@ class LossByErrors : public LossTest {
  protected:
   void Fail(const std::string& call, const std::string& name) {
     Environment("LD_PRELOAD", FAILING_CALLS);
+    // A program that was built with the address sanitizer wants that one first.
+    Environment("ASAN_OPTIONS", "verify_asan_link_order=0");
     Environment("FAIL_CALL", call);
     Environment("FAIL_NAME", name);
   }
