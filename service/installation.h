@@ -15,9 +15,11 @@ std::string ProgramPath();
 Outcome<FileDescriptor> OpenWorkerProgram();
 // The plug-in: what LUMIVAULT_PLUGIN names, else the one that belongs to this program.
 Outcome<std::string> PluginPath();
-// The schema script NAME.
+
+// The schema scripts of the two kinds of databases.
 inline constexpr const char* kPersonalScript = "pphoto.sql";
 inline constexpr const char* kSharedScript = "photo.sql";
+// Where the script NAME is.
 Outcome<std::string> SchemaPath(const std::string& name);
 
 #endif  // SERVICE_INSTALLATION_H_
