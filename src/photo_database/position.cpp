@@ -1,17 +1,12 @@
 #include "photo_database/position.h"
 
-#include <charconv>
 #include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <iterator>
-#include <limits>
-#include <tuple>
 
 #include "base/c_locale.h"
 #include "base/limits.h"
 #include "base/log.h"
 #include "base/text.h"
+#include "photo_database/position_angle.h"
 #include "photo_database/storable_text.h"
 #include "photo_database/tool_values.h"
 #include "photo_util/side_reader.h"
@@ -20,115 +15,81 @@
 namespace {
 
 constexpr std::size_t kTagValueSize = 32;
-constexpr float kSixtieths = 60;
-
 struct Axis {
   const char* value_key;
   const char* reference_key;
   const char* script_tag;
   // The reference that leaves the value as it is; with any other, and with none, it is negated.
   char positive;
+  float most;  // degrees on either side
 };
-constexpr Axis kLatitude = {"Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLatitudeRef", "GPSLatitude", 'N'};
-constexpr Axis kLongitude = {"Exif.GPSInfo.GPSLongitude", "Exif.GPSInfo.GPSLongitudeRef", "GPSLongitude",
-                             'E'};
-
-bool IsWhole(float part) {
-  return std::isfinite(part) && part == std::floor(part);
-}
-
-// Single precision is part of the stored values.
-struct Angle {
-  float degrees = 0;
-  float minutes = 0;
-  float seconds = 0;
-
-  bool HasNegativePart() const { return degrees < 0 || minutes < 0 || seconds < 0; }
-  bool HasWholeParts() const { return IsWhole(degrees) && IsWhole(minutes) && IsWhole(seconds); }
-  float Value() const { return (seconds / kSixtieths + minutes) / kSixtieths + degrees; }
-};
+constexpr Axis kLatitude = {"Exif.GPSInfo.GPSLatitude", "Exif.GPSInfo.GPSLatitudeRef", "GPSLatitude", 'N',
+                            90};
+constexpr Axis kLongitude = {"Exif.GPSInfo.GPSLongitude", "Exif.GPSInfo.GPSLongitudeRef", "GPSLongitude", 'E',
+                             180};
 
 struct TagPair {
   std::string reference;
   std::string value;
 };
 
-// Parts that are missing or cannot be read stay 0.
-Angle ParseAngle(const std::string& text) {
-  const CLocale locale;
+// What the tool and the script tell of one axis.
+struct Reading {
   Angle angle;
-  // NOLINTNEXTLINE(cert-err34-c): a number beyond float is seen by the caller
-  std::ignore = std::sscanf(text.c_str(), "%fdeg %f' %f\"", &angle.degrees, &angle.minutes, &angle.seconds);
-  return angle;
+  bool positive = false;     // by the reference
+  bool from_script = false;  // which has the last word on what is on earth
+  bool raw = false;          // no angle, by the tool's own account
+};
+
+Reading ReadAngle(const char* path, const Axis& axis, const TagPair& tags) {
+  const bool positive = !tags.reference.empty() && tags.reference.front() == axis.positive;
+  Reading reading{ParsePrintedAngle(tags.value), positive, false, IsPrintedRaw(tags.value)};
+  if (!reading.angle.HasNegativePart()) return reading;
+  if (const auto better = PhotoGPSScriptValueGet(path, axis.script_tag))
+    return {ParseAngle(*better), positive, true, false};
+  return reading;
 }
 
-// "53903520/1000000". Numbers with a sign are none of a position's.
-std::optional<float> ParseRational(std::string_view text) {
-  const char* const end = text.data() + text.size();
-  std::uint32_t numerator = 0;
-  const auto upper = std::from_chars(text.data(), end, numerator);
-  if (upper.ec != std::errc() || upper.ptr == end || *upper.ptr != '/') return std::nullopt;
-  std::uint32_t denominator = 0;
-  const auto lower = std::from_chars(upper.ptr + 1, end, denominator);
-  if (lower.ec != std::errc() || lower.ptr != end || denominator == 0) return std::nullopt;
-  return static_cast<float>(static_cast<double>(numerator) / denominator);
+// False also for what is no number.
+bool IsOnEarth(float degrees, const Axis& axis) {
+  return std::abs(degrees) <= axis.most;
 }
 
-// One to three rationals and nothing else.
-std::optional<Angle> ParseRationals(const std::string& text) {
-  Angle angle;
-  float* const parts[] = {&angle.degrees, &angle.minutes, &angle.seconds};
-  const std::vector<std::string> words = SplitWords(text);
-  if (words.empty() || words.size() > std::size(parts)) return std::nullopt;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const auto part = ParseRational(words[i]);
-    if (!part) return std::nullopt;
-    *parts[i] = *part;
-  }
-  return angle;
+std::optional<float> Referred(float degrees, const Axis& axis, const Reading& reading) {
+  if (!IsOnEarth(degrees, axis)) return std::nullopt;
+  return reading.positive ? degrees : -degrees;
 }
 
-bool RoundsTo(float exact, float whole) {
-  constexpr float kHalf = 0.5F;
-  return std::abs(exact - whole) <= kHalf + whole * std::numeric_limits<float>::epsilon();
+// A stored sign says south or west by itself, whatever the letter is.
+std::optional<float> SignedPosition(const Fractions& stored, const Axis& axis, const Reading& reading) {
+  const auto degrees = SignedDegrees(stored, axis.most);
+  return degrees && *degrees >= 0 ? Referred(*degrees, axis, reading) : degrees;
 }
 
-// Newer versions of the tool print whole parts, up to half a degree off. The stored parts are taken where
+// Newer versions of the tool print whole parts, up to half a degree off; the stored parts are taken where
 // they round to the printed ones.
-Angle Unrounded(const char* path, const Axis& axis, const Angle& printed) {
-  const auto text = StoredTagValue(path, axis.value_key);
-  const auto stored = text ? ParseRationals(*text) : std::nullopt;
-  const bool agrees = stored && RoundsTo(stored->degrees, printed.degrees) &&
-                      RoundsTo(stored->minutes, printed.minutes) &&
-                      RoundsTo(stored->seconds, printed.seconds);
-  return agrees ? *stored : printed;
-}
-
-// A negative part is stored as an unsigned number beyond int, and how the tool prints that is its processor's
-// way: as the lowest int, or as the highest.
-float WithSign(float part) {
-  constexpr float kBeyondInt = 2147483648.0F;
-  return part == kBeyondInt ? -kBeyondInt : part;
-}
-
-Angle ParsePrinted(const std::string& text) {
-  const Angle angle = ParseAngle(text);
-  return {WithSign(angle.degrees), WithSign(angle.minutes), WithSign(angle.seconds)};
-}
-
-// The tool prints some negative parts in a way of its own; the script knows them better.
-Angle AngleOf(const char* path, const Axis& axis, const std::string& text) {
-  const Angle angle = ParsePrinted(text);
-  if (angle.HasNegativePart()) {
-    const auto better = PhotoGPSScriptValueGet(path, axis.script_tag);
-    return better ? ParseAngle(*better) : angle;
+std::optional<float> StoredPosition(const Fractions& stored, const Axis& axis, const Reading& reading) {
+  const bool nonsense = reading.raw || reading.from_script || reading.angle.HasNegativePart() ||
+                        !IsOnEarth(reading.angle.Value(), axis);
+  if (nonsense) return SignedPosition(stored, axis, reading);
+  if (HidesNoNumber(stored, reading.angle)) return std::nullopt;
+  if (HasNegativeFraction(stored)) {
+    const auto position = SignedPosition(stored, axis, reading);
+    return position ? position : Referred(reading.angle.Value(), axis, reading);
   }
-  return angle.HasWholeParts() ? Unrounded(path, axis, angle) : angle;
+  return Referred(Unrounded(stored, reading.angle).value_or(reading.angle).Value(), axis, reading);
 }
 
-float Degrees(const char* path, const Axis& axis, const TagPair& tags) {
-  const float value = AngleOf(path, axis, tags.value).Value();
-  return !tags.reference.empty() && tags.reference.front() == axis.positive ? value : -value;
+// Nothing for what is nowhere on earth.
+std::optional<float> Degrees(const char* path, const Axis& axis, const Reading& reading) {
+  const auto told = Referred(reading.angle.Value(), axis, reading);
+  const bool exact = reading.from_script ||
+                     !(reading.raw || reading.angle.HasNegativePart() || reading.angle.HasWholeParts());
+  if (told && exact) return told;
+  const auto text = StoredTagValue(path, axis.value_key);
+  if (const auto stored = text ? ParseFractions(*text) : std::nullopt)
+    return StoredPosition(*stored, axis, reading);
+  return reading.raw ? std::nullopt : told;
 }
 
 std::optional<TagPair> ReadTags(const char* path, const Axis& axis) {
@@ -149,11 +110,13 @@ Position PositionFromTags(const char* path) {
   if (!latitude) return {};
   const auto longitude = ReadTags(path, kLongitude);
   if (!longitude) return {};
-  const float north = Degrees(path, kLatitude, *latitude);
-  const float east = Degrees(path, kLongitude, *longitude);
-  // A hostile tag may read as infinity or as no number, and that is nowhere.
-  if (!std::isfinite(north) || !std::isfinite(east)) return {};
-  Position position{{}, DecimalText(north), DecimalText(east)};
+  const Reading north = ReadAngle(path, kLatitude, *latitude);
+  const Reading east = ReadAngle(path, kLongitude, *longitude);
+  const auto north_degrees = Degrees(path, kLatitude, north);
+  if (!north_degrees) return {};
+  const auto east_degrees = Degrees(path, kLongitude, east);
+  if (!east_degrees) return {};
+  Position position{{}, DecimalText(*north_degrees), DecimalText(*east_degrees)};
   position.gps = FormatText(kGpsSize, "{\"lat\":\"%s\",\"lng\":\"%s\"}", position.latitude.c_str(),
                             position.longitude.c_str());
   return position;

@@ -1,6 +1,8 @@
 // Where photos and videos were taken, read from real files.
 #include "photo_database/position.h"
 
+#include <exiv2/exiv2.hpp>
+
 #include "support/saved_media.h"
 #include "support/syslog_capture.h"
 
@@ -22,6 +24,19 @@ class PositionTest : public SavedMediaTest {
             {"Exif.GPSInfo.GPSLongitude", longitude}};
   }
 };
+
+void StoreCoordinatesSigned(const std::string& path, const char* latitude, const char* longitude) {
+  const Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(path);
+  image->readMetadata();
+  const std::pair<const char*, const char*> values[] = {{"Exif.GPSInfo.GPSLatitude", latitude},
+                                                        {"Exif.GPSInfo.GPSLongitude", longitude}};
+  for (const auto& [key, text] : values) {
+    const Exiv2::Value::AutoPtr value = Exiv2::Value::create(Exiv2::signedRational);
+    ASSERT_EQ(value->read(text), 0);
+    image->exifData()[key].setValue(value.get());
+  }
+  image->writeMetadata();
+}
 
 TEST_P(PositionTest, SideFileIsConsumed) {
   MakeJpeg(Path("b.jpg"), 8, 6, Coordinates("N", "1/1 0/1 0/1", "E", "2/1 0/1 0/1"));
@@ -110,6 +125,54 @@ TEST_P(PositionTest, NegativePartsAreAskedOfTheScript) {
   const std::string asked = ReadFile(tree().root() / "asked");
   EXPECT_THAT(asked, HasSubstr("-t GPSLatitude -f " + Path("b.jpg")));
   EXPECT_EQ(Gps("b.jpg"), "{\"lat\":\"-35.750000\",\"lng\":\"1.250000\"}");
+}
+
+// A part with a sign has the type of signed numbers, or is stored in the unsigned type that the tag has.
+TEST_P(PositionTest, NegativePartsAreReadAsStoredWithoutTheScript) {
+  MakeJpeg(Path("unsigned.jpg"), 8, 6, Coordinates("N", "-35/1 30/1 0/1", "E", "0/1 -30/1 0/1"));
+  MakeJpeg(Path("signed.jpg"), 8, 6, Coordinates("N", "-35/1 30/1 0/1", "E", "0/1 -30/1 0/1"));
+  StoreCoordinatesSigned(Path("signed.jpg"), "-35/1 30/1 0/1", "0/1 -30/1 0/1");
+  for (const char* name : {"unsigned.jpg", "signed.jpg"}) {
+    EXPECT_EQ(SavePhoto(name), 0);
+    EXPECT_EQ(Gps(name), "{\"lat\":\"-35.500000\",\"lng\":\"-0.500000\"}") << name;
+    EXPECT_EQ(Photo(name, "lat"), "-35.5") << name;
+  }
+}
+
+struct LimitCase {
+  const char* latitude;
+  const char* longitude;
+  const char* gps;
+};
+
+TEST_P(PositionTest, NumbersAtTheLimits) {
+  const LimitCase cases[] = {
+      {"90/1 0/1 0/1", "180/1 0/1 0/1", R"({"lat":"90.000000","lng":"180.000000"})"},
+      {"900001/10000 0/1 0/1", "1/1 0/1 0/1", ""},
+      {"90/1 0/1 36/100", "1/1 0/1 0/1", ""},
+      {"1/1 0/1 0/1", "1800001/10000 0/1 0/1", ""},
+      {"91/1 0/1 0/1", "1/1 0/1 0/1", ""},
+      {"1/1 0/1 0/1", "91/1 0/1 0/1", R"({"lat":"1.000000","lng":"91.000000"})"},
+      {"35/1 59/1 75/1", "1/1 75/1 0/1", R"({"lat":"36.004166","lng":"2.250000"})"},
+      {"4294967295/4294967295 0/1 0/1", "1/1 0/1 0/1", R"({"lat":"1.000000","lng":"1.000000"})"},
+      {"2147483648/1 0/1 0/1", "1/1 0/1 0/1", ""},
+      {"4294967205/1 0/1 0/1", "1/1 0/1 0/1", ""},
+      {"4294967206/1 0/1 0/1", "1/1 0/1 0/1", R"({"lat":"-90.000000","lng":"1.000000"})"},
+      {"0/0 0/0 0/0", "0/0 0/0 0/0", ""},
+      {"1/1 0/1 0/1", "0/0 0/0 0/0", ""},
+      {"1/0 0/1 0/1", "1/1 0/1 0/1", ""},
+      {"46/1 539/10 0/0", "1/1 0/1 0/1", R"({"lat":"46.898335","lng":"1.000000"})"},
+      {"35/1 30/1", "1/1", R"({"lat":"35.500000","lng":"1.000000"})"},
+      {"35/1 30/1 0/1 5/1", "1/1 0/1 0/1", ""},
+      {"0/1 0/1 0/1", "0/1 0/1 0/1", R"({"lat":"0.000000","lng":"0.000000"})"},
+  };
+  for (const LimitCase& limit : cases) {
+    SCOPED_TRACE(std::string(limit.latitude) + ", " + limit.longitude);
+    MakeJpeg(Path("b.jpg"), 8, 6, Coordinates("N", limit.latitude, "E", limit.longitude));
+    EXPECT_EQ(SavePhoto("b.jpg"), 0);
+    EXPECT_EQ(Gps("b.jpg"), limit.gps);
+    EXPECT_EQ(Photo("b.jpg", "lat") == "NULL", *limit.gps == '\0');
+  }
 }
 
 TEST_P(PositionTest, NumbersOfNoMeaningLoseNoRow) {

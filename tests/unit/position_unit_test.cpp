@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "support/comma_locale.h"
 #include "support/fake_library.h"
 
@@ -47,6 +49,12 @@ class PositionTest : public FakeLibraryTest {
         questions.push_back(call.substr(tool.size(), call.find(" /") - tool.size()));
     }
     return questions;
+  }
+  // How many calls came before the first with TEXT in it.
+  static std::ptrdiff_t FirstCallWith(const std::string& text) {
+    const auto& calls = fake().calls;
+    const auto has = [&](const std::string& call) { return call.find(text) != call.npos; };
+    return std::find_if(calls.begin(), calls.end(), has) - calls.begin();
   }
   std::optional<Position> Get(PositionMode mode = PositionMode::kPhoto) const {
     return PhotoGPSInfoGet(path().c_str(), mode);
@@ -193,11 +201,36 @@ TEST_F(TagPositionTest, NumbersThatNoStatementCanHoldAreNoPosition) {
   }
 }
 
-TEST_F(TagPositionTest, LargestNumberFitsItsColumns) {
-  SetTags("North", "3e38deg", "East", "1deg");
-  const auto position = Get();
-  EXPECT_EQ(position->latitude.size(), 46U);
-  EXPECT_EQ(position->gps.size(), 63U);
+TEST_F(TagPositionTest, FurthestPointsAreOnEarth) {
+  SetTags("North", "90deg 0' 0\"", "East", "180deg 0' 0\"");
+  EXPECT_EQ(Texts(), "{\"lat\":\"90.000000\",\"lng\":\"180.000000\"}|90.000000|180.000000");
+  SetTags("South", "89deg 59' 60\"", "West", "179deg 60' 0\"");
+  EXPECT_EQ(Texts(), "{\"lat\":\"-90.000000\",\"lng\":\"-180.000000\"}|-90.000000|-180.000000");
+}
+
+TEST_F(TagPositionTest, BeyondThePolesOrTheDateLineIsNoPosition) {
+  for (const char* text : {"90.0001deg 0' 0\"", "90deg 0' 1\"", "91deg", "89deg 60' 0.1\"", "3e38deg"}) {
+    for (const char* letter : {"North", "South"}) {
+      SetTags(letter, text, "East", "1deg 0' 0\"");
+      EXPECT_EQ(Texts(), "||") << letter << text;
+    }
+  }
+  for (const char* text : {"180.0001deg 0' 0\"", "180deg 0' 1\"", "181deg", "3e38deg"}) {
+    for (const char* letter : {"East", "West"}) {
+      SetTags("North", "1deg 0' 0\"", letter, text);
+      EXPECT_EQ(Texts(), "||") << letter << text;
+    }
+  }
+}
+
+TEST_F(TagPositionTest, LongitudesGoFurtherThanLatitudes) {
+  SetTags("North", "89.5deg", "East", "90.5deg");
+  EXPECT_EQ(Texts(), "{\"lat\":\"89.500000\",\"lng\":\"90.500000\"}|89.500000|90.500000");
+}
+
+TEST_F(TagPositionTest, SixtySecondsAndMoreCount) {
+  SetTags("North", "35deg 59' 75\"", "East", "1deg 75' 0\"");
+  EXPECT_EQ(Texts(), "{\"lat\":\"36.004166\",\"lng\":\"2.250000\"}|36.004166|2.250000");
 }
 
 TEST_F(TagPositionTest, NegativePartsAreAskedOfTheScript) {
@@ -215,11 +248,13 @@ TEST_F(TagPositionTest, HighestIntIsANegativePart) {
   EXPECT_EQ(Get()->latitude, "-35.750000");
 }
 
-TEST_F(TagPositionTest, LowestAndHighestIntAreTheSameWithoutTheScript) {
-  SetTags("South", "-2147483648deg 0' 0\"", "East", "1deg 0' 0\"");
-  const std::string lowest = Get()->latitude;
-  SetTags("South", "2147483647deg 0' 0\"", "East", "1deg 0' 0\"");
-  EXPECT_EQ(Get()->latitude, lowest);
+TEST_F(TagPositionTest, LowestAndHighestIntAreNowhereWithoutTheScript) {
+  for (const char* letter : {"North", "South"}) {
+    SetTags(letter, "-2147483648deg 0' 0\"", "East", "1deg 0' 0\"");
+    EXPECT_EQ(Texts(), "||");
+    SetTags(letter, "2147483647deg 0' 0\"", "East", "1deg 0' 0\"");
+    EXPECT_EQ(Texts(), "||");
+  }
 }
 
 TEST_F(TagPositionTest, NegativePartsStayWithoutTheScript) {
@@ -293,17 +328,17 @@ TEST_F(RoundedPositionTest, StoredPartsThatDisagreeAreIgnored) {
 }
 
 TEST_F(RoundedPositionTest, StoredPartsWithoutMeaningAreIgnored) {
-  for (const char* stored : {"46/1 54/0 0/1", "0/0 0/0 0/0", "46/1 539/10 0/0", "46/1 539/10 0/1 0/1",
-                             "46/1 53.9/1 0/1", "46 54 0", "46/1 539/10/1 0/1", "46/1 539/ 0/1",
-                             "46/1 /1 0/1", "46/1 539/10 -1/10", "+46/1 539/10 0/1", "46/1 99999999999/1 0/1",
+  for (const char* stored : {"46/1 54/0 0/1", "0/0 0/0 0/0", "46/1 539/10 0/1 0/1", "46/1 53.9/1 0/1",
+                             "46 54 0", "46/1 539/10/1 0/1", "46/1 539/ 0/1", "46/1 /1 0/1",
+                             "46/1 539/10 -1/10", "+46/1 539/10 0/1", "46/1 99999999999/1 0/1",
                              "46/1 539/10 0/1x", "46/1, 539/10, 0/1", "nonsense", "\n46/1 539/10 0/1", " "}) {
     EXPECT_EQ(Latitude("46deg 54' 0\"", stored), "46.900002") << stored;
   }
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
-TEST_F(RoundedPositionTest, InfinityIsNotRoundedFromAnything) {
-  EXPECT_EQ(Latitude("1e39deg 54' 0\"", "46/1 54/1 0/1"), "");
+TEST_F(RoundedPositionTest, InfinityGivesWayToWhatIsStored) {
+  EXPECT_EQ(Latitude("1e39deg 54' 0\"", "46/1 54/1 0/1"), "46.900002");
 }
 
 TEST_F(RoundedPositionTest, FirstOfSeveralStoredValuesCounts) {
@@ -336,13 +371,117 @@ TEST_F(RoundedPositionTest, ReferencesGiveTheSignAsEver) {
   EXPECT_EQ(Get()->longitude, "-102.768333");
 }
 
-TEST_F(RoundedPositionTest, TheScriptHasTheLastWord) {
+TEST_F(RoundedPositionTest, TheScriptComesBeforeTheStoredParts) {
   SetTags("North", "35deg -30' 0\"", "East", "1deg -2' 0\"");
-  SetStored("35/1 301/10 0/1", "1/1 2/1 0/1");
+  SetStored("35/1 301/10 0/1", "-1/1 2/1 0/1");
   SetScript("GPSLatitude", "35deg 30' 0\"");  // and none for the longitude
   EXPECT_EQ(Get()->latitude, "35.500000");
-  EXPECT_EQ(Get()->longitude, "0.966667");
-  EXPECT_THAT(Asked(), testing::Not(testing::Contains(testing::HasSubstr("-Pv"))));
+  EXPECT_EQ(Get()->longitude, "-1.033333");
+  EXPECT_THAT(Asked(), testing::Not(testing::Contains("Exif.GPSInfo.GPSLatitude -Pv")));
+  EXPECT_EQ(fake().Count("ProcessRunner(/usr/bin/php"), 2 * 2);
+}
+
+// --- What the tool prints is nonsense, and what is stored is none.
+
+class StoredPositionTest : public RoundedPositionTest {
+ protected:
+  // The latitude of what is stored without the script, for a letter of the reference; "" for no position.
+  std::string Stored(const std::string& letter, const std::string& printed, const std::string& stored) {
+    SetTags(letter, printed, "East", "1deg 0' 0\"");
+    SetStored(stored, "1/1 0/1 0/1");
+    const auto position = Get();
+    EXPECT_EQ(position->latitude.empty(), position->gps.empty());
+    EXPECT_EQ(position->latitude.empty(), position->longitude.empty());
+    return position->latitude;
+  }
+};
+
+TEST_F(StoredPositionTest, SignedPartsAreTakenWithoutTheScript) {
+  EXPECT_EQ(Stored("North", "-34deg 30' 0\"", "-35/1 30/1 0/1"), "-35.500000");
+  EXPECT_EQ(Stored("North", "-34deg -29' 0\"", "-35/1 -30/1 0/1"), "-35.500000");
+  EXPECT_EQ(Stored("North", "0deg -29' 0\"", "0/1 -30/1 36/1"), "-0.510000");
+  EXPECT_EQ(Stored("North", "-34deg 0' 0\"", "355/-10 0/1 0/1"), "-35.500000");
+}
+
+TEST_F(StoredPositionTest, ASignIsSouthWhateverTheLetter) {
+  for (const char* letter : {"North", "South", "(78)"}) {
+    EXPECT_EQ(Stored(letter, "-34deg 30' 0\"", "-35/1 30/1 0/1"), "-35.500000") << letter;
+  }
+}
+
+TEST_F(StoredPositionTest, SignsThatTheToolRoundsAwayCount) {
+  EXPECT_EQ(Stored("North", "0deg 0' 0\"", "-6/10 0/1 0/1"), "-0.600000");
+  EXPECT_EQ(Stored("North", "36deg 0' 0\"", "-355/-10 0/1 0/1"), "35.500000");
+}
+
+TEST_F(StoredPositionTest, SignsThatWereStoredAsUnsignedNumbersCount) {
+  for (const char* printed : {"-2147483648deg 30' 0\"", "2147483647deg 30' 0\""}) {
+    EXPECT_EQ(Stored("North", printed, "4294967261/1 30/1 0/1"), "-35.500000") << printed;
+  }
+  EXPECT_EQ(Stored("North", "429496694deg 0' 0\"", "4294966941/10 0/1 0/1"), "-35.500000");
+  EXPECT_EQ(Stored("North", "-2147483648deg -2147483648' 0\"", "4294967261/1 4294967266/1 0/1"),
+            "-35.500000");
+}
+
+TEST_F(StoredPositionTest, SignsThatContradictEachOtherAreNoPosition) {
+  EXPECT_EQ(Stored("North", "35deg -29' 0\"", "35/1 -30/1 0/1"), "");
+  EXPECT_EQ(Stored("North", "35deg -2147483648' 0\"", "35/1 4294967266/1 0/1"), "");
+  EXPECT_EQ(Stored("North", "0deg 30' -29\"", "0/1 30/1 -30/1"), "");
+}
+
+TEST_F(StoredPositionTest, LowestAndHighestNumbersAreNoPosition) {
+  EXPECT_EQ(Stored("North", "-2147483648deg 0' 0\"", "2147483648/1 0/1 0/1"), "");
+  EXPECT_EQ(Stored("North", "-2147483648deg 0' 0\"", "-2147483648/1 0/1 0/1"), "");
+  EXPECT_EQ(Stored("North", "2147483647deg 0' 0\"", "2147483647/1 0/1 0/1"), "");
+  EXPECT_EQ(Stored("North", "-2147483648deg 0' 0\"", "4294967206/1 0/1 0/1"), "-90.000000");
+  EXPECT_EQ(Stored("North", "-2147483648deg 0' 0\"", "4294967205/1 0/1 0/1"), "");
+}
+
+TEST_F(StoredPositionTest, NumbersWithoutMeaningThatArePrintedAsZeroAreNoPosition) {
+  for (const char* stored :
+       {"0/0 0/0 0/0", "0/0", "1/0 0/1 0/1", "0/1 1/0 0/1", "0/1 0/1 4294967295/0", "0/0 30/1 0/1"}) {
+    EXPECT_EQ(Stored("North", "0deg 0' 0\"", stored), "") << stored;
+  }
+  EXPECT_EQ(Stored("North", "46deg 0' 0\"", "46/1 54/0 0/1"), "");
+}
+
+TEST_F(StoredPositionTest, MinutesAndSecondsMayBeUntold) {
+  EXPECT_EQ(Stored("North", "46deg 54' 0\"", "46/1 539/10 0/0"), "46.898335");
+  EXPECT_EQ(Stored("North", "46deg 0' 0\"", "464/10 0/0 0/0"), "46.400002");
+}
+
+TEST_F(StoredPositionTest, ZeroDegreesAreAPlace) {
+  EXPECT_EQ(Stored("North", "0deg 0' 0\"", "0/1 0/1 0/1"), "0.000000");
+}
+
+TEST_F(StoredPositionTest, LimitsHoldForWhatIsRoundedAway) {
+  EXPECT_EQ(Stored("North", "90deg 0' 0\"", "90/1 0/1 0/1"), "90.000000");
+  EXPECT_EQ(Stored("North", "90deg 0' 0\"", "900001/10000 0/1 0/1"), "");
+  EXPECT_EQ(Stored("North", "90deg 30' 0\"", "895/10 30/1 0/1"), "90.000000");
+}
+
+TEST_F(StoredPositionTest, PartsThatAreNotThreeAreReadAsStored) {
+  EXPECT_EQ(Stored("North", "35/1 30/1", "35/1 30/1"), "35.500000");
+  EXPECT_EQ(Stored("South", "355/10", "355/10"), "-35.500000");
+  EXPECT_EQ(Stored("North", "35/1 30/1 0/1 5/1", "35/1 30/1 0/1 5/1"), "");
+  EXPECT_EQ(Stored("North", "91/1 0/1", "91/1 0/1"), "");
+}
+
+TEST_F(StoredPositionTest, AScriptThatPointsNowhereIsNotBelieved) {
+  SetTags("North", "-2147483648deg 30' 0\"", "East", "1deg 0' 0\"");
+  SetStored("4294967261/1 30/1 0/1", "1/1 0/1 0/1");
+  SetScript("GPSLatitude", "4294967261deg 30' 0\"");
+  EXPECT_EQ(Get()->latitude, "-35.500000");
+}
+
+TEST_F(StoredPositionTest, TheScriptsAreAskedBeforeAnyStoredPart) {
+  SetTags("North", "-34deg 30' 0\"", "East", "-1deg 0' 0\"");
+  SetStored("-35/1 30/1 0/1", "-2/1 0/1 0/1");
+  EXPECT_EQ(Texts(), "{\"lat\":\"-35.500000\",\"lng\":\"-2.000000\"}|-35.500000|-2.000000");
+  EXPECT_THAT(Asked(), ElementsAre("Exif.GPSInfo.GPSLatitudeRef -Pt", "Exif.GPSInfo.GPSLatitude -Pt",
+                                   "Exif.GPSInfo.GPSLongitudeRef -Pt", "Exif.GPSInfo.GPSLongitude -Pt",
+                                   "Exif.GPSInfo.GPSLatitude -Pv", "Exif.GPSInfo.GPSLongitude -Pv"));
+  EXPECT_LT(FirstCallWith("-t GPSLongitude"), FirstCallWith("GPSLatitude -Pv"));
 }
 
 // --- The language of the calling process.
