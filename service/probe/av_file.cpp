@@ -23,7 +23,17 @@ constexpr std::int64_t kProbeSize = std::int64_t{8} << 20;
 constexpr int kPictureStart = 65536;
 constexpr std::int64_t kAnalyzeDuration = std::int64_t{5} * AV_TIME_BASE;
 // Larger pictures are measured, not decoded. An 8K video has 33 million.
-constexpr std::int64_t kMaxPixels = std::int64_t{64} << 20;
+constexpr std::int64_t kMaxPixels = std::int64_t{36} << 20;
+// What the extensions of videos stand for. A picture under such a name would be decoded for its size alone.
+constexpr const char* kVideoFormats =
+    "mov,matroska,avi,asf,asf_o,flv,live_flv,mpeg,mpegts,mpegvideo,m4v,dv,ogg,rm";
+// The decoders that are asked for what the containers of their streams leave out: the size of the picture, a
+// profile, the channels of the sound. Those left out would decode whole pictures to tell nothing new.
+constexpr const char* kVideoDecoders =
+    "h264,hevc,mpeg4,mpeg1video,mpeg2video,h263,flv,vp6,vp6a,vp6f,mjpeg,prores,dnxhd,dvvideo,wmv3,vc1,theora,"
+    "rv10,rv20,rv30,rv40,svq1,svq3,aac,aac_latm,ac3,eac3,dca,mp1float,mp2float,mp3float,truehd,pcm_bluray,"
+    "pcm_dvd,"
+    "vorbis,opus,cook,amrnb,amrwb";
 // The one list that every context inherits which a demuxer makes for a further file.
 constexpr const char* kNoProtocol = "none";
 
@@ -123,10 +133,16 @@ void AvFile::Open(Kind kind) {
   format_->max_analyze_duration = kAnalyzeDuration;
   Options options;
   options.Set("protocol_whitelist", kNoProtocol);
+  if (kind == Kind::kVideo) {
+    options.Set("format_whitelist", kVideoFormats);
+    options.Set("codec_whitelist", kVideoDecoders);
+  }
   int result =
       avformat_open_input(&format_, nullptr, nullptr, options.get());  // frees and clears it on failure
   if (result >= 0) result = FindStreams();
-  if (result < 0) error_ = ErrorWords(result);
+  // Which is how a format that is not on the list is refused.
+  const bool no_video = kind == Kind::kVideo && result == AVERROR(EINVAL);
+  if (result < 0) error_ = no_video ? "it holds no video" : ErrorWords(result);
 }
 
 int AvFile::FindStreams() {

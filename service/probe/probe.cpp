@@ -10,6 +10,7 @@
 #include "file_descriptor.h"
 #include "lumivault/media_info.h"
 #include "probe/media_facts.h"
+#include "probe/name_time.h"
 #include "probe/photo_probe.h"
 #include "probe/record_text.h"
 #include "probe/taken_time.h"
@@ -113,6 +114,12 @@ void Fill(const MediaFacts& facts, Json::Value& media) {
   FillVideo(facts.video, media);
 }
 
+// The creation date of a video is when it was recorded; its file may be a copy.
+void FillRecordedTime(MediaFacts& facts, Json::Value& media) {
+  if (facts.taken.empty()) facts.taken = TimeInName(media["szName"].asString()).value_or("");
+  if (!facts.taken.empty()) media["szDate"] = facts.taken;
+}
+
 void Conclude(ProbeOutcome outcome, std::string reason, ProbeResult& result) {
   result.outcome = outcome;
   result.reason = std::move(reason);
@@ -135,6 +142,7 @@ void ProbeInside(const std::string& path, MediaKind kind, struct stat& status, P
     Conclude(ProbeOutcome::kEmpty, "the file is empty", result);
   } else {
     MediaFacts facts = kind == MediaKind::kPhoto ? ReadPhoto(path, file.get()) : ReadVideo(file.get());
+    if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
     Fill(facts, result.media);
     Conclude(facts.outcome, std::move(facts.reason), result);
   }

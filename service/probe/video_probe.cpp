@@ -1,6 +1,9 @@
 #include "probe/video_probe.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -8,8 +11,9 @@
 #include <string_view>
 
 #include "probe/av_file.h"
+#include "probe/av_tags.h"
 #include "probe/record_text.h"
-#include "probe/taken_time.h"
+#include "probe/recorded_time.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -26,11 +30,6 @@ constexpr int kQuarterTurn = 90;
 std::uint32_t BitRate(std::int64_t rate) {
   constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
   return static_cast<std::uint32_t>(std::clamp<std::int64_t>(rate, 0, kMost));
-}
-
-std::string_view Tag(const AVDictionary* tags, const char* key) {
-  const AVDictionaryEntry* entry = av_dict_get(tags, key, nullptr, 0);
-  return entry != nullptr ? entry->value : std::string_view();
 }
 
 // The stream of TYPE that a player would choose; null when there is none. A cover picture is no video.
@@ -55,12 +54,27 @@ double Duration(const AVFormatContext& format) {
   return longest;
 }
 
-// Demuxers of a family share one list of names; this one tells its members apart by their brand.
-std::string Container(const AVFormatContext& format) {
+// Matroska says in its first bytes whether it is the kind for the web.
+bool IsWebm(int descriptor) {
+  constexpr std::size_t kHeaderBytes = 256;
+  constexpr std::string_view kTypeId = "\x42\x82";
+  constexpr std::size_t kLongestLength = 8;
+  constexpr std::string_view kWebm = "webm";
+  std::array<char, kHeaderBytes> header{};
+  const ssize_t count = pread(descriptor, header.data(), header.size(), 0);
+  const std::string_view head(header.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  const std::size_t id = head.find(kTypeId);
+  return id != head.npos &&
+         head.substr(id + kTypeId.size(), kLongestLength + kWebm.size()).find(kWebm) != head.npos;
+}
+
+// Demuxers of a family share one list of names. The brand tells the members of the MP4 family apart.
+std::string Container(const AVFormatContext& format, int descriptor) {
   const std::string_view names = format.iformat->name;
   const std::string_view first = names.substr(0, names.find(','));
+  if (first == "matroska" && IsWebm(descriptor)) return "webm";
   if (first != "mov") return std::string(first);
-  const std::string_view brand = Tag(format.metadata, "major_brand");
+  const std::string_view brand = AvTag(format.metadata, "major_brand");
   if (brand.empty() || brand.starts_with("qt")) return "mov";
   if (brand.starts_with("3gp")) return "3gp";
   if (brand.starts_with("3g2")) return "3g2";
@@ -83,17 +97,11 @@ int Rotation(const AVStream& stream) {
     clockwise = -*angle;
   } else {
     clockwise =
-        static_cast<double>(std::strtol(std::string(Tag(stream.metadata, "rotate")).c_str(), nullptr, 10));
+        static_cast<double>(std::strtol(std::string(AvTag(stream.metadata, "rotate")).c_str(), nullptr, 10));
   }
   const int degrees =
       static_cast<int>(std::lround(std::fmod(clockwise, kFullTurn) / kQuarterTurn)) * kQuarterTurn;
   return (degrees + kFullTurn) % kFullTurn;
-}
-
-// Apple's own tag is the clock of the place; the container's is Coordinated Universal Time.
-std::string TakenTime(const AVFormatContext& format) {
-  if (auto time = WallClockTime(Tag(format.metadata, "com.apple.quicktime.creationdate"))) return *time;
-  return LocalTimeOfUtc(Tag(format.metadata, "creation_time")).value_or("");
 }
 
 bool IsPositive(AVRational rate) {
@@ -150,10 +158,10 @@ MediaFacts ReadVideo(int descriptor) {
     facts.reason = OneLine(file.error());
     return facts;
   }
-  facts.taken = TakenTime(*format);
+  facts.taken = RecordedTime(*format, descriptor);
   facts.video.duration = Duration(*format);
   facts.video.bitrate = BitRate(format->bit_rate);
-  facts.video.container = Container(*format);
+  facts.video.container = Container(*format, descriptor);
   const AVStream* pictures = BestStream(format, AVMEDIA_TYPE_VIDEO);
   if (pictures != nullptr) ReadPictures(*pictures, facts);
   if (const AVStream* sound = BestStream(format, AVMEDIA_TYPE_AUDIO)) ReadSound(*sound, facts.video);

@@ -20,23 +20,11 @@
 #include "lumivault/media_info.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
+#include "support/time_zone.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// Sets the time zone while it lives.
-class TimeZone {
- public:
-  explicit TimeZone(const char* name) {
-    setenv("TZ", name, 1);
-    tzset();
-  }
-  ~TimeZone() {
-    unsetenv("TZ");
-    tzset();
-  }
-};
 
 void SetModified(const std::string& path, std::time_t time) {
   const timespec times[2] = {{time, 0}, {time, 0}};

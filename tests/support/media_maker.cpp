@@ -70,6 +70,19 @@ void Make(const fs::path& path, const std::string& extension, int width, int hei
   if (!tags.empty()) AddTags(path, tags);
 }
 
+bool Record(const fs::path& path, const std::string& size, double seconds, const std::string& options) {
+  const std::string extension = ExtensionOf(path);
+  const std::string& bytes = OutputOf("ffmpeg -v error -y -f lavfi -i testsrc=size=" + size +
+                                          ":rate=25 -f lavfi -i sine=frequency=440 -t " +
+                                          std::to_string(seconds) + " -shortest" + options + " \"$OUT\"",
+                                      extension);
+  if (bytes.empty() && std::system("command -v ffmpeg >/dev/null") == 0)
+    throw std::runtime_error("ffmpeg makes no " + extension);
+  if (bytes.empty()) return false;
+  WriteFile(path, bytes);
+  return true;
+}
+
 }  // namespace
 
 Tags FaceTags(const std::string& person) {
@@ -91,17 +104,18 @@ void MakeImage(const fs::path& path, int width, int height, const Tags& tags) {
 
 bool MakeVideo(const fs::path& path, int width, int height, double seconds) {
   const std::string size = std::to_string(width) + "x" + std::to_string(height);
-  const std::string extension = ExtensionOf(path);
-  const std::string codecs = extension == "3gp" ? " -c:v libx264 -c:a aac" : "";
-  const std::string& bytes = OutputOf("ffmpeg -v error -y -f lavfi -i testsrc=size=" + size +
-                                          ":rate=25 -f lavfi -i sine=frequency=440 -t " +
-                                          std::to_string(seconds) + " -shortest" + codecs + " \"$OUT\"",
-                                      extension);
-  if (bytes.empty() && std::system("command -v ffmpeg >/dev/null") == 0)
-    throw std::runtime_error("ffmpeg makes no " + extension);
-  if (bytes.empty()) return false;
-  WriteFile(path, bytes);
-  return true;
+  const std::string codecs = ExtensionOf(path) == "3gp" ? " -c:v libx264 -c:a aac" : "";
+  return Record(path, size, seconds, codecs);
+}
+
+bool MakeTaggedVideo(const fs::path& path, const Tags& tags) {
+  std::string options = " -movflags use_metadata_tags";
+  for (const auto& [key, value] : tags) options += " -metadata '" + key + "=" + value + "'";
+  return Record(path, "64x48", 1, options);
+}
+
+bool MakeCodedVideo(const fs::path& path, const std::string& arguments) {
+  return Record(path, "64x48", 1, " " + arguments);
 }
 
 fs::path SharedPhotos() {

@@ -22,6 +22,11 @@ void MakeImage(const std::filesystem::path& path, int width, int height, const T
 // A short video with a sound track, made with ffmpeg; false when there is no ffmpeg.
 [[nodiscard]] bool MakeVideo(const std::filesystem::path& path, int width, int height, double seconds);
 
+// The same, 64 x 48 pixels and a second long, with these tags of the container ("creation_time").
+[[nodiscard]] bool MakeTaggedVideo(const std::filesystem::path& path, const Tags& tags);
+// What ffmpeg makes of these arguments ("-c:v flv1") from a second of such picture and sound.
+[[nodiscard]] bool MakeCodedVideo(const std::filesystem::path& path, const std::string& arguments);
+
 // The folder of shared test photos, or an empty path where it is not present.
 std::filesystem::path SharedPhotos();
 
