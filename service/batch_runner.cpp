@@ -31,6 +31,9 @@ constexpr unsigned kIndexType = 1;  // any kind of folder that concerns the plug
 // personal one the plug-in takes it for the root album, whose text is empty; in the shared one it stays.
 constexpr const char* kPhotoFolderName = "photo";
 
+// The database holds text alone.
+constexpr const char* kNoTextName = "its name is not UTF-8";
+
 // Before the name of rows that are about to be deleted.
 constexpr const char* kHiddenPrefix = ".lumivault-gone-";
 
@@ -119,7 +122,7 @@ void BatchRunner::WriteItems(std::size_t first) {
 ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   const WorkItem& item = items_[index];
   // A file that cannot be opened today may be as it was: it is tried again.
-  if (!prepared.readable) return ItemResult::NotKept(prepared.trouble);
+  if (!prepared.readable) return ItemResult::Unopened(prepared.trouble);
   if (!prepared.storable && item.action != ItemAction::kMove) return ItemResult::Failed(prepared.trouble);
   Announce(index);
   static_cast<void>(log_.Take());
@@ -220,6 +223,7 @@ ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
   const int result = item.action == ItemAction::kReindex
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
+  if (result < 0 && ValidUtf8(item.path) != item.path) return ItemResult::Failed(kNoTextName);
   return Judge(result, prepared.trouble);
 }
 

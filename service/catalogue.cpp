@@ -120,6 +120,11 @@ std::vector<CatalogueEntry> Catalogue::Files(const std::string& folder, const st
                                  : Select(kEntryColumns, kFilesOfFolder, folder, after));
 }
 
+std::optional<CatalogueEntry> Catalogue::Find(const std::string& path, ItemKind kind) {
+  const auto found = EntriesOf(Select(kEntryColumns, kOneEntry, FolderOf(path), RecordedName(path, kind)));
+  return found.empty() ? std::nullopt : std::optional(found.front());
+}
+
 std::vector<CatalogueEntry> Catalogue::Folders() {
   std::vector<CatalogueEntry> folders = EntriesOf(Select(kEntryColumns, kAllFolders));
   std::set<std::string> known;

@@ -38,6 +38,8 @@ class Catalogue {
   // The files directly in FOLDER whose names come after AFTER ("" for all) in byte order, some at a time;
   // empty when there are no more. A failure of the file shows in failure().
   std::vector<CatalogueEntry> Files(const std::string& folder, const std::string& after);
+  // What is recorded of one file or folder.
+  std::optional<CatalogueEntry> Find(const std::string& path, ItemKind kind);
   // Every folder that is recorded or above something that is. One without an entry of its own (its album
   // could not be made, or has moved on before its files) comes as `unread`, with an empty stamp.
   std::vector<CatalogueEntry> Folders();

@@ -39,6 +39,8 @@ inline constexpr const char* kFilesOfFolder =
 inline constexpr const char* kFirstFilesOfFolder =
     "SELECT " LUMIVAULT_ENTRY_COLUMNS
     " FROM entry WHERE folder = '@KAVO:VAR' AND kind != 0 ORDER BY name LIMIT 2000";
+inline constexpr const char* kOneEntry =
+    "SELECT " LUMIVAULT_ENTRY_COLUMNS " FROM entry WHERE folder = '@KAVO:VAR' AND name = '@KAVO:VAR'";
 inline constexpr const char* kAllFolders =
     "SELECT " LUMIVAULT_ENTRY_COLUMNS " FROM entry WHERE kind = 0 ORDER BY folder, name";
 // Every value of `folder` once, each found by a step in the index.

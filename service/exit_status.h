@@ -7,7 +7,7 @@ enum class ExitStatus : int {
   kDone = 0,
   kFatal = 1,
   kUsage = 2,
-  kSomeFailed = 3,     // done, but some files or folders failed
+  kSomeFailed = 3,     // done, but files or folders failed, which no earlier run has told
   kConfiguration = 4,  // the state folder, the plug-in or a tool is missing or not usable
   kDatabase = 5,       // the database cannot be reached
   kLibraryBusy = 6,    // another run holds the library

@@ -8,6 +8,7 @@
 #include "library_catalogue.h"
 #include "media_files.h"
 #include "survey.h"
+#include "unopened.h"
 #include "work_queue.h"
 
 namespace {
@@ -179,7 +180,7 @@ bool IndexRun::MayBeSent(const WorkItem& item) {
   if (item.action == ItemAction::kDelete || item.action == ItemAction::kRename) return true;
   const std::string folder = item.path.substr(0, item.path.rfind('/'));
   if (!held_back_.contains(item.path) && !without_album_.contains(folder)) return true;
-  if (!told_.contains(item.path)) Tell(item, kHeldBack, false);
+  if (!told_.contains(item.path)) Tell(report_.failed, item, kHeldBack);
   HoldBack(item);
   Reach(item);
   return false;
@@ -218,9 +219,12 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
   progress_.Clear();
   // A run that was stopped has found what it came to.
   if (outcome && stopped_by_ == 0) Count(std::move(passed_));
+  if (outcome && stopped_by_ == 0) CompareUnopened(catalogue_, report_);
   // Not in the order in which the workers came to them.
-  std::stable_sort(report_.failed.begin(), report_.failed.end(),
-                   [](const auto& one, const auto& other) { return one.path < other.path; });
+  for (auto* troubles : {&report_.failed, &report_.notes}) {
+    std::stable_sort(troubles->begin(), troubles->end(),
+                     [](const auto& one, const auto& other) { return one.path < other.path; });
+  }
   if (outcome && report_.withheld_reason.empty()) RecordRoot(catalogue_, report_.library);
   catalogue_.Commit();
   report_.interrupted = stopped_by_ != 0;
@@ -275,20 +279,31 @@ CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result)
 }
 
 void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
-  if (!result.done() || !result.trouble.empty()) Tell(item, result.trouble, result.done());
+  if (!result.done()) {
+    Tell(report_.failed, item, result.trouble, WasRecorded(item, EntryState::kFailed));
+    report_.failed.back().unopened = result.outcome == ItemOutcome::kUnopened;
+  }
+  if (result.done() && !result.trouble.empty())
+    Tell(report_.notes, item, result.trouble, WasRecorded(item, EntryState::kDamaged));
 }
 
-void IndexRun::Tell(const WorkItem& item, const std::string& reason, bool stored) {
-  report_.failed.push_back({item.path, reason, stored});
+void IndexRun::Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem& item,
+                    const std::string& reason, bool known) {
+  troubles.push_back({item.path, reason, known});
   told_.insert(item.path);
+}
+
+// A change of rights, a move or a full reindex makes no new damage of an old one.
+bool IndexRun::WasRecorded(const WorkItem& item, EntryState state) {
+  const auto recorded = catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
+  return recorded && recorded->state == state && recorded->stamp.SameContent(item.stamp);
 }
 
 void IndexRun::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   const bool folder = item.kind == ItemKind::kFolder;
   NoteFailure(item, result);
-  const bool well = result.done() && result.trouble.empty();
-  if (well && !folder) ++report_.added;
-  if (well && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
+  if (result.done() && !folder) ++report_.added;
+  if (result.done() && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
   const bool learned = result.done() || (result.outcome == ItemOutcome::kFailed && !folder);
   if (folder && result.outcome == ItemOutcome::kNotKept && item.path != report_.library.folder)
     HoldBack(item);

@@ -82,8 +82,11 @@ class IndexRun : private RunObserver {
   void NoteFailedMove(const WorkItem& item, const ItemResult& result);
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   void NoteFailure(const WorkItem& item, const ItemResult& result);
-  // A line of the report about ITEM.
-  void Tell(const WorkItem& item, const std::string& reason, bool stored);
+  // A line of the report about ITEM, which is KNOWN from an earlier run.
+  void Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem& item, const std::string& reason,
+            bool known = false);
+  // An earlier run has left this STATE of the file, and its content is the same.
+  bool WasRecorded(const WorkItem& item, EntryState state);
   // What the catalogue keeps of an item that was read.
   CatalogueEntry EntryOf(const WorkItem& item, const ItemResult& result) const;
   std::string Key(const std::string& path) const;

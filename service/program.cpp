@@ -35,7 +35,8 @@ constexpr std::array kCommands{
 };
 
 constexpr const char* kExitStatuses =
-    "Exit status: 0 done, 1 fatal, 2 usage, 3 done but some files failed, 4 bad configuration, 5 database "
+    "Exit status: 0 done, 1 fatal, 2 usage, 3 done but files failed that had not failed before, 4 bad "
+    "configuration, 5 database "
     "not reachable, 6 another run holds the library, 7 stopped before deleting the rows of files that may "
     "only be out of reach (see --accept-loss), 129, 130 or 143 stopped by SIGHUP, SIGINT or SIGTERM with "
     "everything so far kept.";

@@ -1,5 +1,6 @@
 #include "report.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <sstream>
 
@@ -7,9 +8,8 @@
 
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kSchemaVersion = 2;
 constexpr std::size_t kMostWithheldLines = 50;
-constexpr const char* kStoredInPart = " (indexed as far as it could be read)";
 
 double Seconds(const IndexReport& report) {
   return std::chrono::duration<double>(report.elapsed).count();
@@ -23,6 +23,38 @@ std::size_t Sum(const std::map<std::string, std::size_t>& counts) {
   std::size_t sum = 0;
   for (const auto& [reason, count] : counts) sum += count;
   return sum;
+}
+
+using Troubles = std::vector<IndexReport::Trouble>;
+
+std::size_t KnownAmong(const Troubles& troubles) {
+  return static_cast<std::size_t>(
+      std::count_if(troubles.begin(), troubles.end(), [](const auto& trouble) { return trouble.known; }));
+}
+
+void WriteTroubles(const char* what, const Troubles& troubles, bool known, std::ostream& out) {
+  for (const IndexReport::Trouble& trouble : troubles) {
+    if (trouble.known == known)
+      out << what << ": " << Visible(trouble.path) << ": " << Visible(trouble.reason) << '\n';
+  }
+}
+
+// WHAT happened before, for each or in one number.
+void WriteKnown(const char* what, const Troubles& troubles, bool listed, std::ostream& out) {
+  if (listed) return WriteTroubles(what, troubles, true, out);
+  const std::size_t known = KnownAmong(troubles);
+  if (known > 0) out << known << ' ' << what << ", unchanged (--failed lists them)\n";
+}
+
+Json::Value TroublesJson(const Troubles& troubles) {
+  Json::Value list(Json::arrayValue);
+  for (const IndexReport::Trouble& trouble : troubles) {
+    Json::Value& json = list.append(Json::Value(Json::objectValue));
+    SetBytes(json, "path", trouble.path);
+    json["reason"] = ValidUtf8(trouble.reason);
+    json["known"] = trouble.known;
+  }
+  return list;
 }
 
 // Why rows were kept, and of what.
@@ -51,18 +83,23 @@ Json::Value WithheldJson(const IndexReport& report) {
 
 }  // namespace
 
-std::string ReportText(const IndexReport& report) {
+bool IndexReport::HasNewFailure() const {
+  return KnownAmong(failed) < failed.size();
+}
+
+std::string ReportText(const IndexReport& report, bool lists_known) {
   std::ostringstream out;
   out.imbue(std::locale::classic());
   out << Visible(report.library.folder) << ": found " << report.found << ", added " << report.added
-      << ", skipped " << Sum(report.skipped) << ", failed " << report.failed.size() << ", folders "
-      << report.folders << ", unchanged " << report.unchanged << ", moved " << report.moved << ", deleted "
-      << report.deleted << ", " << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "")
-      << '\n';
+      << ", skipped " << Sum(report.skipped) << ", failed "
+      << report.failed.size() - KnownAmong(report.failed) << ", folders " << report.folders << ", unchanged "
+      << report.unchanged << ", moved " << report.moved << ", deleted " << report.deleted << ", "
+      << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "") << '\n';
   for (const auto& [reason, count] : report.skipped) out << "skipped: " << reason << ": " << count << '\n';
-  for (const auto& [path, reason, stored] : report.failed) {
-    out << "failed: " << Visible(path) << ": " << Visible(reason) << (stored ? kStoredInPart : "") << '\n';
-  }
+  WriteTroubles("failed", report.failed, false, out);
+  WriteTroubles("note", report.notes, false, out);
+  WriteKnown("failed before", report.failed, lists_known, out);
+  WriteKnown("noted before", report.notes, lists_known, out);
   WriteWithheld(report, out);
   return out.str();
 }
@@ -90,13 +127,7 @@ Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& 
   if (!report.withheld_reason.empty()) json["withheld"] = WithheldJson(report);
   json["skipped"] = Json::Value(Json::objectValue);
   for (const auto& [reason, count] : report.skipped) json["skipped"][reason] = Number(count);
-  json["failed"] = Json::Value(Json::arrayValue);
-  for (const auto& [path, reason, stored] : report.failed) {
-    Json::Value failed(Json::objectValue);
-    SetBytes(failed, "path", path);
-    failed["reason"] = ValidUtf8(reason);
-    failed["stored"] = stored;
-    json["failed"].append(failed);
-  }
+  json["failed"] = TroublesJson(report.failed);
+  json["notes"] = TroublesJson(report.notes);
   return json;
 }

@@ -15,21 +15,23 @@
 
 // What a run of `index` or `reindex` did.
 struct IndexReport {
-  struct Failed {
+  struct Trouble {
     std::string path;
     std::string reason;
-    bool stored;  // damaged, but in the database as far as it could be read
+    bool known = false;     // an earlier run told it, and the file is as it was
+    bool unopened = false;  // it could not be opened or listed, which every run tries again
   };
 
   Library library;
-  std::size_t found = 0;      // photos and videos
-  std::size_t added = 0;      // those of them that are in the database now, without any trouble
-  std::size_t folders = 0;    // folders that are albums now
-  std::size_t unchanged = 0;  // files as they were in an earlier run
-  std::size_t moved = 0;      // files and folders whose rows bear their new names
-  std::size_t deleted = 0;    // files and folders whose rows went with them
+  std::size_t found = 0;                       // photos and videos
+  std::size_t added = 0;                       // those of them that were sent and are in the database now
+  std::size_t folders = 0;                     // folders that are albums now
+  std::size_t unchanged = 0;                   // files as they were in an earlier run
+  std::size_t moved = 0;                       // files and folders whose rows bear their new names
+  std::size_t deleted = 0;                     // files and folders whose rows went with them
   std::map<std::string, std::size_t> skipped;  // reason -> files and folders left out
-  std::vector<Failed> failed;                  // files and folders
+  std::vector<Trouble> failed;                 // files and folders
+  std::vector<Trouble> notes;                  // on files that are in the database: what is lacking
   std::chrono::milliseconds elapsed{};
   bool interrupted = false;
   // The loss brake: why what is not there was not deleted, and what it is. Empty when it did not hold.
@@ -37,23 +39,27 @@ struct IndexReport {
   std::vector<std::string> withheld;
 
   // Anything was sent, well or not.
-  bool DidAnything() const { return added + folders + moved + deleted + failed.size() > 0; }
+  bool DidAnything() const { return added + folders + moved + deleted + failed.size() + notes.size() > 0; }
+  // Something failed that no earlier run has told.
+  bool HasNewFailure() const;
 };
 
 // What is wrong, with its exit status, for programs: {error, status}.
 Json::Value FailureJson(const Failure& failure);
 
-// For people: the counts, then a line for each failure. Names are made visible.
-std::string ReportText(const IndexReport& report);
+// For people: the counts, then a line for each failure and note. Those of earlier runs are counted, or have
+// a line each when LISTS_KNOWN. Names are made visible.
+std::string ReportText(const IndexReport& report, bool lists_known = false);
 
 // For programs:
-//   schema_version  1; grows when a member changes its meaning or goes
+//   schema_version  2; grows when a member changes its meaning or goes
 //   library         the folder
 //   database        its database file
 //   found, added, unchanged, moved, deleted, folders, seconds   numbers
 //   skipped         {reason: number}
-//   failed          [{path, reason, stored}]; stored is true for a damaged file that is in the
-//                   database as far as it could be read
+//   failed          [{path, reason, known}]; known is true when an earlier run told it and the file is
+//                   as it was
+//   notes           the same, on files that are in the database: what is lacking
 //   interrupted     true when a signal stopped the run
 //   error, status   only when the run ended before its time: why, and its exit status; the counts are
 //                   those of what was done by then

@@ -48,7 +48,7 @@ bool Account(const WalkEntry& entry, IndexReport& report) {
       ++report.skipped[entry.reason];
       return false;
     case EntryKind::kFailed:
-      report.failed.push_back({entry.path, entry.reason, false});
+      report.failed.push_back({entry.path, entry.reason, false, true});
       return false;
   }
   return false;
@@ -111,7 +111,8 @@ void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const 
   if (IsUnchanged(recorded, entry.stamp)) {
     ++report_.unchanged;
     if (recorded.state == EntryState::kSent) return;
-    report_.failed.push_back({entry.path, recorded.reason, recorded.state == EntryState::kDamaged});
+    auto& troubles = recorded.state == EntryState::kDamaged ? report_.notes : report_.failed;
+    troubles.push_back({entry.path, recorded.reason, true});
     return;
   }
   const bool unread = recorded.state == EntryState::kUnread;

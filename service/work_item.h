@@ -36,9 +36,10 @@ struct WorkItem {
 
 // What became of it.
 enum class ItemOutcome : std::uint8_t {
-  kFailed,   // because of the file: it would fail again
-  kDone,     // what was to be in the database is there
-  kNotKept,  // for a reason outside the file: it is worth trying again
+  kFailed,    // because of the file: it would fail again
+  kDone,      // what was to be in the database is there
+  kNotKept,   // for a reason outside the file: it is worth trying again
+  kUnopened,  // the file cannot be opened, which says nothing about it: it is worth trying again
 };
 
 struct ItemResult {
@@ -54,6 +55,7 @@ struct ItemResult {
   static ItemResult Stored(std::string trouble = "") { return {ItemOutcome::kDone, std::move(trouble)}; }
   static ItemResult Failed(std::string why) { return {ItemOutcome::kFailed, std::move(why)}; }
   static ItemResult Crashed(std::string why) { return {ItemOutcome::kFailed, std::move(why), "", true}; }
+  static ItemResult Unopened(std::string why) { return {ItemOutcome::kUnopened, std::move(why)}; }
   static ItemResult NotKept(std::string why) { return {ItemOutcome::kNotKept, std::move(why)}; }
 };
 

@@ -30,7 +30,7 @@ constexpr double kMillisecondsOfSecond = 1000;
 
 ExitStatus StatusOf(const IndexReport& report) {
   if (!report.withheld_reason.empty()) return ExitStatus::kLoss;
-  return report.failed.empty() ? ExitStatus::kDone : ExitStatus::kSomeFailed;
+  return report.HasNewFailure() ? ExitStatus::kSomeFailed : ExitStatus::kDone;
 }
 
 // What a run stands on.
@@ -76,7 +76,8 @@ Outcome<Ground> Prepare(const RunOptions& options) {
 
 int Conclude(const IndexRun& run, const RunOptions& options) {
   const IndexReport& report = run.report();
-  const std::string text = options.json ? JsonLine(ReportJson(report)) + "\n" : ReportText(report);
+  const std::string text =
+      options.json ? JsonLine(ReportJson(report)) + "\n" : ReportText(report, options.lists_failed);
   const int printed = PrintResult(text, StatusOf(report));
   return run.stopped_by() != 0 ? kSignalExitBase + run.stopped_by() : printed;
 }
@@ -95,7 +96,7 @@ int ReportBrokenRun(const IndexRun& run, const Failure& failure, const RunOption
   if (options.json) {
     std::printf("%s\n", JsonLine(ReportJson(report, failure)).c_str());
   } else if (report.DidAnything()) {
-    std::printf("%s", ReportText(report).c_str());
+    std::printf("%s", ReportText(report, options.lists_failed).c_str());
   }
   return ReportFailure(failure);
 }
@@ -115,6 +116,8 @@ void AddRunOptions(CLI::App& app, RunOptions& options) {
       ->check(CLI::Range(kShortestTimeout, kLongestTimeout));
   app.add_flag("--accept-loss", options.accepts_loss,
                "Delete the rows of what is not there, however much that is");
+  app.add_flag("--failed", options.lists_failed,
+               "List what failed or was noted in earlier runs and has not changed, too");
   app.add_flag("--quiet", options.quiet, "No progress on standard error");
   app.add_flag("--json", options.json, "The result as one JSON value");
   AddRootOption(app, options.root);

@@ -19,6 +19,7 @@ struct RunOptions {
   unsigned workers = 1;
   double timeout = 0;  // seconds
   bool accepts_loss = false;
+  bool lists_failed = false;
   bool quiet = false;
   bool json = false;
 };

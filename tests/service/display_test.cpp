@@ -113,8 +113,11 @@ IndexReport SomeReport() {
   report.unchanged = 6;
   report.moved = 7;
   report.deleted = 8;
-  report.failed = {{"/data/my photos/a\nb.jpg", "the file is empty", false},
-                   {"/data/my photos/\xff.jpg", "the picture is cut short", true}};
+  report.failed = {{"/data/my photos/a\nb.jpg", "the file is empty"},
+                   {"/data/my photos/old.jpg", "it holds no picture", true},
+                   {"/data/my photos/older.jpg", "it holds no video", true}};
+  report.notes = {{"/data/my photos/\xff.jpg", "the picture is cut short"},
+                  {"/data/my photos/c\td.jpg", "the picture is cut short", true}};
   report.elapsed = milliseconds(1250);
   return report;
 }
@@ -122,12 +125,37 @@ IndexReport SomeReport() {
 TEST(ReportText, CountsThenOneLineForEachFailure) {
   EXPECT_EQ(
       ReportText(SomeReport()),
-      "/data/my photos: found 5, added 3, skipped 5, failed 2, folders 2, unchanged 6, moved 7, deleted 8, "
+      "/data/my photos: found 5, added 3, skipped 5, failed 1, folders 2, unchanged 6, moved 7, deleted 8, "
       "1.25 s\n"
       "skipped: hidden: 1\n"
       "skipped: not a photo or video: 4\n"
       "failed: /data/my photos/a\\nb.jpg: the file is empty\n"
-      "failed: /data/my photos/\\xff.jpg: the picture is cut short (indexed as far as it could be read)\n");
+      "note: /data/my photos/\\xff.jpg: the picture is cut short\n"
+      "2 failed before, unchanged (--failed lists them)\n"
+      "1 noted before, unchanged (--failed lists them)\n");
+}
+
+TEST(ReportText, ListsWhatIsKnownWhereThatIsAskedFor) {
+  EXPECT_TRUE(ReportText(SomeReport(), true)
+                  .ends_with("failed: /data/my photos/a\\nb.jpg: the file is empty\n"
+                             "note: /data/my photos/\\xff.jpg: the picture is cut short\n"
+                             "failed before: /data/my photos/old.jpg: it holds no picture\n"
+                             "failed before: /data/my photos/older.jpg: it holds no video\n"
+                             "noted before: /data/my photos/c\\td.jpg: the picture is cut short\n"));
+}
+
+TEST(ReportText, HasNoLineForWhatIsNotThere) {
+  IndexReport report = SomeReport();
+  report.failed.clear();
+  report.notes.clear();
+  EXPECT_TRUE(ReportText(report).ends_with("skipped: not a photo or video: 4\n"));
+}
+
+TEST(IndexReport, AFailureIsNewUnlessAllAreKnown) {
+  IndexReport report = SomeReport();
+  EXPECT_TRUE(report.HasNewFailure());
+  report.failed.erase(report.failed.begin());
+  EXPECT_FALSE(report.HasNewFailure());
 }
 
 TEST(ReportText, SaysThatTheRunWasStopped) {
@@ -139,11 +167,15 @@ TEST(ReportText, SaysThatTheRunWasStopped) {
 TEST(ReportJson, HasEveryMember) {
   EXPECT_EQ(JsonLine(ReportJson(SomeReport())),
             "{\"added\":3,\"database\":\"/data/my photos/.KAVOHGADB\",\"deleted\":8,\"failed\":["
-            "{\"path\":\"/data/my photos/a\\nb.jpg\",\"reason\":\"the file is empty\",\"stored\":false},"
-            "{\"path\":\"/data/my photos/\xef\xbf\xbd.jpg\",\"path_base64\":\"L2RhdGEvbXkgcGhvdG9zL/8uanBn\","
-            "\"reason\":\"the picture is cut short\",\"stored\":true}],"
+            "{\"known\":false,\"path\":\"/data/my photos/a\\nb.jpg\",\"reason\":\"the file is empty\"},"
+            "{\"known\":true,\"path\":\"/data/my photos/old.jpg\",\"reason\":\"it holds no picture\"},"
+            "{\"known\":true,\"path\":\"/data/my photos/older.jpg\",\"reason\":\"it holds no video\"}],"
             "\"folders\":2,\"found\":5,\"interrupted\":false,\"library\":\"/data/my "
-            "photos\",\"moved\":7,\"schema_version\":1,"
+            "photos\",\"moved\":7,\"notes\":["
+            "{\"known\":false,\"path\":\"/data/my photos/\xef\xbf\xbd.jpg\","
+            "\"path_base64\":\"L2RhdGEvbXkgcGhvdG9zL/8uanBn\",\"reason\":\"the picture is cut short\"},"
+            "{\"known\":true,\"path\":\"/data/my photos/c\\td.jpg\","
+            "\"reason\":\"the picture is cut short\"}],\"schema_version\":2,"
             "\"seconds\":1.25,\"skipped\":{\"hidden\":1,\"not a photo or video\":4},\"unchanged\":6}");
 }
 

@@ -236,10 +236,17 @@ Json::Value StrictJson(const std::string& text) {
   return value;
 }
 
-std::string FailureOf(const Json::Value& report, const std::string& file) {
-  for (const Json::Value& failed : report["failed"]) {
-    const std::string path = failed["path"].asString();
-    if (path.ends_with("/" + file)) return failed["reason"].asString();
+Json::Value TroubleOf(const Json::Value& troubles, const std::string& file) {
+  for (const Json::Value& trouble : troubles) {
+    if (trouble["path"].asString().ends_with("/" + file)) return trouble;
   }
-  return "";
+  return {};
+}
+
+std::string FailureOf(const Json::Value& report, const std::string& file) {
+  return TroubleOf(report["failed"], file).get("reason", "").asString();
+}
+
+std::string NoteOf(const Json::Value& report, const std::string& file) {
+  return TroubleOf(report["notes"], file).get("reason", "").asString();
 }

@@ -130,7 +130,10 @@ bool Eventually(Condition&& condition) {
   return true;
 }
 
-// The reason of the failed entry for FILE (a name below some folder), "" when there is none.
+// What TROUBLES, a list of a report, has of FILE (a name below some folder); null when it has nothing.
+Json::Value TroubleOf(const Json::Value& troubles, const std::string& file);
+// The reason of the failed entry for FILE, of the note about it; "" when there is none.
 std::string FailureOf(const Json::Value& report, const std::string& file);
+std::string NoteOf(const Json::Value& report, const std::string& file);
 
 #endif  // TESTS_SUPPORT_SERVICE_TEST_H_

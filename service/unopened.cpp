@@ -1,0 +1,38 @@
+#include "unopened.h"
+
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "display.h"
+
+namespace {
+
+constexpr const char* kFact = "unopened";
+
+// In one line, whatever its name is.
+std::string LineOf(const IndexReport& report, const IndexReport::Trouble& trouble) {
+  return Visible(report.library.Below(trouble.path)) + "\t" + Visible(trouble.reason);
+}
+
+std::set<std::string> LinesOf(const std::string& text) {
+  std::set<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+}  // namespace
+
+void CompareUnopened(Catalogue& catalogue, IndexReport& report) {
+  const std::string before = catalogue.Fact(kFact).value_or("");
+  const std::set<std::string> told = LinesOf(before);
+  std::string now;
+  for (IndexReport::Trouble& trouble : report.failed) {
+    if (!trouble.unopened) continue;
+    const std::string line = LineOf(report, trouble);
+    trouble.known = told.contains(line);
+    now += line + "\n";
+  }
+  if (now != before) catalogue.PutFact(kFact, now);
+}

@@ -1,0 +1,158 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kSomeFailed = 3;
+
+class KnownFailuresTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    MakeJpeg(File("good.jpg"), 8, 8);
+    WriteFile(File("bad.jpg"), "");
+    MakeJpeg(File("cut.jpg"), 64, 32);
+    fs::resize_file(File("cut.jpg"), fs::file_size(File("cut.jpg")) - 20);
+    ASSERT_EQ(Index({}, kSomeFailed)["added"].asInt(), 2);
+  }
+
+  // The lines behind the counts.
+  std::string LinesOf(const std::vector<std::string>& arguments, int expected_status = 0) {
+    const RunResult result = Run(arguments);
+    EXPECT_EQ(result.status, expected_status) << result.err;
+    return result.out.substr(result.out.find('\n') + 1);
+  }
+  bool IsKnown(const Json::Value& report, const std::string& file) {
+    const Json::Value failed = TroubleOf(report["failed"], file);
+    EXPECT_FALSE(failed.isNull()) << file;
+    return failed["known"].asBool();
+  }
+};
+
+TEST_F(KnownFailuresTest, WhatFailedOrWasNotedBeforeIsCounted) {
+  EXPECT_EQ(LinesOf({"index", "--quiet", folder()}),
+            "1 failed before, unchanged (--failed lists them)\n"
+            "1 noted before, unchanged (--failed lists them)\n");
+}
+
+TEST_F(KnownFailuresTest, WhatFailedOrWasNotedBeforeIsListedOnDemand) {
+  EXPECT_EQ(LinesOf({"index", "--quiet", "--failed", folder()}),
+            "failed before: " + File("bad.jpg").string() + ": the file is empty\n" +
+                "noted before: " + File("cut.jpg").string() + ": the picture is cut short\n");
+}
+
+TEST_F(KnownFailuresTest, NewDamageBesideTheOldIsToldAndFailsTheRun) {
+  WriteFile(File("worse.jpg"), "");
+  EXPECT_EQ(LinesOf({"index", "--quiet", folder()}, kSomeFailed),
+            "failed: " + File("worse.jpg").string() +
+                ": the file is empty\n"
+                "1 failed before, unchanged (--failed lists them)\n"
+                "1 noted before, unchanged (--failed lists them)\n");
+}
+
+TEST_F(KnownFailuresTest, TheJsonTellsWhatIsKnown) {
+  WriteFile(File("worse.jpg"), "");
+  const Json::Value report = Index({}, kSomeFailed);
+  EXPECT_EQ(report["failed"].size(), 2U);
+  EXPECT_TRUE(IsKnown(report, "bad.jpg"));
+  EXPECT_FALSE(IsKnown(report, "worse.jpg"));
+  ASSERT_EQ(report["notes"].size(), 1U);
+  EXPECT_TRUE(report["notes"][0]["known"].asBool());
+}
+
+TEST_F(KnownFailuresTest, ANoteAloneIsNoFailure) {
+  fs::remove(File("bad.jpg"));
+  Index();
+  fs::copy_file(File("cut.jpg"), File("copy.jpg"));
+  EXPECT_EQ(LinesOf({"index", "--quiet", folder()}), "note: " + File("copy.jpg").string() +
+                                                         ": the picture is cut short\n"
+                                                         "1 noted before, unchanged (--failed lists them)\n");
+}
+
+TEST_F(KnownFailuresTest, AFullReindexFindsTheOldDamageAgain) {
+  const RunResult result = Run({"reindex", "--quiet", "--json", folder()});
+  EXPECT_EQ(result.status, 0) << result.err;
+  const Json::Value report = StrictJson(result.out);
+  EXPECT_TRUE(IsKnown(report, "bad.jpg"));
+  EXPECT_TRUE(TroubleOf(report["notes"], "cut.jpg")["known"].asBool());
+}
+
+TEST_F(KnownFailuresTest, DamageThatMovesIsKnown) {
+  MakeJpeg(File("trip/a.jpg"), 8, 8);
+  WriteFile(File("trip/broken.jpg"), "no picture");
+  Index({}, kSomeFailed);
+  fs::rename(File("trip"), File("voyage"));
+  EXPECT_TRUE(IsKnown(Index(), "voyage/broken.jpg"));
+}
+
+TEST_F(KnownFailuresTest, DamageWhoseRightsChangeIsKnown) {
+  chmod(File("bad.jpg").c_str(), 0640);
+  EXPECT_TRUE(IsKnown(Index(), "bad.jpg"));
+}
+
+TEST_F(KnownFailuresTest, OtherContentThatFailsIsNew) {
+  WriteFile(File("bad.jpg"), "no picture");
+  EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "bad.jpg"));
+}
+
+// The first time the file was stored.
+TEST_F(KnownFailuresTest, AFileThatWasNotedAndFailsIsNew) {
+  WriteFile(File("cut.jpg"), "no picture");
+  EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "cut.jpg"));
+}
+
+TEST_F(KnownFailuresTest, ANameThatNoDatabaseHoldsIsKnown) {
+  MakeJpeg(File("\xff.jpg"), 8, 8);
+  Index({}, kSomeFailed);
+  EXPECT_EQ(LinesOf({"index", "--quiet", "--failed", folder()}),
+            "failed before: " + File("bad.jpg").string() + ": the file is empty\n" +
+                "failed before: " + folder().string() + "/\\xff.jpg: its name is not UTF-8\n" +
+                "noted before: " + File("cut.jpg").string() + ": the picture is cut short\n");
+}
+
+// What cannot be opened is tried by every run.
+class UnopenedTest : public KnownFailuresTest {
+ protected:
+  void SetUp() override {
+    KnownFailuresTest::SetUp();
+    MakeJpeg(File("closed/a.jpg"), 8, 8);
+    MakeJpeg(File("shut.jpg"), 8, 8);
+    if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as another user here";
+    chmod(File("closed").c_str(), 0);
+    chmod(File("shut.jpg").c_str(), 0);
+  }
+  void TearDown() override { chmod(File("closed").c_str(), 0700); }
+};
+
+TEST_F(UnopenedTest, WhatCannotBeOpenedIsNewOnce) {
+  const Json::Value first = Index({}, kSomeFailed);
+  EXPECT_FALSE(IsKnown(first, "closed"));
+  EXPECT_FALSE(IsKnown(first, "shut.jpg"));
+  for (int run = 0; run < 2; ++run) {
+    const Json::Value again = Index();
+    EXPECT_TRUE(IsKnown(again, "closed"));
+    EXPECT_TRUE(IsKnown(again, "shut.jpg"));
+  }
+}
+
+TEST_F(UnopenedTest, WhatCouldBeOpenedMeanwhileIsNewAgain) {
+  Index({}, kSomeFailed);
+  chmod(File("closed").c_str(), 0700);
+  Index();
+  chmod(File("closed").c_str(), 0);
+  const Json::Value report = Index({}, kSomeFailed);
+  EXPECT_FALSE(IsKnown(report, "closed"));
+  EXPECT_TRUE(IsKnown(report, "shut.jpg"));
+}
+
+TEST_F(UnopenedTest, WhatCannotBeOpenedIsReadWhenItCan) {
+  Index({}, kSomeFailed);
+  chmod(File("shut.jpg").c_str(), 0600);
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+}
+
+}  // namespace
