@@ -76,6 +76,7 @@ Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
 }
 
 Outcome<Done> IndexRun::Reindex() {
+  full_ = true;
   IndexReport unread = report_;
   auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
   if (!plan) return plan.failure();
@@ -219,7 +220,7 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
   progress_.Clear();
   // A run that was stopped has found what it came to.
   if (outcome && stopped_by_ == 0) Count(std::move(passed_));
-  if (outcome && stopped_by_ == 0) CompareUnopened(catalogue_, report_);
+  if (outcome && stopped_by_ == 0 && !full_) CompareUnopened(catalogue_, report_);
   // Not in the order in which the workers came to them.
   for (auto* troubles : {&report_.failed, &report_.notes}) {
     std::stable_sort(troubles->begin(), troubles->end(),

@@ -108,6 +108,7 @@ class IndexRun : private RunObserver {
   std::unordered_map<std::string, IndexReport> ahead_;  // of items given to the queue: what led to them
   IndexReport passed_;                                  // what the walk came to since the last of them
   std::string current_folder_;
+  bool full_ = false;                                 // everything is read, and told of
   bool moved_ = false;                                // since the last commit
   bool move_failed_ = false;                          // rows are still under an old name
   std::unordered_set<std::string> held_back_;         // paths of rows that must stay as they are

@@ -139,6 +139,12 @@ TEST_F(UnopenedTest, WhatCannotBeOpenedIsNewOnce) {
   }
 }
 
+// It is asked to read everything.
+TEST_F(UnopenedTest, AFullReindexTellsOfItEachTime) {
+  Index({}, kSomeFailed);
+  for (int run = 0; run < 2; ++run) EXPECT_EQ(Run({"reindex", "--quiet", folder()}).status, kSomeFailed);
+}
+
 TEST_F(UnopenedTest, WhatCouldBeOpenedMeanwhileIsNewAgain) {
   Index({}, kSomeFailed);
   chmod(File("closed").c_str(), 0700);
