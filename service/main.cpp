@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include "exit_status.h"
@@ -6,10 +7,12 @@
 
 namespace {
 
-// Where one of the three is closed, the next file opened would take its number and get what is printed.
+// Where one of the three is closed, the next file opened would take its number and get what is printed. What
+// is written to standard output fails all the same.
 bool OpenStandardDescriptors() {
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
-    if (fcntl(number, F_GETFD) < 0 && open("/dev/null", O_RDWR) != number) return false;
+    const int mode = number == STDERR_FILENO ? O_WRONLY : O_RDONLY;
+    if (fcntl(number, F_GETFD) < 0 && open("/dev/null", mode) != number) return false;
   }
   return true;
 }
@@ -18,5 +21,7 @@ bool OpenStandardDescriptors() {
 
 int main(int argc, char** argv) {
   if (!OpenStandardDescriptors()) return static_cast<int>(ExitStatus::kFatal);
+  // A reader of the progress or the result that goes away ends no run, and leaves no database open.
+  signal(SIGPIPE, SIG_IGN);
   return RunProgram(argc, argv);
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <exception>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -68,8 +69,11 @@ int Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(error);
-    return ReportFailure({ExitStatus::kUsage, UsageText(app, error)});
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
+      return ReportFailure({ExitStatus::kUsage, UsageText(app, error)});
+    std::ostringstream asked_for;  // help or version
+    app.exit(error, asked_for, asked_for);
+    return PrintResult(asked_for.str(), ExitStatus::kDone);
   }
   return runner();
 }

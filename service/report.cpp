@@ -95,7 +95,8 @@ std::string ReportText(const IndexReport& report, bool lists_known) {
       << report.failed.size() - KnownAmong(report.failed) << ", folders " << report.folders << ", unchanged "
       << report.unchanged << ", moved " << report.moved << ", deleted " << report.deleted << ", "
       << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "") << '\n';
-  for (const auto& [reason, count] : report.skipped) out << "skipped: " << reason << ": " << count << '\n';
+  for (const auto& [reason, count] : report.skipped)
+    out << "skipped: " << Visible(reason) << ": " << count << '\n';
   WriteTroubles("failed", report.failed, false, out);
   WriteTroubles("note", report.notes, false, out);
   WriteKnown("failed before", report.failed, lists_known, out);

@@ -1,9 +1,9 @@
 #include "commands/command.h"
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
 
+#include "commands/standard_output.h"
 #include "display.h"
 #include "error_text.h"
 #include "report.h"
@@ -23,15 +23,19 @@ Failure NoLibraryNamed() {
 }
 
 int ReportFailure(const Failure& failure, bool json) {
-  if (json) std::printf("%s\n", JsonLine(FailureJson(failure)).c_str());
-  std::fprintf(stderr, "lumivault: %s\n", failure.message.c_str());
-  return static_cast<int>(failure.status);
+  std::fprintf(stderr, "lumivault: %s\n", OnOneLine(failure.message).c_str());
+  return json ? PrintResult(JsonLine(FailureJson(failure)) + "\n", failure.status)
+              : static_cast<int>(failure.status);
 }
 
 int PrintResult(const std::string& text, ExitStatus status) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  if (std::fflush(stdout) == 0) return static_cast<int>(status);
-  return ReportFailure({ExitStatus::kFatal, "standard output: " + ErrorText(errno)});
+  const int error = WriteOut(text);
+  return error == 0 ? static_cast<int>(status) : ReportUnwritten(error, status);
+}
+
+int ReportUnwritten(int error, ExitStatus status) {
+  const bool well = status == ExitStatus::kDone || status == ExitStatus::kSomeFailed;
+  return ReportFailure({well ? ExitStatus::kFatal : status, "standard output: " + ErrorText(error)});
 }
 
 Failure NotIndexed(const std::string& path, const std::string& why) {

@@ -38,8 +38,11 @@ Failure NoLibraryNamed();
 // Prints the one line about FAILURE on standard error, and for a command that was asked for JSON its object
 // {error, status} on standard output; its exit status.
 int ReportFailure(const Failure& failure, bool json = false);
-// Prints TEXT on standard output; STATUS, or kFatal when it could not be written.
+// Prints TEXT on standard output; STATUS, or where it could not be written that of ReportUnwritten.
 int PrintResult(const std::string& text, ExitStatus status);
+// Prints the line about the ERROR of standard output; STATUS, or kFatal for one that says that the work was
+// done.
+int ReportUnwritten(int error, ExitStatus status);
 // A file or folder that no library knows.
 Failure NotIndexed(const std::string& path, const std::string& why);
 

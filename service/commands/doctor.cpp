@@ -43,8 +43,8 @@ std::string FindingsText(const Findings& findings) {
   if (findings.empty()) return "all is well\n";
   std::string text;
   for (const Finding& finding : findings) {
-    text.append(finding.subject).append(": ").append(finding.problem).append("\n");
-    text.append("  ").append(finding.remedy).append("\n");
+    text.append(OnOneLine(finding.subject + ": " + finding.problem)).append("\n");
+    text.append("  ").append(OnOneLine(finding.remedy)).append("\n");
   }
   return text;
 }

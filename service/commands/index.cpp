@@ -23,9 +23,9 @@ int ShowDryRun(const RunOptions& options) {
   const auto run = TryRun(*root, *library, options.accepts_loss);
   if (!run) return ReportFailure(run.failure(), options.json);
   const std::string text = options.json ? JsonLine(DryRunJson(*run)) + "\n" : DryRunText(*run);
-  const int printed = PrintResult(text, run->verdict.holds ? ExitStatus::kLoss : ExitStatus::kDone);
-  if (run->verdict.holds) return ReportFailure({ExitStatus::kLoss, run->verdict.reason});
-  return printed;
+  if (!run->verdict.holds) return PrintResult(text, ExitStatus::kDone);
+  ReportFailure({ExitStatus::kLoss, run->verdict.reason});
+  return PrintResult(text, ExitStatus::kLoss);
 }
 
 int Index(const Options& options) {

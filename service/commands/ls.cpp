@@ -47,8 +47,8 @@ std::string ListText(const std::vector<ListedEntry>& entries, bool terminal) {
     const bool measured = !entry.width.empty() && !entry.height.empty();
     text.append(entry.kind).append("\t");
     text.append(Shown(entry.taken, terminal)).append("\t");
-    text.append(entry.size).append("\t");
-    text.append(measured ? entry.width + "x" + entry.height : "").append("\t");
+    text.append(Shown(entry.size, terminal)).append("\t");
+    text.append(measured ? Shown(entry.width + "x" + entry.height, terminal) : "").append("\t");
     text.append(Shown(entry.name, terminal)).append("\n");
   }
   return text;

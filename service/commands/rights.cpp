@@ -81,7 +81,7 @@ std::string FoundText(const Found& found, bool terminal) {
     std::string time = right.time.value_or("");
     if (time.ends_with('\n')) time.pop_back();
     text.append(right.right).append("\t").append(right.accounts).append("\t");
-    text.append(right.user).append("\t").append(Shown(time, terminal)).append("\n");
+    text.append(Shown(right.user, terminal)).append("\t").append(Shown(time, terminal)).append("\n");
   }
   return text;
 }

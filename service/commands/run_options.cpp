@@ -1,12 +1,9 @@
 #include "commands/run_options.h"
 
-#include <signal.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -93,12 +90,9 @@ Failure Explained(const Failure& failure, const Ground& ground) {
 // The run ended before its time. What it did by then is told all the same.
 int ReportBrokenRun(const IndexRun& run, const Failure& failure, const RunOptions& options) {
   const IndexReport& report = run.report();
-  if (options.json) {
-    std::printf("%s\n", JsonLine(ReportJson(report, failure)).c_str());
-  } else if (report.DidAnything()) {
-    std::printf("%s", ReportText(report, options.lists_failed).c_str());
-  }
-  return ReportFailure(failure);
+  ReportFailure(failure);
+  if (options.json) return PrintResult(JsonLine(ReportJson(report, failure)) + "\n", failure.status);
+  return PrintResult(report.DidAnything() ? ReportText(report, options.lists_failed) : "", failure.status);
 }
 
 }  // namespace
@@ -130,8 +124,6 @@ Outcome<Library> NamedLibrary(const RunOptions& options) {
 }
 
 int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {
-  // A reader of the progress or the result that goes away does not end the run.
-  signal(SIGPIPE, SIG_IGN);
   StopSignals signals;
   auto ground = Prepare(options);
   if (!ground) return ReportFailure(ground.failure(), options.json);

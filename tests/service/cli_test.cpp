@@ -130,7 +130,7 @@ TEST_F(CliTest, ClosedStandardDescriptorsGetNothingOfOthers) {
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(WEXITSTATUS(status), 1);  // nobody saw the result
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
   int files = 0;
   for (const auto& entry : fs::recursive_directory_iterator(scratch())) {
@@ -335,6 +335,40 @@ TEST_F(CliTest, TheProgramLinksNothingThatReadsMedia) {
   EXPECT_NE(ReadFile(list).find("libkavoplatform.so"), std::string::npos);
   for (const char* library : {"libav", "libexiv2"})
     EXPECT_EQ(ReadFile(list).find(library), std::string::npos) << library;
+}
+
+// Each would turn the direction, break a line or hide a difference.
+TEST_F(CliTest, NoNameTurnsOrBreaksALineOfATerminal) {
+  const std::array<std::string, 8> unseen{"\u202e", "\u2066",     "\u2028", "\u200b",
+                                          "\u200d", "\U000e0041", "\u061c", "\u009b"};
+  for (const std::string& character : unseen) {
+    MakeJpeg(File("in" + character + "side/a" + character + "gpj.jpg"), 8, 8,
+             {{"Iptc.Application2.Keywords", "k" + character + "x"},
+              {"Exif.Image.Make", "Ma" + character + "ker"}});
+    WriteFile(File("em" + character + "pty.jpg"), "");
+  }
+  const std::string root = "--root=" + state().string();
+  const std::string inside = folder() / ("in" + unseen[0] + "side");
+  std::string shown;
+  for (const std::vector<std::string>& command :
+       std::initializer_list<std::vector<std::string>>{{"index", folder()},
+                                                       {"index", "--failed", folder()},
+                                                       {"ls", inside},
+                                                       {"albums", folder()},
+                                                       {"labels", folder()},
+                                                       {"rights", inside},
+                                                       {"show", inside + "/a" + unseen[0] + "gpj.jpg"},
+                                                       {"show", inside + "/nothing"}}) {
+    for (const char* form : {"", "--json"}) {
+      std::vector<std::string> arguments = command;
+      arguments.push_back(root);
+      if (*form != '\0') arguments.emplace_back(form);
+      shown += OnTerminal(arguments);
+    }
+  }
+  for (const std::string& character : unseen) EXPECT_EQ(shown.find(character), std::string::npos) << shown;
+  EXPECT_NE(shown.find("a\\xe2\\x80\\xaegpj.jpg"), std::string::npos);
+  EXPECT_NE(shown.find("a\\u202egpj.jpg"), std::string::npos);
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <array>
+#include <cstdio>
+
 #include "progress.h"
 #include "report.h"
 #include "support/service_test.h"
@@ -22,6 +25,56 @@ TEST(Visible, ControlCharactersCannotReachATerminal) {
 TEST(Visible, TextOfAnyLanguageStaysAsItIs) {
   EXPECT_EQ(Visible("h\xc3\xa9 \xe5\xae\xb6 \xf0\x9f\x8c\x8a 'a' \"b\" %"),
             "h\xc3\xa9 \xe5\xae\xb6 \xf0\x9f\x8c\x8a 'a' \"b\" %");
+}
+
+std::string Utf8(unsigned code) {
+  if (code < 0x80) return {static_cast<char>(code)};
+  std::string text;
+  for (; code >= 0x40 || text.empty(); code >>= 6)
+    text.insert(text.begin(), static_cast<char>(0x80 | (code & 0x3F)));
+  const unsigned lead = (0xF00U >> text.size()) & 0xFF;  // 110, 1110, 11110
+  return static_cast<char>(lead | code) + text;
+}
+
+std::string BytesOf(const std::string& text) {
+  std::string bytes;
+  for (const char byte : text) {
+    std::array<char, 5> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\x%02x", static_cast<unsigned char>(byte));
+    bytes += escape.data();
+  }
+  return bytes;
+}
+
+// What turns the direction, breaks a line or is not seen at all; with the neighbours that are seen.
+TEST(Visible, WhatNobodySeesIsWrittenOut) {
+  for (const unsigned unseen :
+       {0x01U,    0x7FU,    0x80U,    0x9FU,    0xADU,    0x34FU,   0x61CU,   0x115FU,  0x1160U, 0x17B4U,
+        0x17B5U,  0x180EU,  0x200BU,  0x200CU,  0x200DU,  0x200FU,  0x2028U,  0x2029U,  0x202AU, 0x202EU,
+        0x2060U,  0x2066U,  0x2069U,  0x206FU,  0x3164U,  0xFEFFU,  0xFFA0U,  0xFFF9U,  0xFFFBU, 0x1BCA0U,
+        0x1BCA3U, 0x1D173U, 0x1D17AU, 0xE0000U, 0xE0001U, 0xE007FU, 0xE00FFU, 0xE01F0U, 0xE0FFFU}) {
+    EXPECT_EQ(Visible("a" + Utf8(unseen) + "b"), "a" + BytesOf(Utf8(unseen)) + "b") << unseen;
+    EXPECT_EQ(OnOneLine(Utf8(unseen)), BytesOf(Utf8(unseen))) << unseen;
+  }
+  for (const unsigned seen :
+       {0x20U,    0x7EU,    0xA0U,    0xACU,    0xAEU,    0x34EU,   0x350U,   0x61BU,  0x61DU,  0x115EU,
+        0x1161U,  0x17B3U,  0x17B6U,  0x180DU,  0x180FU,  0x200AU,  0x2010U,  0x2027U, 0x202FU, 0x205FU,
+        0x2070U,  0x3163U,  0x3165U,  0xFE0FU,  0xFEFEU,  0xFF00U,  0xFF9FU,  0xFFA1U, 0xFFF8U, 0xFFFCU,
+        0x1BC9FU, 0x1BCA4U, 0x1D172U, 0x1D17BU, 0xDFFFFU, 0xE0100U, 0xE01EFU, 0xE1000U}) {
+    EXPECT_EQ(Visible(Utf8(seen)), Utf8(seen)) << seen;
+  }
+}
+
+TEST(OnOneLine, PartsThatWereMadeVisibleStayAsTheyAre) {
+  EXPECT_EQ(OnOneLine("a\\x1b: b\nc"), "a\\x1b: b\\nc");
+}
+
+TEST(JsonLine, WhatNobodySeesIsEscaped) {
+  Json::Value value;
+  value["a"] = "x\u202ey\u2028\x7f\U000e0041\U000e0fff\u00e9";
+  const std::string line = JsonLine(value);
+  EXPECT_EQ(line, "{\"a\":\"x\\u202ey\\u2028\\u007f\\udb40\\udc41\\udb43\\udfff\u00e9\"}");
+  EXPECT_EQ(StrictJson(line + "\n"), value);
 }
 
 TEST(Visible, BytesThatAreNotUtf8AreWrittenOut) {
