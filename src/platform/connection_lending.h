@@ -46,7 +46,8 @@ KAVO_API const char* KAVODBLentErrorGet(void);
 
 // Why nothing more can be done with the lent database, whatever is asked of it: it was removed or replaced,
 // or a statement met a full or failing disk, damage, a lock that nobody gives up, or a file that cannot be
-// written, or the server went away and did not come back. Null while it is well. Once told it holds until a
+// written, or the server went away and did not come back, only reads, or has no room, memory or other
+// resources. Null while it is well. Once told it holds until a
 // connection is lent anew.
 KAVO_API const char* KAVODBLentFailureGet(void);
 

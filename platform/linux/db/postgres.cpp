@@ -81,6 +81,27 @@ bool IsConflict(const PGresult* answer) {
   return std::find(kConflicts.begin(), kConflicts.end(), state) != kConflicts.end();
 }
 
+// Why the server as a whole does not do what it is asked to, where ANSWER tells so; else null.
+const char* ServerFailure(const PGresult* answer) {
+  struct Failure {
+    std::string_view state;  // or its class
+    const char* why;
+  };
+  constexpr std::array<Failure, 7> kFailures{{{"25006", "the server only reads"},
+                                              {"53100", "the server's disk is full"},
+                                              {"53200", "the server is out of memory"},
+                                              {"53", "the server has no resources left"},
+                                              {"58", "the server cannot use its files"},
+                                              {"XX001", "the server's files are damaged"},
+                                              {"XX002", "the server's files are damaged"}}};
+  const char* state = PQresultErrorField(answer, PG_DIAG_SQLSTATE);
+  if (state == nullptr) return nullptr;
+  const auto* found = std::find_if(kFailures.begin(), kFailures.end(), [&](const Failure& failure) {
+    return std::string_view(state).starts_with(failure.state);
+  });
+  return found != kFailures.end() ? found->why : nullptr;
+}
+
 // The statement itself was not taken in this form, or no more: a pooler has given the session to somebody
 // else, a table has other columns now, a type cannot be told.
 bool IsRefusal(const PGresult* answer) {
@@ -302,6 +323,7 @@ bool PostgresConnection::ExecuteKept(const char* sql, Sequel sequel, Window wind
 bool PostgresConnection::Take(const Answer& answer, const char* sql, ResultSet& result, std::string& error) {
   if (!Succeeded(answer.get())) {
     lost_to_others_ = IsConflict(answer.get());
+    if (server_failure_ == nullptr) server_failure_ = ServerFailure(answer.get());
     error = ErrorOf(answer.get());
     return false;
   }

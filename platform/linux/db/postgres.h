@@ -46,6 +46,9 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] bool in_transaction() const { return in_transaction_; }
   // The server went away and did not come back while it was waited for.
   [[nodiscard]] bool outage() const { return outage_; }
+  // Why no statement that writes would succeed: a statement has met it, and trying others would not help.
+  // Null while none has.
+  [[nodiscard]] const char* server_failure() const { return server_failure_; }
   // The last statement failed because of what others did at the same moment.
   [[nodiscard]] bool lost_to_others() const { return lost_to_others_; }
   // The last statement was refused in its kept form and has done nothing; it will be sent as a text from now
@@ -93,6 +96,7 @@ class PostgresConnection : public DatabaseEngine {
   bool in_transaction_ = false;
   bool lost_to_others_ = false;
   bool refused_kept_ = false;
+  const char* server_failure_ = nullptr;
   // The server did not come back while it was waited for. Until the next attempt is due statements fail at
   // once.
   bool outage_ = false;

@@ -175,6 +175,7 @@ class PostgresLoan : public Loan {
   }
 
   [[nodiscard]] std::string LastingFailure() const override {
+    if (const char* failure = lent_->connection->server_failure()) return failure;
     return lent_->connection->outage() ? "the server cannot be reached" : "";
   }
 
