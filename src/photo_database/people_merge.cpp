@@ -126,8 +126,8 @@ bool TakePlace(const std::string& region, int orientation, std::vector<std::opti
   return true;
 }
 
-// The unnamed faces of a photo share one label, so one of them that has to go takes all of them along. The
-// regions that had agreed with one are then linked again.
+// The unnamed faces of a photo share one label, so one of them that has to go takes all of them along. Of
+// the regions that had agreed with one the first is then linked again.
 void CompareUnnamed(const PeopleTags& tags, Differences* differences) {
   auto places = UnnamedPlaces(tags);
   std::vector<Region> agreed;

@@ -13,6 +13,7 @@
 
 struct tag_KAVODB_CONNECTION {
   int type;
+  int number;
 };
 
 struct tag_KAVODB_RESULT {
@@ -36,10 +37,12 @@ FakePlatform::Answer TakeAnswer(const std::string& sql) {
   return answer;
 }
 
-int Run(const char* sql, std::size_t limit, std::size_t offset, KAVODB_RESULT** result) {
+int Run(const KAVODB_CONNECTION* connection, const char* sql, std::size_t limit, std::size_t offset,
+        KAVODB_RESULT** result) {
   if (sql == nullptr) return -1;
   FakePlatform& fake = FakePlatform::Get();
   fake.statements.emplace_back(sql);
+  fake.sent_over.push_back(connection == nullptr ? 0 : connection->number);
   FakePlatform::Answer answer = TakeAnswer(sql);
   if (answer.result == -1) return -1;
   if (result == nullptr) {
@@ -94,9 +97,10 @@ char* Fill(const std::string& sql_template, va_list* arguments) {
 KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, const char* password,
                                  const char* database) {
   if (Fails("KAVODBConnect", host, user, password, database)) return nullptr;
-  ++FakePlatform::Get().open_connections;
+  FakePlatform& fake = FakePlatform::Get();
+  ++fake.open_connections;
   const int type = user == nullptr ? KAVODB_TYPE_SQLITE : KAVODB_TYPE_POSTGRES;
-  return new KAVODB_CONNECTION{type};  // NOLINT: freed by KAVODBClose
+  return new KAVODB_CONNECTION{type, ++fake.connections};  // NOLINT: freed by KAVODBClose
 }
 
 const char* KAVODBConnectErrorGet(void) {
@@ -110,14 +114,18 @@ void KAVODBClose(KAVODB_CONNECTION* connection) {
   const std::unique_ptr<KAVODB_CONNECTION> owned(connection);
 }
 
-int KAVODBExecute(KAVODB_CONNECTION* /*connection*/, const char* sql, KAVODB_RESULT** result) {
-  return Fails("KAVODBExecute", sql) ? -1 : Run(sql, 0, 0, result);
+int KAVODBExecute(KAVODB_CONNECTION* connection, const char* sql, KAVODB_RESULT** result) {
+  return Answered("KAVODBExecute", [&]() -> int {
+    return Fails("KAVODBExecute", sql) ? -1 : Run(connection, sql, 0, 0, result);
+  });
 }
 
-int KAVODBSelectLimit(KAVODB_CONNECTION* /*connection*/, const char* sql, int limit, int offset,
+int KAVODBSelectLimit(KAVODB_CONNECTION* connection, const char* sql, int limit, int offset,
                       KAVODB_RESULT** result) {
-  if (Fails("KAVODBSelectLimit", sql, limit, offset)) return -1;
-  return Run(sql, AsCount(limit), AsCount(offset), result);
+  return Answered("KAVODBSelectLimit", [&]() -> int {
+    if (Fails("KAVODBSelectLimit", sql, limit, offset)) return -1;
+    return Run(connection, sql, AsCount(limit), AsCount(offset), result);
+  });
 }
 
 int KAVODBNumRows(KAVODB_RESULT* result) {
@@ -126,10 +134,12 @@ int KAVODBNumRows(KAVODB_RESULT* result) {
 }
 
 int KAVODBFetchRow(KAVODB_RESULT* result, KAVODB_ROW* row) {
-  if (Fails("KAVODBFetchRow") || result == nullptr || result->fetch_fails) return -1;
-  if (result->next >= result->rows.size()) return -1;
-  *row = &result->rows[result->next++];
-  return 0;
+  return Answered("KAVODBFetchRow", [&]() -> int {
+    if (Fails("KAVODBFetchRow") || result == nullptr || result->fetch_fails) return -1;
+    if (result->next >= result->rows.size()) return -1;
+    *row = &result->rows[result->next++];
+    return 0;
+  });
 }
 
 const char* KAVODBFetchField(KAVODB_RESULT* result, KAVODB_ROW row, const char* column) {
@@ -159,7 +169,7 @@ const char* KAVODBErrorGet(KAVODB_CONNECTION* /*connection*/) {
 
 int KAVODBDatabaseTypeGet(KAVODB_CONNECTION* connection) {
   Record("KAVODBDatabaseTypeGet");
-  return connection == nullptr ? -1 : connection->type;
+  return connection == nullptr ? -1 : FakePlatform::Get().database_type.value_or(connection->type);
 }
 
 char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...) {
@@ -172,28 +182,31 @@ char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...) {
 }
 
 int EscapeConditionEX2(int database_type, const char* condition, char* out) {
-  if (Fails("EscapeConditionEX2", database_type, condition)) return -1;
-  // The real one may double every byte: all the room that the caller has to make is written.
-  const std::size_t length = std::strlen(condition);
-  std::memset(out, '#', 2 * length + 1);
-  std::memcpy(out, condition, length + 1);
-  return 0;
+  return Answered("EscapeConditionEX2", [&]() -> int {
+    if (Fails("EscapeConditionEX2", database_type, condition)) return -1;
+    // The real one may double every byte: all the room that the caller has to make is written.
+    const std::size_t length = std::strlen(condition);
+    std::memset(out, '#', 2 * length + 1);
+    std::memcpy(out, condition, length + 1);
+    return 0;
+  });
 }
 
 int KAVODBLend(const char* file) {
-  return Fails("KAVODBLend", file) ? -1 : 0;
+  return Answered("KAVODBLend", [&]() -> int { return Fails("KAVODBLend", file) ? -1 : 0; });
 }
 int KAVODBLendDatabase(const char* user, const char* database) {
-  return Fails("KAVODBLendDatabase", user, database) ? -1 : 0;
+  return Answered("KAVODBLendDatabase",
+                  [&]() -> int { return Fails("KAVODBLendDatabase", user, database) ? -1 : 0; });
 }
 void KAVODBLendEnd(void) {
   Record("KAVODBLendEnd");
 }
 int KAVODBBatchBegin(void) {
-  return Fails("KAVODBBatchBegin") ? -1 : 0;
+  return Answered("KAVODBBatchBegin", [&]() -> int { return Fails("KAVODBBatchBegin") ? -1 : 0; });
 }
 int KAVODBBatchCommit(void) {
-  return Fails("KAVODBBatchCommit") ? -1 : 0;
+  return Answered("KAVODBBatchCommit", [&]() -> int { return Fails("KAVODBBatchCommit") ? -1 : 0; });
 }
 void KAVODBBatchRollback(void) {
   Record("KAVODBBatchRollback");

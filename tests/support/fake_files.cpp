@@ -34,20 +34,26 @@ int Beneath(const char* root, const char* path, Act act) {
 }  // namespace
 
 int KAVOFixedPathGet(const char* path, char* out, int size) {
-  if (Fails("KAVOFixedPathGet", path)) return -1;
-  return PutText(out, size, FakePlatform::Get().root + path);
+  return Answered("KAVOFixedPathGet", [&]() -> int {
+    if (Fails("KAVOFixedPathGet", path)) return -1;
+    return PutText(out, size, FakePlatform::Get().root + path);
+  });
 }
 
 int RLIBCFileExist(const char* path) {
-  if (Fails("RLIBCFileExist", path)) return 0;
-  struct stat status;
-  return IsKind(path, 0, &status) ? 1 : 0;
+  return Answered("RLIBCFileExist", [&]() -> int {
+    if (Fails("RLIBCFileExist", path)) return 0;
+    struct stat status;
+    return IsKind(path, 0, &status) ? 1 : 0;
+  });
 }
 
 int RLIBCFileCheckDir(const char* path) {
-  if (Fails("RLIBCFileCheckDir", path)) return 0;
-  struct stat status;
-  return IsKind(path, S_IFDIR, &status) ? 1 : 0;
+  return Answered("RLIBCFileCheckDir", [&]() -> int {
+    if (Fails("RLIBCFileCheckDir", path)) return 0;
+    struct stat status;
+    return IsKind(path, S_IFDIR, &status) ? 1 : 0;
+  });
 }
 
 bool IsFileExist(const char* path, int64_t* size) {
@@ -59,24 +65,30 @@ bool IsFileExist(const char* path, int64_t* size) {
 }
 
 int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size, int flags) {
-  if (Fails("RLIBCFileGetKeyValue", file, key, size, flags)) return -1;
-  const std::string* value = FindValue(file, key);
-  return value == nullptr ? -1 : PutText(out, size, *value);
+  return Answered("RLIBCFileGetKeyValue", [&]() -> int {
+    if (Fails("RLIBCFileGetKeyValue", file, key, size, flags)) return -1;
+    const std::string* value = FindValue(file, key);
+    return value == nullptr ? -1 : PutText(out, size, *value);
+  });
 }
 
 int RLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags) {
-  if (Fails("RLIBCFileCheckKeyValue", file, key, value, flags)) return 0;
-  const std::string* found = FindValue(file, key);
-  return found != nullptr && *found == value ? 1 : 0;
+  return Answered("RLIBCFileCheckKeyValue", [&]() -> int {
+    if (Fails("RLIBCFileCheckKeyValue", file, key, value, flags)) return 0;
+    const std::string* found = FindValue(file, key);
+    return found != nullptr && *found == value ? 1 : 0;
+  });
 }
 
 int RLIBCFileLockByFile(const char* file, int mode, int* descriptor) {
-  if (Fails("RLIBCFileLockByFile", file, mode)) return 0;
-  const int opened = open(file, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  if (opened < 0) return 0;
-  flock(opened, LOCK_EX);
-  *descriptor = opened;
-  return 1;
+  return Answered("RLIBCFileLockByFile", [&]() -> int {
+    if (Fails("RLIBCFileLockByFile", file, mode)) return 0;
+    const int opened = open(file, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (opened < 0) return 0;
+    flock(opened, LOCK_EX);
+    *descriptor = opened;
+    return 1;
+  });
 }
 
 void RLIBCFileUnlockByFile(int descriptor) {
@@ -85,25 +97,33 @@ void RLIBCFileUnlockByFile(int descriptor) {
 }
 
 int KAVOBeneathOpen(const char* root, const char* path) {
-  if (Fails("KAVOBeneathOpen", root, path)) return -1;
-  const auto& replaced = FakePlatform::Get().beneath_open;
-  return Beneath(root, path, [&] { return replaced ? replaced(path) : open(path, O_RDONLY | O_CLOEXEC); });
+  return Answered("KAVOBeneathOpen", [&]() -> int {
+    if (Fails("KAVOBeneathOpen", root, path)) return -1;
+    const auto& replaced = FakePlatform::Get().beneath_open;
+    return Beneath(root, path, [&] { return replaced ? replaced(path) : open(path, O_RDONLY | O_CLOEXEC); });
+  });
 }
 
 int KAVOBeneathRemove(const char* root, const char* path) {
-  if (Fails("KAVOBeneathRemove", root, path)) return -1;
-  return Beneath(root, path, [&] { return unlink(path); });
+  return Answered("KAVOBeneathRemove", [&]() -> int {
+    if (Fails("KAVOBeneathRemove", root, path)) return -1;
+    return Beneath(root, path, [&] { return unlink(path); });
+  });
 }
 
 int KAVOBeneathExist(const char* root, const char* path) {
-  if (Fails("KAVOBeneathExist", root, path)) return 0;
-  struct stat status;
-  return PathIsIn(path, root) && IsKind(path, S_IFREG, &status) ? 1 : 0;
+  return Answered("KAVOBeneathExist", [&]() -> int {
+    if (Fails("KAVOBeneathExist", root, path)) return 0;
+    struct stat status;
+    return PathIsIn(path, root) && IsKind(path, S_IFREG, &status) ? 1 : 0;
+  });
 }
 
 int KAVOBeneathMode(const char* root, const char* path, mode_t mode) {
-  char octal[16];
-  std::snprintf(octal, sizeof octal, "%04o", mode);
-  if (Fails("KAVOBeneathMode", root, path, octal)) return -1;
-  return Beneath(root, path, [&] { return chmod(path, mode); });
+  return Answered("KAVOBeneathMode", [&]() -> int {
+    char octal[16];
+    std::snprintf(octal, sizeof octal, "%04o", mode);
+    if (Fails("KAVOBeneathMode", root, path, octal)) return -1;
+    return Beneath(root, path, [&] { return chmod(path, mode); });
+  });
 }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -28,6 +29,10 @@ struct FakePlatform {
   std::set<std::string> failing;
   // Function -> the one call of it that fails, counted from 1 since Reset.
   std::map<std::string, int> failing_at;
+
+  // Function and its answer (0, 1, -1) -> what it answers instead, for contracts that leave more than one
+  // number: {{"RLIBCFileExist", 1}, 2}. What it does stays the same.
+  std::map<std::pair<std::string, int>, int> instead;
 
   // --- Files: real ones. RLIBCFileExist, IsFileExist, KAVOBeneath* and the lock act on the real file system
   // without any protection (KAVOBeneath* do refuse a path that does not begin with their root);
@@ -77,12 +82,17 @@ struct FakePlatform {
   };
   std::vector<Answer> answers;
   std::string database_error = "the error";
+  // What KAVODBDatabaseTypeGet tells of every connection instead of its own type.
+  std::optional<int> database_type;
   // The statements that were sent, as they were sent (placeholders filled without escaping), and open
   // handles.
   std::vector<std::string> statements;
+  // The number of the connection that each of them was sent over, counted from 1 since Reset.
+  std::vector<int> sent_over;
   // Those of them that succeeded without being asked for a result.
   std::vector<std::string> without_result;
   int open_connections = 0;
+  int connections = 0;  // ever opened
   // What KAVODBBatchMark answers.
   int pending_removals = 0;
   int open_results = 0;

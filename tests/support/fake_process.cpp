@@ -38,9 +38,11 @@ std::vector<std::string> UpToNull(std::initializer_list<const char*> texts) {
 
 int RLIBCExec(const char* program, const char* argument1, const char* argument2, const char* argument3,
               const char* argument4) {
-  const std::string command = Joined(program, UpToNull({argument1, argument2, argument3, argument4}));
-  if (Fails("RLIBCExec", command)) return -1;
-  return Answer(command, nullptr);
+  return Answered("RLIBCExec", [&]() -> int {
+    const std::string command = Joined(program, UpToNull({argument1, argument2, argument3, argument4}));
+    if (Fails("RLIBCExec", command)) return -1;
+    return Answer(command, nullptr);
+  });
 }
 
 namespace KAVOUtils {

@@ -26,9 +26,11 @@ RLIBCSZLIST* RLIBCSzListAlloc(int size) {
 }
 
 int RLIBCSzListPush(RLIBCSZLIST* list, const char* text) {
-  if (Fails("RLIBCSzListPush", text)) return -1;
-  list->entries.emplace_back(text);
-  return static_cast<int>(list->entries.size());
+  return Answered("RLIBCSzListPush", [&]() -> int {
+    if (Fails("RLIBCSzListPush", text)) return -1;
+    list->entries.emplace_back(text);
+    return static_cast<int>(list->entries.size());
+  });
 }
 
 int RLIBCSzListCount(const RLIBCSZLIST* list) {
@@ -48,17 +50,19 @@ void RLIBCSzListFree(RLIBCSZLIST* list) {
 }
 
 int RLIBCStrSepToList(const char* text, const char* separator, RLIBCSZLIST* list) {
-  if (Fails("RLIBCStrSepToList", text, separator)) return -1;
-  const std::string whole = text;
-  int pieces = 1;
-  std::size_t start = 0;
-  for (auto end = whole.find(separator); end != std::string::npos;
-       end = whole.find(separator, start), ++pieces) {
-    list->entries.push_back(whole.substr(start, end - start));
-    start = end + std::strlen(separator);
-  }
-  list->entries.push_back(whole.substr(start));
-  return pieces;
+  return Answered("RLIBCStrSepToList", [&]() -> int {
+    if (Fails("RLIBCStrSepToList", text, separator)) return -1;
+    const std::string whole = text;
+    int pieces = 1;
+    std::size_t start = 0;
+    for (auto end = whole.find(separator); end != std::string::npos;
+         end = whole.find(separator, start), ++pieces) {
+      list->entries.push_back(whole.substr(start, end - start));
+      start = end + std::strlen(separator);
+    }
+    list->entries.push_back(whole.substr(start));
+    return pieces;
+  });
 }
 
 RLIBCSZHASH* RLIBCSzHashAlloc(int buckets) {
@@ -66,14 +70,16 @@ RLIBCSZHASH* RLIBCSzHashAlloc(int buckets) {
 }
 
 int RLIBCSzHashSetValue(RLIBCSZHASH* hash, const char* key, const char* value) {
-  if (Fails("RLIBCSzHashSetValue", key, value)) return -1;
-  const auto entry = hash->Find(key);
-  if (entry != hash->entries.end()) {
-    entry->second = value;
-  } else {
-    hash->entries.emplace_back(key, value);
-  }
-  return 0;
+  return Answered("RLIBCSzHashSetValue", [&]() -> int {
+    if (Fails("RLIBCSzHashSetValue", key, value)) return -1;
+    const auto entry = hash->Find(key);
+    if (entry != hash->entries.end()) {
+      entry->second = value;
+    } else {
+      hash->entries.emplace_back(key, value);
+    }
+    return 0;
+  });
 }
 
 const char* RLIBCSzHashGetValue(const RLIBCSZHASH* hash, const char* key) {
@@ -85,11 +91,13 @@ const char* RLIBCSzHashGetValue(const RLIBCSZHASH* hash, const char* key) {
 }
 
 int RLIBCSzHashRemoveKey(RLIBCSZHASH* hash, const char* key) {
-  Record("RLIBCSzHashRemoveKey", key);
-  const auto entry = hash->Find(key);
-  if (entry == hash->entries.end()) return -1;
-  hash->entries.erase(entry);
-  return 0;
+  return Answered("RLIBCSzHashRemoveKey", [&]() -> int {
+    Record("RLIBCSzHashRemoveKey", key);
+    const auto entry = hash->Find(key);
+    if (entry == hash->entries.end()) return -1;
+    hash->entries.erase(entry);
+    return 0;
+  });
 }
 
 int RLIBCSzHashCount(const RLIBCSZHASH* hash) {
@@ -98,12 +106,14 @@ int RLIBCSzHashCount(const RLIBCSZHASH* hash) {
 }
 
 int RLIBCSzHashAt(const RLIBCSZHASH* hash, int index, const char** key, const char** value) {
-  Record("RLIBCSzHashAt", index);
-  if (index < 0 || static_cast<std::size_t>(index) >= hash->entries.size()) return -1;
-  const auto& entry = hash->entries[static_cast<std::size_t>(index)];
-  *key = entry.first.c_str();
-  *value = entry.second.c_str();
-  return 0;
+  return Answered("RLIBCSzHashAt", [&]() -> int {
+    Record("RLIBCSzHashAt", index);
+    if (index < 0 || static_cast<std::size_t>(index) >= hash->entries.size()) return -1;
+    const auto& entry = hash->entries[static_cast<std::size_t>(index)];
+    *key = entry.first.c_str();
+    *value = entry.second.c_str();
+    return 0;
+  });
 }
 
 void RLIBCSzHashFree(RLIBCSZHASH* hash) {
@@ -137,14 +147,16 @@ void TrimSet(char* text, const char* blanks) {
 }  // namespace
 
 int RLIBCUnicodeIsUTF8(const char* text) {
-  if (Fails("RLIBCUnicodeIsUTF8", text) || text == nullptr) return 0;
-  const auto* at = reinterpret_cast<const unsigned char*>(text);
-  while (*at != 0) {
-    const std::size_t length = CharacterLength(at);
-    if (length == 0) return 0;
-    at += length;
-  }
-  return 1;
+  return Answered("RLIBCUnicodeIsUTF8", [&]() -> int {
+    if (Fails("RLIBCUnicodeIsUTF8", text) || text == nullptr) return 0;
+    const auto* at = reinterpret_cast<const unsigned char*>(text);
+    while (*at != 0) {
+      const std::size_t length = CharacterLength(at);
+      if (length == 0) return 0;
+      at += length;
+    }
+    return 1;
+  });
 }
 
 int RLIBCCodePageGet(int kind) {
@@ -153,23 +165,27 @@ int RLIBCCodePageGet(int kind) {
 }
 
 int RLIBCUnicodeStrCPToUTF8(int code_page, const char* from, char* out, int size) {
-  if (Fails("RLIBCUnicodeStrCPToUTF8", code_page, from, size)) return -1;
-  std::string converted;
-  for (const char* at = from; *at != '\0'; ++at) {
-    const auto byte = static_cast<unsigned char>(*at);
-    const std::string next = byte < 0x80 ? std::string(1, *at)
-                                         : std::string{static_cast<char>(0xC0 | (byte >> 6)),
-                                                       static_cast<char>(0x80 | (byte & 0x3F))};
-    if (converted.size() + next.size() >= static_cast<std::size_t>(size)) break;
-    converted += next;
-  }
-  return PutText(out, size, converted);
+  return Answered("RLIBCUnicodeStrCPToUTF8", [&]() -> int {
+    if (Fails("RLIBCUnicodeStrCPToUTF8", code_page, from, size)) return -1;
+    std::string converted;
+    for (const char* at = from; *at != '\0'; ++at) {
+      const auto byte = static_cast<unsigned char>(*at);
+      const std::string next = byte < 0x80 ? std::string(1, *at)
+                                           : std::string{static_cast<char>(0xC0 | (byte >> 6)),
+                                                         static_cast<char>(0x80 | (byte & 0x3F))};
+      if (converted.size() + next.size() >= static_cast<std::size_t>(size)) break;
+      converted += next;
+    }
+    return PutText(out, size, converted);
+  });
 }
 
 int RLIBCStrTrimSpace(char* text) {
-  if (Fails("RLIBCStrTrimSpace", text) || text == nullptr) return -1;
-  TrimSet(text, " \t\r\n\v\f");
-  return 0;
+  return Answered("RLIBCStrTrimSpace", [&]() -> int {
+    if (Fails("RLIBCStrTrimSpace", text) || text == nullptr) return -1;
+    TrimSet(text, " \t\r\n\v\f");
+    return 0;
+  });
 }
 
 char* StringTrim(char* text) {

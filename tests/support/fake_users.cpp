@@ -27,27 +27,33 @@ bool IsListed(const std::set<std::string>& extensions, const char* extension) {
 }  // namespace
 
 int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* user, int size) {
-  if (Fails("KAVOIndexIsPersonalPackagePath", path, kind, size)) return 0;
-  for (const auto& [name, folder] : FakePlatform::Get().personal_folders) {
-    if (!PathIsIn(path, folder)) continue;
-    std::snprintf(user, static_cast<std::size_t>(size), "%s", name.c_str());
-    return 1;
-  }
-  return 0;
+  return Answered("KAVOIndexIsPersonalPackagePath", [&]() -> int {
+    if (Fails("KAVOIndexIsPersonalPackagePath", path, kind, size)) return 0;
+    for (const auto& [name, folder] : FakePlatform::Get().personal_folders) {
+      if (!PathIsIn(path, folder)) continue;
+      std::snprintf(user, static_cast<std::size_t>(size), "%s", name.c_str());
+      return 1;
+    }
+    return 0;
+  });
 }
 
 int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size) {
-  if (Fails("KAVOIndexPersonalPhotoPathGet", user, size)) return -1;
-  return PutMapped(FakePlatform::Get().personal_folders, user, out, size);
+  return Answered("KAVOIndexPersonalPhotoPathGet", [&]() -> int {
+    if (Fails("KAVOIndexPersonalPhotoPathGet", user, size)) return -1;
+    return PutMapped(FakePlatform::Get().personal_folders, user, out, size);
+  });
 }
 
 int KAVOIndexPersonalAlbumDefRightGet(const char* user, int* is_public) {
-  if (Fails("KAVOIndexPersonalAlbumDefRightGet", user)) return -1;
-  const auto& rights = FakePlatform::Get().album_default_right;
-  const auto found = rights.find(user);
-  if (found == rights.end()) return -1;
-  *is_public = found->second;
-  return 0;
+  return Answered("KAVOIndexPersonalAlbumDefRightGet", [&]() -> int {
+    if (Fails("KAVOIndexPersonalAlbumDefRightGet", user)) return -1;
+    const auto& rights = FakePlatform::Get().album_default_right;
+    const auto found = rights.find(user);
+    if (found == rights.end()) return -1;
+    *is_public = found->second;
+    return 0;
+  });
 }
 
 namespace {
@@ -62,20 +68,24 @@ std::string OpenedPath(const std::string& path) {
 }  // namespace
 
 int KAVOIndexImgResGet(const char* path, int* width, int* height) {
-  if (Fails("KAVOIndexImgResGet", path)) return -1;
-  const auto& resolutions = FakePlatform::Get().resolutions;
-  const auto found = resolutions.find(OpenedPath(path));
-  if (found == resolutions.end()) return -1;
-  *width = found->second.first;
-  *height = found->second.second;
-  return 0;
+  return Answered("KAVOIndexImgResGet", [&]() -> int {
+    if (Fails("KAVOIndexImgResGet", path)) return -1;
+    const auto& resolutions = FakePlatform::Get().resolutions;
+    const auto found = resolutions.find(OpenedPath(path));
+    if (found == resolutions.end()) return -1;
+    *width = found->second.first;
+    *height = found->second.second;
+    return 0;
+  });
 }
 
 int KAVOIndexExtGet(const char* path, char* out, int size) {
-  if (Fails("KAVOIndexExtGet", path, size)) return -1;
-  const std::string name = std::string(path).substr(std::string(path).rfind('/') + 1);
-  const auto dot = name.rfind('.');
-  return dot != std::string::npos && PutText(out, size, name.substr(dot + 1)) >= 0 ? 0 : -1;
+  return Answered("KAVOIndexExtGet", [&]() -> int {
+    if (Fails("KAVOIndexExtGet", path, size)) return -1;
+    const std::string name = std::string(path).substr(std::string(path).rfind('/') + 1);
+    const auto dot = name.rfind('.');
+    return dot != std::string::npos && PutText(out, size, name.substr(dot + 1)) >= 0 ? 0 : -1;
+  });
 }
 
 bool BlKAVOIndexIsPhotoOnWeb(const char* extension) {
@@ -97,17 +107,21 @@ bool IndexIsPathRemoteOrImageMount(const char* path) {
 }
 
 int ConvertVideoTypeGet(const char* name, char* out, int size) {
-  if (Fails("ConvertVideoTypeGet", name, size)) return 0;
-  return PutMapped(FakePlatform::Get().convert_types, name, out, size) == 0 ? 1 : 0;
+  return Answered("ConvertVideoTypeGet", [&]() -> int {
+    if (Fails("ConvertVideoTypeGet", name, size)) return 0;
+    return PutMapped(FakePlatform::Get().convert_types, name, out, size) == 0 ? 1 : 0;
+  });
 }
 
 int KAVOShareGet(const char* name, KAVOSHARE** share) {
-  if (Fails("KAVOShareGet", name)) return -1;
-  auto found = std::make_unique<KAVOSHARE>();
-  if (PutMapped(FakePlatform::Get().shares, name, found->szPath, sizeof found->szPath) != 0) return -1;
-  PutText(found->szName, sizeof found->szName, name);
-  *share = found.release();
-  return 0;
+  return Answered("KAVOShareGet", [&]() -> int {
+    if (Fails("KAVOShareGet", name)) return -1;
+    auto found = std::make_unique<KAVOSHARE>();
+    if (PutMapped(FakePlatform::Get().shares, name, found->szPath, sizeof found->szPath) != 0) return -1;
+    PutText(found->szName, sizeof found->szName, name);
+    *share = found.release();
+    return 0;
+  });
 }
 
 void KAVOShareFree(KAVOSHARE* share) {
@@ -116,27 +130,35 @@ void KAVOShareFree(KAVOSHARE* share) {
 }
 
 int KAVOSharePathGet(const char* name, char* out, int size) {
-  if (Fails("KAVOSharePathGet", name, size)) return -1;
-  return PutMapped(FakePlatform::Get().shares, name, out, size);
+  return Answered("KAVOSharePathGet", [&]() -> int {
+    if (Fails("KAVOSharePathGet", name, size)) return -1;
+    return PutMapped(FakePlatform::Get().shares, name, out, size);
+  });
 }
 
 int KAVOEAPath(int mode, const char* path, const char* item, char* out, int size, int flags) {
-  if (Fails("KAVOEAPath", mode, path, item, size, flags)) return -1;
-  const std::filesystem::path whole(path);
-  const std::filesystem::path folder = std::filesystem::is_directory(whole)
-                                           ? whole / "@eaDir"
-                                           : whole.parent_path() / "@eaDir" / whole.filename();
-  return PutText(out, size, (folder / item).string()) >= 0 ? 0 : -1;
+  return Answered("KAVOEAPath", [&]() -> int {
+    if (Fails("KAVOEAPath", mode, path, item, size, flags)) return -1;
+    const std::filesystem::path whole(path);
+    const std::filesystem::path folder = std::filesystem::is_directory(whole)
+                                             ? whole / "@eaDir"
+                                             : whole.parent_path() / "@eaDir" / whole.filename();
+    return PutText(out, size, (folder / item).string()) >= 0 ? 0 : -1;
+  });
 }
 
 int KAVOEAMKDir(int mode, const char* folder) {
-  if (Fails("KAVOEAMKDir", mode, folder)) return -1;
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  return error ? -1 : 0;
+  return Answered("KAVOEAMKDir", [&]() -> int {
+    if (Fails("KAVOEAMKDir", mode, folder)) return -1;
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    return error ? -1 : 0;
+  });
 }
 
 int KAVOUserPreferenceDirGet(const char* user, char* out, int size) {
-  if (Fails("KAVOUserPreferenceDirGet", user, size)) return -1;
-  return PutMapped(FakePlatform::Get().preference_dirs, user, out, size);
+  return Answered("KAVOUserPreferenceDirGet", [&]() -> int {
+    if (Fails("KAVOUserPreferenceDirGet", user, size)) return -1;
+    return PutMapped(FakePlatform::Get().preference_dirs, user, out, size);
+  });
 }
