@@ -43,3 +43,17 @@ if(LUMIVAULT_TYPE_INFO)
   set(LUMIVAULT_TYPE_OPTIONS -g)
 endif()
 target_link_options(lumivault_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+
+# A core is an archive, so that tests link what they need of it and reach its internals. For scripts/mutate it is a library that
+# shows its internals, and its sources share a precompiled header, since they are compiled one at a time and very often.
+if(LUMIVAULT_SHARED_CORES)
+  set(LUMIVAULT_CORE_TYPE SHARED)
+else()
+  set(LUMIVAULT_CORE_TYPE STATIC)
+endif()
+function(lumivault_core target)
+  if(LUMIVAULT_SHARED_CORES)
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default VISIBILITY_INLINES_HIDDEN OFF)
+    target_precompile_headers(${target} PRIVATE <algorithm> <functional> <map> <memory> <optional> <string> <vector> ${ARGN})
+  endif()
+endfunction()

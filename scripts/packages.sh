@@ -7,6 +7,7 @@ build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-
 run_packages="sqlite3"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg"
 abi_packages="abigail-tools"
+mutate_packages="python3"
 lint_packages="clang-format clang-tidy shellcheck"
 
 # The 32-bit ARM build: tools for this machine, and what goes into its sysroot.
