@@ -144,7 +144,8 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   if (Missing(file)) return Add(findings, Visible(file), kGone, index, ExitStatus::kDatabase);
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) {
-    return Add(findings, Visible(file), database.error(), "make it a regular file that this user may read",
+    return Add(findings, Visible(file), database.error(),
+               "make it a regular file that this user may read, with nothing of others beside it",
                ExitStatus::kDatabase);
   }
   const std::size_t before = findings.size();

@@ -19,7 +19,7 @@ Failure NoDatabase(const Library& library, const DatabaseReader& database) {
   const int error = access(file.c_str(), R_OK) == 0 ? 0 : errno;
   if (error == ENOENT) return NotIndexed(library.folder, "the library has no database");
   return {ExitStatus::kDatabase,
-          Visible(file) + ": cannot be opened" + (error != 0 ? ": " + ErrorText(error) : std::string())};
+          Visible(file) + ": cannot be opened: " + (error != 0 ? ErrorText(error) : database.error())};
 }
 
 Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string& path) {

@@ -226,7 +226,8 @@ TEST_F(ForbiddenTest, SettingsThatCannotBeRead) {
 
 TEST_F(ForbiddenTest, ADatabaseThatCannotBeRead) {
   ExpectFinding(Database(), 0, 5,
-                "unable to open database file\n  make it a regular file that this user may read\n");
+                "unable to open database file\n  make it a regular file that this user may read, with "
+                "nothing of others beside it\n");
 }
 
 class SharedDoctorTest : public SharedTreeTest {

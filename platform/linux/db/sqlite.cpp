@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "core/ascii.h"
-#include "db/database_file.h"
+#include "db/sqlite_files.h"
 #include "db/sqlite_statements.h"
 #include "db/statement_shape.h"
 #include "platform/database.h"
@@ -26,11 +26,19 @@ constexpr int kStepsBetweenLooks = 10'000;
 constexpr std::string_view kLikePragma = "case_sensitive_like";
 constexpr std::string_view kForeignKeysPragma = "PRAGMA foreign_keys = ON";
 
+// ATTACH would open what no check has seen. The internal one of a VACUUM names no file.
+int RefuseAttach(void* /*unused*/, int action, const char* file, const char* /*unused*/,
+                 const char* /*unused*/, const char* /*unused*/) {
+  return action == SQLITE_ATTACH && (file == nullptr || *file != '\0') ? SQLITE_DENY : SQLITE_OK;
+}
+
 // The file may have been written by anyone: its schema may not reach for functions with side effects, nor may
 // a statement damage the file itself.
 void DistrustFile(sqlite3* database) {
   sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
+  sqlite3_set_authorizer(database, &RefuseAttach, nullptr);
 }
 
 void AddColumns(sqlite3_stmt* statement, int columns, ResultSet& result) {
@@ -114,8 +122,8 @@ std::size_t FindIgnoreCase(std::string_view text, std::string_view word) {
 bool HasLog(const std::string& file) {
   for (const char* suffix : {"-wal", "-journal"}) {
     struct stat status {};
-    const int result = stat((file + suffix).c_str(), &status);
-    if (result == 0 ? status.st_size > 0 : errno != ENOENT) return true;
+    const int result = lstat((file + suffix).c_str(), &status);
+    if (result == 0 ? !S_ISREG(status.st_mode) || status.st_size > 0 : errno != ENOENT) return true;
   }
   return false;
 }
@@ -165,22 +173,14 @@ bool ConcernsFile(int code) {
   }
 }
 
-// Whether the open DATABASE is FILE: somebody may have exchanged the folder, or the file, for another while
-// it was opened by name.
-bool IsThatFile(sqlite3* database, const DatabaseFile& file) {
-  int moved = 0;
-  const int code = sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
-  return code == SQLITE_OK && moved == 0 && file.IsInPlace();
-}
-
 }  // namespace
 
 void SqliteConnection::Close::operator()(sqlite3* database) const {
   sqlite3_close_v2(database);
 }
 
-SqliteConnection::SqliteConnection(Database database)
-    : watch_(std::make_unique<Watch>()), database_(std::move(database)) {
+SqliteConnection::SqliteConnection(Files files, Database database)
+    : files_(std::move(files)), watch_(std::make_unique<Watch>()), database_(std::move(database)) {
   sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
 }
 
@@ -188,47 +188,50 @@ SqliteConnection::~SqliteConnection() = default;
 
 std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, SqliteFile kind,
                                                          std::string& error) {
-  const std::optional<DatabaseFile> place = DatabaseFile::Find(file, error);
+  std::optional<DatabaseFile> place = DatabaseFile::Find(file, error);
   if (!place.has_value()) return nullptr;
-  if (kind == SqliteFile::kReadOnly) return OpenForReading(*place, error);
+  const Files files = SqliteFiles::Of(std::move(*place));
+  if (files == nullptr) {
+    error = "SQLite has no files of a Unix system.";
+    return nullptr;
+  }
+  if (kind == SqliteFile::kReadOnly) return OpenForReading(files, error);
   const int make = kind == SqliteFile::kMayBeMade ? SQLITE_OPEN_CREATE : 0;
-  return OpenAs(*place, place->path(), SQLITE_OPEN_READWRITE | make, error);
+  return OpenAs(files, files->place().path(), SQLITE_OPEN_READWRITE | make, error);
 }
 
 // The last connection takes the side files away, which only one that may write does: so it is opened for
 // writing, and writes nothing. A disk without room for them is read without them.
-std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const DatabaseFile& place,
-                                                                   std::string& error) {
+std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& files, std::string& error) {
   constexpr const char* kTakeSideFiles = "PRAGMA query_only = ON; SELECT count(*) FROM sqlite_schema";
-  if (TakesSideFiles(place.path())) {
-    auto connection = OpenAs(place, place.path(), SQLITE_OPEN_READWRITE, error);
+  const std::string& path = files->place().path();
+  if (TakesSideFiles(path)) {
+    auto connection = OpenAs(files, path, SQLITE_OPEN_READWRITE, error);
     if (connection != nullptr && connection->Run(kTakeSideFiles, error)) return connection;
+    if (files->refused()) return nullptr;
   }
-  UnchangedFile unlocked(place.path());  // before the look at its log
-  if (HasLog(place.path())) return OpenAs(place, place.path(), SQLITE_OPEN_READONLY, error);
-  auto connection = OpenAs(place, UnlockedName(place.path()), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
+  UnchangedFile unlocked(path);  // before the look at its log
+  if (HasLog(path)) return OpenAs(files, path, SQLITE_OPEN_READONLY, error);
+  auto connection = OpenAs(files, UnlockedName(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
   if (connection != nullptr) connection->unlocked_ = std::move(unlocked);
   return connection;
 }
 
-std::unique_ptr<SqliteConnection> SqliteConnection::OpenAs(const DatabaseFile& place, const std::string& name,
+std::unique_ptr<SqliteConnection> SqliteConnection::OpenAs(const Files& files, const std::string& name,
                                                            int flags, std::string& error) {
   constexpr int kAlways = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(name.c_str(), &opened, kAlways | flags, nullptr);
+  const int code = sqlite3_open_v2(name.c_str(), &opened, kAlways | flags, files->name());
   Database database(opened);
   if (opened == nullptr) throw std::bad_alloc();
   if (code != SQLITE_OK) {
-    error = sqlite3_errmsg(opened);
-    return nullptr;
-  }
-  if (!IsThatFile(opened, place)) {
-    error = "The file was replaced while it was opened.";
+    error = files->TakeRefusal();
+    if (error.empty()) error = sqlite3_errmsg(opened);
     return nullptr;
   }
   sqlite3_busy_timeout(opened, kBusyTimeoutMs);
   DistrustFile(opened);
-  return std::unique_ptr<SqliteConnection>(new SqliteConnection(std::move(database)));
+  return std::unique_ptr<SqliteConnection>(new SqliteConnection(files, std::move(database)));
 }
 
 int SqliteConnection::IsOverdue(void* watch) {
@@ -305,7 +308,9 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
 }
 
 bool SqliteConnection::Fail(int code, std::string& error) {
-  error = code == SQLITE_INTERRUPT ? "The statement took too long." : sqlite3_errmsg(database_.get());
+  error = files_->TakeRefusal();
+  if (error.empty())
+    error = code == SQLITE_INTERRUPT ? "The statement took too long." : sqlite3_errmsg(database_.get());
   if (ConcernsFile(code) && file_failure_.empty()) file_failure_ = error;
   return false;
 }

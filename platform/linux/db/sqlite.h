@@ -11,9 +11,9 @@
 #include "db/engine.h"
 #include "db/unchanged_file.h"
 
-class DatabaseFile;
 struct sqlite3;
 struct sqlite3_stmt;
+class SqliteFiles;
 class SqliteStatements;
 
 enum class SqliteFile { kMustExist, kMayBeMade, kReadOnly };
@@ -71,14 +71,15 @@ class SqliteConnection : public DatabaseEngine {
   };
   static int IsOverdue(void* watch);
 
-  explicit SqliteConnection(Database database);
+  using Files = std::shared_ptr<SqliteFiles>;
 
-  [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenForReading(const DatabaseFile& place,
+  SqliteConnection(Files files, Database database);
+
+  [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenForReading(const Files& files,
                                                                         std::string& error);
-  // PLACE under the name that SQLite is to open it by.
-  [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenAs(const DatabaseFile& place,
-                                                                const std::string& name, int flags,
-                                                                std::string& error);
+  // FILES under the name that SQLite is to open the database by.
+  [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenAs(const Files& files, const std::string& name,
+                                                                int flags, std::string& error);
 
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
                                   std::string& error);
@@ -97,6 +98,7 @@ class SqliteConnection : public DatabaseEngine {
 
   [[nodiscard]] bool ExecuteAll(const char* sql, Window window, ResultSet& result, std::string& error);
 
+  Files files_;
   std::unique_ptr<Watch> watch_;
   Database database_;
   std::optional<UnchangedFile> unlocked_;         // the file, where it is read without its locks

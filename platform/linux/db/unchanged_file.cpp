@@ -11,12 +11,12 @@ bool SameTime(const timespec& a, const timespec& b) {
 }  // namespace
 
 UnchangedFile::UnchangedFile(std::string path) : path_(std::move(path)) {
-  if (stat(path_.c_str(), &at_first_) != 0) at_first_ = {};
+  if (lstat(path_.c_str(), &at_first_) != 0) at_first_ = {};
 }
 
 bool UnchangedFile::Holds() const {
   struct stat now {};
-  return stat(path_.c_str(), &now) == 0 && now.st_dev == at_first_.st_dev && now.st_ino == at_first_.st_ino &&
-         now.st_size == at_first_.st_size && SameTime(now.st_mtim, at_first_.st_mtim) &&
-         SameTime(now.st_ctim, at_first_.st_ctim);
+  return lstat(path_.c_str(), &now) == 0 && now.st_dev == at_first_.st_dev &&
+         now.st_ino == at_first_.st_ino && now.st_size == at_first_.st_size &&
+         SameTime(now.st_mtim, at_first_.st_mtim) && SameTime(now.st_ctim, at_first_.st_ctim);
 }

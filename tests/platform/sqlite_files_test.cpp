@@ -1,0 +1,253 @@
+// What a connection to an SQLite file opens, deletes and makes beside it, whatever lies there.
+#include "db/sqlite_files.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <thread>
+
+#include "platform/database_fixture.h"
+#include "support/hostile_journal.h"
+#include "support/open_watch.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+
+class SqliteFilesTest : public testing::Test {
+ protected:
+  SqliteFilesTest() { fs::create_directory(folder()); }
+  void SetUp() override {
+    Send(OpenSqlite(file()), "PRAGMA journal_mode=WAL; CREATE TABLE t (v text); INSERT INTO t VALUES ('v')");
+  }
+
+  fs::path folder() const { return dir_.path() / "photos"; }
+  std::string file() const { return folder() / "photo.db"; }
+  fs::path Beside(const std::string& name) const { return dir_.path() / name; }
+  std::string ErrorOf(const std::string& sql) const { return ErrorOf(OpenSqlite(file()), sql); }
+  static std::string ErrorOf(const Connection& connection, const std::string& sql) {
+    if (connection == nullptr) return KAVODBConnectErrorGet();
+    return KAVODBExecute(connection.get(), sql.c_str(), nullptr) == -1 ? KAVODBErrorGet(connection.get())
+                                                                       : "(none)";
+  }
+  std::set<std::string> Names() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder())) names.insert(entry.path().filename());
+    return names;
+  }
+
+ private:
+  TempDir dir_;
+};
+
+// COUNT texts of a mebibyte each, which an order by all of them has to put somewhere.
+std::string Huge(int count) {
+  return "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+         std::to_string(count) +
+         ") SELECT length(b) > 1048576 v FROM (SELECT i || hex(zeroblob(524288)) b FROM n ORDER BY b) LIMIT "
+         "1";
+}
+
+TEST_F(SqliteFilesTest, AnotherDatabaseIsNotAttached) {
+  for (const std::string& other : {Beside("other.db").string(), file(), std::string("file:x?vfs=unix")}) {
+    EXPECT_EQ(ErrorOf("ATTACH '" + other + "' AS other"), "not authorized");
+    EXPECT_EQ(ErrorOf("ATTACH substr('" + other + "', 1) AS other"), "not authorized");
+  }
+  EXPECT_FALSE(fs::exists(Beside("other.db")));
+}
+
+TEST_F(SqliteFilesTest, ACopyIsNotWrittenIntoAnotherFile) {
+  EXPECT_EQ(ErrorOf("VACUUM INTO '" + Beside("other.db").string() + "'"), "authorization denied");
+  EXPECT_FALSE(fs::exists(Beside("other.db")));
+}
+
+TEST_F(SqliteFilesTest, AVacuumWorks) {
+  Send(OpenSqlite(file()), "INSERT INTO t VALUES (hex(zeroblob(200000))); DELETE FROM t WHERE v <> 'v'");
+  const auto before = fs::file_size(file());
+  const Connection db = OpenSqlite(file());
+  Send(db, "VACUUM");
+  EXPECT_EQ(Value(db, "SELECT v FROM t"), "v");
+  Send(db, "PRAGMA wal_checkpoint(TRUNCATE)");
+  EXPECT_LT(fs::file_size(file()), before);
+}
+
+TEST_F(SqliteFilesTest, TemporaryRoomIsInMemoryBoundedAndGivenBack) {
+  fs::create_directory(Beside("tmp"));
+  setenv("SQLITE_TMPDIR", Beside("tmp").c_str(), 1);
+  const OpenWatch watch(Beside("tmp"));
+  const Connection db = OpenSqlite(file());
+  EXPECT_EQ(ErrorOf(db, Huge(300)), "It needs more than 256 MiB of temporary room.");
+  EXPECT_EQ(ErrorOf(db, "SELECT missing"), "no such column: missing");
+  EXPECT_EQ(Value(db, Huge(150)), "1");
+  EXPECT_EQ(Value(db, Huge(150)), "1");
+  EXPECT_FALSE(watch.WasOpened());
+  unsetenv("SQLITE_TMPDIR");
+}
+
+// More than SQLite keeps of it by itself.
+TEST_F(SqliteFilesTest, AStatementOfATransactionIsTakenBackAlone) {
+  const Connection db = OpenSqlite(file());
+  Send(db,
+       "CREATE TABLE u (n INTEGER, b TEXT, k INTEGER UNIQUE); "
+       "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) "
+       "INSERT INTO u SELECT i, hex(zeroblob(500)), i FROM n; BEGIN; INSERT INTO u VALUES (0, '', 0)");
+  EXPECT_EQ(ErrorOf(db, "UPDATE u SET b = hex(zeroblob(500)) || 'x', k = CASE n WHEN 2000 THEN 1 ELSE k END"),
+            "UNIQUE constraint failed: u.k");
+  EXPECT_EQ(Names(), (std::set<std::string>{"photo.db", "photo.db-shm", "photo.db-wal"}));
+  Send(db, "COMMIT");
+  EXPECT_EQ(Value(db, "SELECT count(*) v FROM u WHERE length(b) <= 1000"), "2001");
+}
+
+TEST_F(SqliteFilesTest, AJournalThatNamesAnotherFileIsNotTakenBack) {
+  std::ofstream(Beside("victim")) << "not yours";
+  PlantJournal(file(), Beside("victim"));
+  const OpenWatch watch(Beside("victim"));
+  constexpr const char* kRefused = "photo.db-journal names another file; it is not ours to touch.";
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), kRefused);
+  EXPECT_EQ(ErrorOf("INSERT INTO t VALUES ('w')"), kRefused);
+  EXPECT_EQ(ErrorOf(Connection(KAVODBConnectReadOnly(file().c_str())), "SELECT * FROM t"), kRefused);
+  EXPECT_FALSE(watch.WasOpened());
+  EXPECT_TRUE(fs::exists(Beside("victim")));
+  EXPECT_TRUE(fs::exists(file() + "-journal")) << "what belongs to others is not thrown away";
+}
+
+// Such a journal may name a side file of the very database, too, as its folder is called for the connection.
+TEST_F(SqliteFilesTest, AJournalThatNamesTheDatabaseIsNotTakenBack) {
+  for (int descriptor = 3; descriptor < 64; ++descriptor) {
+    PlantJournal(file(), "/proc/self/fd/" + std::to_string(descriptor) + "/photo.db");
+    EXPECT_NE(ErrorOf("SELECT * FROM t"), "(none)");
+    ASSERT_TRUE(fs::exists(file()));
+  }
+}
+
+TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "files cannot be given away here";
+  constexpr uid_t kOwner = 1234;
+  ASSERT_EQ(chown(file().c_str(), kOwner, kOwner), 0);
+  std::ofstream(file() + "-wal") << "something";
+  ASSERT_EQ(chown((file() + "-wal").c_str(), kNobody, kNobody), 0);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
+  chmod(file().c_str(), 0666);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
+}
+
+TEST_F(SqliteFilesTest, SideFilesThatRootMakesBelongToTheDatabasesOwner) {
+  if (geteuid() != 0) GTEST_SKIP() << "files cannot be given away here";
+  ASSERT_EQ(chown(file().c_str(), kNobody, kNobody), 0);
+  const Connection db = OpenSqlite(file());
+  Send(db, "INSERT INTO t VALUES ('w')");
+  for (const char* suffix : {"-wal", "-shm"}) {
+    struct stat status {};
+    ASSERT_EQ(lstat((file() + suffix).c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kNobody) << suffix;
+  }
+}
+
+// The second of two connections takes the shared memory away, under the name that the first had for it.
+TEST_F(SqliteFilesTest, TheSharedMemoryOfAnotherDatabaseStays) {
+  const std::string other = Beside("photo.db");
+  Send(OpenSqlite(other), "PRAGMA journal_mode=WAL; CREATE TABLE t (v text)");
+  Connection first = OpenSqlite(file());
+  Send(first, "SELECT * FROM t");
+  Connection second = OpenSqlite(file());
+  Send(second, "SELECT * FROM t");
+  first.reset();
+  const Connection elsewhere = OpenSqlite(other);
+  Send(elsewhere, "SELECT * FROM t");
+  second.reset();
+  EXPECT_TRUE(fs::exists(other + "-shm"));
+  EXPECT_EQ(Names(), std::set<std::string>{"photo.db"});
+}
+
+TEST_F(SqliteFilesTest, TheHostsOwnConnectionsAreAsBefore) {
+  sqlite3_vfs* system = sqlite3_vfs_find("unix");
+  const auto open_before = system->xGetSystemCall(system, "open");
+  const auto stat_before = system->xGetSystemCall(system, "stat");
+  {
+    const Connection db = OpenSqlite(file());
+    Send(db, "INSERT INTO t VALUES ('w')");
+    EXPECT_STREQ(sqlite3_vfs_find(nullptr)->zName, "unix");
+    EXPECT_EQ(system->xGetSystemCall(system, "open"), open_before);
+    EXPECT_EQ(system->xGetSystemCall(system, "stat"), stat_before);
+  }
+  EXPECT_EQ(system->xGetSystemCall(system, "open"), open_before);
+  int registered = 0;
+  for (const sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr); vfs != nullptr; vfs = vfs->pNext)
+    registered += std::string(vfs->zName).starts_with("lumivault") ? 1 : 0;
+  EXPECT_EQ(registered, 0);
+}
+
+// Exchanges NAME for OTHER and back, as fast as it goes.
+class Exchange {
+ public:
+  Exchange(const fs::path& name, const fs::path& other)
+      : thread_([this, name, other] {
+          while (!done_) {
+            renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+          }
+        }) {}
+  ~Exchange() {
+    done_ = true;
+    thread_.join();
+  }
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+
+ private:
+  std::atomic<bool> done_{false};
+  std::thread thread_;
+};
+
+class SqliteRaceTest : public SqliteFilesTest, public testing::WithParamInterface<const char*> {
+ protected:
+  static constexpr int kTries = 100;
+  static constexpr const char* kForeign = "no database of ours: it must not be written";
+
+  // Writes again and again while what stands under the database's name with the suffix is exchanged for
+  // something that leads to a foreign file.
+  void WriteMeanwhile(const fs::path& trap) const {
+    const fs::path name = file() + GetParam();
+    if (!fs::exists(name)) std::ofstream(name).close();
+    int opened = 0;
+    {
+      const Exchange exchange(name, trap);
+      for (int i = 0; i < kTries; ++i) {
+        const Connection db = OpenSqlite(file());
+        if (db != nullptr) ++opened;
+        if (db != nullptr) KAVODBExecute(db.get(), "INSERT INTO t VALUES ('w')", nullptr);
+      }
+    }
+    EXPECT_GT(opened, 0);
+  }
+};
+
+TEST_P(SqliteRaceTest, WhatAHardLinkLeadsToIsNotWritten) {
+  std::ofstream(Beside("victim")) << kForeign;
+  fs::create_hard_link(Beside("victim"), folder() / "trap");
+  WriteMeanwhile(folder() / "trap");
+  EXPECT_EQ(ReadFile(Beside("victim")), kForeign);
+}
+
+TEST_P(SqliteRaceTest, WhatALinkLeadsToIsNeitherOpenedNorMade) {
+  std::ofstream(Beside("victim")) << kForeign;
+  fs::create_symlink(Beside("victim"), folder() / "trap");
+  const OpenWatch watch(Beside("victim"));
+  WriteMeanwhile(folder() / "trap");
+  EXPECT_FALSE(watch.WasOpened());
+  EXPECT_EQ(ReadFile(Beside("victim")), kForeign);
+}
+
+std::string SuffixName(const testing::TestParamInfo<const char*>& info) {
+  const std::string suffix = info.param;
+  return suffix.empty() ? "Database" : suffix.substr(1);
+}
+INSTANTIATE_TEST_SUITE_P(Names, SqliteRaceTest, testing::Values("", "-journal", "-wal", "-shm"), SuffixName);
+
+}  // namespace
