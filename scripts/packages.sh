@@ -3,7 +3,7 @@
 # shellcheck shell=sh disable=SC2034,SC2154
 
 build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev
-  libavformat-dev libcli11-dev"
+  libavformat-dev libheif-dev libtiff-dev libcli11-dev"
 run_packages="sqlite3"
 test_packages="libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg"
 abi_packages="abigail-tools"
@@ -12,8 +12,8 @@ lint_packages="clang-format clang-tidy shellcheck"
 
 # The 32-bit ARM build: tools for this machine, and what goes into its sysroot.
 cross_packages="g++-arm-linux-gnueabihf qemu-user-static"
-armhf_packages="libc6-dev libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev libavformat-dev libcli11-dev libgtest-dev
-  libgmock-dev"
+armhf_packages="libc6-dev libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev libavformat-dev libheif-dev libtiff-dev
+  libcli11-dev libgtest-dev   libgmock-dev"
 
 fail() {
   echo "lumivault: $*" >&2

@@ -15,6 +15,7 @@
 #include "probe/jpeg_end.h"
 #include "probe/probe.h"
 #include "probe/record_text.h"
+#include "probe/second_reader.h"
 #include "probe/taken_time.h"
 
 namespace {
@@ -102,16 +103,39 @@ bool IsKnown(const PictureSize& size) {
   return size.width > 0 && size.height > 0;
 }
 
-// From the image itself, from its decoder, from what its metadata states; in this order.
-void FindSize(const ParsedImage& image, int descriptor, MediaFacts& facts) {
-  facts.size = {image.width, image.height};
-  if (!IsKnown(facts.size)) facts.size = AvPictureSize(descriptor);
-  if (!IsKnown(facts.size)) facts.size = StatedSize(image.exif);
-  if (IsKnown(facts.size)) return;
-  facts.size = {};
+// From the image itself, from its decoder, from what its metadata states; in this order. What is of no known
+// type is not shown to decoders.
+PictureSize FindSize(const ParsedImage& image, int descriptor) {
+  PictureSize size = {image.width, image.height};
+  if (!IsKnown(size) && !image.unknown_type && !IsJxlFile(descriptor)) size = AvPictureSize(descriptor);
+  if (!IsKnown(size)) size = StatedSize(image.exif);
+  return IsKnown(size) ? size : PictureSize{};
+}
+
+// Nothing is wrong with a picture of which only the metadata library knows too little.
+void JudgeSize(int descriptor, MediaFacts& facts) {
   if (facts.outcome != ProbeOutcome::kOk) return;
-  facts.outcome = ProbeOutcome::kDamaged;
-  facts.reason = "the size of the picture cannot be found";
+  if (!IsKnown(facts.size)) {
+    facts.outcome = ProbeOutcome::kDamaged;
+    facts.reason = "the size of the picture cannot be found";
+  } else if (!EndsBehindPicture(descriptor)) {
+    facts.outcome = ProbeOutcome::kDamaged;
+    facts.reason = "the picture is cut short";
+  }
+}
+
+// The metadata that a second reader hands out. What of it cannot be read is left out.
+ParsedImage Decoded(const SecondReading& reading) {
+  const Exiv2Scope scope;
+  ParsedImage image;
+  const auto* exif = reinterpret_cast<const Exiv2::byte*>(reading.exif.data());
+  try {
+    Exiv2::ExifParser::decode(image.exif, exif, static_cast<std::uint32_t>(reading.exif.size()));
+    Exiv2::XmpParser::decode(image.xmp, reading.xmp);
+  } catch (const Exiv2::AnyError&) {
+    image.outcome = ParsedImage::Outcome::kFailed;
+  }
+  return image;
 }
 
 }  // namespace
@@ -124,13 +148,18 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
     facts.reason = "it vanished while it was read";
     return facts;
   }
-  if (image->outcome == ParsedImage::Outcome::kParsed) {
+  const bool parsed = image->outcome == ParsedImage::Outcome::kParsed;
+  const std::optional<SecondReading> again = ReadAgain(descriptor, !parsed);
+  if (parsed) {
     JudgeParsed(*image, descriptor, facts);
     ReadMetadata(*image, facts);
+  } else if (again) {
+    ReadMetadata(Decoded(*again), facts);
   } else {
     JudgeUnparsed(*image, path, facts);
   }
-  FindSize(*image, descriptor, facts);
+  facts.size = again ? again->size : FindSize(*image, descriptor);
+  JudgeSize(descriptor, facts);
   return facts;
 }
 

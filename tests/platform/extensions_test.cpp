@@ -7,14 +7,15 @@
 
 namespace {
 
-constexpr const char* kPhotos[] = {"jpg",  "jpeg", "jpe",  "bmp", "png", "gif", "tif", "tiff", "webp",
-                                   "heic", "heif", "avif", "arw", "srf", "sr2", "dcr", "k25",  "kdc",
-                                   "cr2",  "cr3",  "crw",  "nef", "mrw", "ptx", "pef", "raf",  "3fr",
-                                   "erf",  "mef",  "mos",  "orf", "rw2", "dng", "x3f", "raw"};
+constexpr const char* kPhotos[] = {"jpg",  "jpeg", "jpe", "bmp", "png", "gif", "tif", "tiff", "webp", "heic",
+                                   "heif", "avif", "arw", "srf", "sr2", "dcr", "k25", "kdc",  "cr2",  "cr3",
+                                   "crw",  "nef",  "mrw", "ptx", "pef", "raf", "3fr", "erf",  "mef",  "mos",
+                                   "orf",  "rw2",  "dng", "x3f", "raw", "hif", "jxl", "jp2",  "mpo",  "jfif",
+                                   "srw",  "rwl",  "iiq", "cap", "gpr", "insp"};
 constexpr const char* kWebVideos[] = {"mp4", "m4v", "webm", "mov"};
-constexpr const char* kOtherVideos[] = {"avi",  "mkv",  "mts", "m2ts", "m2t", "ts",  "mpg", "mpeg", "mpe",
-                                        "vob",  "wmv",  "asf", "3gp",  "3g2", "flv", "f4v", "ogv",  "dv",
-                                        "divx", "xvid", "rm",  "rmvb", "qt",  "dat", "tp",  "trp"};
+constexpr const char* kOtherVideos[] = {
+    "avi", "mkv", "mts", "m2ts", "m2t",  "ts",   "mpg", "mpeg", "mpe", "vob", "wmv", "asf", "3gp",  "3g2",
+    "flv", "f4v", "ogv", "dv",   "divx", "xvid", "rm",  "rmvb", "qt",  "dat", "tp",  "trp", "insv", "lrv"};
 
 // 'p' photo, 'w' web video, 'o' other video, '-' nothing; '?' when the three answers do not go together.
 char KindOf(const std::string& extension) {

@@ -35,6 +35,27 @@ TEST_F(ResolutionTest, EveryFormatTellsItsSize) {
   }
 }
 
+// The first bytes of a bitmap whose second header has LENGTH bytes and begins with SIZE.
+std::string Bitmap(char length, const std::string& size) {
+  using namespace std::string_literals;
+  return "BM"s + std::string(8, '\0') + "\x1A\0\0\0"s + length + "\0\0\0"s + size + "\1\0\x18\0"s +
+         std::string(200, '\0');
+}
+
+TEST_F(ResolutionTest, ABitmapOfOs2HasNumbersOfHalfTheWidth) {
+  using namespace std::string_literals;
+  WriteFile(dir_ / "a.bmp", Bitmap(12, "\x7F\0\x40\0"s));
+  EXPECT_EQ(ResolutionOf(dir_ / "a.bmp"), "127x64");
+}
+
+TEST_F(ResolutionTest, ABitmapFromTheTopToTheBottomHasAHeight) {
+  using namespace std::string_literals;
+  WriteFile(dir_ / "a.bmp", Bitmap(40, "\x7F\0\0\0"s + "\xC0\xFF\xFF\xFF"s));
+  EXPECT_EQ(ResolutionOf(dir_ / "a.bmp"), "127x64");
+  WriteFile(dir_ / "b.bmp", Bitmap(40, "\x7F\0\0\0"s + "\0\0\0\x80"s));
+  EXPECT_EQ(ResolutionOf(dir_ / "b.bmp"), "(none)");
+}
+
 TEST_F(ResolutionTest, ThePixelsCountNotTheTags) {
   MakeJpeg(dir_ / "a.jpg", 40, 30,
            {{"Exif.Photo.PixelXDimension", "4000"},

@@ -14,16 +14,17 @@ using namespace std::string_view_literals;
 
 // The three tables are sorted and in lower case.
 constexpr std::array kPhotos = {
-    "3fr"sv, "arw"sv, "avif"sv, "bmp"sv,  "cr2"sv, "cr3"sv,  "crw"sv,  "dcr"sv, "dng"sv,
-    "erf"sv, "gif"sv, "heic"sv, "heif"sv, "jpe"sv, "jpeg"sv, "jpg"sv,  "k25"sv, "kdc"sv,
-    "mef"sv, "mos"sv, "mrw"sv,  "nef"sv,  "orf"sv, "pef"sv,  "png"sv,  "ptx"sv, "raf"sv,
-    "raw"sv, "rw2"sv, "sr2"sv,  "srf"sv,  "tif"sv, "tiff"sv, "webp"sv, "x3f"sv,
+    "3fr"sv, "arw"sv,  "avif"sv, "bmp"sv,  "cap"sv,  "cr2"sv, "cr3"sv, "crw"sv,  "dcr"sv,  "dng"sv,
+    "erf"sv, "gif"sv,  "gpr"sv,  "heic"sv, "heif"sv, "hif"sv, "iiq"sv, "insp"sv, "jfif"sv, "jp2"sv,
+    "jpe"sv, "jpeg"sv, "jpg"sv,  "jxl"sv,  "k25"sv,  "kdc"sv, "mef"sv, "mos"sv,  "mpo"sv,  "mrw"sv,
+    "nef"sv, "orf"sv,  "pef"sv,  "png"sv,  "ptx"sv,  "raf"sv, "raw"sv, "rw2"sv,  "rwl"sv,  "sr2"sv,
+    "srf"sv, "srw"sv,  "tif"sv,  "tiff"sv, "webp"sv, "x3f"sv,
 };
 constexpr std::array kWebVideos = {"m4v"sv, "mov"sv, "mp4"sv, "webm"sv};
 constexpr std::array kOtherVideos = {
-    "3g2"sv, "3gp"sv,  "asf"sv, "avi"sv, "dat"sv,  "divx"sv, "dv"sv,  "f4v"sv,  "flv"sv,
-    "m2t"sv, "m2ts"sv, "mkv"sv, "mpe"sv, "mpeg"sv, "mpg"sv,  "mts"sv, "ogv"sv,  "qt"sv,
-    "rm"sv,  "rmvb"sv, "tp"sv,  "trp"sv, "ts"sv,   "vob"sv,  "wmv"sv, "xvid"sv,
+    "3g2"sv, "3gp"sv,  "asf"sv,  "avi"sv, "dat"sv, "divx"sv, "dv"sv,  "f4v"sv,  "flv"sv, "insv"sv,
+    "lrv"sv, "m2t"sv,  "m2ts"sv, "mkv"sv, "mpe"sv, "mpeg"sv, "mpg"sv, "mts"sv,  "ogv"sv, "qt"sv,
+    "rm"sv,  "rmvb"sv, "tp"sv,   "trp"sv, "ts"sv,  "vob"sv,  "wmv"sv, "xvid"sv,
 };
 static_assert(std::is_sorted(kPhotos.begin(), kPhotos.end()));
 static_assert(std::is_sorted(kWebVideos.begin(), kWebVideos.end()));

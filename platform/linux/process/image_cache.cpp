@@ -3,6 +3,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -50,6 +54,27 @@ std::map<std::string, std::string> LearnedNamespaces(const Exiv2::XmpData& xmp) 
   return namespaces;
 }
 
+// The library reads every bitmap as one of Windows: those of OS/2 have numbers of half the width in a shorter
+// header, and rows from the top to the bottom are a negative height.
+void CorrectBitmapSize(Exiv2::BasicIo& io, ParsedImage& parsed) {
+  constexpr int kHeaderLength = 14;  // offsets in the file
+  constexpr int kWidth = 18;
+  constexpr int kOs2Height = 20;
+  constexpr int kRead = 26;
+  constexpr std::uint32_t kOs2HeaderLength = 12;
+  const Exiv2::IoCloser closer(io);
+  std::array<Exiv2::byte, kRead> header{};
+  if (io.open() != 0 || io.read(header.data(), kRead) != kRead) return;
+  if (Exiv2::getULong(&header[kHeaderLength], Exiv2::littleEndian) == kOs2HeaderLength) {
+    parsed.width = Exiv2::getUShort(&header[kWidth], Exiv2::littleEndian);
+    parsed.height = Exiv2::getUShort(&header[kOs2Height], Exiv2::littleEndian);
+  } else if (parsed.height < -std::numeric_limits<int>::max()) {
+    parsed.height = 0;
+  } else {
+    parsed.height = std::abs(parsed.height);
+  }
+}
+
 struct Parse {
   Image image;
   std::size_t bytes = 0;   // estimated
@@ -72,6 +97,7 @@ void Read(const std::string& path, ParsedImage& parsed, std::size_t& bytes) {
   if (knows_better) parsed.exif = std::move(image->exifData());
   parsed.width = image->pixelWidth();
   parsed.height = image->pixelHeight();
+  if (parsed.type == Exiv2::ImageType::bmp) CorrectBitmapSize(image->io(), parsed);
   parsed.comment = image->comment();
   if (!knows_better) parsed.exif = std::move(image->exifData());
   parsed.iptc = std::move(image->iptcData());

@@ -1,0 +1,13 @@
+#ifndef SERVICE_PROBE_HEIF_PICTURE_H_
+#define SERVICE_PROBE_HEIF_PICTURE_H_
+
+#include <optional>
+
+#include "probe/second_reader.h"
+
+// The primary picture of the HEIF file (HEIC, AVIF) that is open as DESCRIPTOR: cropped and turned as the
+// file says, a grid as a whole. Nothing for what has no such picture, and for one that the library does not
+// know.
+[[nodiscard]] std::optional<SecondReading> ReadHeif(int descriptor, bool metadata);
+
+#endif  // SERVICE_PROBE_HEIF_PICTURE_H_
