@@ -256,7 +256,10 @@ ItemResult BatchRunner::RenameRows(const WorkItem& item, Json::Value record) {
   if (!recorded) return CannotAsk();
   if (!*recorded) return ItemResult::Stored();
   record["szPath"] = item.path;
+  // What waits in side files at the new path is for the add that follows, or stays for a later one.
+  const int mark = KAVODBBatchMark();
   const int result = plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str());
+  KAVODBBatchForgetRemovals(mark);
   return JudgeGone(result, item.kind, item.from);
 }
 

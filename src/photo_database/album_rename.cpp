@@ -89,7 +89,8 @@ bool MoveCover(const Album& to, const Album& from) {
   return true;
 }
 
-// Another writer may take the album's id, or record this very album, meanwhile.
+// Another writer may take the album's id meanwhile. One that has recorded this very album has made the rename
+// fail: its row is not the old one's.
 bool InsertRenamed(Album& album, bool conversion, std::optional<int> reference_id) {
   const bool comments = NewAlbumAllowsComments(album);
   for (int i = 0;; ++i) {
@@ -99,8 +100,8 @@ bool InsertRenamed(Album& album, bool conversion, std::optional<int> reference_i
       LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
       return false;
     }
-    if (PhotoDBExec(statement.get()) != -1 || IsAlbumRecorded(album.szShareName)) return true;
-    if (i < kAlbumIdTries && TakeNextId(album)) continue;
+    if (PhotoDBExec(statement.get()) != -1) return true;
+    if (!IsAlbumRecorded(album.szShareName) && i < kAlbumIdTries && TakeNextId(album)) continue;
     LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
     return false;
   }

@@ -130,6 +130,16 @@ TEST_P(AlbumsTest, TakenIdOfAnAlbumThatARenameAddsGivesWay) {
   EXPECT_EQ(AlbumRow(3)["ref_shareid"], "3");
 }
 
+TEST_P(AlbumsTest, RenameToANameThatIsRecordedAlreadyFails) {
+  Save(2, "trip");
+  std::filesystem::create_directories(Path("trip"));
+  EXPECT_EQ(PhotoShareDBRename(Album(3, "trip").get(), Album(0, "unknown").get()), -1);
+  EXPECT_EQ(Query("SELECT * FROM photo_share").size(), 2U);
+  EXPECT_EQ(AlbumRow(2)["sharename"], "trip");
+  EXPECT_THAT(SyslogCapture::Messages().back(),
+              testing::HasSubstr("Failed to exec [INSERT INTO photo_share"));
+}
+
 TEST_P(AlbumsTest, IdsByPath) {
   Save(2, "a");
   Save(3, "a/b");

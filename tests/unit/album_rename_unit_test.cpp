@@ -187,12 +187,14 @@ TEST_P(AlbumRenameFailureTest, RefusedInsert) {
   EXPECT_EQ(Messages().back(), "photo_database.cpp:# Failed to exec [" + Changes().back() + "]");
 }
 
-TEST_P(AlbumRenameFailureTest, AlbumRecordedMeanwhileIsThere) {
+TEST_P(AlbumRenameFailureTest, NewNameThatIsRecordedAlready) {
   Answer({.match = "INSERT", .result = -1});
   AddAlbum("new", "4");
   const auto to = Album(9, "new");
   CopyText(to->szAlbumPath, sizeof to->szAlbumPath, shared());
-  EXPECT_EQ(PhotoShareDBRename(to.get(), Album(0, "old").get()), 0);
+  EXPECT_EQ(PhotoShareDBRename(to.get(), Album(0, "old").get()), -1);
+  EXPECT_EQ(Changes().size(), 2U);  // no other id is tried
+  EXPECT_EQ(Messages().back(), "photo_database.cpp:# Failed to exec [" + Changes().back() + "]");
 }
 
 // The number of templates built before: the id (1), the rename (2); a sub-album asks for no configuration, so
