@@ -41,6 +41,8 @@ bool LiesDirectlyIn(const std::string& path, const std::string& folder) {
   return path.rfind('/') == folder.size() && path.starts_with(folder);
 }
 
+constexpr const char* kNoRow = "it has no row: the plug-in takes it for no file of this library";
+
 // A damaged picture that still shows something belongs into its owner's library.
 bool Storable(const ProbeResult& probed) {
   return probed.outcome == ProbeOutcome::kOk ||
@@ -224,7 +226,15 @@ ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
   if (result < 0 && ValidUtf8(item.path) != item.path) return ItemResult::Failed(kNoTextName);
-  return Judge(result, prepared.trouble);
+  ItemResult stored = Judge(result, prepared.trouble);
+  return stored.done() ? WithRow(item, std::move(stored)) : stored;
+}
+
+// The plug-in answers the same for what it has stored and for what it takes for none of its files.
+ItemResult BatchRunner::WithRow(const WorkItem& item, ItemResult stored) {
+  const auto recorded = HasRow(item.kind, item.path);
+  if (!recorded) return CannotAsk();
+  return *recorded ? stored : ItemResult::NotKept(kNoRow);
 }
 
 // The rename keeps what belongs to the row; what it leaves as it was (the album's name in the row, say) is
@@ -293,7 +303,7 @@ std::optional<bool> BatchRunner::HasAlbum(const std::string& folder) {
 }
 
 std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) {
-  return Finds(kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql, "path",
+  return Finds(kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql, "path",
                library_.FileKey(library_.Below(path)));
 }
 

@@ -49,6 +49,8 @@ class BatchRunner {
   ItemResult CallForFolder(const WorkItem& item);
   ItemResult MoveFolder(const WorkItem& item);
   ItemResult Update(const WorkItem& item, Prepared& prepared);
+  // STORED, when the row of ITEM is there.
+  ItemResult WithRow(const WorkItem& item, ItemResult stored);
   ItemResult MoveFile(const WorkItem& item, Prepared& prepared);
   ItemResult UpdateMoved(const WorkItem& item, Prepared& prepared);
   // The rows of `from`, if there are any, become those of `path`; RECORD describes it.

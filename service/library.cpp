@@ -204,9 +204,9 @@ std::optional<Library> SharedTree() {
       KAVOSharePathGet(kPhotoPackage, folder.data(), kPathSize) != 0) {
     return std::nullopt;
   }
-  // Without the link the platform tells where the folder would be.
-  if (std::string_view(folder.data()) == link.data() && RLIBCFileCheckDir(folder.data()) != 1)
-    return std::nullopt;
+  // Without the link the platform tells where the folder would be. One that stands there holds the job queues
+  // of personal libraries and is no tree, whatever else somebody puts into it.
+  if (std::string_view(folder.data()) == link.data()) return std::nullopt;
   return Library{folder.data(), kSharedName, LibraryKind::kShared};
 }
 

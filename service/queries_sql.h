@@ -36,6 +36,9 @@ inline constexpr const char* kResumeMergeSql =
 // One file: its row and what belongs to it.
 inline constexpr const char* kPhotoSql = "SELECT * FROM photo_image WHERE path = '@KAVO:VAR'";
 inline constexpr const char* kVideoSql = "SELECT * FROM video WHERE path = '@KAVO:VAR'";
+// Whether it has a row.
+inline constexpr const char* kHasPhotoSql = "SELECT path FROM photo_image WHERE path = '@KAVO:VAR'";
+inline constexpr const char* kHasVideoSql = "SELECT path FROM video WHERE path = '@KAVO:VAR'";
 inline constexpr const char* kVideoDescriptionSql =
     "SELECT title, description FROM video_desc WHERE path = '@KAVO:VAR'";
 inline constexpr const char* kPhotoLabelsSql =

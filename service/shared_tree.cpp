@@ -3,7 +3,9 @@
 #include <errno.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string_view>
 
 #include "atomic_file.h"
 #include "base/fixed_path.h"
@@ -14,6 +16,7 @@
 #include "error_text.h"
 #include "installation.h"
 #include "library.h"
+#include "open_folder.h"
 #include "queries_sql.h"
 #include "schema_sql.h"
 
@@ -27,16 +30,38 @@ Failure OfDatabase(const std::string& why) {
   return {ExitStatus::kDatabase, std::string("the database ") + kSharedDatabase + ": " + why};
 }
 
+bool HoldsNothingBut(const std::string& folder, std::string_view name) {
+  std::error_code error;
+  const fs::directory_iterator entries(folder, error);
+  return !error && std::all_of(begin(entries), end(entries),
+                               [name](const auto& entry) { return entry.path().filename() == name; });
+}
+
+// Without a tree the job queues of personal libraries stand where the link belongs, and nobody reads them.
+void ClearOfQueues(const std::string& link) {
+  std::error_code error;
+  const bool folder = fs::symlink_status(link, error).type() == fs::file_type::directory;
+  if (folder && HoldsNothingBut(link, kSideFolder)) fs::remove_all(link, error);
+}
+
+std::string WhyNoLink(const std::string& link, int error) {
+  std::error_code unreadable;
+  if (fs::symlink_status(link, unreadable).type() == fs::file_type::directory)
+    return "is a folder with something in it; to have the link in its place, move that elsewhere first";
+  return ErrorText(error);
+}
+
 Outcome<Done> MakeLink(const StateRoot& root, const std::string& folder) {
   const std::string link = root.Place(kSharedPhotoLink);
   if (auto made = root.MakeFolder(kServices); !made) return made;
+  ClearOfQueues(link);
   if (symlink(folder.c_str(), link.c_str()) == 0) return Done{};
   const int error = errno;
   std::error_code unreadable;
   const std::string target = fs::read_symlink(link, unreadable).string();
   if (target == folder) return Done{};
   const std::string why =
-      target.empty() ? ErrorText(error)
+      target.empty() ? WhyNoLink(link, error)
                      : "leads to " + Visible(target) + "; to choose another folder, remove this link first";
   return Failure{ExitStatus::kConfiguration, Visible(link) + ": " + why};
 }

@@ -24,6 +24,8 @@ List QueryStatements() {
       {TEXT(kMergesPeopleSql)},
       {TEXT(kPhotoSql)},
       {TEXT(kVideoSql)},
+      {TEXT(kHasPhotoSql)},
+      {TEXT(kHasVideoSql)},
       {TEXT(kVideoDescriptionSql)},
       {TEXT(kPhotoLabelsSql)},
       {TEXT(kVideoLabelsSql)},

@@ -4,7 +4,6 @@
 #include "support/hostile_names.h"
 #include "support/library_rows.h"
 #include "support/media_maker.h"
-#include "support/moved_side_files.h"
 #include "support/open_watch.h"
 
 namespace fs = std::filesystem;
@@ -352,67 +351,6 @@ TEST_F(ChangesTest, ADryRunOfANewFolderWritesNothing) {
   const RunResult result = Run({"index", other, "--dry-run"});
   EXPECT_EQ(result.out, "add folder " + other.string() + "\nadd photo " + other.string() + "/x.jpg\n");
   EXPECT_FALSE(fs::exists(other / ".KAVOHGADB"));
-}
-
-using ChangesSideFilesTest = MovedSideFilesTest<LibraryRowsTest>;
-
-TEST_F(ChangesSideFilesTest, APhotosTitleIsInItsRow) {
-  MakeJpeg(File("trip/a.jpg"), 8, 8);
-  Index();
-  const std::string id = IdOf("trip/a.jpg");
-  Move("a.jpg", "b.jpg");
-  PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(IdOf("trip/b.jpg"), id);
-  EXPECT_EQ(ValueOf("photo_image", "title", "b.jpg"), "Given");
-  EXPECT_FALSE(fs::exists(SideFile("b.jpg", "KAVOPHOTO_TITLE")));
-}
-
-TEST_F(ChangesSideFilesTest, APhotosDescriptionAndPositionAreInItsRow) {
-  MakeJpeg(File("trip/a.jpg"), 8, 8);
-  Index();
-  Move("a.jpg", "b.jpg");
-  PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  PutSideFile("b.jpg", "KAVOPHOTO_DESC", "Told");
-  PutSideFile("b.jpg", "KAVOPHOTO_GPS", kPlace);
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(ValueOf("photo_image", "title", "b.jpg"), "Told");
-  EXPECT_EQ(ValueOf("photo_image", "gps", "b.jpg"), kPlace);
-  for (const char* kind : {"KAVOPHOTO_TITLE", "KAVOPHOTO_DESC", "KAVOPHOTO_GPS"}) {
-    EXPECT_FALSE(fs::exists(SideFile("b.jpg", kind))) << kind;
-  }
-}
-
-TEST_F(ChangesSideFilesTest, AVideosTitleAndPositionAreInItsRows) {
-  if (!IndexedVideo()) GTEST_SKIP() << "no ffmpeg";
-  Move("a.mp4", "b.mp4");
-  PutSideFile("b.mp4", "KAVOPHOTO_TITLE", "Given");
-  PutSideFile("b.mp4", "KAVOPHOTO_GPS", kPlace);
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(ValueOf("video", "title", "b.mp4"), "Given");
-  EXPECT_EQ(ValueOf("video", "gps", "b.mp4"), kPlace);
-  EXPECT_FALSE(fs::exists(SideFile("b.mp4", "KAVOPHOTO_TITLE")));
-  EXPECT_FALSE(fs::exists(SideFile("b.mp4", "KAVOPHOTO_GPS")));
-}
-
-TEST_F(ChangesSideFilesTest, AVideosDescriptionIsInItsRows) {
-  if (!IndexedVideo()) GTEST_SKIP() << "no ffmpeg";
-  Move("a.mp4", "b.mp4");
-  PutSideFile("b.mp4", "KAVOPHOTO_DESC", "Told");
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(ValueOf("video", "title", "b.mp4"), "Told");
-  EXPECT_FALSE(fs::exists(SideFile("b.mp4", "KAVOPHOTO_DESC")));
-}
-
-// Its row moves unread, so nothing of the side file would be in it.
-TEST_F(ChangesSideFilesTest, ThoseOfAMovedPhotoThatIsBrokenNowStay) {
-  MakeJpeg(File("trip/a.jpg"), 8, 8);
-  Index();
-  Move("a.jpg", "b.jpg");
-  WriteFile(File("trip/b.jpg"), "no picture");
-  PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  EXPECT_EQ(Index({}, 3)["moved"].asInt(), 1);
-  EXPECT_TRUE(fs::exists(SideFile("b.jpg", "KAVOPHOTO_TITLE")));
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <sstream>
 
 #include "support/media_maker.h"
-#include "support/moved_side_files.h"
 
 namespace fs = std::filesystem;
 
@@ -119,6 +118,50 @@ TEST_F(InitTest, ADatabaseThatCannotBeEnteredTellsWhy) {
   EXPECT_EQ(result.status, 5);
   EXPECT_THAT(result.err, HasSubstr("database \"photo\" is not currently accepting connections\n"));
   EXPECT_THAT(doctor.out, HasSubstr("\n  let the user postgres connect to it\n"));
+}
+
+// What a personal run leaves where the link belongs.
+class InitAfterPersonalRunTest : public InitTest {
+ protected:
+  void SetUp() override {
+    InitTest::SetUp();
+    fs::remove(Link());
+    MakeJpeg(scratch() / "own/a.jpg", 8, 8);
+    ASSERT_EQ(Run({"index", scratch() / "own"}).status, 0);
+    ASSERT_TRUE(fs::is_directory(fs::symlink_status(Link() / "@eaDir")));
+  }
+};
+
+TEST_F(InitAfterPersonalRunTest, TakesTheFolderOver) {
+  const RunResult result = Init(folder());
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(fs::read_symlink(Link()), folder());
+  MakeJpeg(File("b.jpg"), 8, 8);
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_EQ(Count(), "1");
+}
+
+TEST_F(InitAfterPersonalRunTest, LeavesAFolderWithAnythingElseInIt) {
+  MakeJpeg(Link() / "a.jpg", 8, 8);
+  const RunResult result = Init(folder());
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.err, "lumivault: " + Link().string() +
+                            ": is a folder with something in it; to have the link in its place, move that "
+                            "elsewhere first\n");
+  EXPECT_TRUE(fs::exists(Link() / "a.jpg"));
+  EXPECT_TRUE(fs::exists(Link() / "@eaDir"));
+}
+
+TEST_F(InitAfterPersonalRunTest, TheFolderIsNoTree) {
+  MakeJpeg(Link() / "a.jpg", 8, 8);
+  constexpr const char* kNoTree =
+      "lumivault: there is no shared tree; make one with: lumivault init --shared FOLDER\n";
+  for (const char* command : {"index", "reindex", "doctor", "ls"}) {
+    const RunResult result = Run({command, "--shared"});
+    EXPECT_EQ(result.status, 4) << command;
+    EXPECT_EQ(result.err, kNoTree) << command;
+  }
+  EXPECT_EQ(Count(), "0");
 }
 
 TEST_F(InitTest, AFolderThatIsNotThereIsRefused) {
@@ -417,67 +460,6 @@ TEST_F(RightsTest, OfAPathOutsideTheTreeAreNone) {
     EXPECT_EQ(outside.status, 1);
     EXPECT_EQ(outside.err, "lumivault: " + path + ": lies outside the shared tree\n");
   }
-}
-
-using SharedSideFilesTest = MovedSideFilesTest<SharedTreeTest>;
-
-TEST_F(SharedSideFilesTest, APhotosTitleIsInItsRow) {
-  MakeJpeg(File("trip/a.jpg"), 8, 8);
-  Index();
-  const std::string id = IdOf("trip/a.jpg");
-  Move("a.jpg", "b.jpg");
-  PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(IdOf("trip/b.jpg"), id);
-  EXPECT_EQ(ValueOf("photo_image", "title", "b.jpg"), "Given");
-  EXPECT_FALSE(fs::exists(SideFile("b.jpg", "KAVOPHOTO_TITLE")));
-}
-
-TEST_F(SharedSideFilesTest, APhotosDescriptionAndPositionAreInItsRow) {
-  MakeJpeg(File("trip/a.jpg"), 8, 8);
-  Index();
-  Move("a.jpg", "b.jpg");
-  PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  PutSideFile("b.jpg", "KAVOPHOTO_DESC", "Told");
-  PutSideFile("b.jpg", "KAVOPHOTO_GPS", kPlace);
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(ValueOf("photo_image", "title", "b.jpg"), "Told");
-  EXPECT_EQ(ValueOf("photo_image", "gps", "b.jpg"), kPlace);
-  for (const char* kind : {"KAVOPHOTO_TITLE", "KAVOPHOTO_DESC", "KAVOPHOTO_GPS"}) {
-    EXPECT_FALSE(fs::exists(SideFile("b.jpg", kind))) << kind;
-  }
-}
-
-TEST_F(SharedSideFilesTest, AVideosTitleAndPositionAreInItsRows) {
-  if (!IndexedVideo()) GTEST_SKIP() << "no ffmpeg";
-  Move("a.mp4", "b.mp4");
-  PutSideFile("b.mp4", "KAVOPHOTO_TITLE", "Given");
-  PutSideFile("b.mp4", "KAVOPHOTO_GPS", kPlace);
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(ValueOf("video", "title", "b.mp4"), "Given");
-  EXPECT_EQ(ValueOf("video", "gps", "b.mp4"), kPlace);
-  EXPECT_FALSE(fs::exists(SideFile("b.mp4", "KAVOPHOTO_TITLE")));
-  EXPECT_FALSE(fs::exists(SideFile("b.mp4", "KAVOPHOTO_GPS")));
-}
-
-TEST_F(SharedSideFilesTest, AVideosDescriptionIsInItsRows) {
-  if (!IndexedVideo()) GTEST_SKIP() << "no ffmpeg";
-  Move("a.mp4", "b.mp4");
-  PutSideFile("b.mp4", "KAVOPHOTO_DESC", "Told");
-  EXPECT_EQ(Index()["moved"].asInt(), 1);
-  EXPECT_EQ(ValueOf("video", "title", "b.mp4"), "Told");
-  EXPECT_FALSE(fs::exists(SideFile("b.mp4", "KAVOPHOTO_DESC")));
-}
-
-// Its row moves unread, so nothing of the side file would be in it.
-TEST_F(SharedSideFilesTest, ThoseOfAMovedPhotoThatIsBrokenNowStay) {
-  MakeJpeg(File("trip/a.jpg"), 8, 8);
-  Index();
-  Move("a.jpg", "b.jpg");
-  WriteFile(File("trip/b.jpg"), "no picture");
-  PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  EXPECT_EQ(Index({}, 3)["moved"].asInt(), 1);
-  EXPECT_TRUE(fs::exists(SideFile("b.jpg", "KAVOPHOTO_TITLE")));
 }
 
 }  // namespace

@@ -73,7 +73,7 @@ int Store(const std::string& path) {
   const std::string name = path.substr(path.rfind('/') + 1);
   Misbehave(name);
   if (Execute("INSERT INTO seen (path) VALUES ('@KAVO:VAR')", path) != 0) return -1;
-  if (name.ends_with(".jpg"))
+  if (name.ends_with(".jpg") && name.find("ignore") == std::string::npos)
     Execute("INSERT OR IGNORE INTO photo_image (path) VALUES ('@KAVO:VAR')", Key(path));
   // Accepted now, refused at the commit, and with it everything in the same transaction.
   if (name.find("poison") != std::string::npos) return Execute("INSERT INTO owned VALUES (99)");

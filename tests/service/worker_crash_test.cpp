@@ -140,6 +140,16 @@ TEST_F(WorkerCrashTest, TheReasonOfARefusedFileIsWhatThePlugInLogged) {
   EXPECT_EQ(FailureOf(report, "refuse.jpg"), "Invalid thing : x y; Failed to save photo info.");
 }
 
+TEST_F(WorkerCrashTest, AFileThatThePlugInLeavesOutIsNoSuccess) {
+  MakePhotos({"a.jpg", "ignored.jpg"});
+  for (int run = 0; run < 2; ++run) {
+    const Json::Value report = Index({}, 3);
+    EXPECT_EQ(report["added"].asInt(), run == 0 ? 1 : 0);
+    EXPECT_EQ(FailureOf(report, "ignored.jpg"),
+              "it has no row: the plug-in takes it for no file of this library");
+  }
+}
+
 TEST_F(WorkerCrashTest, AFileThatSpoilsATransactionCostsOnlyItself) {
   MakePhotos({"a.jpg", "b.jpg", "poison.jpg", "y.jpg", "z.jpg"});
   const Json::Value report = Index({"-j", "1"}, 3);
