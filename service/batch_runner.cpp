@@ -89,6 +89,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   const MediaKind kind = item.kind == ItemKind::kPhoto ? MediaKind::kPhoto : MediaKind::kVideo;
   ProbeResult probed = ProbeFile(item.path, kind);
   prepared.storable = Storable(probed);
+  prepared.refused = probed.outcome == ProbeOutcome::kRefused;
   prepared.readable = probed.outcome != ProbeOutcome::kUnreadable;
   prepared.trouble = std::move(probed.reason);
   prepared.record = std::move(probed.media);
@@ -124,6 +125,7 @@ void BatchRunner::WriteItems(std::size_t first) {
 ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   const WorkItem& item = items_[index];
   // A file that cannot be opened today may be as it was: it is tried again.
+  if (prepared.refused) return ItemResult::Skipped(prepared.trouble);
   if (!prepared.readable) return ItemResult::Unopened(prepared.trouble);
   if (!prepared.storable && item.action != ItemAction::kMove) return ItemResult::Failed(prepared.trouble);
   Announce(index);

@@ -35,6 +35,7 @@ class BatchRunner {
   struct Prepared {
     Json::Value record;
     bool storable = true;
+    bool refused = false;  // a link that is not followed
     bool readable = true;  // it could be opened
     std::string trouble;   // why it is not, or what is wrong with it all the same
     std::string fingerprint;

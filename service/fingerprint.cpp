@@ -1,6 +1,5 @@
 #include "fingerprint.h"
 
-#include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <sstream>
 
 #include "file_descriptor.h"
+#include "platform/media_file.h"
 
 namespace {
 
@@ -40,9 +40,9 @@ bool MixSample(int file, off_t offset, std::size_t length, std::uint64_t& hash) 
 }  // namespace
 
 std::string Fingerprint(const std::string& path) {
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const FileDescriptor file(KAVOMediaOpen(path.c_str()));
   struct stat status {};
-  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
+  if (!file || fstat(file.get(), &status) != 0) return "";
   const auto length = static_cast<std::size_t>(std::min<off_t>(status.st_size, kSampleSize));
   const off_t last = status.st_size - static_cast<off_t>(length);
   std::uint64_t hash = Mix(kStart, static_cast<std::uint64_t>(status.st_size));

@@ -280,6 +280,10 @@ CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result)
 }
 
 void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
+  if (result.outcome == ItemOutcome::kSkipped) {
+    ++report_.skipped[result.trouble];
+    return;
+  }
   if (!result.done()) {
     Tell(report_.failed, item, result.trouble, WasRecorded(item, EntryState::kFailed));
     report_.failed.back().unopened = result.outcome == ItemOutcome::kUnopened;

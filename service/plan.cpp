@@ -1,12 +1,16 @@
 #include "plan.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 #include <utility>
 
+#include "display.h"
+#include "error_text.h"
 #include "folder_stages.h"
 #include "library_catalogue.h"
 #include "moves.h"
+#include "platform/media_file.h"
 #include "queries_sql.h"
 
 namespace {
@@ -154,6 +158,9 @@ Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanO
                        IndexReport& report) {
   auto differences = Survey(catalogue, report).Run(library.folder);
   if (!differences) return differences.failure();
+  // Files that may have moved are read.
+  if (KAVOMediaFolderHold(library.folder.c_str(), library.shared() ? 1 : 0) != 0)
+    return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};
   auto plan = Planner(library, catalogue, options).Make(std::move(*differences));
   if (catalogue.failure()) return *catalogue.failure();
   return plan;

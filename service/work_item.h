@@ -40,6 +40,7 @@ enum class ItemOutcome : std::uint8_t {
   kDone,      // what was to be in the database is there
   kNotKept,   // for a reason outside the file: it is worth trying again
   kUnopened,  // the file cannot be opened, which says nothing about it: it is worth trying again
+  kSkipped,   // left out for now, and told as such: what is behind it is unknown, not gone
 };
 
 struct ItemResult {
@@ -56,6 +57,7 @@ struct ItemResult {
   static ItemResult Failed(std::string why) { return {ItemOutcome::kFailed, std::move(why)}; }
   static ItemResult Crashed(std::string why) { return {ItemOutcome::kFailed, std::move(why), "", true}; }
   static ItemResult Unopened(std::string why) { return {ItemOutcome::kUnopened, std::move(why)}; }
+  static ItemResult Skipped(std::string why) { return {ItemOutcome::kSkipped, std::move(why)}; }
   static ItemResult NotKept(std::string why) { return {ItemOutcome::kNotKept, std::move(why)}; }
 };
 

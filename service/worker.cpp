@@ -11,10 +11,13 @@
 #include <vector>
 
 #include "batch_runner.h"
+#include "display.h"
+#include "error_text.h"
 #include "exit_status.h"
 #include "library.h"
 #include "library_session.h"
 #include "log_capture.h"
+#include "platform/media_file.h"
 #include "plugin.h"
 #include "probe/probe.h"
 #include "unread_jobs.h"
@@ -39,6 +42,10 @@ int Refuse(Channel& channel, const Failure& failure) {
       MessageWriter().Number(static_cast<std::uint32_t>(failure.status)).Text(failure.message);
   return channel.Send(MessageType::kUnusable, reason.content()) ? static_cast<int>(failure.status)
                                                                 : static_cast<int>(ExitStatus::kFatal);
+}
+
+Failure FolderGone(const Library& library) {
+  return {ExitStatus::kConfiguration, Visible(library.folder) + ": " + ErrorText(errno)};
 }
 
 // Which file the database at PATH is, "" when that cannot be told.
@@ -85,6 +92,8 @@ int RunWorker(const WorkerOptions& options) {
   close(kWorkerTurn);
   if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
   MuteProbeLibraries();
+  if (KAVOMediaFolderHold(options.library.folder.c_str(), options.library.shared() ? 1 : 0) != 0)
+    return Refuse(channel, FolderGone(options.library));
 
   const std::string database = options.library.database();
   // Where it is gone, the plug-in would make another one. The supervisor ends a run that is told of another.

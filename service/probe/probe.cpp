@@ -1,6 +1,5 @@
 #include "probe/probe.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -9,6 +8,7 @@
 #include "error_text.h"
 #include "file_descriptor.h"
 #include "lumivault/media_info.h"
+#include "platform/media_file.h"
 #include "probe/media_facts.h"
 #include "probe/name_time.h"
 #include "probe/photo_probe.h"
@@ -18,6 +18,7 @@
 
 namespace {
 
+constexpr const char* kRefusedLink = "link to a file that its owner may not read";
 constexpr std::size_t kTextSize = sizeof(KAVO_MEDIA_INFO::szTitle);
 
 // The name of the file and of the folder that holds it.
@@ -125,27 +126,26 @@ void Conclude(ProbeOutcome outcome, std::string reason, ProbeResult& result) {
   result.reason = std::move(reason);
 }
 
-// Only a regular file is opened: opening a device may do something, and a FIFO would be waited for. STATUS
-// becomes that of what was opened. Empty, with errno, on failure.
-FileDescriptor OpenRegular(const std::string& path, struct stat& status) {
-  FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file || (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))) return file;
-  errno = EINVAL;
-  return {};
+std::string ReasonOf(int error) {
+  if (error == EINVAL) return "not a regular file";
+  return error == ELOOP ? "a link stands in the place of its folder" : ErrorText(error);
 }
 
-void ProbeInside(const std::string& path, MediaKind kind, struct stat& status, ProbeResult& result) {
-  const FileDescriptor file = OpenRegular(path, status);
-  if (!file) {
-    Conclude(ProbeOutcome::kUnreadable, ErrorText(errno), result);
-  } else if (status.st_size == 0) {
-    Conclude(ProbeOutcome::kEmpty, "the file is empty", result);
-  } else {
-    MediaFacts facts = kind == MediaKind::kPhoto ? ReadPhoto(path, file.get()) : ReadVideo(file.get());
-    if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
-    Fill(facts, result.media);
-    Conclude(facts.outcome, std::move(facts.reason), result);
-  }
+// ERROR is why nothing could be opened.
+void ConcludeUnopened(const std::string& path, int error, ProbeResult& result) {
+  if (error == EPERM) return Conclude(ProbeOutcome::kRefused, kRefusedLink, result);
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) FillStatus(status, result.media);
+  Conclude(ProbeOutcome::kUnreadable, ReasonOf(error), result);
+}
+
+void ProbeInside(const std::string& path, const FileDescriptor& file, MediaKind kind, ProbeResult& result) {
+  if (result.media["fileSize"].asUInt64() == 0)
+    return Conclude(ProbeOutcome::kEmpty, "the file is empty", result);
+  MediaFacts facts = kind == MediaKind::kPhoto ? ReadPhoto(path, file.get()) : ReadVideo(file.get());
+  if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
+  Fill(facts, result.media);
+  Conclude(facts.outcome, std::move(facts.reason), result);
 }
 
 }  // namespace
@@ -154,14 +154,13 @@ ProbeResult ProbeFile(const std::string& path, MediaKind kind) {
   ProbeResult result;
   result.media = EmptyRecord();
   FillNames(path, result.media);
+  const FileDescriptor file(KAVOMediaOpen(path.c_str()));
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    Conclude(ProbeOutcome::kUnreadable, ErrorText(errno), result);
-  } else if (!S_ISREG(status.st_mode)) {
-    Conclude(ProbeOutcome::kUnreadable, "not a regular file", result);
+  if (!file || fstat(file.get(), &status) != 0) {
+    ConcludeUnopened(path, errno, result);
   } else {
     FillStatus(status, result.media);
-    ProbeInside(path, kind, status, result);
+    ProbeInside(path, file, kind, result);
   }
   return result;
 }

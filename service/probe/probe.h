@@ -11,6 +11,7 @@ enum class MediaKind : std::uint8_t { kPhoto, kVideo };
 
 enum class ProbeOutcome : std::uint8_t {
   kOk,
+  kRefused,      // a link that is not followed for its maker's sake
   kUnreadable,   // missing, not permitted, or not a regular file
   kEmpty,        // no bytes
   kUnsupported,  // not a file of that kind, or of a format that is not read

@@ -36,36 +36,46 @@ class HeldFile : public Exiv2::FileIo {
   bool opening_ = false;
 };
 
-// PATH, opened once. Special files are refused, and opening a FIFO does not wait for a writer.
-inline Exiv2::BasicIo::AutoPtr OpenHeld(const std::string& path) {
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  const bool is_socket = descriptor < 0 && errno == ENXIO;
-  if (descriptor < 0 && !is_socket) {
-    throw Exiv2::Error(Exiv2::kerDataSourceOpenFailed, path, Exiv2::strError());
-  }
-  struct stat status {};
-  if (is_socket || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-    if (!is_socket) close(descriptor);
-    throw Exiv2::Error(Exiv2::kerFileContainsUnknownImageType, path);
-  }
-  return Exiv2::BasicIo::AutoPtr(new HeldFile(descriptor, path));
+// The file with the name PATH, which is open as DESCRIPTOR: that becomes the object's. A negative one is an
+// open that failed with errno: EINVAL or ENXIO for what is no regular file.
+inline Exiv2::BasicIo::AutoPtr HoldOpened(int descriptor, const std::string& path) {
+  if (descriptor >= 0) return Exiv2::BasicIo::AutoPtr(new HeldFile(descriptor, path));
+  if (errno == EINVAL || errno == ENXIO) throw Exiv2::Error(Exiv2::kerFileContainsUnknownImageType, path);
+  throw Exiv2::Error(Exiv2::kerDataSourceOpenFailed, path, Exiv2::strError());
 }
 
-// Opens PATH and looks at its content before anything is parsed: Exiv2 0.27 crashes or hangs on some
-// QuickTime, Matroska, ASF and RIFF content whatever the file is called, so those types are refused with the
-// library's own error, as a missing or special file is. HEIF containers (HEIC, AVIF) are read. Throws
-// Exiv2::Error; the caller then calls readMetadata(). The image holds the file open as long as it lives.
-inline Exiv2::Image::AutoPtr OpenImageSafely(const std::string& path) {
+// PATH, opened once. Special files are refused, and opening a FIFO does not wait for a writer.
+inline Exiv2::BasicIo::AutoPtr OpenHeld(const std::string& path) {
+  int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  struct stat status {};
+  if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
+    ::close(descriptor);
+    descriptor = -1;
+    errno = EINVAL;
+  }
+  return HoldOpened(descriptor, path);
+}
+
+// Looks at the content of FILE before anything is parsed: Exiv2 0.27 crashes or hangs on some QuickTime,
+// Matroska, ASF and RIFF content whatever the file is called, so those types are refused with the library's
+// own error, as a missing or special file is. HEIF containers (HEIC, AVIF) are read. Throws Exiv2::Error; the
+// caller then calls readMetadata(). The image holds the file open as long as it lives.
+inline Exiv2::Image::AutoPtr OpenImageSafely(Exiv2::BasicIo::AutoPtr file) {
   constexpr int kFirstContainerType = 20;  // riff, mkv, qtime, asf and what may follow them
   constexpr int kWebPType = 23;
   [[maybe_unused]] static const bool heif_enabled = Exiv2::enableBMFF(true);
 
-  Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(OpenHeld(path));
+  const std::string path = file->path();
+  Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(file);
   const int type = image.get() != nullptr ? image->imageType() : kFirstContainerType;
   if (type >= kFirstContainerType && type != kWebPType) {
     throw Exiv2::Error(Exiv2::kerFileContainsUnknownImageType, path);
   }
   return image;
+}
+
+inline Exiv2::Image::AutoPtr OpenImageSafely(const std::string& path) {
+  return OpenImageSafely(OpenHeld(path));
 }
 
 #endif  // PLATFORM_SAFE_IMAGE_H_

@@ -2,8 +2,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -46,6 +48,14 @@ Descriptor OpenComponent(int folder, const std::string& name, int flags, mode_t 
   if (status.has_value() && !S_ISLNK(status->st_mode)) return opened;
   errno = ELOOP;
   return Descriptor();
+}
+
+std::optional<std::string> ReadLink(int folder, const std::string& name) {
+  std::string target(PATH_MAX, '\0');
+  const ssize_t length = readlinkat(folder, name.c_str(), target.data(), target.size());
+  if (length <= 0) return std::nullopt;
+  target.resize(static_cast<std::size_t>(length));
+  return target;
 }
 
 }  // namespace
@@ -105,6 +115,14 @@ Descriptor Reopen(const Descriptor& descriptor, int flags) {
 
 std::string NameOfDescriptor(const Descriptor& descriptor) {
   return "/proc/self/fd/" + std::to_string(descriptor.get());
+}
+
+std::optional<std::string> TargetOf(const Descriptor& link) {
+  return ReadLink(link.get(), "");
+}
+
+std::optional<std::string> PathOf(const Descriptor& descriptor) {
+  return ReadLink(AT_FDCWD, NameOfDescriptor(descriptor));
 }
 
 std::optional<struct stat> StatusOf(const Descriptor& descriptor) {

@@ -30,6 +30,10 @@ Descriptor OpenBelowStepwise(int root, const std::string& relative, int flags, m
 Descriptor Reopen(const Descriptor& descriptor, int flags);
 // The name under which the calls that take names find what DESCRIPTOR stands for.
 std::string NameOfDescriptor(const Descriptor& descriptor);
+// Where the link LINK (O_PATH) leads; nothing, with errno, when that cannot be told.
+std::optional<std::string> TargetOf(const Descriptor& link);
+// Where the file that DESCRIPTOR stands for is now.
+std::optional<std::string> PathOf(const Descriptor& descriptor);
 std::optional<struct stat> StatusOf(const Descriptor& descriptor);
 
 #endif  // PLATFORM_LINUX_CORE_OPEN_BELOW_H_

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -17,14 +16,6 @@ namespace {
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 constexpr uid_t kAdministrator = 0;
 constexpr mode_t kUsualMode = 0755;
-
-std::optional<std::string> TargetOf(const Descriptor& link) {
-  std::string target(PATH_MAX, '\0');
-  const ssize_t length = readlinkat(link.get(), "", target.data(), target.size());
-  if (length <= 0) return std::nullopt;
-  target.resize(static_cast<std::size_t>(length));
-  return target;
-}
 
 // The way to a folder, one component after the other, with the links on it.
 class Walk {

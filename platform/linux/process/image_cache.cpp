@@ -15,6 +15,7 @@
 
 #include "core/file_state.h"
 #include "platform/exiv2_scope.h"
+#include "platform/media_file.h"
 #include "platform/safe_image.h"
 
 namespace {
@@ -34,6 +35,12 @@ constexpr std::size_t kXmpExpansion = 4;     // parsed values against the bytes 
 std::optional<FileState> StateOf(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return FileState(status);
+}
+
+std::optional<FileState> StateOf(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return std::nullopt;
   return FileState(status);
 }
 
@@ -77,18 +84,22 @@ void CorrectBitmapSize(Exiv2::BasicIo& io, ParsedImage& parsed) {
 
 struct Parse {
   Image image;
-  std::size_t bytes = 0;   // estimated
-  bool repeatable = true;  // the same file would give the same again
+  std::optional<FileState> state;  // of the file that was read
+  std::size_t bytes = 0;           // estimated
+  bool repeatable = true;          // the same file would give the same again
 };
 
-void Read(const std::string& path, ParsedImage& parsed, std::size_t& bytes) {
-  const Exiv2::Image::AutoPtr image = OpenImageSafely(path);
+void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
+  const int descriptor = KAVOMediaOpen(path.c_str());
+  Exiv2::BasicIo::AutoPtr file = HoldOpened(descriptor, path);
+  parse.state = StateOf(descriptor);
+  const Exiv2::Image::AutoPtr image = OpenImageSafely(file);
   // The prefixes of foreign XMP namespaces are remembered for the whole process: an earlier file would name
   // the keys of this one.
   Exiv2::XmpParser::terminate();
   image->readMetadata();
-  bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
-          image->xmpData().xmpPacket().size() * kXmpExpansion;
+  parse.bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
+                image->xmpData().xmpPacket().size() * kXmpExpansion;
   parsed.type = image->imageType();
   parsed.mime = image->mimeType();
   // A HEIF image repeats the size that its Exif claims, which outlives resizing, unless it has none; TIFF
@@ -116,7 +127,7 @@ Parse ParseFile(const std::string& path) {
   auto parsed = std::make_shared<ParsedImage>();
   Parse parse;
   try {
-    Read(path, *parsed, parse.bytes);
+    Read(path, *parsed, parse);
   } catch (const std::bad_alloc&) {
     throw;  // says nothing about the file
   } catch (const std::exception& error) {
@@ -162,7 +173,8 @@ Image Cache::Get(const std::string& path) {
   if (Image kept = Find(*before)) return kept;
   std::erase_if(entries_, [](const Entry& entry) { return entry.large(); });
   Parse parse = ParseFile(path);
-  const bool stable = parse.repeatable && !MayChangeUnseen(*before) && StateOf(path) == before;
+  const bool stable =
+      parse.repeatable && parse.state == before && !MayChangeUnseen(*before) && StateOf(path) == before;
   if (stable && parse.bytes <= kLargestKept) Keep({*before, parse.image, parse.bytes});
   return parse.image;
 }

@@ -3,6 +3,7 @@
 
 #include "platform/image.h"
 #include "platform/image_cache.h"
+#include "platform/media_file.h"
 #include "platform/safe_image.h"
 
 namespace {
@@ -44,6 +45,7 @@ class KnownImage : public Exiv2::Image {
 // What could not be parsed is tried again, for the error that comes of it.
 Exiv2::Image::AutoPtr KAVOImageOpen(const std::string& path) {
   std::shared_ptr<const ParsedImage> parsed = GetParsedImage(path);
-  if (parsed->outcome != ParsedImage::Outcome::kParsed) return OpenImageSafely(path);
+  if (parsed->outcome != ParsedImage::Outcome::kParsed)
+    return OpenImageSafely(HoldOpened(KAVOMediaOpen(path.c_str()), path));
   return Exiv2::Image::AutoPtr(new KnownImage(std::move(parsed), path));
 }

@@ -1,0 +1,23 @@
+// Opening the photos and videos of people, whose names and folders may be exchanged for links at any moment.
+#ifndef PLATFORM_MEDIA_FILE_H_
+#define PLATFORM_MEDIA_FILE_H_
+
+#include "platform/api.h"
+
+extern "C" {
+
+// This process reads the library in FOLDER from now on, which is held open; null ends that. 0, or -1 with
+// errno. Where SEVERAL_PEOPLE put their files into it, or the process is root's, a link to a file is followed
+// only as far as its maker may read himself; else the kernel alone decides what this process may read.
+KAVO_API int KAVOMediaFolderHold(const char* folder, int several_people);
+
+// A descriptor of the regular file PATH, open for reading; no special file is opened. In a process that holds
+// a folder PATH lies below it, and is opened from the held descriptor: no folder on the way may be a link,
+// the file itself may be one, but not one into /proc that stands for an open file. -1 with errno: EINVAL for
+// what is no regular file, EPERM for a link that is not followed for its maker's sake, ELOOP for a link in
+// the place of a folder, EXDEV for a path elsewhere. Threads: one call at a time in a process of root's.
+KAVO_API int KAVOMediaOpen(const char* path);
+
+}  // extern "C"
+
+#endif  // PLATFORM_MEDIA_FILE_H_

@@ -1,0 +1,198 @@
+// How a process that holds a library's folder opens the files below it, links above all.
+#include "platform/media_file.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+#include "core/descriptor.h"
+#include "support/temp_dir.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kOne = 20001;
+constexpr uid_t kOther = 20002;
+
+class MediaFileTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(library());
+    chmod(dir_.path().c_str(), 0755);
+  }
+  void TearDown() override { KAVOMediaFolderHold(nullptr, 0); }
+
+  fs::path library() const { return dir_.path() / "library"; }
+  fs::path outside() const { return dir_.path() / "outside"; }
+  void Hold(bool several_people = false) const {
+    ASSERT_EQ(KAVOMediaFolderHold(library().c_str(), several_people ? 1 : 0), 0);
+  }
+  // 0, or why the file NAME of the library is not opened.
+  int Open(const std::string& name) const {
+    const Descriptor opened(KAVOMediaOpen((library() / name).c_str()));
+    return opened ? 0 : errno;
+  }
+  static void Own(const fs::path& path, uid_t owner) {
+    ASSERT_EQ(lchown(path.c_str(), owner, owner), 0) << path;
+  }
+  void Link(const std::string& name, const fs::path& target) const {
+    fs::create_symlink(target, library() / name);
+  }
+  // As another user in another process.
+  int OpenAs(uid_t user, const std::string& name) const {
+    const pid_t child = fork();
+    if (child == 0) {
+      const bool other = setgroups(0, nullptr) == 0 && setgid(user) == 0 && setuid(user) == 0;
+      _exit(other ? Open(name) : ENOTRECOVERABLE);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
+  }
+
+  TempDir dir_;
+};
+
+class MediaFileOfRootTest : public MediaFileTest {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root reads files of several people";
+    MediaFileTest::SetUp();
+    WriteFile(outside() / "a.jpg", "a");
+    Own(outside() / "a.jpg", kOther);
+    Own(outside(), kOther);
+    chmod(outside().c_str(), 0700);
+    Link("a.jpg", outside() / "a.jpg");
+  }
+};
+
+TEST_F(MediaFileTest, RegularFileIsOpened) {
+  WriteFile(library() / "trip/a.jpg", "a");
+  Hold();
+  EXPECT_EQ(Open("trip/a.jpg"), 0);
+}
+
+TEST_F(MediaFileTest, LinkToAFileIsFollowed) {
+  WriteFile(outside() / "a.jpg", "a");
+  Link("a.jpg", "../outside/a.jpg");
+  Link("b.jpg", outside() / "a.jpg");
+  Hold();
+  EXPECT_EQ(Open("a.jpg"), 0);
+  EXPECT_EQ(Open("b.jpg"), 0);
+}
+
+TEST_F(MediaFileTest, LinkInThePlaceOfAFolderIsNot) {
+  WriteFile(outside() / "a.jpg", "a");
+  Link("trip", outside());
+  Hold();
+  EXPECT_EQ(Open("trip/a.jpg"), ELOOP);
+}
+
+TEST_F(MediaFileTest, PathElsewhereIsRefused) {
+  WriteFile(outside() / "a.jpg", "a");
+  Hold();
+  EXPECT_EQ(KAVOMediaOpen((outside() / "a.jpg").c_str()), -1);
+  EXPECT_EQ(errno, EXDEV);
+  EXPECT_EQ(Open("../outside/a.jpg"), EXDEV);
+}
+
+TEST_F(MediaFileTest, FolderThatWasExchangedIsStillTheHeldOne) {
+  WriteFile(library() / "a.jpg", "a");
+  Hold();
+  fs::rename(library(), dir_.path() / "moved");
+  fs::create_directory(library());
+  EXPECT_EQ(Open("a.jpg"), 0);
+}
+
+TEST_F(MediaFileTest, SpecialFileIsNotOpened) {
+  ASSERT_EQ(mkfifo((library() / "a.jpg").c_str(), 0600), 0);
+  Link("b.jpg", "a.jpg");
+  Hold();
+  EXPECT_EQ(Open("a.jpg"), EINVAL);
+  EXPECT_EQ(Open("b.jpg"), EINVAL);
+  EXPECT_EQ(Open("."), EINVAL);
+}
+
+TEST_F(MediaFileTest, LinkToAnOpenFileOfTheProcessIsNotFollowed) {
+  WriteFile(outside() / "a.jpg", "a");
+  const Descriptor folder(open(outside().c_str(), O_PATH | O_CLOEXEC));
+  Link("a.jpg", "/proc/self/fd/" + std::to_string(folder.get()) + "/a.jpg");
+  Hold();
+  EXPECT_EQ(Open("a.jpg"), ELOOP);
+}
+
+TEST_F(MediaFileTest, WithoutAHeldFolderEveryPathCounts) {
+  WriteFile(outside() / "a.jpg", "a");
+  Link("trip", outside());
+  EXPECT_EQ(Open("trip/a.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, LinkOfAnotherIsFollowedAsFarAsItsMakerMayRead) {
+  Own(library() / "a.jpg", kOne);
+  Hold();
+  EXPECT_EQ(Open("a.jpg"), EPERM);
+  Own(library() / "a.jpg", kOther);
+  EXPECT_EQ(Open("a.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, FileThatOnlyAnotherMayReadInAnOpenFolderIsRefused) {
+  chmod(outside().c_str(), 0755);
+  chmod((outside() / "a.jpg").c_str(), 0600);
+  Own(library() / "a.jpg", kOne);
+  Hold();
+  EXPECT_EQ(Open("a.jpg"), EPERM);
+  chmod((outside() / "a.jpg").c_str(), 0604);
+  EXPECT_EQ(Open("a.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, RootsOwnLinkIsFollowed) {
+  Hold(true);
+  EXPECT_EQ(Open("a.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, RightsAreRootsAgainAfterwards) {
+  Own(library() / "a.jpg", kOne);
+  Hold();
+  EXPECT_EQ(Open("a.jpg"), EPERM);
+  EXPECT_EQ(access((outside() / "a.jpg").c_str(), R_OK), 0);
+  WriteFile(library() / "mine.jpg", "a");
+  chmod((library() / "mine.jpg").c_str(), 0600);
+  EXPECT_EQ(Open("mine.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, UserReadsThroughLinksOfAnotherInATreeOfSeveralOnlyWhatIsTheMakers) {
+  Own(library() / "a.jpg", kOne);
+  Hold(true);
+  EXPECT_EQ(OpenAs(kOther, "a.jpg"), EPERM) << "it is the reader's own";
+  Own(library() / "a.jpg", kOther);
+  EXPECT_EQ(OpenAs(kOther, "a.jpg"), 0) << "so is the link";
+  chmod(outside().c_str(), 0755);
+  Own(library() / "a.jpg", kOne);
+  Own(outside() / "a.jpg", kOne);
+  EXPECT_EQ(OpenAs(kOther, "a.jpg"), 0) << "link and file are one person's";
+}
+
+TEST_F(MediaFileOfRootTest, LinkInsideATreeOfSeveralIsFollowed) {
+  WriteFile(library() / "b.jpg", "b");
+  Link("c.jpg", "b.jpg");
+  Own(library() / "b.jpg", kOther);
+  Own(library() / "c.jpg", kOne);
+  Hold(true);
+  EXPECT_EQ(OpenAs(kOther, "c.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, LinkToWhatTheReaderMayNotReadIsRefusedToo) {
+  Own(library() / "a.jpg", kOne);
+  Hold();
+  EXPECT_EQ(OpenAs(kOne, "a.jpg"), EPERM);
+}
+
+}  // namespace

@@ -1,0 +1,135 @@
+// Libraries of somebody else, indexed by root.
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kOwner = 20001;
+constexpr uid_t kStranger = 20002;
+constexpr const char* kRefusedLink = "link to a file that its owner may not read";
+
+// Exchanges two names, as fast as that goes.
+class Exchange {
+ public:
+  Exchange(const fs::path& a, const fs::path& b)
+      : thread_([this, a, b] {
+          while (!stop_) renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE);
+        }) {}
+  ~Exchange() {
+    stop_ = true;
+    thread_.join();
+  }
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+
+ private:
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+// The folder is the owner's, the stranger's is closed to everybody else.
+class OwnerTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root has libraries of several people";
+    fs::create_directories(folder());
+    chmod(scratch().c_str(), 0755);
+    Own(folder(), kOwner);
+    MakeJpeg(secret(), 8, 6, SecretTags());
+    Own(secret().parent_path(), kStranger);
+    Own(secret(), kStranger);
+    chmod(secret().parent_path().c_str(), 0700);
+  }
+
+  static Tags SecretTags() { return {{"Iptc.Application2.Keywords", "secret"}}; }
+  static void Own(const fs::path& path, uid_t owner) {
+    ASSERT_EQ(lchown(path.c_str(), owner, owner), 0) << path;
+  }
+  fs::path secret() const { return scratch() / "private/secret.jpg"; }
+  // A link of the maker's in the library.
+  void Link(const std::string& name, const fs::path& target, uid_t maker) const {
+    fs::create_symlink(target, File(name));
+    Own(File(name), maker);
+  }
+  void Photo(const std::string& name, const Tags& tags = {}) const {
+    MakeJpeg(File(name), 8, 6, tags);
+    for (fs::path path = File(name); path != folder(); path = path.parent_path()) Own(path, kOwner);
+  }
+  std::string Secrets() const { return Value("SELECT count(*) FROM photo_label WHERE name = 'secret'"); }
+};
+
+TEST_F(OwnerTest, LinkIntoPrivateFolderIsSkipped) {
+  Photo("mine.jpg");
+  Link("link.jpg", secret(), kOwner);
+  const Json::Value report = Index();
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(report["skipped"][kRefusedLink].asInt(), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
+  EXPECT_EQ(Secrets(), "0");
+}
+
+TEST_F(OwnerTest, RowsOfARefusedLinkStay) {
+  Photo("mine.jpg");
+  const fs::path target = scratch() / "open.jpg";
+  MakeJpeg(target, 8, 6);
+  Own(target, kStranger);
+  Link("link.jpg", target, kOwner);
+  EXPECT_EQ(Index()["added"].asInt(), 2);
+  fs::remove(File("link.jpg"));
+  Link("link.jpg", secret(), kOwner);
+  const Json::Value report = Index({"--accept-loss"});
+  EXPECT_EQ(report["skipped"][kRefusedLink].asInt(), 1);
+  EXPECT_EQ(report["deleted"].asInt(), 0);
+  EXPECT_EQ(Run({"reindex", folder(), "--accept-loss"}).status, 0);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image WHERE path = 'link.jpg'"), "1");
+  EXPECT_EQ(Secrets(), "0");
+}
+
+TEST_F(OwnerTest, LinkToWhatItsOwnerMayReadIsFollowed) {
+  const fs::path target = scratch() / "own/far.jpg";
+  MakeJpeg(target, 8, 6);
+  Own(target, kOwner);
+  Own(target.parent_path(), kOwner);
+  chmod(target.parent_path().c_str(), 0700);
+  Link("link.jpg", target, kOwner);
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+}
+
+TEST_F(OwnerTest, LinkToAnOpenFileOfTheProcessIsNotFollowed) {
+  for (int descriptor = 0; descriptor < 32; ++descriptor) {
+    const std::string number = std::to_string(descriptor);
+    Link(number + ".jpg", "/proc/self/fd/" + number + "/secret.jpg", kOwner);
+  }
+  EXPECT_EQ(Index()["added"].asInt(), 0);
+}
+
+TEST_F(OwnerTest, ExchangedFolderShowsNothing) {
+  constexpr int kRuns = 30;
+  constexpr int kPhotos = 40;
+  fs::create_directory(File("trip"));
+  Own(File("trip"), kOwner);
+  fs::create_directory_symlink(secret().parent_path(), File("bait"));
+  Own(File("bait"), kOwner);
+  for (int i = 0; i < kPhotos; ++i) {
+    const std::string name = std::to_string(i) + ".jpg";
+    Photo("trip/" + name);
+    MakeJpeg(secret().parent_path() / name, 8, 6, SecretTags());
+  }
+  for (int run = 0; run < kRuns; ++run) {
+    const Exchange exchange(File("trip"), File("bait"));
+    static_cast<void>(Run({"reindex", folder(), "--quiet", "--accept-loss"}));
+    ASSERT_EQ(Secrets(), "0") << run;
+  }
+}
+
+}  // namespace
