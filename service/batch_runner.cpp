@@ -3,8 +3,11 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "album_name.h"
+#include "cut_metadata.h"
 #include "display.h"
 #include "fingerprint.h"
 #include "gone.h"
@@ -15,6 +18,7 @@
 #include "platform/printed_metadata.h"
 #include "probe/probe.h"
 #include "queries_sql.h"
+#include "reason_text.h"
 #include "savepoint.h"
 
 namespace {
@@ -37,6 +41,11 @@ constexpr const char* kNoTextName = "its name is not UTF-8";
 // Before the name of rows that are about to be deleted.
 constexpr const char* kHiddenPrefix = ".lumivault-gone-";
 
+void AddNote(const std::string& note, ItemResult& result) {
+  if (note.empty()) return;
+  result.trouble += (result.trouble.empty() ? "" : "; ") + note;
+}
+
 bool LiesDirectlyIn(const std::string& path, const std::string& folder) {
   return path.rfind('/') == folder.size() && path.starts_with(folder);
 }
@@ -47,6 +56,23 @@ constexpr const char* kNoRow = "it has no row: the plug-in takes it for no file 
 bool Storable(const ProbeResult& probed) {
   return probed.outcome == ProbeOutcome::kOk ||
          (probed.outcome == ProbeOutcome::kDamaged && probed.media["resolutionX"].asInt() > 0);
+}
+
+// The plug-in goes on without a job that it cannot queue.
+bool LosesJob(const std::vector<std::string>& messages) {
+  constexpr std::array<std::string_view, 3> kLosses{"RLIBCFileLockByFile failed: ", "Failed to write ",
+                                                    "Make ea dir path error."};
+  return std::any_of(messages.begin(), messages.end(), [&](std::string_view message) {
+    return std::any_of(kLosses.begin(), kLosses.end(),
+                       [&](std::string_view loss) { return message.starts_with(loss); });
+  });
+}
+
+// The rows are there. Sent again by the next run, the file gets its job; what has moved is not sent again.
+void TakeJobLoss(const WorkItem& item, ItemResult& result) {
+  constexpr const char* kNoJob = "its background job could not be queued";
+  if (!item.from.empty()) return AddNote(kNoJob, result);
+  result = ItemResult::NotKept(kNoJob);
 }
 
 // The file itself has to be read for it.
@@ -91,7 +117,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.storable = Storable(probed);
   prepared.refused = probed.outcome == ProbeOutcome::kRefused;
   prepared.readable = probed.outcome != ProbeOutcome::kUnreadable;
-  prepared.trouble = std::move(probed.reason);
+  prepared.trouble = ReasonForPeople(probed.reason);
   prepared.record = std::move(probed.media);
   if (LiesDirectlyIn(item.path, library_.folder)) prepared.record["szAlbum"] = kPhotoFolderName;
   if (!prepared.storable) return prepared;
@@ -132,6 +158,7 @@ ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   static_cast<void>(log_.Take());
   const int mark = KAVODBBatchMark();
   ItemResult result = item.from.empty() ? Call(item, prepared) : CallForMove(item, prepared);
+  if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
   // What a failed call took from side files is in no row.
   if (!result.done()) KAVODBBatchForgetRemovals(mark);
   result.fingerprint = prepared.fingerprint;
@@ -229,7 +256,12 @@ ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
   if (result < 0 && ValidUtf8(item.path) != item.path) return ItemResult::Failed(kNoTextName);
   ItemResult stored = Judge(result, prepared.trouble);
+  if (stored.done() && item.kind == ItemKind::kPhoto) AddNote(CutMetadata(item), stored);
   return stored.done() ? WithRow(item, std::move(stored)) : stored;
+}
+
+std::string BatchRunner::CutMetadata(const WorkItem& item) {
+  return CutMetadataNote(item.path, library_.FileKey(library_.Below(item.path)), Database());
 }
 
 // The plug-in answers the same for what it has stored and for what it takes for none of its files.
@@ -276,7 +308,8 @@ ItemResult BatchRunner::RenameRows(const WorkItem& item, Json::Value record) {
 }
 
 ItemResult BatchRunner::Judge(int result, std::string trouble) {
-  return result >= 0 ? ItemResult::Stored(std::move(trouble)) : ItemResult::NotKept(ReasonOf(log_.Take()));
+  return result >= 0 ? ItemResult::Stored(std::move(trouble))
+                     : ItemResult::NotKept(ReasonForPeople(ReasonOf(log_.Take())));
 }
 
 ItemResult BatchRunner::JudgeGone(int result, ItemKind kind, const std::string& path) {

@@ -52,6 +52,8 @@ class BatchRunner {
   ItemResult Update(const WorkItem& item, Prepared& prepared);
   // STORED, when the row of ITEM is there.
   ItemResult WithRow(const WorkItem& item, ItemResult stored);
+  // What of the photo's metadata is not in its rows, "" when nothing is lacking.
+  std::string CutMetadata(const WorkItem& item);
   ItemResult MoveFile(const WorkItem& item, Prepared& prepared);
   ItemResult UpdateMoved(const WorkItem& item, Prepared& prepared);
   // The rows of `from`, if there are any, become those of `path`; RECORD describes it.

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "display.h"
+#include "grouped.h"
 
 namespace {
 
@@ -22,18 +23,7 @@ constexpr milliseconds kFirstRate{1000};
 constexpr std::size_t kUsualWidth = 80;
 constexpr long kSecondsOfMinute = 60;
 constexpr long kSecondsOfHour = 3600;
-constexpr std::size_t kGroup = 3;
 constexpr long kFirstOfTwoDigits = 10;
-
-// "1,234,567", whatever the locale.
-std::string Grouped(std::size_t number) {
-  std::string digits = std::to_string(number);
-  for (std::size_t end = digits.size(); end > kGroup;) {
-    end -= kGroup;
-    digits.insert(end, ",");
-  }
-  return digits;
-}
 
 std::string TwoDigits(long number) {
   return (number < kFirstOfTwoDigits ? "0" : "") + std::to_string(number);

@@ -44,6 +44,9 @@ inline constexpr const char* kVideoDescriptionSql =
 inline constexpr const char* kPhotoLabelsSql =
     "SELECT L.id, L.category, L.name, P.info, P.info_new, P.status FROM photo_image_label P, photo_label L "
     "WHERE P.image_id = @KAVO:VAR AND L.id = P.label_id ORDER BY L.category, L.name, P.id";
+inline constexpr const char* kPhotoLabelNamesSql =
+    "SELECT L.category, L.name FROM photo_image I, photo_image_label P, photo_label L "
+    "WHERE I.path = '@KAVO:VAR' AND P.image_id = I.id AND L.id = P.label_id";
 inline constexpr const char* kVideoLabelsSql =
     "SELECT L.id, L.category, L.name, P.info, P.info_new, P.status FROM photo_video_label P, photo_label L "
     "WHERE P.video_path = '@KAVO:VAR' AND L.id = P.label_id ORDER BY L.category, L.name, P.id";

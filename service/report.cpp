@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "display.h"
+#include "grouped.h"
 
 namespace {
 
@@ -101,6 +102,10 @@ std::string ReportText(const IndexReport& report, bool lists_known) {
   WriteTroubles("note", report.notes, false, out);
   WriteKnown("failed before", report.failed, lists_known, out);
   WriteKnown("noted before", report.notes, lists_known, out);
+  if (report.dropped_jobs > 0) {
+    out << "dropped: " << Grouped(report.dropped_jobs)
+        << " background jobs that nobody took (see lumivault doctor)\n";
+  }
   WriteWithheld(report, out);
   return out.str();
 }
@@ -130,5 +135,6 @@ Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& 
   for (const auto& [reason, count] : report.skipped) json["skipped"][reason] = Number(count);
   json["failed"] = TroublesJson(report.failed);
   json["notes"] = TroublesJson(report.notes);
+  if (report.dropped_jobs > 0) json["dropped_jobs"] = Number(report.dropped_jobs);
   return json;
 }

@@ -32,6 +32,7 @@ struct IndexReport {
   std::map<std::string, std::size_t> skipped;  // reason -> files and folders left out
   std::vector<Trouble> failed;                 // files and folders
   std::vector<Trouble> notes;                  // on files that are in the database: what is lacking
+  std::size_t dropped_jobs = 0;                // background jobs that the queue had no room for
   std::chrono::milliseconds elapsed{};
   bool interrupted = false;
   // The loss brake: why what is not there was not deleted, and what it is. Empty when it did not hold.
@@ -60,6 +61,7 @@ std::string ReportText(const IndexReport& report, bool lists_known = false);
 //   failed          [{path, reason, known}]; known is true when an earlier run told it and the file is
 //                   as it was
 //   notes           the same, on files that are in the database: what is lacking
+//   dropped_jobs    only when there were some: background jobs that nobody took and the queue had no room for
 //   interrupted     true when a signal stopped the run
 //   error, status   only when the run ended before its time: why, and its exit status; the counts are
 //                   those of what was done by then

@@ -8,11 +8,10 @@
 
 #include "base/fixed_path.h"
 #include "base/limits.h"
+#include "job_queue.h"
 #include "platform/files.h"
 
 namespace {
-
-constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue";
 
 std::string RealPlace(const char* path) {
   std::array<char, kPathSize> real{};
@@ -30,7 +29,7 @@ bool HasReader() {
 }  // namespace
 
 void DropUnreadJobs(std::int64_t tolerated) {
-  const std::string queue = RealPlace(kQueue);
+  const std::string queue = JobQueuePath();
   struct stat status {};
   if (stat(queue.c_str(), &status) != 0 || status.st_size <= tolerated || HasReader()) return;
   int descriptor = -1;

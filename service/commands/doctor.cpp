@@ -6,6 +6,8 @@
 #include "commands/opened_library.h"
 #include "diagnosis.h"
 #include "display.h"
+#include "grouped.h"
+#include "job_queue.h"
 #include "report.h"
 
 namespace {
@@ -23,6 +25,25 @@ Outcome<std::optional<Library>> Asked(const LibraryOptions& options) {
   auto library = FindLibrary(FolderPath(options.folder));
   if (library) return library;
   return InNoLibrary(options.folder, ExitStatus::kConfiguration);
+}
+
+Json::Value QueueJson(const JobQueue& queue) {
+  Json::Value json(Json::objectValue);
+  SetBytes(json, "path", queue.path);
+  json["jobs"] = static_cast<Json::UInt64>(queue.jobs);
+  json["bytes"] = static_cast<Json::Int64>(queue.bytes);
+  json["most_bytes"] = static_cast<Json::Int64>(kMostJobBytes);
+  json["unread_since"] = queue.unread_since ? Json::Value(*queue.unread_since) : Json::Value();
+  return json;
+}
+
+// What waits is no problem; that nobody takes it may be one.
+std::string QueueText(const JobQueue& queue) {
+  const std::string reader = queue.unread_since ? "nobody has taken one since " + *queue.unread_since
+                                                : "none has waited through a run";
+  return OnOneLine(queue.path) + ": background jobs that wait: " + Grouped(queue.jobs) + ", " +
+         Grouped(static_cast<std::size_t>(queue.bytes)) + " bytes of at most " +
+         Grouped(static_cast<std::size_t>(kMostJobBytes)) + "; " + reader + "\n";
 }
 
 Json::Value FindingsJson(const Findings& findings) {
@@ -71,8 +92,12 @@ int Examine(const LibraryOptions& options) {
     findings.insert(findings.end(), std::make_move_iterator(more.begin()),
                     std::make_move_iterator(more.end()));
   }
-  const std::string text = options.json ? JsonLine(FindingsJson(findings)) + "\n" : FindingsText(findings);
-  return PrintResult(text, findings.empty() ? ExitStatus::kDone : findings.front().status);
+  const ExitStatus status = findings.empty() ? ExitStatus::kDone : findings.front().status;
+  const auto queue = ReadJobQueue(*root);
+  if (!options.json) return PrintResult(FindingsText(findings) + (queue ? QueueText(*queue) : ""), status);
+  Json::Value json = FindingsJson(findings);
+  if (queue) json["job_queue"] = QueueJson(*queue);
+  return PrintResult(JsonLine(json) + "\n", status);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "commands/command.h"
 #include "display.h"
 #include "installation.h"
+#include "job_queue.h"
 #include "library.h"
 #include "library_catalogue.h"
 #include "report.h"
@@ -32,6 +33,7 @@ ExitStatus StatusOf(const IndexReport& report) {
 
 // What a run stands on.
 struct Ground {
+  StateRoot root;
   FileDescriptor worker;
   std::string plugin;
   Library library;
@@ -68,11 +70,10 @@ Outcome<Ground> Prepare(const RunOptions& options) {
   if (!lock) return lock.failure();
   auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
   if (!catalogue) return catalogue.failure();
-  return Ground{std::move(*worker), *plugin, *library, std::move(*lock), std::move(*catalogue)};
+  return Ground{*root, std::move(*worker), *plugin, *library, std::move(*lock), std::move(*catalogue)};
 }
 
-int Conclude(const IndexRun& run, const RunOptions& options) {
-  const IndexReport& report = run.report();
+int Conclude(const IndexRun& run, const IndexReport& report, const RunOptions& options) {
   const std::string text =
       options.json ? JsonLine(ReportJson(report)) + "\n" : ReportText(report, options.lists_failed);
   const int printed = PrintResult(text, StatusOf(report));
@@ -88,8 +89,7 @@ Failure Explained(const Failure& failure, const Ground& ground) {
 }
 
 // The run ended before its time. What it did by then is told all the same.
-int ReportBrokenRun(const IndexRun& run, const Failure& failure, const RunOptions& options) {
-  const IndexReport& report = run.report();
+int ReportBrokenRun(const IndexReport& report, const Failure& failure, const RunOptions& options) {
   ReportFailure(failure);
   if (options.json) return PrintResult(JsonLine(ReportJson(report, failure)) + "\n", failure.status);
   return PrintResult(report.DidAnything() ? ReportText(report, options.lists_failed) : "", failure.status);
@@ -132,6 +132,8 @@ int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(In
       {ground->worker.get(), ground->plugin, options.workers, timeout, options.quiet, options.accepts_loss},
       ground->library, ground->catalogue, signals);
   const auto outcome = work(run);
-  if (outcome) return Conclude(run, options);
-  return ReportBrokenRun(run, Explained(outcome.failure(), *ground), options);
+  IndexReport report = run.report();
+  report.dropped_jobs = TendJobQueue(ground->root);
+  if (outcome) return Conclude(run, report, options);
+  return ReportBrokenRun(report, Explained(outcome.failure(), *ground), options);
 }

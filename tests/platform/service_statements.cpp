@@ -28,6 +28,7 @@ List QueryStatements() {
       {TEXT(kHasVideoSql)},
       {TEXT(kVideoDescriptionSql)},
       {TEXT(kPhotoLabelsSql)},
+      {TEXT(kPhotoLabelNamesSql)},
       {TEXT(kVideoLabelsSql)},
       {TEXT(kAlbumSql)},
       {TEXT(kAlbumByNameSql)},

@@ -29,10 +29,11 @@ TEST(Visible, TextOfAnyLanguageStaysAsItIs) {
 
 std::string Utf8(unsigned code) {
   if (code < 0x80) return {static_cast<char>(code)};
+  const int following = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
   std::string text;
-  for (; code >= 0x40 || text.empty(); code >>= 6)
+  for (int i = 0; i < following; ++i, code >>= 6)
     text.insert(text.begin(), static_cast<char>(0x80 | (code & 0x3F)));
-  const unsigned lead = (0xF00U >> text.size()) & 0xFF;  // 110, 1110, 11110
+  const unsigned lead = (0xFF00U >> (following + 1)) & 0xFF;  // 110, 1110, 11110
   return static_cast<char>(lead | code) + text;
 }
 

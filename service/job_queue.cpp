@@ -1,0 +1,131 @@
+#include "job_queue.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ctime>
+
+#include "atomic_file.h"
+#include "base/fixed_path.h"
+#include "base/limits.h"
+#include "file_descriptor.h"
+#include "platform/files.h"
+
+namespace {
+
+constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue";
+// In the state folder: since when the oldest job has been seen, and the job, a line each.
+constexpr const char* kSeen = "/oldest-job";
+constexpr std::size_t kTimeSpace = 32;
+constexpr std::int64_t kLongestJob = 8192;  // a path and a user's name
+constexpr std::size_t kKept = kMostJobBytes / 2;
+constexpr std::int64_t kMostCounted = 4 * kMostJobBytes;  // one run may have made it longer than it may be
+
+// The queue lies in a folder that others may write to: only a regular file is read, and none behind a link.
+FileDescriptor OpenQueue() {
+  FileDescriptor file(open(JobQueuePath().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  struct stat status {};
+  if (file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) return file;
+  return {};
+}
+
+std::int64_t SizeOf(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 ? status.st_size : 0;
+}
+
+// Its first bytes, all SIZE of them unless it is shorter.
+std::string ReadFront(int file, std::int64_t size) {
+  std::string text(static_cast<std::size_t>(size), '\0');
+  std::size_t filled = 0;
+  while (filled < text.size()) {
+    const ssize_t count = pread(file, text.data() + filled, text.size() - filled, static_cast<off_t>(filled));
+    if (count <= 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  text.resize(filled);
+  return text;
+}
+
+std::string OldestJob(int file) {
+  const std::string front = ReadFront(file, kLongestJob);
+  return front.substr(0, front.find('\n'));
+}
+
+std::size_t LinesOf(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+std::string Now() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::tm local{};
+  std::array<char, kTimeSpace> text{};
+  localtime_r(&now, &local);
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
+}
+
+// Since when JOB has been seen as the oldest.
+std::optional<std::string> SeenSince(const StateRoot& root, const std::string& job) {
+  const std::string seen = ReadWholeFile(root.path() + kSeen).value_or("");
+  const std::size_t end = seen.find('\n');
+  if (end == std::string::npos || seen.substr(end + 1) != job + "\n") return std::nullopt;
+  return seen.substr(0, end);
+}
+
+// Keeps the younger half, from the beginning of a line. Where that cannot be written nothing is kept: a part
+// of a line would be another job.
+std::size_t DropOldest(int file, std::int64_t size) {
+  const std::string all = ReadFront(file, size);
+  const std::size_t line_end = all.find('\n', all.size() - std::min(all.size(), kKept));
+  const std::string kept = line_end == std::string::npos ? "" : all.substr(line_end + 1);
+  if (ftruncate(file, 0) != 0) return 0;
+  const bool written = pwrite(file, kept.data(), kept.size(), 0) == static_cast<ssize_t>(kept.size());
+  if (!written && ftruncate(file, 0) == 0) return LinesOf(all);
+  return LinesOf(all) - LinesOf(kept);
+}
+
+std::size_t Bound() {
+  int file = -1;
+  if (RLIBCFileLockByFile(JobQueuePath().c_str(), 1, &file) == 0) return 0;
+  // A reader may have come meanwhile.
+  const std::int64_t size = SizeOf(file);
+  const std::size_t dropped = size > kMostJobBytes ? DropOldest(file, size) : 0;
+  RLIBCFileUnlockByFile(file);
+  return dropped;
+}
+
+}  // namespace
+
+std::string JobQueuePath() {
+  std::array<char, kPathSize> real{};
+  return KAVOFixedPathGet(kQueue, real.data(), kPathSize) < 0 ? "" : real.data();
+}
+
+std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
+  const FileDescriptor file = OpenQueue();
+  JobQueue queue;
+  queue.path = JobQueuePath();
+  queue.bytes = file ? SizeOf(file.get()) : 0;
+  if (queue.bytes == 0) return std::nullopt;
+  queue.jobs = LinesOf(ReadFront(file.get(), std::min(queue.bytes, kMostCounted)));
+  queue.unread_since = SeenSince(root, OldestJob(file.get()));
+  return queue;
+}
+
+std::size_t TendJobQueue(const StateRoot& root) {
+  const FileDescriptor file = OpenQueue();
+  const std::size_t dropped = file && SizeOf(file.get()) > kMostJobBytes ? Bound() : 0;
+  const std::string seen = root.path() + kSeen;
+  if (!file || SizeOf(file.get()) == 0) {
+    unlink(seen.c_str());
+    return dropped;
+  }
+  const std::string oldest = OldestJob(file.get());
+  // What cannot be noted is told as read; nothing else depends on it.
+  if (!SeenSince(root, oldest)) static_cast<void>(WriteWholeFile(seen, Now() + "\n" + oldest + "\n"));
+  return dropped;
+}

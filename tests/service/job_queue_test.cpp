@@ -1,0 +1,143 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+
+class JobQueueTest : public ServiceTest {
+ protected:
+  // Somebody is to read the queue.
+  void SetUp() override {
+    MakeJpeg(File("a.jpg"), 8, 8);
+    WriteFile(state() / "var/packages/Lumivault/etc/settings.conf", "runfacerecognition=yes\n");
+  }
+
+  fs::path queue() const { return state() / "var/services/photo/@eaDir/kavophoto_face.queue"; }
+  static std::size_t LinesIn(const std::string& text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  }
+  // Jobs until the queue has at least BYTES.
+  std::size_t Fill(std::size_t bytes) const {
+    std::string jobs;
+    while (jobs.size() < bytes) jobs += "w:old/" + std::to_string(jobs.size()) + ".jpg\n";
+    WriteFile(queue(), jobs);
+    return LinesIn(jobs);
+  }
+  std::string Doctor() { return Run({"doctor", folder()}).out; }
+};
+
+TEST_F(JobQueueTest, DoctorTellsWhatWaitsAndSinceWhen) {
+  Index();
+  const std::string size = std::to_string(fs::file_size(queue()));
+  const std::string line = Doctor();
+  const std::string start = "all is well\n" + queue().string() + ": background jobs that wait: 1, " + size +
+                            " bytes of at most 67,108,864; nobody has taken one since ";
+  ASSERT_TRUE(line.starts_with(start)) << line;
+  EXPECT_EQ(line.size(), start.size() + std::string("2026-11-22 08:00:00\n").size());
+  const Json::Value json = StrictJson(Run({"doctor", folder(), "--json"}).out);
+  EXPECT_TRUE(json["healthy"].asBool());
+  EXPECT_EQ(json["job_queue"]["path"].asString(), queue().string());
+  EXPECT_EQ(json["job_queue"]["jobs"].asInt(), 1);
+  EXPECT_EQ(json["job_queue"]["bytes"].asString(), size);
+  EXPECT_EQ(json["job_queue"]["most_bytes"].asInt64(), std::int64_t{kMostBytes});
+  EXPECT_EQ(json["job_queue"]["unread_since"].asString() + "\n", line.substr(start.size()));
+}
+
+TEST_F(JobQueueTest, DoctorTellsThatJobsAreTaken) {
+  Index();
+  WriteFile(queue(), "w:b.jpg\nw:c.jpg\n");
+  EXPECT_EQ(Doctor(), "all is well\n" + queue().string() +
+                          ": background jobs that wait: 2, 16 bytes of at most 67,108,864; none has waited "
+                          "through a run\n");
+  EXPECT_TRUE(StrictJson(Run({"doctor", folder(), "--json"}).out)["job_queue"]["unread_since"].isNull());
+}
+
+TEST_F(JobQueueTest, AnEmptyQueueIsNotSpokenOf) {
+  Index();
+  WriteFile(queue(), "");
+  EXPECT_EQ(Doctor(), "all is well\n");
+  EXPECT_FALSE(StrictJson(Run({"doctor", folder(), "--json"}).out).isMember("job_queue"));
+}
+
+TEST_F(JobQueueTest, TheTimeIsThatOfTheFirstRunThatSawTheJob) {
+  Index();
+  const std::string seen = ReadFile(state() / "oldest-job");
+  WriteFile(state() / "oldest-job", "2001-02-03 04:05:06" + seen.substr(seen.find('\n')));
+  MakeJpeg(File("b.jpg"), 8, 8);
+  Index();
+  EXPECT_NE(Doctor().find("nobody has taken one since 2001-02-03 04:05:06\n"), std::string::npos);
+  WriteFile(queue(), "w:c.jpg\n");
+  Index();
+  EXPECT_EQ(Doctor().find("2001-02-03"), std::string::npos);
+}
+
+TEST_F(JobQueueTest, BeyondItsBoundTheOldestAreDroppedAndThatIsToldOnce) {
+  Index();
+  const std::size_t before = Fill(kMostBytes);  // one job more is too much
+  MakeJpeg(File("b.jpg"), 8, 8);
+  const Json::Value report = Index();
+  const std::string kept = ReadFile(queue());
+  EXPECT_LE(kept.size(), kMostBytes / 2);
+  EXPECT_GT(kept.size(), kMostBytes / 2 - 100);
+  EXPECT_TRUE(kept.starts_with("w:old/")) << kept.substr(0, 50);
+  EXPECT_TRUE(kept.ends_with("b.jpg\n"));
+  EXPECT_EQ(report["dropped_jobs"].asUInt64(), before + 1 - LinesIn(kept));
+  EXPECT_FALSE(Index().isMember("dropped_jobs"));
+}
+
+TEST_F(JobQueueTest, UpToItsBoundAllAreKept) {
+  Index();
+  Fill(kMostBytes - 100);
+  const std::string before = ReadFile(queue());
+  EXPECT_FALSE(Index().isMember("dropped_jobs"));
+  EXPECT_EQ(ReadFile(queue()), before);
+}
+
+TEST_F(JobQueueTest, TheTextTellsHowManyWereDropped) {
+  Index();
+  const std::size_t before = Fill(kMostBytes + 1);
+  const std::string text = Run({"index", "--quiet", folder()}).out;
+  std::string dropped = std::to_string(before - LinesIn(ReadFile(queue())));
+  dropped.insert(dropped.size() - 3, ",");
+  dropped.insert(dropped.size() > 7 ? dropped.size() - 7 : 0, dropped.size() > 7 ? "," : "");
+  EXPECT_TRUE(
+      text.ends_with("\ndropped: " + dropped + " background jobs that nobody took (see lumivault doctor)\n"))
+      << text;
+}
+
+// A link may lead anywhere, and a FIFO would be waited for.
+TEST_F(JobQueueTest, NothingElseIsReadInItsPlace) {
+  Index();
+  fs::remove(queue());
+  WriteFile(scratch() / "other", "one\ntwo\n");
+  fs::create_symlink(scratch() / "other", queue());
+  EXPECT_EQ(Doctor(), "all is well\n");
+  fs::remove(queue());
+  ASSERT_EQ(mkfifo(queue().c_str(), 0600), 0);
+  EXPECT_EQ(Doctor(), "all is well\n");
+}
+
+// The plug-in waits ten seconds for the lock.
+TEST_F(JobQueueTest, AFileWhoseJobCannotBeQueuedIsSentAgain) {
+  Index();
+  MakeJpeg(File("b.jpg"), 8, 8);
+  const int file = open(queue().c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(file, LOCK_EX), 0);
+  EXPECT_EQ(FailureOf(Index({}, 3), "b.jpg"), "its background job could not be queued");
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "2");
+  close(file);
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_TRUE(ReadFile(queue()).ends_with("b.jpg\n"));
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+#include "reason_text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Case {
+  const char* library;
+  const char* ours;
+};
+
+TEST(ReasonForPeople, WhatALibrarySaysStandsInBrackets) {
+  for (const Case& one : {
+           Case{"Failed to read image data", "the picture is damaged or cut short"},
+           {"Failed to read input data", "the picture is damaged or cut short"},
+           {"This does not look like a JPEG image", "the picture is damaged or cut short"},
+           {"This does not look like a TIFF image", "its metadata is damaged"},
+           {"corrupted image metadata", "its metadata is damaged"},
+           {"XMP Toolkit error 201: Error in XMLValidator", "its metadata is damaged"},
+           {"Not a valid ICC Profile", "its colour profile is damaged"},
+           {"The file contains data of an unknown image type",
+            "it is no picture, or of a format that is not read"},
+           {"Image type 9 is not supported", "it is no picture, or of a format that is not read"},
+           {"Invalid data found when processing input", "the video is damaged or cut short, or it is none"},
+           {"End of file", "the video is damaged or cut short, or it is none"},
+           {"Not yet implemented in FFmpeg, patches welcome",
+            "it is no video, or of a format that is not read"},
+           {"Cannot allocate memory", "reading it takes more memory than one file may have"},
+           {"std::bad_alloc", "reading it takes more memory than one file may have"},
+           {"Input/output error", "it cannot be read to its end"},
+       }) {
+    EXPECT_EQ(ReasonForPeople(one.library), std::string(one.ours) + " [" + one.library + "]");
+  }
+}
+
+TEST(ReasonForPeople, OurOwnWordsStayAsTheyAre) {
+  for (const char* reason :
+       {"", "the file is empty", "Permission denied", "the picture is cut short",
+        "killed by signal 11 (Segmentation fault)", "it holds no video", "the end: End of file"}) {
+    EXPECT_EQ(ReasonForPeople(reason), reason);
+  }
+}
+
+TEST(ReasonForPeople, AStatementIsLeftOut) {
+  EXPECT_EQ(
+      ReasonForPeople("Failed to exec [INSERT INTO t VALUES ('a] (b')] (NOT NULL constraint failed: t.a); "
+                      "Failed to save photo info."),
+      "the database refused it [NOT NULL constraint failed: t.a]");
+  EXPECT_EQ(ReasonForPeople("Failed to exec [INSERT INTO t VALUES (1)]; PhotoShareInfoDBSave failed."),
+            "the database refused it");
+  EXPECT_EQ(ReasonForPeople("Failed to exec [INSERT INTO t"), "the database refused it");
+}
+
+}  // namespace
