@@ -114,6 +114,7 @@ List CatalogueStatements() {
   return {
       {TEXT(kFilesOfFolder), kRange},
       {TEXT(kFirstFilesOfFolder), kRange},
+      {TEXT(kOneEntry)},
       {TEXT(kRemoveFile)},
       {TEXT(kRemoveFolder)},
       {TEXT(kRemoveBelow)},
