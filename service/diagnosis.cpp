@@ -49,11 +49,7 @@ void ExamineSettings(const StateRoot& root, Findings& findings) {
   }
 }
 
-void ExamineTools(const StateRoot& root, Findings& findings) {
-  if (access(root.Place(kSqliteTool).c_str(), X_OK) != 0) {
-    Add(findings, root.Place(kSqliteTool), "cannot be run: " + ErrorText(errno),
-        "install the package sqlite3; the next lumivault index finds it");
-  }
+void ExamineTools(Findings& findings) {
   if (!OpenWorkerProgram())
     Add(findings, "lumivault-worker", "not found beside the program", "install Lumivault again");
   if (const auto plugin = PluginPath(); !plugin) {
@@ -199,7 +195,7 @@ Findings ExamineInstallation(const StateRoot& root) {
   if (access(marker.c_str(), F_OK) != 0)
     Add(findings, marker, "the package marker: " + ErrorText(errno), kRunMakesIt);
   ExamineSettings(root, findings);
-  ExamineTools(root, findings);
+  ExamineTools(findings);
   return findings;
 }
 

@@ -28,7 +28,6 @@ constexpr const char* kModesSetting = "file_modes";
 constexpr mode_t kPrivate = 0700;
 constexpr mode_t kPrivateFile = 0600;
 constexpr int kValueSize = 128;
-constexpr const char* kProgramPlaces = "/usr/local/bin:/usr/bin:/bin";  // where PATH is not set
 
 std::string Variable(const char* name) {
   const char* value = getenv(name);
@@ -56,25 +55,6 @@ Failure Unusable(const std::string& path, int error) {
 
 bool MakeOne(const std::string& folder) {
   return mkdir(folder.c_str(), kPrivate) == 0 || (errno == EEXIST && fs::is_directory(folder));
-}
-
-std::optional<std::string> InPath(const char* program) {
-  std::string places = Variable("PATH");
-  if (places.empty()) places = kProgramPlaces;
-  for (std::size_t begin = 0; begin <= places.size();) {
-    const std::size_t end = std::min(places.find(':', begin), places.size());
-    const fs::path candidate = fs::path(places.substr(begin, end - begin)) / program;
-    if (candidate.is_absolute() && access(candidate.c_str(), X_OK) == 0) return candidate.string();
-    begin = end + 1;
-  }
-  return std::nullopt;
-}
-
-// A link that leads to TARGET, made at once under its name.
-bool ReplaceLink(const std::string& link, const std::string& target) {
-  const std::string temporary = link + ".new";
-  unlink(temporary.c_str());
-  return symlink(target.c_str(), temporary.c_str()) == 0 && rename(temporary.c_str(), link.c_str()) == 0;
 }
 
 bool HasSetting(const std::string& settings, const char* key) {
@@ -144,7 +124,7 @@ Outcome<Done> StateRoot::PrepareLocked() const {
   if (auto written = WriteWholeFile(Place(kPackageMarker), ""); !written) return written;
   if (auto settings = PrepareSettings(); !settings) return settings;
   if (auto schema = PrepareSchema(); !schema) return schema;
-  return PrepareDatabaseTool();
+  return RemoveToolLink();
 }
 
 Outcome<Done> AddMissingSettings(const std::string& file, const std::vector<Setting>& settings) {
@@ -174,12 +154,11 @@ Outcome<Done> StateRoot::PrepareSchema() const {
   return WriteWholeFile(Place(kPersonalSchema), *schema);
 }
 
-Outcome<Done> StateRoot::PrepareDatabaseTool() const {
+// Earlier versions left a link to the machine's own tool, which makes a database less safely than the
+// platform does without one.
+Outcome<Done> StateRoot::RemoveToolLink() const {
   const std::string link = Place(kSqliteTool);
-  if (access(link.c_str(), X_OK) == 0) return Done{};
-  const auto tool = InPath("sqlite3");
-  if (!tool)
-    return Failure{ExitStatus::kConfiguration, "sqlite3: not found in PATH; install the package sqlite3"};
-  if (!ReplaceLink(link, *tool)) return Unusable(link, errno);
+  std::error_code error;
+  if (fs::is_symlink(link, error) && unlink(link.c_str()) != 0) return Unusable(link, errno);
   return Done{};
 }

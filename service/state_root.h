@@ -1,8 +1,7 @@
 // The folder in which the service keeps everything that is not a photo: an appliance's file tree with the
-// settings, tools and personal folders of this user, and a folder of its own for each library.
+// settings and personal folders of this user, and a folder of its own for each library.
 //
 //   var/packages/Lumivault/{enabled, etc/settings.conf, target/photo_scripts/sql/pphoto.sql}
-//   usr/kavo/bin/sqlite3                        link to the tool in PATH
 //   usr/kavo/etc/preference/<user>/kavoinfo.conf
 //   etc/kavo/personal.conf                      <user>="<library folder>" a line
 //   libraries/<user>/                           what the service keeps about a library
@@ -43,7 +42,7 @@ class StateRoot {
   Outcome<Done> PrepareLocked() const;
   Outcome<Done> PrepareSettings() const;
   Outcome<Done> PrepareSchema() const;
-  Outcome<Done> PrepareDatabaseTool() const;
+  Outcome<Done> RemoveToolLink() const;
 
   std::string path_;
 };

@@ -80,15 +80,6 @@ TEST_F(DoctorTest, ALibraryThatIsSwitchedOff) {
                             "runpersonallumivault=\"yes\" in it\n");
 }
 
-TEST_F(DoctorTest, AMissingTool) {
-  fs::remove(state() / "usr/kavo/bin/sqlite3");
-  const RunResult result = Doctor();
-  EXPECT_EQ(result.status, 4);
-  EXPECT_EQ(result.out, (state() / "usr/kavo/bin/sqlite3").string() +
-                            ": cannot be run: No such file or directory\n  install the package sqlite3; the "
-                            "next lumivault index finds it\n");
-}
-
 TEST_F(DoctorTest, AMissingPlugIn) {
   Environment("LUMIVAULT_PLUGIN", "/nowhere/plugin.so");
   const RunResult result = Doctor();

@@ -67,7 +67,6 @@ void ApplianceTree::LinkShares() const {
 void ApplianceTree::InstallPackage() const {
   fs::remove_all(root() / "usr/kavo");
   fs::create_directories(root() / "usr/kavo/bin");
-  fs::create_symlink("/usr/bin/sqlite3", root() / "usr/kavo/bin/sqlite3");
   fs::remove_all(root() / "var/packages/Lumivault");
   const fs::path sql = root() / "var/packages/Lumivault/target/photo_scripts/sql";
   fs::create_directories(sql);

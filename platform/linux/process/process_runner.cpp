@@ -15,6 +15,7 @@
 #include "core/rooted_path.h"
 #include "platform/process.h"
 #include "process/metadata_tool.h"
+#include "process/schema_tool.h"
 #include "process/spawn.h"
 
 namespace {
@@ -45,10 +46,23 @@ std::string PlaceOf(const std::string& program) {
   return BelongsToAppliance(program) ? RootedPath(program) : program;
 }
 
+bool IsExecutable(const std::string& path) {
+  return access(path.c_str(), X_OK) == 0;
+}
+
+// The shell's command for a personal database, where its tool is not there.
+std::optional<SchemaCommand> BuiltInSchemaCommand(const SpawnRequest& request) {
+  if (request.program != kShellProgram) return std::nullopt;
+  const std::string tool = RootedPath(kDatabaseToolProgram);
+  const auto command = UnderstandSchemaCommand(request.arguments);
+  return command && command->tool == tool && !IsExecutable(tool) ? command : std::nullopt;
+}
+
 // An executable of that name wins over the built-in one.
 std::optional<SpawnResult> Run(SpawnRequest request) {
+  if (const auto command = BuiltInSchemaCommand(request)) return AnswerSchemaCommand(*command);
   const std::string path = PlaceOf(request.program);
-  if (access(path.c_str(), X_OK) == 0) {
+  if (IsExecutable(path)) {
     request.program = path;
     return RunProgram(request);
   }
