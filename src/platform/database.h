@@ -75,7 +75,8 @@ KAVO_API int KAVODBDatabaseTypeGet(KAVODB_CONNECTION* connection);
 
 // Fills the placeholders of TEMPLATE, left to right, with the arguments that follow; a value that holds a
 // placeholder is not expanded again. Returns a heap text to be freed with free(), or null (null template or
-// text argument, unknown type, a literal of the template that is not closed).
+// text argument, unknown type, a literal of the template that is not closed, or one with a letter, a digit,
+// an underscore or an ampersand directly before it: E'...' and U&'...' have other rules for what ends them).
 //   @KAVO:VAR    const char*, escaped for a quoted literal
 //   @KAVO:NEVAR  const char*, unchanged: a name of the program's own, never a value from outside
 //   @KAVO:LVAR   const char*, escaped for a quoted literal inside which it matches itself in a LIKE pattern;
@@ -86,12 +87,14 @@ KAVO_API int KAVODBDatabaseTypeGet(KAVODB_CONNECTION* connection);
 // nothing would keep it from becoming a part of the statement. "nan" and "inf" become NULL.
 KAVO_API char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...);
 
-// Makes a raw condition safe to send: one comparison with one literal (column = 'value', column like
-// 'value'), blanks around it, the value as it is. The first quote opens the literal and the last one closes
-// it, whatever the value holds; wildcards of a LIKE stay wildcards, a backslash is a character on both
-// engines. A text without quotes is copied. OUT holds at least twice the length of CONDITION plus one byte.
-// 0, or -1 when the condition has not that shape: a single quote, a semicolon outside the literal, anything
-// but blanks behind it.
+// Makes a raw condition safe to send: one comparison of a column with one literal (column = 'value', column
+// like 'value'), blanks around each, the value as it is. A column is a name of ASCII letters, digits and
+// underscores, or two with a dot between them; a comparison one of = == <> != < <= > >= like, not like. The
+// quote behind it opens the literal and the last one closes it, whatever the value holds; wildcards of a LIKE
+// stay wildcards, a backslash is a character on both engines. A number (-1, 0.5) needs no quotes. Blanks
+// alone are copied. OUT holds at least twice the length of CONDITION plus one byte. 0, or -1 with OUT as it
+// was when the condition has not that shape: a comment, a second condition, a literal of another kind
+// (E'...', $$...$$).
 KAVO_API int EscapeConditionEX2(int database_type, const char* condition, char* out);
 
 #ifdef __cplusplus

@@ -1,5 +1,6 @@
-// Raw conditions: a value of any bytes between the quotes of the program's own text is one value; of any
-// other text nothing gets out of its literal, and nothing is written behind the buffer.
+// Raw conditions: a value of any bytes between the quotes of the program's own text is one value; any other
+// text is refused, or it is a comparison in which nothing gets out of its literal; nothing is written behind
+// the buffer.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -29,16 +30,18 @@ void CheckValue(const std::string& value) {
   Require(sqlite3_column_count(row.get()) == 1 && TextOf(row, 0) == value, "the value changed", condition);
 }
 
-// Outside literals there is no semicolon, and every literal ends.
+// Outside literals there is nothing that could begin something else, and every literal ends.
 void CheckText(int type, const std::string& text) {
   const std::optional<std::string> escaped = Escape(type, text);
   if (!escaped) return;
   bool in_literal = false;
   for (const char c : *escaped) {
     if (c == '\'') in_literal = !in_literal;
-    Require(in_literal || c != ';', "a semicolon got out", *escaped);
+    Require(in_literal || std::string(";\"$/*()[]`&@#:,").find(c) == std::string::npos, "a sign got out",
+            *escaped);
   }
   Require(!in_literal, "a literal does not end", *escaped);
+  Require(escaped->find("--") >= escaped->find('\''), "a comment began", *escaped);
 }
 
 }  // namespace

@@ -155,6 +155,15 @@ TEST_P(CursorTest, ConditionThatIsMoreThanOneComparisonIsNotCounted) {
   EXPECT_EQ(Value("SELECT shareid FROM photo_share"), "1");
 }
 
+TEST_P(CursorTest, ACountRunsNoSecondStatement) {
+  for (const char* condition :
+       {"1=1 -- '\n; DELETE FROM photo_share --'", "shareid=1 -- '\n; DELETE FROM photo_share --'",
+        "sharename = $$'$$; DELETE FROM photo_share --'", "sharename = E'\\'; DELETE FROM photo_share --'"}) {
+    EXPECT_EQ(PhotoInfoDBGetCount(PHOTO_TABLE_SHARE, "*", condition, ""), -1) << condition;
+    EXPECT_EQ(Value("SELECT shareid FROM photo_share"), "1") << condition;
+  }
+}
+
 TEST_P(CursorTest, EmptyConditionIsRefusedByTheEngine) {
   EXPECT_EQ(PhotoInfoDBOpen(PHOTO_TABLE_SHARE, nullptr, "", nullptr, nullptr, 0, 0), nullptr);
   ASSERT_EQ(SyslogCapture::Messages().size(), 1U);

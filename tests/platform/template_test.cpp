@@ -57,6 +57,26 @@ TEST(TemplateTest, SuffixPattern) {
   EXPECT_EQ(Fill(kSqlite, "path like '%@KAVO:LVAR'", "x"), "path like '%x' ESCAPE '\\'");
 }
 
+// In literals that begin with a letter a backslash or a dollar has a meaning.
+TEST(TemplateTest, LiteralsOfAnotherKindAreRefused) {
+  for (const int type : {kSqlite, kPostgres}) {
+    for (const char* text : {"a = E'@KAVO:VAR'", "a = e'@KAVO:LVAR'", "a = U&'@KAVO:VAR'", "a = n'@KAVO:VAR'",
+                             "a = _'@KAVO:VAR'", "a = 1'@KAVO:VAR'", "a = \xC3\xA9'@KAVO:VAR'"}) {
+      EXPECT_TRUE(Refused(type, text, "x")) << text;
+    }
+    EXPECT_TRUE(Refused(type, "a = @KAVO:NEVAR'@KAVO:VAR'", "E", "x"));
+    EXPECT_TRUE(Refused(type, "a = @KAVO:NEVAR", "E'x'"));
+    EXPECT_TRUE(Refused(type, "a = @KAVO:INT'x'", 1));
+  }
+}
+
+TEST(TemplateTest, ALiteralMayFollowAnySign) {
+  for (const char* text : {"'@KAVO:VAR'", "a='@KAVO:VAR'", "('@KAVO:VAR','x')", "a like\t'@KAVO:VAR'",
+                           "a = 'x''@KAVO:VAR'", "a||'@KAVO:VAR'"}) {
+    EXPECT_FALSE(Refused(kPostgres, text, "x")) << text;
+  }
+}
+
 TEST(TemplateTest, IntegersAreDecimal) {
   EXPECT_EQ(Fill(kSqlite, "@KAVO:INT @KAVO:LLINT '@KAVO:INT'", 0, 5'000'000'000LL, 7), "0 5000000000 '7'");
   EXPECT_EQ(Fill(kSqlite, "@KAVO:INT @KAVO:INT", INT_MIN, INT_MAX), "-2147483648 2147483647");

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "core/ascii.h"
+#include "db/byte_like.h"
 #include "db/sqlite_files.h"
 #include "db/sqlite_statements.h"
 #include "db/statement_shape.h"
@@ -231,6 +232,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenAs(const Files& files, c
   }
   sqlite3_busy_timeout(opened, kBusyTimeoutMs);
   DistrustFile(opened);
+  if (!AddByteLike(opened)) throw std::bad_alloc();
   return std::unique_ptr<SqliteConnection>(new SqliteConnection(files, std::move(database)));
 }
 
@@ -243,7 +245,8 @@ int SqliteConnection::type() const {
 }
 
 bool SqliteConnection::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
-  const bool done = ExecuteAll(sql, window, result, error);
+  const std::optional<std::string> by_bytes = WithByteLike(sql);
+  const bool done = ExecuteAll(by_bytes ? by_bytes->c_str() : sql, window, result, error);
   if (!unlocked_ || unlocked_->Holds()) return done;
   // Pages of before and after may have been mixed, with any answer or error.
   error = "It was changed while it was read; try again.";

@@ -86,7 +86,8 @@ class StatementWriter {
     out_.reserve(estimate);
   }
 
-  void AddSql(std::string_view sql);
+  // False when a literal begins that is no plain one.
+  [[nodiscard]] bool AddSql(std::string_view sql);
   // False when the value would not stay a value.
   [[nodiscard]] bool AddText(std::string_view value);
   [[nodiscard]] bool AddPattern(std::string_view value);
@@ -98,6 +99,7 @@ class StatementWriter {
  private:
   [[nodiscard]] bool AddBare(std::string_view value);
   void AddBareNumber(std::string_view number);
+  [[nodiscard]] bool OpenLiteral();
   void CloseLiteral();
 
   std::string out_;
@@ -106,7 +108,7 @@ class StatementWriter {
   bool has_pattern_ = false;  // the open literal holds the value of a pattern
 };
 
-void StatementWriter::AddSql(std::string_view sql) {
+bool StatementWriter::AddSql(std::string_view sql) {
   std::size_t quote = 0;
   while ((quote = sql.find('\'')) != std::string_view::npos) {
     const bool doubled = in_literal_ && quote + 1 < sql.size() && sql[quote + 1] == '\'';
@@ -116,11 +118,20 @@ void StatementWriter::AddSql(std::string_view sql) {
     if (doubled) continue;
     if (in_literal_) {
       CloseLiteral();
-    } else {
-      in_literal_ = true;
+    } else if (!OpenLiteral()) {
+      return false;
     }
   }
   out_.append(sql);
+  return true;
+}
+
+// Directly behind a letter a literal would be of another kind (E'...'), in which a value can end it.
+bool StatementWriter::OpenLiteral() {
+  constexpr unsigned char kAscii = 0x7F;
+  in_literal_ = true;
+  const char before = out_.size() > 1 ? out_[out_.size() - 2] : ' ';
+  return !IsWordPart(before) && before != '&' && static_cast<unsigned char>(before) <= kAscii;
 }
 
 // SQLite has no escape character for LIKE unless the statement names one; PostgreSQL's own is the backslash.
@@ -191,8 +202,7 @@ bool AddTextArgument(StatementWriter& writer, Kind kind, const char* value) {
   if (value == nullptr) return false;
   if (kind == Kind::kText) return writer.AddText(value);
   if (kind == Kind::kPattern) return writer.AddPattern(value);
-  writer.AddSql(value);
-  return true;
+  return writer.AddSql(value);
 }
 
 bool AddArgument(StatementWriter& writer, Kind kind, Arguments& arguments) {
@@ -218,12 +228,13 @@ bool Fill(std::string_view sql_template, Arguments& arguments, StatementWriter& 
       at += kTokenStart.size();
       continue;
     }
-    writer.AddSql(sql_template.substr(copied, at - copied));
-    if (!AddArgument(writer, placeholder->kind, arguments)) return false;
+    if (!writer.AddSql(sql_template.substr(copied, at - copied)) ||
+        !AddArgument(writer, placeholder->kind, arguments)) {
+      return false;
+    }
     copied = at += placeholder->token.size();
   }
-  writer.AddSql(sql_template.substr(copied));
-  return !writer.in_literal();
+  return writer.AddSql(sql_template.substr(copied)) && !writer.in_literal();
 }
 
 char* HeapCopy(const std::string& text) {
