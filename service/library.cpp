@@ -109,12 +109,23 @@ bool IsAlive(const StateRoot& root, const Library& library) {
   return !lock && lock.failure().status == ExitStatus::kLibraryBusy;
 }
 
+// The content of personal.conf, empty where there is none. One that cannot be read is not written anew: it
+// tells of other libraries.
+Outcome<std::string> PersonalList(const std::string& file) {
+  auto content = ReadWholeFile(file);
+  if (content) return *std::move(content);
+  if (errno == ENOENT) return std::string();
+  return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+}
+
 // The lines of personal.conf but those of dead libraries that LIBRARY overlaps; a failure when a living one
 // is among them.
 Outcome<std::string> WithoutDeadOverlaps(const StateRoot& root, const Library& library) {
   const std::string personal_file = root.Place(kPersonalFolders);
+  const auto content = PersonalList(personal_file);
+  if (!content) return content.failure();
   std::string result;
-  std::istringstream lines(ReadWholeFile(personal_file).value_or(""));
+  std::istringstream lines(*content);
   for (std::string line; std::getline(lines, line);) {
     const std::string user = line.substr(0, line.find('='));
     std::array<char, kPathSize> folder{};
@@ -238,8 +249,15 @@ std::optional<Library> FindLibrary(const std::string& path) {
     return lies_in_it ? std::move(tree) : FindByDatabase(path);
   }
   std::array<char, kPathSize> folder{};
+  if (user.front() == '\0') return std::nullopt;  // nobody knows whose it is
   if (KAVOIndexPersonalPhotoPathGet(user.data(), folder.data(), kPathSize) < 0) return std::nullopt;
   return Library{folder.data(), user.data()};
+}
+
+bool OwnerIsKnown(const std::string& path) {
+  std::array<char, kUserNameSize> user{};
+  return KAVOIndexIsPersonalPackagePath(path.c_str(), kPhotoPackage, user.data(), kUserNameSize) == 0 ||
+         user.front() != '\0';
 }
 
 Outcome<LibraryLock> LibraryLock::Take(const StateRoot& root, const Library& library) {

@@ -55,6 +55,9 @@ Outcome<Library> RequireSharedTree(const std::string& named);
 // nothing when it lies in none. PATH is absolute.
 std::optional<Library> FindLibrary(const std::string& path);
 
+// Whether it can be told whose PATH is. Where it cannot FindLibrary finds nothing.
+bool OwnerIsKnown(const std::string& path);
+
 // Keeps other runs off a library as long as it lives, also those with another state folder.
 class LibraryLock {
  public:

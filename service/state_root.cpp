@@ -14,6 +14,7 @@
 
 #include "atomic_file.h"
 #include "base/fixed_path.h"
+#include "base/limits.h"
 #include "display.h"
 #include "error_text.h"
 #include "installation.h"
@@ -79,6 +80,11 @@ Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
     return Failure{ExitStatus::kConfiguration, Visible(absolute.string()) + ": is not a folder"};
   }
   setenv(kRootVariable, absolute.c_str(), 1);
+  std::array<char, kPathSize> place{};
+  if (KAVOFixedPathGet(kSharedPhotoLink, place.data(), kPathSize) < 0) {
+    return Failure{ExitStatus::kConfiguration,
+                   Visible(absolute.string()) + ": the path is too long for a state folder"};
+  }
   return StateRoot(absolute.string());
 }
 

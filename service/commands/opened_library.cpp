@@ -33,6 +33,12 @@ Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string&
 }  // namespace
 
 Failure InNoLibrary(const std::string& path, ExitStatus status) {
+  if (!OwnerIsKnown(path)) {
+    return {ExitStatus::kConfiguration,
+            Visible(path) +
+                ": the list of libraries (etc/kavo/personal.conf in the state folder) or a home cannot be "
+                "read, so it cannot be told in whose library this lies"};
+  }
   return {status, Visible(path) + ": lies in no library; lumivault index makes one of a folder"};
 }
 

@@ -7,7 +7,7 @@
 
 std::string FixedPath(const char* path) {
   char buffer[kPathSize];
-  return KAVOFixedPathGet(path, buffer, sizeof buffer) < 0 ? path : buffer;
+  return KAVOFixedPathGet(path, buffer, sizeof buffer) < 0 ? "" : buffer;
 }
 
 bool PackageEnabled() {

@@ -17,7 +17,8 @@ inline constexpr const char* kVideoConvertTool = "/usr/kavo/bin/kavoflvconv";
 inline constexpr const char* kPreviewTool = "/var/packages/Lumivault/target/bin/kavophoto_extract_preview";
 inline constexpr const char* kPhpTool = "/usr/bin/php";
 
-// PATH with the optional root in front (platform/files.h).
+// PATH with the optional root in front (platform/files.h). Empty, which is the name of nothing, where the
+// platform has no answer: the machine's own tree is not what was asked for.
 std::string FixedPath(const char* path);
 // True when the package is switched on.
 bool PackageEnabled();

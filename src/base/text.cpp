@@ -1,7 +1,5 @@
 #include "base/text.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstdarg>
@@ -65,7 +63,9 @@ std::string DirName(std::string_view path) {
 }
 
 bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 bool LiesIn(std::string_view path, std::string_view root) {

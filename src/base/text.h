@@ -25,6 +25,7 @@ std::optional<std::string_view> ExtensionOf(std::string_view path);
 // The directory part as dirname(3) gives it: "." when there is none.
 std::string DirName(std::string_view path);
 
+// Only the letters of ASCII are folded, whatever locale the process has set: in Turkish "I" is no "i".
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 
 // True when PATH is ROOT or lies below it: ROOT's length compared without regard to letter case, then '/' or

@@ -99,10 +99,11 @@ std::string Word(const std::string& text) {
 // Makes the database from the schema script. The tool's own failure shows in the first statement on what it
 // has left.
 bool MakeDatabase(const HGA_INFORMATION& context) {
-  const std::string command = Word(FixedPath(kSqliteTool)) + " " + Quoted(context.szDBPath) + " < " +
-                              Word(FixedPath(kPersonalSchema));
-  // A command cut short would be another command.
-  if (command.size() >= kCommandSize) return false;
+  const std::string tool = FixedPath(kSqliteTool);
+  const std::string schema = FixedPath(kPersonalSchema);
+  const std::string command = Word(tool) + " " + Quoted(context.szDBPath) + " < " + Word(schema);
+  // A command cut short, or without one of its words, would be another command.
+  if (tool.empty() || schema.empty() || command.size() >= kCommandSize) return false;
   if (RLIBCExec("/bin/sh", "-c", command.c_str(), nullptr, nullptr) < 0) return false;
   static_cast<void>(KAVOBeneathMode(context.szPhotoDir, context.szDBPath, kDatabaseMode));
   return true;

@@ -104,6 +104,7 @@ std::optional<std::string> PhotoGPSScriptValueGet(const char* path, const char* 
     return std::nullopt;
   }
   const std::string script = FixedPath(kGpsScript);
+  if (script.empty()) return std::nullopt;
   KAVOUtils::ProcessRunner php(kPhpTool, kPhpTool, "-n", "-d", "extension_dir=/lib/php/modules", "-d",
                                "extension=exif.so", script.c_str(), "-t", tag, "-f");
   php.addArguments(path);

@@ -1,5 +1,4 @@
-#include <strings.h>
-
+#include "base/text.h"
 #include "lumivault/photo_util.h"
 
 namespace {
@@ -14,7 +13,7 @@ constexpr const char* kForceUpdateFormats[] = {"jpg", "jpeg", "jpe", "tiff", "ti
 int IsFormat(const char* extension, const char* const* list) {
   if (extension == nullptr || list == nullptr) return 0;
   for (; *list != nullptr; ++list) {
-    if (strcasecmp(extension, *list) == 0) return 1;
+    if (EqualsIgnoreCase(extension, *list)) return 1;
   }
   return 0;
 }

@@ -12,7 +12,8 @@ extern "C" {
 // The real place of one of the appliance's fixed paths ("/var/services/photo", "/var/packages/...",
 // "/usr/kavo/...", "/usr/bin/php", "/etc/kavo/..."): the path itself, or below the folder that the
 // environment variable LUMIVAULT_ROOT names (ignored in programs with privileges of their own: set-user-ID
-// and the like). The length, or -1 when OUT of SIZE bytes is too small.
+// and the like). The length, or -1 when OUT of SIZE bytes is too small, and for every path when that folder's
+// own is so long (more than 3,072 bytes) that some places below it could not be named.
 KAVO_API int KAVOFixedPathGet(const char* path, char* out, int size);
 
 // Non-zero when PATH exists (links followed), or when that cannot be told (a folder that may not be read, a

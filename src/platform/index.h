@@ -11,9 +11,12 @@ extern "C" {
 
 // Non-zero when PATH lies in (or is) some user's personal folder of the package KIND; that user's
 // name then goes into USER of SIZE bytes, cut when longer. PATH is compared by name, on whole components,
-// with what KAVOIndexPersonalPhotoPathGet gives; of nested folders the innermost wins.
+// with what KAVOIndexPersonalPhotoPathGet gives; of nested folders the innermost wins. Where it cannot be
+// told (the list of personal folders or a home cannot be read, memory is out) the path counts as somebody's
+// and USER is empty, the name of nobody: nothing is known of the preferences and the folder of such a user,
+// so the path is neither a shared one nor anybody's.
 KAVO_API int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* user, int size);
-// The personal photo folder of USER. 0, or -1 when there is none.
+// The personal photo folder of USER. 0, or -1 when there is none or it cannot be told.
 KAVO_API int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size);
 // The user's default public flag for new albums. 0, or -1 when it cannot be told.
 KAVO_API int KAVOIndexPersonalAlbumDefRightGet(const char* user, int* is_public);
@@ -27,7 +30,7 @@ KAVO_API bool BlKAVOIndexIsPhotoOnWeb(const char* extension);
 KAVO_API bool BlKAVOIndexIsVideoOnWeb(const char* extension);
 KAVO_API bool BlKAVOIndexIsVideo(const char* extension);
 
-// True when PATH lies on a remote or image (loop) mount inside a photo folder.
+// True when PATH lies on a remote or image (loop) mount inside a photo folder, or nobody can tell in whose.
 KAVO_API bool IndexIsPathRemoteOrImageMount(const char* path);
 // Positive, and the kind of conversion in OUT of SIZE bytes, when NAME is that of a converted video; else 0.
 KAVO_API int ConvertVideoTypeGet(const char* name, char* out, int size);

@@ -1,6 +1,8 @@
 #include "platform/share.h"
 
+#include <errno.h>
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +12,8 @@
 #include <string>
 
 #include "platform/files.h"
+#include "platform/text.h"
+#include "share/share_folder.h"
 #include "support/appliance_tree.h"
 #include "support/temp_dir.h"
 
@@ -95,6 +99,23 @@ TEST_F(ShareTest, FixedPathsStandBehindTheRootThatTheEnvironmentNames) {
   EXPECT_EQ(KAVOFixedPathGet("/usr/bin/php", out, 13), 12);
   EXPECT_EQ(KAVOFixedPathGet("/usr/bin/php", out, 12), -1);
   EXPECT_EQ(KAVOFixedPathGet(nullptr, out, 12), -1);
+}
+
+// Some places below it could still be named and others not.
+TEST_F(ShareTest, BelowARootThatIsTooLongThereIsNoPlaceAtAll) {
+  std::string out(8192, '\0');
+  const auto length = [&](std::size_t root) {
+    setenv("LUMIVAULT_ROOT", ("/" + std::string(root - 1, 'x')).c_str(), 1);
+    const int got = KAVOFixedPathGet("/usr/bin/php", out.data(), static_cast<int>(out.size()));
+    const std::string services = ShareFolder("photo");
+    unsetenv("LUMIVAULT_ROOT");
+    EXPECT_EQ(got<0, services.size()> PATH_MAX) << root;
+    return got;
+  };
+  EXPECT_EQ(length(3072), 3072 + 12);
+  EXPECT_EQ(length(3073), -1);
+  EXPECT_EQ(RLIBCErrGet(), ENAMETOOLONG);
+  EXPECT_EQ(length(5000), -1);
 }
 
 class SideFolderTest : public ShareTest {};

@@ -10,6 +10,7 @@
 #include "platform/string_list.h"
 #include "platform/text.h"
 #include "support/temp_dir.h"
+#include "support/turkish_locale.h"
 
 namespace {
 
@@ -222,6 +223,16 @@ TEST(CodePageTest, TheSystemsCodePageIsASetting) {
   EXPECT_EQ(RLIBCCodePageGet(1), kJapanese);
   WriteFile(root / "etc/kavo/kavoinfo.conf", "codepage=unheard-of\n");
   EXPECT_EQ(RLIBCCodePageGet(1), kWestern);
+  unsetenv("LUMIVAULT_ROOT");
+}
+
+TEST(CodePageTest, TheLetterCaseOfItsNameDoesNotFollowTheProgramsLocale) {
+  const TurkishLocale turkish;
+  if (!turkish.active()) GTEST_SKIP() << "no Turkish locale";
+  const TempDir root;
+  setenv("LUMIVAULT_ROOT", root.path().c_str(), 1);
+  WriteFile(root / "etc/kavo/kavoinfo.conf", "codepage=shift_jis\n");
+  EXPECT_EQ(RLIBCCodePageGet(1), kJapanese);
   unsetenv("LUMIVAULT_ROOT");
 }
 

@@ -1,5 +1,6 @@
 #include "state_root.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "commands/opened_library.h"
 #include "library.h"
 #include "support/child_processes.h"
 #include "support/temp_dir.h"
@@ -53,6 +55,15 @@ constexpr const char* kPersonal = "/etc/kavo/personal.conf";
 TEST_F(StateRootTest, TheNamedFolderComesFirst) {
   EXPECT_EQ(StateRoot::Locate("/some/where")->path(), "/some/where");
   EXPECT_STREQ(getenv("LUMIVAULT_ROOT"), "/some/where");
+}
+
+TEST_F(StateRootTest, APathThatIsTooLongIsRefused) {
+  std::string path;
+  while (path.size() <= 3072) path += "/" + std::string(200, 'x');
+  const auto refused = StateRoot::Locate(path);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.failure().status, ExitStatus::kConfiguration);
+  EXPECT_EQ(refused.failure().message, path + ": the path is too long for a state folder");
 }
 
 TEST_F(StateRootTest, ThenTheStateFolderOfTheDesktopThenTheHomeFolder) {
@@ -285,6 +296,35 @@ TEST_F(LibraryFolderTest, ALockKnowsWhetherItsFolderIsStillThere) {
   EXPECT_FALSE(lock->FolderIsThere(*library));
   fs::create_directory(photos);
   EXPECT_FALSE(lock->FolderIsThere(*library));
+}
+
+// It tells of all libraries; written anew it would tell of this one alone.
+TEST_F(LibraryFolderTest, AListThatCannotBeReadIsNotReplaced) {
+  ASSERT_TRUE(Make(Photos("photos")));
+  const std::string list = root_->Place("/etc/kavo/personal.conf");
+  fs::rename(list, list + ".kept");
+  fs::create_directory(list);
+  const auto refused = Make(Photos("more"));
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.failure().status, ExitStatus::kConfiguration);
+  EXPECT_EQ(refused.failure().message, list + ": Is a directory");
+  EXPECT_TRUE(fs::is_directory(list));
+}
+
+TEST_F(LibraryFolderTest, NobodyKnowsWhoseAPathIsWhileTheListCannotBeRead) {
+  const fs::path photos = Photos("photos");
+  ASSERT_TRUE(Make(photos));
+  WriteFile(photos / ".KAVOHGADB", "");
+  EXPECT_TRUE(OwnerIsKnown(photos));
+  EXPECT_TRUE(OwnerIsKnown("/elsewhere"));
+  const std::string list = root_->Place("/etc/kavo/personal.conf");
+  fs::remove(list);
+  fs::create_directory(list);
+  EXPECT_FALSE(FindLibrary(photos));
+  EXPECT_FALSE(OwnerIsKnown(photos));
+  const Failure failure = InNoLibrary(photos, ExitStatus::kFatal);
+  EXPECT_EQ(failure.status, ExitStatus::kConfiguration);
+  EXPECT_THAT(failure.message, testing::HasSubstr("it cannot be told in whose library this lies"));
 }
 
 TEST_F(LibraryFolderTest, APathOutsideBelongsToNoLibrary) {

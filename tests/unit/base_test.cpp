@@ -3,6 +3,7 @@
 
 #include <libgen.h>
 
+#include <array>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -10,10 +11,12 @@
 #include "base/export_guard.h"
 #include "base/fixed_path.h"
 #include "base/text.h"
+#include "lumivault/photo_util.h"
 #include "support/comma_locale.h"
 #include "support/fake_platform.h"
 #include "support/syslog_capture.h"
 #include "support/temp_dir.h"
+#include "support/turkish_locale.h"
 
 namespace {
 
@@ -99,6 +102,21 @@ TEST(EqualsIgnoreCase, ComparesWholeTexts) {
   EXPECT_FALSE(EqualsIgnoreCase("photo", ""));
 }
 
+TEST(EqualsIgnoreCase, FoldsTheLettersOfAsciiAlone) {
+  EXPECT_TRUE(EqualsIgnoreCase("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"));
+  EXPECT_FALSE(EqualsIgnoreCase("@", "`"));
+  EXPECT_FALSE(EqualsIgnoreCase("[", "{"));
+  EXPECT_FALSE(EqualsIgnoreCase("\xC4", "\xE4"));
+}
+
+TEST(EqualsIgnoreCase, DoesNotFollowTheProgramsLocale) {
+  const TurkishLocale turkish;
+  if (!turkish.active()) GTEST_SKIP() << "no Turkish locale";
+  EXPECT_TRUE(EqualsIgnoreCase("TIFF", "tiff"));
+  EXPECT_EQ(IsFormat("TIFF", std::array<const char*, 2>{"tiff", nullptr}.data()), 1);
+  EXPECT_TRUE(LiesIn("/VOLUME/PICTURES/a.jpg", "/volume/pictures"));
+}
+
 TEST(LiesIn, IsTrueForTheRootItself) {
   EXPECT_TRUE(LiesIn("/volume1/photo", "/volume1/photo"));
   EXPECT_TRUE(LiesIn("/VOLUME1/Photo", "/volume1/photo"));
@@ -167,9 +185,10 @@ TEST_F(FixedPathTest, IsThePlatformsAnswer) {
   EXPECT_EQ(FixedPath("/usr/bin/php"), dir_ / "usr/bin/php");
 }
 
-TEST_F(FixedPathTest, IsThePathItselfWhereThePlatformHasNone) {
+TEST_F(FixedPathTest, IsNoPathWhereThePlatformHasNone) {
   FakePlatform::Get().failing.insert("KAVOFixedPathGet");
-  EXPECT_EQ(FixedPath("/usr/bin/php"), "/usr/bin/php");
+  EXPECT_EQ(FixedPath("/"), "");
+  EXPECT_FALSE(PackageEnabled());
 }
 
 TEST_F(FixedPathTest, ThePackageIsOnWhileItsMarkerIsThere) {

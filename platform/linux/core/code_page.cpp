@@ -1,13 +1,13 @@
 #include <errno.h>
 #include <iconv.h>
 #include <string.h>
-#include <strings.h>
 
 #include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "core/ascii.h"
 #include "core/error.h"
 #include "core/key_value.h"
 #include "core/rooted_path.h"
@@ -44,7 +44,7 @@ const char* NameOf(int id) {
 
 int IdOf(const std::string& name) {
   for (const CodePage& page : kCodePages) {
-    if (strcasecmp(page.name, name.c_str()) == 0) return page.id;
+    if (EqualsIgnoreAsciiCase(page.name, name)) return page.id;
   }
   return kCodePages.front().id;
 }

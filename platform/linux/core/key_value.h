@@ -35,8 +35,21 @@ struct ParsedKeyValues {
 
 ParsedKeyValues ParseKeyValues(std::string_view text);
 
-// The pairs of FILE as it is now; null when it is missing, unreadable, no regular file, or larger than 1 MiB.
-// While the file does not change the same object is given again, at the price of one stat. Any thread.
+enum class KeyValueFile {
+  kRead,
+  kMissing,     // there is nothing under that name
+  kUnreadable,  // something is: it cannot be told what it holds, or it is no regular file, or above 1 MiB
+};
+
+struct ReadPairs {
+  KeyValueFile file;
+  std::shared_ptr<const KeyValues> pairs;  // null unless the file was read
+};
+
+// The pairs of FILE as it is now. While the file does not change the same object is given again, at the price
+// of one stat. Any thread.
+ReadPairs TryKeyValues(const std::string& file);
+// The same for whom a file that cannot be read is as good as none.
 std::shared_ptr<const KeyValues> ReadKeyValues(const std::string& file);
 
 #endif  // PLATFORM_LINUX_CORE_KEY_VALUE_H_

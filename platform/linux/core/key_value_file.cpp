@@ -19,6 +19,7 @@ namespace {
 
 constexpr off_t kMaxFileSize = 1 << 20;
 constexpr std::size_t kMaxKnownFiles = 1024;
+constexpr int kReadings = 3;  // of a file that is written meanwhile
 
 struct KnownFile {
   FileState state;
@@ -26,18 +27,16 @@ struct KnownFile {
   std::shared_ptr<const KeyValues> pairs;  // null: the file cannot be used
 };
 
-// The whole file behind DESCRIPTOR; nothing when it cannot be read.
+// The whole file behind DESCRIPTOR; nothing when it cannot be read or ends before.
 std::optional<std::string> ReadAll(int descriptor, std::size_t size) {
   std::string text(size, '\0');
   std::size_t filled = 0;
   while (filled < size) {
     const ssize_t got = read(descriptor, text.data() + filled, size - filled);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return std::nullopt;
-    if (got == 0) break;
+    if (got <= 0) return std::nullopt;
     filled += static_cast<std::size_t>(got);
   }
-  text.resize(filled);
   return text;
 }
 
@@ -56,8 +55,13 @@ std::shared_ptr<const KeyValues> Parse(const std::string& file, std::string_view
   return std::make_shared<const KeyValues>(std::move(parsed.pairs));
 }
 
+// Whether the last call failed because there is no such file.
+bool IsMissing() {
+  return errno == ENOENT || errno == ENOTDIR;
+}
+
 // Reads the regular file FILE anew. Nothing when it cannot be opened or read.
-std::optional<KnownFile> Load(const std::string& file, const KnownFile* before) {
+std::optional<KnownFile> LoadOnce(const std::string& file, const KnownFile* before) {
   const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
   if (!descriptor || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
@@ -71,28 +75,46 @@ std::optional<KnownFile> Load(const std::string& file, const KnownFile* before) 
   }
   const std::optional<std::string> text = ReadAll(descriptor.get(), static_cast<std::size_t>(state.size));
   if (!text.has_value()) return std::nullopt;
+  // A part of a list that is just written would be another list.
+  if (fstat(descriptor.get(), &status) != 0 || FileState(status) != state) return std::nullopt;
   return KnownFile{state, settled, Parse(file, *text, known ? before->pairs : nullptr)};
+}
+
+std::optional<KnownFile> Load(const std::string& file, const KnownFile* before) {
+  std::optional<KnownFile> loaded;
+  for (int i = 0; i < kReadings && !loaded; ++i) loaded = LoadOnce(file, before);
+  return loaded;
 }
 
 // The files that were asked for, each in the state of its last reading.
 class KnownFiles {
  public:
-  std::shared_ptr<const KeyValues> Get(const std::string& file) {
+  ReadPairs Get(const std::string& file) {
     struct stat status {};
-    if (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+    if (stat(file.c_str(), &status) != 0) return NotRead(IsMissing());
+    if (!S_ISREG(status.st_mode)) return NotRead(false);
 
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto known = files_.find(file);
     if (known == files_.end()) return Put(file, Load(file, nullptr));
-    if (known->second.settled && known->second.state == FileState(status)) return known->second.pairs;
+    if (known->second.settled && known->second.state == FileState(status)) return Told(known->second);
     return Put(file, Load(file, &known->second));
   }
 
  private:
-  std::shared_ptr<const KeyValues> Put(const std::string& file, std::optional<KnownFile> fresh) {
-    if (!fresh.has_value()) return nullptr;
+  static ReadPairs NotRead(bool missing) {
+    return {missing ? KeyValueFile::kMissing : KeyValueFile::kUnreadable, nullptr};
+  }
+
+  static ReadPairs Told(const KnownFile& known) {
+    return {known.pairs != nullptr ? KeyValueFile::kRead : KeyValueFile::kUnreadable, known.pairs};
+  }
+
+  ReadPairs Put(const std::string& file, std::optional<KnownFile> fresh) {
+    // It may have gone between the two looks at it.
+    if (!fresh.has_value()) return NotRead(access(file.c_str(), F_OK) != 0 && IsMissing());
     if (files_.size() >= kMaxKnownFiles) files_.clear();
-    return files_.insert_or_assign(file, *std::move(fresh)).first->second.pairs;
+    return Told(files_.insert_or_assign(file, *std::move(fresh)).first->second);
   }
 
   std::mutex mutex_;
@@ -105,9 +127,13 @@ const std::string* Find(const KeyValues* pairs, const char* key) {
 
 }  // namespace
 
-std::shared_ptr<const KeyValues> ReadKeyValues(const std::string& file) {
+ReadPairs TryKeyValues(const std::string& file) {
   static KnownFiles known;
   return known.Get(file);
+}
+
+std::shared_ptr<const KeyValues> ReadKeyValues(const std::string& file) {
+  return TryKeyValues(file).pairs;
 }
 
 int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size, int /*flags*/) {

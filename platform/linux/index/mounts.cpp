@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,7 +10,9 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "core/ascii.h"
 #include "core/descriptor.h"
 #include "core/error.h"
 #include "index/mount_table.h"
@@ -65,14 +66,14 @@ class MountWatch {
   std::shared_ptr<const MountTable> table_;
 };
 
-bool LiesIn(const std::string& path, const std::string& folder) {
-  return strncasecmp(path.c_str(), folder.c_str(), folder.size()) == 0 &&
+bool LiesIn(std::string_view path, std::string_view folder) {
+  return EqualsIgnoreAsciiCase(path.substr(0, folder.size()), folder) &&
          (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
-// The photo folder that PATH belongs to; empty when there is none.
-std::string PhotoFolderOf(const std::string& path) {
-  if (const auto personal = PersonalFolderOf(path)) return personal->folder;
+// The photo folder OWNER's, or the shared one that PATH lies in; empty when there is none.
+std::string PhotoFolderOf(const std::string& path, const PathOwner& owner) {
+  if (owner.personal) return owner.personal->folder;
   const std::string shared = ShareFolder("photo");
   return LiesIn(path, shared) ? shared : "";
 }
@@ -109,7 +110,9 @@ bool IsForeignByName(const std::string& path, const std::string& folder) {
 }
 
 bool IsForeign(const std::string& path) {
-  const std::string folder = PhotoFolderOf(path);
+  const PathOwner owner = OwnerOf(path);
+  if (!owner.known) return true;
+  const std::string folder = PhotoFolderOf(path, owner);
   if (folder.empty()) return false;
   if (IsForeignByName(path, folder)) return true;
   const auto existing = NearestExisting(path);

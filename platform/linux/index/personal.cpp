@@ -4,7 +4,7 @@
 // only when it begins with exactly the name that KAVOIndexPersonalPhotoPathGet gives: no link in the path is
 // resolved and no slash dropped.
 #include <errno.h>
-#include <strings.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -15,6 +15,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "core/ascii.h"
 #include "core/error.h"
 #include "core/key_value.h"
 #include "core/out_text.h"
@@ -31,6 +32,8 @@ constexpr const char* kListFile = "/etc/kavo/personal.conf";
 constexpr std::string_view kPackageKind = "photo";
 constexpr std::string_view kHomes = "homes";
 constexpr std::string_view kPhotoFolder = "photo";
+
+const PathOwner kNobodys{true, std::nullopt};
 
 struct TextHash {
   using is_transparent = void;
@@ -68,12 +71,13 @@ FolderList ListOf(const KeyValues& pairs) {
   return list;
 }
 
-// The list as the file has it now; made anew only when the file has changed.
+// The list as the file has it now; made anew only when the file has changed. Null when it cannot be read.
 std::shared_ptr<const FolderList> CurrentList() {
   static std::mutex mutex;
   static std::shared_ptr<const KeyValues> source;
   static std::shared_ptr<const FolderList> list = std::make_shared<const FolderList>();
-  const auto pairs = ReadKeyValues(RootedPath(kListFile));
+  const auto [file, pairs] = TryKeyValues(RootedPath(kListFile));
+  if (file == KeyValueFile::kUnreadable) return nullptr;
 
   const std::lock_guard<std::mutex> lock(mutex);
   if (pairs != source) {
@@ -83,31 +87,45 @@ std::shared_ptr<const FolderList> CurrentList() {
   return list;
 }
 
-// The folder of a user who is not listed, empty when there is none.
-std::string HomeFolderOf(std::string_view homes, std::string_view user) {
+// Where the folder of a user who is not listed would be, empty for what is no name of a user.
+std::string HomeFolder(std::string_view homes, std::string_view user) {
   if (!IsPlainName(user)) return "";
-  std::string folder(homes);
-  folder.append("/").append(user).append("/").append(kPhotoFolder);
+  return std::string(homes).append("/").append(user).append("/").append(kPhotoFolder);
+}
+
+// The same where it is there.
+std::string ExistingHomeFolder(std::string_view homes, std::string_view user) {
+  std::string folder = HomeFolder(homes, user);
   return RLIBCFileCheckDir(folder.c_str()) == 1 ? folder : "";
+}
+
+// Whether nothing stands under FOLDER's name. What cannot be looked at may be a folder.
+bool IsGone(const std::string& folder) {
+  struct stat status {};
+  if (stat(folder.c_str(), &status) == 0) return !S_ISDIR(status.st_mode);
+  return errno == ENOENT || errno == ENOTDIR || errno == ELOOP || errno == ENAMETOOLONG;
 }
 
 std::string FolderOfUser(const std::string& user) {
   const auto list = CurrentList();
+  if (list == nullptr) return "";
   const auto listed = list->folder_of.find(user);
-  return listed != list->folder_of.end() ? listed->second : HomeFolderOf(ShareFolder(kHomes), user);
+  return listed != list->folder_of.end() ? listed->second : ExistingHomeFolder(ShareFolder(kHomes), user);
 }
 
 // The photo folder in the homes that PATH is or lies in, with its user.
-std::optional<PersonalFolder> HomeFolderAround(const FolderList& list, std::string_view path) {
-  const std::string homes = ShareFolder(kHomes);
-  if (!path.starts_with(homes + "/")) return std::nullopt;
-  std::string_view rest = path.substr(homes.size() + 1);
+PathOwner HomeOwnerOf(const FolderList& list, std::string_view path) {
+  const auto homes = KnownShareFolder(kHomes);
+  if (!homes) return {};
+  if (!path.starts_with(*homes + "/")) return kNobodys;
+  std::string_view rest = path.substr(homes->size() + 1);
   const std::string_view user = rest.substr(0, rest.find('/'));
   rest.remove_prefix(std::min(user.size() + 1, rest.size()));
-  if (rest.substr(0, rest.find('/')) != kPhotoFolder || list.folder_of.contains(user)) return std::nullopt;
-  std::string folder = HomeFolderOf(homes, user);
-  if (folder.empty()) return std::nullopt;
-  return PersonalFolder{std::string(user), std::move(folder)};
+  if (rest.substr(0, rest.find('/')) != kPhotoFolder || list.folder_of.contains(user)) return kNobodys;
+  const std::string folder = HomeFolder(*homes, user);
+  if (folder.empty() || IsGone(folder)) return kNobodys;
+  if (RLIBCFileCheckDir(folder.c_str()) != 1) return {};
+  return {true, PersonalFolder{std::string(user), folder}};
 }
 
 // The innermost listed folder that PATH is or lies in.
@@ -130,28 +148,33 @@ int GetDefaultRight(const char* user, int* is_public) {
     RECORD_ERROR(ENOENT);
     return -1;
   }
-  *is_public = strcasecmp(value->c_str(), "yes") == 0 ? 1 : 0;
+  *is_public = EqualsIgnoreAsciiCase(*value, "yes") ? 1 : 0;
   return 0;
 }
 
 }  // namespace
 
-std::optional<PersonalFolder> PersonalFolderOf(std::string_view path) {
+PathOwner OwnerOf(std::string_view path) {
   const auto list = CurrentList();
-  auto listed = ListedFolderAround(*list, path);
-  auto home = HomeFolderAround(*list, path);
-  const bool home_is_inner = home && (!listed || home->folder.size() > listed->folder.size());
-  return home_is_inner ? home : listed;
+  if (list == nullptr) return {};
+  PathOwner listed{true, ListedFolderAround(*list, path)};
+  PathOwner home = HomeOwnerOf(*list, path);
+  const bool home_is_inner =
+      home.personal && (!listed.personal || home.personal->folder.size() > listed.personal->folder.size());
+  return home_is_inner || !home.known ? home : listed;
 }
 
 int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* user, int size) {
-  return Contained(0, [&] {
-    if (path == nullptr || kind == nullptr || kind != kPackageKind) return 0;
-    const auto found = PersonalFolderOf(path);
-    if (!found.has_value()) return 0;
-    if (user != nullptr && size > 0) PutCut(found->user, user, size);
-    return 1;
+  if (path == nullptr || kind == nullptr || kind != kPackageKind) return 0;
+  const bool wanted = user != nullptr && size > 0;
+  const auto told = Contained<std::optional<int>>(std::nullopt, [&]() -> std::optional<int> {
+    const PathOwner owner = OwnerOf(path);
+    if (!owner.known) return std::nullopt;
+    if (owner.personal && wanted) PutCut(owner.personal->user, user, size);
+    return owner.personal ? 1 : 0;
   });
+  if (!told && wanted) *user = '\0';
+  return told.value_or(1);
 }
 
 int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size) {

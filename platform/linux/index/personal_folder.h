@@ -10,7 +10,12 @@ struct PersonalFolder {
   std::string folder;  // without a slash at the end
 };
 
+struct PathOwner {
+  bool known = false;                      // false: the list, or a home, cannot be read
+  std::optional<PersonalFolder> personal;  // nothing where the path is known to be nobody's
+};
+
 // The innermost personal photo folder that PATH is or lies in, by name.
-std::optional<PersonalFolder> PersonalFolderOf(std::string_view path);
+PathOwner OwnerOf(std::string_view path);
 
 #endif  // PLATFORM_LINUX_INDEX_PERSONAL_FOLDER_H_

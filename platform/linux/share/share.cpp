@@ -63,11 +63,16 @@ bool IsPlainName(std::string_view name) {
 }
 
 std::string ShareFolder(std::string_view name) {
+  return KnownShareFolder(name).value_or(RootedPath(kServices).append(name));
+}
+
+std::optional<std::string> KnownShareFolder(std::string_view name) {
   const std::string services = RootedPath(kServices);
   std::string link = services + std::string(name);
   std::string target(PATH_MAX, '\0');
   const ssize_t length = readlink(link.c_str(), target.data(), target.size());
-  if (length <= 0) return link;
+  const bool is_no_link = length == 0 || errno == EINVAL || errno == ENOENT || errno == ENOTDIR;
+  if (length <= 0) return is_no_link ? std::optional(link) : std::nullopt;
   target.resize(static_cast<std::size_t>(length));
   // Paths are compared by name with this one.
   while (target.size() > 1 && target.ends_with('/')) target.pop_back();
