@@ -1,5 +1,7 @@
 #include "lumivault/photo_exiv2.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <initializer_list>
 #include <locale>
 #include <sstream>
@@ -10,11 +12,6 @@
 #include "platform/image.h"
 
 namespace {
-
-// The XMP parser has a state of the process that its first user must not make twice.
-void InitializeXmp() {
-  [[maybe_unused]] static const bool initialized = Exiv2::XmpParser::initialize();
-}
 
 bool Supports(const Exiv2::Image& image, Exiv2::MetadataId kind) {
   return image.checkMode(kind) > Exiv2::amNone;
@@ -42,6 +39,26 @@ std::string TagValue(const Data& data, const Key& key, const Exiv2::ExifData& ex
   return datum != data.end() ? DatumText(*datum, exif, interpreted) : std::string();
 }
 
+// Whether XMP has a key with the prefix of KEY: "Xmp.PREFIX.NAME".
+bool HasPrefixOf(const Exiv2::XmpData& xmp, const std::string& key) {
+  const std::size_t dot = key.find('.', key.find('.') + 1);
+  if (dot == std::string::npos || dot + 1 == key.size()) return false;
+  return std::any_of(xmp.begin(), xmp.end(), [&](const Exiv2::Xmpdatum& datum) {
+    return datum.key().compare(0, dot + 1, key, 0, dot + 1) == 0;
+  });
+}
+
+// The same in XMP, where KEY may have a prefix that the file itself declares: it is a key of this file alone,
+// and the library does not know it. A key that is none throws as ever.
+std::string XmpValue(const Exiv2::XmpData& xmp, const std::string& key, const Exiv2::ExifData& exif,
+                     bool interpreted) {
+  for (const Exiv2::Xmpdatum& datum : xmp) {
+    if (datum.key() == key) return DatumText(datum, exif, interpreted);
+  }
+  if (!HasPrefixOf(xmp, key)) static_cast<void>(Exiv2::XmpKey(key));
+  return "";
+}
+
 // The interpreted text of the first of EXIF_KEYS that has one, else that of XMP_KEY. The result of the
 // getters.
 int FirstValue(const Exiv2::Image& image, const Exiv2::ExifData& exif, const Exiv2::XmpData& xmp,
@@ -53,14 +70,13 @@ int FirstValue(const Exiv2::Image& image, const Exiv2::ExifData& exif, const Exi
   for (const char* key : exif_keys) {
     if (exif_supported && out.empty()) out = TagValue(exif, Exiv2::ExifKey(key), exif, true);
   }
-  if (xmp_supported && out.empty()) out = TagValue(xmp, Exiv2::XmpKey(xmp_key), exif, true);
+  if (xmp_supported && out.empty()) out = XmpValue(xmp, xmp_key, exif, true);
   return 0;
 }
 
 }  // namespace
 
 PhotoExiv2::PhotoExiv2(const char* path) {
-  InitializeXmp();
   const CLocale decimal_point;
   image_ = KAVOImageOpen(OrEmpty(path));
   image_->readMetadata();
@@ -80,7 +96,7 @@ std::string PhotoExiv2::GetIptcTagValue(std::string key, bool interpreted) {
 }
 
 std::string PhotoExiv2::GetXmpTagValue(std::string key, bool interpreted) {
-  return TagValue(xmp_, Exiv2::XmpKey(key), exif_, interpreted);
+  return XmpValue(xmp_, key, exif_, interpreted);
 }
 // NOLINTEND(performance-unnecessary-value-param)
 

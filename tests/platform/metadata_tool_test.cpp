@@ -19,6 +19,7 @@
 #include "support/comma_locale.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
+#include "support/xmp_packet.h"
 
 namespace {
 
@@ -128,24 +129,12 @@ class MetadataTool : public testing::Test {
   // A JPEG with this XMP packet.
   std::string MakeWithPacket(const std::string& name, const std::string& packet) {
     const std::string path = dir_ / name;
-    MakeJpeg(path, 8, 8);
-    const Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(path);
-    image->readMetadata();
-    image->writeXmpFromPacket(true);
-    image->setXmpPacket(packet);
-    image->writeMetadata();
+    ::MakeWithPacket(path, packet);
     return path;
   }
 
   TempDir dir_;
 };
-
-std::string PacketOf(const std::string& namespaces, const std::string& properties) {
-  return "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
-         "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">"
-         "<rdf:Description rdf:about=\"\" " +
-         namespaces + ">" + properties + "</rdf:Description></rdf:RDF></x:xmpmeta>";
-}
 
 TEST_F(MetadataTool, AnswersAsTheProgramAboutAJpeg) {
   MakeJpeg(dir_ / "a.jpg", 40, 30, kRichTags);

@@ -17,6 +17,8 @@
 #include "platform/exiv2_scope.h"
 #include "platform/media_file.h"
 #include "platform/safe_image.h"
+#include "process/kept_image.h"
+#include "process/xmp_namespaces.h"
 
 namespace {
 
@@ -51,16 +53,6 @@ std::size_t ValueBytes(const Data& data) {
   return bytes;
 }
 
-std::map<std::string, std::string> LearnedNamespaces(const Exiv2::XmpData& xmp) {
-  std::map<std::string, std::string> namespaces;
-  for (const Exiv2::Xmpdatum& datum : xmp) {
-    const std::string prefix = datum.groupName();
-    if (Exiv2::XmpProperties::lookupNsRegistry(Exiv2::XmpNsInfo::Prefix(prefix)) != nullptr)
-      namespaces.emplace(prefix, Exiv2::XmpProperties::ns(prefix));
-  }
-  return namespaces;
-}
-
 // The library reads every bitmap as one of Windows: those of OS/2 have numbers of half the width in a shorter
 // header, and rows from the top to the bottom are a negative height.
 void CorrectBitmapSize(Exiv2::BasicIo& io, ParsedImage& parsed) {
@@ -90,14 +82,15 @@ struct Parse {
 };
 
 void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
+  // A state of the process that is made once, with the lock of the first; a program may have made it before.
+  [[maybe_unused]] static const bool initialized = Exiv2::XmpParser::initialize();
   const int descriptor = KAVOMediaOpen(path.c_str());
   Exiv2::BasicIo::AutoPtr file = HoldOpened(descriptor, path);
   parse.state = StateOf(descriptor);
   const Exiv2::Image::AutoPtr image = OpenImageSafely(file);
-  // The prefixes of foreign XMP namespaces are remembered for the whole process: an earlier file would name
-  // the keys of this one.
-  Exiv2::XmpParser::terminate();
+  const XmpNamespaces namespaces;
   image->readMetadata();
+  parsed.xmp_namespaces = namespaces.Added();
   parse.bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
                 image->xmpData().xmpPacket().size() * kXmpExpansion;
   parsed.type = image->imageType();
@@ -113,7 +106,6 @@ void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
   if (!knows_better) parsed.exif = std::move(image->exifData());
   parsed.iptc = std::move(image->iptcData());
   parsed.xmp = std::move(image->xmpData());
-  parsed.xmp_namespaces = LearnedNamespaces(parsed.xmp);
   parsed.outcome = ParsedImage::Outcome::kParsed;
 }
 
@@ -124,14 +116,15 @@ int CodeOf(const std::exception& error) {
 
 Parse ParseFile(const std::string& path) {
   const Exiv2Scope scope;
-  auto parsed = std::make_shared<ParsedImage>();
+  auto parsed = std::make_shared<KeptImage>();
   Parse parse;
   try {
     Read(path, *parsed, parse);
   } catch (const std::bad_alloc&) {
     throw;  // says nothing about the file
   } catch (const std::exception& error) {
-    *parsed = ParsedImage{};
+    *parsed = KeptImage{};
+    parsed->thrown = std::current_exception();
     parsed->outcome = ParsedImage::Outcome::kFailed;
     parsed->error = error.what();
     parsed->unknown_type = CodeOf(error) == Exiv2::kerFileContainsUnknownImageType;
@@ -169,7 +162,7 @@ class Cache {
 Image Cache::Get(const std::string& path) {
   const std::lock_guard lock(mutex_);
   const std::optional<FileState> before = StateOf(path);
-  if (!before) return std::make_shared<ParsedImage>();
+  if (!before) return std::make_shared<KeptImage>();
   if (Image kept = Find(*before)) return kept;
   std::erase_if(entries_, [](const Entry& entry) { return entry.large(); });
   Parse parse = ParseFile(path);

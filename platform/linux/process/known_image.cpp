@@ -5,17 +5,9 @@
 #include "platform/image_cache.h"
 #include "platform/media_file.h"
 #include "platform/safe_image.h"
+#include "process/kept_image.h"
 
 namespace {
-
-// As the parse did; another one may have made the library forget it since. A prefix that is known is left
-// alone: registering it again would leak.
-void RegisterNamespaces(const ParsedImage& parsed) {
-  for (const auto& [prefix, uri] : parsed.xmp_namespaces) {
-    if (Exiv2::XmpProperties::lookupNsRegistry(Exiv2::XmpNsInfo::Prefix(prefix)) == nullptr)
-      Exiv2::XmpProperties::registerNs(uri, prefix);
-  }
-}
 
 // An image that was parsed before.
 class KnownImage : public Exiv2::Image {
@@ -29,7 +21,6 @@ class KnownImage : public Exiv2::Image {
     iptcData_ = parsed_->iptc;
     xmpData_ = parsed_->xmp;
     comment_ = parsed_->comment;
-    RegisterNamespaces(*parsed_);
   }
   void writeMetadata() override { throw Exiv2::Error(Exiv2::kerWritingImageFormatUnsupported, mimeType()); }
   std::string mimeType() const override { return parsed_->mime; }
@@ -42,10 +33,11 @@ class KnownImage : public Exiv2::Image {
 
 }  // namespace
 
-// What could not be parsed is tried again, for the error that comes of it.
 Exiv2::Image::AutoPtr KAVOImageOpen(const std::string& path) {
   std::shared_ptr<const ParsedImage> parsed = GetParsedImage(path);
-  if (parsed->outcome != ParsedImage::Outcome::kParsed)
+  if (parsed->outcome == ParsedImage::Outcome::kMissing)
     return OpenImageSafely(HoldOpened(KAVOMediaOpen(path.c_str()), path));
+  if (parsed->outcome == ParsedImage::Outcome::kFailed)
+    std::rethrow_exception(static_cast<const KeptImage&>(*parsed).thrown);
   return Exiv2::Image::AutoPtr(new KnownImage(std::move(parsed), path));
 }
