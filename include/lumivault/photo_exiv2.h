@@ -12,10 +12,10 @@
 /* Errors: the constructor and the getters throw Exiv2's own error, Exiv2::BasicError<char>, the getters for a
  * value that Exiv2 cannot show; an absent tag is an empty text.
  * Threads: an object belongs to one thread, and each thread may have its own. They do not touch the request
- * context, nor a database. Files are parsed one at a time; for that time Exiv2 is silent and the locale of the
- * program's C++ streams is "C". Afterwards Exiv2 is as the program had it: its XMP namespaces and its lock stay,
- * and what a file declares is forgotten. Its keys can be asked for here all the same.
- * Ownership: PATH and OUT are the caller's. The object holds no file open. */
+ * context, nor a database. Files are parsed one at a time; for that time Exiv2 is silent and the locale of
+ * the program's C++ streams is "C". Afterwards Exiv2 is as the program had it: its XMP namespaces and its
+ * lock stay, and what a file declares is forgotten. Its keys can be asked for here all the same. Ownership:
+ * PATH and OUT are the caller's. The object holds no file open. */
 class LUMIVAULT_API PhotoExiv2 {
  public:
   /* Opens PATH and reads its metadata. Throws Exiv2::BasicError<char> for NULL, a missing, unreadable or

@@ -1,4 +1,4 @@
-#include "db/byte_like.h"
+#include "db/sqlite_byte_like.h"
 
 #include <gmock/gmock.h>
 

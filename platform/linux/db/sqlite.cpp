@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "core/ascii.h"
-#include "db/byte_like.h"
+#include "db/sqlite_byte_like.h"
 #include "db/sqlite_files.h"
 #include "db/sqlite_statements.h"
 #include "db/statement_shape.h"

@@ -3,8 +3,8 @@
 // It reads text as characters and takes each byte that belongs to none for U+FFFD or for the character of its
 // number, so a name in Latin-1 matches other names. A LIKE of a column with such a literal is therefore
 // joined by a comparison of the bytes; the LIKE itself stays, for letter case and for the index.
-#ifndef PLATFORM_LINUX_DB_BYTE_LIKE_H_
-#define PLATFORM_LINUX_DB_BYTE_LIKE_H_
+#ifndef PLATFORM_LINUX_DB_SQLITE_BYTE_LIKE_H_
+#define PLATFORM_LINUX_DB_SQLITE_BYTE_LIKE_H_
 
 #include <optional>
 #include <string>
@@ -20,4 +20,4 @@ struct sqlite3;
 // none.
 [[nodiscard]] std::optional<std::string> WithByteLike(std::string_view sql);
 
-#endif  // PLATFORM_LINUX_DB_BYTE_LIKE_H_
+#endif  // PLATFORM_LINUX_DB_SQLITE_BYTE_LIKE_H_
