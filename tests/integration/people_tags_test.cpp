@@ -116,6 +116,44 @@ TEST_P(PeopleTagsTest, LinksThatNobodyConfirmedStay) {
   EXPECT_THAT(Labels("b.jpg", kPeople), ElementsAre("Pierre"));
 }
 
+// They share the label without a name, and a photo has one link to a label.
+TEST_P(PeopleTagsTest, OfSeveralUnnamedRegionsTheFirstIsLinked) {
+  MakePhoto({{"", "0.1, 0.1, 0.2, 0.2"}, {"", "0.5, 0.5, 0.25, 0.25"}, {"", "0.7, 0.7, 0.1, 0.1"}});
+  EXPECT_EQ(SavePhoto("b.jpg"), 0);
+  const auto links = Query("select * from photo_image_label order by id");
+  EXPECT_THAT(People(), ElementsAre(R"( {"x":0.100000,"y":0.100000,"width":0.200000,"height":0.200000})"));
+  EXPECT_EQ(SavePhoto("b.jpg"), 0);
+  EXPECT_EQ(Query("select * from photo_image_label order by id"), links);
+}
+
+// One of them has to go, and the label is what they go by.
+TEST_P(PeopleTagsTest, AnUnnamedFaceThatTheFileLacksTakesTheOthersAlong) {
+  constexpr const char* kFirst = R"({"x":0.100000,"y":0.100000,"width":0.200000,"height":0.200000})";
+  constexpr const char* kSecond = R"({"x":0.500000,"y":0.500000,"width":0.250000,"height":0.250000})";
+  constexpr const char* kGone = R"({"x":0.800000,"y":0.800000,"width":0.100000,"height":0.100000})";
+  MakePhoto({{"", "0.1, 0.1, 0.2, 0.2"}, {"", "0.5, 0.5, 0.25, 0.25"}});
+  EXPECT_EQ(SavePhoto("b.jpg"), 0);
+  const std::string label = Value("select label_id from photo_image_label");
+  for (const char* info : {kSecond, kGone}) {
+    Run("insert into photo_image_label (image_id, label_id, info_new, status) values (" +
+        Photo("b.jpg", "id") + ", " + label + ", '" + info + "', 't')");
+  }
+  EXPECT_EQ(SavePhoto("b.jpg"), 0);
+  EXPECT_THAT(People(), ElementsAre(std::string(" ") + kFirst));
+}
+
+// The link is there, so nothing is added to it or made of it.
+TEST_P(PeopleTagsTest, AProposedLinkOfAPersonInTheFileStaysProposedWhereItIs) {
+  MakePhoto({});
+  EXPECT_EQ(SavePhoto("b.jpg"), 0);
+  const int label = PhotoInfoDBLabelCheck(Path("b.jpg").c_str(), "Marie", kPeople);
+  PhotoInfoDBImageLabelDataAdd(std::stoi(Photo("b.jpg", "id")), label, "{\"x\":0.9}", "f");
+  MakePhoto({{"Marie", "0.1, 0.2, 0.3, 0.4"}});
+  EXPECT_EQ(SavePhoto("b.jpg"), 0);
+  EXPECT_THAT(People(), ElementsAre("Marie {\"x\":0.9}"));
+  EXPECT_EQ(Value("select status from photo_image_label"), "f");
+}
+
 TEST_P(PeopleTagsTest, FacesOnTheShownImageAgreeInEveryOrientation) {
   // A region of the stored image, and where it is seen in the orientations 1 to 8.
   const char* const seen[] = {
