@@ -119,6 +119,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.readable = probed.outcome != ProbeOutcome::kUnreadable;
   prepared.trouble = ReasonForPeople(probed.reason);
   prepared.record = std::move(probed.media);
+  prepared.title = std::move(probed.title);
   if (LiesDirectlyIn(item.path, library_.folder)) prepared.record["szAlbum"] = kPhotoFolderName;
   if (!prepared.storable) return prepared;
   prepared.fingerprint = Fingerprint(item.path);
@@ -250,7 +251,14 @@ ItemResult BatchRunner::DeleteFile(const WorkItem& item) {
   return JudgeGone(plugin_.IndexDelete(hidden.path.c_str()), item.kind, hidden.path);
 }
 
+// The title that a photo carries takes the place of one that is made from the file's name, and of no other. A
+// side file's still wins: the plug-in reads it later.
 ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
+  if (!prepared.title.empty()) {
+    const auto given = HasGivenTitle(item, prepared.record);
+    if (!given) return CannotAsk();
+    if (!*given) prepared.record["szTitle"] = prepared.title;
+  }
   const int result = item.action == ItemAction::kReindex
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
@@ -340,6 +348,13 @@ std::optional<bool> BatchRunner::HasAlbum(const std::string& folder) {
 std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) {
   return Finds(kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql, "path",
                library_.FileKey(library_.Below(path)));
+}
+
+std::optional<bool> BatchRunner::HasGivenTitle(const WorkItem& item, const Json::Value& record) {
+  const auto rows = Database().Query({"title"}, kPhotoSql, library_.FileKey(library_.Below(item.path)));
+  if (!rows) return std::nullopt;
+  const std::string title = rows->empty() ? "" : rows->front().front().value_or("");
+  return !title.empty() && title != record["szTitle"].asString();
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {

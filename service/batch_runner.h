@@ -39,6 +39,7 @@ class BatchRunner {
     bool readable = true;  // it could be opened
     std::string trouble;   // why it is not, or what is wrong with it all the same
     std::string fingerprint;
+    std::string title;  // that the photo carries itself
   };
 
   // Each announces the item it turns to; nothing can be told apart afterwards without that.
@@ -66,6 +67,9 @@ class BatchRunner {
   // answers to a rename or a delete tells little: the rows tell.
   std::optional<bool> HasAlbum(const std::string& folder);
   std::optional<bool> HasRow(ItemKind kind, const std::string& path);
+  // The photo's row has a title that is not the one of RECORD, which is made from the file's name: a person,
+  // or a side file, has given it.
+  std::optional<bool> HasGivenTitle(const WorkItem& item, const Json::Value& record);
   std::optional<bool> Finds(const char* sql, const char* column, const std::string& key);
   // The rows of what was at PATH are not there any more, as RESULT says.
   ItemResult JudgeGone(int result, ItemKind kind, const std::string& path);

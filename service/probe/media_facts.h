@@ -13,6 +13,7 @@ struct PictureSize {
 };
 
 struct PhotoFacts {
+  std::string title;  // that the picture carries
   std::string make;
   std::string model;
   std::string exposure;  // "1/125", seconds

@@ -11,20 +11,16 @@
 #include "platform/image_cache.h"
 #include "probe/av_file.h"
 #include "probe/camera_facts.h"
+#include "probe/container_time.h"
 #include "probe/datum.h"
 #include "probe/jpeg_end.h"
+#include "probe/photo_texts.h"
 #include "probe/probe.h"
 #include "probe/record_text.h"
 #include "probe/second_reader.h"
-#include "probe/taken_time.h"
 
 namespace {
 
-// The moment of exposure first, the last change of the file's content last.
-constexpr std::array kExifTimes = {"Exif.Photo.DateTimeOriginal", "Exif.Photo.DateTimeDigitized",
-                                   "Exif.Image.DateTime"};
-constexpr std::array kXmpTimes = {"Xmp.exif.DateTimeOriginal", "Xmp.photoshop.DateCreated",
-                                  "Xmp.xmp.CreateDate"};
 constexpr std::int64_t kMostPixels = 1'000'000;  // of one side
 
 // Where raw files, of which the library does not tell the size, have it.
@@ -35,21 +31,6 @@ struct SizeKeys {
 constexpr std::array kSizeKeys = {SizeKeys{"Exif.Photo.PixelXDimension", "Exif.Photo.PixelYDimension"},
                                   SizeKeys{"Exif.SubImage1.ImageWidth", "Exif.SubImage1.ImageLength"},
                                   SizeKeys{"Exif.Image.ImageWidth", "Exif.Image.ImageLength"}};
-
-template <typename Data, typename Keys>
-std::optional<std::string> FirstTime(const Data& data, const Keys& keys) {
-  for (const char* key : keys) {
-    const auto* datum = FindDatum(data, key);
-    if (datum == nullptr) continue;
-    if (std::optional<std::string> time = WallClockTime(datum->toString())) return time;
-  }
-  return std::nullopt;
-}
-
-std::string TakenTime(const ParsedImage& image) {
-  if (auto time = FirstTime(image.exif, kExifTimes)) return *time;
-  return FirstTime(image.xmp, kXmpTimes).value_or("");
-}
 
 PictureSize StatedSize(const Exiv2::ExifData& exif) {
   for (const SizeKeys& keys : kSizeKeys) {
@@ -68,8 +49,9 @@ PictureSize StatedSize(const Exiv2::ExifData& exif) {
 void ReadMetadata(const ParsedImage& image, MediaFacts& facts) {
   const Exiv2Scope scope;
   try {
-    facts.taken = TakenTime(image);
+    facts.taken = TimeInMetadata(image).value_or("");
     facts.photo = ReadCamera(image);
+    facts.photo.title = TitleInMetadata(image);
   } catch (const Exiv2::AnyError& error) {
     facts.outcome = ProbeOutcome::kDamaged;
     facts.reason = "its metadata cannot be read: " + OneLine(error.what());
@@ -158,6 +140,7 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
   } else {
     JudgeUnparsed(*image, path, facts);
   }
+  if (facts.taken.empty()) facts.taken = ContainerTime(descriptor).value_or("");
   facts.size = again ? again->size : FindSize(*image, descriptor);
   JudgeSize(descriptor, facts);
   return facts;

@@ -116,8 +116,7 @@ void Fill(const MediaFacts& facts, Json::Value& media) {
 }
 
 // The creation date of a video is when it was recorded; its file may be a copy.
-void FillRecordedTime(MediaFacts& facts, Json::Value& media) {
-  if (facts.taken.empty()) facts.taken = TimeInName(media["szName"].asString()).value_or("");
+void FillRecordedTime(const MediaFacts& facts, Json::Value& media) {
   if (!facts.taken.empty()) media["szDate"] = facts.taken;
 }
 
@@ -143,8 +142,10 @@ void ProbeInside(const std::string& path, const FileDescriptor& file, MediaKind 
   if (result.media["fileSize"].asUInt64() == 0)
     return Conclude(ProbeOutcome::kEmpty, "the file is empty", result);
   MediaFacts facts = kind == MediaKind::kPhoto ? ReadPhoto(path, file.get()) : ReadVideo(file.get());
+  if (facts.taken.empty()) facts.taken = TimeInName(NamesIn(path).file).value_or("");
   if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
   Fill(facts, result.media);
+  result.title = std::move(facts.photo.title);
   Conclude(facts.outcome, std::move(facts.reason), result);
 }
 

@@ -26,6 +26,8 @@ struct ProbeResult {
   // least, unless it is missing. "szPath" and "szName" are raw bytes; the other texts are UTF-8 and fit their
   // record field.
   Json::Value media;
+  // The title that a photo carries itself, to fit the record; "szTitle" is the one made from its name.
+  std::string title;
 };
 
 // Keeps the libraries that read files from writing about them to standard error, in this process from now on.

@@ -1,0 +1,16 @@
+// Title and time of a photo; where they come from, in their order, is told in docs/metadata.md.
+#ifndef SERVICE_PROBE_PHOTO_TEXTS_H_
+#define SERVICE_PROBE_PHOTO_TEXTS_H_
+
+#include <optional>
+#include <string>
+
+#include "platform/image_cache.h"
+
+// The moment at which the picture was taken, as its metadata tells it: "YYYY-MM-DD hh:mm:ss".
+[[nodiscard]] std::optional<std::string> TimeInMetadata(const ParsedImage& image);
+
+// The title that the picture carries, to fit the record; empty when it has none.
+[[nodiscard]] std::string TitleInMetadata(const ParsedImage& image);
+
+#endif  // SERVICE_PROBE_PHOTO_TEXTS_H_

@@ -1,0 +1,70 @@
+// Titles that photos carry, in the real program: which of them come into the row, and which stay.
+#include "support/media_maker.h"
+#include "support/service_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class TitlesTest : public ServiceTest {
+ protected:
+  void MakeTitled(const std::string& path, const std::string& title) const {
+    MakeJpeg(File(path), 40, 30, {{"Xmp.dc.title", title}});
+  }
+  std::string Title(const std::string& path) const {
+    return Value("SELECT title FROM photo_image WHERE path = '" + path + "'");
+  }
+  void SetTitle(const std::string& title) const { Query("UPDATE photo_image SET title = '" + title + "'"); }
+  void Reread() { EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, 0); }
+};
+
+TEST_F(TitlesTest, ANewPhotoHasTheTitleThatItCarries) {
+  MakeTitled("trip/a.jpg", "Evening at sea");
+  Index();
+  EXPECT_EQ(Title("trip/a.jpg"), "Evening at sea");
+  Reread();
+  EXPECT_EQ(Title("trip/a.jpg"), "Evening at sea");
+}
+
+TEST_F(TitlesTest, ARowFromBeforeGetsTheTitleInThePlaceOfTheName) {
+  MakeTitled("my.photo.jpg", "Evening");
+  Index();
+  for (const char* made : {"my.photo", ""}) {
+    SetTitle(made);
+    Reread();
+    EXPECT_EQ(Title("my.photo.jpg"), "Evening") << made;
+  }
+}
+
+TEST_F(TitlesTest, ATitleThatSomebodyGaveStays) {
+  MakeTitled("a.jpg", "Evening");
+  Index();
+  SetTitle("Mine");
+  Reread();
+  EXPECT_EQ(Title("a.jpg"), "Mine");
+  MakeTitled("a.jpg", "Another one");
+  Index();
+  EXPECT_EQ(Title("a.jpg"), "Mine");
+}
+
+TEST_F(TitlesTest, ASideFileWins) {
+  MakeTitled("a.jpg", "Evening");
+  fs::create_directories(File("@eaDir/a.jpg"));
+  WriteFile(File("@eaDir/a.jpg/KAVOPHOTO_TITLE"), "Beside");
+  Index();
+  EXPECT_EQ(Title("a.jpg"), "Beside");
+  Reread();
+  EXPECT_EQ(Title("a.jpg"), "Beside") << "it was taken once";
+}
+
+TEST_F(TitlesTest, ATitleMovesWithItsPhoto) {
+  MakeTitled("trip/a.jpg", "Evening");
+  MakeJpeg(File("trip/b.jpg"), 16, 8);
+  Index();
+  SetTitle("Mine");
+  fs::rename(File("trip/a.jpg"), File("trip/c.jpg"));
+  Index();
+  EXPECT_EQ(Title("trip/c.jpg"), "Mine");
+}
+
+}  // namespace
