@@ -91,7 +91,7 @@ TYPED_TEST(MovedSideFilesTest, ThoseOfAMovedPhotoThatIsBrokenNowStay) {
   this->Move("a.jpg", "b.jpg");
   WriteFile(this->File("trip/b.jpg"), "no picture");
   this->PutSideFile("b.jpg", "KAVOPHOTO_TITLE", "Given");
-  EXPECT_EQ(this->Index({}, 3)["moved"].asInt(), 1);
+  EXPECT_EQ(this->Index()["moved"].asInt(), 1);
   EXPECT_TRUE(fs::exists(this->SideFile("b.jpg", "KAVOPHOTO_TITLE")));
 }
 
