@@ -27,6 +27,7 @@ CORES = {'src/libphotoindex_core.so': 'src/CMakeFiles/photoindex_core.dir/',
          'platform/linux/libkavoplatform_core.so': 'platform/linux/CMakeFiles/kavoplatform_core.dir/',
          'platform/linux/libkavoplatform.so': 'platform/linux/CMakeFiles/kavoplatform_core.dir/'}
 SLOWEST = 20       # seconds that a program may take at least, however quick it is otherwise
+LONGEST = 600      # seconds that a program may take when nothing is changed
 PATIENCE = 10      # a changed program may take this many times as long
 
 
@@ -162,27 +163,33 @@ class Coverage:
         self.files = collections.defaultdict(set)       # object -> programs that execute anything in it
 
     def add(self, program, folder):
+        """Takes in what PROGRAM left below FOLDER."""
+        found = []
         for counts in glob.glob(os.path.join(folder, '**', '*.gcda'), recursive=True):
             target = os.path.relpath(counts, folder + COVERAGE)[:-len('.gcda')]
             notes = os.path.join(COVERAGE, target + '.gcno')
             if os.path.exists(notes):
                 os.symlink(notes, counts[:-len('.gcda')] + '.gcno')
-                self._read(program, target + '.o', counts)
+                found.append(counts)
+        if not found:
+            return
+        for line in filter(None, output('gcov', '--json-format', '--stdout', *found, cwd=BUILD).split('\n')):
+            data = json.loads(line)
+            target = os.path.relpath(data['data_file'], folder + COVERAGE)[:-len('.gcda')] + '.o'
+            for file in data['files']:
+                self._read(program, target, file)
 
-    def _read(self, program, target, counts):
-        text = output('gcov', '--json-format', '--stdout', counts, cwd=BUILD)
-        for line in filter(None, text.split('\n')):
-            for file in json.loads(line)['files']:
-                name = os.path.relpath(os.path.realpath(os.path.join(BUILD, file['file'])), PROJECT)
-                if name.startswith('..'):
-                    continue
-                for entry in file['lines']:
-                    self._count(self.lines[name, entry['line_number']], program, entry['count'])
-                for entry in file['functions']:
-                    span = (name, entry['start_line'], entry['end_line'])
-                    self._count(self.functions[span], program, entry['execution_count'])
-                    if entry['execution_count']:
-                        self.files[target].add(program)
+    def _read(self, program, target, file):
+        name = os.path.relpath(os.path.realpath(os.path.join(BUILD, file['file'])), PROJECT)
+        if not name.startswith(AREAS):
+            return
+        for entry in file['lines']:
+            self._count(self.lines[name, entry['line_number']], program, entry['count'])
+        for entry in file['functions']:
+            span = (name, entry['start_line'], entry['end_line'])
+            self._count(self.functions[span], program, entry['execution_count'])
+            if entry['execution_count']:
+                self.files[target].add(program)
 
     @staticmethod
     def _count(counts, program, times):
@@ -233,7 +240,7 @@ def measure(build, programs, jobs):
     def run(program):
         with tempfile.TemporaryDirectory(dir=BUILD) as scratch:
             counts = os.path.join(scratch, 'counts')
-            status = program.run(COVERAGE, scratch, 600, {'GCOV_PREFIX': counts})
+            status = program.run(COVERAGE, scratch, LONGEST, {'GCOV_PREFIX': counts})
             with lock:
                 coverage.add(program.name, counts)
         return status
