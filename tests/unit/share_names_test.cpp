@@ -157,6 +157,24 @@ TEST_F(SharedTreeTest, LongReferenceAlbumIsCutTo4094Bytes) {
   EXPECT_EQ(Named(GetReferenceSharenameBySharename, std::string(4094, 'a') + "/b"), std::string(4094, 'a'));
 }
 
+// Names are cut at their slashes and nowhere else: a slash too many is part of the name.
+TEST_F(SharedTreeTest, SlashesAreNotCollapsed) {
+  EXPECT_EQ(Named(PhotoUtilShareNameGet, photos_ + "//a"), "/a");
+  EXPECT_EQ(Named(PhotoUtilShareNameGet, photos_ + "//"), "/");
+  EXPECT_EQ(Named(PhotoUtilShareNameGet, photos_ + "/a//b/"), "a//b/");
+  EXPECT_EQ(Named(GetSharenameByFilePath, photos_ + "//a/x.jpg"), "/a");
+  EXPECT_EQ(Named(GetPrivilegeSharenameByFilePath, photos_ + "//a/x.jpg"), "/a");
+  EXPECT_EQ(Named(GetPrivilegeSharenameByFilePath, photos_ + "/a//x.jpg"), "a/");
+}
+
+TEST_F(SharedTreeTest, AReferenceIsCutAtASlashInFrontToo) {
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, "/a"), "");
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, "a/"), "a");
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, "/a/b"), "/a");
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, "//"), "/");
+  EXPECT_EQ(Named(GetReferenceSharenameBySharename, ""), "");
+}
+
 TEST_F(SharedTreeTest, RightsComeFromAtMostTheSecondLevel) {
   EXPECT_EQ(Named(GetPrivilegeSharenameByFilePath, photos_ + "/a/b/c/x.jpg"), "a/b");
   EXPECT_EQ(Named(GetPrivilegeSharenameByFilePath, photos_ + "/a/b/x.jpg"), "a/b");
