@@ -11,6 +11,7 @@
 #include "display.h"
 #include "fingerprint.h"
 #include "gone.h"
+#include "lent_position.h"
 #include "library.h"
 #include "people_merge_pause.h"
 #include "platform/connection_lending.h"
@@ -120,6 +121,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.trouble = ReasonForPeople(probed.reason);
   prepared.record = std::move(probed.media);
   prepared.title = std::move(probed.title);
+  prepared.place = std::move(probed.place);
   if (LiesDirectlyIn(item.path, library_.folder)) prepared.record["szAlbum"] = kPhotoFolderName;
   if (!prepared.storable) return prepared;
   prepared.fingerprint = Fingerprint(item.path);
@@ -259,6 +261,7 @@ ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
     if (!given) return CannotAsk();
     if (!*given) prepared.record["szTitle"] = prepared.title;
   }
+  const LentPosition position(item.path, PlaceToStore(item, prepared));
   const int result = item.action == ItemAction::kReindex
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
@@ -308,6 +311,10 @@ ItemResult BatchRunner::RenameRows(const WorkItem& item, Json::Value record) {
   if (!recorded) return CannotAsk();
   if (!*recorded) return ItemResult::Stored();
   record["szPath"] = item.path;
+  // The row of a video is written anew.
+  const auto place = item.kind == ItemKind::kVideo ? StoredPlace(item.from) : std::optional<std::string>("");
+  if (!place) return CannotAsk();
+  const LentPosition position(item.path, *place);
   // What waits in side files at the new path is for the add that follows, or stays for a later one.
   const int mark = KAVODBBatchMark();
   const int result = plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str());
@@ -339,6 +346,18 @@ DatabaseReader& BatchRunner::Database() {
 std::optional<bool> BatchRunner::Finds(const char* sql, const char* column, const std::string& key) {
   const auto rows = Database().Query({column}, sql, key);
   return rows ? std::optional<bool>(!rows->empty()) : std::nullopt;
+}
+
+std::optional<std::string> BatchRunner::StoredPlace(const std::string& path) {
+  const auto rows = Database().Query({"gps"}, kVideoSql, library_.FileKey(library_.Below(path)));
+  if (!rows) return std::nullopt;
+  return rows->empty() ? "" : rows->front().front().value_or("");
+}
+
+std::string BatchRunner::PlaceToStore(const WorkItem& item, const Prepared& prepared) {
+  if (prepared.place.empty()) return "";
+  const auto stored = StoredPlace(item.path);
+  return stored && stored->empty() ? prepared.place : "";
 }
 
 std::optional<bool> BatchRunner::HasAlbum(const std::string& folder) {

@@ -40,6 +40,7 @@ class BatchRunner {
     std::string trouble;   // why it is not, or what is wrong with it all the same
     std::string fingerprint;
     std::string title;  // that the photo carries itself
+    std::string place;  // of a video
   };
 
   // Each announces the item it turns to; nothing can be told apart afterwards without that.
@@ -70,6 +71,10 @@ class BatchRunner {
   // The photo's row has a title that is not the one of RECORD, which is made from the file's name: a person,
   // or a side file, has given it.
   std::optional<bool> HasGivenTitle(const WorkItem& item, const Json::Value& record);
+  // The text in "gps" of the row of the video at PATH, "" without; nothing when it cannot be asked.
+  std::optional<std::string> StoredPlace(const std::string& path);
+  // The place to be stored with the video: none where the row has one, since that may be a person's.
+  std::string PlaceToStore(const WorkItem& item, const Prepared& prepared);
   std::optional<bool> Finds(const char* sql, const char* column, const std::string& key);
   // The rows of what was at PATH are not there any more, as RESULT says.
   ItemResult JudgeGone(int result, ItemKind kind, const std::string& path);

@@ -44,6 +44,7 @@ struct MediaFacts {
   std::string reason;
   PictureSize size;
   std::string taken;  // "YYYY-MM-DD hh:mm:ss"
+  std::string place;  // of a video, as the text of the column "gps"
   PhotoFacts photo;
   VideoFacts video;
 };

@@ -146,6 +146,7 @@ void ProbeInside(const std::string& path, const FileDescriptor& file, MediaKind 
   if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
   Fill(facts, result.media);
   result.title = std::move(facts.photo.title);
+  result.place = std::move(facts.place);
   Conclude(facts.outcome, std::move(facts.reason), result);
 }
 

@@ -28,6 +28,9 @@ struct ProbeResult {
   Json::Value media;
   // The title that a photo carries itself, to fit the record; "szTitle" is the one made from its name.
   std::string title;
+  // Of a video, the text of the column "gps", for which the record has no field; empty where it does not
+  // tell.
+  std::string place;
 };
 
 // Keeps the libraries that read files from writing about them to standard error, in this process from now on.

@@ -14,6 +14,7 @@
 #include "probe/av_tags.h"
 #include "probe/record_text.h"
 #include "probe/recorded_time.h"
+#include "probe/video_place.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -159,6 +160,7 @@ MediaFacts ReadVideo(int descriptor) {
     return facts;
   }
   facts.taken = RecordedTime(*format, descriptor);
+  facts.place = VideoPlace(*format);
   facts.video.duration = Duration(*format);
   facts.video.bitrate = BitRate(format->bit_rate);
   facts.video.container = Container(*format, descriptor);

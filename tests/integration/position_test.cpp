@@ -3,6 +3,7 @@
 
 #include <exiv2/exiv2.hpp>
 
+#include "platform/side_file_lending.h"
 #include "support/saved_media.h"
 #include "support/syslog_capture.h"
 
@@ -113,6 +114,32 @@ TEST_P(PositionTest, VideoHasOnlyItsSideFile) {
   ASSERT_TRUE(position);
   EXPECT_EQ(position->gps, "here");
   EXPECT_EQ(position->latitude, "");
+}
+
+TEST_P(PositionTest, VideoTakesALentSideFileOnce) {
+  MakeJpeg(Path("v.mp4"), 8, 6);
+  ASSERT_EQ(HGAStatusCheck(Path("v.mp4").c_str()), 0);
+  ASSERT_EQ(KAVOSideFileLend(Path("v.mp4").c_str(), "KAVOPHOTO:GPS", "lent"), 0);
+  EXPECT_EQ(Save(PHOTO_TABLE_VIDEO, Record("v.mp4")), 0);
+  EXPECT_EQ(Column("video", "v.mp4", "gps"), "lent");
+  EXPECT_EQ(Column("video", "v.mp4", "lat"), "NULL");
+  EXPECT_FALSE(PhotoGPSInfoGet(Path("v.mp4").c_str(), PositionMode::kVideo)) << "it was consumed";
+  EXPECT_FALSE(fs::exists(Path("@eaDir")));
+  EXPECT_EQ(Save(PHOTO_TABLE_VIDEO, Record("v.mp4")), 0);
+  EXPECT_EQ(Column("video", "v.mp4", "gps"), "lent") << "the row's own is kept";
+}
+
+TEST_P(PositionTest, ASideFileOnTheDiskComesBeforeALentOne) {
+  MakeJpeg(Path("v.mp4"), 8, 6);
+  ASSERT_EQ(HGAStatusCheck(Path("v.mp4").c_str()), 0);
+  for (const char* name : {"KAVOPHOTO_GPS", "KAVOPHOTO:GPS"}) {
+    WriteFile(Path("@eaDir/v.mp4") + "/" + name, name);
+    ASSERT_EQ(KAVOSideFileLend(Path("v.mp4").c_str(), "KAVOPHOTO:GPS", "lent"), 0);
+    const auto position = PhotoGPSInfoGet(Path("v.mp4").c_str(), PositionMode::kVideo);
+    ASSERT_TRUE(position);
+    EXPECT_EQ(position->gps, name);
+    KAVOSideFileLendEnd();
+  }
 }
 
 TEST_P(PositionTest, NegativePartsAreAskedOfTheScript) {

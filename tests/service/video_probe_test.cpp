@@ -7,6 +7,7 @@
 
 #include "probe/name_time.h"
 #include "probe/probe.h"
+#include "probe/video_place.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
 #include "support/time_zone.h"
@@ -191,6 +192,47 @@ TEST_F(VideoProbe, MatroskaForTheWebHasItsOwnName) {
   ASSERT_TRUE(MakeVideo(dir_ / "webm.mkv", 64, 48, 1));
   fs::rename(dir_ / "webm.mkv", dir_ / "b.webm");
   EXPECT_EQ(Read("b.webm").media["szContainerType"].asString(), "matroska");
+}
+
+TEST(VideoPlace, EveryFormOfTheStandardIsRead) {
+  const std::map<std::string, std::string> places = {
+      {"+48.8577+002.2950/", R"({"lat":"48.857700","lng":"2.295000"})"},
+      {"+48.8577+002.2950", R"({"lat":"48.857700","lng":"2.295000"})"},
+      {"-33.5000-070.2500+100.000/", R"({"lat":"-33.500000","lng":"-70.250000"})"},
+      {"+48.8577+2.2950/", R"({"lat":"48.857700","lng":"2.295000"})"},
+      {"+27.5916+086.5640+8850CRSWGS_84/", R"({"lat":"27.591600","lng":"86.564000"})"},
+      {"+4851.462+00217.700/", R"({"lat":"48.857700","lng":"2.295000"})"},
+      {"-485127.72-0021742/", R"({"lat":"-48.857700","lng":"-2.295000"})"},
+      {"+90+180/", R"({"lat":"90.000000","lng":"180.000000"})"},
+      {"-90-180/", R"({"lat":"-90.000000","lng":"-180.000000"})"},
+      {"+00+001/", R"({"lat":"0.000000","lng":"1.000000"})"},
+  };
+  for (const auto& [text, place] : places) EXPECT_EQ(PlaceOfIso6709(text), place) << text;
+}
+
+TEST(VideoPlace, OtherTextsAreNone) {
+  for (const char* text : {"",
+                           "+",
+                           "+48.8577",
+                           "48.8577+002.2950/",
+                           "+48.8577,+002.2950/",
+                           "+90.0001+000.0000/",
+                           "-90.0001+001/",
+                           "+00.0000+180.0001/",
+                           "+48.8577-180.0001/",
+                           "+00.0000+000.0000/",
+                           "+0000+00000/",
+                           "+4860.000+00217.700/",
+                           "+485160+0021742/",
+                           "+488+002/",
+                           "+48+0217/",
+                           "+12345678+002/",
+                           "+nan+002/",
+                           "+48.8577+/",
+                           "++48+002/",
+                           "Paris"}) {
+    EXPECT_EQ(PlaceOfIso6709(text), "") << text;
+  }
 }
 
 // What the container leaves out, and a decoder or parser has to tell.

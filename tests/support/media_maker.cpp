@@ -70,6 +70,11 @@ void Make(const fs::path& path, const std::string& extension, int width, int hei
   if (!tags.empty()) AddTags(path, tags);
 }
 
+// Where the usual ones are no part of this ffmpeg.
+std::string UsualCodecs(const fs::path& path) {
+  return ExtensionOf(path) == "3gp" ? " -c:v libx264 -c:a aac" : "";
+}
+
 bool Record(const fs::path& path, const std::string& size, double seconds, const std::string& options) {
   const std::string extension = ExtensionOf(path);
   const std::string& bytes = OutputOf("ffmpeg -v error -y -f lavfi -i testsrc=size=" + size +
@@ -104,12 +109,11 @@ void MakeImage(const fs::path& path, int width, int height, const Tags& tags) {
 
 bool MakeVideo(const fs::path& path, int width, int height, double seconds) {
   const std::string size = std::to_string(width) + "x" + std::to_string(height);
-  const std::string codecs = ExtensionOf(path) == "3gp" ? " -c:v libx264 -c:a aac" : "";
-  return Record(path, size, seconds, codecs);
+  return Record(path, size, seconds, UsualCodecs(path));
 }
 
 bool MakeTaggedVideo(const fs::path& path, const Tags& tags) {
-  std::string options = " -movflags use_metadata_tags";
+  std::string options = UsualCodecs(path) + " -movflags use_metadata_tags";
   for (const auto& [key, value] : tags) options += " -metadata '" + key + "=" + value + "'";
   return Record(path, "64x48", 1, options);
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/error.h"
+#include "core/lent_side_file.h"
 #include "core/mode_policy.h"
 #include "core/open_below.h"
 #include "core/pending_removals.h"
@@ -48,7 +49,9 @@ Descriptor FindRegular(const std::string& root, const std::string& path) {
 
 int OpenForReading(const std::string& root, const std::string& path) {
   const Descriptor found = FindRegular(root, path);
-  if (!found) return -1;
+  const bool lent = IsLentSideFile(root, path);
+  if (!found) return lent ? OpenLentSideFile().Release() : -1;
+  if (lent) TakeLentSideFile();
   return Reopen(found, O_RDONLY | O_NONBLOCK | O_NOCTTY).Release();
 }
 
@@ -58,8 +61,12 @@ int ChangeMode(const std::string& root, const std::string& path, mode_t mode) {
 }
 
 int RemoveOrDefer(const std::string& root, const std::string& path) {
-  if (!BatchOpen()) return RemoveBeneathNow(root, path);
   const Descriptor found = FindRegular(root, path);
+  if (!found && IsLentSideFile(root, path)) {
+    TakeLentSideFile();
+    return 0;
+  }
+  if (!BatchOpen()) return RemoveBeneathNow(root, path);
   const auto status = found ? StatusOf(found) : std::nullopt;
   if (!status.has_value()) return -1;
   AddPendingRemoval({root, path, FileState(*status)});
@@ -120,7 +127,8 @@ int KAVOBeneathExist(const char* root, const char* path) {
   return Contained(0, [&] {
     if (root == nullptr || path == nullptr) return 0;
     const Descriptor found = FindRegular(root, path);
-    const auto status = found ? StatusOf(found) : std::nullopt;
+    if (!found) return IsLentSideFile(root, path) ? 1 : 0;
+    const auto status = StatusOf(found);
     return status.has_value() && !IsRemovalPending(path, FileState(*status)) ? 1 : 0;
   });
 }

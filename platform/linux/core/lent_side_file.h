@@ -1,0 +1,15 @@
+// The side file that the owner of the process has lent to this thread (platform/side_file_lending.h).
+#ifndef PLATFORM_LINUX_CORE_LENT_SIDE_FILE_H_
+#define PLATFORM_LINUX_CORE_LENT_SIDE_FILE_H_
+
+#include <string>
+
+#include "core/descriptor.h"
+
+// It is PATH below ROOT, and nobody has taken it yet. Leaves errno as it was.
+[[nodiscard]] bool IsLentSideFile(const std::string& root, const std::string& path);
+// Its text, open for reading. Empty with errno on failure.
+[[nodiscard]] Descriptor OpenLentSideFile();
+void TakeLentSideFile();
+
+#endif  // PLATFORM_LINUX_CORE_LENT_SIDE_FILE_H_
