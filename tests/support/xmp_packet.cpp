@@ -12,4 +12,5 @@ void MakeWithPacket(const std::string& path, const std::string& packet) {
   image->writeXmpFromPacket(true);
   image->setXmpPacket(packet);
   image->writeMetadata();
+  Exiv2::XmpProperties::unregisterNs();  // making it has taught them to this process
 }
