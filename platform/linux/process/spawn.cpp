@@ -75,11 +75,14 @@ class Child {
     kill(-id_, SIGKILL);
     kill(id_, SIGKILL);
   }
-  // Its exit status, or nothing when a signal ended it. To be called once it has ended.
-  std::optional<int> Finish() {
+  // 0 and its exit status, or why there is none: EINTR when a signal ended it, ECHILD when another thread has
+  // collected it. To be called once it has ended.
+  int Finish(int& exit_status) {
     int status = 0;
-    if (!Collect(status) || !WIFEXITED(status)) return std::nullopt;
-    return WEXITSTATUS(status);
+    if (!Collect(status)) return ECHILD;
+    if (!WIFEXITED(status)) return EINTR;
+    exit_status = WEXITSTATUS(status);
+    return 0;
   }
 
  private:
@@ -176,10 +179,8 @@ std::optional<SpawnResult> RunProgram(const SpawnRequest& request) {
   pipe.writing = Descriptor();
 
   SpawnResult result;
-  const int error = Supervise(child, pipe.reading, result, deadline);
+  int error = Supervise(child, pipe.reading, result, deadline);
+  if (error == 0) error = child.Finish(result.status);
   if (error != 0) return Failed(error);
-  const std::optional<int> status = child.Finish();
-  if (!status) return Failed(EINTR);
-  result.status = *status;
   return result;
 }
