@@ -1,6 +1,7 @@
 #include "batch_runner.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -21,6 +22,7 @@
 #include "queries_sql.h"
 #include "reason_text.h"
 #include "savepoint.h"
+#include "worker_memory.h"
 
 namespace {
 
@@ -423,6 +425,11 @@ void BatchRunner::GiveUp(const char* why) {
 }
 
 void BatchRunner::Announce(std::size_t index) {
+  struct stat status {};
+  const bool is_file = index != kNoItem && ReadsFile(items_[index]);
+  AllowMapping(is_file && stat(items_[index].path.c_str(), &status) == 0
+                   ? static_cast<std::uint64_t>(status.st_size)
+                   : 0);
   const MessageWriter message = MessageWriter().Number(static_cast<std::uint32_t>(index));
   connected_ = connected_ && channel_.Send(MessageType::kAt, message.content());
 }

@@ -200,9 +200,7 @@ Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
     counter_ = std::make_unique<FileCounter>(report_.library.folder);
   }
   WorkQueue queue(std::move(source), [this](const WorkItem& item) { return MayBeSent(item); });
-  Supervisor supervisor(
-      {options_.worker, options_.plugin, report_.library, options_.workers, options_.file_timeout}, queue,
-      *this, signals_);
+  Supervisor supervisor({options_.worker, options_.workers, options_.file_timeout}, queue, *this, signals_);
   auto outcome = supervisor.Run();
   stopped_by_ = supervisor.stopped_by();
   counter_.reset();

@@ -24,8 +24,7 @@
 #include "walk.h"
 
 struct IndexOptions {
-  int worker = -1;  // the worker program, open as long as the run
-  std::string plugin;
+  WorkerStart worker;  // its descriptors are open as long as the run
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
   bool quiet = false;

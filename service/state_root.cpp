@@ -19,12 +19,12 @@
 #include "error_text.h"
 #include "installation.h"
 #include "platform/files.h"
+#include "root_variable.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kRootVariable = "LUMIVAULT_ROOT";
 constexpr const char* kModesSetting = "file_modes";
 constexpr mode_t kPrivate = 0700;
 constexpr mode_t kPrivateFile = 0600;

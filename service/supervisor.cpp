@@ -71,7 +71,7 @@ std::size_t Supervisor::WantedWorkers() const {
 void Supervisor::StartWorkers() {
   const std::size_t wanted = WantedWorkers();
   while (slots_.size() < wanted && (slots_.empty() || failed_starts_ < kMostFailedStarts)) {
-    auto started = WorkerProcess::Start(options_.worker, options_.plugin, options_.library, database_, turn_);
+    auto started = WorkerProcess::Start(options_.worker, database_, turn_);
     if (!started) {
       ++failed_starts_;
       if (slots_.empty()) failure_ = started.failure();
@@ -155,7 +155,7 @@ bool Supervisor::AcceptReady(Slot& slot, std::string_view content) {
   } else if (database != database_) {
     // The others still write what is no longer the library's.
     failure_ =
-        Failure{ExitStatus::kDatabase, Visible(options_.library.database()) +
+        Failure{ExitStatus::kDatabase, Visible(options_.worker.library.database()) +
                                            ": it was removed or replaced; what was done before is kept"};
     StopWorkers();
   }

@@ -30,9 +30,7 @@ class RunObserver {
 };
 
 struct SupervisorOptions {
-  int worker = -1;  // the worker program, open
-  std::string plugin;
-  Library library;
+  WorkerStart worker;
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
 };

@@ -20,8 +20,10 @@
 #include "platform/media_file.h"
 #include "plugin.h"
 #include "probe/probe.h"
+#include "root_variable.h"
 #include "unread_jobs.h"
 #include "wire.h"
+#include "worker_memory.h"
 #include "write_turn.h"
 
 namespace {
@@ -77,6 +79,21 @@ int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
   return static_cast<int>(ExitStatus::kDone);
 }
 
+// From now on it sees of the state folder what it was handed, and so do the programs that it starts.
+void SeeView() {
+  fcntl(kWorkerView, F_SETFD, FD_CLOEXEC);
+  const std::string view = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(kWorkerView);
+  setenv(kRootVariable, view.c_str(), 1);
+}
+
+// Nothing of anybody's is read before.
+std::optional<Failure> TakeIdentity(const WorkerIdentity& identity) {
+  SeeView();
+  if (Become(identity)) return std::nullopt;
+  return Failure{ExitStatus::kConfiguration, "a worker cannot become user " + std::to_string(identity.user) +
+                                                 ": " + ErrorText(errno) + " (see --as-root)"};
+}
+
 }  // namespace
 
 bool StartedBySupervisor() {
@@ -90,6 +107,12 @@ int RunWorker(const WorkerOptions& options) {
   LogCapture log{FileDescriptor(kWorkerLogPipe)};
   const WriteTurn turn(kWorkerTurn);
   close(kWorkerTurn);
+  // Its file may be out of the reach of whoever this process becomes.
+  const auto plugin = Plugin::Load(options.plugin);
+  LimitMemory(options.memory);
+  if (options.identity) {
+    if (const auto failure = TakeIdentity(*options.identity)) return Refuse(channel, *failure);
+  }
   if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
   MuteProbeLibraries();
   if (KAVOMediaFolderHold(options.library.folder.c_str(), options.library.shared() ? 1 : 0) != 0)
@@ -100,7 +123,6 @@ int RunWorker(const WorkerOptions& options) {
   if (!options.database.empty() && FileIdentity(database) != options.database) {
     return static_cast<int>(AnnounceDatabase(channel, database) ? ExitStatus::kDatabase : ExitStatus::kFatal);
   }
-  const auto plugin = Plugin::Load(options.plugin);
   if (!plugin) return Refuse(channel, plugin.failure());
   auto session = LibrarySession::Open(*plugin, log, options.library);
   if (!session) return Refuse(channel, session.failure());

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -9,12 +11,17 @@
 
 namespace {
 
-constexpr int kFewest = 4;
+constexpr std::size_t kFewest = 6;
+constexpr std::size_t kWithIdentity = 8;
 constexpr int kDecimal = 10;
 
 int Refuse(ExitStatus status, const char* why) {
   std::fprintf(stderr, "lumivault-worker: %s\n", why);
   return static_cast<int>(status);
+}
+
+unsigned long Number(const std::string& text) {
+  return std::strtoul(text.c_str(), nullptr, kDecimal);
 }
 
 // As WorkerProcess::Start gives them.
@@ -24,19 +31,23 @@ WorkerOptions OptionsOf(const std::vector<std::string>& arguments) {
   options.plugin = *argument++;
   options.library.folder = *argument++;
   options.database = *argument++;
-  options.supervisor = static_cast<pid_t>(std::strtol(argument++->c_str(), nullptr, kDecimal));
-  if (argument != arguments.end() && *argument == kSharedArgument)
-    options.library.kind = LibraryKind::kShared;
+  options.supervisor = static_cast<pid_t>(Number(*argument++));
+  options.memory = static_cast<unsigned>(Number(*argument++));
+  if (*argument++ == kSharedArgument) options.library.kind = LibraryKind::kShared;
+  if (arguments.size() < kWithIdentity) return options;
+  const auto user = static_cast<uid_t>(Number(*argument++));
+  options.identity = WorkerIdentity{user, static_cast<gid_t>(Number(*argument))};
   return options;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc <= kFewest || !StartedBySupervisor())
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  if (arguments.size() < kFewest || !StartedBySupervisor())
     return Refuse(ExitStatus::kUsage, "only lumivault starts it");
   try {
-    return RunWorker(OptionsOf({argv + 1, argv + argc}));
+    return RunWorker(OptionsOf(arguments));
   } catch (const std::exception& error) {
     return Refuse(ExitStatus::kFatal, error.what());
   }

@@ -17,6 +17,7 @@
 #include "error_text.h"
 #include "log_capture.h"
 #include "worker.h"
+#include "worker_memory.h"
 
 namespace {
 
@@ -118,6 +119,7 @@ std::string EndText(int status) {
     const int number = WTERMSIG(status);
     return "killed by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
   }
+  if (WEXITSTATUS(status) == kOutOfMemoryStatus) return kOutOfMemoryWords;
   return "ended with exit status " + std::to_string(WEXITSTATUS(status));
 }
 
@@ -128,10 +130,24 @@ std::string LastLine(const std::string& text) {
   return text.substr(line_end == std::string::npos ? 0 : line_end + 1, end + 1 - (line_end + 1));
 }
 
+std::vector<std::string> ArgumentsOf(const WorkerStart& start, const std::string& database) {
+  std::vector<std::string> arguments{"lumivault-worker",
+                                     start.plugin,
+                                     start.library.folder,
+                                     database,
+                                     std::to_string(getpid()),
+                                     std::to_string(start.memory),
+                                     start.library.shared() ? kSharedArgument : kPersonalArgument};
+  if (!start.identity) return arguments;
+  arguments.push_back(std::to_string(start.identity->user));
+  arguments.push_back(std::to_string(start.identity->group));
+  return arguments;
+}
+
 }  // namespace
 
-Outcome<WorkerProcess> WorkerProcess::Start(int program, const std::string& plugin, const Library& library,
-                                            const std::string& database, const FileDescriptor& turn) {
+Outcome<WorkerProcess> WorkerProcess::Start(const WorkerStart& start, const std::string& database,
+                                            const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
   if (!sockets || !log) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(errno)};
@@ -143,12 +159,11 @@ Outcome<WorkerProcess> WorkerProcess::Start(int program, const std::string& plug
   setup.Give(log->ours, kWorkerLogPipe);
   const FileDescriptor shared_turn = CopyUp(turn.get());
   if (shared_turn) setup.Give(shared_turn, kWorkerTurn);
+  const FileDescriptor view = CopyUp(start.view);
+  if (view) setup.Give(view, kWorkerView);
   pid_t pid = 0;
-  const FileDescriptor executable = CopyUp(program);
-  std::vector<std::string> arguments{"lumivault-worker", plugin, library.folder, database,
-                                     std::to_string(getpid())};
-  if (library.shared()) arguments.emplace_back(kSharedArgument);
-  const int error = setup.Spawn(executable.get(), arguments, pid);
+  const FileDescriptor executable = CopyUp(start.program);
+  const int error = setup.Spawn(executable.get(), ArgumentsOf(start, database), pid);
   if (error != 0) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
   return WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours));
 }

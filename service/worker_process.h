@@ -12,14 +12,25 @@
 #include "library.h"
 #include "outcome.h"
 #include "wire.h"
+#include "worker_identity.h"
+
+// What the workers of a run have in common.
+struct WorkerStart {
+  int program = -1;  // the worker program, open
+  std::string plugin;
+  Library library;
+  unsigned memory = 0;                     // MiB that each may take, 0 without limit
+  std::optional<WorkerIdentity> identity;  // who they become, with
+  int view = -1;                           // what they see of the state folder then, open
+};
 
 // One worker process as the supervisor holds it: started by Start, gone when the object is.
 class WorkerProcess {
  public:
-  // PROGRAM is the worker program, open. DATABASE is the file that the run has opened, "" for its first
-  // worker. TURN is what the workers of a run share (write_turn.h); it may be empty.
-  static Outcome<WorkerProcess> Start(int program, const std::string& plugin, const Library& library,
-                                      const std::string& database, const FileDescriptor& turn);
+  // DATABASE is the file that the run has opened, "" for its first worker. TURN is what the workers of a run
+  // share (write_turn.h); it may be empty.
+  static Outcome<WorkerProcess> Start(const WorkerStart& start, const std::string& database,
+                                      const FileDescriptor& turn);
   ~WorkerProcess() { Kill(); }
   WorkerProcess(WorkerProcess&& other) noexcept
       : pid_(std::exchange(other.pid_, 0)),

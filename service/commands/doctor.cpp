@@ -9,6 +9,7 @@
 #include "grouped.h"
 #include "job_queue.h"
 #include "report.h"
+#include "worker_memory.h"
 
 namespace {
 
@@ -60,8 +61,13 @@ Json::Value FindingsJson(const Findings& findings) {
   return json;
 }
 
-std::string FindingsText(const Findings& findings) {
-  if (findings.empty()) return "all is well\n";
+std::string MemoryText(unsigned megabytes) {
+  return "memory of a worker: " + (megabytes == 0 ? "no limit" : std::to_string(megabytes) + " MiB at most") +
+         "\n";
+}
+
+std::string FindingsText(const Findings& findings, unsigned memory) {
+  if (findings.empty()) return "all is well\n" + MemoryText(memory);
   std::string text;
   for (const Finding& finding : findings) {
     text.append(OnOneLine(finding.subject + ": " + finding.problem)).append("\n");
@@ -74,17 +80,24 @@ std::string FindingsText(const Findings& findings) {
 int ReportNoLibrary(const Findings& findings, const Failure& failure, bool json) {
   if (findings.empty()) return ReportFailure(failure, json);
   ReportFailure(failure);
-  if (!json) return PrintResult(FindingsText(findings), failure.status);
+  if (!json) return PrintResult(FindingsText(findings, 0), failure.status);
   Json::Value object = FindingsJson(findings);
   const Json::Value failed = FailureJson(failure);
   for (const std::string& member : failed.getMemberNames()) object[member] = failed[member];
   return PrintResult(JsonLine(object) + "\n", failure.status);
 }
 
+Json::Value WithMemory(Json::Value json, unsigned megabytes) {
+  json["worker_memory"] = megabytes;
+  return json;
+}
+
 int Examine(const LibraryOptions& options) {
   const auto root = StateRoot::Locate(options.root);
   if (!root) return ReportFailure(root.failure(), options.json);
   Findings findings = ExamineInstallation(*root);
+  const auto memory = WorkerMemory(*root, std::nullopt);
+  if (!memory) return ReportFailure(memory.failure(), options.json);
   const auto library = Asked(options);
   if (!library) return ReportNoLibrary(findings, library.failure(), options.json);
   if (*library) {
@@ -94,8 +107,9 @@ int Examine(const LibraryOptions& options) {
   }
   const ExitStatus status = findings.empty() ? ExitStatus::kDone : findings.front().status;
   const auto queue = ReadJobQueue(*root);
-  if (!options.json) return PrintResult(FindingsText(findings) + (queue ? QueueText(*queue) : ""), status);
-  Json::Value json = FindingsJson(findings);
+  if (!options.json)
+    return PrintResult(FindingsText(findings, *memory) + (queue ? QueueText(*queue) : ""), status);
+  Json::Value json = WithMemory(FindingsJson(findings), *memory);
   if (queue) json["job_queue"] = QueueJson(*queue);
   return PrintResult(JsonLine(json) + "\n", status);
 }

@@ -17,6 +17,8 @@
 #include "report.h"
 #include "state_root.h"
 #include "stop_signals.h"
+#include "worker_memory.h"
+#include "worker_view.h"
 
 namespace {
 
@@ -34,8 +36,9 @@ ExitStatus StatusOf(const IndexReport& report) {
 // What a run stands on.
 struct Ground {
   StateRoot root;
-  FileDescriptor worker;
-  std::string plugin;
+  FileDescriptor program;
+  FileDescriptor view;
+  WorkerStart worker;
   Library library;
   LibraryLock lock;
   Catalogue catalogue;
@@ -56,21 +59,36 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
   return tree;
 }
 
+// Makes WORKER, and what is the library's, the library owner's; the view of STATE that it then has.
+Outcome<FileDescriptor> TakeOwner(const StateRoot& state, WorkerStart& worker) {
+  worker.identity = OwnerToBecome(worker.library);
+  if (!worker.identity) return FileDescriptor();
+  AdoptDatabase(worker.library, *worker.identity);
+  return MakeWorkerView(state, worker.library, *worker.identity);
+}
+
 Outcome<Ground> Prepare(const RunOptions& options) {
-  auto worker = OpenWorkerProgram();
-  if (!worker) return worker.failure();
+  auto program = OpenWorkerProgram();
+  if (!program) return program.failure();
   const auto plugin = PluginPath();
   if (!plugin) return plugin.failure();
   const auto root = StateRoot::Locate(options.root);
   if (!root) return root.failure();
   if (const auto prepared = root->Prepare(); !prepared) return prepared.failure();
+  const auto memory = WorkerMemory(*root, options.worker_memory);
+  if (!memory) return memory.failure();
   const auto library = PrepareLibrary(*root, options);
   if (!library) return library.failure();
   auto lock = LibraryLock::Take(*root, *library);
   if (!lock) return lock.failure();
   auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
   if (!catalogue) return catalogue.failure();
-  return Ground{*root, std::move(*worker), *plugin, *library, std::move(*lock), std::move(*catalogue)};
+  WorkerStart worker{program->get(), *plugin, *library, *memory, std::nullopt, -1};
+  auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : TakeOwner(*root, worker);
+  if (!view) return view.failure();
+  worker.view = view->get();
+  return Ground{*root,    std::move(*program), std::move(*view),     std::move(worker),
+                *library, std::move(*lock),    std::move(*catalogue)};
 }
 
 int Conclude(const IndexRun& run, const IndexReport& report, const RunOptions& options) {
@@ -95,6 +113,14 @@ int ReportBrokenRun(const IndexReport& report, const Failure& failure, const Run
   return PrintResult(report.DidAnything() ? ReportText(report, options.lists_failed) : "", failure.status);
 }
 
+// In CLI11's form: why TEXT is refused.
+std::string CheckedMemory(const std::string& text) {
+  unsigned megabytes = 0;
+  if (CLI::detail::lexical_cast(text, megabytes) && IsWorkerMemory(megabytes)) return "";
+  return "not 0 and not from " + std::to_string(kLeastWorkerMemory) + " to " +
+         std::to_string(kMostWorkerMemory);
+}
+
 }  // namespace
 
 void AddRunOptions(CLI::App& app, RunOptions& options) {
@@ -108,6 +134,13 @@ void AddRunOptions(CLI::App& app, RunOptions& options) {
   app.add_option("--timeout", options.timeout, "Seconds that one file may take; default 60")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestTimeout, kLongestTimeout));
+  app.add_option(
+         "--worker-memory", options.worker_memory,
+         "MiB that a worker may take, 0 without limit; default 512, or worker_memory in settings.conf")
+      ->type_name("MIB")
+      ->check(CheckedMemory);
+  app.add_flag("--as-root", options.as_root,
+               "Started by root: read the files as root, not as the folder's owner");
   app.add_flag("--accept-loss", options.accepts_loss,
                "Delete the rows of what is not there, however much that is");
   app.add_flag("--failed", options.lists_failed,
@@ -128,9 +161,8 @@ int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(In
   auto ground = Prepare(options);
   if (!ground) return ReportFailure(ground.failure(), options.json);
   const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
-  IndexRun run(
-      {ground->worker.get(), ground->plugin, options.workers, timeout, options.quiet, options.accepts_loss},
-      ground->library, ground->catalogue, signals);
+  IndexRun run({ground->worker, options.workers, timeout, options.quiet, options.accepts_loss},
+               ground->library, ground->catalogue, signals);
   const auto outcome = work(run);
   IndexReport report = run.report();
   report.dropped_jobs = TendJobQueue(ground->root);

@@ -3,6 +3,7 @@
 #define SERVICE_COMMANDS_RUN_OPTIONS_H_
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "index_run.h"
@@ -17,7 +18,9 @@ struct RunOptions {
   bool shared = false;
   std::string root;
   unsigned workers = 1;
-  double timeout = 0;  // seconds
+  double timeout = 0;                     // seconds
+  std::optional<unsigned> worker_memory;  // MiB
+  bool as_root = false;
   bool accepts_loss = false;
   bool lists_failed = false;
   bool quiet = false;

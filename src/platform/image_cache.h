@@ -22,6 +22,7 @@ struct ParsedImage {
   };
   Outcome outcome = Outcome::kMissing;
   std::string error;
+  bool too_much = false;      // with kFailed: it has more metadata than is read
   bool unknown_type = false;  // with kFailed: the content is of no type that is read
 
   Exiv2::ExifData exif;

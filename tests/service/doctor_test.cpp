@@ -14,7 +14,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char* kAllIsWell = "all is well\n";
+constexpr const char* kAllIsWell = "all is well\nmemory of a worker: 512 MiB at most\n";
 
 class DoctorTest : public ServiceTest {
  protected:

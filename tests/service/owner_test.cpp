@@ -1,5 +1,6 @@
 // Libraries of somebody else, indexed by root.
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,6 +66,24 @@ class OwnerTest : public ServiceTest {
     MakeJpeg(File(name), 8, 6, tags);
     for (fs::path path = File(name); path != folder(); path = path.parent_path()) Own(path, kOwner);
   }
+  fs::path Database() const { return File(".KAVOHGADB"); }
+  static uid_t OwnerOf(const fs::path& path) {
+    struct stat status {};
+    EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+    return status.st_uid;
+  }
+  fs::path identity() const { return scratch() / "told/identity"; }
+  void MakeIdentityFolder() const {
+    fs::create_directory(identity().parent_path());
+    Own(identity().parent_path(), kOwner);
+  }
+  // Whoever stores the next photos says who it is.
+  void TellIdentity() const {
+    MakeIdentityFolder();
+    UsePreviewTool(
+        "{ echo $(id -u) $(id -g); grep -E '^(NoNewPrivs|CapEff|Groups):' /proc/self/status | sort -r; } >" +
+        identity().string());
+  }
   std::string Secrets() const { return Value("SELECT count(*) FROM photo_label WHERE name = 'secret'"); }
 };
 
@@ -111,6 +130,100 @@ TEST_F(OwnerTest, LinkToAnOpenFileOfTheProcessIsNotFollowed) {
     Link(number + ".jpg", "/proc/self/fd/" + number + "/secret.jpg", kOwner);
   }
   EXPECT_EQ(Index()["added"].asInt(), 0);
+}
+
+TEST_F(OwnerTest, DatabaseIsTheOwners) {
+  Photo("a.jpg");
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_EQ(OwnerOf(Database()), kOwner);
+}
+
+TEST_F(OwnerTest, WorkerHasTheOwnersRightsAlone) {
+  Photo("a.jpg");
+  Index();
+  TellIdentity();
+  Photo("b.jpg");
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_EQ(ReadFile(identity()), "20001 20001\nNoNewPrivs:\t1\nGroups:\t \nCapEff:\t0000000000000000\n");
+}
+
+TEST_F(OwnerTest, AsRootKeepsRoot) {
+  Photo("a.jpg");
+  EXPECT_EQ(Index({"--as-root"})["added"].asInt(), 1);
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+  TellIdentity();
+  Photo("b.jpg");
+  Index({"--as-root"});
+  EXPECT_THAT(ReadFile(identity()), testing::StartsWith("0 0\n"));
+}
+
+TEST_F(OwnerTest, AsRootFollowsNoLinkFurtherThanItsMakerMay) {
+  Link("link.jpg", secret(), kOwner);
+  const Json::Value report = Index({"--as-root"});
+  EXPECT_EQ(report["skipped"][kRefusedLink].asInt(), 1);
+  EXPECT_EQ(Secrets(), "0");
+}
+
+TEST_F(OwnerTest, FolderOfRootsIsReadByRoot) {
+  Photo("a.jpg");
+  Own(folder(), 0);
+  Index();
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+TEST_F(OwnerTest, DatabaseThatRootMadeIsGivenToTheOwner) {
+  Photo("a.jpg");
+  Index({"--as-root"});
+  Photo("b.jpg");
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_EQ(OwnerOf(Database()), kOwner);
+}
+
+TEST_F(OwnerTest, FileWithASecondNameIsNotGivenAway) {
+  Photo("a.jpg");
+  Index({"--as-root"});
+  fs::create_hard_link(Database(), scratch() / "second");
+  Photo("b.jpg");
+  EXPECT_EQ(Run({"index", folder()}).status, 5);
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+TEST_F(OwnerTest, FileThatIsNoDatabaseIsNotGivenAway) {
+  Photo("a.jpg");
+  WriteFile(Database(), "something of root's own");
+  chmod(Database().c_str(), 0600);
+  EXPECT_NE(Run({"index", folder()}).status, 0);
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+TEST_F(OwnerTest, RootAndOwnerIndexInTurn) {
+  Photo("a.jpg");
+  Index();
+  chmod(scratch().c_str(), 0777);
+  fs::rename(state(), scratch() / "state-of-root");
+  AsUser(kOwner);
+  Photo("b.jpg");
+  Index();
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "2");
+  fs::rename(state(), scratch() / "state-of-owner");
+  fs::rename(scratch() / "state-of-root", state());
+  AsUser(0);
+  Photo("c.jpg");
+  Index();
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "3");
+}
+
+TEST_F(OwnerTest, OwnerSeesNoOtherLibrary) {
+  MakeJpeg(scratch() / "other/a.jpg", 8, 6);
+  EXPECT_EQ(Run({"index", scratch() / "other"}).status, 0);
+  Photo("a.jpg");
+  Index();
+  UsePreviewTool("grep -c = \"$LUMIVAULT_ROOT/etc/kavo/personal.conf\" >" + identity().string() +
+                 "; ls \"$LUMIVAULT_ROOT/libraries\" >>" + identity().string() + " 2>/dev/null");
+  MakeIdentityFolder();
+  Photo("b.jpg");
+  Index();
+  EXPECT_EQ(ReadFile(identity()), "1\n");
 }
 
 TEST_F(OwnerTest, ExchangedFolderShowsNothing) {

@@ -56,7 +56,7 @@ TEST_F(InitTest, AddsTablesAndColumnsThatCameLater) {
       "DROP TABLE photo_image_label; ALTER TABLE video DROP COLUMN lng; ALTER TABLE photo_share DROP COLUMN "
       "password");
   EXPECT_EQ(Init(folder()).status, 0);
-  EXPECT_EQ(Run({"doctor", "--shared"}).out, "all is well\n");
+  EXPECT_EQ(Run({"doctor", "--shared"}).out, "all is well\nmemory of a worker: 512 MiB at most\n");
   EXPECT_EQ(
       Value("SELECT data_type FROM information_schema.columns WHERE table_name = 'video' AND column_name "
             "= 'lng'"),

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "platform/media_file.h"
 #include "platform/safe_image.h"
 #include "process/kept_image.h"
+#include "process/metadata_size.h"
 #include "process/xmp_namespaces.h"
 
 namespace {
@@ -74,6 +76,11 @@ void CorrectBitmapSize(Exiv2::BasicIo& io, ParsedImage& parsed) {
   }
 }
 
+// What the library would make of a file's metadata is more than this process should hold.
+struct TooMuch : std::runtime_error {
+  using runtime_error::runtime_error;
+};
+
 struct Parse {
   Image image;
   std::optional<FileState> state;  // of the file that was read
@@ -87,6 +94,8 @@ void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
   const int descriptor = KAVOMediaOpen(path.c_str());
   Exiv2::BasicIo::AutoPtr file = HoldOpened(descriptor, path);
   parse.state = StateOf(descriptor);
+  if (const std::uint64_t size = MetadataBytes(descriptor); size > kMostMetadata)
+    throw TooMuch(TooMuchMetadata(size));
   const Exiv2::Image::AutoPtr image = OpenImageSafely(file);
   const XmpNamespaces namespaces;
   image->readMetadata();
@@ -127,6 +136,7 @@ Parse ParseFile(const std::string& path) {
     parsed->thrown = std::current_exception();
     parsed->outcome = ParsedImage::Outcome::kFailed;
     parsed->error = error.what();
+    parsed->too_much = dynamic_cast<const TooMuch*>(&error) != nullptr;
     parsed->unknown_type = CodeOf(error) == Exiv2::kerFileContainsUnknownImageType;
     // The process may be out of descriptors for a moment.
     parse.repeatable =

@@ -35,6 +35,7 @@ class KnownImage : public Exiv2::Image {
 
 Exiv2::Image::AutoPtr KAVOImageOpen(const std::string& path) {
   std::shared_ptr<const ParsedImage> parsed = GetParsedImage(path);
+  if (parsed->too_much) throw Exiv2::Error(Exiv2::kerCorruptedMetadata);
   if (parsed->outcome == ParsedImage::Outcome::kMissing)
     return OpenImageSafely(HoldOpened(KAVOMediaOpen(path.c_str()), path));
   if (parsed->outcome == ParsedImage::Outcome::kFailed)

@@ -1,0 +1,29 @@
+// Whose rights a worker has. Started as root, a run reads the files of somebody who may have put anything
+// there; what reads them has the rights of that person alone.
+#ifndef SERVICE_WORKER_IDENTITY_H_
+#define SERVICE_WORKER_IDENTITY_H_
+
+#include <sys/types.h>
+
+#include <optional>
+
+#include "library.h"
+
+struct WorkerIdentity {
+  uid_t user = 0;
+  gid_t group = 0;  // for one whom the system does not know; others have those of their account
+};
+
+// The owner of the library's folder, who is to become its workers; nothing when they stay who started the
+// run: an ordinary user, the owner himself, or a shared tree, which holds the files of many.
+std::optional<WorkerIdentity> OwnerToBecome(const Library& library);
+
+// Gives the library's database and what SQLite keeps beside it to its owner, as far as root has made them:
+// regular files with one name whose content is SQLite's.
+void AdoptDatabase(const Library& library, const WorkerIdentity& owner);
+
+// This process becomes IDENTITY, for good: user, groups, no privileges and no way to new ones; it makes no
+// file that others may write. False, with errno, when it is not wholly so: it must not go on then.
+[[nodiscard]] bool Become(const WorkerIdentity& identity);
+
+#endif  // SERVICE_WORKER_IDENTITY_H_
