@@ -159,7 +159,7 @@ Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanO
   auto differences = Survey(catalogue, report).Run(library.folder);
   if (!differences) return differences.failure();
   // Files that may have moved are read.
-  if (KAVOMediaFolderHold(library.folder.c_str(), library.shared() ? 1 : 0) != 0)
+  if (KAVOMediaFolderHold(library.folder.c_str()) != 0)
     return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};
   auto plan = Planner(library, catalogue, options).Make(std::move(*differences));
   if (catalogue.failure()) return *catalogue.failure();

@@ -115,7 +115,7 @@ int RunWorker(const WorkerOptions& options) {
   }
   if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
   MuteProbeLibraries();
-  if (KAVOMediaFolderHold(options.library.folder.c_str(), options.library.shared() ? 1 : 0) != 0)
+  if (KAVOMediaFolderHold(options.library.folder.c_str()) != 0)
     return Refuse(channel, FolderGone(options.library));
 
   const std::string database = options.library.database();

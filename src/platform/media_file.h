@@ -7,9 +7,9 @@
 extern "C" {
 
 // This process reads the library in FOLDER from now on, which is held open; null ends that. 0, or -1 with
-// errno. Where SEVERAL_PEOPLE put their files into it, or the process is root's, a link to a file is followed
-// only as far as its maker may read himself; else the kernel alone decides what this process may read.
-KAVO_API int KAVOMediaFolderHold(const char* folder, int several_people);
+// errno. A link to a file that neither the reader nor root has made is followed only as far as its maker may
+// read himself: by root with the maker's rights, by others into the library or to a file of the maker's.
+KAVO_API int KAVOMediaFolderHold(const char* folder);
 
 // A descriptor of the regular file PATH, open for reading; no special file is opened. In a process that holds
 // a folder PATH lies below it, and is opened from the held descriptor: no folder on the way may be a link,

@@ -28,13 +28,11 @@ class MediaFileTest : public testing::Test {
     fs::create_directories(library());
     chmod(dir_.path().c_str(), 0755);
   }
-  void TearDown() override { KAVOMediaFolderHold(nullptr, 0); }
+  void TearDown() override { KAVOMediaFolderHold(nullptr); }
 
   fs::path library() const { return dir_.path() / "library"; }
   fs::path outside() const { return dir_.path() / "outside"; }
-  void Hold(bool several_people = false) const {
-    ASSERT_EQ(KAVOMediaFolderHold(library().c_str(), several_people ? 1 : 0), 0);
-  }
+  void Hold() const { ASSERT_EQ(KAVOMediaFolderHold(library().c_str()), 0); }
   // 0, or why the file NAME of the library is not opened.
   int Open(const std::string& name) const {
     const Descriptor opened(KAVOMediaOpen((library() / name).c_str()));
@@ -154,8 +152,14 @@ TEST_F(MediaFileOfRootTest, FileThatOnlyAnotherMayReadInAnOpenFolderIsRefused) {
 }
 
 TEST_F(MediaFileOfRootTest, RootsOwnLinkIsFollowed) {
-  Hold(true);
+  Hold();
   EXPECT_EQ(Open("a.jpg"), 0);
+}
+
+TEST_F(MediaFileOfRootTest, RootsLinkIsFollowedByAUserAsFarAsHisRightsReach) {
+  Hold();
+  EXPECT_EQ(OpenAs(kOther, "a.jpg"), 0);
+  EXPECT_EQ(OpenAs(kOne, "a.jpg"), EPERM);
 }
 
 TEST_F(MediaFileOfRootTest, RightsAreRootsAgainAfterwards) {
@@ -168,9 +172,9 @@ TEST_F(MediaFileOfRootTest, RightsAreRootsAgainAfterwards) {
   EXPECT_EQ(Open("mine.jpg"), 0);
 }
 
-TEST_F(MediaFileOfRootTest, UserReadsThroughLinksOfAnotherInATreeOfSeveralOnlyWhatIsTheMakers) {
+TEST_F(MediaFileOfRootTest, UserReadsThroughLinksOfAnotherOnlyWhatIsTheMakers) {
   Own(library() / "a.jpg", kOne);
-  Hold(true);
+  Hold();
   EXPECT_EQ(OpenAs(kOther, "a.jpg"), EPERM) << "it is the reader's own";
   Own(library() / "a.jpg", kOther);
   EXPECT_EQ(OpenAs(kOther, "a.jpg"), 0) << "so is the link";
@@ -180,12 +184,12 @@ TEST_F(MediaFileOfRootTest, UserReadsThroughLinksOfAnotherInATreeOfSeveralOnlyWh
   EXPECT_EQ(OpenAs(kOther, "a.jpg"), 0) << "link and file are one person's";
 }
 
-TEST_F(MediaFileOfRootTest, LinkInsideATreeOfSeveralIsFollowed) {
+TEST_F(MediaFileOfRootTest, LinkOfAnotherInsideTheLibraryIsFollowed) {
   WriteFile(library() / "b.jpg", "b");
   Link("c.jpg", "b.jpg");
   Own(library() / "b.jpg", kOther);
   Own(library() / "c.jpg", kOne);
-  Hold(true);
+  Hold();
   EXPECT_EQ(OpenAs(kOther, "c.jpg"), 0);
 }
 

@@ -213,6 +213,23 @@ TEST_F(OwnerTest, RootAndOwnerIndexInTurn) {
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "3");
 }
 
+// The owner indexes a folder of his own to which the stranger may write.
+TEST_F(OwnerTest, LinkOfAStrangerShowsNothingOfTheReaders) {
+  const fs::path mine = scratch() / "own/diary.jpg";
+  MakeJpeg(mine, 8, 6, SecretTags());
+  Own(mine, kOwner);
+  Own(mine.parent_path(), kOwner);
+  chmod(mine.parent_path().c_str(), 0700);
+  chmod(scratch().c_str(), 0777);
+  Link("link.jpg", mine, kStranger);
+  AsUser(kOwner);
+  Photo("a.jpg");
+  const Json::Value report = Index();
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(report["skipped"][kRefusedLink].asInt(), 1);
+  EXPECT_EQ(Secrets(), "0");
+}
+
 TEST_F(OwnerTest, OwnerSeesNoOtherLibrary) {
   MakeJpeg(scratch() / "other/a.jpg", 8, 6);
   EXPECT_EQ(Run({"index", scratch() / "other"}).status, 0);
@@ -227,7 +244,7 @@ TEST_F(OwnerTest, OwnerSeesNoOtherLibrary) {
 }
 
 TEST_F(OwnerTest, ExchangedFolderShowsNothing) {
-  constexpr int kRuns = 30;
+  constexpr int kRuns = 12;
   constexpr int kPhotos = 40;
   fs::create_directory(File("trip"));
   Own(File("trip"), kOwner);

@@ -22,7 +22,6 @@ constexpr uid_t kRoot = 0;
 struct HeldFolder {
   std::string path;
   Descriptor folder;
-  bool several_people = false;
 };
 
 HeldFolder& Held() {
@@ -83,7 +82,7 @@ Descriptor Follow(const Descriptor& folder, const Descriptor& link, uid_t maker)
   const uid_t reader = geteuid();
   if (reader == kRoot && maker != kRoot) return ReadAs(maker, folder, *target);
   const Descriptor found = FindTarget(folder, *target);
-  const bool trusted = !Held().several_people || maker == reader || maker == kRoot;
+  const bool trusted = maker == reader || maker == kRoot;
   if (found && !trusted && !MayLeadTo(found, maker)) return Refused();
   return ReadTarget(found);
 }
@@ -111,20 +110,20 @@ Descriptor OpenHeld(const std::string& path) {
   return OpenLink(relative->substr(0, slash), relative->substr(slash + 1));
 }
 
-int Hold(const char* folder, bool several_people) {
+int Hold(const char* folder) {
   Held() = {};
   if (folder == nullptr) return 0;
   Descriptor opened = OpenTrustedFolder(folder);
   if (!opened) return -1;
-  Held() = {folder, std::move(opened), several_people};
+  Held() = {folder, std::move(opened)};
   return 0;
 }
 
 }  // namespace
 
-int KAVOMediaFolderHold(const char* folder, int several_people) {
+int KAVOMediaFolderHold(const char* folder) {
   return Contained(-1, [&] {
-    const int held = Hold(folder, several_people != 0);
+    const int held = Hold(folder);
     if (held < 0) RECORD_ERROR(errno);
     return held;
   });
