@@ -4,7 +4,7 @@
 
 build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev
   libavformat-dev libheif-dev libtiff-dev libcli11-dev"
-test_packages="sqlite3 libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg"
+test_packages="sqlite3 libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg strace"
 abi_packages="abigail-tools"
 mutate_packages="python3"
 lint_packages="clang-format clang-tidy shellcheck"

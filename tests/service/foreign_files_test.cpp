@@ -1,0 +1,232 @@
+// Whoever owns a folder chooses what stands under each name in it: a link, a pipe, a folder, another name of
+// somebody's file. Whatever command is run on such a library, nothing outside of it, of the state folder and
+// of the temporary folder is written, renamed, removed or given another mode, and no private file is opened.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+#include <set>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+#include "support/system_call_trace.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kOwner = 20'002;      // of the library
+constexpr uid_t kNeighbour = 20'001;  // whose files are private
+
+// Who runs the program.
+enum class Caller { kRoot, kUser };
+
+// What stands under a name in the place of what belongs there.
+enum class Form { kLinkToFile, kLinkToFolder, kLinkToNowhere, kPipe, kFolder, kHardLink };
+constexpr Form kForms[] = {Form::kLinkToFile, Form::kLinkToFolder, Form::kLinkToNowhere,
+                           Form::kPipe,       Form::kFolder,       Form::kHardLink};
+
+// Everything that the tree FOLDER holds, as a text that any change makes another.
+std::string StateOf(const fs::path& folder) {
+  std::string state;
+  std::set<fs::path> paths{folder};
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) paths.insert(entry.path());
+  for (const fs::path& path : paths) {
+    struct stat status {};
+    lstat(path.c_str(), &status);
+    state += path.string() + " " + std::to_string(status.st_mode) + " " + std::to_string(status.st_uid) +
+             " " + std::to_string(status.st_ino) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
+             std::to_string(status.st_mtim.tv_nsec) + " " + (S_ISREG(status.st_mode) ? ReadFile(path) : "") +
+             "\n";
+  }
+  return state;
+}
+
+void GiveTree(const fs::path& tree, uid_t user) {
+  ASSERT_EQ(lchown(tree.c_str(), user, user), 0);
+  for (const auto& entry : fs::recursive_directory_iterator(tree)) {
+    ASSERT_EQ(lchown(entry.path().c_str(), user, user), 0);
+  }
+}
+
+class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<Caller> {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give files to several users";
+    if (const std::string why = CannotTrace(); !why.empty()) GTEST_SKIP() << why;
+    MakePrivateFiles();
+    MakeLibrary();
+  }
+
+  // A file of each kind that a name of the library may be taken for.
+  void MakePrivateFiles() {
+    MakeJpeg(Private("photo"), 8, 6, {{"Iptc.Application2.Keywords", "private"}});
+    WriteFile(Private("text"), "private text");
+    fs::create_directories(Private("folder"));
+    WriteFile(Private("folder/a.jpg"), ReadFile(Private("photo")));
+    GiveTree(private_folder(), caller_user() == 0 ? kNeighbour : caller_user());
+    for (const auto& entry : fs::recursive_directory_iterator(private_folder())) {
+      fs::permissions(entry.path(), entry.is_directory() ? fs::perms::owner_all : fs::perms(0600));
+    }
+    fs::permissions(private_folder(), fs::perms::owner_all);
+  }
+
+  // One that has been indexed, with a state folder of the caller's.
+  void MakeLibrary() {
+    MakeJpeg(File("a.jpg"), 8, 6);
+    MakeJpeg(File("trip/b.jpg"), 8, 6);
+    ASSERT_EQ(Run({"index", folder(), "--quiet"}).status, 0);
+    WriteFile(File("@eaDir/a.jpg/KAVOPHOTO_TITLE"), "a title");
+    WriteFile(File("a.jpg"), ReadFile(File("a.jpg")));  // it differs: the next run reads it again
+    if (caller_user() != 0) {
+      AsUser(caller_user());
+      GiveTree(state(), caller_user());
+      fs::permissions(scratch(), fs::perms::all);
+    }
+    GiveTree(folder(), kOwner);
+    // A folder that several people put photos into.
+    for (const fs::path& shared : {folder(), File("trip"), File("@eaDir"), File("@eaDir/a.jpg")})
+      fs::permissions(shared, fs::perms::all);
+    fs::permissions(File(".KAVOHGADB"), fs::perms(0666));
+  }
+
+  uid_t caller_user() const { return GetParam() == Caller::kRoot ? 0 : kNobody; }
+  fs::path private_folder() const { return scratch() / "private"; }
+  fs::path Private(const std::string& name) const { return private_folder() / name; }
+
+  // What stands at NAME goes, and FORM comes, made by the library's owner.
+  void Put(const std::string& name, Form form) const {
+    const fs::path path = File(name);
+    fs::remove_all(path);
+    Make(path, form, Private(name.ends_with(".jpg") ? "photo" : "text"));
+    if (form != Form::kHardLink) {
+      ASSERT_EQ(lchown(path.c_str(), kOwner, kOwner), 0);
+    }
+  }
+
+  void Make(const fs::path& path, Form form, const fs::path& victim) const {
+    switch (form) {
+      case Form::kLinkToFile:
+        return fs::create_symlink(victim, path);
+      case Form::kLinkToFolder:
+        return fs::create_directory_symlink(Private("folder"), path);
+      case Form::kLinkToNowhere:
+        return fs::create_symlink(Private("new"), path);
+      case Form::kPipe:
+        ASSERT_EQ(mkfifo(path.c_str(), 0666), 0);
+        return;
+      case Form::kFolder:
+        fs::create_directory(path);
+        return fs::permissions(path, fs::perms::all);
+      case Form::kHardLink:
+        return fs::create_hard_link(victim, path);
+    }
+  }
+
+  bool IsOurs(const fs::path& path) const {
+    static const std::string temporary = fs::temp_directory_path().string() + "/";
+    const std::string text = path.string();
+    // What the test keeps beside the library lies in the temporary folder too.
+    if (text.starts_with(scratch().string() + "/"))
+      return text.starts_with(folder().string()) || text.starts_with(state().string());
+    return text.starts_with(temporary) || text.starts_with("/dev/") || text.starts_with("/memfd:");
+  }
+
+  // Runs the command and looks at what it did.
+  void HuntWith(const std::vector<std::string>& command) {
+    SCOPED_TRACE(testing::PrintToString(command));
+    const std::string before = StateOf(private_folder());
+    const fs::path trace = scratch() / "trace";
+    std::vector<std::string> arguments = TracerArguments(trace);
+    arguments.emplace_back(LUMIVAULT_PROGRAM);
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    arguments.push_back("--root=" + state().string());
+    std::optional<uid_t> user;
+    if (caller_user() != 0) user = caller_user();
+    const RunResult result = ProgramRun(arguments, scratch() / "hunt", {}, user, kTracer).Wait();
+    EXPECT_LT(result.status, kOverdue) << result.err;  // neither crashed nor waiting for ever
+    EXPECT_EQ(StateOf(private_folder()), before);
+    const std::vector<FileCall> calls = TakeFileCalls(trace);
+    EXPECT_GT(calls.size(), 0U) << "nothing was traced";
+    for (const FileCall& call : calls) {
+      const bool is_private = call.path.string().starts_with(private_folder().string());
+      EXPECT_FALSE(is_private || (call.changes && !IsOurs(call.path))) << call.path << "\n" << call.line;
+    }
+  }
+
+  // Each of FORMS under NAME, and every command on it.
+  void Hunt(const std::string& name) {
+    for (const Form form : kForms) {
+      SCOPED_TRACE(name + " as form " + std::to_string(static_cast<int>(form)));
+      const fs::path kept = scratch() / "kept";
+      fs::remove_all(kept);
+      fs::copy(folder(), kept, fs::copy_options::recursive);
+      Put(name, form);
+      for (const auto& command : CommandsOf(form, name)) HuntWith(command);
+      fs::remove_all(folder());
+      fs::rename(kept, folder());
+      GiveTree(folder(), kOwner);
+      fs::permissions(folder(), fs::perms::all);
+    }
+  }
+
+  // One that writes and one that reads: all come in turn, unless LUMIVAULT_ALL_COMMANDS asks for every one
+  // each time, which takes ten minutes.
+  std::vector<std::vector<std::string>> CommandsOf(Form form, const std::string& name) const {
+    const std::string library = folder();
+    const std::vector<std::vector<std::string>> reading{
+        {"ls", library},          {"show", File("a.jpg")}, {"albums", library},
+        {"labels", library},      {"stats", library},      {"export", library},
+        {"rights", File("trip")}, {"doctor", library},     {"index", "--dry-run", library}};
+    const std::vector<std::vector<std::string>> writing{{"index", "--quiet", "-j", "1", library},
+                                                        {"reindex", "--quiet", "-j", "1", library}};
+    std::vector<std::vector<std::string>> commands;
+    const std::size_t turn = name.size() + static_cast<std::size_t>(form);
+    for (const auto& kind : {reading, writing}) {
+      if (FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0) {
+        commands.insert(commands.end(), kind.begin(), kind.end());
+      } else {
+        commands.push_back(kind[turn % kind.size()]);
+      }
+    }
+    return commands;
+  }
+};
+
+TEST_P(ForeignFilesTest, TheDatabase) {
+  Hunt(".KAVOHGADB");
+}
+TEST_P(ForeignFilesTest, TheRollbackJournal) {
+  Hunt(".KAVOHGADB-journal");
+}
+TEST_P(ForeignFilesTest, TheWriteAheadLog) {
+  Hunt(".KAVOHGADB-wal");
+}
+TEST_P(ForeignFilesTest, TheSharedMemory) {
+  Hunt(".KAVOHGADB-shm");
+}
+TEST_P(ForeignFilesTest, APhoto) {
+  Hunt("a.jpg");
+}
+TEST_P(ForeignFilesTest, AFolder) {
+  Hunt("trip");
+}
+TEST_P(ForeignFilesTest, TheFolderOfSideFiles) {
+  Hunt("@eaDir");
+}
+TEST_P(ForeignFilesTest, TheSideFilesOfAPhoto) {
+  Hunt("@eaDir/a.jpg");
+}
+TEST_P(ForeignFilesTest, ASideFile) {
+  Hunt("@eaDir/a.jpg/KAVOPHOTO_TITLE");
+}
+
+std::string CallerName(const testing::TestParamInfo<Caller>& info) {
+  return info.param == Caller::kRoot ? "Root" : "User";
+}
+INSTANTIATE_TEST_SUITE_P(Callers, ForeignFilesTest, testing::Values(Caller::kRoot, Caller::kUser),
+                         CallerName);
+
+}  // namespace
