@@ -75,7 +75,8 @@ bool LosesJob(const std::vector<std::string>& messages) {
 void TakeJobLoss(const WorkItem& item, ItemResult& result) {
   constexpr const char* kNoJob = "its background job could not be queued";
   if (!item.from.empty()) return AddNote(kNoJob, result);
-  result = ItemResult::NotKept(kNoJob);
+  result.outcome = ItemOutcome::kJobless;
+  result.trouble = kNoJob;
 }
 
 // The file itself has to be read for it.
@@ -163,9 +164,9 @@ ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   static_cast<void>(log_.Take());
   const int mark = KAVODBBatchMark();
   ItemResult result = item.from.empty() ? Call(item, prepared) : CallForMove(item, prepared);
-  if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
   // What a failed call took from side files is in no row.
   if (!result.done()) KAVODBBatchForgetRemovals(mark);
+  if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
   result.fingerprint = prepared.fingerprint;
   return result;
 }

@@ -269,7 +269,9 @@ void IndexRun::Count(IndexReport&& passed) {
 CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result) const {
   CatalogueEntry entry{Key(item.path), item.kind, item.stamp, result.fingerprint};
   entry.reason = result.trouble;
-  if (!result.done()) {
+  if (result.outcome == ItemOutcome::kJobless) {
+    entry.state = EntryState::kUnread;
+  } else if (!result.done()) {
     entry.state = EntryState::kFailed;
   } else if (!result.trouble.empty()) {
     entry.state = EntryState::kDamaged;
@@ -283,11 +285,13 @@ void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
     return;
   }
   if (!result.done()) {
-    Tell(report_.failed, item, result.trouble, WasRecorded(item, EntryState::kFailed));
+    const bool of_the_file = result.outcome == ItemOutcome::kFailed && item.action != ItemAction::kDelete;
+    Tell(report_.failed, item, result.trouble,
+         of_the_file && WasTold(item, EntryState::kFailed, result.trouble));
     report_.failed.back().unopened = result.outcome == ItemOutcome::kUnopened;
   }
   if (result.done() && !result.trouble.empty())
-    Tell(report_.notes, item, result.trouble, WasRecorded(item, EntryState::kDamaged));
+    Tell(report_.notes, item, result.trouble, WasTold(item, EntryState::kDamaged, result.trouble));
 }
 
 void IndexRun::Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem& item,
@@ -297,9 +301,10 @@ void IndexRun::Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem&
 }
 
 // A change of rights, a move or a full reindex makes no new damage of an old one.
-bool IndexRun::WasRecorded(const WorkItem& item, EntryState state) {
+bool IndexRun::WasTold(const WorkItem& item, EntryState state, const std::string& reason) {
   const auto recorded = catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
-  return recorded && recorded->state == state && recorded->stamp.SameContent(item.stamp);
+  return recorded && recorded->state == state && recorded->reason == reason &&
+         recorded->stamp.SameContent(item.stamp);
 }
 
 void IndexRun::NoteUpdate(const WorkItem& item, const ItemResult& result) {
@@ -307,7 +312,8 @@ void IndexRun::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   NoteFailure(item, result);
   if (result.done() && !folder) ++report_.added;
   if (result.done() && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
-  const bool learned = result.done() || (result.outcome == ItemOutcome::kFailed && !folder);
+  const bool learned = result.done() || result.outcome == ItemOutcome::kJobless ||
+                       (result.outcome == ItemOutcome::kFailed && !folder);
   if (folder && result.outcome == ItemOutcome::kNotKept && item.path != report_.library.folder)
     HoldBack(item);
   if (learned && item.path != report_.library.folder) catalogue_.Put(EntryOf(item, result));

@@ -85,7 +85,7 @@ class IndexRun : private RunObserver {
   void Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem& item, const std::string& reason,
             bool known = false);
   // An earlier run has left this STATE of the file, and its content is the same.
-  bool WasRecorded(const WorkItem& item, EntryState state);
+  bool WasTold(const WorkItem& item, EntryState state, const std::string& reason);
   // What the catalogue keeps of an item that was read.
   CatalogueEntry EntryOf(const WorkItem& item, const ItemResult& result) const;
   std::string Key(const std::string& path) const;

@@ -76,16 +76,18 @@ std::optional<std::string> SeenSince(const StateRoot& root, const std::string& j
   return seen.substr(0, end);
 }
 
-// Keeps the younger half, from the beginning of a line. Where that cannot be written nothing is kept: a part
-// of a line would be another job.
+// Keeps the younger half, from the beginning of a line; everything where that cannot be read. It is written
+// before the rest goes, so that a kill in between loses none: some jobs are there twice then, which is
+// allowed, and one is cut in front, where it has no mark of a job.
 std::size_t DropOldest(int file, std::int64_t size) {
   const std::string all = ReadFront(file, size);
+  if (static_cast<std::int64_t>(all.size()) != size) return 0;
   const std::size_t line_end = all.find('\n', all.size() - std::min(all.size(), kKept));
   const std::string kept = line_end == std::string::npos ? "" : all.substr(line_end + 1);
-  if (ftruncate(file, 0) != 0) return 0;
   const bool written = pwrite(file, kept.data(), kept.size(), 0) == static_cast<ssize_t>(kept.size());
-  if (!written && ftruncate(file, 0) == 0) return LinesOf(all);
-  return LinesOf(all) - LinesOf(kept);
+  const std::size_t left = written ? kept.size() : 0;
+  if (ftruncate(file, static_cast<off_t>(left)) != 0) return 0;
+  return LinesOf(all) - (written ? LinesOf(kept) : 0);
 }
 
 std::size_t Bound() {
@@ -118,7 +120,9 @@ std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
 
 std::size_t TendJobQueue(const StateRoot& root) {
   const FileDescriptor file = OpenQueue();
-  const std::size_t dropped = file && SizeOf(file.get()) > kMostJobBytes ? Bound() : 0;
+  // A reader that is slower than this run loses nothing: the oldest has waited since an earlier one.
+  const bool waits = file && SeenSince(root, OldestJob(file.get()));
+  const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound() : 0;
   const std::string seen = root.path() + kSeen;
   if (!file || SizeOf(file.get()) == 0) {
     unlink(seen.c_str());

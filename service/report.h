@@ -39,8 +39,10 @@ struct IndexReport {
   std::string withheld_reason;
   std::vector<std::string> withheld;
 
-  // Anything was sent, well or not.
-  bool DidAnything() const { return added + folders + moved + deleted + failed.size() + notes.size() > 0; }
+  // Anything was sent, well or not, or dropped.
+  bool DidAnything() const {
+    return added + folders + moved + deleted + failed.size() + notes.size() + dropped_jobs > 0;
+  }
   // Something failed that no earlier run has told.
   bool HasNewFailure() const;
 };

@@ -54,7 +54,7 @@ void ReadMetadata(const ParsedImage& image, MediaFacts& facts) {
     facts.photo.title = TitleInMetadata(image);
   } catch (const Exiv2::AnyError& error) {
     facts.outcome = ProbeOutcome::kDamaged;
-    facts.reason = "its metadata cannot be read: " + OneLine(error.what());
+    facts.reason = "its metadata cannot be read [" + OneLine(error.what()) + "]";
   }
 }
 

@@ -88,8 +88,9 @@ std::optional<float> SignedSum(const Parts& parts) {
   return negative ? -value : value;
 }
 
-// No part of an angle is so large.
-constexpr double kBeyondBounds = 3600;
+// No part of a position on earth is larger. A wrapped number is smaller than this only with a denominator
+// that is itself beyond the numbers of a sign.
+constexpr double kBeyondBounds = 180;
 
 Fraction Wrapped(const Fraction& part) {
   constexpr std::int64_t kFirstNegative = std::int64_t{1} << 31;

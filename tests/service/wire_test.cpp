@@ -92,7 +92,7 @@ TEST(Wire, AnUnknownActionIsRefused) {
 }
 
 TEST(Wire, AnUnknownOutcomeIsRefused) {
-  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kSkipped);
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kJobless);
   EXPECT_TRUE(DecodeResults(OneResult(kLast)));
   EXPECT_FALSE(DecodeResults(OneResult(kLast + 1)));
 }

@@ -421,6 +421,13 @@ TEST_F(StoredPositionTest, SignsThatWereStoredAsUnsignedNumbersCount) {
   EXPECT_EQ(Stored("North", "429496694deg 0' 0\"", "4294966941/10 0/1 0/1"), "-35.500000");
   EXPECT_EQ(Stored("North", "-2147483648deg -2147483648' 0\"", "4294967261/1 4294967266/1 0/1"),
             "-35.500000");
+  EXPECT_EQ(Stored("North", "394deg 0' 0\"", "3939967296/10000000 0/1 0/1"), "-35.500000");
+}
+
+TEST_F(StoredPositionTest, ALongitudeReachesFurtherThanALatitude) {
+  SetTags("North", "1deg 0' 0\"", "East", "-121deg 25' 0\"");
+  SetStored("1/1 0/1 0/1", "-122/1 25/1 0/1");
+  EXPECT_EQ(Get()->longitude, "-122.416664");
 }
 
 TEST_F(StoredPositionTest, SignsThatContradictEachOtherAreNoPosition) {
