@@ -85,7 +85,9 @@ std::optional<WorkerIdentity> OwnerToBecome(const Library& library) {
 
 void AdoptDatabase(const Library& library, const WorkerIdentity& owner) {
   const FileDescriptor folder(open(library.folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!folder) return;
+  struct stat status {};
+  // The way to it may have been exchanged since its owner was looked up.
+  if (!folder || fstat(folder.get(), &status) != 0 || status.st_uid != owner.user) return;
   for (const std::string suffix : {"", "-wal", "-shm"}) {
     const std::string name = kDatabaseName + suffix;
     const FileDescriptor file(

@@ -138,6 +138,35 @@ TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
 }
 
+// A file of root's that somebody has moved here would become the database owner's, who could read it.
+TEST_F(SqliteFilesTest, NoSideFileThatWasRootsIsGivenToTheOwner) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
+  ASSERT_EQ(chown(file().c_str(), kNobody, kNobody), 0);
+  for (const char* suffix : {"-wal", "-journal", "-shm"}) {
+    SCOPED_TRACE(suffix);
+    std::ofstream(file() + suffix) << "root's own";
+    EXPECT_EQ(ErrorOf("SELECT * FROM t"),
+              std::string("photo.db") + suffix + " belongs to somebody who may not write the database.");
+    struct stat status {};
+    ASSERT_EQ(lstat((file() + suffix).c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 0U);
+    EXPECT_EQ(ReadFile(file() + suffix), "root's own");
+    fs::remove(file() + suffix);
+  }
+}
+
+TEST_F(SqliteFilesTest, AGroupThatMayWriteIsTheDatabasesOwn) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
+  constexpr gid_t kGroup = 20'003;
+  ASSERT_EQ(chown(file().c_str(), kNobody, kGroup), 0);
+  ASSERT_EQ(chmod(file().c_str(), 0664), 0);
+  std::ofstream(file() + "-wal").close();
+  ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, 20'004), 0);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
+  ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, kGroup), 0);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
+}
+
 TEST_F(SqliteFilesTest, SideFilesThatRootMakesBelongToTheDatabasesOwner) {
   if (geteuid() != 0) GTEST_SKIP() << "files cannot be given away here";
   ASSERT_EQ(chown(file().c_str(), kNobody, kNobody), 0);

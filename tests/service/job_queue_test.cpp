@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{64} << 20;
 
+// What doctor tells without a queue.
+const std::string kWell = "all is well\nmemory of a worker: 512 MiB at most\n";
+
 class JobQueueTest : public ServiceTest {
  protected:
   // Somebody is to read the queue.
@@ -40,8 +43,7 @@ TEST_F(JobQueueTest, DoctorTellsWhatWaitsAndSinceWhen) {
   Index();
   const std::string size = std::to_string(fs::file_size(queue()));
   const std::string line = Doctor();
-  const std::string start = "all is well\nmemory of a worker: 512 MiB at most\n" + queue().string() +
-                            ": background jobs that wait: 1, " + size +
+  const std::string start = kWell + queue().string() + ": background jobs that wait: 1, " + size +
                             " bytes of at most 67,108,864; nobody has taken one since ";
   ASSERT_TRUE(line.starts_with(start)) << line;
   EXPECT_EQ(line.size(), start.size() + std::string("2026-11-22 08:00:00\n").size());
@@ -57,7 +59,7 @@ TEST_F(JobQueueTest, DoctorTellsWhatWaitsAndSinceWhen) {
 TEST_F(JobQueueTest, DoctorTellsThatJobsAreTaken) {
   Index();
   WriteFile(queue(), "w:b.jpg\nw:c.jpg\n");
-  EXPECT_EQ(Doctor(), "all is well\nmemory of a worker: 512 MiB at most\n" + queue().string() +
+  EXPECT_EQ(Doctor(), kWell + queue().string() +
                           ": background jobs that wait: 2, 16 bytes of at most 67,108,864; none has waited "
                           "through a run\n");
   EXPECT_TRUE(StrictJson(Run({"doctor", folder(), "--json"}).out)["job_queue"]["unread_since"].isNull());
@@ -66,7 +68,7 @@ TEST_F(JobQueueTest, DoctorTellsThatJobsAreTaken) {
 TEST_F(JobQueueTest, AnEmptyQueueIsNotSpokenOf) {
   Index();
   WriteFile(queue(), "");
-  EXPECT_EQ(Doctor(), "all is well\nmemory of a worker: 512 MiB at most\n");
+  EXPECT_EQ(Doctor(), kWell);
   EXPECT_FALSE(StrictJson(Run({"doctor", folder(), "--json"}).out).isMember("job_queue"));
 }
 
@@ -134,10 +136,10 @@ TEST_F(JobQueueTest, NothingElseIsReadInItsPlace) {
   fs::remove(queue());
   WriteFile(scratch() / "other", "one\ntwo\n");
   fs::create_symlink(scratch() / "other", queue());
-  EXPECT_EQ(Doctor(), "all is well\nmemory of a worker: 512 MiB at most\n");
+  EXPECT_EQ(Doctor(), kWell);
   fs::remove(queue());
   ASSERT_EQ(mkfifo(queue().c_str(), 0600), 0);
-  EXPECT_EQ(Doctor(), "all is well\nmemory of a worker: 512 MiB at most\n");
+  EXPECT_EQ(Doctor(), kWell);
 }
 
 // The plug-in waits ten seconds for the lock. The row is there meanwhile, so it moves and goes with its file.

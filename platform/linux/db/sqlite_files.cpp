@@ -24,7 +24,7 @@ constexpr const char* kOpen = "open";
 constexpr const char* kStatus = "stat";
 constexpr const char* kNothing = "/dev/null";  // SQLite fills the places of missing standard streams with it
 constexpr mode_t kPrivate = 0600;
-constexpr mode_t kWritableByOthers = S_IWGRP | S_IWOTH;
+constexpr uid_t kRoot = 0;
 constexpr int kTries = 16;  // each time somebody else has made or removed the file in between
 
 std::string UniqueName() {
@@ -45,9 +45,11 @@ int Answer(int error) {
 class SqliteFiles::Gate {
  public:
   Gate(SqliteFiles& files, Kind kind) : lock_(TheMutex()), files_(files), kind_(kind) {
-    open_before_ = reinterpret_cast<OpenCall>(Replace(kOpen, reinterpret_cast<sqlite3_syscall_ptr>(&Open)));
-    status_before_ =
-        reinterpret_cast<StatusCall>(Replace(kStatus, reinterpret_cast<sqlite3_syscall_ptr>(&Status)));
+    // Other threads may come through ours at once, so what was before is known by then.
+    open_before_ = reinterpret_cast<OpenCall>(Before(kOpen));
+    status_before_ = reinterpret_cast<StatusCall>(Before(kStatus));
+    Replace(kOpen, reinterpret_cast<sqlite3_syscall_ptr>(&Open));
+    Replace(kStatus, reinterpret_cast<sqlite3_syscall_ptr>(&Status));
     current_ = this;
   }
   ~Gate() {
@@ -68,10 +70,11 @@ class SqliteFiles::Gate {
     static std::mutex mutex;
     return mutex;
   }
-  sqlite3_syscall_ptr Replace(const char* call, sqlite3_syscall_ptr with) const {
-    const sqlite3_syscall_ptr before = files_.system_->xGetSystemCall(files_.system_, call);
+  sqlite3_syscall_ptr Before(const char* call) const {
+    return files_.system_->xGetSystemCall(files_.system_, call);
+  }
+  void Replace(const char* call, sqlite3_syscall_ptr with) const {
     files_.system_->xSetSystemCall(files_.system_, call, with);
-    return before;
   }
   static int Open(const char* path, int flags, int mode) {
     if (current_ == nullptr || std::strcmp(path, kNothing) == 0)
@@ -356,10 +359,19 @@ SqliteFiles::Why SqliteFiles::Judge(const struct stat& status, const std::string
   if (!S_ISREG(status.st_mode)) return Why::kNoFile;
   if (status.st_nlink > 1) return Why::kTwoNames;
   if (&name == &place_.name() || !database_.has_value()) return Why::kNothing;
+  return IsOwn(status) ? Why::kNothing : Why::kForeign;
+}
+
+bool SqliteFiles::IsOwn(const struct stat& side_file) const {
+  const struct stat& database = *database_;
+  if (side_file.st_uid == database.st_uid) return true;
+  // SQLite gives root's side files to the database's owner. What was root's before would be given away: only
+  // one that has just been made, by root, is taken for a side file.
+  if (geteuid() == kRoot && side_file.st_uid == kRoot) return side_file.st_size == 0;
+  if (side_file.st_uid == geteuid() || side_file.st_uid == kRoot) return true;
   // Who may write the database could write there what a side file has it take in.
-  const bool own = status.st_uid == database_->st_uid || status.st_uid == geteuid() || status.st_uid == 0 ||
-                   (database_->st_mode & kWritableByOthers) != 0;
-  return own ? Why::kNothing : Why::kForeign;
+  const bool by_group = (database.st_mode & S_IWGRP) != 0 && side_file.st_gid == database.st_gid;
+  return by_group || (database.st_mode & S_IWOTH) != 0;
 }
 
 int SqliteFiles::OpenNameless(Kind kind) const {

@@ -72,6 +72,8 @@ class SqliteFiles {
   [[nodiscard]] int OpenFound(const Descriptor& found, const std::string& name, int flags);
   [[nodiscard]] int OpenNameless(Kind kind) const;
   [[nodiscard]] Why Judge(const struct stat& status, const std::string& name) const;
+  // Whether it may lie beside the database: made by who may write that.
+  [[nodiscard]] bool IsOwn(const struct stat& side_file) const;
   // Nothing for a name that is none of the connection's.
   [[nodiscard]] const std::string* OwnName(const char* path) const;
   [[nodiscard]] std::string RefusalText() const;
