@@ -1,14 +1,30 @@
 #include "database_reader.h"
 
+#include <charconv>
+#include <cstdint>
+#include <string_view>
+
 #include "platform/files.h"
 #include "queries_sql.h"
+#include "read_timeout.h"
 
 namespace {
 
 // Keys differ in the letter case alone; PostgreSQL minds that always.
 constexpr const char* kMindLetterCase = "PRAGMA case_sensitive_like=true";
+constexpr const char* kLimitQuestions = "SET statement_timeout = ";  // to milliseconds
 constexpr const char* kBeginOfSqlite = "BEGIN";
 constexpr const char* kBeginOfPostgres = "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY";
+
+// On a server; a connection that is made anew meanwhile has the platform's own limit. Where this fails, so
+// will the questions.
+void LimitQuestions(DatabaseReader& reader) {
+  const char* set = std::getenv(kReadTimeout);
+  const std::string_view text = set != nullptr ? set : "";
+  std::int32_t limit = 0;
+  std::from_chars(text.data(), text.data() + text.size(), limit);
+  if (limit > 0) static_cast<void>(reader.Run((kLimitQuestions + std::to_string(limit)).c_str()));
+}
 
 }  // namespace
 
@@ -34,8 +50,10 @@ DatabaseReader DatabaseReader::Of(const Library& library) {
 }
 
 DatabaseReader DatabaseReader::ForReading(const Library& library) {
-  if (library.shared()) return OnServer(library.database());
-  return DatabaseReader(KAVODBConnectReadOnly(library.database().c_str()));
+  if (!library.shared()) return DatabaseReader(KAVODBConnectReadOnly(library.database().c_str()));
+  DatabaseReader reader = OnServer(library.database());
+  if (reader) LimitQuestions(reader);
+  return reader;
 }
 
 bool DatabaseReader::BeginReading() {

@@ -106,7 +106,7 @@ void ExamineServer(DatabaseReader& database, const std::string& subject, Finding
 
 void ExamineSharedDatabase(const Library& tree, Findings& findings) {
   const std::string subject = "database " + tree.database();
-  DatabaseReader database = DatabaseReader::Of(tree);
+  DatabaseReader database = DatabaseReader::ForReading(tree);
   if (!database) {
     DatabaseReader server = DatabaseReader::OnServer(kMaintenanceDatabase);
     if (!server) {

@@ -119,5 +119,8 @@ int Examine(const LibraryOptions& options) {
 Runner DefineDoctor(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
   AddJsonOption(app, *options, "One JSON object");
+  // It looks at every page of the file.
+  app.get_option("--read-timeout")
+      ->description("Seconds that one question to the database may take; default 600");
   return [options] { return Examine(*options); };
 }

@@ -5,13 +5,25 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cmath>
 
 #include "commands/command.h"
 #include "display.h"
 #include "error_text.h"
+#include "read_timeout.h"
 #include "state_root.h"
 
 namespace {
+
+constexpr double kDefaultReadTimeout = 30;
+constexpr double kShortestReadTimeout = 0.001;
+constexpr double kLongestReadTimeout = 600;  // no statement takes longer
+constexpr double kMillisecondsOfSecond = 1000;
+
+void SetReadTimeout(double seconds, bool replace) {
+  const std::string limit = std::to_string(std::lround(seconds * kMillisecondsOfSecond));
+  setenv(kReadTimeout, limit.c_str(), replace ? 1 : 0);
+}
 
 Failure NoDatabase(const Library& library, const DatabaseReader& database) {
   const std::string file = library.database();
@@ -23,6 +35,7 @@ Failure NoDatabase(const Library& library, const DatabaseReader& database) {
 }
 
 Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string& path) {
+  SetReadTimeout(kDefaultReadTimeout, false);
   auto signals = library.shared() ? nullptr : std::make_unique<StopSignals>();
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) return NoDatabase(library, database);
@@ -79,7 +92,16 @@ std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app, const std::stri
   app.add_option("folder", options->folder, what)->type_name("FOLDER");
   AddSharedOption(app, options->shared);
   AddRootOption(app, options->root);
+  AddReadTimeoutOption(app);
   return options;
+}
+
+void AddReadTimeoutOption(CLI::App& app) {
+  app.add_option_function<double>(
+         "--read-timeout", [](double seconds) { SetReadTimeout(seconds, true); },
+         "Seconds that one question to the database may take; default 30")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(kShortestReadTimeout, kLongestReadTimeout));
 }
 
 void AddJsonOption(CLI::App& app, LibraryOptions& options, const std::string& what) {

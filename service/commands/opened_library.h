@@ -50,6 +50,8 @@ struct LibraryOptions {
 std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app, const std::string& what = "A library");
 // The library that they name.
 Outcome<OpenedLibrary> OpenLibrary(const LibraryOptions& options);
+// The option --read-timeout of commands that read a library.
+void AddReadTimeoutOption(CLI::App& app);
 // Its option --json; WHAT is printed then.
 void AddJsonOption(CLI::App& app, LibraryOptions& options, const std::string& what);
 

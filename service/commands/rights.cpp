@@ -97,5 +97,6 @@ Runner DefineRights(CLI::App& app) {
   AddSharedOption(app, options->shared);
   app.add_flag("--json", options->json, "One JSON object");
   AddRootOption(app, options->root);
+  AddReadTimeoutOption(app);
   return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };
 }

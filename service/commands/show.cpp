@@ -96,5 +96,6 @@ Runner DefineShow(CLI::App& app) {
   app.add_option("file", options->file, "A photo or video of a library")->type_name("FILE")->required();
   app.add_flag("--json", options->json, "One JSON object");
   AddRootOption(app, options->root);
+  AddReadTimeoutOption(app);
   return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };
 }

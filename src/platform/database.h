@@ -34,7 +34,7 @@ KAVO_API KAVODB_CONNECTION* KAVODBConnect(const char* host, const char* user, co
 // lie beside the database until the last connection is closed, which also takes in what a process that died
 // has left there. Where they are not, nothing is made, and the file is read through the log that others keep
 // beside it; without one it is read as it stands, and a statement fails when the file was written since it
-// was opened.
+// was opened. It fails, too, when a stop signal comes that is held back, or after LUMIVAULT_READ_TIMEOUT ms.
 KAVO_API KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database);
 // Why the last KAVODBConnect or KAVODBConnectReadOnly of this thread gave null, in one line; empty when it
 // did not. Never null; valid until the thread's next attempt.

@@ -2,13 +2,19 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sqlite3.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "core/ascii.h"
@@ -20,7 +26,8 @@
 
 namespace {
 
-constexpr int kBusyTimeoutMs = 30'000;
+constexpr std::chrono::seconds kBusyTimeout{30};
+constexpr const char* kReadTimeout = "LUMIVAULT_READ_TIMEOUT";
 // So many steps of its machine SQLite makes between two looks at the clock; they take well under a
 // millisecond.
 constexpr int kStepsBetweenLooks = 10'000;
@@ -155,6 +162,14 @@ bool TakesSideFiles(const std::string& file) {
          faccessat(AT_FDCWD, folder.empty() ? "." : folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
+// A signal that stops programs is held back by this thread, and has arrived.
+bool StopIsPending() {
+  sigset_t pending;
+  if (sigpending(&pending) != 0) return false;
+  const auto is_pending = [&](int number) { return sigismember(&pending, number) == 1; };
+  return is_pending(SIGINT) || is_pending(SIGTERM) || is_pending(SIGHUP);
+}
+
 // Whether CODE speaks of the file as a whole and not of one statement.
 bool ConcernsFile(int code) {
   constexpr int kPrimaryCode = 0xFF;
@@ -183,6 +198,7 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
 SqliteConnection::SqliteConnection(Files files, Database database)
     : files_(std::move(files)), watch_(std::make_unique<Watch>()), database_(std::move(database)) {
   sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
+  sqlite3_busy_handler(database_.get(), WaitForLock, watch_.get());
 }
 
 SqliteConnection::~SqliteConnection() = default;
@@ -208,13 +224,17 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& 
   const std::string& path = files->place().path();
   if (TakesSideFiles(path)) {
     auto connection = OpenAs(files, path, SQLITE_OPEN_READWRITE, error);
+    if (connection != nullptr) connection->HeedReader();
     if (connection != nullptr && connection->Run(kTakeSideFiles, error)) return connection;
     if (files->refused()) return nullptr;
   }
   UnchangedFile unlocked(path);  // before the look at its log
-  if (HasLog(path)) return OpenAs(files, path, SQLITE_OPEN_READONLY, error);
-  auto connection = OpenAs(files, UnlockedName(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
-  if (connection != nullptr) connection->unlocked_ = std::move(unlocked);
+  const bool logged = HasLog(path);
+  auto connection = logged ? OpenAs(files, path, SQLITE_OPEN_READONLY, error)
+                           : OpenAs(files, UnlockedName(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
+  if (connection == nullptr) return nullptr;
+  connection->HeedReader();
+  if (!logged) connection->unlocked_ = std::move(unlocked);
   return connection;
 }
 
@@ -230,14 +250,38 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenAs(const Files& files, c
     if (error.empty()) error = sqlite3_errmsg(opened);
     return nullptr;
   }
-  sqlite3_busy_timeout(opened, kBusyTimeoutMs);
   DistrustFile(opened);
   if (!AddByteLike(opened)) throw std::bad_alloc();
   return std::unique_ptr<SqliteConnection>(new SqliteConnection(files, std::move(database)));
 }
 
 int SqliteConnection::IsOverdue(void* watch) {
-  return Watch::Clock::now() > static_cast<const Watch*>(watch)->end ? 1 : 0;
+  auto& self = *static_cast<Watch*>(watch);
+  if (self.heeds_stops && StopIsPending()) self.stopped = true;
+  return self.stopped || Watch::Clock::now() > self.end ? 1 : 0;
+}
+
+int SqliteConnection::WaitForLock(void* watch, int tries) {
+  constexpr int kLongestPauseMs = 20;
+  auto& self = *static_cast<Watch*>(watch);
+  const auto now = Watch::Clock::now();
+  if (tries == 0) self.waiting_since = now;
+  if (IsOverdue(watch) != 0 || now - self.waiting_since > kBusyTimeout) return 0;
+  std::this_thread::sleep_for(std::chrono::milliseconds(std::min(tries + 1, kLongestPauseMs)));
+  return 1;
+}
+
+void SqliteConnection::HeedReader() {
+  watch_->heeds_stops = true;
+  const char* set = secure_getenv(kReadTimeout);
+  const std::string_view text = set != nullptr ? set : "";
+  std::int64_t limit = 0;
+  std::from_chars(text.data(), text.data() + text.size(), limit);
+  if (limit > 0) watch_->bound = std::min(watch_->bound, std::chrono::milliseconds(limit));
+}
+
+const char* SqliteConnection::WhyInterrupted() const {
+  return watch_->stopped ? "Stopped by a signal." : "The statement took too long.";
 }
 
 int SqliteConnection::type() const {
@@ -313,7 +357,7 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
 bool SqliteConnection::Fail(int code, std::string& error) {
   error = files_->TakeRefusal();
   if (error.empty())
-    error = code == SQLITE_INTERRUPT ? "The statement took too long." : sqlite3_errmsg(database_.get());
+    error = code == SQLITE_INTERRUPT || watch_->stopped ? WhyInterrupted() : sqlite3_errmsg(database_.get());
   if (ConcernsFile(code) && file_failure_.empty()) file_failure_ = error;
   return false;
 }

@@ -18,7 +18,9 @@ class SqliteStatements;
 
 enum class SqliteFile { kMustExist, kMayBeMade, kReadOnly };
 
-// Waits up to half a minute for locks of other connections and processes. That FILE is no database shows at
+// Waits up to half a minute for locks of other connections and processes. One that only reads ends its
+// statement when a signal that stops programs is held back, and after the time that LUMIVAULT_READ_TIMEOUT
+// gives it, in milliseconds. That FILE is no database shows at
 // the first statement, not at the opening.
 class SqliteConnection : public DatabaseEngine {
  public:
@@ -68,8 +70,13 @@ class SqliteConnection : public DatabaseEngine {
 
     std::chrono::milliseconds bound = kStatementBound;
     Clock::time_point end = Clock::time_point::max();
+    Clock::time_point waiting_since{};  // for a lock
+    bool heeds_stops = false;           // also signals that are held back end it
+    bool stopped = false;
   };
   static int IsOverdue(void* watch);
+  // After TRIES earlier tries for a lock: whether to try again.
+  static int WaitForLock(void* watch, int tries);
 
   using Files = std::shared_ptr<SqliteFiles>;
 
@@ -81,6 +88,9 @@ class SqliteConnection : public DatabaseEngine {
   [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenAs(const Files& files, const std::string& name,
                                                                 int flags, std::string& error);
 
+  // For connections that only read: the limit of the one who reads, and an end when he is told to stop.
+  void HeedReader();
+  [[nodiscard]] const char* WhyInterrupted() const;
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
                                   std::string& error);
   // Runs the first statement of SQL, or what can be said of it without, and moves SQL behind it.

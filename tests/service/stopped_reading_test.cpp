@@ -1,0 +1,128 @@
+// Commands that read, told to stop while the database keeps them waiting.
+#include <signal.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "support/media_maker.h"
+#include "support/service_test.h"
+#include "support/shared_tree_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// The machine may have others to serve: each stop takes no more than the latter, the fastest of some no more
+// than the former.
+constexpr milliseconds kAtOnce{200};
+constexpr milliseconds kAtOnceOnBusyMachine{2000};
+
+// Tells RUN to stop when it is under way; how long it takes to end of that.
+Clock::duration TimeToStop(ProgramRun& run, int number) {
+  std::this_thread::sleep_for(milliseconds(1000));
+  const auto told = Clock::now();
+  run.Signal(number);
+  const RunResult result = run.Wait();
+  const auto taken = Clock::now() - told;
+  EXPECT_LT(taken, kAtOnceOnBusyMachine);
+  EXPECT_EQ(result.status, kKilledBy + number) << result.out << result.err;
+  return taken;
+}
+
+class StoppedReadingTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    MakeJpeg(File("a.jpg"), 16, 8);
+    Index();
+    at_rest_ = Names();
+  }
+  std::set<std::string> Names() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder())) names.insert(entry.path().filename());
+    return names;
+  }
+  // Albums and photos without an index between them: each album walks all photos.
+  void MakeSlow() const {
+    Query("DROP INDEX photo_image_shareid");
+    Query(
+        "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 30000) "
+        "INSERT INTO photo_image (path, shareid) SELECT 'x' || i, i FROM n");
+    Query(
+        "WITH RECURSIVE n (i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 30000) "
+        "INSERT INTO photo_share (shareid, sharename) SELECT i, 'x' || i FROM n");
+  }
+  Clock::duration TimeToStop(const std::string& command, int number) {
+    SCOPED_TRACE(command);
+    return ::TimeToStop(*Start({command, folder()}), number);
+  }
+
+  std::set<std::string> at_rest_;
+};
+
+TEST_F(StoppedReadingTest, ByALongQuestion) {
+  MakeSlow();
+  auto fastest = Clock::duration::max();
+  for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    fastest = std::min(fastest, TimeToStop("albums", number));
+  EXPECT_LT(fastest, kAtOnce);
+  EXPECT_EQ(Names(), at_rest_) << "nothing of it stays in the folder";
+}
+
+TEST_F(StoppedReadingTest, BehindALock) {
+  sqlite3* holder = nullptr;
+  ASSERT_EQ(sqlite3_open((folder() / ".KAVOHGADB").c_str(), &holder), SQLITE_OK);
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closed(holder, &sqlite3_close);
+  ASSERT_EQ(sqlite3_exec(holder, "PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; DELETE FROM photo_label",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  auto fastest = Clock::duration::max();
+  for (const char* command : {"ls", "stats", "export"})
+    fastest = std::min(fastest, TimeToStop(command, SIGTERM));
+  EXPECT_LT(fastest, kAtOnce);
+}
+
+TEST_F(StoppedReadingTest, ByItsOwnLimit) {
+  MakeSlow();
+  const auto begin = Clock::now();
+  const RunResult result = Run({"albums", folder(), "--read-timeout", "0.2"});
+  EXPECT_LT(Clock::now() - begin, milliseconds(3000));
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "lumivault: the database cannot be read: The statement took too long.\n");
+}
+
+TEST_F(StoppedReadingTest, ALimitThatIsNoneIsWrongUsage) {
+  for (const char* limit : {"0", "-1", "soon", "601"})
+    EXPECT_EQ(Run({"ls", folder(), "--read-timeout", limit}).status, 2) << limit;
+}
+
+// A question about photos takes the server a minute.
+class StoppedReadingOnServerTest : public SharedTreeTest {
+ protected:
+  void SetUp() override {
+    SharedTreeTest::SetUp();
+    if (IsSkipped()) return;
+    MakeJpeg(File("a.jpg"), 16, 8);
+    Index();
+    Query("ALTER TABLE photo_image RENAME TO photos");
+    Query("CREATE VIEW photo_image AS SELECT photos.* FROM photos, pg_sleep(60)");
+  }
+};
+
+TEST_F(StoppedReadingOnServerTest, ByALongQuestion) {
+  EXPECT_LT(TimeToStop(*Start({"stats", "--shared"}), SIGTERM), kAtOnce);
+}
+
+TEST_F(StoppedReadingOnServerTest, ByItsOwnLimit) {
+  const auto begin = Clock::now();
+  const RunResult result = Run({"stats", "--shared", "--read-timeout", "0.2"});
+  EXPECT_LT(Clock::now() - begin, milliseconds(5000)) << "far from the default";
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err,
+            "lumivault: the database cannot be read: ERROR:  canceling statement due to statement timeout\n");
+}
+
+}  // namespace
