@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <thread>
 
 #include "platform/database_fixture.h"
@@ -386,7 +387,15 @@ TEST_F(BusyTest, WriterWaitsForAnotherConnection) {
 }
 
 TEST_F(BusyTest, WriterWaitsForHalfAMinute) {
-  EXPECT_EQ(Column(Send(OpenSqlite(file()), "PRAGMA busy_timeout"), "timeout"), Values{"30000"});
+  const Connection holder = OpenSqlite(file());
+  const Connection waiter = OpenSqlite(file());
+  Send(holder, "BEGIN IMMEDIATE; INSERT INTO t VALUES (1)");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(KAVODBExecute(waiter.get(), "INSERT INTO t VALUES (2)", nullptr), -1);
+  const auto waited = std::chrono::steady_clock::now() - start;
+  EXPECT_STREQ(KAVODBErrorGet(waiter.get()), "database is locked");
+  EXPECT_GE(waited, std::chrono::seconds(30));
+  EXPECT_LT(waited, std::chrono::seconds(60));
 }
 
 TEST_F(BusyTest, WritersOfSeveralProcessesWaitForEachOther) {
