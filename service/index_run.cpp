@@ -285,9 +285,7 @@ void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
     return;
   }
   if (!result.done()) {
-    const bool of_the_file = result.outcome == ItemOutcome::kFailed && item.action != ItemAction::kDelete;
-    Tell(report_.failed, item, result.trouble,
-         of_the_file && WasTold(item, EntryState::kFailed, result.trouble));
+    Tell(report_.failed, item, result.trouble, WasTold(item, EntryState::kFailed, result.trouble));
     report_.failed.back().unopened = result.outcome == ItemOutcome::kUnopened;
   }
   if (result.done() && !result.trouble.empty())

@@ -64,6 +64,29 @@ TEST_F(KnownFailuresTest, TheJsonTellsWhatIsKnown) {
   EXPECT_TRUE(report["notes"][0]["known"].asBool());
 }
 
+// The file was damaged before; that its row stays now is another matter.
+TEST_F(KnownFailuresTest, ARefusedDeleteOfADamagedFileIsNew) {
+  WriteFile(File("good.jpg"), "");
+  EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "good.jpg"));
+  Query("CREATE TRIGGER refusal BEFORE DELETE ON photo_image BEGIN SELECT RAISE(IGNORE); END");
+  fs::remove(File("good.jpg"));
+  for (int run = 0; run < 2; ++run) EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "good.jpg")) << run;
+  Query("DROP TRIGGER refusal");
+  EXPECT_EQ(Index()["deleted"].asInt(), 1);
+}
+
+TEST_F(KnownFailuresTest, AnotherReasonForAnUnchangedFileIsNew) {
+  const auto library = *fs::directory_iterator(state() / "libraries");
+  QueryDatabase(library.path() / "catalogue.db", "UPDATE entry SET reason = 'another' WHERE reason <> ''");
+  const Json::Value report = StrictJson(Run({"reindex", "--quiet", "--json", folder()}).out);
+  EXPECT_FALSE(IsKnown(report, "bad.jpg"));
+  ASSERT_EQ(report["notes"].size(), 1U);
+  EXPECT_FALSE(report["notes"][0]["known"].asBool());
+  const RunResult again = Run({"reindex", "--quiet", "--json", folder()});
+  EXPECT_EQ(again.status, 0);
+  EXPECT_TRUE(IsKnown(StrictJson(again.out), "bad.jpg"));
+}
+
 TEST_F(KnownFailuresTest, ANoteAloneIsNoFailure) {
   fs::remove(File("bad.jpg"));
   Index();
