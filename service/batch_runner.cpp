@@ -14,6 +14,7 @@
 #include "gone.h"
 #include "lent_position.h"
 #include "library.h"
+#include "library_facts.h"
 #include "people_merge_pause.h"
 #include "platform/connection_lending.h"
 #include "platform/files.h"
@@ -88,8 +89,9 @@ bool ReadsFile(const WorkItem& item) {
 
 }  // namespace
 
-bool BatchRunner::Run(const std::vector<WorkItem>& items) {
-  items_ = items;
+bool BatchRunner::Run(const Batch& batch) {
+  writer_ = batch.writer;
+  items_ = batch.items;
   prepared_.clear();
   while (prepared_.size() < items_.size()) {
     const std::size_t first = prepared_.size();
@@ -104,8 +106,9 @@ bool BatchRunner::WritePrepared(std::size_t first) {
   for (std::size_t done = first; done < prepared_.size(); done += results_.size()) {
     WriteTransaction(done);
     if (results_.empty()) return false;
-    connected_ = connected_ && channel_.Send(MessageType::kResults,
-                                             EncodeResults({static_cast<std::uint32_t>(done), results_}));
+    connected_ = connected_ &&
+                 channel_.Send(MessageType::kResults,
+                               EncodeResults({static_cast<std::uint32_t>(done), results_, generations_}));
     if (failure_ || StopWanted()) return false;
   }
   return !StopWanted();
@@ -134,15 +137,27 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
 
 void BatchRunner::WriteTransaction(std::size_t first) {
   results_.clear();
+  generations_.clear();
   AnnounceNoItem();
   const WriteTurn::Holder turn(turn_);
   if (KAVODBBatchBegin() != 0) return GiveUp(KAVODBLentErrorGet());
   WriteItems(first);
   if (failure_) return results_.clear();
   AnnounceNoItem();
-  if (KAVODBBatchCommit() == 0) return;
+  if (Commit()) return;
   if (DatabaseFailed()) return results_.clear();
   RetryOneByOne(first);
+}
+
+bool BatchRunner::Commit() {
+  const auto generation = RaiseGeneration(Database(), writer_);
+  if (!generation) {
+    KAVODBBatchRollback();
+    return false;
+  }
+  if (KAVODBBatchCommit() != 0) return false;
+  generations_.push_back(*generation);
+  return true;
 }
 
 void BatchRunner::WriteItems(std::size_t first) {
@@ -184,7 +199,9 @@ ItemResult BatchRunner::CallForMove(const WorkItem& item, Prepared& prepared) {
 ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
   switch (item.action) {
     case ItemAction::kMark:
-      return Judge(plugin_.IndexPreReindex(item.path.c_str()));
+      return Mark(item);
+    case ItemAction::kUnmark:
+      return Unmark();
     case ItemAction::kSweep:
       return Sweep(item);
     case ItemAction::kSetAside:
@@ -204,8 +221,20 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
 // The sweep leaves the labels of what it takes; the delete of a file takes all that nobody carries any more.
 ItemResult BatchRunner::Sweep(const WorkItem& item) {
   ItemResult swept = Judge(plugin_.IndexPostReindex(item.path.c_str()));
-  if (swept.done()) static_cast<void>(plugin_.IndexDelete((item.path + "/" + kHiddenPrefix).c_str()));
-  return swept;
+  if (!swept.done()) return swept;
+  static_cast<void>(plugin_.IndexDelete((item.path + "/" + kHiddenPrefix).c_str()));
+  return NoteMarked(Database(), false) ? swept : CannotAsk();
+}
+
+// Noted with the marks, so that a run that ends early leaves none that nobody knows of.
+ItemResult BatchRunner::Mark(const WorkItem& item) {
+  ItemResult marked = Judge(plugin_.IndexPreReindex(item.path.c_str()));
+  if (!marked.done()) return marked;
+  return NoteMarked(Database(), true) ? marked : CannotAsk();
+}
+
+ItemResult BatchRunner::Unmark() {
+  return UnmarkRows(Database()) && NoteMarked(Database(), false) ? ItemResult::Stored() : CannotAsk();
 }
 
 ItemResult BatchRunner::CallForFolder(const WorkItem& item) {
@@ -400,7 +429,7 @@ ItemResult BatchRunner::WriteAlone(std::size_t index) {
   ItemResult result = Write(index, prepared);
   if (DatabaseFailed()) return {};
   AnnounceNoItem();
-  if (KAVODBBatchCommit() == 0) return result;
+  if (Commit()) return result;
   if (DatabaseFailed()) return {};
   return NotKept();
 }

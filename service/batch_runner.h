@@ -26,7 +26,7 @@ class BatchRunner {
 
   // False when the supervisor wants no more or is gone, or the database has failed; what was done by then is
   // committed and reported.
-  [[nodiscard]] bool Run(const std::vector<WorkItem>& items);
+  [[nodiscard]] bool Run(const Batch& batch);
   // The database as a whole has failed, and no item: trying others would fail them all.
   const std::optional<Failure>& failure() const { return failure_; }
 
@@ -80,11 +80,16 @@ class BatchRunner {
   ItemResult JudgeGone(int result, ItemKind kind, const std::string& path);
   DatabaseReader& Database();
 
+  ItemResult Mark(const WorkItem& item);
+  ItemResult Unmark();
+
   // Writes what is prepared from item FIRST on. False as for Run.
   [[nodiscard]] bool WritePrepared(std::size_t first);
   // One transaction from item FIRST on; the items that it took have their results in `results_`.
   void WriteTransaction(std::size_t first);
   void WriteItems(std::size_t first);
+  // Ends the transaction with a generation of its own; false when it was not kept.
+  [[nodiscard]] bool Commit();
   // Items of a transaction that was lost, each in one of its own.
   void RetryOneByOne(std::size_t first);
   ItemResult WriteAlone(std::size_t index);
@@ -105,9 +110,11 @@ class BatchRunner {
   LogCapture& log_;
   Channel& channel_;
   const WriteTurn& turn_;
+  std::string writer_;  // whose generation the database gets
   std::vector<WorkItem> items_;
   std::vector<Prepared> prepared_;
   std::vector<ItemResult> results_;         // of the current transaction
+  std::vector<std::uint64_t> generations_;  // that it, or each of its items, has given the database
   std::optional<DatabaseReader> database_;  // shares the transaction
   bool connected_ = true;
   std::optional<Failure> failure_;

@@ -50,10 +50,14 @@ DatabaseReader DatabaseReader::Of(const Library& library) {
 }
 
 DatabaseReader DatabaseReader::ForReading(const Library& library) {
-  if (!library.shared()) return DatabaseReader(KAVODBConnectReadOnly(library.database().c_str()));
+  if (!library.shared()) return ForReading(library.database());
   DatabaseReader reader = OnServer(library.database());
   if (reader) LimitQuestions(reader);
   return reader;
+}
+
+DatabaseReader DatabaseReader::ForReading(const std::string& file) {
+  return DatabaseReader(KAVODBConnectReadOnly(file.c_str()));
 }
 
 bool DatabaseReader::BeginReading() {

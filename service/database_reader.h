@@ -26,6 +26,7 @@ class DatabaseReader {
   static DatabaseReader Of(const Library& library);
   // The same without any need to write: nothing is made or changed.
   static DatabaseReader ForReading(const Library& library);
+  static DatabaseReader ForReading(const std::string& file);
 
   explicit operator bool() const { return connection_ != nullptr; }
   bool on_server() const { return KAVODBDatabaseTypeGet(connection_.get()) == KAVODB_TYPE_POSTGRES; }

@@ -22,9 +22,13 @@ constexpr std::array kKeyedTables{
 };
 constexpr const char* kKeySuffix = "_key";
 
+std::string HeadOf(std::string_view table) {
+  return std::string("CREATE TABLE IF NOT EXISTS ").append(table).append(" (");
+}
+
 // The definitions between the parentheses of a CREATE TABLE, without comments.
 std::string TableBody(std::string_view script, std::string_view table) {
-  const std::string head = std::string("CREATE TABLE IF NOT EXISTS ").append(table).append(" (");
+  const std::string head = HeadOf(table);
   const std::size_t at = script.find(head);
   if (at == std::string_view::npos) return "";
   std::string body;
@@ -113,6 +117,14 @@ std::optional<std::string> ColumnDefinition(std::string_view script, std::string
     if (text.substr(0, text.find(' ')) == column) return std::string(text);
   }
   return std::nullopt;
+}
+
+std::optional<std::string> TableStatement(std::string_view script, std::string_view table) {
+  const std::size_t at = script.find(HeadOf(table));
+  if (at == std::string_view::npos) return std::nullopt;
+  script.remove_prefix(at);
+  const std::size_t end = script.find(';');
+  return end != std::string_view::npos ? std::optional(std::string(script.substr(0, end + 1))) : std::nullopt;
 }
 
 std::optional<std::string> AddColumnStatement(const DatabaseReader& database, std::string_view script,

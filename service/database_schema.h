@@ -27,6 +27,9 @@ Outcome<std::vector<SchemaGap>> FindSchemaGaps(DatabaseReader& database);
 std::optional<std::string> ColumnDefinition(std::string_view script, std::string_view table,
                                             std::string_view column);
 
+// The statement of the schema SCRIPT that makes TABLE, as it stands there; nothing when there is none.
+std::optional<std::string> TableStatement(std::string_view script, std::string_view table);
+
 // The statement that adds the missing column of GAP to DATABASE; nothing for a table or a key.
 std::optional<std::string> AddColumnStatement(const DatabaseReader& database, std::string_view script,
                                               const SchemaGap& gap);

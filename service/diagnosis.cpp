@@ -3,16 +3,23 @@
 #include <errno.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 
 #include "atomic_file.h"
 #include "base/fixed_path.h"
+#include "catalogue_generation.h"
+#include "catalogue_sql.h"
 #include "database_reader.h"
 #include "database_schema.h"
 #include "display.h"
 #include "error_text.h"
 #include "installation.h"
+#include "library_catalogue.h"
+#include "library_facts.h"
 #include "platform/files.h"
+#include "queries_sql.h"
 #include "schema_sql.h"
 #include "shared_tree.h"
 
@@ -21,6 +28,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kRunMakesIt = "run: lumivault index, or lumivault init --shared; both make it";
+constexpr int kDecimal = 10;
 constexpr const char* kGone = "No such file or directory";
 
 void Add(Findings& findings, std::string subject, std::string problem, std::string remedy,
@@ -154,6 +162,54 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
                 findings);
 }
 
+// --- What runs have noted.
+
+std::string Only(const std::optional<std::vector<DatabaseReader::Row>>& rows) {
+  return rows && !rows->empty() ? rows->front().front().value_or("") : "";
+}
+
+std::uint64_t Counted(DatabaseReader& database, const char* sql) {
+  return std::strtoull(Only(database.Query({"count"}, sql)).c_str(), nullptr, kDecimal);
+}
+
+void ExamineRows(DatabaseReader& catalogue, DatabaseReader& database, const std::string& subject,
+                 const std::string& reindex, Findings& findings) {
+  const std::uint64_t noted = Counted(catalogue, kCountFilesWithRows);
+  const std::uint64_t rows = Counted(database, kCountMediaSql);
+  if (rows >= noted) return;
+  Add(findings, subject, std::to_string(noted - rows) + " files that were indexed have no row", reindex,
+      ExitStatus::kDatabase);
+}
+
+// A run that goes on has not noted yet what it has done.
+void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& findings) {
+  const std::string file = CatalogueFile(root, library);
+  if (Missing(file) || IsHeld(library)) return;
+  DatabaseReader catalogue = DatabaseReader::ForReading(file);
+  DatabaseReader database = DatabaseReader::ForReading(library);
+  if (!catalogue || !database) return;
+  const auto facts = ReadFacts(database);
+  if (!facts) return;
+  const std::string subject =
+      library.shared() ? "database " + library.database() : Visible(library.database());
+  const std::string of_library = library.shared() ? " --shared" : " " + Visible(library.folder);
+  const auto fact = [&](const char* name) {
+    return Only(catalogue.Query({"value"}, kFact, std::string(name)));
+  };
+  switch (StandingOf(fact(kGenerationFact), fact(kWriterFact), facts->generation)) {
+    case Standing::kInStep:
+      return ExamineRows(catalogue, database, subject, "run: lumivault reindex" + of_library, findings);
+    case Standing::kBehind:
+      return;
+    case Standing::kOther:
+      return Add(
+          findings, subject,
+          "it is not as the last run has left it: an older copy was put back, or runs with another state "
+          "folder have written",
+          "run: lumivault index" + of_library, ExitStatus::kDatabase);
+  }
+}
+
 // --- Folders.
 
 void ExamineFolder(const Library& library, Findings& findings) {
@@ -208,5 +264,6 @@ Findings ExamineLibrary(const StateRoot& root, const Library& library) {
     ExaminePersonalSwitch(root, library, findings);
     ExaminePersonalDatabase(library, findings);
   }
+  if (findings.empty()) ExamineCatalogue(root, library, findings);
   return findings;
 }

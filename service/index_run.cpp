@@ -37,13 +37,20 @@ IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& cata
     : options_(std::move(options)),
       catalogue_(catalogue),
       signals_(signals),
-      progress_(stderr, ProgressModeFor(stderr, options_.quiet)) {
+      generations_(catalogue),
+      progress_(stderr, ProgressModeFor(stderr, options_.quiet)),
+      marked_(HasMarkedRows(catalogue)) {
   report_.library = library;
 }
 
 Outcome<Done> IndexRun::Update() {
+  if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked);
   const bool first_time = catalogue_.FileCount() == 0 && catalogue_.Folders().empty();
   return Conclude(first_time ? UpdateFirstTime() : UpdateDifferences());
+}
+
+Outcome<Done> IndexRun::Unmark() {
+  return marked_ ? Send({WholeLibrary(report_.library, ItemAction::kUnmark)}) : Done{};
 }
 
 Outcome<Done> IndexRun::UpdateFirstTime() {
@@ -77,17 +84,24 @@ Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
 
 Outcome<Done> IndexRun::Reindex() {
   full_ = true;
+  auto outcome = MarkSendAndSweep();
+  // Where rows are kept that were not met, or a loss is not believed.
+  if (outcome) outcome = Unmark();
+  return Conclude(std::move(outcome));
+}
+
+Outcome<Done> IndexRun::MarkSendAndSweep() {
   IndexReport unread = report_;
   auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
   if (!plan) return plan.failure();
   if (plan->verdict.holds) {
     Withhold(plan->verdict, plan->deletes);
-    return Conclude(Done{});
+    return Done{};
   }
-  if (auto sent = Send(std::move(plan->items)); !sent) return Conclude(sent);
-  if (auto sent = SendRescues(); !sent) return Conclude(sent);
-  if (auto sent = SendEverything(); !sent) return Conclude(sent);
-  return Conclude(SweepOrDelete(*plan));
+  if (auto sent = Send(std::move(plan->items)); !sent) return sent;
+  if (auto sent = SendRescues(); !sent) return sent;
+  if (auto sent = SendEverything(); !sent) return sent;
+  return SweepOrDelete(*plan);
 }
 
 Outcome<Done> IndexRun::SendEverything() {
@@ -200,7 +214,8 @@ Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
     counter_ = std::make_unique<FileCounter>(report_.library.folder);
   }
   WorkQueue queue(std::move(source), [this](const WorkItem& item) { return MayBeSent(item); });
-  Supervisor supervisor({options_.worker, options_.workers, options_.file_timeout}, queue, *this, signals_);
+  Supervisor supervisor({options_.worker, WriterOf(catalogue_), options_.workers, options_.file_timeout}, queue,
+                        *this, signals_);
   auto outcome = supervisor.Run();
   stopped_by_ = supervisor.stopped_by();
   counter_.reset();
@@ -250,9 +265,15 @@ void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
     NoteDelete(item, result);
   } else if (!result.done()) {
     failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.trouble};
+  } else {
+    marked_ = item.action == ItemAction::kMark;
   }
   CountFile(item);
   Reach(item);
+}
+
+void IndexRun::BatchKept(std::uint64_t generation) {
+  generations_.Note(generation);
 }
 
 void IndexRun::Reach(const WorkItem& item) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "catalogue.h"
+#include "catalogue_generation.h"
 #include "file_counter.h"
 #include "library.h"
 #include "marked_rows.h"
@@ -49,10 +51,13 @@ class IndexRun : private RunObserver {
  private:
   using Clock = std::chrono::steady_clock;
 
+  // The marks that an earlier reindex or this one leaves go.
+  Outcome<Done> Unmark();
   Outcome<Done> UpdateFirstTime();
   Outcome<Done> UpdateDifferences();
   Outcome<Done> SendDeletes(Plan& plan);
   Outcome<Done> SendRescues();
+  Outcome<Done> MarkSendAndSweep();
   Outcome<Done> SendEverything();
   Outcome<Done> SweepOrDelete(const Plan& plan);
   // Whether what a full reindex has not met may be deleted.
@@ -75,6 +80,7 @@ class IndexRun : private RunObserver {
 
   void LibraryOpen() override;
   void ItemDone(const WorkItem& item, const ItemResult& result) override;
+  void BatchKept(std::uint64_t generation) override;
   void Tick() override;
   void NoteUpdate(const WorkItem& item, const ItemResult& result);
   void NoteMove(const WorkItem& item, const ItemResult& result);
@@ -97,6 +103,7 @@ class IndexRun : private RunObserver {
   IndexOptions options_;
   Catalogue& catalogue_;
   StopSignals& signals_;
+  KeptGenerations generations_;
   IndexReport report_;
   Clock::time_point start_ = Clock::now();
   Clock::time_point committed_ = Clock::now();
@@ -108,6 +115,7 @@ class IndexRun : private RunObserver {
   IndexReport passed_;                                  // what the walk came to since the last of them
   std::string current_folder_;
   bool full_ = false;                                 // everything is read, and told of
+  bool marked_;                                       // rows are marked by a reindex
   bool moved_ = false;                                // since the last commit
   bool move_failed_ = false;                          // rows are still under an old name
   std::unordered_set<std::string> held_back_;         // paths of rows that must stay as they are

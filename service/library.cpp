@@ -279,6 +279,11 @@ bool LibraryLock::FolderIsThere(const Library& library) const {
   return held.st_dev == named.st_dev && held.st_ino == named.st_ino;
 }
 
+bool IsHeld(const Library& library) {
+  const FileDescriptor folder(open(library.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return folder && flock(folder.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 std::string KeyPath(const std::string& path) {
   std::error_code error;
   fs::path absolute = fs::absolute(path, error).lexically_normal();

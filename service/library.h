@@ -74,6 +74,9 @@ class LibraryLock {
   FileDescriptor folder_;  // empty where the folder cannot be opened or locked
 };
 
+// A run holds LIBRARY now, be it one with another state folder.
+bool IsHeld(const Library& library);
+
 // The absolute path of PATH as libraries know it: links on the way to it are resolved, PATH itself is taken
 // as it is and need not exist.
 std::string KeyPath(const std::string& path);

@@ -5,26 +5,25 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <sstream>
 #include <string_view>
 
+#include "catalogue_generation.h"
+#include "catalogue_repair.h"
 #include "catalogue_sql.h"
 #include "display.h"
 #include "error_text.h"
-#include "media_files.h"
 #include "open_folder.h"
 
 namespace {
 
 constexpr const char* kRootFact = "root";
 constexpr const char* kDatabaseFact = "database";
+constexpr const char* kMarkedFact = "marked";
 constexpr const char* kSetAside = ".other";
-constexpr int kDecimal = 10;
 
 struct Identity {
   std::string device;
@@ -74,20 +73,9 @@ Outcome<std::string> IdentityOfDatabase(const Library& library) {
   return library.shared() ? IdentityOnServer(library) : IdentityOfFile(library.database());
 }
 
-Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library, const char* sql,
-                      bool folders) {
-  const auto rows = database.Query({"path", "size"}, sql);
-  if (!rows) return Unreadable(database);
-  for (const DatabaseReader::Row& row : *rows) {
-    CatalogueEntry entry;
-    entry.path = row.front().value_or("");
-    if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
-    entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
-    entry.state = EntryState::kUnread;
-    entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
-    if (!entry.path.empty()) catalogue.Put(entry);
-  }
-  return Done{};
+void SetFact(Catalogue& catalogue, const char* fact, bool holds) {
+  if (catalogue.Fact(fact).has_value() == holds) return;
+  holds ? catalogue.PutFact(fact, "") : catalogue.RemoveFact(fact);
 }
 
 // Where it may not be written, that is what is wrong, whatever it is that SQLite meets first.
@@ -103,17 +91,14 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
   DatabaseReader database = DatabaseReader::Of(library);
   if (!identity.empty() && !(database && database.IsReadable())) return Unusable(library, database);
   catalogue.Clear();
+  Generation generation;
   if (database && database.HasSchema()) {
-    struct Source {
-      const char* sql;
-      bool folders;
-    };
-    constexpr std::array kSources{Source{kIndexedFolders, true}, Source{kIndexedPhotos, false},
-                                  Source{kIndexedVideos, false}};
-    for (const auto& [sql, folders] : kSources) {
-      if (auto put = PutRows(catalogue, database, library, sql, folders); !put) return put;
-    }
+    const auto facts = ReadFacts(database);
+    if (!facts) return facts.failure();
+    generation = facts->generation;
+    if (auto put = PutRows(catalogue, database, library); !put) return put;
   }
+  AdoptMadeAnew(catalogue, generation);
   catalogue.PutFact(kDatabaseFact, identity);
   catalogue.Commit();
   return Done{};
@@ -142,6 +127,40 @@ Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, con
   return opened;
 }
 
+// CATALOGUE speaks of the database IDENTITY as it is now.
+Outcome<Done> Align(Catalogue& catalogue, const Library& library, const std::string& identity) {
+  DatabaseReader database = DatabaseReader::ForReading(library);
+  if (!database) return Unreadable(database);
+  const auto facts = ReadFacts(database);
+  if (!facts) return facts.failure();
+  SetFact(catalogue, kMarkedFact, facts->marked);
+  switch (StandingOf(catalogue, facts->generation)) {
+    case Standing::kInStep:
+      return Done{};
+    case Standing::kOther:
+      return MakeAnew(catalogue, library, identity);
+    case Standing::kBehind:
+      break;
+  }
+  if (auto agreed = AgreeWithRows(catalogue, database, library); !agreed) return agreed;
+  Adopt(catalogue, facts->generation);
+  catalogue.Commit();
+  return Done{};
+}
+
+// A database that is there has to be read for it; one that is not knows nothing.
+Outcome<Catalogue> Aligned(Outcome<Catalogue> catalogue, const Library& library,
+                           const std::string& identity) {
+  if (!catalogue) return catalogue;
+  if (identity.empty()) {
+    SetFact(*catalogue, kMarkedFact, std::nullopt);
+    return catalogue;
+  }
+  if (auto aligned = Align(*catalogue, library, identity); !aligned) return aligned.failure();
+  if (catalogue->failure()) return *catalogue->failure();
+  return catalogue;
+}
+
 }  // namespace
 
 std::string CatalogueFile(const StateRoot& root, const Library& library) {
@@ -160,11 +179,13 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
                        ": neither the database nor the files of earlier runs are here; nothing was done. Is "
                        "a disk not mounted? (--accept-loss begins anew)"};
   }
-  if (database->empty() || catalogue->Fact(kDatabaseFact).value_or("") != *database) {
-    return ForDatabase(std::move(*catalogue), file, library, *database);
-  }
-  if (catalogue->failure()) return *catalogue->failure();
-  return catalogue;
+  const bool other = database->empty() || catalogue->Fact(kDatabaseFact).value_or("") != *database;
+  return Aligned(other ? ForDatabase(std::move(*catalogue), file, library, *database) : std::move(catalogue),
+                 library, *database);
+}
+
+bool HasMarkedRows(Catalogue& catalogue) {
+  return catalogue.Fact(kMarkedFact).has_value();
 }
 
 bool RootChanged(Catalogue& catalogue, const Library& library) {

@@ -12,9 +12,13 @@
 std::string CatalogueFile(const StateRoot& root, const Library& library);
 
 // Opens FILE. A catalogue of another database than the library's of today is set aside, until that database
-// is back, and made anew from the rows of the one that is there. Fails with kLoss when there is neither the
-// database nor the folder that the catalogue knows, unless that ACCEPTS_LOSS.
+// is back, and made anew from the rows of the one that is there; so is one of a later state of the database.
+// One that a killed run has left behind is made to agree with the rows. Fails with kLoss when there is
+// neither the database nor the folder that the catalogue knows, unless that ACCEPTS_LOSS.
 Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss);
+
+// A full reindex of an earlier run has marked rows and has not come to its end, as the opening found.
+bool HasMarkedRows(Catalogue& catalogue);
 
 // The folder is not the one that the catalogue was made of: another disk, or something in its place.
 bool RootChanged(Catalogue& catalogue, const Library& library);

@@ -9,9 +9,11 @@
 #include "database_schema.h"
 #include "display.h"
 #include "library.h"
+#include "library_facts.h"
 #include "platform/connection_lending.h"
 #include "platform/files.h"
 #include "queries_sql.h"
+#include "shared_tree.h"
 
 namespace {
 
@@ -25,12 +27,17 @@ std::string InstalledSchema() {
   return path.data();
 }
 
+Outcome<std::string> PersonalSchema() {
+  if (auto schema = ReadWholeFile(InstalledSchema())) return std::move(*schema);
+  return Failure{ExitStatus::kConfiguration, "the schema of personal databases cannot be read"};
+}
+
 // A first use that was cut short leaves a database without its tables. The schema script is safe to run
 // again.
 Outcome<Done> CompleteSchema(DatabaseReader& reader, const std::string& database) {
   if (reader.HasSchema()) return Done{};
-  const auto schema = ReadWholeFile(InstalledSchema());
-  if (!schema) return Failure{ExitStatus::kConfiguration, "the schema of personal databases cannot be read"};
+  const auto schema = PersonalSchema();
+  if (!schema) return schema.failure();
   if (reader.Run(schema->c_str()) && reader.HasSchema()) return Done{};
   return Unreachable(database, reader.error());
 }
@@ -44,6 +51,16 @@ void BringUpToDate(const std::string& database) {
   if (const auto schema = ReadWholeFile(InstalledSchema())) static_cast<void>(reader.Run(schema->c_str()));
 }
 
+// A database of before has no table for what the service notes in it.
+Outcome<Done> CompleteFacts(DatabaseReader& reader, const std::string& database,
+                            const Outcome<std::string>& script) {
+  if (HasFacts(reader)) return Done{};
+  if (!script) return script.failure();
+  const auto statement = TableStatement(*script, kFactTable);
+  if (statement && reader.Run(statement->c_str())) return Done{};
+  return Unreachable(database, reader.error());
+}
+
 Outcome<Done> SetDefaults(DatabaseReader& reader, const std::string& database) {
   if (reader.Run(kMergePeopleByDefaultSql)) return Done{};
   return Unreachable(database, reader.error());
@@ -54,6 +71,7 @@ Outcome<Done> CompleteDatabase(const std::string& database) {
   if (!reader) return Unreachable(database, reader.error());
   if (auto complete = CompleteSchema(reader, database); !complete) return complete;
   BringUpToDate(database);
+  if (auto complete = CompleteFacts(reader, database, PersonalSchema()); !complete) return complete;
   return SetDefaults(reader, database);
 }
 
@@ -61,8 +79,8 @@ Outcome<Done> CompleteDatabase(const std::string& database) {
 Outcome<Done> CheckSharedDatabase(const Library& library) {
   DatabaseReader reader = DatabaseReader::Of(library);
   if (!reader) return Unreachable("the database " + library.database(), reader.error());
-  if (reader.HasSchema()) return Done{};
-  return WithoutTables(library);
+  if (!reader.HasSchema()) return WithoutTables(library);
+  return CompleteFacts(reader, "the database " + library.database(), SharedSchema());
 }
 
 Outcome<Done> OpenDatabase(const Library& library) {

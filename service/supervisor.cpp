@@ -85,14 +85,14 @@ void Supervisor::StartWorkers() {
 bool Supervisor::GiveBatch(Slot& slot) {
   slot.batch = queue_.Take(options_.workers);
   if (slot.batch.empty()) return false;
-  std::vector<WorkItem> items;
-  for (const WorkQueue::Entry& entry : slot.batch) items.push_back(entry.item);
+  Batch batch{options_.writer, {}};
+  for (const WorkQueue::Entry& entry : slot.batch) batch.items.push_back(entry.item);
   slot.state = State::kBusy;
   slot.reported = 0;
   slot.current = kNoItem;
   slot.since = Clock::now();
   // One that is gone shows when its end of the socket is read.
-  static_cast<void>(slot.process.channel().Send(MessageType::kBatch, EncodeBatch(items)));
+  static_cast<void>(slot.process.channel().Send(MessageType::kBatch, EncodeBatch(batch)));
   return true;
 }
 
@@ -192,6 +192,7 @@ bool Supervisor::AcceptResults(Slot& slot, std::string_view content) {
     return false;
   }
   for (const ItemResult& result : results->items) Finish(slot.batch[slot.reported++].item, result);
+  for (const std::uint64_t generation : results->generations) observer_.BatchKept(generation);
   slot.current = kNoItem;
   return true;
 }

@@ -25,12 +25,15 @@ class RunObserver {
   virtual void LibraryOpen() = 0;
   // An item is done for good: committed, or failed.
   virtual void ItemDone(const WorkItem& item, const ItemResult& result) = 0;
+  // What was told so far of a transaction is all of it; GENERATION is the database's since then.
+  virtual void BatchKept(std::uint64_t generation) = 0;
   // Comes at least ten times a second.
   virtual void Tick() = 0;
 };
 
 struct SupervisorOptions {
   WorkerStart worker;
+  std::string writer;  // whose catalogue the run keeps
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
 };

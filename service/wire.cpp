@@ -19,10 +19,20 @@ MessageWriter& MessageWriter::Byte(std::uint8_t value) {
   return *this;
 }
 
-MessageWriter& MessageWriter::Number(std::uint32_t value) {
+template <typename Value>
+void MessageWriter::Bytes(Value value) {
   std::array<char, sizeof(value)> bytes{};
   memcpy(bytes.data(), &value, sizeof(value));
   content_.append(bytes.data(), bytes.size());
+}
+
+MessageWriter& MessageWriter::Number(std::uint32_t value) {
+  Bytes(value);
+  return *this;
+}
+
+MessageWriter& MessageWriter::LongNumber(std::uint64_t value) {
+  Bytes(value);
   return *this;
 }
 
@@ -45,21 +55,30 @@ std::uint8_t MessageReader::Byte() {
   return bytes.empty() ? 0 : static_cast<std::uint8_t>(bytes.front());
 }
 
-std::uint32_t MessageReader::Number() {
-  std::uint32_t value = 0;
+template <typename Value>
+Value MessageReader::Bytes() {
+  Value value = 0;
   const std::string_view bytes = Take(sizeof(value));
   if (!bytes.empty()) memcpy(&value, bytes.data(), sizeof(value));
   return value;
+}
+
+std::uint32_t MessageReader::Number() {
+  return Bytes<std::uint32_t>();
+}
+
+std::uint64_t MessageReader::LongNumber() {
+  return Bytes<std::uint64_t>();
 }
 
 std::string MessageReader::Text() {
   return std::string(Take(Number()));
 }
 
-std::string EncodeBatch(const std::vector<WorkItem>& items) {
+std::string EncodeBatch(const Batch& batch) {
   MessageWriter writer;
-  writer.Number(static_cast<std::uint32_t>(items.size()));
-  for (const WorkItem& item : items) {
+  writer.Text(batch.writer).Number(static_cast<std::uint32_t>(batch.items.size()));
+  for (const WorkItem& item : batch.items) {
     writer.Byte(static_cast<std::uint8_t>(item.kind)).Byte(static_cast<std::uint8_t>(item.action));
     writer.Byte(item.same_content ? 1 : 0);
     writer.Text(item.path).Text(item.from);
@@ -67,21 +86,22 @@ std::string EncodeBatch(const std::vector<WorkItem>& items) {
   return writer.content();
 }
 
-std::optional<std::vector<WorkItem>> DecodeBatch(std::string_view content) {
+std::optional<Batch> DecodeBatch(std::string_view content) {
   MessageReader reader(content);
-  std::vector<WorkItem> items;
+  Batch batch;
+  batch.writer = reader.Text();
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     const std::uint8_t kind = reader.Byte();
     const std::uint8_t action = reader.Byte();
     const bool same_content = reader.Byte() != 0;
     if (kind > static_cast<std::uint8_t>(ItemKind::kVideo)) return std::nullopt;
-    if (action > static_cast<std::uint8_t>(ItemAction::kSweep)) return std::nullopt;
+    if (action > static_cast<std::uint8_t>(ItemAction::kUnmark)) return std::nullopt;
     std::string path = reader.Text();
-    items.push_back({static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action),
-                     reader.Text(), same_content});
+    batch.items.push_back({static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action),
+                           reader.Text(), same_content});
   }
   if (!reader.Complete()) return std::nullopt;
-  return items;
+  return batch;
 }
 
 std::string EncodeResults(const Results& results) {
@@ -90,6 +110,8 @@ std::string EncodeResults(const Results& results) {
   for (const ItemResult& result : results.items) {
     writer.Byte(static_cast<std::uint8_t>(result.outcome)).Text(result.trouble).Text(result.fingerprint);
   }
+  writer.Number(static_cast<std::uint32_t>(results.generations.size()));
+  for (const std::uint64_t generation : results.generations) writer.LongNumber(generation);
   return writer.content();
 }
 
@@ -102,6 +124,9 @@ std::optional<Results> DecodeResults(std::string_view content) {
     if (outcome > static_cast<std::uint8_t>(ItemOutcome::kJobless)) return std::nullopt;
     std::string trouble = reader.Text();
     results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(trouble), reader.Text()});
+  }
+  for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
+    results.generations.push_back(reader.LongNumber());
   }
   if (!reader.Complete()) return std::nullopt;
   return results;

@@ -3,8 +3,8 @@
 // order, texts carry a 32-bit length of their own.
 //
 //   supervisor -> worker
-//     kBatch      count, then for each item its kind, action and whether its content is the same
-//                 (8 bits each), path and old path
+//     kBatch      text: whose catalogue the run keeps; count, then for each item its kind, action and
+//                 whether its content is the same (8 bits each), path and old path
 //     kStop       nothing: commit what there is, report it, leave the rest of the batch
 //   worker -> supervisor
 //     kReady      text: the library is open; which file its database is
@@ -12,7 +12,7 @@
 //                 worker ends, and what it has not reported was not kept
 //     kAt         index of the item that it turns to, or kNoItem for work that belongs to none
 //     kResults    first index, count, then for each item its outcome (8 bits), trouble and fingerprint;
-//                 what is done is committed
+//                 what is done is committed; count, then the generations that this has given the database
 //     kBatchEnd   nothing: no more results of this batch
 //
 // A worker may have been taken over by a broken file: whatever it sends is checked, and a message that is not
@@ -43,10 +43,14 @@ class MessageWriter {
  public:
   MessageWriter& Byte(std::uint8_t value);
   MessageWriter& Number(std::uint32_t value);
+  MessageWriter& LongNumber(std::uint64_t value);
   MessageWriter& Text(std::string_view value);
   const std::string& content() const { return content_; }
 
  private:
+  template <typename Value>
+  void Bytes(Value value);
+
   std::string content_;
 };
 
@@ -57,6 +61,7 @@ class MessageReader {
   explicit MessageReader(std::string_view content) : rest_(content) {}
   std::uint8_t Byte();
   std::uint32_t Number();
+  std::uint64_t LongNumber();
   std::string Text();
   bool ok() const { return ok_; }
   // Everything was there and nothing is left.
@@ -64,17 +69,24 @@ class MessageReader {
 
  private:
   std::string_view Take(std::size_t count);
+  template <typename Value>
+  Value Bytes();
 
   std::string_view rest_;
   bool ok_ = true;
 };
 
-std::string EncodeBatch(const std::vector<WorkItem>& items);
-std::optional<std::vector<WorkItem>> DecodeBatch(std::string_view content);
+struct Batch {
+  std::string writer;
+  std::vector<WorkItem> items;
+};
+std::string EncodeBatch(const Batch& batch);
+std::optional<Batch> DecodeBatch(std::string_view content);
 
 struct Results {
   std::uint32_t first = 0;
   std::vector<ItemResult> items;
+  std::vector<std::uint64_t> generations = {};
 };
 std::string EncodeResults(const Results& results);
 std::optional<Results> DecodeResults(std::string_view content);

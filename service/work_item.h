@@ -20,6 +20,7 @@ enum class ItemAction : std::uint8_t {
   kReindex,  // the second phase of a full reindex
   kMark,     // its first phase, `path` being the library
   kSweep,    // its third
+  kUnmark,   // what an earlier one has left marked, `path` being the library
 };
 
 struct WorkItem {

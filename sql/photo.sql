@@ -222,6 +222,14 @@ END $$;
 INSERT INTO photo_share (shareid, sharename, public, comment, ref_shareid) VALUES (1, '/', 't', 'f', 1)
   ON CONFLICT DO NOTHING;
 
+-- What the indexing service keeps here about its runs, and nothing that is indexed.
+CREATE TABLE IF NOT EXISTS lumivault_fact (
+  name TEXT NOT NULL PRIMARY KEY,
+  number BIGINT NOT NULL DEFAULT 0,
+  value TEXT NOT NULL DEFAULT ''
+);
+COMMENT ON TABLE lumivault_fact IS 'generation: raised by every batch of a run, and whose catalogue it was; marked: rows are marked by a reindex.';
+
 COMMENT ON TABLE photo_image IS 'One row a photo.';
 COMMENT ON COLUMN photo_image.path IS 'Absolute path, raw bytes.';
 COMMENT ON COLUMN photo_image.version IS '1 when the large thumbnail lies the other way than the photo.';

@@ -218,6 +218,14 @@ DELETE FROM photo_image_label WHERE EXISTS (SELECT 1 FROM photo_image_label B
 CREATE UNIQUE INDEX IF NOT EXISTS photo_image_label_key
   ON photo_image_label (info_new, info, status, image_id, label_id);
 
+-- What the indexing service keeps here about its runs, and nothing that is indexed: 'generation', a number that every batch
+-- of a run raises and whose catalogue it was; 'marked', while rows are marked by a reindex.
+CREATE TABLE IF NOT EXISTS lumivault_fact (
+  name TEXT NOT NULL PRIMARY KEY,
+  number INTEGER NOT NULL DEFAULT 0,
+  value TEXT NOT NULL DEFAULT ''
+);
+
 -- The photo folder itself is the album "/".
 INSERT OR IGNORE INTO photo_share (shareid, sharename, public, comment, ref_shareid) VALUES (1, '/', 't', 'f', 1);
 

@@ -173,7 +173,7 @@ TEST_F(PostgresSchema, HasTheTablesAndColumnsOfThePersonalOne) {
   sqlite3_close(database);
 
   const Columns expected = ParseColumns(personal);
-  ASSERT_EQ(expected.size(), 16U);
+  ASSERT_EQ(expected.size(), 17U);
   EXPECT_EQ(ParseColumns(Run(kPostgresColumns)), expected);
 }
 

@@ -1,4 +1,5 @@
 #include "catalogue_sql.h"
+#include "library_facts_sql.h"
 #include "library_tables.h"
 #include "platform/planned_statements.h"
 #include "queries_sql.h"
@@ -100,11 +101,23 @@ List ExportStatements() {
   return list;
 }
 
+List FactStatements() {
+  constexpr const char* kUnmarks = "looks at every row, after a reindex that did not come to its end";
+  return {
+      {TEXT(kFactsSql), kTable, On::kBoth, "a handful of rows, once a run"},
+      {TEXT(kForgetMarkedSql)},
+      {TEXT(kUnmarkPhotosSql), kTable, On::kBoth, kUnmarks},
+      {TEXT(kUnmarkVideosSql), kTable, On::kBoth, kUnmarks},
+      {TEXT(kUnmarkConvertedSql), kTable, On::kBoth, kUnmarks},
+      {TEXT(kUnmarkAlbumsSql), kTable, On::kBoth, kUnmarks},
+  };
+}
+
 }  // namespace
 
 List ServiceStatements() {
   List all;
-  for (const auto& some : {QueryStatements(), SummaryStatements(), ExportStatements()}) {
+  for (const auto& some : {QueryStatements(), SummaryStatements(), ExportStatements(), FactStatements()}) {
     all.insert(all.end(), some.begin(), some.end());
   }
   return all;
@@ -124,6 +137,7 @@ List CatalogueStatements() {
       {TEXT(kParentFolders), kTable, On::kSqlite,
        "walks what it has found itself, a step in the index a folder"},
       {TEXT(kCountFiles), kTable, On::kSqlite, "counts all, once a run"},
+      {TEXT(kCountFilesWithRows), kTable, On::kSqlite, "counts all, for doctor"},
       {TEXT(kRemoveEntries), kAll, On::kSqlite, "the whole catalogue goes"},
   };
 }
@@ -134,12 +148,13 @@ std::set<std::string> UnplannedTexts() {
           // Inserts.
           "kInsertPhoto", "kInsertVideo", "kInsertVideoDesc", "kInsertConvert", "kInsertLabel",
           "kInsertLabelWithId", "kInsertLink", "kInsertAlbum", "kInsertRight", "kPutEntry", "kPutFact",
-          "kMergePeopleByDefaultSql",
+          "kMergePeopleByDefaultSql", "kRaiseGenerationSql", "kNoteMarkedSql",
           // Settings and transactions.
           "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kBeginCatalogue",
           "kCommitCatalogue", "kCountTablesSql", "kLinkStatisticsSql", "kServerAnswersSql", "kServerFactsSql",
           "kServerIdentity", "kDatabaseOfServerSql", "kMakeSharedDatabaseSql", "kAddColumnSql",
-          "kColumnsOfSqlite", "kColumnsOfPostgres", "kNamesOfSqlite", "kNamesOfPostgres",
+          "kColumnsOfSqlite", "kColumnsOfPostgres", "kFactTableOfSqlite", "kFactTableOfPostgres",
+          "kNamesOfSqlite", "kNamesOfPostgres",
           // On PostgreSQL an export reads each table whole, through a cursor.
           "kOpenCursorSql", "kFetchSql", "kCloseCursorSql",
           // Asked for by doctor, of the whole file.

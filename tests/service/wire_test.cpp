@@ -7,10 +7,11 @@
 
 namespace {
 
-std::vector<WorkItem> SomeItems() {
-  return {{ItemKind::kFolder, "/photos/new\nline"},
-          {ItemKind::kPhoto, "/photos/\xff.jpg"},
-          {ItemKind::kVideo, "", ItemAction::kMove, "/photos/old", true}};
+Batch SomeItems() {
+  return {"5eed",
+          {{ItemKind::kFolder, "/photos/new\nline"},
+           {ItemKind::kPhoto, "/photos/\xff.jpg"},
+           {ItemKind::kVideo, "", ItemAction::kMove, "/photos/old", true}}};
 }
 
 Results SomeResults() {
@@ -18,12 +19,15 @@ Results SomeResults() {
           {{ItemOutcome::kDone, "", "c0ffee"},
            ItemResult::Failed("no"),
            ItemResult::Stored("the picture is cut short"),
-           ItemResult::NotKept("disk full")}};
+           ItemResult::NotKept("disk full")},
+          {3, 0x1'0000'0002}};
 }
 
 TEST(Wire, ABatchComesThroughByteForByte) {
-  const auto items = DecodeBatch(EncodeBatch(SomeItems()));
-  ASSERT_TRUE(items);
+  const auto batch = DecodeBatch(EncodeBatch(SomeItems()));
+  ASSERT_TRUE(batch);
+  EXPECT_EQ(batch->writer, "5eed");
+  const std::vector<WorkItem>* const items = &batch->items;
   ASSERT_EQ(items->size(), 3U);
   EXPECT_EQ((*items)[0].kind, ItemKind::kFolder);
   EXPECT_EQ((*items)[0].path, "/photos/new\nline");
@@ -48,6 +52,7 @@ TEST(Wire, ResultsComeThrough) {
   EXPECT_EQ(results->items[2].trouble, "the picture is cut short");
   EXPECT_EQ(results->items[3].outcome, ItemOutcome::kNotKept);
   EXPECT_EQ(results->items[3].trouble, "disk full");
+  EXPECT_EQ(results->generations, (std::vector<std::uint64_t>{3, 0x1'0000'0002}));
 }
 
 TEST(Wire, AMessageCutAtAnyLengthIsRefused) {
@@ -67,16 +72,17 @@ TEST(Wire, AMessageWithBytesBehindItIsRefused) {
 }
 
 TEST(Wire, ACountThatPromisesTooMuchIsRefused) {
-  EXPECT_FALSE(DecodeBatch(MessageWriter().Number(0xFFFFFFFF).content()));
+  EXPECT_FALSE(DecodeBatch(MessageWriter().Text("").Number(0xFFFFFFFF).content()));
   EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(0xFFFFFFFF).content()));
+  EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(0).Number(0xFFFFFFFF).content()));
 }
 
 // A batch of one item, as it goes over the wire.
 std::string OneItem(std::uint8_t kind, std::uint8_t action) {
-  return MessageWriter().Number(1).Byte(kind).Byte(action).Byte(0).Text("/a").Text("").content();
+  return MessageWriter().Text("").Number(1).Byte(kind).Byte(action).Byte(0).Text("/a").Text("").content();
 }
 std::string OneResult(std::uint8_t outcome) {
-  return MessageWriter().Number(0).Number(1).Byte(outcome).Text("").Text("").content();
+  return MessageWriter().Number(0).Number(1).Byte(outcome).Text("").Text("").Number(0).content();
 }
 
 TEST(Wire, AnUnknownKindIsRefused) {
@@ -86,7 +92,7 @@ TEST(Wire, AnUnknownKindIsRefused) {
 }
 
 TEST(Wire, AnUnknownActionIsRefused) {
-  constexpr auto kLast = static_cast<std::uint8_t>(ItemAction::kSweep);
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemAction::kUnmark);
   EXPECT_TRUE(DecodeBatch(OneItem(0, kLast)));
   EXPECT_FALSE(DecodeBatch(OneItem(0, kLast + 1)));
 }
@@ -105,7 +111,7 @@ TEST(Wire, RandomBytesNeverBreakTheReader) {
     for (char& byte : bytes) byte = static_cast<char>(random() % 4 == 0 ? random() : 0);
     const auto items = DecodeBatch(bytes);
     const auto results = DecodeResults(bytes);
-    EXPECT_LE(items ? items->size() : 0, bytes.size());
+    EXPECT_LE(items ? items->items.size() : 0, bytes.size());
     EXPECT_LE(results ? results->items.size() : 0, bytes.size());
   }
 }

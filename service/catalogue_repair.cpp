@@ -1,0 +1,115 @@
+#include "catalogue_repair.h"
+
+#include <array>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+#include "album_name.h"
+#include "catalogue_sql.h"
+#include "media_files.h"
+#include "path_parts.h"
+
+namespace {
+
+constexpr int kDecimal = 10;
+
+using TakeEntry = std::function<void(CatalogueEntry)>;
+
+Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const char* sql, bool folders,
+                       const TakeEntry& take) {
+  const auto rows = database.Query({"path", "size"}, sql);
+  if (!rows) return Unreadable(database);
+  for (const DatabaseReader::Row& row : *rows) {
+    CatalogueEntry entry;
+    entry.path = row.front().value_or("");
+    if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
+    entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
+    entry.state = EntryState::kUnread;
+    entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
+    if (!entry.path.empty()) take(std::move(entry));
+  }
+  return Done{};
+}
+
+// An entry for each row of DATABASE.
+Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, const TakeEntry& take) {
+  struct Source {
+    const char* sql;
+    bool folders;
+  };
+  constexpr std::array kSources{Source{kIndexedFolders, true}, Source{kIndexedPhotos, false},
+                                Source{kIndexedVideos, false}};
+  for (const auto& [sql, folders] : kSources) {
+    if (auto read = ReadRows(database, library, sql, folders, take); !read) return read;
+  }
+  return Done{};
+}
+
+class Agreement {
+ public:
+  explicit Agreement(Catalogue& catalogue) : catalogue_(catalogue) {}
+
+  void AddRow(CatalogueEntry row) {
+    auto& rows = row.kind == ItemKind::kFolder ? folders_ : files_;
+    std::string path = row.path;
+    rows.emplace(std::move(path), std::move(row));
+  }
+
+  void Reach() {
+    const std::vector<CatalogueEntry> folders = catalogue_.Folders();
+    CompareFilesOf("");
+    for (const CatalogueEntry& folder : folders) {
+      // What has no entry of its own is no row either.
+      const bool recorded = folder.state != EntryState::kUnread || folder.stamp.inode != 0;
+      if (recorded && NoAlbumReason(folder.path) == nullptr) Compare(folder, folders_);
+      CompareFilesOf(folder.path);
+    }
+    for (const auto* rows : {&folders_, &files_}) {
+      for (const auto& [path, row] : *rows) catalogue_.Put(row);
+    }
+  }
+
+ private:
+  using Rows = std::unordered_map<std::string, CatalogueEntry>;
+
+  void CompareFilesOf(const std::string& folder) {
+    std::string after;
+    for (;;) {
+      const std::vector<CatalogueEntry> files = catalogue_.Files(folder, after);
+      if (files.empty()) return;
+      for (const CatalogueEntry& file : files) Compare(file, files_);
+      after = NameOf(files.back().path);
+    }
+  }
+
+  void Compare(const CatalogueEntry& entry, Rows& rows) {
+    const bool has_row = rows.erase(entry.path) > 0;
+    if (has_row || (entry.state != EntryState::kSent && entry.state != EntryState::kDamaged)) return;
+    CatalogueEntry without_row = entry;
+    without_row.state = EntryState::kUnread;
+    catalogue_.Put(without_row);
+  }
+
+  Catalogue& catalogue_;
+  Rows folders_;
+  Rows files_;
+};
+
+}  // namespace
+
+Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library) {
+  return ReadAllRows(database, library, [&](const CatalogueEntry& row) { catalogue.Put(row); });
+}
+
+Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library) {
+  Agreement agreement(catalogue);
+  if (auto read =
+          ReadAllRows(database, library, [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
+      !read) {
+    return read;
+  }
+  agreement.Reach();
+  return Done{};
+}

@@ -1,0 +1,39 @@
+// What the service keeps about its runs in a library's own database: a table of its own beside those that
+// other programs know, written in the transactions that it speaks of.
+#ifndef SERVICE_LIBRARY_FACTS_H_
+#define SERVICE_LIBRARY_FACTS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "database_reader.h"
+#include "outcome.h"
+
+// Which state of a database it is: every batch of a run raises the number, and says whose catalogue the run
+// keeps. What other programs write does not count.
+struct Generation {
+  std::uint64_t number = 0;
+  std::string writer;
+
+  bool operator==(const Generation&) const = default;
+};
+
+struct LibraryFacts {
+  Generation generation;
+  bool marked = false;  // a full reindex has marked rows and has not come to its end
+};
+
+inline constexpr const char* kFactTable = "lumivault_fact";
+// The table is there; a run that writes makes it. False too when the database cannot be asked.
+[[nodiscard]] bool HasFacts(DatabaseReader& database);
+// No facts where there is no table of them.
+Outcome<LibraryFacts> ReadFacts(DatabaseReader& database);
+
+// These belong into an open transaction. Nothing or false: it cannot be kept.
+std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const std::string& writer);
+[[nodiscard]] bool NoteMarked(DatabaseReader& database, bool marked);
+// No row is marked any more.
+[[nodiscard]] bool UnmarkRows(DatabaseReader& database);
+
+#endif  // SERVICE_LIBRARY_FACTS_H_
