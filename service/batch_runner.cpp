@@ -202,6 +202,8 @@ ItemResult BatchRunner::Call(const WorkItem& item, Prepared& prepared) {
       return Mark(item);
     case ItemAction::kUnmark:
       return Unmark();
+    case ItemAction::kNoteMounts:
+      return NoteMounts(Database(), item.from) ? ItemResult::Stored() : CannotAsk();
     case ItemAction::kSweep:
       return Sweep(item);
     case ItemAction::kSetAside:

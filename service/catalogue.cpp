@@ -161,6 +161,11 @@ void Catalogue::RemoveTree(const std::string& folder) {
   Change(kRemoveBelow, folder, folder, folder);
 }
 
+void Catalogue::MoveToDevice(const std::string& folder, std::uint64_t from, std::uint64_t to) {
+  Change(kMoveToDevice, Text(to), Text(from), folder, folder, folder, FolderOf(folder),
+         RecordedName(folder, ItemKind::kFolder));
+}
+
 void Catalogue::Clear() {
   Change(kRemoveEntries);
 }

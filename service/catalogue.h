@@ -25,6 +25,9 @@ struct CatalogueEntry {
   std::string fingerprint = {};
   EntryState state = EntryState::kSent;
   std::string reason = {};
+  // What a scan finds gone or replaced: it was on another file system than its folder is now. It may be out
+  // of reach with it.
+  bool elsewhere = false;
 };
 
 class Catalogue {
@@ -51,6 +54,8 @@ class Catalogue {
   // A folder whose rows are gone, with everything below it.
   void RemoveTree(const std::string& folder);
   void Clear();
+  // What is at and below FOLDER and has the device FROM is on the device TO.
+  void MoveToDevice(const std::string& folder, std::uint64_t from, std::uint64_t to);
   void Commit();
   // What is committed from here on survives a power cut.
   void MakeDurable();

@@ -9,6 +9,7 @@
 #include "album_name.h"
 #include "catalogue_sql.h"
 #include "media_files.h"
+#include "mount_record.h"
 #include "path_parts.h"
 
 namespace {
@@ -34,7 +35,13 @@ Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const c
 }
 
 // An entry for each row of DATABASE.
-Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, const TakeEntry& take) {
+Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, const LibraryFacts& facts,
+                          const TakeEntry& take) {
+  const MountRecord mounts = MountsOf(facts.mounts.value_or(""));
+  const auto place = [&](CatalogueEntry entry) {
+    entry.stamp.device = facts.mounts ? RecordedDevice(mounts, entry.path) : kUnknownDevice;
+    take(std::move(entry));
+  };
   struct Source {
     const char* sql;
     bool folders;
@@ -42,7 +49,7 @@ Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, cons
   constexpr std::array kSources{Source{kIndexedFolders, true}, Source{kIndexedPhotos, false},
                                 Source{kIndexedVideos, false}};
   for (const auto& [sql, folders] : kSources) {
-    if (auto read = ReadRows(database, library, sql, folders, take); !read) return read;
+    if (auto read = ReadRows(database, library, sql, folders, place); !read) return read;
   }
   return Done{};
 }
@@ -99,14 +106,16 @@ class Agreement {
 
 }  // namespace
 
-Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library) {
-  return ReadAllRows(database, library, [&](const CatalogueEntry& row) { catalogue.Put(row); });
+Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                      const LibraryFacts& facts) {
+  return ReadAllRows(database, library, facts, [&](const CatalogueEntry& row) { catalogue.Put(row); });
 }
 
-Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library) {
+Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                            const LibraryFacts& facts) {
   Agreement agreement(catalogue);
-  if (auto read =
-          ReadAllRows(database, library, [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
+  if (auto read = ReadAllRows(database, library, facts,
+                              [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
       !read) {
     return read;
   }

@@ -61,6 +61,9 @@ inline constexpr const char* kRemoveFolder =
 // Everything below a folder; '0' is the character behind the slash.
 inline constexpr const char* kRemoveBelow =
     "DELETE FROM entry WHERE folder = '@KAVO:VAR' OR (folder > '@KAVO:VAR/' AND folder < '@KAVO:VAR0')";
+inline constexpr const char* kMoveToDevice =
+    "UPDATE entry SET device = '@KAVO:VAR' WHERE device = '@KAVO:VAR' AND (folder = '@KAVO:VAR' OR (folder > "
+    "'@KAVO:VAR/' AND folder < '@KAVO:VAR0') OR (folder = '@KAVO:VAR' AND name = '@KAVO:VAR'))";
 inline constexpr const char* kRemoveEntries = "DELETE FROM entry";
 
 inline constexpr const char* kFact = "SELECT value FROM fact WHERE name = '@KAVO:VAR'";

@@ -39,6 +39,7 @@ IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& cata
       signals_(signals),
       generations_(catalogue),
       progress_(stderr, ProgressModeFor(stderr, options_.quiet)),
+      mounts_(MountsInDatabase(catalogue)),
       marked_(HasMarkedRows(catalogue)) {
   report_.library = library;
 }
@@ -56,15 +57,58 @@ Outcome<Done> IndexRun::Unmark() {
 Outcome<Done> IndexRun::UpdateFirstTime() {
   auto walk = Walk::Start(report_.library.folder);
   if (!walk) return walk.failure();
-  return Send([&] { return NextOf(*walk, ItemAction::kAdd); });
+  return Send([&] { return NextOfFirst(*walk); });
+}
+
+std::optional<WorkItem> IndexRun::NextOfFirst(Walk& walk) {
+  if (behind_) return std::exchange(behind_, std::nullopt);
+  const std::size_t known = mounts_.size();
+  auto item = NextOf(walk, ItemAction::kAdd);
+  if (!item) return item;
+  if (mounts_.size() == known) {
+    item->stage = first_stage_;
+    return item;
+  }
+  WorkItem note = WholeLibrary(report_.library, ItemAction::kNoteMounts);
+  note.from = MountText(mounts_);
+  note.stage = ++first_stage_;
+  item->stage = ++first_stage_;
+  behind_ = std::move(item);
+  return note;
+}
+
+Outcome<Done> IndexRun::SendMounts(const MountRecord& mounts) {
+  if (mounts == std::exchange(mounts_, mounts)) return Done{};
+  WorkItem note = WholeLibrary(report_.library, ItemAction::kNoteMounts);
+  note.from = MountText(mounts);
+  return Send({std::move(note)});
+}
+
+Outcome<Done> IndexRun::NoteMounts(const Plan& plan) {
+  MountRecord known = mounts_;
+  for (auto& [path, devices] : known) {
+    // Rows of another disk, or of the folder below, may be there too.
+    if (plan.verdict.holds && !plan.mounts.contains(path)) devices.insert(0);
+  }
+  for (const auto& [path, device] : plan.mounts) known[path].insert(device);
+  return SendMounts(known);
+}
+
+Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
+  if (stopped_by_ != 0 || !plan.all_seen || !report_.withheld_reason.empty()) return Done{};
+  MountRecord known;
+  for (const auto& [path, device] : plan.mounts) known[path].insert(device);
+  return SendMounts(known);
 }
 
 Outcome<Done> IndexRun::UpdateDifferences() {
   auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, false}, report_);
   if (!plan) return plan.failure();
+  if (auto noted = NoteMounts(*plan); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = SendRescues(); !sent) return sent;
-  return SendDeletes(*plan);
+  if (auto sent = SendDeletes(*plan); !sent) return sent;
+  return ForgetMounts(*plan);
 }
 
 Outcome<Done> IndexRun::SendRescues() {
@@ -98,10 +142,12 @@ Outcome<Done> IndexRun::MarkSendAndSweep() {
     Withhold(plan->verdict, plan->deletes);
     return Done{};
   }
+  if (auto noted = NoteMounts(*plan); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = SendRescues(); !sent) return sent;
   if (auto sent = SendEverything(); !sent) return sent;
-  return SweepOrDelete(*plan);
+  if (auto swept = SweepOrDelete(*plan); !swept) return swept;
+  return ForgetMounts(*plan);
 }
 
 Outcome<Done> IndexRun::SendEverything() {
@@ -163,6 +209,9 @@ std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
     item.path = std::move(entry->path);
     item.stage = action == ItemAction::kReindex ? 1 : 0;
     item.stamp = entry->stamp;
+    // The root has its number, too.
+    if (action == ItemAction::kAdd && entry->mounted != 0 && item.path != report_.library.folder)
+      mounts_[Key(item.path)].insert(entry->stamp.device);
     ahead_[item.path] = std::exchange(passed_, {});
     return item;
   }
@@ -214,8 +263,8 @@ Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
     counter_ = std::make_unique<FileCounter>(report_.library.folder);
   }
   WorkQueue queue(std::move(source), [this](const WorkItem& item) { return MayBeSent(item); });
-  Supervisor supervisor({options_.worker, WriterOf(catalogue_), options_.workers, options_.file_timeout}, queue,
-                        *this, signals_);
+  Supervisor supervisor({options_.worker, WriterOf(catalogue_), options_.workers, options_.file_timeout},
+                        queue, *this, signals_);
   auto outcome = supervisor.Run();
   stopped_by_ = supervisor.stopped_by();
   counter_.reset();
@@ -266,10 +315,15 @@ void IndexRun::ItemDone(const WorkItem& item, const ItemResult& result) {
   } else if (!result.done()) {
     failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.trouble};
   } else {
-    marked_ = item.action == ItemAction::kMark;
+    NoteWholeLibrary(item);
   }
   CountFile(item);
   Reach(item);
+}
+
+void IndexRun::NoteWholeLibrary(const WorkItem& item) {
+  if (item.action == ItemAction::kNoteMounts) return RecordMounts(catalogue_, item.from);
+  marked_ = item.action == ItemAction::kMark;
 }
 
 void IndexRun::BatchKept(std::uint64_t generation) {

@@ -17,6 +17,7 @@
 #include "file_counter.h"
 #include "library.h"
 #include "marked_rows.h"
+#include "mount_record.h"
 #include "outcome.h"
 #include "plan.h"
 #include "progress.h"
@@ -53,7 +54,12 @@ class IndexRun : private RunObserver {
 
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
+  // The database gets to know of mounts before it gets rows on them, and forgets them when it has none there.
+  Outcome<Done> NoteMounts(const Plan& plan);
+  Outcome<Done> ForgetMounts(const Plan& plan);
+  Outcome<Done> SendMounts(const MountRecord& mounts);
   Outcome<Done> UpdateFirstTime();
+  std::optional<WorkItem> NextOfFirst(Walk& walk);
   Outcome<Done> UpdateDifferences();
   Outcome<Done> SendDeletes(Plan& plan);
   Outcome<Done> SendRescues();
@@ -82,6 +88,7 @@ class IndexRun : private RunObserver {
   void ItemDone(const WorkItem& item, const ItemResult& result) override;
   void BatchKept(std::uint64_t generation) override;
   void Tick() override;
+  void NoteWholeLibrary(const WorkItem& item);
   void NoteUpdate(const WorkItem& item, const ItemResult& result);
   void NoteMove(const WorkItem& item, const ItemResult& result);
   void NoteFailedMove(const WorkItem& item, const ItemResult& result);
@@ -114,10 +121,13 @@ class IndexRun : private RunObserver {
   std::unordered_map<std::string, IndexReport> ahead_;  // of items given to the queue: what led to them
   IndexReport passed_;                                  // what the walk came to since the last of them
   std::string current_folder_;
-  bool full_ = false;                                 // everything is read, and told of
-  bool marked_;                                       // rows are marked by a reindex
-  bool moved_ = false;                                // since the last commit
-  bool move_failed_ = false;                          // rows are still under an old name
+  bool full_ = false;               // everything is read, and told of
+  MountRecord mounts_;              // those that the database knows of, or that were given to the queue
+  std::optional<WorkItem> behind_;  // follows the note of its mount
+  std::uint32_t first_stage_ = 0;   // of what a first run sends now
+  bool marked_;                     // rows are marked by a reindex
+  bool moved_ = false;              // since the last commit
+  bool move_failed_ = false;        // rows are still under an old name
   std::unordered_set<std::string> held_back_;         // paths of rows that must stay as they are
   std::unordered_set<std::string> without_album_;     // folders
   std::unordered_set<std::string> told_;              // paths of items that the report has a line about

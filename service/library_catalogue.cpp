@@ -16,6 +16,7 @@
 #include "catalogue_sql.h"
 #include "display.h"
 #include "error_text.h"
+#include "file_system_id.h"
 #include "open_folder.h"
 
 namespace {
@@ -23,6 +24,7 @@ namespace {
 constexpr const char* kRootFact = "root";
 constexpr const char* kDatabaseFact = "database";
 constexpr const char* kMarkedFact = "marked";
+constexpr const char* kMountsFact = "mounts";
 constexpr const char* kSetAside = ".other";
 
 struct Identity {
@@ -73,9 +75,9 @@ Outcome<std::string> IdentityOfDatabase(const Library& library) {
   return library.shared() ? IdentityOnServer(library) : IdentityOfFile(library.database());
 }
 
-void SetFact(Catalogue& catalogue, const char* fact, bool holds) {
-  if (catalogue.Fact(fact).has_value() == holds) return;
-  holds ? catalogue.PutFact(fact, "") : catalogue.RemoveFact(fact);
+void SetFact(Catalogue& catalogue, const char* fact, const std::optional<std::string>& value) {
+  if (catalogue.Fact(fact) == value) return;
+  value ? catalogue.PutFact(fact, *value) : catalogue.RemoveFact(fact);
 }
 
 // Where it may not be written, that is what is wrong, whatever it is that SQLite meets first.
@@ -91,14 +93,15 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
   DatabaseReader database = DatabaseReader::Of(library);
   if (!identity.empty() && !(database && database.IsReadable())) return Unusable(library, database);
   catalogue.Clear();
-  Generation generation;
+  LibraryFacts facts;
   if (database && database.HasSchema()) {
-    const auto facts = ReadFacts(database);
-    if (!facts) return facts.failure();
-    generation = facts->generation;
-    if (auto put = PutRows(catalogue, database, library); !put) return put;
+    auto found = ReadFacts(database);
+    if (!found) return found.failure();
+    facts = std::move(*found);
+    if (auto put = PutRows(catalogue, database, library, facts); !put) return put;
   }
-  AdoptMadeAnew(catalogue, generation);
+  AdoptMadeAnew(catalogue, facts.generation);
+  catalogue.PutFact(kFileSystemsFact, "");
   catalogue.PutFact(kDatabaseFact, identity);
   catalogue.Commit();
   return Done{};
@@ -133,7 +136,8 @@ Outcome<Done> Align(Catalogue& catalogue, const Library& library, const std::str
   if (!database) return Unreadable(database);
   const auto facts = ReadFacts(database);
   if (!facts) return facts.failure();
-  SetFact(catalogue, kMarkedFact, facts->marked);
+  SetFact(catalogue, kMarkedFact, facts->marked ? std::optional<std::string>("") : std::nullopt);
+  SetFact(catalogue, kMountsFact, facts->mounts);
   switch (StandingOf(catalogue, facts->generation)) {
     case Standing::kInStep:
       return Done{};
@@ -142,7 +146,7 @@ Outcome<Done> Align(Catalogue& catalogue, const Library& library, const std::str
     case Standing::kBehind:
       break;
   }
-  if (auto agreed = AgreeWithRows(catalogue, database, library); !agreed) return agreed;
+  if (auto agreed = AgreeWithRows(catalogue, database, library, *facts); !agreed) return agreed;
   Adopt(catalogue, facts->generation);
   catalogue.Commit();
   return Done{};
@@ -154,6 +158,7 @@ Outcome<Catalogue> Aligned(Outcome<Catalogue> catalogue, const Library& library,
   if (!catalogue) return catalogue;
   if (identity.empty()) {
     SetFact(*catalogue, kMarkedFact, std::nullopt);
+    SetFact(*catalogue, kMountsFact, std::nullopt);
     return catalogue;
   }
   if (auto aligned = Align(*catalogue, library, identity); !aligned) return aligned.failure();
@@ -186,6 +191,14 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
 
 bool HasMarkedRows(Catalogue& catalogue) {
   return catalogue.Fact(kMarkedFact).has_value();
+}
+
+MountRecord MountsInDatabase(Catalogue& catalogue) {
+  return MountsOf(catalogue.Fact(kMountsFact).value_or(""));
+}
+
+void RecordMounts(Catalogue& catalogue, const std::string& mounts) {
+  catalogue.PutFact(kMountsFact, mounts);
 }
 
 bool RootChanged(Catalogue& catalogue, const Library& library) {

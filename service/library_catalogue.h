@@ -6,6 +6,7 @@
 
 #include "catalogue.h"
 #include "library.h"
+#include "mount_record.h"
 #include "outcome.h"
 #include "state_root.h"
 
@@ -19,6 +20,10 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
 
 // A full reindex of an earlier run has marked rows and has not come to its end, as the opening found.
 bool HasMarkedRows(Catalogue& catalogue);
+
+// What the database knows of the file systems below the library, as the opening found it or was noted since.
+MountRecord MountsInDatabase(Catalogue& catalogue);
+void RecordMounts(Catalogue& catalogue, const std::string& mounts);
 
 // The folder is not the one that the catalogue was made of: another disk, or something in its place.
 bool RootChanged(Catalogue& catalogue, const Library& library);

@@ -37,6 +37,7 @@ Outcome<LibraryFacts> ReadFacts(DatabaseReader& database) {
   for (const DatabaseReader::Row& row : *rows) {
     if (row[0] == "generation") facts.generation = {NumberOf(row[1]), row[2].value_or("")};
     if (row[0] == "marked") facts.marked = true;
+    if (row[0] == "mounts") facts.mounts = row[2];
   }
   return facts;
 }
@@ -49,6 +50,10 @@ std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const std
 
 bool NoteMarked(DatabaseReader& database, bool marked) {
   return database.Run(marked ? kNoteMarkedSql : kForgetMarkedSql);
+}
+
+bool NoteMounts(DatabaseReader& database, const std::string& mounts) {
+  return database.Query({}, kNoteMountsSql, mounts).has_value();
 }
 
 bool UnmarkRows(DatabaseReader& database) {

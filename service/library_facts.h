@@ -21,7 +21,8 @@ struct Generation {
 
 struct LibraryFacts {
   Generation generation;
-  bool marked = false;  // a full reindex has marked rows and has not come to its end
+  bool marked = false;                // a full reindex has marked rows and has not come to its end
+  std::optional<std::string> mounts;  // where rows lie on other file systems (mount_record.h)
 };
 
 inline constexpr const char* kFactTable = "lumivault_fact";
@@ -33,6 +34,7 @@ Outcome<LibraryFacts> ReadFacts(DatabaseReader& database);
 // These belong into an open transaction. Nothing or false: it cannot be kept.
 std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const std::string& writer);
 [[nodiscard]] bool NoteMarked(DatabaseReader& database, bool marked);
+[[nodiscard]] bool NoteMounts(DatabaseReader& database, const std::string& mounts);
 // No row is marked any more.
 [[nodiscard]] bool UnmarkRows(DatabaseReader& database);
 

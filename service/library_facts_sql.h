@@ -11,10 +11,12 @@ inline constexpr const char* kFactTableOfPostgres =
 inline constexpr const char* kFactsSql = "SELECT name, number, value FROM lumivault_fact";
 inline constexpr const char* kRaiseGenerationSql =
     "INSERT INTO lumivault_fact (name, number, value) VALUES ('generation', 1, '@KAVO:VAR') ON CONFLICT "
-    "(name) "
-    "DO UPDATE SET number = lumivault_fact.number + 1, value = excluded.value RETURNING number";
+    "(name) DO UPDATE SET number = lumivault_fact.number + 1, value = excluded.value RETURNING number";
 inline constexpr const char* kNoteMarkedSql =
     "INSERT INTO lumivault_fact (name) VALUES ('marked') ON CONFLICT (name) DO NOTHING";
+inline constexpr const char* kNoteMountsSql =
+    "INSERT INTO lumivault_fact (name, value) VALUES ('mounts', '@KAVO:VAR') ON CONFLICT (name) DO UPDATE "
+    "SET value = excluded.value";
 inline constexpr const char* kForgetMarkedSql = "DELETE FROM lumivault_fact WHERE name = 'marked'";
 // The tables that a full reindex marks. These look at every row, after a reindex that did not come to its
 // end.

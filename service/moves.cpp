@@ -47,21 +47,23 @@ class Sources {
   }
 
  private:
-  // An inode number alone may have been used again.
+  // An inode number alone may have been used again; on another file system every one of them is.
   static bool IsCertain(const CatalogueEntry& entry, const Arrival& arrival) {
+    if (entry.elsewhere) return arrival.stamp.birth != 0;
     return arrival.stamp.birth != 0 || entry.stamp.SameContent(arrival.stamp);
   }
 
   std::unordered_multimap<FileStamp, const CatalogueEntry*, ObjectHash, ObjectEqual> by_object_;
 };
 
-// Gone files that may have been copied before they were deleted.
+// Gone files that may have been copied before they were deleted. One that may be out of reach has been copied
+// and is there still.
 class Copies {
  public:
   Copies(const Entries& gone, const std::unordered_set<std::string>& moved, std::string library)
       : library_(std::move(library)) {
     for (const CatalogueEntry& entry : gone) {
-      if (entry.fingerprint.empty() || moved.contains(entry.path)) continue;
+      if (entry.elsewhere || entry.fingerprint.empty() || moved.contains(entry.path)) continue;
       by_content_.emplace(entry.fingerprint, &entry);
       sizes_.insert(entry.stamp.size);
     }
@@ -85,7 +87,7 @@ class Namesakes {
  public:
   Namesakes(const Entries& gone, const std::vector<const Arrival*>& arrivals) {
     for (const CatalogueEntry& entry : gone) {
-      if (entry.state != EntryState::kUnread || entry.stamp.size == 0) continue;
+      if (entry.elsewhere || entry.state != EntryState::kUnread || entry.stamp.size == 0) continue;
       Pair& pair = pairs_[KeyOf(entry.path, entry.stamp.size)];
       pair.entry = &entry;
       ++pair.gone;

@@ -15,6 +15,7 @@ class NameHash {
   }
   void Add(char c) { value_ = (value_ ^ static_cast<unsigned char>(c)) * kFactor; }
 
+  std::uint64_t value() const { return value_; }
   // In hexadecimal digits.
   std::string Text() const {
     constexpr int kHexadecimal = 16;

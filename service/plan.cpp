@@ -22,6 +22,8 @@ class Planner {
 
   Outcome<Plan> Make(Differences differences) {
     if (auto finished = FinishSettingAside(differences); !finished) return finished.failure();
+    plan_.mounts = differences.mounts;
+    plan_.all_seen = differences.all_seen;
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
     const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
     Judge(differences);
@@ -84,7 +86,10 @@ class Planner {
     question.recorded = differences.recorded_files;
     question.root_changed = RootChanged(catalogue_, library_);
     question.root_empty = differences.root_empty;
-    question.device_changed = differences.device_changed;
+    const auto is_elsewhere = [](const CatalogueEntry& entry) { return entry.elsewhere; };
+    question.device_changed =
+        std::any_of(differences.gone_files.begin(), differences.gone_files.end(), is_elsewhere) ||
+        std::any_of(differences.gone_folders.begin(), differences.gone_folders.end(), is_elsewhere);
     question.accepted = options_.accepts_loss;
     plan_.verdict = JudgeLoss(question, catalogue_);
   }

@@ -2,6 +2,9 @@
 #ifndef SERVICE_PLAN_H_
 #define SERVICE_PLAN_H_
 
+#include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "catalogue.h"
@@ -17,6 +20,8 @@ struct Plan {
   std::vector<WorkItem> items;
   std::vector<WorkItem> deletes;
   LossVerdict verdict;
+  std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
+  bool all_seen = true;                         // nothing is unknown
 };
 
 struct PlanOptions {

@@ -4,6 +4,7 @@
 
 #include "album_name.h"
 #include "catalogue_sql.h"
+#include "file_system_id.h"
 #include "media_files.h"
 #include "path_parts.h"
 
@@ -22,6 +23,11 @@ bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
 bool FailedBefore(const CatalogueEntry& recorded, const FileStamp& stamp) {
   const bool failed = recorded.state == EntryState::kFailed || recorded.state == EntryState::kDamaged;
   return failed && recorded.stamp.changed == stamp.changed;
+}
+
+CatalogueEntry Replaced(CatalogueEntry recorded, const FileStamp& now) {
+  recorded.elsewhere = recorded.stamp.device != now.device;
+  return recorded;
 }
 
 bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
@@ -62,6 +68,7 @@ Outcome<Differences> Survey::Run(const std::string& folder) {
     std::string path = entry.path;
     folders_.emplace(std::move(path), std::move(entry));
   }
+  has_numbers_ = !catalogue_.Fact(kFileSystemsFact);
   while (const auto entry = walk->Next()) {
     const std::string path =
         entry->path.size() > folder.size() ? entry->path.substr(folder.size() + 1) : std::string();
@@ -70,6 +77,8 @@ Outcome<Differences> Survey::Run(const std::string& folder) {
   }
   Advance(nullptr);
   GatherLostFolders();
+  differences_.all_seen = unknown_.empty();
+  if (has_numbers_) catalogue_.PutFact(kFileSystemsFact, "");
   if (catalogue_.failure()) return *catalogue_.failure();
   return std::move(differences_);
 }
@@ -86,16 +95,20 @@ void Survey::Take(const WalkEntry& entry, const std::string& path) {
 void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   Advance(nullptr);
   folder_ = path;
+  if (path.empty()) root_number_ = entry.mounted;
+  if (!path.empty() && entry.mounted != 0) {
+    differences_.mounts[path] = entry.stamp.device;
+    if (has_numbers_) TakeOverNumbers(entry, path);
+  }
   Fetch("");
   if (path.empty()) return;
   differences_.root_empty = false;
-  if (DeviceAt(path) != entry.stamp.device) mounts_[path] = entry.stamp.device;
   const auto found = folders_.find(path);
   const bool known = found != folders_.end();
   const bool unread = known && found->second.state == EntryState::kUnread;
   if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
     const bool replaces = known && !unread;
-    if (replaces) differences_.replaced_folders.push_back(found->second);
+    if (replaces) differences_.replaced_folders.push_back(Replaced(found->second, entry.stamp));
     differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces});
   }
   if (known) folders_.erase(found);
@@ -117,7 +130,7 @@ void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const 
   }
   const bool unread = recorded.state == EntryState::kUnread;
   const bool replaces = !unread && !recorded.stamp.SameObject(entry.stamp);
-  if (replaces) differences_.replaced_files.push_back(recorded);
+  if (replaces) differences_.replaced_files.push_back(Replaced(recorded, entry.stamp));
   differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true, replaces});
 }
 
@@ -146,20 +159,34 @@ void Survey::Fetch(const std::string& after) {
 
 void Survey::NoteGone(const CatalogueEntry& file) {
   if (unknown_.contains(folder_) || unknown_.contains(file.path)) return;
-  CompareDevice(file);
-  differences_.gone_files.push_back(file);
+  differences_.gone_files.push_back(Marked(file));
 }
 
-void Survey::CompareDevice(const CatalogueEntry& gone) {
-  if (gone.stamp.inode != 0 && gone.stamp.device != DeviceAt(gone.path)) differences_.device_changed = true;
+bool Survey::IsElsewhere(const CatalogueEntry& entry) const {
+  return entry.stamp.device != kUnknownDevice && entry.stamp.device != DeviceAt(entry.path);
+}
+
+CatalogueEntry Survey::Marked(CatalogueEntry entry) const {
+  entry.elsewhere = IsElsewhere(entry);
+  return entry;
+}
+
+void Survey::TakeOverNumbers(const WalkEntry& mounted, const std::string& path) {
+  const std::uint64_t recorded = mounted.mounted == root_number_ ? 0 : mounted.mounted;
+  catalogue_.MoveToDevice(path, recorded, mounted.stamp.device);
+  for (auto& [below, entry] : folders_) {
+    const bool lies_there = below == path || below.starts_with(path + "/");
+    if (lies_there && entry.stamp.device == recorded) entry.stamp.device = mounted.stamp.device;
+  }
 }
 
 std::uint64_t Survey::DeviceAt(const std::string& path) const {
-  if (mounts_.empty()) return 0;
+  const auto& mounts = differences_.mounts;
+  if (mounts.empty()) return 0;
   for (std::string above = path; !above.empty();) {
     const std::size_t slash = above.rfind('/');
     above.resize(slash == std::string::npos ? 0 : slash);
-    if (const auto mount = mounts_.find(above); mount != mounts_.end()) return mount->second;
+    if (const auto mount = mounts.find(above); mount != mounts.end()) return mount->second;
   }
   return 0;
 }
@@ -167,8 +194,7 @@ std::uint64_t Survey::DeviceAt(const std::string& path) const {
 void Survey::GatherLostFolders() {
   for (const auto& [path, entry] : folders_) {
     if (LiesInOne(unknown_, path)) continue;
-    CompareDevice(entry);
-    differences_.gone_folders.push_back(entry);
+    differences_.gone_folders.push_back(Marked(entry));
     folder_ = path;
     Fetch("");
     Advance(nullptr);

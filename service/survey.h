@@ -34,8 +34,9 @@ struct Differences {
   std::vector<CatalogueEntry> replaced_folders;
   std::vector<CatalogueEntry> replaced_files;
   std::size_t recorded_files = 0;
-  bool root_empty = true;       // no file and no folder that counts
-  bool device_changed = false;  // something is gone that was on another device than its folder is now
+  bool root_empty = true;                       // no file and no folder that counts
+  bool all_seen = true;                         // nothing is unknown
+  std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
 };
 
 // Notes in REPORT what is no folder and no photo or video; true for what is.
@@ -59,9 +60,12 @@ class Survey {
   // The files of the current folder that come after AFTER.
   void Fetch(const std::string& after);
   void NoteGone(const CatalogueEntry& file);
-  // What was on another device than the folder that it should be in may be out of reach with it.
-  void CompareDevice(const CatalogueEntry& gone);
-  // The device of the nearest folder above PATH that is there.
+  // ENTRY, at PATH, was on another file system than its folder is now.
+  bool IsElsewhere(const CatalogueEntry& entry) const;
+  CatalogueEntry Marked(CatalogueEntry entry) const;
+  // An earlier catalogue had the numbers of devices in its stamps.
+  void TakeOverNumbers(const WalkEntry& mounted, const std::string& path);
+  // The device, for stamps, of the nearest folder above PATH that is there.
   std::uint64_t DeviceAt(const std::string& path) const;
   void GatherLostFolders();
 
@@ -70,7 +74,8 @@ class Survey {
   Differences differences_;
   std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
   std::set<std::string> unknown_;                  // could not be looked at
-  std::map<std::string, std::uint64_t> mounts_;    // folders on another device than the one above them
+  bool has_numbers_ = false;                       // the catalogue has the numbers of devices
+  std::uint64_t root_number_ = 0;
 
   std::string folder_;                    // the current one
   std::vector<CatalogueEntry> recorded_;  // some of its files

@@ -5,13 +5,13 @@
 #include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <algorithm>
 
 #include "base/limits.h"
 #include "display.h"
 #include "error_text.h"
+#include "file_system_id.h"
 #include "library.h"
 #include "open_folder.h"
 #include "platform/files.h"
@@ -35,14 +35,9 @@ std::int64_t Nanoseconds(const statx_timestamp& time) {
   return time.tv_sec * kNanoseconds + time.tv_nsec;
 }
 
-std::uint64_t DeviceOf(const struct statx& status) {
-  return makedev(status.stx_dev_major, status.stx_dev_minor);
-}
-
-FileStamp StampOf(const struct statx& status, std::uint64_t root_device) {
+FileStamp StampOf(const struct statx& status, std::uint64_t device) {
   FileStamp stamp;
-  const std::uint64_t device = DeviceOf(status);
-  stamp.device = device == root_device ? 0 : device;
+  stamp.device = device;
   stamp.inode = status.stx_ino;
   if ((status.stx_mask & STATX_BTIME) != 0) stamp.birth = Nanoseconds(status.stx_btime);
   stamp.size = static_cast<std::int64_t>(status.stx_size);
@@ -67,7 +62,7 @@ Outcome<Walk> Walk::Start(const std::string& root) {
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
   }
-  Walk walk(std::move(folder), root, DeviceOf(status));
+  Walk walk(std::move(folder), root);
   const WalkEntry entered = walk.Enter(root);
   if (entered.kind != EntryKind::kFolder)
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + entered.reason};
@@ -78,7 +73,7 @@ Outcome<Walk> Walk::Start(const std::string& root) {
 
 std::optional<WalkEntry> Walk::Next() {
   if (!std::exchange(started_, true))
-    return WalkEntry{EntryKind::kFolder, root_path_, "", levels_.front().stamp};
+    return WalkEntry{EntryKind::kFolder, root_path_, "", levels_.front().stamp, levels_.front().number};
   while (!levels_.empty()) {
     Level& level = levels_.back();
     if (const int error = std::exchange(level.error, 0); error != 0) {
@@ -106,16 +101,33 @@ WalkEntry Walk::Enter(const std::string& path) {
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
-  Level level{path, StampOf(status, device_), 0, {}, {}, 0, 0};
-  if (IsAncestor(level.stamp)) return {EntryKind::kUnknown, path, "folder inside itself"};
+  const bool another = BeginsAnother(status);
+  const std::uint64_t above = levels_.empty() ? 0 : levels_.back().stamp.device;
+  Level level{path,
+              StampOf(status, another ? FileSystemId(folder.get(), status) : above),
+              DeviceOf(status),
+              0,
+              {},
+              {},
+              0,
+              0};
+  if (IsAncestor(level)) return {EntryKind::kUnknown, path, "folder inside itself"};
   List(folder.Release(), level);
   levels_.push_back(std::move(level));
-  return {EntryKind::kFolder, path, "", levels_.back().stamp};
+  return {EntryKind::kFolder, path, "", levels_.back().stamp, another ? DeviceOf(status) : 0};
 }
 
-bool Walk::IsAncestor(const FileStamp& stamp) const {
-  return std::any_of(levels_.begin(), levels_.end(),
-                     [&](const Level& level) { return level.stamp.SameObject(stamp); });
+// A part of the same file system may be shown there.
+bool Walk::BeginsAnother(const struct statx& status) const {
+  if (levels_.empty()) return false;
+  return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0 || DeviceOf(status) != levels_.back().number;
+}
+
+bool Walk::IsAncestor(const Level& folder) const {
+  return std::any_of(levels_.begin(), levels_.end(), [&](const Level& level) {
+    return level.number == folder.number && level.stamp.inode == folder.stamp.inode &&
+           level.stamp.birth == folder.stamp.birth;
+  });
 }
 
 // Takes over the descriptor.
@@ -129,7 +141,7 @@ void Walk::List(int descriptor, Level& level) const {
   while (const dirent* entry = folder.Next()) {
     const std::string_view name = entry->d_name;
     if (LeftOutSilently(name)) continue;
-    const Name found = Look(folder.descriptor(), entry->d_name, entry->d_type);
+    const Name found = Look(folder.descriptor(), entry->d_name, entry->d_type, level);
     if (found.kind == NameKind::kFolder) {
       level.folders.Add(name, {});
     } else {
@@ -142,12 +154,13 @@ void Walk::List(int descriptor, Level& level) const {
   level.folders.Sort();
 }
 
-Walk::Name Walk::Look(int folder, const char* name, unsigned char type) const {
+Walk::Name Walk::Look(int folder, const char* name, unsigned char type, const Level& level) {
   if (*name == '.') return {NameKind::kHidden, {}};
   if (type == DT_DIR) return {NameKind::kFolder, {}};  // looked at when it is entered
   struct statx status {};
   if (statx(folder, name, AT_SYMLINK_NOFOLLOW, kWanted, &status) != 0) return {NameKind::kUnknown, {}};
-  const FileStamp stamp = StampOf(status, device_);
+  const std::uint64_t number = DeviceOf(status);
+  const FileStamp stamp = StampOf(status, number == level.number ? level.stamp.device : number);
   switch (status.stx_mode & S_IFMT) {
     case S_IFREG:
       return {NameKind::kFile, stamp};
@@ -160,10 +173,10 @@ Walk::Name Walk::Look(int folder, const char* name, unsigned char type) const {
   }
 }
 
-Walk::Name Walk::LookBehindLink(int folder, const char* name, FileStamp stamp) const {
+Walk::Name Walk::LookBehindLink(int folder, const char* name, FileStamp stamp) {
   struct statx status {};
   if (statx(folder, name, 0, kWanted, &status) != 0) return {NameKind::kDanglingLink, {}};
-  const FileStamp target = StampOf(status, device_);
+  const FileStamp target = StampOf(status, 0);
   stamp.size = target.size;
   stamp.modified = target.modified;
   stamp.changed = target.changed;

@@ -7,6 +7,8 @@
 #ifndef SERVICE_WALK_H_
 #define SERVICE_WALK_H_
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -36,6 +38,8 @@ struct WalkEntry {
   // Of a folder or file, as it was when its folder was listed. A link's object is the link, its content the
   // file's.
   FileStamp stamp = {};
+  // Of the root and of a folder on which another file system begins: the number of its device.
+  std::uint64_t mounted = 0;
 };
 
 class Walk {
@@ -46,9 +50,6 @@ class Walk {
 
   // The next entry; nothing at the end.
   std::optional<WalkEntry> Next();
-
-  // The device of the root, by its number of today.
-  std::uint64_t device() const { return device_; }
 
  private:
   // What a name of a folder is, as far as listing it tells.
@@ -71,26 +72,27 @@ class Walk {
   struct Level {
     std::string path;
     FileStamp stamp;
-    int error = 0;  // why its listing ended early
+    std::uint64_t number = 0;  // of the device
+    int error = 0;             // why its listing ended early
     NameList<Name> files;
     NameList<std::monostate> folders;
     std::size_t next_file = 0;
     std::size_t next_folder = 0;
   };
 
-  Walk(FileDescriptor root, std::string path, std::uint64_t device)
-      : root_(std::move(root)), root_path_(std::move(path)), device_(device) {}
+  Walk(FileDescriptor root, std::string path) : root_(std::move(root)), root_path_(std::move(path)) {}
 
   WalkEntry Enter(const std::string& path);
-  bool IsAncestor(const FileStamp& stamp) const;
+  // Another file system than that of the folder above begins at the one with STATUS.
+  bool BeginsAnother(const struct statx& status) const;
+  bool IsAncestor(const Level& folder) const;
   void List(int folder, Level& level) const;
-  Name Look(int folder, const char* name, unsigned char type) const;
-  Name LookBehindLink(int folder, const char* name, FileStamp stamp) const;
+  static Name Look(int folder, const char* name, unsigned char type, const Level& level);
+  static Name LookBehindLink(int folder, const char* name, FileStamp stamp);
   static WalkEntry EntryOf(const Name& name, std::string path);
 
   FileDescriptor root_;
   std::string root_path_;
-  std::uint64_t device_;
   bool started_ = false;
   std::vector<Level> levels_;
 };

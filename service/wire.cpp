@@ -95,7 +95,7 @@ std::optional<Batch> DecodeBatch(std::string_view content) {
     const std::uint8_t action = reader.Byte();
     const bool same_content = reader.Byte() != 0;
     if (kind > static_cast<std::uint8_t>(ItemKind::kVideo)) return std::nullopt;
-    if (action > static_cast<std::uint8_t>(ItemAction::kUnmark)) return std::nullopt;
+    if (action > static_cast<std::uint8_t>(ItemAction::kNoteMounts)) return std::nullopt;
     std::string path = reader.Text();
     batch.items.push_back({static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action),
                            reader.Text(), same_content});

@@ -17,10 +17,11 @@ enum class ItemAction : std::uint8_t {
   kSetAside,  // the rows of `from` wait under the name `path`, which no file bears
   kRename,    // the rows of `from` become those of `path`, which cannot be read
   kDelete,
-  kReindex,  // the second phase of a full reindex
-  kMark,     // its first phase, `path` being the library
-  kSweep,    // its third
-  kUnmark,   // what an earlier one has left marked, `path` being the library
+  kReindex,     // the second phase of a full reindex
+  kMark,        // its first phase, `path` being the library
+  kSweep,       // its third
+  kUnmark,      // what an earlier one has left marked, `path` being the library
+  kNoteMounts,  // `from` is the text of what the database has to know of the file systems below `path`
 };
 
 struct WorkItem {

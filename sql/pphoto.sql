@@ -219,7 +219,8 @@ CREATE UNIQUE INDEX IF NOT EXISTS photo_image_label_key
   ON photo_image_label (info_new, info, status, image_id, label_id);
 
 -- What the indexing service keeps here about its runs, and nothing that is indexed: 'generation', a number that every batch
--- of a run raises and whose catalogue it was; 'marked', while rows are marked by a reindex.
+-- of a run raises and whose catalogue it was; 'marked', while rows are marked by a reindex; 'mounts', on which file
+-- systems below the library rows lie.
 CREATE TABLE IF NOT EXISTS lumivault_fact (
   name TEXT NOT NULL PRIMARY KEY,
   number INTEGER NOT NULL DEFAULT 0,

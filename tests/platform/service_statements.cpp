@@ -131,6 +131,7 @@ List CatalogueStatements() {
       {TEXT(kRemoveFile)},
       {TEXT(kRemoveFolder)},
       {TEXT(kRemoveBelow)},
+      {TEXT(kMoveToDevice)},
       {TEXT(kFact)},
       {TEXT(kRemoveFact)},
       {TEXT(kAllFolders), kTable, On::kSqlite, "asks for all folders, once a run"},
@@ -148,7 +149,7 @@ std::set<std::string> UnplannedTexts() {
           // Inserts.
           "kInsertPhoto", "kInsertVideo", "kInsertVideoDesc", "kInsertConvert", "kInsertLabel",
           "kInsertLabelWithId", "kInsertLink", "kInsertAlbum", "kInsertRight", "kPutEntry", "kPutFact",
-          "kMergePeopleByDefaultSql", "kRaiseGenerationSql", "kNoteMarkedSql",
+          "kMergePeopleByDefaultSql", "kRaiseGenerationSql", "kNoteMarkedSql", "kNoteMountsSql",
           // Settings and transactions.
           "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kBeginCatalogue",
           "kCommitCatalogue", "kCountTablesSql", "kLinkStatisticsSql", "kServerAnswersSql", "kServerFactsSql",

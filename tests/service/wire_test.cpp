@@ -92,7 +92,7 @@ TEST(Wire, AnUnknownKindIsRefused) {
 }
 
 TEST(Wire, AnUnknownActionIsRefused) {
-  constexpr auto kLast = static_cast<std::uint8_t>(ItemAction::kUnmark);
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemAction::kNoteMounts);
   EXPECT_TRUE(DecodeBatch(OneItem(0, kLast)));
   EXPECT_FALSE(DecodeBatch(OneItem(0, kLast + 1)));
 }

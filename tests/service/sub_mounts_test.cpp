@@ -1,0 +1,246 @@
+// File systems that are mounted below a library, and what is told of their files when they are away or others
+// stand in their place. On both engines.
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include "file_system_id.h"
+#include "support/media_maker.h"
+#include "support/private_namespace.h"
+#include "support/shared_tree_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kLoss = 7;
+
+// Nothing that is mounted here is seen by others, and all of it goes with the process.
+const std::string& WhyNoMounts() {
+  static const std::string why = EnterPrivateNamespace({});
+  return why;
+}
+
+template <typename Base>
+class SubMountsTest : public Base {
+ protected:
+  void SetUp() override {
+    if (!WhyNoMounts().empty()) GTEST_SKIP() << "no mounts here: " << WhyNoMounts();
+    Base::SetUp();
+    if (this->IsSkipped()) return;
+    fs::create_directories(Stick());
+    MakeJpeg(this->File("local/own.jpg"), 8, 8);
+  }
+  void TearDown() override {
+    Pull();
+    Base::TearDown();
+  }
+
+  fs::path Stick() const { return this->File("stick"); }
+  fs::path Backing() const { return this->scratch() / "backing"; }
+  // A file system in memory, empty.
+  void Put() { ASSERT_EQ(mount("none", Stick().c_str(), "tmpfs", 0, nullptr), 0); }
+  // A folder of the same file system.
+  void Bind() {
+    fs::create_directories(Backing());
+    ASSERT_EQ(mount(Backing().c_str(), Stick().c_str(), nullptr, MS_BIND, nullptr), 0);
+  }
+  void Pull() {
+    while (umount2(Stick().c_str(), MNT_DETACH) == 0) {
+    }
+  }
+  void MakePhotos() {
+    for (int i = 0; i < 3; ++i) MakeJpeg(Stick() / "deep" / (std::to_string(i) + ".jpg"), 16 + i, 8);
+  }
+  void PutWithPhotos() {
+    Put();
+    MakePhotos();
+    this->Index();
+    rows_ = this->Rows();
+    ASSERT_EQ(this->Count(), "4");
+  }
+  void NewStateFolder() { fs::remove_all(this->state() / "libraries"); }
+
+  int Status(const std::string& command) {
+    std::vector<std::string> arguments{command, "--quiet"};
+    arguments.push_back(this->shared() ? "--shared" : this->folder().string());
+    fs::create_directories(this->state() / "libraries" / (this->shared() ? "shared" : "."));
+    return this->Run(arguments).status;
+  }
+  void ExpectKept() {
+    EXPECT_EQ(Status("index"), kLoss);
+    EXPECT_EQ(Status("reindex"), kLoss);
+    EXPECT_EQ(this->Rows(), rows_);
+  }
+
+  std::vector<DatabaseRow> rows_;
+};
+
+using Libraries = testing::Types<LibraryRowsTest, SharedTreeTest>;
+TYPED_TEST_SUITE(SubMountsTest, Libraries);
+
+TYPED_TEST(SubMountsTest, AStickThatIsAwayKeepsItsRows) {
+  this->PutWithPhotos();
+  this->Pull();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, AnEmptyStickWithTheSameNumberKeepsTheRowsOfTheOther) {
+  this->PutWithPhotos();
+  this->Pull();
+  this->Put();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, AStickWithOtherPhotosKeepsTheRowsOfTheOther) {
+  this->PutWithPhotos();
+  this->Pull();
+  this->Put();
+  MakeJpeg(this->Stick() / "other.jpg", 8, 8);
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->Count(), "5");
+  this->Pull();
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->Count(), "5") << "that one's are kept, too";
+}
+
+TYPED_TEST(SubMountsTest, ABoundFolderThatIsAwayKeepsItsRows) {
+  this->Bind();
+  this->MakePhotos();
+  this->Index();
+  this->rows_ = this->Rows();
+  this->Pull();
+  this->ExpectKept();
+  this->Bind();
+  EXPECT_EQ(this->Index()["unchanged"].asInt(), 4);
+}
+
+TYPED_TEST(SubMountsTest, WithANewStateFolderToo) {
+  this->PutWithPhotos();
+  this->Pull();
+  this->NewStateFolder();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, WithANewStateFolderAndAnotherStickToo) {
+  this->PutWithPhotos();
+  this->Pull();
+  this->Put();
+  this->NewStateFolder();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, AStickThatCameAfterTheFirstRunIsKnownToTheDatabase) {
+  this->Index();
+  this->PutWithPhotos();
+  this->Pull();
+  this->NewStateFolder();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, PhotosCopiedFromAStickThatIsAwayAreNew) {
+  this->PutWithPhotos();
+  const std::string id = this->IdOf("stick/deep/1.jpg");
+  fs::copy_file(this->Stick() / "deep/1.jpg", this->File("local/1.jpg"));
+  this->Pull();
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->IdOf("stick/deep/1.jpg"), id);
+  EXPECT_NE(this->IdOf("local/1.jpg"), "");
+  EXPECT_EQ(this->Count(), "5");
+}
+
+TYPED_TEST(SubMountsTest, PhotosCopiedFromAStickThatIsAwayAreNewWithANewStateFolderToo) {
+  this->PutWithPhotos();
+  const std::string id = this->IdOf("stick/deep/1.jpg");
+  fs::copy_file(this->Stick() / "deep/1.jpg", this->File("local/1.jpg"));
+  this->Pull();
+  this->NewStateFolder();
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->IdOf("stick/deep/1.jpg"), id);
+  EXPECT_EQ(this->Count(), "5");
+}
+
+TYPED_TEST(SubMountsTest, AStickOverAFolderKeepsTheRowsOfWhatItHides) {
+  this->MakePhotos();
+  this->Index();
+  this->rows_ = this->Rows();
+  this->Bind();
+  this->ExpectKept();
+  this->Pull();
+  EXPECT_EQ(this->Index()["unchanged"].asInt(), 4);
+}
+
+TYPED_TEST(SubMountsTest, AStickThatIsSeenElsewhereTakesItsRowsAlong) {
+  this->PutWithPhotos();
+  const std::string id = this->IdOf("stick/deep/1.jpg");
+  struct statx status {};
+  ASSERT_EQ(statx(AT_FDCWD, (this->Stick() / "deep/1.jpg").c_str(), 0, STATX_BTIME, &status), 0);
+  fs::create_directories(this->File("port"));
+  ASSERT_EQ(mount(this->Stick().c_str(), this->File("port").c_str(), nullptr, MS_MOVE, nullptr), 0);
+  const int run = this->Status("index");
+  umount2(this->File("port").c_str(), MNT_DETACH);
+  if ((status.stx_mask & STATX_BTIME) == 0) GTEST_SKIP() << "no birth times here";
+  EXPECT_EQ(run, 0);
+  EXPECT_EQ(this->IdOf("port/deep/1.jpg"), id);
+  EXPECT_EQ(this->Count(), "4");
+}
+
+TYPED_TEST(SubMountsTest, WhatIsDeletedOnAStickIsGone) {
+  this->PutWithPhotos();
+  fs::remove(this->Stick() / "deep/1.jpg");
+  EXPECT_EQ(this->Index()["deleted"].asInt(), 1);
+  this->NewStateFolder();
+  fs::remove(this->Stick() / "deep/2.jpg");
+  EXPECT_EQ(this->Status("index"), 0);
+  EXPECT_EQ(this->Count(), "2");
+}
+
+TYPED_TEST(SubMountsTest, SomebodyMayAcceptTheLoss) {
+  this->PutWithPhotos();
+  this->Pull();
+  EXPECT_EQ(this->Index({"--accept-loss"})["deleted"].asInt(), 4);  // with the album
+  EXPECT_EQ(this->Count(), "1");
+  EXPECT_EQ(this->Status("index"), 0);
+  this->NewStateFolder();
+  EXPECT_EQ(this->Status("index"), 0) << "and nothing is known of the stick any more";
+}
+
+TYPED_TEST(SubMountsTest, NothingOfItIsInAnExport) {
+  this->PutWithPhotos();
+  EXPECT_EQ(this->Value("SELECT count(*) FROM lumivault_fact WHERE name = 'mounts'"), "1");
+  const RunResult exported =
+      this->shared() ? this->Run({"export", "--shared"}) : this->Run({"export", this->folder()});
+  EXPECT_EQ(exported.out.find("lumivault_fact"), std::string::npos);
+}
+
+// Stamps of catalogues that were made before had the numbers of devices.
+TYPED_TEST(SubMountsTest, AnEarlierCatalogueIsTakenOver) {
+  this->PutWithPhotos();
+  struct stat status {};
+  ASSERT_EQ(stat(this->Stick().c_str(), &status), 0);
+  const fs::path catalogue = fs::directory_iterator(this->state() / "libraries")->path() / "catalogue.db";
+  QueryDatabase(catalogue,
+                "UPDATE entry SET device = " + std::to_string(status.st_dev) + " WHERE device <> 0");
+  QueryDatabase(catalogue, "DELETE FROM fact WHERE name = 'file_systems'");
+  EXPECT_EQ(this->Index()["unchanged"].asInt(), 4);
+  this->Pull();
+  this->Put();
+  this->ExpectKept();
+}
+
+TEST(NameOfDevice, IsThatOfTheLinkThatLeadsToIt) {
+  for (const auto& entry : fs::directory_iterator("/dev")) {
+    struct stat status {};
+    if (stat(entry.path().c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) continue;
+    const TempDir links;
+    fs::create_symlink("/dev/null", links.path() / "0000");
+    fs::create_symlink(entry.path(), links.path() / "1234-ABCD");
+    EXPECT_EQ(NameOfDevice(status.st_rdev, links.path()), "1234-ABCD");
+    EXPECT_EQ(NameOfDevice(status.st_rdev + 1, links.path()), "");
+    EXPECT_EQ(NameOfDevice(status.st_rdev, links.path() / "nowhere"), "");
+    return;
+  }
+  GTEST_SKIP() << "no block device here";
+}
+
+}  // namespace
