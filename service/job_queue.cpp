@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <sstream>
 
 #include "atomic_file.h"
 #include "base/fixed_path.h"
@@ -18,7 +19,7 @@
 namespace {
 
 constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue";
-// In the state folder: since when the oldest job has been seen, and the job, a line each.
+// In the state folder, a line each: since when the oldest job has been seen, how long the queue was, the job.
 constexpr const char* kSeen = "/oldest-job";
 constexpr std::size_t kTimeSpace = 32;
 constexpr std::int64_t kLongestJob = 8192;  // a path and a user's name
@@ -68,12 +69,23 @@ std::string Now() {
   return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
 }
 
-// Since when JOB has been seen as the oldest.
-std::optional<std::string> SeenSince(const StateRoot& root, const std::string& job) {
-  const std::string seen = ReadWholeFile(root.path() + kSeen).value_or("");
-  const std::size_t end = seen.find('\n');
-  if (end == std::string::npos || seen.substr(end + 1) != job + "\n") return std::nullopt;
-  return seen.substr(0, end);
+// Since when the oldest job in FILE has been seen as that. A queue that is shorter than it was has been
+// emptied and begun again with the same photo.
+std::optional<std::string> SeenSince(const StateRoot& root, int file) {
+  std::istringstream seen(ReadWholeFile(root.path() + kSeen).value_or(""));
+  std::string since;
+  std::string job;
+  std::int64_t bytes = 0;
+  if (!std::getline(seen, since) || !(seen >> bytes) || bytes > SizeOf(file)) return std::nullopt;
+  seen.ignore();
+  if (!std::getline(seen, job) || job != OldestJob(file)) return std::nullopt;
+  return since;
+}
+
+// What cannot be noted is told as read; nothing else depends on it.
+void NoteOldest(const std::string& seen, int file) {
+  const std::string text = Now() + "\n" + std::to_string(SizeOf(file)) + "\n" + OldestJob(file) + "\n";
+  static_cast<void>(WriteWholeFile(seen, text));
 }
 
 // Keeps the younger half, from the beginning of a line; everything where that cannot be read. It is written
@@ -107,6 +119,12 @@ std::string JobQueuePath() {
   return KAVOFixedPathGet(kQueue, real.data(), kPathSize) < 0 ? "" : real.data();
 }
 
+bool FaceRecognitionTakesJobs() {
+  std::array<char, kPathSize> real{};
+  const bool known = KAVOFixedPathGet(kPackageSettings, real.data(), kPathSize) >= 0;
+  return known && RLIBCFileCheckKeyValue(real.data(), "runfacerecognition", "yes", 0) != 0;
+}
+
 std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
   const FileDescriptor file = OpenQueue();
   JobQueue queue;
@@ -114,22 +132,20 @@ std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
   queue.bytes = file ? SizeOf(file.get()) : 0;
   if (queue.bytes == 0) return std::nullopt;
   queue.jobs = LinesOf(ReadFront(file.get(), std::min(queue.bytes, kMostCounted)));
-  queue.unread_since = SeenSince(root, OldestJob(file.get()));
+  queue.unread_since = SeenSince(root, file.get());
   return queue;
 }
 
 std::size_t TendJobQueue(const StateRoot& root) {
   const FileDescriptor file = OpenQueue();
   // A reader that is slower than this run loses nothing: the oldest has waited since an earlier one.
-  const bool waits = file && SeenSince(root, OldestJob(file.get()));
+  const bool waits = file && SeenSince(root, file.get());
   const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound() : 0;
   const std::string seen = root.path() + kSeen;
   if (!file || SizeOf(file.get()) == 0) {
     unlink(seen.c_str());
     return dropped;
   }
-  const std::string oldest = OldestJob(file.get());
-  // What cannot be noted is told as read; nothing else depends on it.
-  if (!SeenSince(root, oldest)) static_cast<void>(WriteWholeFile(seen, Now() + "\n" + oldest + "\n"));
+  if (!SeenSince(root, file.get())) NoteOldest(seen, file.get());
   return dropped;
 }

@@ -28,6 +28,9 @@ std::optional<JobQueue> ReadJobQueue(const StateRoot& root);
 // were dropped.
 std::size_t TendJobQueue(const StateRoot& root);
 
+// People have switched face recognition on, whose program empties the queue.
+bool FaceRecognitionTakesJobs();
+
 // Where the queue's file is, for the state folder that the process uses.
 std::string JobQueuePath();
 

@@ -40,7 +40,7 @@ class Planner {
     std::set<std::string> paths;
     DatabaseReader database = DatabaseReader::Of(library_);
     for (const CatalogueEntry& file : files) {
-      const char* sql = file.kind == ItemKind::kPhoto ? kPhotoSql : kVideoSql;
+      const char* sql = file.kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql;
       const auto rows = database.Query({"path"}, sql, library_.FileKey(file.path));
       if (!rows) return Unreadable(database);
       if (!rows->empty()) paths.insert(file.path);

@@ -15,6 +15,7 @@
 #include "display.h"
 #include "error_text.h"
 #include "installation.h"
+#include "job_queue.h"
 #include "library.h"
 #include "open_folder.h"
 #include "queries_sql.h"
@@ -37,8 +38,10 @@ bool HoldsNothingBut(const std::string& folder, std::string_view name) {
                                [name](const auto& entry) { return entry.path().filename() == name; });
 }
 
-// Without a tree the job queues of personal libraries stand where the link belongs, and nobody reads them.
-void ClearOfQueues(const std::string& link) {
+// Without a tree the job queues of personal libraries stand where the link belongs. Nobody reads them, unless
+// face recognition does.
+void ClearOfQueues(const StateRoot& root, const std::string& link) {
+  if (FaceRecognitionTakesJobs() && ReadJobQueue(root)) return;
   std::error_code error;
   const bool folder = fs::symlink_status(link, error).type() == fs::file_type::directory;
   if (folder && HoldsNothingBut(link, kSideFolder)) fs::remove_all(link, error);
@@ -54,7 +57,7 @@ std::string WhyNoLink(const std::string& link, int error) {
 Outcome<Done> MakeLink(const StateRoot& root, const std::string& folder) {
   const std::string link = root.Place(kSharedPhotoLink);
   if (auto made = root.MakeFolder(kServices); !made) return made;
-  ClearOfQueues(link);
+  ClearOfQueues(root, link);
   if (symlink(folder.c_str(), link.c_str()) == 0) return Done{};
   const int error = errno;
   std::error_code unreadable;

@@ -13,17 +13,12 @@
 
 namespace {
 
-std::string RealPlace(const char* path) {
-  std::array<char, kPathSize> real{};
-  return KAVOFixedPathGet(path, real.data(), kPathSize) < 0 ? "" : real.data();
-}
-
 bool HasReader() {
   struct stat status {};
-  const bool has_shared_tree =
-      lstat(RealPlace(kSharedPhotoLink).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
-  return has_shared_tree ||
-         RLIBCFileCheckKeyValue(RealPlace(kPackageSettings).c_str(), "runfacerecognition", "yes", 0) != 0;
+  std::array<char, kPathSize> link{};
+  const bool has_shared_tree = KAVOFixedPathGet(kSharedPhotoLink, link.data(), kPathSize) >= 0 &&
+                               lstat(link.data(), &status) == 0 && S_ISLNK(status.st_mode);
+  return has_shared_tree || FaceRecognitionTakesJobs();
 }
 
 }  // namespace

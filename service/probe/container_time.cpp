@@ -26,18 +26,15 @@ constexpr off_t kVersion = 4;  // bytes before the content of some boxes
 
 // "04 Mar 2019 10:11:12", a day of the week before it or not, as "2019-03-04 10:11:12".
 std::optional<std::string> MailTime(std::string_view text) {
-  constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
-  constexpr std::size_t kMonthLetters = 3;
+  constexpr std::size_t kMonthAt = 3;
+  constexpr std::size_t kYearAt = 7;
   constexpr std::size_t kClockAt = 12;
   const std::size_t comma = text.find(", ");
   if (comma != text.npos) text.remove_prefix(comma + 2);
   if (text.size() > 1 && text[1] == ' ') return MailTime("0" + std::string(text));
   if (text.size() < kClockAt) return std::nullopt;
-  const std::size_t month = kMonths.find(text.substr(kMonthLetters, kMonthLetters));
-  if (month == kMonths.npos || month % kMonthLetters != 0) return std::nullopt;
-  const std::string number = std::to_string(month / kMonthLetters + 1);
-  return WallClockTime(std::string(text.substr(7, 4)) + "-" + number + "-" + std::string(text.substr(0, 2)) +
-                       " " + std::string(text.substr(kClockAt)));
+  return WallClockTime(text.substr(kYearAt, 4), text.substr(kMonthAt, 3), text.substr(0, 2),
+                       text.substr(kClockAt));
 }
 
 // The value of a text CHUNK with this KIND under the keyword for the time of creation.

@@ -27,19 +27,16 @@ constexpr std::size_t kDayLength = std::string_view("2020-07-01").size();
 
 // "Mon Mar 10 15:04:43 2003", as AVI files have it.
 std::optional<std::string> TimeInWords(const std::string& text) {
-  constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
-  constexpr std::size_t kMonthLength = 3;
-  std::array<char, kMonthLength + 1> month{};
+  constexpr std::size_t kYearDigits = 4;
+  std::array<char, std::string_view("Mar").size() + 1> month{};
+  std::array<char, std::string_view("10").size() + 1> day{};
   std::array<char, std::string_view("15:04:43").size() + 1> clock{};
+  std::array<char, kYearDigits + 1> year{};
   constexpr int kFields = 4;
-  int day = 0;
-  int year = 0;
-  if (std::sscanf(text.c_str(), "%*3s %3s %2d %8s %4d", month.data(), &day, clock.data(), &year) != kFields)
+  if (std::sscanf(text.c_str(), "%*3s %3s %2s %8s %4s", month.data(), day.data(), clock.data(),
+                  year.data()) != kFields)
     return std::nullopt;
-  const std::size_t place = kMonths.find(month.data());
-  if (place == kMonths.npos || place % kMonthLength != 0) return std::nullopt;
-  return WallClockTime(std::to_string(year) + "-" + std::to_string(place / kMonthLength + 1) + "-" +
-                       std::to_string(day) + " " + clock.data());
+  return WallClockTime(year.data(), month.data(), day.data(), clock.data());
 }
 
 std::optional<std::string> TimeOf(std::string_view text) {

@@ -108,6 +108,20 @@ std::optional<std::string> WallClockTime(std::string_view text) {
   return Format(*fields);
 }
 
+std::optional<std::string> WallClockTime(std::string_view year, std::string_view month, std::string_view day,
+                                         std::string_view clock) {
+  constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  constexpr std::size_t kLetters = 3;
+  const std::size_t place = kMonths.find(month);
+  if (month.size() != kLetters || place == kMonths.npos || place % kLetters != 0) return std::nullopt;
+  const std::string number = std::to_string(place / kLetters + 1);
+  std::string text;
+  for (const std::string_view part : {year, std::string_view("-"), std::string_view(number),
+                                      std::string_view("-"), day, std::string_view(" "), clock})
+    text += part;
+  return WallClockTime(text);
+}
+
 std::optional<std::string> LocalTimeOfUtc(std::string_view text) {
   std::optional<std::tm> fields = Parse(text);
   if (!fields) return std::nullopt;

@@ -325,6 +325,12 @@ TEST_F(ChangesTest, ADryRunNamesEveryEventAndSendsNothing) {
   EXPECT_EQ(Index()["moved"].asInt(), 1);
 }
 
+TEST_F(ChangesTest, ADryRunHasNoFailuresToList) {
+  const RunResult result = Run({"index", folder(), "--dry-run", "--failed"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "lumivault: --failed excludes --dry-run (see lumivault --help)\n");
+}
+
 TEST_F(ChangesTest, ADryRunNamesEveryEventAsJson) {
   fs::rename(File("a.jpg"), File("z.jpg"));
   fs::remove(File("trip/b.jpg"));

@@ -84,6 +84,18 @@ TEST_F(JobQueueTest, TheTimeIsThatOfTheFirstRunThatSawTheJob) {
   EXPECT_EQ(Doctor().find("2001-02-03"), std::string::npos);
 }
 
+// The same photo was the first to get a job again.
+TEST_F(JobQueueTest, AQueueThatWasEmptiedAndBegunAnewIsTaken) {
+  Index();
+  const std::string jobs = ReadFile(queue());
+  WriteFile(queue(), jobs + "w:c.jpg\n");
+  EXPECT_NE(Doctor().find("nobody has taken one since"), std::string::npos);
+  WriteFile(state() / "oldest-job", "");
+  Index();
+  WriteFile(queue(), jobs);
+  EXPECT_NE(Doctor().find("none has waited through a run"), std::string::npos);
+}
+
 TEST_F(JobQueueTest, BeyondItsBoundTheOldestAreDroppedAndThatIsToldOnce) {
   Index();
   const std::size_t before = Fill(kMostBytes);  // one job more is too much

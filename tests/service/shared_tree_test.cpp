@@ -152,6 +152,18 @@ TEST_F(InitAfterPersonalRunTest, LeavesAFolderWithAnythingElseInIt) {
   EXPECT_TRUE(fs::exists(Link() / "@eaDir"));
 }
 
+// Face recognition is still to do them.
+TEST_F(InitAfterPersonalRunTest, LeavesJobsThatFaceRecognitionTakes) {
+  const fs::path queue = Link() / "@eaDir/kavophoto_face.queue";
+  WriteFile(state() / "var/packages/Lumivault/etc/settings.conf", "runfacerecognition=yes\n");
+  WriteFile(queue, "f:a.jpg\n");
+  EXPECT_EQ(Init(folder()).status, 4);
+  EXPECT_EQ(ReadFile(queue), "f:a.jpg\n");
+  WriteFile(queue, "");
+  EXPECT_EQ(Init(folder()).status, 0);
+  EXPECT_TRUE(fs::is_symlink(Link()));
+}
+
 TEST_F(InitAfterPersonalRunTest, TheFolderIsNoTree) {
   MakeJpeg(Link() / "a.jpg", 8, 8);
   constexpr const char* kNoTree =
