@@ -7,6 +7,7 @@
 #include "album_name.h"
 #include "library_catalogue.h"
 #include "media_files.h"
+#include "path_parts.h"
 #include "survey.h"
 #include "unopened.h"
 #include "work_queue.h"
@@ -120,10 +121,16 @@ Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
     Withhold(plan.verdict, plan.deletes);
     return Done{};
   }
-  // The rows of what could not be moved lie below the old folder still.
-  if (move_failed_)
-    std::erase_if(plan.deletes, [](const WorkItem& item) { return item.kind == ItemKind::kFolder; });
+  LeaveOutHeldBack(plan.deletes);
   return Send(std::move(plan.deletes));
+}
+
+void IndexRun::LeaveOutHeldBack(std::vector<WorkItem>& deletes) const {
+  std::unordered_set<std::string> kept;
+  for (const std::string& path : held_back_) {
+    for (std::string at = path; at.size() > report_.library.folder.size(); at = FolderOf(at)) kept.insert(at);
+  }
+  std::erase_if(deletes, [&](const WorkItem& item) { return kept.contains(item.path); });
 }
 
 Outcome<Done> IndexRun::Reindex() {
@@ -160,11 +167,12 @@ Outcome<Done> IndexRun::SendEverything() {
   });
 }
 
-Outcome<Done> IndexRun::SweepOrDelete(const Plan& plan) {
+Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
   if (stopped_by_ != 0) return Done{};
   auto marked = FindMarkedRows(report_.library);
   if (!marked) return marked.failure();
-  std::erase_if(marked->gone, [&](const WorkItem& item) { return held_back_.contains(item.path); });
+  LeaveOutHeldBack(marked->gone);
+  LeaveOutHeldBack(plan.deletes);
   const auto verdict = JudgeSweep(*marked);
   if (!verdict) return verdict.failure();
   if (verdict->holds) {

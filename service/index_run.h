@@ -65,7 +65,9 @@ class IndexRun : private RunObserver {
   Outcome<Done> SendRescues();
   Outcome<Done> MarkSendAndSweep();
   Outcome<Done> SendEverything();
-  Outcome<Done> SweepOrDelete(const Plan& plan);
+  Outcome<Done> SweepOrDelete(Plan& plan);
+  // The rows of what could not be moved, and their albums, stay until they are.
+  void LeaveOutHeldBack(std::vector<WorkItem>& deletes) const;
   // Whether what a full reindex has not met may be deleted.
   Outcome<LossVerdict> JudgeSweep(const MarkedRows& marked);
 

@@ -114,6 +114,24 @@ TEST_F(OwnerTest, RowsOfARefusedLinkStay) {
   EXPECT_EQ(Secrets(), "0");
 }
 
+TEST_F(OwnerTest, RefusedLinkThatMovedHoldsNoOtherFolderBack) {
+  Photo("links/mine.jpg");
+  Photo("other/o.jpg");
+  const fs::path target = scratch() / "open.jpg";
+  MakeJpeg(target, 8, 6);
+  Own(target, kStranger);
+  Link("links/link.jpg", target, kOwner);
+  Index();
+  chmod(target.c_str(), 0600);
+  fs::rename(File("links/link.jpg"), File("link.jpg"));
+  fs::remove_all(File("links"));
+  fs::remove_all(File("other"));
+  EXPECT_EQ(Index({"--accept-loss"})["skipped"][kRefusedLink].asInt(), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image WHERE path = 'links/link.jpg'"), "1");
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_share WHERE sharename = 'links'"), "1");
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_share WHERE sharename = 'other'"), "0");
+}
+
 TEST_F(OwnerTest, LinkToWhatItsOwnerMayReadIsFollowed) {
   const fs::path target = scratch() / "own/far.jpg";
   MakeJpeg(target, 8, 6);

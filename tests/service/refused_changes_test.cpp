@@ -139,6 +139,46 @@ TEST_F(RefusedChangesTest, TheFolderOfAFileThatCouldNotMoveIsNotCleared) {
   EXPECT_EQ(AlbumId("trip"), "");
 }
 
+TEST_F(RefusedChangesTest, NoFolderAboveAFileThatCouldNotMoveIsCleared) {
+  fs::create_directory(File("trip/deep"));
+  fs::rename(File("trip/t.jpg"), File("trip/deep/t.jpg"));
+  Index();
+  fs::rename(File("trip/deep/t.jpg"), File("t2.jpg"));
+  fs::remove_all(File("trip"));
+  IgnoreMovesOf("trip/deep/t.jpg");
+  Index({}, kSomeFailed);
+  ExpectPerson("trip/deep/t.jpg", "Tom");
+  Relent();
+  Index();
+  ExpectPerson("t2.jpg", "Tom");
+  EXPECT_EQ(AlbumId("trip"), "");
+}
+
+TEST_F(RefusedChangesTest, AReindexDoesNotClearTheFolderOfAFileThatCouldNotMove) {
+  fs::rename(File("trip/t.jpg"), File("t2.jpg"));
+  fs::remove(File("trip"));
+  IgnoreMovesOf("trip/t.jpg");
+  EXPECT_EQ(Reindex(), kSomeFailed);
+  ExpectPerson("trip/t.jpg", "Tom");
+  EXPECT_NE(AlbumId("trip"), "");
+  Relent();
+  Index();
+  ExpectPerson("t2.jpg", "Tom");
+  EXPECT_EQ(AlbumId("trip"), "");
+}
+
+TEST_F(RefusedChangesTest, OtherFoldersThatWentGoAllTheSame) {
+  MakeJpeg(File("other/o.jpg"), 40, 8);
+  Index();
+  fs::rename(File("trip/t.jpg"), File("t2.jpg"));
+  fs::remove(File("trip"));
+  fs::remove_all(File("other"));
+  IgnoreMovesOf("trip/t.jpg");
+  Index({}, kSomeFailed);
+  EXPECT_NE(AlbumId("trip"), "");
+  EXPECT_EQ(AlbumId("other"), "");
+}
+
 // The tool that the plug-in starts for the new photo makes the folder, before the deletes are sent.
 TEST_F(RefusedChangesTest, AFolderThatIsBackBeforeItsDeleteIsKept) {
   const std::string album = AlbumId("trip");
