@@ -101,6 +101,25 @@ TEST_P(HostileDatabaseTest, APipeOrAFolderBesideTheDatabaseIsRefusedAtOnce) {
   }
 }
 
+TEST_P(HostileDatabaseTest, AForeignSchemaIsNotTrusted) {
+  const std::string name = database().string();
+  const std::vector<std::pair<std::string, std::string>> foreign{
+      {"CREATE VIEW x AS SELECT 1", "the view x"},
+      {"CREATE TRIGGER x BEFORE INSERT ON photo_share BEGIN DELETE FROM photo_image; END", "the trigger x"},
+      {"CREATE VIRTUAL TABLE x USING fts5(a)", "the virtual table x"},
+      {"CREATE TABLE x (a, b AS (a))", "a generated column in the table x"},
+      {"CREATE TABLE x (a CHECK (zeroblob(1000000000) = a))", "zeroblob() in the table x"},
+      {"CREATE INDEX x ON photo_share (hex(comment))", "hex() in the index x"}};
+  fs::copy(name, name + ".kept");
+  for (const auto& [sql, part] : foreign) {
+    SCOPED_TRACE(sql);
+    Query(sql);
+    ExpectRefused(": Its schema is not ours: " + part + ".");
+    for (const char* suffix : {"-wal", "-shm"}) fs::remove(name + suffix);
+    fs::copy(name + ".kept", name, fs::copy_options::overwrite_existing);
+  }
+}
+
 TEST_P(HostileDatabaseTest, AHardLinkInThePlaceOfTheDatabaseIsNotOpened) {
   const fs::path foreign = scratch() / "foreign.db";
   fs::rename(database(), foreign);

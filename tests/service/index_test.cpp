@@ -373,8 +373,10 @@ TEST_F(IndexTest, JobsWaitForTheirReaderWhereFaceRecognitionIsOn) {
 TEST_F(IndexTest, AFailureIsNotPutDownToAMissingSetting) {
   MakeSmallTree();
   Index();
-  Query(
-      "CREATE TRIGGER refuses BEFORE INSERT ON photo_share BEGIN SELECT RAISE(ABORT, 'no album today'); END");
+  Environment("LD_PRELOAD", REFUSING_TRIGGERS);
+  Environment("TRIGGER_AT_OPEN",
+              "CREATE TEMP TRIGGER refuses BEFORE INSERT ON photo_share BEGIN SELECT RAISE(ABORT, 'no album "
+              "today'); END");
   fs::create_directory(File("new"));
   EXPECT_EQ(FailureOf(Index({}, 3), "new"), "the database refused it");
 }

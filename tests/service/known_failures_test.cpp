@@ -68,10 +68,12 @@ TEST_F(KnownFailuresTest, TheJsonTellsWhatIsKnown) {
 TEST_F(KnownFailuresTest, ARefusedDeleteOfADamagedFileIsNew) {
   WriteFile(File("good.jpg"), "");
   EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "good.jpg"));
-  Query("CREATE TRIGGER refusal BEFORE DELETE ON photo_image BEGIN SELECT RAISE(IGNORE); END");
+  Environment("LD_PRELOAD", REFUSING_TRIGGERS);
+  Environment("TRIGGER_AT_OPEN",
+              "CREATE TEMP TRIGGER refusal BEFORE DELETE ON photo_image BEGIN SELECT RAISE(IGNORE); END");
   fs::remove(File("good.jpg"));
   for (int run = 0; run < 2; ++run) EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "good.jpg")) << run;
-  Query("DROP TRIGGER refusal");
+  Environment("LD_PRELOAD", "");
   EXPECT_EQ(Index()["deleted"].asInt(), 1);
 }
 

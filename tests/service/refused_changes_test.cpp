@@ -24,13 +24,15 @@ class RefusedChangesTest : public LibraryRowsTest {
   }
 
   // The database does nothing when EVENT happens, and says that it did.
-  void Ignore(const std::string& event) const {
-    Query("CREATE TRIGGER refusal BEFORE " + event + " BEGIN SELECT RAISE(IGNORE); END");
+  void Ignore(const std::string& event) {
+    Environment("LD_PRELOAD", REFUSING_TRIGGERS);
+    Environment("TRIGGER_AT_OPEN",
+                "CREATE TEMP TRIGGER refusal BEFORE " + event + " BEGIN SELECT RAISE(IGNORE); END");
   }
-  void IgnoreMovesOf(const std::string& path) const {
+  void IgnoreMovesOf(const std::string& path) {
     Ignore("UPDATE OF path ON photo_image WHEN OLD.path = '" + path + "'");
   }
-  void Relent() const { Query("DROP TRIGGER refusal"); }
+  void Relent() { Environment("LD_PRELOAD", ""); }
 
   void ExpectPerson(const std::string& path, const std::string& person) const {
     EXPECT_EQ(IdOf(path), ids_.at(person)) << path;

@@ -19,7 +19,9 @@
 
 #include "core/ascii.h"
 #include "db/sqlite_byte_like.h"
+#include "db/sqlite_distrust.h"
 #include "db/sqlite_files.h"
+#include "db/sqlite_schema_check.h"
 #include "db/sqlite_statements.h"
 #include "db/statement_shape.h"
 #include "platform/database.h"
@@ -31,23 +33,12 @@ constexpr const char* kReadTimeout = "LUMIVAULT_READ_TIMEOUT";
 // So many steps of its machine SQLite makes between two looks at the clock; they take well under a
 // millisecond.
 constexpr int kStepsBetweenLooks = 10'000;
+// A library's schema has some forty objects, of which each takes some fifteen steps to read.
+constexpr int kMostObjects = 1000;
+constexpr int kStepsBetweenSchemaLooks = 1000;
+constexpr int kMostSchemaLooks = 25;
 constexpr std::string_view kLikePragma = "case_sensitive_like";
 constexpr std::string_view kForeignKeysPragma = "PRAGMA foreign_keys = ON";
-
-// ATTACH would open what no check has seen. The internal one of a VACUUM names no file.
-int RefuseAttach(void* /*unused*/, int action, const char* file, const char* /*unused*/,
-                 const char* /*unused*/, const char* /*unused*/) {
-  return action == SQLITE_ATTACH && (file == nullptr || *file != '\0') ? SQLITE_DENY : SQLITE_OK;
-}
-
-// The file may have been written by anyone: its schema may not reach for functions with side effects, nor may
-// a statement damage the file itself.
-void DistrustFile(sqlite3* database) {
-  sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-  sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-  sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
-  sqlite3_set_authorizer(database, &RefuseAttach, nullptr);
-}
 
 void AddColumns(sqlite3_stmt* statement, int columns, ResultSet& result) {
   for (int column = 0; column < columns; ++column) {
@@ -134,6 +125,11 @@ bool HasLog(const std::string& file) {
     if (result == 0 ? !S_ISREG(status.st_mode) || status.st_size > 0 : errno != ENOENT) return true;
   }
   return false;
+}
+
+// What every connection begins with, and needs nothing of the file.
+bool IsSetting(std::string_view sql) {
+  return sql.starts_with("PRAGMA case_sensitive_like") || sql.starts_with(kForeignKeysPragma);
 }
 
 // The name under which SQLite reads FILE as it stands: without locks, which need a file of their own beside
@@ -226,7 +222,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& 
     auto connection = OpenAs(files, path, SQLITE_OPEN_READWRITE, error);
     if (connection != nullptr) connection->HeedReader();
     if (connection != nullptr && connection->Run(kTakeSideFiles, error)) return connection;
-    if (files->refused()) return nullptr;
+    if (files->refused() || (connection != nullptr && connection->is_foreign_)) return nullptr;
   }
   UnchangedFile unlocked(path);  // before the look at its log
   const bool logged = HasLog(path);
@@ -259,6 +255,12 @@ int SqliteConnection::IsOverdue(void* watch) {
   auto& self = *static_cast<Watch*>(watch);
   if (self.heeds_stops && StopIsPending()) self.stopped = true;
   return self.stopped || Watch::Clock::now() > self.end ? 1 : 0;
+}
+
+int SqliteConnection::IsTooMuchSchema(void* watch) {
+  int& left = static_cast<Watch*>(watch)->looks_left;
+  if (left > 0) --left;
+  return left == 0 ? 1 : IsOverdue(watch);
 }
 
 int SqliteConnection::WaitForLock(void* watch, int tries) {
@@ -310,6 +312,8 @@ bool SqliteConnection::RunFirst(const char*& sql, Window window, ResultSet& resu
     return true;
   }
   const std::string_view rest = sql;
+  const Watch::Timed timed(*watch_);
+  if (!IsSetting(rest) && !KnowsSchema(error)) return false;
   if (const auto done = RunKept(rest, window, result, error)) {
     sql += rest.size();
     return *done;
@@ -330,6 +334,39 @@ bool SqliteConnection::RunFirst(const char*& sql, Window window, ResultSet& resu
   return RunStatement(prepared, window, result, error);
 }
 
+bool SqliteConnection::KnowsSchema(std::string& error) {
+  if (knows_schema_) return true;
+  watch_->looks_left = kMostSchemaLooks;
+  sqlite3_progress_handler(database_.get(), kStepsBetweenSchemaLooks, IsTooMuchSchema, watch_.get());
+  const std::optional<std::string> foreign = FindForeignPart(error);
+  sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
+  if (!foreign.has_value()) return false;
+  knows_schema_ = foreign->empty();
+  is_foreign_ = !knows_schema_;
+  if (is_foreign_) file_failure_ = error = "Its schema is not ours: " + *foreign + ".";
+  return knows_schema_;
+}
+
+std::optional<std::string> SqliteConnection::FindForeignPart(std::string& error) {
+  constexpr const char* kSchema = "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL";
+  const SchemaBounds bounds(database_.get());
+  sqlite3_stmt* prepared = nullptr;
+  int code = sqlite3_prepare_v2(database_.get(), kSchema, -1, &prepared, nullptr);
+  const SqliteStatement statement(prepared);
+  ResultSet schema;
+  if (code == SQLITE_OK) code = StepThrough(prepared, Window{kMostObjects + 1, 0}, schema);
+  if (code == SQLITE_TOOBIG || code == SQLITE_ROW || watch_->looks_left == 0)
+    return "more than a library has";
+  if (code != SQLITE_DONE) {
+    static_cast<void>(Fail(code, error));
+    return std::nullopt;
+  }
+  while (const ResultSet::Row object = schema.NextRow()) {
+    if (std::string foreign = ForeignPartOf(schema.Value(object, "sql")); !foreign.empty()) return foreign;
+  }
+  return "";
+}
+
 std::optional<bool> SqliteConnection::RunKept(std::string_view sql, Window window, ResultSet& result,
                                               std::string& error) {
   if (statements_ == nullptr) return std::nullopt;
@@ -345,9 +382,7 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
                                     std::string& error) {
   // sqlite3_changes keeps the count of an earlier statement when this one is no INSERT, UPDATE or DELETE.
   const int changes_before = sqlite3_total_changes(database_.get());
-  watch_->end = Watch::Clock::now() + watch_->bound;
   const int code = StepThrough(statement, window, result);
-  watch_->end = Watch::Clock::time_point::max();
   if (code != SQLITE_DONE && code != SQLITE_ROW) return Fail(code, error);
   const bool changed = sqlite3_total_changes(database_.get()) != changes_before;
   result.set_affected(changed ? sqlite3_changes(database_.get()) : 0);

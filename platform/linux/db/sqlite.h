@@ -73,8 +73,22 @@ class SqliteConnection : public DatabaseEngine {
     Clock::time_point waiting_since{};  // for a lock
     bool heeds_stops = false;           // also signals that are held back end it
     bool stopped = false;
+    int looks_left = 0;  // until a schema that nobody knows is given up
+
+    // One statement, from its preparation on: SQLite may read the schema for it.
+    class Timed {
+     public:
+      explicit Timed(Watch& watch) : watch_(watch) { watch_.end = Clock::now() + watch_.bound; }
+      ~Timed() { watch_.end = Clock::time_point::max(); }
+      Timed(const Timed&) = delete;
+      Timed& operator=(const Timed&) = delete;
+
+     private:
+      Watch& watch_;
+    };
   };
   static int IsOverdue(void* watch);
+  static int IsTooMuchSchema(void* watch);
   // After TRIES earlier tries for a lock: whether to try again.
   static int WaitForLock(void* watch, int tries);
 
@@ -95,6 +109,10 @@ class SqliteConnection : public DatabaseEngine {
                                   std::string& error);
   // Runs the first statement of SQL, or what can be said of it without, and moves SQL behind it.
   [[nodiscard]] bool RunFirst(const char*& sql, Window window, ResultSet& result, std::string& error);
+  // Looks at the schema once, before the first statement: one that does more than hold data is refused.
+  [[nodiscard]] bool KnowsSchema(std::string& error);
+  // What in it does; "" when nothing does, nothing when it cannot be read.
+  [[nodiscard]] std::optional<std::string> FindForeignPart(std::string& error);
   // The same with a kept statement; nothing when SQL is none that is kept.
   [[nodiscard]] std::optional<bool> RunKept(std::string_view sql, Window window, ResultSet& result,
                                             std::string& error);
@@ -114,6 +132,8 @@ class SqliteConnection : public DatabaseEngine {
   std::optional<UnchangedFile> unlocked_;         // the file, where it is read without its locks
   std::unique_ptr<SqliteStatements> statements_;  // when they are kept
   std::string file_failure_;
+  bool knows_schema_ = false;
+  bool is_foreign_ = false;              // the schema, when it was looked at the last time
   bool case_sensitive_like_ = false;     // as asked for
   bool like_is_case_sensitive_ = false;  // as it is
 };
