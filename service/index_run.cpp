@@ -96,7 +96,7 @@ Outcome<Done> IndexRun::NoteMounts(const Plan& plan) {
 }
 
 Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
-  if (stopped_by_ != 0 || !plan.all_seen || !report_.withheld_reason.empty()) return Done{};
+  if (stopped_by_ != 0 || !plan.unknown.empty() || !report_.withheld_reason.empty()) return Done{};
   MountRecord known;
   for (const auto& [path, device] : plan.mounts) known[path].insert(device);
   return SendMounts(known);
@@ -192,12 +192,14 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
   return Done{};
 }
 
-Outcome<LossVerdict> IndexRun::JudgeSweep(const MarkedRows& marked) {
+Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
   // A disk may have gone away while everything was sent.
   IndexReport unread = report_;
   auto again = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
   if (!again) return again.failure();
   if (again->verdict.holds) return again->verdict;
+  marked.kept += std::erase_if(
+      marked.gone, [&](const WorkItem& item) { return LiesInOne(again->unknown, Key(item.path)); });
   LossQuestion question;
   question.fact = kSweepFact;
   for (const WorkItem& item : marked.gone) {

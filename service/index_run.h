@@ -68,8 +68,8 @@ class IndexRun : private RunObserver {
   Outcome<Done> SweepOrDelete(Plan& plan);
   // The rows of what could not be moved, and their albums, stay until they are.
   void LeaveOutHeldBack(std::vector<WorkItem>& deletes) const;
-  // Whether what a full reindex has not met may be deleted.
-  Outcome<LossVerdict> JudgeSweep(const MarkedRows& marked);
+  // Whether what a full reindex has not met may be deleted. What is unknown is not: it leaves MARKED.
+  Outcome<LossVerdict> JudgeSweep(MarkedRows& marked);
 
   // The next of the walk that is for the plug-in; the rest goes into the report on the way.
   std::optional<WorkItem> NextOf(Walk& walk, ItemAction action);

@@ -23,7 +23,7 @@ class Planner {
   Outcome<Plan> Make(Differences differences) {
     if (auto finished = FinishSettingAside(differences); !finished) return finished.failure();
     plan_.mounts = differences.mounts;
-    plan_.all_seen = differences.all_seen;
+    plan_.unknown = std::move(differences.unknown);
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
     const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
     Judge(differences);

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,7 @@ struct Plan {
   std::vector<WorkItem> deletes;
   LossVerdict verdict;
   std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
-  bool all_seen = true;                         // nothing is unknown
+  std::set<std::string> unknown;                // paths that could not be looked at, and all below them
 };
 
 struct PlanOptions {

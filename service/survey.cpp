@@ -10,16 +10,6 @@
 
 namespace {
 
-// PATH or a folder above it is one of FOLDERS; "" is the library itself.
-bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
-  if (folders.empty()) return false;
-  if (folders.contains("") || folders.contains(path)) return true;
-  for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-    if (folders.contains(path.substr(0, slash))) return true;
-  }
-  return false;
-}
-
 bool FailedBefore(const CatalogueEntry& recorded, const FileStamp& stamp) {
   const bool failed = recorded.state == EntryState::kFailed || recorded.state == EntryState::kDamaged;
   return failed && recorded.stamp.changed == stamp.changed;
@@ -36,6 +26,15 @@ bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
 }
 
 }  // namespace
+
+bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
+  if (folders.empty()) return false;
+  if (folders.contains("") || folders.contains(path)) return true;
+  for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    if (folders.contains(path.substr(0, slash))) return true;
+  }
+  return false;
+}
 
 bool Account(const WalkEntry& entry, IndexReport& report) {
   switch (entry.kind) {
@@ -77,7 +76,6 @@ Outcome<Differences> Survey::Run(const std::string& folder) {
   }
   Advance(nullptr);
   GatherLostFolders();
-  differences_.all_seen = unknown_.empty();
   if (has_numbers_) catalogue_.PutFact(kFileSystemsFact, "");
   if (catalogue_.failure()) return *catalogue_.failure();
   return std::move(differences_);
@@ -89,7 +87,7 @@ void Survey::Take(const WalkEntry& entry, const std::string& path) {
   if (counts) return TakeFile(entry, path);
   if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
   // A folder that cannot be listed further, one that cannot be entered, or a file.
-  unknown_.insert(path);
+  differences_.unknown.insert(path);
 }
 
 void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
@@ -158,7 +156,7 @@ void Survey::Fetch(const std::string& after) {
 }
 
 void Survey::NoteGone(const CatalogueEntry& file) {
-  if (unknown_.contains(folder_) || unknown_.contains(file.path)) return;
+  if (differences_.unknown.contains(folder_) || differences_.unknown.contains(file.path)) return;
   differences_.gone_files.push_back(Marked(file));
 }
 
@@ -193,7 +191,7 @@ std::uint64_t Survey::DeviceAt(const std::string& path) const {
 
 void Survey::GatherLostFolders() {
   for (const auto& [path, entry] : folders_) {
-    if (LiesInOne(unknown_, path)) continue;
+    if (LiesInOne(differences_.unknown, path)) continue;
     differences_.gone_folders.push_back(Marked(entry));
     folder_ = path;
     Fetch("");

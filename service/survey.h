@@ -35,9 +35,12 @@ struct Differences {
   std::vector<CatalogueEntry> replaced_files;
   std::size_t recorded_files = 0;
   bool root_empty = true;                       // no file and no folder that counts
-  bool all_seen = true;                         // nothing is unknown
+  std::set<std::string> unknown;                // paths that could not be looked at, and all below them
   std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
 };
+
+// PATH or a folder above it is one of FOLDERS; "" is the library itself.
+bool LiesInOne(const std::set<std::string>& folders, const std::string& path);
 
 // Notes in REPORT what is no folder and no photo or video; true for what is.
 bool Account(const WalkEntry& entry, IndexReport& report);
@@ -73,7 +76,6 @@ class Survey {
   IndexReport& report_;
   Differences differences_;
   std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
-  std::set<std::string> unknown_;                  // could not be looked at
   bool has_numbers_ = false;                       // the catalogue has the numbers of devices
   std::uint64_t root_number_ = 0;
 

@@ -15,6 +15,7 @@
 #include "library.h"
 #include "open_folder.h"
 #include "platform/files.h"
+#include "platform/index.h"
 
 namespace {
 
@@ -102,6 +103,9 @@ WalkEntry Walk::Enter(const std::string& path) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
   const bool another = BeginsAnother(status);
+  // The plug-in takes none of what lies there, and its server may never answer.
+  if (another && IndexIsPathRemoteOrImageMount(path.c_str()))
+    return {EntryKind::kUnknown, path, "on another machine or in an image file"};
   const std::uint64_t above = levels_.empty() ? 0 : levels_.back().stamp.device;
   Level level{path,
               StampOf(status, another ? FileSystemId(folder.get(), status) : above),

@@ -2,8 +2,8 @@
 // Streamed: what is kept at a time is the folders still to come of the levels above.
 //
 // Left out: hidden names (leading '.'), side folders ("@eaDir") and with them everything below. A link to a
-// file counts as a file, one to a folder is not followed. Mount points are entered, but not a folder inside
-// itself (a bind mount loop).
+// file counts as a file, one to a folder is not followed. Mount points are entered, but neither a folder
+// inside itself (a bind mount loop) nor one of another machine or of an image file.
 #ifndef SERVICE_WALK_H_
 #define SERVICE_WALK_H_
 

@@ -100,6 +100,16 @@ TEST_F(ReindexTest, AFileThatCannotBeReadAnyMoreKeepsItsRow) {
   EXPECT_EQ(IdOf("f0/ghost.jpg"), "") << "what is gone for sure goes all the same";
 }
 
+// Nobody has looked behind the link, whose folder has the files' names or has not.
+TEST_F(ReindexTest, WhatIsBehindALinkNowKeepsItsRows) {
+  const std::vector<Row> rows = Rows();
+  fs::rename(File("f0/s0"), scratch() / "elsewhere");
+  fs::create_directories(scratch() / "empty");
+  fs::create_symlink(scratch() / "empty", File("f0/s0"));
+  Reindex();
+  EXPECT_EQ(Rows(), rows);
+}
+
 TEST_F(ReindexTest, KilledAtAnyMomentAndRunAgainItEndsTheSame) {
   fs::remove_all(File("f4/s1"));
   fs::rename(File("f1"), File("g1"));

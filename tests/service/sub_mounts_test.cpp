@@ -228,6 +228,25 @@ TYPED_TEST(SubMountsTest, AnEarlierCatalogueIsTakenOver) {
   this->ExpectKept();
 }
 
+// The plug-in takes none of its files; each would fail in every run otherwise.
+TYPED_TEST(SubMountsTest, WhatLiesOnAnotherMachineIsLeftOutAndSaidOnce) {
+  ASSERT_EQ(mount("server:/photos", this->Stick().c_str(), "tmpfs", 0, nullptr), 0);
+  this->MakePhotos();
+  const Json::Value report = this->Index();
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(report["failed"].size(), 0U);
+  EXPECT_EQ(report["skipped"]["on another machine or in an image file"].asInt(), 1);
+}
+
+// Whoever puts a photo on a server keeps what is known of those that were there.
+TYPED_TEST(SubMountsTest, WhatAnotherMachineHidesIsKept) {
+  this->PutWithPhotos();
+  ASSERT_EQ(mount("server:/photos", this->Stick().c_str(), "tmpfs", 0, nullptr), 0);
+  EXPECT_EQ(this->Status("index"), 0);
+  EXPECT_EQ(this->Status("reindex"), 0);
+  EXPECT_EQ(this->Rows(), this->rows_);
+}
+
 TEST(NameOfDevice, IsThatOfTheLinkThatLeadsToIt) {
   for (const auto& entry : fs::directory_iterator("/dev")) {
     struct stat status {};
