@@ -166,6 +166,10 @@ void Catalogue::MoveToDevice(const std::string& folder, std::uint64_t from, std:
          RecordedName(folder, ItemKind::kFolder));
 }
 
+void Catalogue::TryTroublesAgain() {
+  Change(kForgetTrials);
+}
+
 void Catalogue::Clear() {
   Change(kRemoveEntries);
 }

@@ -64,6 +64,8 @@ inline constexpr const char* kRemoveBelow =
 inline constexpr const char* kMoveToDevice =
     "UPDATE entry SET device = '@KAVO:VAR' WHERE device = '@KAVO:VAR' AND (folder = '@KAVO:VAR' OR (folder > "
     "'@KAVO:VAR/' AND folder < '@KAVO:VAR0') OR (folder = '@KAVO:VAR' AND name = '@KAVO:VAR'))";
+inline constexpr const char* kForgetTrials =
+    "UPDATE entry SET changed = 0 WHERE state IN ('damaged', 'failed')";
 inline constexpr const char* kRemoveEntries = "DELETE FROM entry";
 
 inline constexpr const char* kFact = "SELECT value FROM fact WHERE name = '@KAVO:VAR'";

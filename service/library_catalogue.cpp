@@ -25,6 +25,7 @@ constexpr const char* kRootFact = "root";
 constexpr const char* kDatabaseFact = "database";
 constexpr const char* kMarkedFact = "marked";
 constexpr const char* kMountsFact = "mounts";
+constexpr const char* kReaderFact = "reader";
 constexpr const char* kSetAside = ".other";
 
 struct Identity {
@@ -166,6 +167,14 @@ Outcome<Catalogue> Aligned(Outcome<Catalogue> catalogue, const Library& library,
   return catalogue;
 }
 
+// A later program may read what an earlier one could not.
+void NoteReader(Catalogue& catalogue) {
+  if (catalogue.Fact(kReaderFact) == kReaderVersion) return;
+  catalogue.TryTroublesAgain();
+  catalogue.PutFact(kReaderFact, kReaderVersion);
+  catalogue.Commit();
+}
+
 }  // namespace
 
 std::string CatalogueFile(const StateRoot& root, const Library& library) {
@@ -185,8 +194,13 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
                        "a disk not mounted? (--accept-loss begins anew)"};
   }
   const bool other = database->empty() || catalogue->Fact(kDatabaseFact).value_or("") != *database;
-  return Aligned(other ? ForDatabase(std::move(*catalogue), file, library, *database) : std::move(catalogue),
-                 library, *database);
+  auto aligned =
+      Aligned(other ? ForDatabase(std::move(*catalogue), file, library, *database) : std::move(catalogue),
+              library, *database);
+  if (!aligned) return aligned;
+  NoteReader(*aligned);
+  if (aligned->failure()) return *aligned->failure();
+  return aligned;
 }
 
 bool HasMarkedRows(Catalogue& catalogue) {

@@ -10,6 +10,9 @@
 #include "outcome.h"
 #include "state_root.h"
 
+// Raised when files that could not be read, or not wholly, are to be tried again.
+inline constexpr const char* kReaderVersion = "2";
+
 std::string CatalogueFile(const StateRoot& root, const Library& library);
 
 // Opens FILE. A catalogue of another database than the library's of today is set aside, until that database

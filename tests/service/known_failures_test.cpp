@@ -130,6 +130,16 @@ TEST_F(KnownFailuresTest, AFileThatWasNotedAndFailsIsNew) {
   EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "cut.jpg"));
 }
 
+TEST_F(KnownFailuresTest, ALaterReaderTriesThemOnceMore) {
+  const std::string catalogue = fs::directory_iterator(state() / "libraries")->path() / "catalogue.db";
+  QueryDatabase(catalogue, "UPDATE fact SET value = '1' WHERE name = 'reader'");
+  const Json::Value report = Index();
+  EXPECT_EQ(report["unchanged"].asInt(), 1);
+  EXPECT_TRUE(IsKnown(report, "bad.jpg"));
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(Index()["unchanged"].asInt(), 3);
+}
+
 TEST_F(KnownFailuresTest, ANameThatNoDatabaseHoldsIsKnown) {
   MakeJpeg(File("\xff.jpg"), 8, 8);
   Index({}, kSomeFailed);
