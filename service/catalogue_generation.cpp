@@ -36,7 +36,7 @@ Standing StandingOf(Catalogue& catalogue, const Generation& database) {
 
 std::string WriterOf(Catalogue& catalogue) {
   if (const auto writer = catalogue.Fact(kWriterFact)) return *writer;
-  const std::string made = NewWriter();
+  std::string made = NewWriter();
   catalogue.PutFact(kWriterFact, made);
   return made;
 }
