@@ -313,7 +313,7 @@ std::string BatchRunner::CutMetadata(const WorkItem& item) {
 ItemResult BatchRunner::WithRow(const WorkItem& item, ItemResult stored) {
   const auto recorded = HasRow(item.kind, item.path);
   if (!recorded) return CannotAsk();
-  return *recorded ? stored : ItemResult::NotKept(kNoRow);
+  return *recorded ? std::move(stored) : ItemResult::NotKept(kNoRow);
 }
 
 // The rename keeps what belongs to the row; what it leaves as it was (the album's name in the row, say) is
