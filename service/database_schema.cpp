@@ -1,9 +1,14 @@
 #include "database_schema.h"
 
+#include <errno.h>
+
 #include <array>
 #include <map>
 #include <set>
 
+#include "atomic_file.h"
+#include "error_text.h"
+#include "installation.h"
 #include "library_tables.h"
 #include "schema_sql.h"
 #include "trimmed.h"
@@ -132,4 +137,12 @@ std::optional<std::string> AddColumnStatement(const DatabaseReader& database, st
   const auto definition = ColumnDefinition(script, gap.table, gap.column);
   if (gap.column.empty() || !definition) return std::nullopt;
   return database.Escaped(kAddColumnSql, gap.table, *definition);
+}
+
+Outcome<std::string> SharedSchema() {
+  const auto path = SchemaPath(kSharedScript);
+  if (!path) return path.failure();
+  const auto script = ReadWholeFile(*path);
+  if (!script) return Failure{ExitStatus::kConfiguration, *path + ": " + ErrorText(errno)};
+  return *script;
 }

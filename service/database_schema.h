@@ -34,4 +34,7 @@ std::optional<std::string> TableStatement(std::string_view script, std::string_v
 std::optional<std::string> AddColumnStatement(const DatabaseReader& database, std::string_view script,
                                               const SchemaGap& gap);
 
+// The text of the schema script of the shared database.
+Outcome<std::string> SharedSchema();
+
 #endif  // SERVICE_DATABASE_SCHEMA_H_

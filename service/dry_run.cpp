@@ -53,10 +53,10 @@ Outcome<Catalogue> OpenCopy(const ScratchFolder& scratch, const StateRoot& root,
 Outcome<std::vector<WorkItem>> WholeTree(const Library& library) {
   auto walk = Walk::Start(library.folder);
   if (!walk) return walk.failure();
-  IndexReport unread;
+  SurveyCounts unread;
   std::vector<WorkItem> items;
   while (auto entry = walk->Next()) {
-    if (!Account(*entry, unread)) continue;
+    if (!Account(*entry, library, unread)) continue;
     const bool folder = entry->kind == EntryKind::kFolder;
     const ItemKind kind = folder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     items.push_back({kind, std::move(entry->path)});
@@ -108,8 +108,7 @@ Outcome<DryRun> TryRun(const StateRoot& root, const Library& library, bool accep
     if (!items) return items.failure();
     return DryRun{std::move(*items), {}, {}};
   }
-  IndexReport unread;
-  auto plan = MakePlan(library, *catalogue, {accepts_loss, false}, unread);
+  auto plan = MakePlan(library, *catalogue, {accepts_loss, false});
   if (!plan) return plan.failure();
   return DryRun{std::move(plan->items), std::move(plan->deletes), std::move(plan->verdict)};
 }

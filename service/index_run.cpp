@@ -103,8 +103,9 @@ Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
 }
 
 Outcome<Done> IndexRun::UpdateDifferences() {
-  auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, false}, report_);
+  auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, false});
   if (!plan) return plan.failure();
+  report_.Add(std::move(plan->seen));
   if (auto noted = NoteMounts(*plan); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = SendRescues(); !sent) return sent;
@@ -142,8 +143,7 @@ Outcome<Done> IndexRun::Reindex() {
 }
 
 Outcome<Done> IndexRun::MarkSendAndSweep() {
-  IndexReport unread = report_;
-  auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
+  auto plan = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true});
   if (!plan) return plan.failure();
   if (plan->verdict.holds) {
     Withhold(plan->verdict, plan->deletes);
@@ -194,8 +194,7 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
 
 Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
   // A disk may have gone away while everything was sent.
-  IndexReport unread = report_;
-  auto again = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true}, unread);
+  auto again = MakePlan(report_.library, catalogue_, {options_.accepts_loss, true});
   if (!again) return again.failure();
   if (again->verdict.holds) return again->verdict;
   marked.kept += std::erase_if(
@@ -212,7 +211,7 @@ Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
 
 std::optional<WorkItem> IndexRun::NextOf(Walk& walk, ItemAction action) {
   while (auto entry = walk.Next()) {
-    if (!Account(*entry, passed_)) continue;
+    if (!Account(*entry, report_.library, passed_)) continue;
     WorkItem item;
     item.kind = entry->kind == EntryKind::kFolder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     item.action = action;
@@ -291,8 +290,8 @@ void IndexRun::Withhold(const LossVerdict& verdict, const std::vector<WorkItem>&
 Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome) {
   progress_.Clear();
   // A run that was stopped has found what it came to.
-  if (outcome && stopped_by_ == 0) Count(std::move(passed_));
-  if (outcome && stopped_by_ == 0 && !full_) CompareUnopened(catalogue_, report_);
+  if (outcome && stopped_by_ == 0) report_.Add(std::move(passed_));
+  if (outcome && stopped_by_ == 0 && !full_) CompareUnopened(catalogue_, report_.library, report_.failed);
   // Not in the order in which the workers came to them.
   for (auto* troubles : {&report_.failed, &report_.notes}) {
     std::stable_sort(troubles->begin(), troubles->end(),
@@ -342,13 +341,7 @@ void IndexRun::BatchKept(std::uint64_t generation) {
 
 void IndexRun::Reach(const WorkItem& item) {
   if (const auto found = ahead_.find(item.path); found != ahead_.end())
-    Count(std::move(ahead_.extract(found).mapped()));
-}
-
-void IndexRun::Count(IndexReport&& passed) {
-  report_.found += passed.found;
-  for (const auto& [reason, count] : passed.skipped) report_.skipped[reason] += count;
-  std::move(passed.failed.begin(), passed.failed.end(), std::back_inserter(report_.failed));
+    report_.Add(std::move(ahead_.extract(found).mapped()));
 }
 
 CatalogueEntry IndexRun::EntryOf(const WorkItem& item, const ItemResult& result) const {
@@ -377,8 +370,8 @@ void IndexRun::NoteFailure(const WorkItem& item, const ItemResult& result) {
     Tell(report_.notes, item, result.trouble, WasTold(item, EntryState::kDamaged, result.trouble));
 }
 
-void IndexRun::Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem& item,
-                    const std::string& reason, bool known) {
+void IndexRun::Tell(std::vector<Trouble>& troubles, const WorkItem& item, const std::string& reason,
+                    bool known) {
   troubles.push_back({item.path, reason, known});
   told_.insert(item.path);
 }

@@ -97,7 +97,7 @@ class IndexRun : private RunObserver {
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   void NoteFailure(const WorkItem& item, const ItemResult& result);
   // A line of the report about ITEM, which is KNOWN from an earlier run.
-  void Tell(std::vector<IndexReport::Trouble>& troubles, const WorkItem& item, const std::string& reason,
+  void Tell(std::vector<Trouble>& troubles, const WorkItem& item, const std::string& reason,
             bool known = false);
   // An earlier run has left this STATE of the file, and its content is the same.
   bool WasTold(const WorkItem& item, EntryState state, const std::string& reason);
@@ -107,7 +107,6 @@ class IndexRun : private RunObserver {
   void CountFile(const WorkItem& item);
   // ITEM is done, or will not be: what the walk came to on the way to it counts now.
   void Reach(const WorkItem& item);
-  void Count(IndexReport&& passed);
 
   IndexOptions options_;
   Catalogue& catalogue_;
@@ -120,8 +119,8 @@ class IndexRun : private RunObserver {
   std::unique_ptr<FileCounter> counter_;
   std::optional<std::size_t> total_;
   std::size_t files_done_ = 0;
-  std::unordered_map<std::string, IndexReport> ahead_;  // of items given to the queue: what led to them
-  IndexReport passed_;                                  // what the walk came to since the last of them
+  std::unordered_map<std::string, SurveyCounts> ahead_;  // of items given to the queue: what led to them
+  SurveyCounts passed_;                                  // what the walk came to since the last of them
   std::string current_folder_;
   bool full_ = false;               // everything is read, and told of
   MountRecord mounts_;              // those that the database knows of, or that were given to the queue

@@ -9,11 +9,10 @@
 #include <string>
 
 #include "base/shared_database.h"
+#include "database_name.h"
 #include "file_descriptor.h"
 #include "outcome.h"
 #include "state_root.h"
-
-inline constexpr const char* kDatabaseName = ".KAVOHGADB";
 
 enum class LibraryKind : std::uint8_t { kPersonal, kShared };
 

@@ -13,7 +13,6 @@
 #include "platform/connection_lending.h"
 #include "platform/files.h"
 #include "queries_sql.h"
-#include "shared_tree.h"
 
 namespace {
 

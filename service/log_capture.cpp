@@ -1,18 +1,17 @@
 #include "log_capture.h"
 
-#include <errno.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 
+#include "read_pipe.h"
+
 namespace {
 
 constexpr const char* kName = "lumivault";
 constexpr std::string_view kMessageStart = "lumivault: ";  // as syslog writes it
-constexpr std::size_t kReadSize = 4096;
 constexpr std::size_t kLongestReason = 600;
 
 // Drops "photo_index.cpp:120 " and "photo_index.cpp (120) ".
@@ -68,17 +67,6 @@ std::vector<std::string> LogCapture::Take() {
     begin = end;
   }
   return messages;
-}
-
-std::string ReadPipe(int pipe) {
-  std::string text;
-  std::array<char, kReadSize> bytes;
-  while (true) {
-    const ssize_t count = read(pipe, bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return text;
-    text.append(bytes.data(), static_cast<std::size_t>(count));
-  }
 }
 
 std::string ReasonOf(const std::vector<std::string>& messages) {

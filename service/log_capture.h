@@ -20,9 +20,6 @@ class LogCapture {
   FileDescriptor pipe_;
 };
 
-// Everything that has been written into PIPE, without waiting.
-std::string ReadPipe(int pipe);
-
 // Why a call failed, from the messages it left: the cause, and what failed of it as a whole, which the last
 // one tells.
 std::string ReasonOf(const std::vector<std::string>& messages);

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "work_item.h"
+#include "item_kind.h"
 
 // What the file at PATH is by its extension; nothing when it is neither photo nor video.
 std::optional<ItemKind> MediaKindOf(const std::string& path);

@@ -24,6 +24,7 @@ class Planner {
     if (auto finished = FinishSettingAside(differences); !finished) return finished.failure();
     plan_.mounts = differences.mounts;
     plan_.unknown = std::move(differences.unknown);
+    plan_.seen = std::move(differences.seen);
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
     const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
     Judge(differences);
@@ -159,9 +160,8 @@ class Planner {
 
 }  // namespace
 
-Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options,
-                       IndexReport& report) {
-  auto differences = Survey(catalogue, report).Run(library.folder);
+Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options) {
+  auto differences = Survey(library, catalogue).Run();
   if (!differences) return differences.failure();
   // Files that may have moved are read.
   if (KAVOMediaFolderHold(library.folder.c_str()) != 0)

@@ -12,10 +12,10 @@
 #include "library.h"
 #include "loss_brake.h"
 #include "outcome.h"
-#include "report.h"
 #include "survey.h"
 
 struct Plan {
+  SurveyCounts seen;  // what was skipped, failed, unchanged or failed before
   // Both in the order of their stages. The deletes come when everything else is done; where the verdict holds
   // they are not sent.
   std::vector<WorkItem> items;
@@ -32,7 +32,6 @@ struct PlanOptions {
 
 // Compares the library with its catalogue. Nothing is sent, and no media file is opened but one that may be
 // the copy of a file that is gone.
-Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options,
-                       IndexReport& report);
+Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options);
 
 #endif  // SERVICE_PLAN_H_

@@ -26,7 +26,7 @@ std::size_t Sum(const std::map<std::string, std::size_t>& counts) {
   return sum;
 }
 
-using Troubles = std::vector<IndexReport::Trouble>;
+using Troubles = std::vector<Trouble>;
 
 std::size_t KnownAmong(const Troubles& troubles) {
   return static_cast<std::size_t>(
@@ -34,7 +34,7 @@ std::size_t KnownAmong(const Troubles& troubles) {
 }
 
 void WriteTroubles(const char* what, const Troubles& troubles, bool known, std::ostream& out) {
-  for (const IndexReport::Trouble& trouble : troubles) {
+  for (const Trouble& trouble : troubles) {
     if (trouble.known == known)
       out << what << ": " << Visible(trouble.path) << ": " << Visible(trouble.reason) << '\n';
   }
@@ -49,7 +49,7 @@ void WriteKnown(const char* what, const Troubles& troubles, bool listed, std::os
 
 Json::Value TroublesJson(const Troubles& troubles) {
   Json::Value list(Json::arrayValue);
-  for (const IndexReport::Trouble& trouble : troubles) {
+  for (const Trouble& trouble : troubles) {
     Json::Value& json = list.append(Json::Value(Json::objectValue));
     SetBytes(json, "path", trouble.path);
     json["reason"] = ValidUtf8(trouble.reason);

@@ -5,34 +5,22 @@
 
 #include <chrono>
 #include <cstddef>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "library.h"
 #include "outcome.h"
+#include "survey_counts.h"
 
 // What a run of `index` or `reindex` did.
-struct IndexReport {
-  struct Trouble {
-    std::string path;
-    std::string reason;
-    bool known = false;     // an earlier run told it, and the file is as it was
-    bool unopened = false;  // it could not be opened or listed, which every run tries again
-  };
-
+struct IndexReport : SurveyCounts {
   Library library;
-  std::size_t found = 0;                       // photos and videos
-  std::size_t added = 0;                       // those of them that were sent and are in the database now
-  std::size_t folders = 0;                     // folders that are albums now
-  std::size_t unchanged = 0;                   // files as they were in an earlier run
-  std::size_t moved = 0;                       // files and folders whose rows bear their new names
-  std::size_t deleted = 0;                     // files and folders whose rows went with them
-  std::map<std::string, std::size_t> skipped;  // reason -> files and folders left out
-  std::vector<Trouble> failed;                 // files and folders
-  std::vector<Trouble> notes;                  // on files that are in the database: what is lacking
-  std::size_t dropped_jobs = 0;                // background jobs that the queue had no room for
+  std::size_t added = 0;         // those of them that were sent and are in the database now
+  std::size_t folders = 0;       // folders that are albums now
+  std::size_t moved = 0;         // files and folders whose rows bear their new names
+  std::size_t deleted = 0;       // files and folders whose rows went with them
+  std::size_t dropped_jobs = 0;  // background jobs that the queue had no room for
   std::chrono::milliseconds elapsed{};
   bool interrupted = false;
   // The loss brake: why what is not there was not deleted, and what it is. Empty when it did not hold.

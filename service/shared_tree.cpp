@@ -7,14 +7,12 @@
 #include <filesystem>
 #include <string_view>
 
-#include "atomic_file.h"
 #include "base/fixed_path.h"
 #include "base/shared_database.h"
 #include "database_reader.h"
 #include "database_schema.h"
 #include "display.h"
 #include "error_text.h"
-#include "installation.h"
 #include "job_queue.h"
 #include "library.h"
 #include "open_folder.h"
@@ -106,14 +104,6 @@ Outcome<Done> PrepareDatabase() {
 }
 
 }  // namespace
-
-Outcome<std::string> SharedSchema() {
-  const auto path = SchemaPath(kSharedScript);
-  if (!path) return path.failure();
-  const auto script = ReadWholeFile(*path);
-  if (!script) return Failure{ExitStatus::kConfiguration, *path + ": " + ErrorText(errno)};
-  return *script;
-}
 
 std::vector<Failure> SetUpSharedTree(const StateRoot& root, const std::string& folder) {
   std::vector<Failure> failures;

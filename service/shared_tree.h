@@ -15,7 +15,4 @@ inline constexpr const char* kMaintenanceDatabase = "postgres";
 // that fails is told by itself and does not keep the others from being done; empty: all is well.
 std::vector<Failure> SetUpSharedTree(const StateRoot& root, const std::string& folder);
 
-// The text of the schema script of the shared database.
-Outcome<std::string> SharedSchema();
-
 #endif  // SERVICE_SHARED_TREE_H_

@@ -36,31 +36,31 @@ bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
   return false;
 }
 
-bool Account(const WalkEntry& entry, IndexReport& report) {
+bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts) {
   switch (entry.kind) {
     case EntryKind::kFolder:
-      if (const char* reason = NoAlbumReason(report.library.Below(entry.path))) ++report.skipped[reason];
+      if (const char* reason = NoAlbumReason(library.Below(entry.path))) ++counts.skipped[reason];
       return true;
     case EntryKind::kFile:
       if (MediaKindOf(entry.path)) {
-        ++report.found;
+        ++counts.found;
         return true;
       }
-      ++report.skipped["not a photo or video"];
+      ++counts.skipped["not a photo or video"];
       return false;
     case EntryKind::kSkipped:
     case EntryKind::kUnknown:
-      ++report.skipped[entry.reason];
+      ++counts.skipped[entry.reason];
       return false;
     case EntryKind::kFailed:
-      report.failed.push_back({entry.path, entry.reason, false, true});
+      counts.failed.push_back({entry.path, entry.reason, false, true});
       return false;
   }
   return false;
 }
 
-Outcome<Differences> Survey::Run(const std::string& folder) {
-  auto walk = Walk::Start(folder);
+Outcome<Differences> Survey::Run() {
+  auto walk = Walk::Start(library_.folder);
   if (!walk) return walk.failure();
   differences_.recorded_files = catalogue_.FileCount();
   for (CatalogueEntry& entry : catalogue_.Folders()) {
@@ -69,9 +69,7 @@ Outcome<Differences> Survey::Run(const std::string& folder) {
   }
   has_numbers_ = !catalogue_.Fact(kFileSystemsFact);
   while (const auto entry = walk->Next()) {
-    const std::string path =
-        entry->path.size() > folder.size() ? entry->path.substr(folder.size() + 1) : std::string();
-    Take(*entry, path);
+    Take(*entry, library_.Below(entry->path));
     if (catalogue_.failure()) return *catalogue_.failure();
   }
   Advance(nullptr);
@@ -82,7 +80,7 @@ Outcome<Differences> Survey::Run(const std::string& folder) {
 }
 
 void Survey::Take(const WalkEntry& entry, const std::string& path) {
-  const bool counts = Account(entry, report_);
+  const bool counts = Account(entry, library_, differences_.seen);
   if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
   if (counts) return TakeFile(entry, path);
   if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
@@ -120,9 +118,10 @@ void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
 
 void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded) {
   if (IsUnchanged(recorded, entry.stamp)) {
-    ++report_.unchanged;
+    ++differences_.seen.unchanged;
     if (recorded.state == EntryState::kSent) return;
-    auto& troubles = recorded.state == EntryState::kDamaged ? report_.notes : report_.failed;
+    auto& troubles =
+        recorded.state == EntryState::kDamaged ? differences_.seen.notes : differences_.seen.failed;
     troubles.push_back({entry.path, recorded.reason, true});
     return;
   }

@@ -12,7 +12,8 @@
 #include <vector>
 
 #include "catalogue.h"
-#include "report.h"
+#include "library.h"
+#include "survey_counts.h"
 #include "walk.h"
 
 // A file or folder that is not as the catalogue has it.
@@ -25,6 +26,7 @@ struct Arrival {
 };
 
 struct Differences {
+  SurveyCounts seen;            // what was skipped, failed, unchanged or failed before
   std::deque<Arrival> folders;  // parents first
   std::deque<Arrival> files;
   // Not there any more, for sure.
@@ -42,15 +44,15 @@ struct Differences {
 // PATH or a folder above it is one of FOLDERS; "" is the library itself.
 bool LiesInOne(const std::set<std::string>& folders, const std::string& path);
 
-// Notes in REPORT what is no folder and no photo or video; true for what is.
-bool Account(const WalkEntry& entry, IndexReport& report);
+// Counts what is no folder and no photo or video of LIBRARY; true for what is.
+bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts);
 
 class Survey {
  public:
-  Survey(Catalogue& catalogue, IndexReport& report) : catalogue_(catalogue), report_(report) {}
+  Survey(const Library& library, Catalogue& catalogue) : library_(library), catalogue_(catalogue) {}
 
-  // Walks FOLDER to its end. What is skipped, failed, unchanged or failed before is noted in the report.
-  Outcome<Differences> Run(const std::string& folder);
+  // Walks the library to its end.
+  Outcome<Differences> Run();
 
  private:
   void Take(const WalkEntry& entry, const std::string& path);
@@ -72,8 +74,8 @@ class Survey {
   std::uint64_t DeviceAt(const std::string& path) const;
   void GatherLostFolders();
 
+  const Library& library_;
   Catalogue& catalogue_;
-  IndexReport& report_;
   Differences differences_;
   std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
   bool has_numbers_ = false;                       // the catalogue has the numbers of devices

@@ -11,8 +11,8 @@ namespace {
 constexpr const char* kFact = "unopened";
 
 // In one line, whatever its name is.
-std::string LineOf(const IndexReport& report, const IndexReport::Trouble& trouble) {
-  return Visible(report.library.Below(trouble.path)) + "\t" + Visible(trouble.reason);
+std::string LineOf(const Library& library, const Trouble& trouble) {
+  return Visible(library.Below(trouble.path)) + "\t" + Visible(trouble.reason);
 }
 
 std::set<std::string> LinesOf(const std::string& text) {
@@ -24,13 +24,13 @@ std::set<std::string> LinesOf(const std::string& text) {
 
 }  // namespace
 
-void CompareUnopened(Catalogue& catalogue, IndexReport& report) {
+void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed) {
   const std::string before = catalogue.Fact(kFact).value_or("");
   const std::set<std::string> told = LinesOf(before);
   std::string now;
-  for (IndexReport::Trouble& trouble : report.failed) {
+  for (Trouble& trouble : failed) {
     if (!trouble.unopened) continue;
-    const std::string line = LineOf(report, trouble);
+    const std::string line = LineOf(library, trouble);
     trouble.known = told.contains(line);
     now += line + "\n";
   }

@@ -9,10 +9,10 @@
 #include <algorithm>
 
 #include "base/limits.h"
+#include "database_name.h"
 #include "display.h"
 #include "error_text.h"
 #include "file_system_id.h"
-#include "library.h"
 #include "open_folder.h"
 #include "platform/files.h"
 #include "platform/index.h"

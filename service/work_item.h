@@ -7,10 +7,9 @@
 #include <utility>
 
 #include "file_stamp.h"
+#include "item_kind.h"
 
-// One thing that a worker does with the plug-in.
-enum class ItemKind : std::uint8_t { kFolder, kPhoto, kVideo };
-
+// What a worker does with the plug-in.
 enum class ItemAction : std::uint8_t {
   kAdd,
   kMove,      // the rows of `from` become those of `path`, which is then added

@@ -23,6 +23,7 @@
 #include "root_variable.h"
 #include "unread_jobs.h"
 #include "wire.h"
+#include "worker_arguments.h"
 #include "worker_memory.h"
 #include "write_turn.h"
 

@@ -8,6 +8,7 @@
 
 #include "exit_status.h"
 #include "worker.h"
+#include "worker_arguments.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 
 #include "display.h"
 #include "error_text.h"
-#include "log_capture.h"
-#include "worker.h"
+#include "read_pipe.h"
+#include "worker_arguments.h"
 #include "worker_memory.h"
 
 namespace {

@@ -29,9 +29,9 @@ class SurveyTest : public testing::Test {
   fs::path root() const { return dir_.path() / "photos"; }
   void Make(const std::string& path) const { WriteFile(root() / path, path); }
   Differences Run() {
-    IndexReport report;
-    report.library.folder = root();
-    auto differences = Survey(catalogue_, report).Run(root());
+    Library library;
+    library.folder = root();
+    auto differences = Survey(library, catalogue_).Run();
     EXPECT_TRUE(differences);
     return std::move(*differences);
   }
