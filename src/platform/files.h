@@ -55,7 +55,8 @@ KAVO_API int KAVOBeneathRemove(const char* root, const char* path);
 KAVO_API int KAVOBeneathExist(const char* root, const char* path);
 // Gives the regular file or directory PATH the mode. With file_modes=keep in the package's settings it leaves
 // the mode as it is and succeeds, and so with settings that cannot be read: a person's photos are opened up
-// to nobody.
+// to nobody. A process of root's refuses (EPERM) a file with a second name, and what in a user's folder is
+// neither the user's nor root's.
 KAVO_API int KAVOBeneathMode(const char* root, const char* path, mode_t mode);
 
 }  // extern "C"

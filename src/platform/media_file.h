@@ -7,8 +7,9 @@
 extern "C" {
 
 // This process reads the library in FOLDER from now on, which is held open; null ends that. 0, or -1 with
-// errno. A link to a file that neither the reader nor root has made is followed only as far as its maker may
-// read himself: by root with the maker's rights, by others into the library or to a file of the maker's.
+// errno. Of the links to a file, those on the way to it included, each that neither the reader nor root has
+// made counts only as far as its maker may read himself: to root with the maker's rights, to others into the
+// library or to a file of the maker's.
 KAVO_API int KAVOMediaFolderHold(const char* folder);
 
 // A descriptor of the regular file PATH, open for reading; no special file is opened. In a process that holds

@@ -208,6 +208,78 @@ TEST_F(BeneathTest, GivesExactlyTheModeToFilesAndFolders) {
   EXPECT_EQ(ModeOf(root()), 0711U);
 }
 
+// Folder and file belong to different people; the index is root's.
+class ModeOfRootTest : public BeneathTest {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root changes files of several people";
+    WriteFile(root() / "trip/a.jpg", "private");
+    Own("trip", kOwner);
+    Own("trip/a.jpg", kOwner);
+    chmod(Path("trip").c_str(), 0755);
+    chmod(Path("trip/a.jpg").c_str(), 0600);
+  }
+  void Own(const std::string& name, uid_t owner) const {
+    ASSERT_EQ(lchown(Path(name).c_str(), owner, owner), 0) << name;
+  }
+  void ExpectRefused(const std::string& name) const {
+    const mode_t before = ModeOf(root() / name);
+    EXPECT_EQ(Mode(name, 0777), -1);
+    EXPECT_EQ(errno, EPERM);
+    EXPECT_EQ(ModeOf(root() / name), before);
+  }
+  static constexpr uid_t kOwner = 20001;
+  static constexpr uid_t kOther = 20002;
+};
+
+TEST_F(ModeOfRootTest, TheFolderOwnersFileIsOpened) {
+  EXPECT_EQ(Mode("trip/a.jpg", 0777), 0);
+  EXPECT_EQ(ModeOf(root() / "trip/a.jpg"), 0777U);
+}
+
+TEST_F(ModeOfRootTest, AFileWithASecondNameIsNot) {
+  fs::create_hard_link(root() / "trip/a.jpg", root() / "trip/b.jpg");
+  ExpectRefused("trip/b.jpg");
+}
+
+TEST_F(ModeOfRootTest, ASecondNameOfAFileInAnOpenFolderIsNotEither) {
+  chmod(Path("trip").c_str(), 0777);
+  fs::create_hard_link(root() / "trip/a.jpg", root() / "trip/b.jpg");
+  ExpectRefused("trip/b.jpg");
+}
+
+TEST_F(ModeOfRootTest, AnothersFileInAFolderIsNot) {
+  Own("trip/a.jpg", kOther);
+  ExpectRefused("trip/a.jpg");
+  chmod(Path("trip").c_str(), 0777);
+  ExpectRefused("trip/a.jpg");
+  Own("trip", kOther);
+  EXPECT_EQ(Mode("trip/a.jpg", 0777), 0);
+}
+
+TEST_F(ModeOfRootTest, AnothersFolderInAFolderIsNotEither) {
+  fs::create_directory(root() / "trip/day");
+  Own("trip/day", kOther);
+  ExpectRefused("trip/day");
+  ExpectRefused("trip/day/");
+}
+
+TEST_F(ModeOfRootTest, WhatOthersHaveInAFolderOfRootsIs) {
+  Own("trip", 0);
+  EXPECT_EQ(Mode("trip/a.jpg", 0777), 0);
+}
+
+TEST_F(ModeOfRootTest, WhatRootMadeIs) {
+  Own("trip/a.jpg", 0);
+  EXPECT_EQ(Mode("trip/a.jpg", 0777), 0);
+}
+
+TEST_F(ModeOfRootTest, AFolderOfManyNamesIs) {
+  fs::create_directory(root() / "trip/day");
+  Own("trip/day", kOwner);
+  EXPECT_EQ(Mode("trip", 0777), 0) << "each folder in it has its name in it";
+}
+
 TEST_F(BeneathTest, TheSettingKeepLeavesModesAlone) {
   WriteFile(dir_.path() / "appliance/var/packages/Lumivault/etc/settings.conf", "file_modes=keep\n");
   WriteFile(root() / "a.jpg", "mine");

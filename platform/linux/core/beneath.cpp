@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <optional>
 #include <string_view>
@@ -16,6 +17,8 @@
 #include "platform/files.h"
 
 namespace {
+
+constexpr uid_t kRoot = 0;
 
 // An O_PATH descriptor of PATH, which opens nothing yet: neither a FIFO nor a device notices.
 Descriptor Find(const std::string& root, const std::string& path) {
@@ -55,9 +58,31 @@ int OpenForReading(const std::string& root, const std::string& path) {
   return Reopen(found, O_RDONLY | O_NONBLOCK | O_NOCTTY).Release();
 }
 
+// Whether what is FILE in FOLDER is there as its owner wants it. The owner of a folder may give another's
+// file a name in it; where the folder is root's, he may not. Files of root's are the index's own.
+bool IsThereByItsOwner(const Descriptor& folder, const struct stat& file) {
+  const auto status = StatusOf(folder);
+  if (!status.has_value() || (S_ISREG(file.st_mode) && file.st_nlink > 1)) return false;
+  return file.st_uid == status->st_uid || file.st_uid == kRoot || status->st_uid == kRoot;
+}
+
+// What a process of root's may give another mode: others change their own files alone.
+bool MayChange(const Descriptor& folder, const Descriptor& found) {
+  const auto status = geteuid() == kRoot ? StatusOf(found) : std::nullopt;
+  if (geteuid() != kRoot || (status.has_value() && IsThereByItsOwner(folder, *status))) return true;
+  errno = EPERM;
+  return false;
+}
+
 int ChangeMode(const std::string& root, const std::string& path, mode_t mode) {
-  const Descriptor found = Find(root, path);
-  return found && IsRegularOrFolder(found) ? GiveMode(found, mode) : -1;
+  std::string relative = RelativeTo(root, path).value_or("..");
+  while (relative.ends_with('/')) relative.pop_back();
+  const std::size_t slash = relative.rfind('/');
+  const Descriptor folder =
+      Find(root, slash != relative.npos ? root + "/" + relative.substr(0, slash) : root);
+  const Descriptor found =
+      folder ? OpenBelow(folder.get(), relative.substr(slash + 1), O_PATH) : Descriptor();
+  return found && IsRegularOrFolder(found) && MayChange(folder, found) ? GiveMode(found, mode) : -1;
 }
 
 int RemoveOrDefer(const std::string& root, const std::string& path) {

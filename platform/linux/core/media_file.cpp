@@ -2,16 +2,19 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "core/error.h"
 #include "core/file_identity.h"
+#include "core/link_walk.h"
 #include "core/open_below.h"
 #include "core/trusted_folder.h"
 
@@ -43,29 +46,41 @@ Descriptor Refused() {
   return Descriptor();
 }
 
-// What the target of a link in FOLDER leads to, further links included. A name in /proc of a file that is
-// open in this process is none: it would lend our rights.
-Descriptor FindTarget(const Descriptor& folder, const std::string& target) {
-  open_how how{};
-  how.flags = O_PATH | O_CLOEXEC;
-  how.resolve = RESOLVE_NO_MAGICLINKS;
-  Descriptor found(static_cast<int>(syscall(SYS_openat2, folder.get(), target.c_str(), &how, sizeof(how))));
-  if (found || errno != ENOSYS) return found;
-  // A kernel that cannot tell those names apart; root's rights are not lent there.
-  return geteuid() == kRoot ? Refused()
-                            : Descriptor(openat(folder.get(), target.c_str(), O_PATH | O_CLOEXEC));
+// The names of files that a process has open would lend its rights, and they look like links.
+bool StandsForOpenFile(const Descriptor& found) {
+  const auto status = StatusOf(found);
+  struct statfs system {};
+  return status && S_ISLNK(status->st_mode) && fstatfs(found.get(), &system) == 0 &&
+         system.f_type == PROC_SUPER_MAGIC;
 }
 
-// What is behind a link and may not be read is refused for the link's sake.
-Descriptor ReadTarget(const Descriptor& found) {
-  Descriptor opened = ReadRegular(found);
-  return opened || errno != EACCES ? std::move(opened) : Refused();
+// A folder is opened as one, by which what is mounted on demand is there.
+Descriptor FindLooking(const Descriptor& folder, const std::string& name) {
+  constexpr int kItself = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  Descriptor found(openat(folder.get(), name.c_str(), kItself | O_DIRECTORY));
+  return found || errno != ENOTDIR ? std::move(found)
+                                   : Descriptor(openat(folder.get(), name.c_str(), kItself));
 }
 
-// With what its maker may read himself.
-Descriptor ReadAs(uid_t maker, const Descriptor& folder, const std::string& target) {
-  const FileIdentity as_maker(maker);
-  return as_maker ? ReadTarget(FindTarget(folder, target)) : Refused();
+// What ACT opens with the rights of each of MAKERS in turn, root's own aside; of root's process alone.
+template <typename Act>
+Descriptor AsEach(const LinkWalk::Makers& makers, Act&& act) {
+  Descriptor opened = act();
+  for (const uid_t maker : makers) {
+    if (!opened || geteuid() != kRoot || maker == kRoot) continue;
+    const FileIdentity as_maker(maker);
+    opened = as_maker ? act() : Refused();
+  }
+  return opened;
+}
+
+// A name on the way behind a link has to be one that everybody finds who made a link before it.
+Descriptor FindBehindLinks(const Descriptor& folder, const std::string& name,
+                           const LinkWalk::Makers& makers) {
+  Descriptor found = AsEach(makers, [&] { return FindLooking(folder, name); });
+  if (!found || !StandsForOpenFile(found)) return found;
+  errno = ELOOP;
+  return Descriptor();
 }
 
 // What lies in the library is everybody's in it; else the maker of the link has to own the file.
@@ -76,25 +91,24 @@ bool MayLeadTo(const Descriptor& found, uid_t maker) {
   return place && RelativeTo(Held().path, *place);
 }
 
-Descriptor Follow(const Descriptor& folder, const Descriptor& link, uid_t maker) {
-  const auto target = TargetOf(link);
-  if (!target) return Descriptor();
+// A user cannot take on the rights of others; root does.
+bool MayAllLeadTo(const Descriptor& found, const LinkWalk::Makers& makers) {
   const uid_t reader = geteuid();
-  if (reader == kRoot && maker != kRoot) return ReadAs(maker, folder, *target);
-  const Descriptor found = FindTarget(folder, *target);
-  const bool trusted = maker == reader || maker == kRoot;
-  if (found && !trusted && !MayLeadTo(found, maker)) return Refused();
-  return ReadTarget(found);
+  return std::all_of(makers.begin(), makers.end(), [&](uid_t maker) {
+    return reader == kRoot || maker == kRoot || maker == reader || MayLeadTo(found, maker);
+  });
 }
 
-// The file may be a link, its folder RELATIVE_FOLDER none.
+// The file may be a link, its folder RELATIVE_FOLDER none. What is behind a link and may not be read is
+// refused for the link's sake.
 Descriptor OpenLink(const std::string& relative_folder, const std::string& name) {
-  const Descriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
+  Descriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
   if (!folder) return Descriptor();
-  const Descriptor link(openat(folder.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  const auto status = link ? StatusOf(link) : std::nullopt;
-  if (!status) return Descriptor();
-  return S_ISLNK(status->st_mode) ? Follow(folder, link, status->st_uid) : ReadRegular(link);
+  LinkWalk walk(std::move(folder), name, FindBehindLinks);
+  const Descriptor found = walk.Run();
+  if (found && !MayAllLeadTo(found, walk.makers())) return Refused();
+  Descriptor opened = found ? AsEach(walk.makers(), [&] { return ReadRegular(found); }) : Descriptor();
+  return opened || errno != EACCES ? std::move(opened) : Refused();
 }
 
 Descriptor OpenHeld(const std::string& path) {

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <optional>
-#include <string_view>
-#include <vector>
+#include <utility>
 
+#include "core/link_walk.h"
 #include "core/open_below.h"
 
 namespace {
@@ -17,78 +17,39 @@ constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 constexpr uid_t kAdministrator = 0;
 constexpr mode_t kUsualMode = 0755;
 
-// The way to a folder, one component after the other, with the links on it.
-class Walk {
- public:
-  Walk(const std::string& folder, bool make)
-      : rest_(folder), make_(make), at_(open(folder.starts_with('/') ? "/" : ".", kFolderFlags)) {}
+bool IsFolder(const Descriptor& found) {
+  const auto status = StatusOf(found);
+  if (status.has_value() && S_ISDIR(status->st_mode)) return true;
+  errno = ENOTDIR;
+  return false;
+}
 
-  Descriptor Run() {
-    while (at_ && !rest_.empty()) Step();
-    if (at_ && !LinksCount()) {
-      errno = EPERM;
-      return Descriptor();
-    }
-    return std::move(at_);
-  }
+bool LinksCount(const Descriptor& found, const LinkWalk::Makers& makers) {
+  if (geteuid() != kAdministrator) return true;
+  const auto folder = StatusOf(found);
+  const bool count = folder.has_value() && std::all_of(makers.begin(), makers.end(), [&](uid_t maker) {
+                       return maker == kAdministrator || maker == folder->st_uid;
+                     });
+  if (!count) errno = EPERM;
+  return count;
+}
 
- private:
-  static constexpr std::size_t kMaxLinks = 40;  // as the kernel has it
+Descriptor FindName(const Descriptor& folder, const std::string& name, const LinkWalk::Makers&) {
+  return Descriptor(openat(folder.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
 
-  std::string TakeComponent() {
-    rest_.erase(0, std::min(rest_.find_first_not_of('/'), rest_.size()));
-    std::string component = rest_.substr(0, rest_.find('/'));
-    rest_.erase(0, component.size());
-    return component;
-  }
+Descriptor FindOrMake(const Descriptor& folder, const std::string& name, const LinkWalk::Makers& makers) {
+  Descriptor found = FindName(folder, name, makers);
+  if (found || errno != ENOENT || !makers.empty()) return found;
+  if (mkdirat(folder.get(), name.c_str(), kUsualMode) != 0 && errno != EEXIST) return found;
+  return Descriptor(openat(folder.get(), name.c_str(), kFolderFlags | O_NOFOLLOW));
+}
 
-  void Step() {
-    const std::string name = TakeComponent();
-    if (name.empty()) return;
-    Descriptor next(openat(at_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    if (!next && errno == ENOENT && make_ && link_owners_.empty()) next = Make(name);
-    const auto status = next ? StatusOf(next) : std::nullopt;
-    if (status.has_value() && S_ISLNK(status->st_mode)) {
-      Follow(next, status->st_uid);
-    } else if (status.has_value() && !S_ISDIR(status->st_mode)) {
-      Fail(ENOTDIR);
-    } else {
-      at_ = std::move(next);
-    }
-  }
-
-  Descriptor Make(const std::string& name) {
-    if (mkdirat(at_.get(), name.c_str(), kUsualMode) != 0 && errno != EEXIST) return Descriptor();
-    return Descriptor(openat(at_.get(), name.c_str(), kFolderFlags | O_NOFOLLOW));
-  }
-
-  void Follow(const Descriptor& link, uid_t owner) {
-    link_owners_.push_back(owner);
-    if (link_owners_.size() > kMaxLinks) return Fail(ELOOP);
-    const auto target = TargetOf(link);
-    if (!target.has_value()) return Fail(ENOENT);
-    if (target->starts_with('/')) at_ = Descriptor(open("/", kFolderFlags));
-    rest_ = *target + "/" + rest_;
-  }
-
-  bool LinksCount() const {
-    if (geteuid() != kAdministrator) return true;
-    const auto folder = StatusOf(at_);
-    return folder.has_value() && std::all_of(link_owners_.begin(), link_owners_.end(), [&](uid_t owner) {
-             return owner == kAdministrator || owner == folder->st_uid;
-           });
-  }
-
-  void Fail(int error) {
-    at_ = Descriptor();
-    errno = error;
-  }
-
-  std::string rest_;
-  const bool make_;
-  Descriptor at_;
-  std::vector<uid_t> link_owners_;
-};
+Descriptor WalkTo(const std::string& folder, LinkWalk::Find find) {
+  LinkWalk walk(Descriptor(open(".", kFolderFlags)), folder, std::move(find));
+  Descriptor found = walk.Run();
+  return found && IsFolder(found) && LinksCount(found, walk.makers()) ? std::move(found) : Descriptor();
+}
 
 }  // namespace
 
@@ -100,9 +61,9 @@ Descriptor OpenTrustedFolder(const std::string& folder) {
     Descriptor opened = OpenBelow(root.get(), *relative, kFolderFlags);
     if (opened || errno != ELOOP) return opened;
   }
-  return Walk(folder, false).Run();
+  return WalkTo(folder, FindName);
 }
 
 Descriptor MakeTrustedFolder(const std::string& folder) {
-  return Walk(folder, true).Run();
+  return WalkTo(folder, FindOrMake);
 }
