@@ -80,6 +80,12 @@ int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
   return static_cast<int>(ExitStatus::kDone);
 }
 
+// What whoever started the run had open himself is not for whom this process becomes, nor for the programs
+// that it starts.
+void CloseInherited(const WorkerOptions& options) {
+  closefrom(options.identity ? kWorkerView + 1 : kWorkerView);
+}
+
 // From now on it sees of the state folder what it was handed, and so do the programs that it starts.
 void SeeView() {
   fcntl(kWorkerView, F_SETFD, FD_CLOEXEC);
@@ -102,6 +108,7 @@ bool StartedBySupervisor() {
 }
 
 int RunWorker(const WorkerOptions& options) {
+  CloseInherited(options);
   fcntl(kWorkerSocket, F_SETFD, FD_CLOEXEC);
   fcntl(kWorkerLogPipe, F_SETFD, FD_CLOEXEC);
   Channel channel{FileDescriptor(kWorkerSocket)};

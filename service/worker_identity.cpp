@@ -3,11 +3,13 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <grp.h>
+#include <linux/keyctl.h>
 #include <pwd.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -50,6 +52,13 @@ bool IsRootsOwn(int file, const std::string& suffix) {
   if (status.st_size == 0) return true;
   const ssize_t count = pread(file, start.data(), start.size(), 0);
   return count == static_cast<ssize_t>(start.size()) && BeginsAs(suffix, {start.data(), start.size()});
+}
+
+// Out of reach of the terminal that root sits at, to which one could type, and of the keys that root holds.
+bool LeaveSession() {
+  if (setsid() < 0) return false;
+  // A kernel without keys, or a container that forbids them.
+  return syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr) >= 0 || errno == ENOSYS || errno == EPERM;
 }
 
 bool SetGroups(const WorkerIdentity& identity) {
@@ -99,10 +108,12 @@ void AdoptDatabase(const Library& library, const WorkerIdentity& owner) {
 }
 
 bool Become(const WorkerIdentity& identity) {
+  if (!LeaveSession()) return false;
   const uid_t user = identity.user;
   umask(umask(kNobodyElseWrites) | kNobodyElseWrites);
   if (chdir("/") != 0) return false;
   if (!SetGroups(identity) || setresuid(user, user, user) != 0 || !HasLostRoot(user)) return false;
-  // Its own descriptors would be out of its reach otherwise (/proc).
+  // Its own descriptors would be out of its reach otherwise (/proc). That lets IDENTITY look into this
+  // process and steer it, so nothing of root's is in it by now.
   return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_DUMPABLE, 1, 0, 0, 0) == 0;
 }

@@ -22,8 +22,9 @@ std::optional<WorkerIdentity> OwnerToBecome(const Library& library);
 // regular files with one name whose content is SQLite's.
 void AdoptDatabase(const Library& library, const WorkerIdentity& owner);
 
-// This process becomes IDENTITY, for good: user, groups, no privileges and no way to new ones; it makes no
-// file that others may write. False, with errno, when it is not wholly so: it must not go on then.
+// This process becomes IDENTITY, for good: user, groups, no privileges and no way to new ones, in a session
+// and with keys of its own; it makes no file that others may write. False, with errno, when it is not wholly
+// so: it must not go on then.
 [[nodiscard]] bool Become(const WorkerIdentity& identity);
 
 #endif  // SERVICE_WORKER_IDENTITY_H_

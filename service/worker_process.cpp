@@ -17,6 +17,7 @@
 #include "error_text.h"
 #include "read_pipe.h"
 #include "worker_arguments.h"
+#include "worker_environment.h"
 #include "worker_memory.h"
 
 namespace {
@@ -55,6 +56,15 @@ std::optional<Pair> MakePipe() {
   return Pair{MovedUp(ends[0]), MovedUp(ends[1])};
 }
 
+// As the system's calls want them.
+std::vector<char*> Pointers(const std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
 // What a new process is given.
 class SpawnSetup {
  public:
@@ -81,13 +91,11 @@ class SpawnSetup {
   }
 
   // 0 and the process, or an errno value.
-  int Spawn(int program, const std::vector<std::string>& arguments, pid_t& pid) const {
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
+  int Spawn(int program, const std::vector<std::string>& arguments,
+            const std::vector<std::string>& environment, pid_t& pid) const {
     const std::string path = kOpenFiles + std::to_string(program);
-    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, argv.data(), environ);
+    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, Pointers(arguments).data(),
+                       Pointers(environment).data());
   }
 
  private:
@@ -159,11 +167,13 @@ Outcome<WorkerProcess> WorkerProcess::Start(const WorkerStart& start, const std:
   setup.Give(log->ours, kWorkerLogPipe);
   const FileDescriptor shared_turn = CopyUp(turn.get());
   if (shared_turn) setup.Give(shared_turn, kWorkerTurn);
+  if (!shared_turn) setup.GiveNothing(kWorkerTurn, O_RDONLY);
   const FileDescriptor view = CopyUp(start.view);
   if (view) setup.Give(view, kWorkerView);
   pid_t pid = 0;
   const FileDescriptor executable = CopyUp(start.program);
-  const int error = setup.Spawn(executable.get(), ArgumentsOf(start, database), pid);
+  const auto environment = start.identity ? EnvironmentForAnother() : OwnEnvironment();
+  const int error = setup.Spawn(executable.get(), ArgumentsOf(start, database), environment, pid);
   if (error != 0) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
   return WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours));
 }

@@ -1,13 +1,16 @@
 // Libraries of somebody else, indexed by root.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <linux/keyctl.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <thread>
 
+#include "file_descriptor.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
 
@@ -83,6 +86,16 @@ class OwnerTest : public ServiceTest {
     UsePreviewTool(
         "{ echo $(id -u) $(id -g); grep -E '^(NoNewPrivs|CapEff|Groups):' /proc/self/status | sort -r; } >" +
         identity().string());
+  }
+  // What SCRIPT, run by a worker that has become the owner, writes.
+  std::string ToldByWorker(const std::string& script) {
+    Photo("a.jpg");
+    Index();
+    MakeIdentityFolder();
+    UsePreviewTool("{ " + script + "; } >" + identity().string() + " 2>/dev/null");
+    Photo("b.jpg");
+    EXPECT_EQ(Index()["added"].asInt(), 1);
+    return ReadFile(identity());
   }
   std::string Secrets() const { return Value("SELECT count(*) FROM photo_label WHERE name = 'secret'"); }
 };
@@ -259,6 +272,51 @@ TEST_F(OwnerTest, OwnerSeesNoOtherLibrary) {
   Photo("b.jpg");
   Index();
   EXPECT_EQ(ReadFile(identity()), "1\n");
+}
+
+TEST_F(OwnerTest, WorkerHasNothingOfRootsEnvironment) {
+  for (const char* name :
+       {"ROOTS_TOKEN", "PGPASSWORD", "XDG_CONFIG_HOME", "LUMIVAULT_OTHER", "LCX", "LD_LIBRARY_PATH"})
+    Environment(name, "secret");
+  Environment("PATH", "/secret:" + std::string(getenv("PATH")));
+  Environment("HOME", "/secret");
+  Environment("TZ", "Asia/Tokyo");
+  Environment("LC_TIME", "C");
+  const std::string told = ToldByWorker("tr '\\0' '\\n' </proc/$PPID/environ; echo; env");
+  EXPECT_THAT(told, testing::Not(testing::HasSubstr("secret")));
+  EXPECT_THAT(told, testing::HasSubstr("TZ=Asia/Tokyo\n"));
+  EXPECT_THAT(told, testing::HasSubstr("LC_TIME=C\n"));
+  EXPECT_THAT(told, testing::HasSubstr("HOME=/\n"));
+  EXPECT_THAT(told,
+              testing::HasSubstr("PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\n"));
+}
+
+TEST_F(OwnerTest, WorkerHasNothingOpenOfWhoStartedTheRun) {
+  WriteFile(scratch() / "roots.txt", "secret");
+  // Not closed by a new program, like what a shell opens for one.
+  const FileDescriptor opened(open((scratch() / "roots.txt").c_str(), O_RDONLY));
+  const FileDescriptor high(dup2(opened.get(), 40));
+  const std::string told = ToldByWorker("readlink /proc/$PPID/fd/*; readlink /proc/self/fd/*");
+  EXPECT_THAT(told, testing::HasSubstr("/proc/"));
+  EXPECT_THAT(told, testing::Not(testing::HasSubstr("roots.txt")));
+}
+
+// Who shares the session could type at root's terminal.
+TEST_F(OwnerTest, WorkerIsInASessionOfItsOwn) {
+  const std::string told = ToldByWorker("cut -d' ' -f6 /proc/$PPID/stat");
+  EXPECT_NE(told, std::to_string(getsid(0)) + "\n");
+  EXPECT_THAT(told, testing::MatchesRegex("[1-9][0-9]*\n"));
+}
+
+TEST_F(OwnerTest, WorkerHoldsNoKeyOfRoots) {
+  constexpr const char* kKey = "lumivault-test-key";
+  if (syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr) < 0 ||
+      syscall(SYS_add_key, "user", kKey, "secret", 6, KEY_SPEC_SESSION_KEYRING) < 0) {
+    GTEST_SKIP() << "the kernel keeps no keys here";
+  }
+  const std::string told = ToldByWorker("cat /proc/keys; echo end");
+  EXPECT_THAT(told, testing::EndsWith("end\n"));
+  EXPECT_THAT(told, testing::Not(testing::HasSubstr(kKey)));
 }
 
 TEST_F(OwnerTest, ExchangedFolderShowsNothing) {
