@@ -12,9 +12,9 @@
 
 #include "atomic_file.h"
 #include "base/fixed_path.h"
-#include "base/limits.h"
 #include "file_descriptor.h"
 #include "platform/files.h"
+#include "real_place.h"
 
 namespace {
 
@@ -26,11 +26,12 @@ constexpr std::int64_t kLongestJob = 8192;  // a path and a user's name
 constexpr std::size_t kKept = kMostJobBytes / 2;
 constexpr std::int64_t kMostCounted = 4 * kMostJobBytes;  // one run may have made it longer than it may be
 
-// The queue lies in a folder that others may write to: only a regular file is read, and none behind a link.
+// The queue lies in a folder that others may write to: only a regular file is read, none behind a link and no
+// other name of somebody's file.
 FileDescriptor OpenQueue() {
-  FileDescriptor file(open(JobQueuePath().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  FileDescriptor file(KAVOBeneathOpen(RealPlace(kSharedPhotoLink).c_str(), JobQueuePath().c_str()));
   struct stat status {};
-  if (file && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) return file;
+  if (file && fstat(file.get(), &status) == 0 && status.st_nlink == 1) return file;
   return {};
 }
 
@@ -115,8 +116,7 @@ std::size_t Bound() {
 }  // namespace
 
 std::string JobQueuePath() {
-  std::array<char, kPathSize> real{};
-  return KAVOFixedPathGet(kQueue, real.data(), kPathSize) < 0 ? "" : real.data();
+  return RealPlace(kQueue);
 }
 
 bool FaceRecognitionTakesJobs() {

@@ -20,6 +20,7 @@
 #include "installation.h"
 #include "platform/files.h"
 #include "root_variable.h"
+#include "state_trust.h"
 
 namespace fs = std::filesystem;
 
@@ -79,6 +80,7 @@ Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
   if (fs::exists(absolute, error) && !fs::is_directory(absolute, error)) {
     return Failure{ExitStatus::kConfiguration, Visible(absolute.string()) + ": is not a folder"};
   }
+  if (auto trusted = TrustStateFolder(absolute.string()); !trusted) return trusted.failure();
   setenv(kRootVariable, absolute.c_str(), 1);
   std::array<char, kPathSize> place{};
   if (KAVOFixedPathGet(kSharedPhotoLink, place.data(), kPathSize) < 0) {

@@ -20,7 +20,8 @@
 class StateRoot {
  public:
   // NAMED, or $XDG_STATE_HOME/lumivault, or ~/.local/state/lumivault; made absolute. LUMIVAULT_ROOT points at
-  // it from now on, here and in the processes started. Nothing is made.
+  // it from now on, here and in the processes started. Nothing is made. Fails for one that somebody else may
+  // change (state_trust.h).
   static Outcome<StateRoot> Locate(const std::string& named);
 
   // Makes what is missing and refreshes what is out of date. Safe to repeat, and in several processes at

@@ -3,21 +3,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <string>
 
 #include "base/fixed_path.h"
-#include "base/limits.h"
 #include "job_queue.h"
 #include "platform/files.h"
+#include "real_place.h"
 
 namespace {
 
 bool HasReader() {
   struct stat status {};
-  std::array<char, kPathSize> link{};
-  const bool has_shared_tree = KAVOFixedPathGet(kSharedPhotoLink, link.data(), kPathSize) >= 0 &&
-                               lstat(link.data(), &status) == 0 && S_ISLNK(status.st_mode);
+  const bool has_shared_tree =
+      lstat(RealPlace(kSharedPhotoLink).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
   return has_shared_tree || FaceRecognitionTakesJobs();
 }
 

@@ -28,6 +28,13 @@ constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
 constexpr std::array kTools{kSqliteTool,  kMetadataTool, kVideoConvertTool,
                             kPreviewTool, kPhpTool,      kGpsScript};
 
+// What has a second name may be somebody's file; it is not given a mode, even where its content is right.
+void ClearOfLinked(const std::string& file) {
+  struct stat status {};
+  if (lstat(file.c_str(), &status) == 0 && (!S_ISREG(status.st_mode) || status.st_nlink > 1))
+    unlink(file.c_str());
+}
+
 class View {
  public:
   View(const StateRoot& root, const Library& library)
@@ -73,15 +80,17 @@ void View::MakeFolders(const std::string& folder) {
     end = whole.find('/', end + 1);
     const std::string one = whole.substr(0, end);
     if (mkdir(one.c_str(), kFolderMode) != 0 && errno != EEXIST) return Note(folder, errno);
-    chmod(one.c_str(), kFolderMode);
+    const FileDescriptor made(open(one.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!made || fchmod(made.get(), kFolderMode) != 0) return Note(folder, errno);
   }
 }
 
 void View::Write(const std::string& file, const std::string& content, mode_t mode) {
   MakeFolders(file.substr(0, file.rfind('/')));
+  ClearOfLinked(path_ + file);
   const auto written = WriteWholeFile(path_ + file, content);
   if (!written && !failure_) failure_ = written.failure();
-  if (chmod((path_ + file).c_str(), mode) != 0) Note(file, errno);
+  if (written && chmod((path_ + file).c_str(), mode) != 0) Note(file, errno);
 }
 
 // What is not there is not there in the view either.

@@ -245,6 +245,17 @@ TEST_F(FileLockTest, LinksAndSpecialFilesAreRefused) {
   EXPECT_EQ(ReadFile(dir_.path() / "secret"), "secret");
 }
 
+// It could be anybody's.
+TEST_F(FileLockTest, AFileWithASecondNameIsRefused) {
+  WriteFile(dir_.path() / "secret", "secret");
+  fs::create_hard_link(dir_.path() / "secret", queue());
+  EXPECT_FALSE(AppendLocked(queue(), "line\n"));
+  EXPECT_EQ(errno, EMLINK);
+  EXPECT_EQ(ReadFile(dir_.path() / "secret"), "secret");
+  fs::remove(dir_.path() / "secret");
+  EXPECT_TRUE(AppendLocked(queue(), "line\n"));
+}
+
 TEST_F(FileLockTest, BelowTheSharedFolderOnlyTheFolderItselfMayBeALink) {
   const fs::path shared = dir_.path() / "appliance/var/services/photo";
   fs::create_directories(dir_.path() / "volume" / "@eaDir");

@@ -1,6 +1,8 @@
 // Whoever owns a folder chooses what stands under each name in it: a link, a pipe, a folder, another name of
 // somebody's file. Whatever command is run on such a library, nothing outside of it, of the state folder and
 // of the temporary folder is written, renamed, removed or given another mode, and no private file is opened.
+// The same holds for the names of the state folder, where somebody had the opportunity to put something
+// there.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -64,6 +66,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
   void MakePrivateFiles() {
     MakeJpeg(Private("photo"), 8, 6, {{"Iptc.Application2.Keywords", "private"}});
     WriteFile(Private("text"), "private text");
+    WriteFile(Private("empty"), "");
     fs::create_directories(Private("folder"));
     WriteFile(Private("folder/a.jpg"), ReadFile(Private("photo")));
     GiveTree(private_folder(), caller_user() == 0 ? kNeighbour : caller_user());
@@ -96,11 +99,16 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
   fs::path private_folder() const { return scratch() / "private"; }
   fs::path Private(const std::string& name) const { return private_folder() / name; }
 
-  // What stands at NAME goes, and FORM comes, made by the library's owner.
-  void Put(const std::string& name, Form form) const {
-    const fs::path path = File(name);
+  // The private file that is most like what belongs at PATH.
+  static const char* LikeOf(const fs::path& path) {
+    if (path.filename() == "enabled") return "empty";
+    return path.extension() == ".jpg" ? "photo" : "text";
+  }
+
+  // What stands at PATH goes, and FORM comes, made by the library's owner.
+  void Put(const fs::path& path, Form form) const {
     fs::remove_all(path);
-    Make(path, form, Private(name.ends_with(".jpg") ? "photo" : "text"));
+    Make(path, form, Private(LikeOf(path)));
     if (form != Form::kHardLink) {
       ASSERT_EQ(lchown(path.c_str(), kOwner, kOwner), 0);
     }
@@ -163,7 +171,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
       const fs::path kept = scratch() / "kept";
       fs::remove_all(kept);
       fs::copy(folder(), kept, fs::copy_options::recursive);
-      Put(name, form);
+      Put(File(name), form);
       for (const auto& command : CommandsOf(form, name)) HuntWith(command);
       fs::remove_all(folder());
       fs::rename(kept, folder());
@@ -223,10 +231,74 @@ TEST_P(ForeignFilesTest, ASideFile) {
   Hunt("@eaDir/a.jpg/KAVOPHOTO_TITLE");
 }
 
+// The state folder is the caller's, and what stands under one of its names is not.
+class ForeignStateTest : public ForeignFilesTest {
+ protected:
+  void SetUp() override {
+    ForeignFilesTest::SetUp();
+    if (IsSkipped()) return;
+    // A hard link to the caller's own file looks like one that he made.
+    GiveTree(private_folder(), caller_user());
+    for (const auto& entry : fs::directory_iterator(state() / "libraries"))
+      library_ = "libraries/" + entry.path().filename().string() + "/";
+    kept_ = scratch() / "kept-state";
+    fs::rename(state(), kept_);
+  }
+
+  // NAMES of the state folder, for a file of a library's with LIBRARY in front, each in FORMS in turn.
+  void HuntInState(const std::vector<std::string>& names) {
+    for (const std::string& name : names) {
+      for (const Form form : FormsFor(name)) {
+        SCOPED_TRACE(name + " as form " + std::to_string(static_cast<int>(form)));
+        fs::copy(kept_, state(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+        GiveTree(state(), caller_user());
+        fs::create_directories((state() / name).parent_path());
+        Put(state() / name, form);
+        for (const auto& command : CommandsOf(form, name)) HuntWith(command);
+        fs::remove_all(state());
+      }
+    }
+  }
+
+  // The one that cannot be told by its owner, and one of the others in turn unless all are asked for.
+  static std::vector<Form> FormsFor(const std::string& name) {
+    if (FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0) return {std::begin(kForms), std::end(kForms)};
+    return {Form::kHardLink, kForms[name.size() % (std::size(kForms) - 1)]};
+  }
+
+  std::string library_;  // where the state folder keeps what is about the library
+  fs::path kept_;
+};
+
+TEST_P(ForeignStateTest, Settings) {
+  HuntInState(
+      {"var/packages/Lumivault/etc/settings.conf", "etc/kavo/personal.conf", "usr/kavo/etc/preference"});
+}
+TEST_P(ForeignStateTest, SchemaAndTools) {
+  HuntInState({"var/packages/Lumivault/target/photo_scripts/sql/pphoto.sql", "usr/kavo/bin/sqlite3",
+               "var/packages/Lumivault/target/bin/kavophoto_extract_preview"});
+}
+TEST_P(ForeignStateTest, Folders) {
+  HuntInState({"var", "libraries", library_ + "worker", library_ + "worker/var/packages/Lumivault/enabled"});
+}
+TEST_P(ForeignStateTest, Locks) {
+  HuntInState({"lock", library_ + "lock"});
+}
+TEST_P(ForeignStateTest, TheCatalogue) {
+  HuntInState({library_ + "catalogue.db", library_ + "catalogue.db-wal", library_ + "catalogue.db-shm",
+               library_ + "catalogue.db-journal", library_ + "catalogue.db.other"});
+}
+TEST_P(ForeignStateTest, Jobs) {
+  HuntInState({"oldest-job", "var/services/photo/@eaDir", "var/services/photo/@eaDir/kavophoto_face.queue",
+               library_ + "worker/var/services/photo/@eaDir/kavophoto_face.queue"});
+}
+
 std::string CallerName(const testing::TestParamInfo<Caller>& info) {
   return info.param == Caller::kRoot ? "Root" : "User";
 }
 INSTANTIATE_TEST_SUITE_P(Callers, ForeignFilesTest, testing::Values(Caller::kRoot, Caller::kUser),
+                         CallerName);
+INSTANTIATE_TEST_SUITE_P(Callers, ForeignStateTest, testing::Values(Caller::kRoot, Caller::kUser),
                          CallerName);
 
 }  // namespace

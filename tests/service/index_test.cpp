@@ -198,7 +198,11 @@ TEST_F(OtherUser, AFileThatCouldNotBeReadIsTriedAgain) {
   ASSERT_EQ(chown(File("closed.jpg").c_str(), 0, 0), 0);
   chmod(File("closed.jpg").c_str(), 0600);
   EXPECT_EQ(FailureOf(Index({}, 3), "closed.jpg"), "Permission denied");
-  AsUser(0);
+  AsUser(0);  // who uses no state folder of another's
+  ASSERT_EQ(chown(scratch().c_str(), 0, 0), 0);
+  ASSERT_EQ(chown(state().c_str(), 0, 0), 0);
+  for (const auto& entry : fs::recursive_directory_iterator(state()))
+    ASSERT_EQ(lchown(entry.path().c_str(), 0, 0), 0);
   EXPECT_EQ(Index({"--as-root"})["added"].asInt(), 1);
 }
 

@@ -65,6 +65,17 @@ TEST_F(JobQueueTest, DoctorTellsThatJobsAreTaken) {
   EXPECT_TRUE(StrictJson(Run({"doctor", folder(), "--json"}).out)["job_queue"]["unread_since"].isNull());
 }
 
+TEST_F(JobQueueTest, WhatALinkOrAnotherNameLeadsToIsNotSpokenOf) {
+  Index();
+  WriteFile(scratch() / "private/kavophoto_face.queue", "w:b.jpg\n");
+  fs::remove(queue());
+  fs::create_hard_link(scratch() / "private/kavophoto_face.queue", queue());
+  EXPECT_EQ(Doctor(), kWell);
+  fs::remove_all(queue().parent_path());
+  fs::create_directory_symlink(scratch() / "private", queue().parent_path());
+  EXPECT_EQ(Doctor(), kWell);
+}
+
 TEST_F(JobQueueTest, AnEmptyQueueIsNotSpokenOf) {
   Index();
   WriteFile(queue(), "");

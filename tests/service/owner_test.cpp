@@ -230,7 +230,7 @@ TEST_F(OwnerTest, FileThatIsNoDatabaseIsNotGivenAway) {
 TEST_F(OwnerTest, RootAndOwnerIndexInTurn) {
   Photo("a.jpg");
   Index();
-  chmod(scratch().c_str(), 0777);
+  chmod(scratch().c_str(), 01777);
   fs::rename(state(), scratch() / "state-of-root");
   AsUser(kOwner);
   Photo("b.jpg");

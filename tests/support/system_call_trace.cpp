@@ -32,11 +32,14 @@ struct Name {
   std::string name;
 };
 
-// `7</a/path>` wherever it stands in LINE.
+// `7</a/path>` wherever it stands in LINE. Every line of a long trace is looked at, so without a pattern.
 void NoteDescriptors(const std::string& line, Descriptors& known) {
-  static const std::regex pattern(R"((\d+|AT_FDCWD)<(/[^>]*)>)");
-  for (std::sregex_iterator at(line.begin(), line.end(), pattern), end; at != end; ++at) {
-    known[(*at)[1]] = (*at)[2];
+  constexpr const char* kOfNumbers = "0123456789AT_FDCW";
+  for (std::size_t at = line.find("</"); at != line.npos; at = line.find("</", at + 1)) {
+    const std::size_t start = line.find_last_not_of(kOfNumbers, at - 1) + 1;
+    const std::size_t end = line.find('>', at);
+    if (start < at && end != line.npos)
+      known[line.substr(start, at - start)] = line.substr(at + 1, end - at - 1);
   }
 }
 
@@ -80,16 +83,16 @@ bool OpensForWriting(const std::string& arguments) {
 std::vector<FileCall> CallsOf(const std::string& line, Descriptors& known) {
   static const std::regex pattern(R"(^(\w+)\((.*)\)\s+= (\d+)(?:<(.*)>)?.*$)");
   NoteDescriptors(line, known);
+  const std::string call = line.substr(0, line.find('('));
+  if (!kOpens.contains(call) && !kChanges.contains(call)) return {};
   std::smatch match;
   if (!std::regex_match(line, match, pattern)) return {};
-  const std::string call = match[1];
   const std::string arguments = match[2];
   if (kOpens.contains(call)) {
     // An O_PATH descriptor opens nothing yet.
     if (arguments.find("O_PATH") != std::string::npos) return {};
     return {{match[4].str(), OpensForWriting(arguments) || call == "creat", line}};
   }
-  if (!kChanges.contains(call)) return {};
   if (kByDescriptor.contains(call)) {
     static const std::regex first(R"(^\d+<([^>]*)>)");
     std::smatch descriptor;

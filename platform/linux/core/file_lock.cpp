@@ -45,13 +45,17 @@ Descriptor FindFile(const Place& place) {
   return OpenBelow(place.folder.get(), place.relative, O_PATH);
 }
 
-// Opens the regular file that stands there; a device or FIFO is not touched.
+// Opens the regular file that stands there; a device or FIFO is not touched, nor another name of some file.
 Descriptor OpenExisting(const Place& place) {
   const Descriptor found = FindFile(place);
   if (!found) return Descriptor();
   const auto status = StatusOf(found);
   if (!status.has_value() || !S_ISREG(status->st_mode)) {
     errno = EINVAL;
+    return Descriptor();
+  }
+  if (status->st_nlink > 1) {
+    errno = EMLINK;
     return Descriptor();
   }
   return Reopen(found, O_RDWR | O_NONBLOCK | O_NOCTTY);
