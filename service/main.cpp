@@ -2,6 +2,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <string_view>
+
 #include "exit_status.h"
 #include "program.h"
 
@@ -17,11 +19,19 @@ bool OpenStandardDescriptors() {
   return true;
 }
 
+// SQLite maps the shared memory beside a database, and who owns that may cut it short meanwhile.
+void EndForMappedFile(int /*signal*/) {
+  constexpr std::string_view kLine = "lumivault: a file that was being read was cut short\n";
+  static_cast<void>(!write(STDERR_FILENO, kLine.data(), kLine.size()));
+  _exit(static_cast<int>(ExitStatus::kDatabase));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (!OpenStandardDescriptors()) return static_cast<int>(ExitStatus::kFatal);
   // A reader of the progress or the result that goes away ends no run, and leaves no database open.
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGBUS, &EndForMappedFile);
   return RunProgram(argc, argv);
 }

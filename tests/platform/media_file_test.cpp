@@ -223,6 +223,45 @@ TEST_F(WayOverLinksTest, LinksInACircleEnd) {
   EXPECT_EQ(Open("one.jpg"), ELOOP);
 }
 
+// A file with two names, one of them in the folder of somebody who may not read it.
+class HardLinkTest : public MediaFileOfRootTest {
+ protected:
+  void SetUp() override {
+    MediaFileOfRootTest::SetUp();
+    if (IsSkipped()) return;
+    fs::create_directory(library() / "trip");
+    fs::create_hard_link(outside() / "a.jpg", library() / "trip/b.jpg");
+    chmod((outside() / "a.jpg").c_str(), 0600);
+    Hold();
+  }
+};
+
+TEST_F(HardLinkTest, IsReadWhereTheOwnersOfFolderAndLibraryMay) {
+  EXPECT_EQ(Open("trip/b.jpg"), 0) << "root's folders";
+  Own(library() / "trip", kOther);
+  Own(library(), kOther);
+  EXPECT_EQ(Open("trip/b.jpg"), 0) << "of the file's own owner";
+}
+
+TEST_F(HardLinkTest, IsNotReadForTheOwnerOfItsFolderWhoMayNot) {
+  Own(library() / "trip", kOne);
+  EXPECT_EQ(Open("trip/b.jpg"), EPERM);
+  chmod((outside() / "a.jpg").c_str(), 0604);
+  EXPECT_EQ(Open("trip/b.jpg"), 0);
+}
+
+TEST_F(HardLinkTest, IsNotReadForTheOwnerOfTheLibraryWhoMayNot) {
+  Own(library(), kOne);
+  EXPECT_EQ(Open("trip/b.jpg"), EPERM);
+}
+
+TEST_F(HardLinkTest, AFileWithOneNameIsRootsToRead) {
+  Own(library() / "trip", kOne);
+  Own(library(), kOne);
+  fs::remove(outside() / "a.jpg");
+  EXPECT_EQ(Open("trip/b.jpg"), 0);
+}
+
 TEST_F(MediaFileOfRootTest, RightsAreRootsAgainAfterwards) {
   Own(library() / "a.jpg", kOne);
   Hold();

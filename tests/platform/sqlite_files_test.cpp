@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <thread>
 
@@ -211,6 +212,53 @@ TEST_F(SqliteFilesTest, TheHostsOwnConnectionsAreAsBefore) {
   for (const sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr); vfs != nullptr; vfs = vfs->pNext)
     registered += std::string(vfs->zName).starts_with("lumivault") ? 1 : 0;
   EXPECT_EQ(registered, 0);
+}
+
+// The system's files in the place of "unix", with a tail of an odd length behind what they keep of a file,
+// which is filled by the open.
+class LongerFiles {
+ public:
+  static constexpr int kTail = 12;
+  static constexpr char kFill = 'f';
+
+  LongerFiles() : vfs_(*system()) {
+    vfs_.szOsFile += kTail;
+    vfs_.xOpen = [](sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* out_flags) {
+      const int code = system()->xOpen(system(), name, file, flags, out_flags);
+      last_tail() = reinterpret_cast<char*>(file) + system()->szOsFile;
+      std::memset(last_tail(), kFill, kTail);
+      return code;
+    };
+    sqlite3_vfs_register(&vfs_, 1);
+  }
+  ~LongerFiles() {
+    sqlite3_vfs_unregister(&vfs_);
+    sqlite3_vfs_register(system(), 1);
+  }
+  LongerFiles(const LongerFiles&) = delete;
+  LongerFiles& operator=(const LongerFiles&) = delete;
+
+  // Of the file opened last, which is still open.
+  static std::string Tail() { return {last_tail(), kTail}; }
+
+ private:
+  static sqlite3_vfs* system() {
+    static sqlite3_vfs* const found = sqlite3_vfs_find("unix");
+    return found;
+  }
+  static char*& last_tail() {
+    static char* tail = nullptr;
+    return tail;
+  }
+
+  sqlite3_vfs vfs_;
+};
+
+TEST_F(SqliteFilesTest, WhatTheSystemKeepsOfAFileIsItsOwnWhateverItsSize) {
+  const LongerFiles longer;
+  const Connection db = OpenSqlite(file());
+  EXPECT_EQ(LongerFiles::Tail(), std::string(LongerFiles::kTail, LongerFiles::kFill));
+  EXPECT_EQ(Value(db, Huge(150)), "1");
 }
 
 // Exchanges NAME for OTHER and back, as fast as it goes.

@@ -85,6 +85,27 @@ TEST_F(StoppedReadingTest, BehindALock) {
   EXPECT_LT(fastest, kAtOnce);
 }
 
+// The owner of a database may do so at any time. Its log is not in the database yet, so each page is looked
+// up in the memory.
+TEST_F(StoppedReadingTest, ByItsSharedMemoryBeingCutShort) {
+  sqlite3* holder = nullptr;
+  ASSERT_EQ(sqlite3_open(File(".KAVOHGADB").c_str(), &holder), SQLITE_OK);
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closed(holder, &sqlite3_close);
+  ASSERT_EQ(sqlite3_exec(holder, "PRAGMA wal_autocheckpoint = 0; SELECT count(*) FROM photo_label", nullptr,
+                         nullptr, nullptr),
+            SQLITE_OK);
+  MakeSlow();
+  const fs::path memory = File(".KAVOHGADB-shm");
+  const auto size = fs::file_size(memory);
+  const auto run = Start({"albums", folder()});
+  std::this_thread::sleep_for(milliseconds(1000));
+  fs::resize_file(memory, 0);
+  const RunResult result = run->Wait();
+  fs::resize_file(memory, size);
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "lumivault: a file that was being read was cut short\n");
+}
+
 TEST_F(StoppedReadingTest, ByItsOwnLimit) {
   MakeSlow();
   const auto begin = Clock::now();

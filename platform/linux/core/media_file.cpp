@@ -111,6 +111,23 @@ Descriptor OpenLink(const std::string& relative_folder, const std::string& name)
   return opened || errno != EACCES ? std::move(opened) : Refused();
 }
 
+// A file with further names may be somebody's who has not put it here. What root opens of it has to be one
+// that the owners of its folder and of the library may read themselves.
+Descriptor OpenLinked(const std::string& relative_folder, const std::string& name) {
+  const Descriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
+  const Descriptor found = folder ? OpenBelow(folder.get(), name, O_PATH) : Descriptor();
+  const auto owner = folder ? StatusOf(folder) : std::nullopt;
+  const auto library = StatusOf(Held().folder);
+  if (!found || !owner || !library) return Descriptor();
+  Descriptor opened = AsEach({owner->st_uid, library->st_uid}, [&] { return ReadRegular(found); });
+  return opened || errno != EACCES ? std::move(opened) : Refused();
+}
+
+bool HasFurtherNames(const Descriptor& found) {
+  const auto status = StatusOf(found);
+  return status && S_ISREG(status->st_mode) && status->st_nlink > 1;
+}
+
 Descriptor OpenHeld(const std::string& path) {
   const auto relative = RelativeTo(Held().path, path);
   if (!relative) {
@@ -118,10 +135,12 @@ Descriptor OpenHeld(const std::string& path) {
     return Descriptor();
   }
   const Descriptor found = OpenBelow(Held().folder.get(), *relative, O_PATH);
-  if (found || errno != ELOOP) return ReadRegular(found);
+  if (found && (geteuid() != kRoot || !HasFurtherNames(found))) return ReadRegular(found);
+  if (!found && errno != ELOOP) return Descriptor();
   const std::size_t slash = relative->rfind('/');
-  if (slash == relative->npos) return OpenLink(".", *relative);
-  return OpenLink(relative->substr(0, slash), relative->substr(slash + 1));
+  const std::string folder = slash == relative->npos ? "." : relative->substr(0, slash);
+  const std::string name = relative->substr(slash + 1);
+  return found ? OpenLinked(folder, name) : OpenLink(folder, name);
 }
 
 int Hold(const char* folder) {

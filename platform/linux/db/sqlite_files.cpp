@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 #include <mutex>
 #include <string_view>
@@ -30,6 +31,12 @@ constexpr int kTries = 16;  // each time somebody else has made or removed the f
 std::string UniqueName() {
   static std::atomic<unsigned long> count{0};
   return "lumivault-" + std::to_string(++count);
+}
+
+// Where a number may stand behind the first SIZE bytes.
+std::size_t AlignedBehind(int size) {
+  constexpr std::size_t kStep = sizeof(std::int64_t);
+  return (static_cast<std::size_t>(size) + kStep - 1) / kStep * kStep;
 }
 
 int Answer(int error) {
@@ -126,7 +133,7 @@ SqliteFiles::SqliteFiles(DatabaseFile place, sqlite3_vfs* system)
   vfs_.zName = vfs_name_.c_str();
   vfs_.pNext = nullptr;
   vfs_.pAppData = this;
-  vfs_.szOsFile += static_cast<int>(sizeof(Extra));
+  vfs_.szOsFile = static_cast<int>(AlignedBehind(system->szOsFile) + sizeof(std::int64_t));
   vfs_.xOpen = &Open;
   vfs_.xDelete = &Delete;
   vfs_.xAccess = &Access;
@@ -192,9 +199,8 @@ std::optional<SqliteFiles::Kind> SqliteFiles::KindOf(const char* name, int flags
   return std::nullopt;
 }
 
-SqliteFiles::Extra& SqliteFiles::ExtraOf(sqlite3_file* file) {
-  static const int size = sqlite3_vfs_find(kSystemFiles)->szOsFile;
-  return *reinterpret_cast<Extra*>(reinterpret_cast<char*>(file) + size);
+std::int64_t& SqliteFiles::SizeOf(sqlite3_file* file) const {
+  return *reinterpret_cast<std::int64_t*>(reinterpret_cast<char*>(file) + AlignedBehind(system_->szOsFile));
 }
 
 int SqliteFiles::Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* out_flags) {
@@ -216,7 +222,7 @@ int SqliteFiles::Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, in
     file->pMethods = nullptr;
     return SQLITE_CANTOPEN;
   }
-  ExtraOf(file) = {&self, 0};
+  self.SizeOf(file) = 0;
   self.ReplaceMethods(*kind, *file);
   return SQLITE_OK;
 }
@@ -224,18 +230,18 @@ int SqliteFiles::Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, in
 void SqliteFiles::ReplaceMethods(Kind kind, sqlite3_file& file) {
   if (kind == Kind::kDatabase) {
     system_methods_ = file.pMethods;
-    database_methods_ = *file.pMethods;
-    database_methods_.xShmMap = &MapShared;
-    database_methods_.xShmUnmap = &UnmapShared;
-    file.pMethods = &database_methods_;
+    database_calls_ = {*file.pMethods, this};
+    database_calls_.methods.xShmMap = &MapShared;
+    database_calls_.methods.xShmUnmap = &UnmapShared;
+    file.pMethods = &database_calls_.methods;
   } else if (kind == Kind::kTemporary) {
     system_temporary_methods_ = file.pMethods;
-    temporary_methods_ = *file.pMethods;
-    temporary_methods_.xWrite = &WriteTemporary;
-    temporary_methods_.xTruncate = &TruncateTemporary;
-    temporary_methods_.xClose = &CloseTemporary;
-    temporary_methods_.xFileControl = &NoControl;
-    file.pMethods = &temporary_methods_;
+    temporary_calls_ = {*file.pMethods, this};
+    temporary_calls_.methods.xWrite = &WriteTemporary;
+    temporary_calls_.methods.xTruncate = &TruncateTemporary;
+    temporary_calls_.methods.xClose = &CloseTemporary;
+    temporary_calls_.methods.xFileControl = &NoControl;
+    file.pMethods = &temporary_calls_.methods;
   }
 }
 
@@ -274,7 +280,7 @@ int SqliteFiles::FullName(sqlite3_vfs* vfs, const char* name, int size, char* fu
 }
 
 int SqliteFiles::MapShared(sqlite3_file* file, int region, int size, int extend, void volatile** memory) {
-  SqliteFiles& self = *ExtraOf(file).files;
+  SqliteFiles& self = FilesOf(file);
   const Gate gate(self, Kind::kSideFile);
   return self.system_methods_->xShmMap(file, region, size, extend, memory);
 }
@@ -282,40 +288,41 @@ int SqliteFiles::MapShared(sqlite3_file* file, int region, int size, int extend,
 // SQLite would remove it under the name that the process's first connection to the file had for it, whose
 // folder may be closed by now. Who removes it has the database for itself.
 int SqliteFiles::UnmapShared(sqlite3_file* file, int remove) {
-  SqliteFiles& self = *ExtraOf(file).files;
+  SqliteFiles& self = FilesOf(file);
   const int code = self.system_methods_->xShmUnmap(file, 0);
   if (remove != 0) unlinkat(self.place_.folder().get(), self.shared_.c_str(), 0);
   return code;
 }
 
 int SqliteFiles::WriteTemporary(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset) {
-  Extra& extra = ExtraOf(file);
-  SqliteFiles& self = *extra.files;
-  const std::int64_t grown = offset + amount - extra.size;
+  SqliteFiles& self = FilesOf(file);
+  std::int64_t& size = self.SizeOf(file);
+  const std::int64_t grown = offset + amount - size;
   if (grown > 0) {
     if (self.temporary_ + grown > kMostTemporary) {
       self.Refuse(Why::kTooMuch, nullptr);
       return SQLITE_FULL;
     }
     self.temporary_ += grown;
-    extra.size += grown;
+    size += grown;
   }
   return self.system_temporary_methods_->xWrite(file, data, amount, offset);
 }
 
 int SqliteFiles::TruncateTemporary(sqlite3_file* file, sqlite3_int64 size) {
-  Extra& extra = ExtraOf(file);
-  if (size < extra.size) {
-    extra.files->temporary_ -= extra.size - size;
-    extra.size = size;
+  SqliteFiles& self = FilesOf(file);
+  std::int64_t& before = self.SizeOf(file);
+  if (size < before) {
+    self.temporary_ -= before - size;
+    before = size;
   }
-  return extra.files->system_temporary_methods_->xTruncate(file, size);
+  return self.system_temporary_methods_->xTruncate(file, size);
 }
 
 int SqliteFiles::CloseTemporary(sqlite3_file* file) {
-  const Extra& extra = ExtraOf(file);
-  extra.files->temporary_ -= extra.size;
-  return extra.files->system_temporary_methods_->xClose(file);
+  SqliteFiles& self = FilesOf(file);
+  self.temporary_ -= self.SizeOf(file);
+  return self.system_temporary_methods_->xClose(file);
 }
 
 // Among them is one that makes the file larger.

@@ -43,17 +43,22 @@ class SqliteFiles {
  private:
   enum class Why : std::uint8_t { kNothing, kNoFile, kTwoNames, kForeign, kOtherName, kTooMuch };
   enum class Kind : std::uint8_t { kDatabase, kSideFile, kStatement, kTemporary };
-  // What stands behind SQLite's own part of an open file.
-  struct Extra {
-    SqliteFiles* files;
-    std::int64_t size;  // of a temporary file
+  // What an open file's calls are, and whose.
+  struct Calls {
+    sqlite3_io_methods methods{};
+    SqliteFiles* files = nullptr;
   };
   class Gate;
 
   SqliteFiles(DatabaseFile place, sqlite3_vfs* system);
 
   static SqliteFiles& Behind(sqlite3_vfs* vfs) { return *static_cast<SqliteFiles*>(vfs->pAppData); }
-  static Extra& ExtraOf(sqlite3_file* file);
+  // Of an open database or temporary file.
+  static SqliteFiles& FilesOf(const sqlite3_file* file) {
+    return *reinterpret_cast<const Calls*>(file->pMethods)->files;
+  }
+  // Of a temporary file, kept behind what is SQLite's own of it.
+  [[nodiscard]] std::int64_t& SizeOf(sqlite3_file* file) const;
   static int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* out_flags);
   static int Delete(sqlite3_vfs* vfs, const char* name, int sync_folder);
   static int Access(sqlite3_vfs* vfs, const char* name, int flags, int* result);
@@ -87,8 +92,8 @@ class SqliteFiles {
   const std::string vfs_name_;
   sqlite3_vfs* const system_;
   sqlite3_vfs vfs_;
-  sqlite3_io_methods database_methods_{};
-  sqlite3_io_methods temporary_methods_{};
+  Calls database_calls_;
+  Calls temporary_calls_;
   const sqlite3_io_methods* system_methods_ = nullptr;
   const sqlite3_io_methods* system_temporary_methods_ = nullptr;
   std::optional<struct stat> database_;  // as it was opened
