@@ -146,6 +146,25 @@ TEST_P(SchemaToolTest, AScriptThatFailsMakesNothing) {
   EXPECT_TRUE(Names().empty());
 }
 
+// An empty database would be taken for one that has been made.
+TEST_P(SchemaToolTest, ADatabaseThatCouldNotBeMadeIsNotMadeEmpty) {
+  const std::string whole = ReadFile(script());
+  for (const bool readable : {true, false}) {
+    if (readable) WriteFile(script(), "CREATE TABLE t (a); CREATE TABLE t (a);");
+    if (!readable) fs::remove(script());
+    EXPECT_NE(Make(), 0);
+    EXPECT_EQ(OpenSqlite(database()), nullptr);
+    EXPECT_STREQ(KAVODBConnectErrorGet(), "unable to open database file");
+    EXPECT_TRUE(Names().empty());
+  }
+  EXPECT_NE(OpenSqlite(Beside("another.db")), nullptr);
+  WriteFile(script(), whole);
+  EXPECT_EQ(Make(), 0);
+  EXPECT_EQ(Value(OpenSqlite(database()), "SELECT sharename v FROM photo_share"), "/");
+  fs::remove(database());
+  EXPECT_NE(OpenSqlite(database()), nullptr);
+}
+
 TEST_P(SchemaToolTest, AScriptWithoutALogMakesADatabaseWithout) {
   WriteFile(script(), "PRAGMA journal_mode = DELETE; CREATE TABLE t (a);");
   EXPECT_EQ(Make(), 0);

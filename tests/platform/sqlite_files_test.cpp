@@ -1,8 +1,10 @@
 // What a connection to an SQLite file opens, deletes and makes beside it, whatever lies there.
 #include "db/sqlite_files.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sqlite3.h>
+#include <stdarg.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "platform/database_fixture.h"
@@ -17,6 +20,25 @@
 #include "support/open_watch.h"
 
 namespace fs = std::filesystem;
+
+namespace {
+bool without_nameless_files = false;
+}  // namespace
+
+// In the place of the system's, for file systems that have no files without a name.
+extern "C" int openat64(int folder, const char* path, int flags, ...) {
+  va_list more;
+  va_start(more, flags);
+  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;
+  va_end(more);
+  if (without_nameless_files && (flags & O_TMPFILE) == O_TMPFILE) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  using Function = int (*)(int, const char*, int, ...);
+  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "openat64"));
+  return next(folder, path, flags, mode);
+}
 
 namespace {
 
@@ -104,6 +126,37 @@ TEST_F(SqliteFilesTest, AStatementOfATransactionIsTakenBackAlone) {
   EXPECT_EQ(Names(), (std::set<std::string>{"photo.db", "photo.db-shm", "photo.db-wal"}));
   Send(db, "COMMIT");
   EXPECT_EQ(Value(db, "SELECT count(*) v FROM u WHERE length(b) <= 1000"), "2001");
+}
+
+// Where no file can be without a name, what takes a statement back lies in memory.
+TEST_F(SqliteFilesTest, WhatTakesAStatementBackIsBoundedInMemory) {
+  const auto change = [](int rows) {
+    return "UPDATE u SET b = zeroblob(30001), k = CASE n WHEN " + std::to_string(rows) +
+           " THEN 0 ELSE k END WHERE n <= " + std::to_string(rows);
+  };
+  fs::remove(file());
+  const Connection db = OpenSqlite(file());
+  Send(db,
+       "PRAGMA page_size = 65536; PRAGMA journal_mode = WAL; PRAGMA synchronous = OFF; CREATE TABLE u (n "
+       "INTEGER PRIMARY KEY, b BLOB, "
+       "k UNIQUE); WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 9000) "
+       "INSERT INTO u SELECT i, zeroblob(30000), i FROM n; BEGIN; INSERT INTO u VALUES (0, '', 0)");
+  without_nameless_files = true;
+  EXPECT_EQ(ErrorOf(db, change(2000)), "UNIQUE constraint failed: u.k");
+  EXPECT_EQ(Value(db, "SELECT count(*) v FROM u WHERE length(b) = 30001"), "0");
+  EXPECT_EQ(ErrorOf(db, change(9000)), "It needs more than 256 MiB of temporary room.");
+  without_nameless_files = false;
+}
+
+TEST_F(SqliteFilesTest, AnAnswerHasABound) {
+  const auto many = [](int count) {
+    return "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+           std::to_string(count) + ") SELECT hex(zeroblob(8388604)) FROM n";
+  };
+  const Connection db = OpenSqlite(file());
+  EXPECT_EQ(ErrorOf(db, many(31)), "(none)");
+  EXPECT_EQ(ErrorOf(db, many(1'000'000'000)), "The answer is larger than 512 MiB.");
+  EXPECT_EQ(Value(db, "SELECT v FROM t"), "v") << "the connection goes on";
 }
 
 TEST_F(SqliteFilesTest, AJournalThatNamesAnotherFileIsNotTakenBack) {
@@ -267,58 +320,90 @@ class Exchange {
   Exchange(const fs::path& name, const fs::path& other)
       : thread_([this, name, other] {
           while (!done_) {
-            renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+            if (renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) ++made_;
           }
         }) {}
-  ~Exchange() {
-    done_ = true;
-    thread_.join();
-  }
+  ~Exchange() { End(); }
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
 
+  // How many there were.
+  int End() {
+    done_ = true;
+    if (thread_.joinable()) thread_.join();
+    return made_;
+  }
+
  private:
   std::atomic<bool> done_{false};
+  std::atomic<int> made_{0};
   std::thread thread_;
 };
 
 class SqliteRaceTest : public SqliteFilesTest, public testing::WithParamInterface<const char*> {
  protected:
-  static constexpr int kTries = 100;
-  static constexpr const char* kForeign = "no database of ours: it must not be written";
+  static constexpr int kFewestExchanges = 100;
 
-  // Writes again and again while what stands under the database's name with the suffix is exchanged for
-  // something that leads to a foreign file.
-  void WriteMeanwhile(const fs::path& trap) const {
+  fs::path victim() const { return Beside("victim"); }
+  // What SQLite would take for the file that it stands for: it is that of another database, with its work
+  // under way.
+  void MakeVictim() const {
+    const std::string other = Beside("other.db");
+    const bool journaled = GetParam() == std::string("-journal");
+    const Connection db = OpenSqlite(other);
+    Send(db, std::string("PRAGMA journal_mode = ") + (journaled ? "PERSIST" : "WAL") +
+                 "; PRAGMA cache_size = 1; CREATE TABLE t (v text); INSERT INTO t VALUES ('foreign'); BEGIN; "
+                 "INSERT INTO t VALUES (hex(zeroblob(50000)))");
+    fs::copy_file(other + GetParam(), victim());
+    ASSERT_GT(fs::file_size(victim()), 0U);
+  }
+
+  fs::path trap() const { return folder() / "trap"; }
+  // Writes again and again while what stands under the database's name with the suffix is exchanged for the
+  // trap, which SET makes; it goes when it is taken for a side file that nobody needs any more.
+  void WriteMeanwhile(const std::function<void()>& set) const {
     const fs::path name = file() + GetParam();
-    if (!fs::exists(name)) std::ofstream(name).close();
-    int opened = 0;
-    {
-      const Exchange exchange(name, trap);
+    int written = 0;
+    int exchanged = 0;
+    for (int round = 0; round < kMostRounds && (round < kRounds || exchanged < kFewestExchanges); ++round) {
+      if (!fs::exists(name) && !fs::is_symlink(name)) std::ofstream(name).close();
+      if (!fs::exists(trap()) && !fs::is_symlink(trap())) set();
+      Exchange exchange(name, trap());
       for (int i = 0; i < kTries; ++i) {
         const Connection db = OpenSqlite(file());
-        if (db != nullptr) ++opened;
-        if (db != nullptr) KAVODBExecute(db.get(), "INSERT INTO t VALUES ('w')", nullptr);
+        if (db != nullptr && KAVODBExecute(db.get(), "INSERT INTO t VALUES ('w')", nullptr) != -1) ++written;
       }
+      exchanged += exchange.End();
     }
-    EXPECT_GT(opened, 0);
+    EXPECT_GE(exchanged, kFewestExchanges) << "else nothing was tried";
+    EXPECT_GT(written, 0) << "nor where everything was refused";
   }
+
+ private:
+  static constexpr int kTries = 20;
+  static constexpr int kRounds = 5;
+  static constexpr int kMostRounds = 100;
 };
 
 TEST_P(SqliteRaceTest, WhatAHardLinkLeadsToIsNotWritten) {
-  std::ofstream(Beside("victim")) << kForeign;
-  fs::create_hard_link(Beside("victim"), folder() / "trap");
-  WriteMeanwhile(folder() / "trap");
-  EXPECT_EQ(ReadFile(Beside("victim")), kForeign);
+  MakeVictim();
+  const std::string before = ReadFile(victim());
+  WriteMeanwhile([&] { fs::create_hard_link(victim(), trap()); });
+  EXPECT_TRUE(ReadFile(victim()) == before);
 }
 
-TEST_P(SqliteRaceTest, WhatALinkLeadsToIsNeitherOpenedNorMade) {
-  std::ofstream(Beside("victim")) << kForeign;
-  fs::create_symlink(Beside("victim"), folder() / "trap");
-  const OpenWatch watch(Beside("victim"));
-  WriteMeanwhile(folder() / "trap");
+TEST_P(SqliteRaceTest, WhatALinkLeadsToIsNotOpened) {
+  MakeVictim();
+  const std::string before = ReadFile(victim());
+  const OpenWatch watch(victim());
+  WriteMeanwhile([&] { fs::create_symlink(victim(), trap()); });
   EXPECT_FALSE(watch.WasOpened());
-  EXPECT_EQ(ReadFile(Beside("victim")), kForeign);
+  EXPECT_TRUE(ReadFile(victim()) == before);
+}
+
+TEST_P(SqliteRaceTest, WhatALinkLeadsToIsNotMade) {
+  WriteMeanwhile([&] { fs::create_symlink(victim(), trap()); });
+  EXPECT_FALSE(fs::exists(victim()));
 }
 
 std::string SuffixName(const testing::TestParamInfo<const char*>& info) {

@@ -137,6 +137,22 @@ TEST_F(StoppedReadingOnServerTest, ByALongQuestion) {
   EXPECT_LT(TimeToStop(*Start({"stats", "--shared"}), SIGTERM), kAtOnce);
 }
 
+// It goes on for a minute where nobody ends it.
+TEST_F(StoppedReadingOnServerTest, TheServerStopsToo) {
+  const auto running = [&] {
+    return Value(
+        "SELECT count(*) FROM pg_stat_activity WHERE state = 'active' AND pid <> "
+        "pg_backend_pid() AND backend_type = 'client backend'");
+  };
+  const auto run = Start({"stats", "--shared"});
+  for (int i = 0; i < 100 && running() == "0"; ++i) std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(running(), "1");
+  run->Signal(SIGTERM);
+  run->Wait();
+  for (int i = 0; i < 100 && running() != "0"; ++i) std::this_thread::sleep_for(milliseconds(100));
+  EXPECT_EQ(running(), "0");
+}
+
 TEST_F(StoppedReadingOnServerTest, ByItsOwnLimit) {
   const auto begin = Clock::now();
   const RunResult result = Run({"stats", "--shared", "--read-timeout", "0.2"});

@@ -8,6 +8,7 @@
 #include "core/error.h"
 #include "core/one_line.h"
 #include "db/engine.h"
+#include "db/failed_creations.h"
 #include "db/lending.h"
 #include "db/postgres.h"
 #include "db/sqlite.h"
@@ -37,7 +38,8 @@ std::unique_ptr<DatabaseEngine> OpenEngine(const char* user, const char* passwor
   if (user != nullptr) {
     engine = PostgresConnection::Open(user, password, database, connect_error);
   } else {
-    engine = SqliteConnection::Open(database, SqliteFile::kMayBeMade, connect_error);
+    const SqliteFile kind = CreationFailed(database) ? SqliteFile::kMustExist : SqliteFile::kMayBeMade;
+    engine = SqliteConnection::Open(database, kind, connect_error);
   }
   MakeOneLine(connect_error);
   return engine;

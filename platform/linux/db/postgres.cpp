@@ -35,6 +35,10 @@ constexpr milliseconds kOutagePause{5'000};
 // tell the truth about it. A lock that is not given up becomes a failure after as long as on SQLite.
 constexpr const char* kSessionSettings =
     "SET standard_conforming_strings = on; SET lock_timeout = '30s'; SET statement_timeout = ";
+// A statement ends soon after the process that asked for it. Servers have that since version 14, on systems
+// that can tell.
+constexpr const char* kEndWithClient = "SET client_connection_check_interval = '1s'";
+constexpr int kEndsWithClient = 140'000;
 // A server that has vanished without a word while a statement was on its way, in milliseconds.
 constexpr const char* kTcpUserTimeout = "120000";
 // A statement that lost against others is sent again so often, all in all for so long. What has waited for a
@@ -191,7 +195,9 @@ bool PostgresConnection::SetUpSession() {
   PQsetNoticeReceiver(connection_.get(), HearNotice, this);
   PQsetErrorVerbosity(connection_.get(), PQERRORS_TERSE);
   const std::string settings = kSessionSettings + std::to_string(milliseconds(kStatementBound).count());
-  return Succeeded(Send(settings.c_str()).get());
+  if (!Succeeded(Send(settings.c_str()).get())) return false;
+  if (PQserverVersion(connection_.get()) >= kEndsWithClient) static_cast<void>(Send(kEndWithClient));
+  return PQstatus(connection_.get()) == CONNECTION_OK;
 }
 
 // A server that ends the session says so before the connection closes. Other notices concern nobody; without

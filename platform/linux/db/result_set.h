@@ -21,6 +21,8 @@ class ResultSet {
 
   [[nodiscard]] std::size_t rows() const { return columns_.empty() ? 0 : values_.size() / columns_.size(); }
   [[nodiscard]] int affected() const { return affected_; }
+  // What it takes in memory.
+  [[nodiscard]] std::size_t bytes() const { return texts_.size() + values_.size() * sizeof(values_[0]); }
 
   // A row of a result that is complete.
   using Row = const std::size_t*;

@@ -37,6 +37,8 @@ constexpr int kStepsBetweenLooks = 10'000;
 constexpr int kMostObjects = 1000;
 constexpr int kStepsBetweenSchemaLooks = 1000;
 constexpr int kMostSchemaLooks = 25;
+// An answer is held in memory as a whole. That of a library of a million files takes a fifth of it.
+constexpr std::size_t kMostBytes = std::size_t{512} << 20;
 constexpr std::string_view kLikePragma = "case_sensitive_like";
 constexpr std::string_view kForeignKeysPragma = "PRAGMA foreign_keys = ON";
 
@@ -77,7 +79,7 @@ int StepThrough(sqlite3_stmt* statement, Window window, ResultSet& result) {
       continue;
     }
     AddRow(statement, columns, result);
-    if (++taken == window.limit) break;
+    if (++taken == window.limit || result.bytes() > kMostBytes) break;
   }
   return code;
 }
@@ -384,6 +386,10 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
   const int changes_before = sqlite3_total_changes(database_.get());
   const int code = StepThrough(statement, window, result);
   if (code != SQLITE_DONE && code != SQLITE_ROW) return Fail(code, error);
+  if (result.bytes() > kMostBytes) {
+    error = "The answer is larger than " + std::to_string(kMostBytes >> 20) + " MiB.";
+    return false;
+  }
   const bool changed = sqlite3_total_changes(database_.get()) != changes_before;
   result.set_affected(changed ? sqlite3_changes(database_.get()) : 0);
   return true;

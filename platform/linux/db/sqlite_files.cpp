@@ -71,6 +71,7 @@ class SqliteFiles::Gate {
 
   // A file was opened through here.
   [[nodiscard]] bool used() const { return used_; }
+  [[nodiscard]] Kind kind() const { return kind_; }
 
  private:
   static std::mutex& TheMutex() {
@@ -105,7 +106,7 @@ class SqliteFiles::Gate {
 
   const std::lock_guard<std::mutex> lock_;
   SqliteFiles& files_;
-  const Kind kind_;
+  Kind kind_;
   bool used_ = false;
 };
 
@@ -213,7 +214,7 @@ int SqliteFiles::Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, in
   }
   // A nameless file goes by itself; SQLite would delete what has its name.
   if (name == nullptr) flags &= ~(SQLITE_OPEN_DELETEONCLOSE | SQLITE_OPEN_EXCLUSIVE);
-  const Gate gate(self, *kind);
+  Gate gate(self, *kind);
   const char* path = name != nullptr ? name : self.nameless_.c_str();
   const int code = self.system_->xOpen(self.system_, path, file, flags, out_flags);
   if (code != SQLITE_OK) return code;
@@ -223,7 +224,7 @@ int SqliteFiles::Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, in
     return SQLITE_CANTOPEN;
   }
   self.SizeOf(file) = 0;
-  self.ReplaceMethods(*kind, *file);
+  self.ReplaceMethods(gate.kind(), *file);
   return SQLITE_OK;
 }
 
@@ -330,7 +331,7 @@ int SqliteFiles::NoControl(sqlite3_file* /*file*/, int /*code*/, void* /*argumen
   return SQLITE_NOTFOUND;
 }
 
-int SqliteFiles::OpenDescriptor(Kind kind, const char* path, int flags, mode_t mode) {
+int SqliteFiles::OpenDescriptor(Kind& kind, const char* path, int flags, mode_t mode) {
   if (kind == Kind::kStatement || kind == Kind::kTemporary) return OpenNameless(kind);
   const std::string* name = OwnName(path);
   return name != nullptr ? OpenNamed(*name, flags, mode) : Answer(EPERM);
@@ -381,10 +382,11 @@ bool SqliteFiles::IsOwn(const struct stat& side_file) const {
   return by_group || (database.st_mode & S_IWOTH) != 0;
 }
 
-int SqliteFiles::OpenNameless(Kind kind) const {
+int SqliteFiles::OpenNameless(Kind& kind) const {
   if (kind == Kind::kStatement) {
     Descriptor opened(openat(place_.folder().get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivate));
     if (opened) return opened.Release();
+    kind = Kind::kTemporary;
   }
   return memfd_create("lumivault-temporary", MFD_CLOEXEC);
 }

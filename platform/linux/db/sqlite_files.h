@@ -18,7 +18,8 @@
 // "unix", every open of which is made below the held folder, of a regular file with one name, never through a
 // link. Another name is refused, be it to open, to ask for or to delete: a journal that somebody has left in
 // the folder may name any file as one that goes with it. Temporary files lie in memory, up to a bound; what
-// takes back a statement of a writer has no name in the database's folder.
+// takes back a statement of a writer has no name in the database's folder, or is temporary where a file
+// cannot be without one.
 //
 // Outlives the connection. Used by the connection's thread.
 class SqliteFiles {
@@ -72,10 +73,11 @@ class SqliteFiles {
 
   [[nodiscard]] std::optional<Kind> KindOf(const char* name, int flags) const;
   void ReplaceMethods(Kind kind, sqlite3_file& file);
-  [[nodiscard]] int OpenDescriptor(Kind kind, const char* path, int flags, mode_t mode);
+  // A KIND that has to be another one is made that.
+  [[nodiscard]] int OpenDescriptor(Kind& kind, const char* path, int flags, mode_t mode);
   [[nodiscard]] int OpenNamed(const std::string& name, int flags, mode_t mode);
   [[nodiscard]] int OpenFound(const Descriptor& found, const std::string& name, int flags);
-  [[nodiscard]] int OpenNameless(Kind kind) const;
+  [[nodiscard]] int OpenNameless(Kind& kind) const;
   [[nodiscard]] Why Judge(const struct stat& status, const std::string& name) const;
   // Whether it may lie beside the database: made by who may write that.
   [[nodiscard]] bool IsOwn(const struct stat& side_file) const;

@@ -9,6 +9,7 @@
 
 #include "core/descriptor.h"
 #include "core/error.h"
+#include "db/failed_creations.h"
 #include "db/sqlite_creation.h"
 
 namespace {
@@ -81,15 +82,15 @@ std::optional<std::string> ReadScript(const std::string& path) {
   return length == 0 ? std::optional(script) : std::nullopt;
 }
 
-SpawnResult Make(const SchemaCommand& command) {
+int Make(const SchemaCommand& command) {
   const std::optional<std::string> script = ReadScript(command.script);
   if (!script) {
     RECORD_ERROR(errno);
-    return {kNoScript, {}};
+    return kNoScript;
   }
-  if (MakeSqliteDatabase(command.database, *script)) return {kDone, {}};
+  if (MakeSqliteDatabase(command.database, *script)) return kDone;
   RECORD_ERROR(errno);
-  return {kNotMade, {}};
+  return kNotMade;
 }
 
 }  // namespace
@@ -109,6 +110,9 @@ std::optional<SchemaCommand> UnderstandSchemaCommand(const std::vector<std::stri
 }
 
 std::optional<SpawnResult> AnswerSchemaCommand(const SchemaCommand& command) noexcept {
-  return Contained(std::optional<SpawnResult>(),
-                   [&]() -> std::optional<SpawnResult> { return Make(command); });
+  return Contained(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
+    const int status = Make(command);
+    NoteCreation(command.database, status == kDone);
+    return SpawnResult{status, {}};
+  });
 }
