@@ -16,10 +16,10 @@ enum { KAVODB_TYPE_SQLITE = 0, KAVODB_TYPE_POSTGRES = 1 };
 
 // HOST is always null. USER and DATABASE open the PostgreSQL database of that name through libpq and its
 // usual environment, with PASSWORD unless that is null; a null USER opens the SQLite file DATABASE, which
-// must exist or be creatable (one that a schema script has just failed to make must exist) and is refused when it is a symbolic link itself, or when a privileged process
-// would reach it through a user's link into a folder that is not the user's. The connection is the caller's,
-// who ends it with KAVODBClose. Null on failure. That an existing file is no SQLite database shows at the
-// first statement.
+// must exist or be creatable (one that a schema script has just failed to make must exist) and is refused
+// when it is a symbolic link itself, or when a privileged process would reach it through a user's link into a
+// folder that is not the user's. The connection is the caller's, who ends it with KAVODBClose. Null on
+// failure. That an existing file is no SQLite database shows at the first statement.
 //
 // A statement waits up to 30 s for an SQLite file, or a PostgreSQL lock, that others hold, and takes 10
 // minutes at most; then it fails. A lost PostgreSQL connection is made anew before a statement is sent; a

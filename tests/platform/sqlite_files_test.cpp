@@ -314,6 +314,30 @@ TEST_F(SqliteFilesTest, WhatTheSystemKeepsOfAFileIsItsOwnWhateverItsSize) {
   EXPECT_EQ(Value(db, Huge(150)), "1");
 }
 
+// What SQLite's own files are made to do while one of ours is opened concerns this thread's alone.
+TEST_F(SqliteFilesTest, OtherThreadsOpenFilesOfTheirOwnMeanwhile) {
+  constexpr int kOpens = 60;
+  std::atomic<int> opens{0};
+  std::atomic<int> failures{0};
+  std::thread host([&] {
+    while (opens < kOpens) {
+      sqlite3* opened = nullptr;
+      sqlite3_open(Beside("host.db").c_str(), &opened);
+      if (sqlite3_exec(opened, "CREATE TABLE IF NOT EXISTS h (v); INSERT INTO h VALUES (1)", nullptr, nullptr,
+                       nullptr) != SQLITE_OK)
+        ++failures;
+      sqlite3_close(opened);
+      ++opens;
+    }
+  });
+  int ours = 0;
+  while (opens < kOpens || ours == 0) ours += ErrorOf("SELECT v FROM t") == "(none)" ? 1 : -kOpens;
+  host.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_GT(ours, 0);
+  EXPECT_EQ(Names(), std::set<std::string>{"photo.db"});
+}
+
 // Exchanges NAME for OTHER and back, as fast as it goes.
 class Exchange {
  public:

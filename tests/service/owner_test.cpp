@@ -13,6 +13,7 @@
 #include "file_descriptor.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
+#include "worker_identity.h"
 
 namespace fs = std::filesystem;
 
@@ -236,6 +237,21 @@ TEST_F(OwnerTest, FileThatIsNoDatabaseIsNotGivenAway) {
   chmod(Database().c_str(), 0600);
   EXPECT_NE(Run({"index", folder()}).status, 0);
   EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+// The way to the folder was exchanged after its owner had been looked up.
+TEST_F(OwnerTest, DatabaseInTheFolderOfAnotherIsNotGivenAway) {
+  Photo("a.jpg");
+  Index({"--as-root"});
+  const Library library{folder(), "somebody"};
+  AdoptDatabase(library, WorkerIdentity{kStranger, kStranger});
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+  fs::rename(folder(), scratch() / "moved");
+  fs::create_directory_symlink(scratch() / "moved", folder());
+  AdoptDatabase(library, WorkerIdentity{kOwner, kOwner});
+  EXPECT_EQ(OwnerOf(scratch() / "moved" / kDatabaseName), 0U);
+  AdoptDatabase(Library{scratch() / "moved", "somebody"}, WorkerIdentity{kOwner, kOwner});
+  EXPECT_EQ(OwnerOf(scratch() / "moved" / kDatabaseName), kOwner);
 }
 
 TEST_F(OwnerTest, RootAndOwnerIndexInTurn) {
