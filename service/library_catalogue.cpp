@@ -83,9 +83,11 @@ void SetFact(Catalogue& catalogue, const char* fact, const std::optional<std::st
 
 // Where it may not be written, that is what is wrong, whatever it is that SQLite meets first.
 Failure Unusable(const Library& library, const DatabaseReader& database) {
+  if (library.shared()) return Unreadable(database);
   const std::string file = library.database();
-  if (library.shared() || access(file.c_str(), W_OK) == 0) return Unreadable(database);
-  return {ExitStatus::kDatabase, Visible(file) + ": cannot be written: " + ErrorText(errno)};
+  const bool writable = access(file.c_str(), W_OK) == 0;
+  const std::string why = writable ? database.error() : "cannot be written: " + ErrorText(errno);
+  return {ExitStatus::kDatabase, Visible(file) + ": " + why};
 }
 
 // What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
@@ -136,7 +138,7 @@ Outcome<Done> Align(Catalogue& catalogue, const Library& library, const std::str
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) return Unreadable(database);
   const auto facts = ReadFacts(database);
-  if (!facts) return facts.failure();
+  if (!facts) return Unusable(library, database);
   SetFact(catalogue, kMarkedFact, facts->marked ? std::optional<std::string>("") : std::nullopt);
   SetFact(catalogue, kMountsFact, facts->mounts);
   switch (StandingOf(catalogue, facts->generation)) {

@@ -35,6 +35,17 @@ struct WorkItem {
   FileStamp stamp = {};
 };
 
+// Rows get another name.
+inline bool IsMove(const WorkItem& item) {
+  return item.action == ItemAction::kMove || item.action == ItemAction::kSetAside ||
+         item.action == ItemAction::kRename;
+}
+
+// What concerns the library in FOLDER as a whole.
+inline WorkItem WholeLibrary(const std::string& folder, ItemAction action) {
+  return {ItemKind::kFolder, folder, action};
+}
+
 // What became of it.
 enum class ItemOutcome : std::uint8_t {
   kFailed,    // because of the file: it would fail again

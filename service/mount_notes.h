@@ -1,0 +1,36 @@
+#ifndef SERVICE_MOUNT_NOTES_H_
+#define SERVICE_MOUNT_NOTES_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "library.h"
+#include "mount_record.h"
+#include "plan.h"
+#include "work_item.h"
+
+// Lets a library's database know of the file systems below its folder: before it gets rows of what lies on
+// them, and of their end when it has no such rows any more.
+class MountNotes {
+ public:
+  // KNOWN is what the database knows.
+  MountNotes(const Library& library, MountRecord known) : library_(library), known_(std::move(known)) {}
+
+  // Each gives what is to be sent, nothing when the database knows already.
+  //
+  // Before what PLAN adds.
+  std::optional<WorkItem> Before(const Plan& plan);
+  // After all of it, deletes too, with nothing unknown.
+  std::optional<WorkItem> After(const Plan& plan);
+  // Before what is on the file system DEVICE, which begins at PATH below the library.
+  std::optional<WorkItem> Met(const std::string& path, std::uint64_t device);
+
+ private:
+  std::optional<WorkItem> Tell(MountRecord mounts);
+
+  Library library_;
+  MountRecord known_;  // or on its way
+};
+
+#endif  // SERVICE_MOUNT_NOTES_H_
