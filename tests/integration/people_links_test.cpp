@@ -74,6 +74,16 @@ TEST_P(PeopleLinksTest, OneUnnamedFaceTooManyLeavesTheFirstOfTheFile) {
   EXPECT_THAT(Links(), ElementsAre(std::string(" t ") + kFirstPlace));
 }
 
+TEST_P(PeopleLinksTest, OfSeveralRegionsOneThatHadAFaceIsLinkedAgain) {
+  MakePhoto("", {"0.1, 0.1, 0.1, 0.1", "0.5, 0.5, 0.2, 0.2"});
+  ASSERT_EQ(SavePhoto("b.jpg"), 0);
+  Run("delete from photo_image_label");
+  AddLink("", kSecondPlace, "t");
+  AddLink("", kElsewhere, "t");
+  ASSERT_EQ(SavePhoto("b.jpg"), 0);
+  EXPECT_THAT(Links(), ElementsAre(std::string(" t ") + kSecondPlace));
+}
+
 TEST_P(PeopleLinksTest, AProposedPersonWhomTheFileNamesStaysProposedWhereItWas) {
   MakePhoto("Marie", {"0.1, 0.1, 0.1, 0.1"});
   ASSERT_EQ(SavePhoto("b.jpg"), 0);

@@ -25,7 +25,7 @@ bool without_nameless_files = false;
 }  // namespace
 
 // In the place of the system's, for file systems that have no files without a name.
-extern "C" int openat64(int folder, const char* path, int flags, ...) {
+extern "C" __attribute__((visibility("default"))) int openat64(int folder, const char* path, int flags, ...) {
   va_list more;
   va_start(more, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;

@@ -28,7 +28,7 @@ bool memory_is_out = false;
 }  // namespace
 
 // NOLINTNEXTLINE(misc-definitions-in-headers, readability-identifier-naming): the C library's
-extern "C" ssize_t read(int descriptor, void* buffer, size_t size) {
+extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, void* buffer, size_t size) {
   if (reading == Reading::kFails) {
     errno = EIO;
     return -1;

@@ -1,3 +1,4 @@
+#include "photo_database/connection.h"
 #include "photo_database/stored_path.h"
 #include "support/both_requests.h"
 
@@ -53,6 +54,26 @@ TEST_F(ConnectionTest, PersonalStatementsOpenAndCloseTheirOwnWithForeignKeysFirs
   EXPECT_THAT(fake().statements,
               ElementsAre("PRAGMA foreign_keys = ON;", "one", "PRAGMA foreign_keys = ON;", "two"));
   EXPECT_EQ(gpPGSQLConnect, nullptr);
+}
+
+TEST_F(ConnectionTest, PersonalConnectionIsClosedThoughAnotherPathWasCheckedMeanwhile) {
+  UsePersonal();
+  {
+    const RequestConnection connection;
+    ASSERT_EQ(HGAStatusCheck("/shared/a.jpg"), 0);
+    ASSERT_EQ(HGAStatusIsHGARequest(), 0);
+  }
+  EXPECT_EQ(fake().open_connections, 0);
+}
+
+TEST_F(ConnectionTest, SharedConnectionStaysThoughAPersonalPathWasCheckedMeanwhile) {
+  {
+    const RequestConnection connection;
+    UsePersonal();
+    ASSERT_NE(HGAStatusIsHGARequest(), 0);
+  }
+  EXPECT_EQ(fake().open_connections, 1);
+  EXPECT_EQ(fake().Count("KAVODBClose"), 0);
 }
 
 TEST_F(ConnectionTest, FailedForeignKeysAreLoggedAndTheStatementRuns) {

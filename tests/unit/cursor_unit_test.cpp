@@ -365,6 +365,12 @@ TEST_F(LookupTest, NoRow) {
   EXPECT_THAT(Messages(), IsEmpty());
 }
 
+TEST_F(LookupTest, WithoutARecordTheRequestStaysWhatItWas) {
+  UsePersonal();
+  EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, "/p/a.jpg", nullptr), -1);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 1);
+}
+
 TEST_F(LookupTest, BadArguments) {
   EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, nullptr, &record_), -1);
   EXPECT_EQ(PhotoInfoDBGetOne(PHOTO_TABLE_IMAGE, "/p", nullptr), -1);

@@ -62,6 +62,13 @@ TEST_F(FileRename, DoesNothingForARefusedPath) {
   EXPECT_TRUE(std::filesystem::exists(side));
 }
 
+TEST_F(FileRename, AnIdOfZeroIsARow) {
+  AnswerRows("path like '" + Old("old.jpg") + "' ", 1);
+  Answer({.match = "SELECT id FROM photo_image", .rows = {{{"id", "0"}}}});
+  ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("old.jpg")), 0);
+  EXPECT_THAT(Sent("INTO photo_image"), IsEmpty());
+}
+
 TEST_F(FileRename, MovesTheRowOfAPhotoThatHasOne) {
   AnswerMoved();
   ASSERT_EQ(Rename(SharedFile("new.jpg"), Old("old.jpg")), 0);

@@ -237,6 +237,16 @@ TEST_F(LabelStoreTest, FailedStatementsOfALinkAreLogged) {
   }
 }
 
+TEST_F(LabelStoreTest, LinkOfAnotherWriterThatCannotBeLookedUpIsLogged) {
+  Answer(kFindLink, {}, true);
+  Fail(kAddLink);
+  Fail(kFindLink);
+  EXPECT_EQ(PhotoInfoDBImageLabelDataAdd(5, 17, "{}", "t"), -1);
+  EXPECT_THAT(SyslogCapture::Messages(),
+              ElementsAre(Logged(std::string("Failed to exec [") + kAddLink + "] (the error)"),
+                          Logged(std::string("Failed to exec [") + kFindLink + "] (the error)")));
+}
+
 TEST_F(LabelStoreTest, NewLinkThatIsNotThereAfterItsInsertIsLogged) {
   EXPECT_EQ(PhotoInfoDBImageLabelDataAdd(5, 17, "{}", "t"), -1);
   EXPECT_EQ(fake().statements.size(), 3U);

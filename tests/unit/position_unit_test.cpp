@@ -108,6 +108,13 @@ TEST_F(TagPositionTest, IsComputedInSinglePrecision) {
   EXPECT_EQ(Texts(), "{\"lat\":\"48.081112\",\"lng\":\"1.667778\"}|48.081112|1.667778");
 }
 
+// With steps of double precision these would be 40.589169 and 47.598331.
+TEST_F(TagPositionTest, EveryStepIsOfSinglePrecision) {
+  SetTags("North", "40deg 35' 21\"", "East", "47deg 35' 54\"");
+  EXPECT_EQ(Get()->latitude, "40.589165");
+  EXPECT_EQ(Get()->longitude, "47.598335");
+}
+
 TEST_F(TagPositionTest, SouthAndWestAreNegative) {
   SetTags("South", "35deg 30' 0\"", "West", "1deg 0' 0\"");
   EXPECT_EQ(Texts(), "{\"lat\":\"-35.500000\",\"lng\":\"-1.000000\"}|-35.500000|-1.000000");
