@@ -8,6 +8,8 @@ NUMBER = re.compile(r"(?<![\w.'])(0[0-7]+|0x[0-9a-fA-F]+|\d+)([uUlL]*)(?![\w.'])
 SIMPLE = re.compile(r'^(\s+)(?!(?:return|break|continue|case|using|static_assert|else|if|for|while|public|private|default|goto)\b)'
                     r'[A-Za-z_*(][^{}]*;$')
 DECLARATION = re.compile(r'^\s+(?:static |constexpr |const |inline |auto |\[\[)|^\s+[\w:<>,]+[&*]*(?: const)?[&*]* [\w]+(?:\[\w*\])?(?: = | ?\{|;|\()')
+# A variable that nothing is called for: the order of two of them says nothing.
+PLAIN = re.compile(r'^\s+(?:(?:static|constexpr|const|inline|mutable) )*[\w:]+(?:<[\w:<>,*& ]+>)?[*&]* [\w]+(?:\[\w*\])?(?: = [^()]*|\{[^()]*\})?;$')
 LEAVES = re.compile(r'^\s+(?:if \(.*\) )?(?:return\b.*|continue|break);$')
 
 # What stands between blanks, and what it becomes.
@@ -140,7 +142,7 @@ def changes_of_lines(lines, codes, at):
         yield lines[at], re.match(r'\s*', lines[at]).group() + ';'
     following = codes[at + 1].rstrip() if at + 1 < len(codes) else ''
     same_indent = re.match(r'\s*', code).group() == re.match(r'\s*', following).group()
-    if same_indent and can_swap(code) and can_swap(following):
+    if same_indent and can_swap(code) and can_swap(following) and not (PLAIN.match(code) and PLAIN.match(following)):
         yield lines[at] + '\n' + lines[at + 1], lines[at + 1] + '\n' + lines[at]
 
 

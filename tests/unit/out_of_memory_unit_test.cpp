@@ -11,6 +11,8 @@
 
 namespace {
 
+using testing::ElementsAre;
+
 // How many more allocations succeed before one fails; negative: all do.
 int g_left = -1;
 
@@ -46,7 +48,7 @@ std::string EntryName(const testing::TestParamInfo<EntryPoint>& info) {
   return info.param.name;
 }
 
-class OutOfMemory : public FakeLibraryTest, public testing::WithParamInterface<EntryPoint> {
+class OutOfMemoryTest : public FakeLibraryTest {
  protected:
   void SetUp() override {
     FakeLibraryTest::SetUp();
@@ -69,28 +71,43 @@ class OutOfMemory : public FakeLibraryTest, public testing::WithParamInterface<E
     FakeLibraryTest::TearDown();
   }
 
-  // The answer of the first call that lacked memory somewhere where nothing but the entry point catches it.
-  long Answer() {
+  // The answers of the first COUNT calls that lacked memory at one place and told no more than MESSAGE.
+  std::vector<long> Answers(const std::string& message, std::size_t count, long (*call)(Input& in)) {
     constexpr int kMost = 200;
-    for (int allocation = 0; allocation < kMost; ++allocation) {
+    std::vector<long> answers;
+    for (int allocation = 0; allocation < kMost && answers.size() < count; ++allocation) {
       SyslogCapture::Clear();
       g_left = allocation;
-      const long answer = GetParam().call(in_);
+      const long answer = call(in_);
       g_left = -1;
-      if (Messages() == std::vector<std::string>{Told()}) return answer;
+      if (Messages() == std::vector<std::string>{message}) answers.push_back(answer);
     }
-    ADD_FAILURE() << "never: " << Told();
-    return 0;
+    return answers;
   }
 
  private:
-  static std::string Told() { return std::string(GetParam().source) + ":# Unexpected error: std::bad_alloc"; }
-
   Input in_;
 };
 
+TEST_F(OutOfMemoryTest, PathsThatCannotBeCopiedAreAFailure) {
+  const std::string told = "photo_index.cpp:# strdup failed.";
+  const auto rename_folder = [](Input& in) -> long {
+    return IndexDirRename(in.folder.c_str(), in.gone.c_str());
+  };
+  const auto rename_file = [](Input& in) -> long {
+    return IndexRename_Json(&in.info, kIndexed, in.gone.c_str());
+  };
+  const auto check = [](Input& in) -> long { return HGAStatusCheck(in.path()); };
+  EXPECT_THAT(Answers(told, 2, rename_folder), ElementsAre(-1, -1));
+  EXPECT_THAT(Answers(told, 1, rename_file), ElementsAre(-1));
+  EXPECT_THAT(Answers("personalphoto.cpp:# strdup failed.", 1, check), ElementsAre(-1));
+}
+
+class OutOfMemory : public OutOfMemoryTest, public testing::WithParamInterface<EntryPoint> {};
+
 TEST_P(OutOfMemory, IsAFailureThatTheLogTells) {
-  EXPECT_EQ(Answer(), GetParam().answer);
+  const std::string told = std::string(GetParam().source) + ":# Unexpected error: std::bad_alloc";
+  EXPECT_THAT(Answers(told, 1, GetParam().call), ElementsAre(GetParam().answer));
 }
 
 constexpr const char* kIndex = "photo_index.cpp";
@@ -117,9 +134,7 @@ INSTANTIATE_TEST_SUITE_P(
         EntryPoint{"IndexReindexUpdate", kIndex, -1,
                    [](Input& in) -> long { return IndexReindexUpdate(&in.record, kIndexed); }},
         EntryPoint{"IndexReindexDirUpdate", kIndex, -1,
-                   [](Input& in) -> long { return IndexReindexDirUpdate(in.folder.c_str()); }},
-        EntryPoint{"IndexWatermarkQueueAdd", kIndex, -1,
-                   [](Input& in) -> long { return IndexWatermarkQueueAdd(in.info); }}),
+                   [](Input& in) -> long { return IndexReindexDirUpdate(in.folder.c_str()); }}),
     EntryName);
 
 INSTANTIATE_TEST_SUITE_P(Queries, OutOfMemory,
