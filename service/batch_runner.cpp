@@ -23,6 +23,7 @@
 #include "queries_sql.h"
 #include "reason_text.h"
 #include "savepoint.h"
+#include "trimmed.h"
 #include "worker_memory.h"
 
 namespace {
@@ -58,8 +59,8 @@ constexpr const char* kNoRow = "it has no row: the plug-in takes it for no file 
 
 // A damaged picture that still shows something belongs into its owner's library.
 bool Storable(const ProbeResult& probed) {
-  return probed.outcome == ProbeOutcome::kOk ||
-         (probed.outcome == ProbeOutcome::kDamaged && probed.media["resolutionX"].asInt() > 0);
+  const bool tells = probed.outcome == ProbeOutcome::kDamaged || probed.outcome == ProbeOutcome::kLate;
+  return probed.outcome == ProbeOutcome::kOk || (tells && probed.media["resolutionX"].asInt() > 0);
 }
 
 // The plug-in goes on without a job that it cannot queue.
@@ -76,8 +77,13 @@ bool LosesJob(const std::vector<std::string>& messages) {
 void TakeJobLoss(const WorkItem& item, ItemResult& result) {
   constexpr const char* kNoJob = "its background job could not be queued";
   if (!item.from.empty()) return AddNote(kNoJob, result);
-  result.outcome = ItemOutcome::kJobless;
+  result.outcome = ItemOutcome::kPartial;
   result.trouble = kNoJob;
+}
+
+// What is known is stored; the next run completes it.
+void TakeLateness(ItemResult& result) {
+  if (result.done()) result.outcome = ItemOutcome::kPartial;
 }
 
 // The file itself has to be read for it.
@@ -124,6 +130,7 @@ BatchRunner::Prepared BatchRunner::Prepare(std::size_t index) {
   prepared.storable = Storable(probed);
   prepared.refused = probed.outcome == ProbeOutcome::kRefused;
   prepared.readable = probed.outcome != ProbeOutcome::kUnreadable;
+  prepared.late = probed.outcome == ProbeOutcome::kLate;
   prepared.trouble = ReasonForPeople(probed.reason);
   prepared.record = std::move(probed.media);
   prepared.title = std::move(probed.title);
@@ -174,6 +181,8 @@ ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   // A file that cannot be opened today may be as it was: it is tried again.
   if (prepared.refused) return ItemResult::Skipped(prepared.trouble);
   if (!prepared.readable) return ItemResult::Unopened(prepared.trouble);
+  if (prepared.late && (!prepared.storable || item.action == ItemAction::kMove))
+    return ItemResult::Unopened(prepared.trouble);
   if (!prepared.storable && item.action != ItemAction::kMove) return ItemResult::Failed(prepared.trouble);
   Announce(index);
   static_cast<void>(log_.Take());
@@ -182,6 +191,7 @@ ItemResult BatchRunner::Write(std::size_t index, Prepared& prepared) {
   // What a failed call took from side files is in no row.
   if (!result.done()) KAVODBBatchForgetRemovals(mark);
   if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
+  if (prepared.late) TakeLateness(result);
   result.fingerprint = prepared.fingerprint;
   return result;
 }
@@ -288,19 +298,43 @@ ItemResult BatchRunner::DeleteFile(const WorkItem& item) {
 }
 
 // The title that a photo carries takes the place of one that is made from the file's name, and of no other. A
-// side file's still wins: the plug-in reads it later.
-ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
-  if (!prepared.title.empty()) {
-    const auto given = HasGivenTitle(item, prepared.record);
-    if (!given) return CannotAsk();
-    if (!*given) prepared.record["szTitle"] = prepared.title;
+// side file's still wins: the plug-in reads it later. It keeps the row's title where the record's begins as
+// the name does, so that a made one has to go first, and replaces it otherwise, so that a given one is handed
+// over.
+bool BatchRunner::ChooseTitle(const WorkItem& item, Prepared& prepared, std::optional<Savepoint>& cleared) {
+  Json::Value& title = prepared.record["szTitle"];
+  const std::string made = title.asString();
+  if (prepared.title.empty() && prepared.record["szName"].asString().starts_with(made)) return true;
+  const std::optional<std::string> stored = StoredTitle(item);
+  if (!stored) return false;
+  if (!stored->empty() && Trimmed(*stored) != Trimmed(made)) {
+    title = *stored;
+    return true;
   }
+  if (prepared.title.empty()) return true;
+  title = prepared.title;
+  if (stored->empty()) return true;
+  cleared.emplace(Database());
+  const std::string key = library_.FileKey(library_.Below(item.path));
+  return cleared->set() && Database().Run(Database().Escaped(kClearTitleSql, key).c_str());
+}
+
+ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
+  if (prepared.late) {
+    // A row that is there may know more.
+    const auto recorded = HasRow(item.kind, item.path);
+    if (!recorded) return CannotAsk();
+    if (*recorded) return ItemResult::Unopened(prepared.trouble);
+  }
+  std::optional<Savepoint> cleared;
+  if (item.kind == ItemKind::kPhoto && !ChooseTitle(item, prepared, cleared)) return CannotAsk();
   const LentPosition position(item.path, PlaceToStore(item, prepared));
   const int result = item.action == ItemAction::kReindex
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
   if (result < 0 && ValidUtf8(item.path) != item.path) return ItemResult::Failed(kNoTextName);
   ItemResult stored = Judge(result, prepared.trouble);
+  if (cleared && stored.done() && !cleared->Keep()) return CannotAsk();
   if (stored.done() && item.kind == ItemKind::kPhoto) AddNote(CutMetadata(item), stored);
   return stored.done() ? WithRow(item, std::move(stored)) : stored;
 }
@@ -403,11 +437,10 @@ std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) 
                library_.FileKey(library_.Below(path)));
 }
 
-std::optional<bool> BatchRunner::HasGivenTitle(const WorkItem& item, const Json::Value& record) {
+std::optional<std::string> BatchRunner::StoredTitle(const WorkItem& item) {
   const auto rows = Database().Query({"title"}, kPhotoSql, library_.FileKey(library_.Below(item.path)));
   if (!rows) return std::nullopt;
-  const std::string title = rows->empty() ? "" : rows->front().front().value_or("");
-  return !title.empty() && title != record["szTitle"].asString();
+  return rows->empty() ? "" : rows->front().front().value_or("");
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {

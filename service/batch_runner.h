@@ -13,6 +13,7 @@
 #include "log_capture.h"
 #include "outcome.h"
 #include "plugin.h"
+#include "savepoint.h"
 #include "wire.h"
 #include "work_item.h"
 #include "write_turn.h"
@@ -37,6 +38,7 @@ class BatchRunner {
     bool storable = true;
     bool refused = false;  // a link that is not followed
     bool readable = true;  // it could be opened
+    bool late = false;     // it could not be read to its end in time
     std::string trouble;   // why it is not, or what is wrong with it all the same
     std::string fingerprint;
     std::string title;  // that the photo carries itself
@@ -68,9 +70,11 @@ class BatchRunner {
   // answers to a rename or a delete tells little: the rows tell.
   std::optional<bool> HasAlbum(const std::string& folder);
   std::optional<bool> HasRow(ItemKind kind, const std::string& path);
-  // The photo's row has a title that is not the one of RECORD, which is made from the file's name: a person,
-  // or a side file, has given it.
-  std::optional<bool> HasGivenTitle(const WorkItem& item, const Json::Value& record);
+  // Gives the record of a photo the title that the row is to have. Where the row's has been cleared for it,
+  // CLEARED has to be kept. False when the database cannot be asked.
+  [[nodiscard]] bool ChooseTitle(const WorkItem& item, Prepared& prepared, std::optional<Savepoint>& cleared);
+  // The title in the photo's row, "" without; nothing when it cannot be asked.
+  std::optional<std::string> StoredTitle(const WorkItem& item);
   // The text in "gps" of the row of the video at PATH, "" without; nothing when it cannot be asked.
   std::optional<std::string> StoredPlace(const std::string& path);
   // The place to be stored with the video: none where the row has one, since that may be a person's.

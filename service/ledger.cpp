@@ -105,7 +105,7 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
   if (result.done() && !folder) ++report_.added;
   if (result.done() && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
-  const bool learned = result.done() || result.outcome == ItemOutcome::kJobless ||
+  const bool learned = result.done() || result.outcome == ItemOutcome::kPartial ||
                        (result.outcome == ItemOutcome::kFailed && !folder);
   if (item.path == report_.library.folder) return;
   if (folder && result.outcome == ItemOutcome::kNotKept) held_.Add(item);
@@ -167,7 +167,7 @@ bool Ledger::WasTold(const WorkItem& item, EntryState state, const std::string& 
 CatalogueEntry Ledger::EntryOf(const WorkItem& item, const ItemResult& result) const {
   CatalogueEntry entry{Key(item.path), item.kind, item.stamp, result.fingerprint};
   entry.reason = result.trouble;
-  if (result.outcome == ItemOutcome::kJobless) {
+  if (result.outcome == ItemOutcome::kPartial) {
     entry.state = EntryState::kUnread;
   } else if (!result.done()) {
     entry.state = EntryState::kFailed;

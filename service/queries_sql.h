@@ -36,6 +36,7 @@ inline constexpr const char* kResumeMergeSql =
 // One file: its row and what belongs to it.
 inline constexpr const char* kPhotoSql = "SELECT * FROM photo_image WHERE path = '@KAVO:VAR'";
 inline constexpr const char* kVideoSql = "SELECT * FROM video WHERE path = '@KAVO:VAR'";
+inline constexpr const char* kClearTitleSql = "UPDATE photo_image SET title = '' WHERE path = '@KAVO:VAR'";
 // Whether it has a row.
 inline constexpr const char* kHasPhotoSql = "SELECT path FROM photo_image WHERE path = '@KAVO:VAR'";
 inline constexpr const char* kHasVideoSql = "SELECT path FROM video WHERE path = '@KAVO:VAR'";

@@ -121,7 +121,7 @@ std::optional<Results> DecodeResults(std::string_view content) {
   results.first = reader.Number();
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     const std::uint8_t outcome = reader.Byte();
-    if (outcome > static_cast<std::uint8_t>(ItemOutcome::kJobless)) return std::nullopt;
+    if (outcome > static_cast<std::uint8_t>(ItemOutcome::kPartial)) return std::nullopt;
     std::string trouble = reader.Text();
     results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(trouble), reader.Text()});
   }

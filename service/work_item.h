@@ -53,7 +53,8 @@ enum class ItemOutcome : std::uint8_t {
   kNotKept,   // for a reason outside the file: it is worth trying again
   kUnopened,  // the file cannot be opened, which says nothing about it: it is worth trying again
   kSkipped,   // left out for now, and told as such: what is behind it is unknown, not gone
-  kJobless,   // its rows are there, its background job is not: to be sent again
+  kPartial,   // its rows are there, its background job is not or the file was not read to its end: to be
+              // sent again
 };
 
 struct ItemResult {

@@ -24,6 +24,11 @@ constexpr int kPictureStart = 65536;
 constexpr std::int64_t kAnalyzeDuration = std::int64_t{5} * AV_TIME_BASE;
 // Larger pictures are measured, not decoded. An 8K video has 33 million.
 constexpr std::int64_t kMaxPixels = std::int64_t{36} << 20;
+// Pictures whose size the metadata library may not tell. That of JPEG XL needs no decoder, and the one that
+// there is does not come back from a header that breaks off.
+constexpr const char* kPictureFormats =
+    "bmp_pipe,gif,gif_pipe,j2k_pipe,jpeg_pipe,jpegls_pipe,png_pipe,apng,psd_pipe,tiff_pipe,webp_pipe,mjpeg";
+constexpr const char* kPictureDecoders = "bmp,gif,jpeg2000,mjpeg,jpegls,png,apng,psd,tiff,webp,vp8";
 // What the extensions of videos stand for. A picture under such a name would be decoded for its size alone.
 constexpr const char* kVideoFormats =
     "mov,matroska,avi,asf,asf_o,flv,live_flv,mpeg,mpegts,mpegvideo,m4v,dv,ogg,rm";
@@ -77,8 +82,7 @@ class DecoderOptions {
 
 }  // namespace
 
-AvFile::AvFile(int descriptor, Kind kind, std::chrono::milliseconds limit)
-    : descriptor_(descriptor), deadline_(std::chrono::steady_clock::now() + limit) {
+AvFile::AvFile(int descriptor, Kind kind, const Limits& limits) : descriptor_(descriptor), limits_(limits) {
   av_log_set_level(AV_LOG_QUIET);
   Open(kind);
 }
@@ -90,18 +94,22 @@ AvFile::~AvFile() {
   avio_context_free(&io_);
 }
 
-bool AvFile::late() const {
-  return std::chrono::steady_clock::now() >= deadline_;
+bool AvFile::TimeIsOver() {
+  const Clock::duration work = Clock::now() - start_ - reading_;
+  late_ = late_ || work >= limits_.work || reading_ >= limits_.reading;
+  return late_;
 }
 
 int AvFile::IsLate(void* self) {
-  return static_cast<const AvFile*>(self)->late() ? 1 : 0;
+  return static_cast<AvFile*>(self)->TimeIsOver() ? 1 : 0;
 }
 
 int AvFile::Read(void* self, std::uint8_t* buffer, int size) {
   auto& file = *static_cast<AvFile*>(self);
-  if (file.late()) return AVERROR_EXIT;
+  if (file.TimeIsOver()) return AVERROR_EXIT;
+  const Clock::time_point begun = Clock::now();
   const ssize_t count = pread(file.descriptor_, buffer, static_cast<std::size_t>(size), file.position_);
+  file.reading_ += Clock::now() - begun;
   if (count < 0) return AVERROR(errno);
   if (count == 0) return AVERROR_EOF;
   file.position_ += count;
@@ -133,10 +141,8 @@ void AvFile::Open(Kind kind) {
   format_->max_analyze_duration = kAnalyzeDuration;
   Options options;
   options.Set("protocol_whitelist", kNoProtocol);
-  if (kind == Kind::kVideo) {
-    options.Set("format_whitelist", kVideoFormats);
-    options.Set("codec_whitelist", kVideoDecoders);
-  }
+  options.Set("format_whitelist", kind == Kind::kVideo ? kVideoFormats : kPictureFormats);
+  options.Set("codec_whitelist", kind == Kind::kVideo ? kVideoDecoders : kPictureDecoders);
   int result =
       avformat_open_input(&format_, nullptr, nullptr, options.get());  // frees and clears it on failure
   if (result >= 0) result = FindStreams();
@@ -150,11 +156,13 @@ int AvFile::FindStreams() {
   return avformat_find_stream_info(format_, options.get());
 }
 
-PictureSize AvPictureSize(int descriptor) {
-  const AvFile file(descriptor, AvFile::Kind::kPicture, kAvTimeLimit);
-  if (file.format() == nullptr) return {};
+AvPicture ReadAvPicture(int descriptor) {
+  const AvFile file(descriptor, AvFile::Kind::kPicture, {});
+  AvPicture picture{{}, file.late()};
+  if (file.format() == nullptr) return picture;
   const int index = av_find_best_stream(file.format(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-  if (index < 0) return {};
+  if (index < 0) return picture;
   const AVCodecParameters& parameters = *file.format()->streams[index]->codecpar;
-  return {parameters.width, parameters.height};
+  picture.size = {parameters.width, parameters.height};
+  return picture;
 }

@@ -17,9 +17,15 @@ struct AVIOContext;
 class AvFile {
  public:
   enum class Kind { kPicture, kVideo };
+  // How long finding out about the streams may take. A disk that has to start must not cost a good file its
+  // row, so waiting for it is not counted as work.
+  struct Limits {
+    std::chrono::milliseconds work{5'000};
+    std::chrono::milliseconds reading{30'000};
+  };
 
-  // DESCRIPTOR is borrowed. Finds out about the streams for at most LIMIT.
-  AvFile(int descriptor, Kind kind, std::chrono::milliseconds limit);
+  // DESCRIPTOR is borrowed.
+  AvFile(int descriptor, Kind kind, const Limits& limits);
   ~AvFile();
   AvFile(const AvFile&) = delete;
   AvFile& operator=(const AvFile&) = delete;
@@ -27,28 +33,37 @@ class AvFile {
   // Null when the content is of no known format; `error` then says why.
   AVFormatContext* format() const { return format_; }
   const std::string& error() const { return error_; }
-  // The time was over before everything was found out.
-  bool late() const;
+  // The time was over before everything was found out, which says nothing about the file.
+  bool late() const { return late_; }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   static int Read(void* self, std::uint8_t* buffer, int size);
   static std::int64_t Seek(void* self, std::int64_t offset, int whence);
   static int IsLate(void* self);
 
+  // Notes that the time is over.
+  bool TimeIsOver();
   void Open(Kind kind);
   int FindStreams();
 
   int descriptor_;
   std::int64_t position_ = 0;
-  std::chrono::steady_clock::time_point deadline_;
+  Limits limits_;
+  Clock::time_point start_ = Clock::now();
+  Clock::duration reading_{};  // of the time since then
+  bool late_ = false;
   AVIOContext* io_ = nullptr;
   AVFormatContext* format_ = nullptr;
   std::string error_;
 };
 
-inline constexpr std::chrono::seconds kAvTimeLimit{5};
+struct AvPicture {
+  PictureSize size;   // zeros when the file does not tell
+  bool late = false;  // it took too long to find out
+};
 
-// The size of the picture or the video in the file; zeros when it does not tell.
-[[nodiscard]] PictureSize AvPictureSize(int descriptor);
+[[nodiscard]] AvPicture ReadAvPicture(int descriptor);
 
 #endif  // SERVICE_PROBE_AV_FILE_H_

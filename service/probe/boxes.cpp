@@ -1,7 +1,5 @@
 #include "probe/boxes.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -16,11 +14,6 @@ constexpr std::size_t kNumber = 4;  // bytes of a length, of a kind
 constexpr std::size_t kHeader = 2 * kNumber;
 constexpr std::size_t kLongHeader = 2 * kHeader;
 constexpr std::size_t kMostBoxes = 4096;
-
-off_t SizeOf(int descriptor) {
-  struct stat status {};
-  return fstat(descriptor, &status) == 0 ? status.st_size : 0;
-}
 
 // The box at OFFSET, which is to end at END at the latest and does so when it gives no length.
 std::optional<Box> BoxAt(int descriptor, off_t offset, off_t end) {
@@ -58,11 +51,11 @@ std::vector<Box> Boxes(int descriptor, off_t offset, off_t end) {
 }  // namespace
 
 std::vector<Box> BoxesOf(int descriptor) {
-  return Boxes(descriptor, 0, SizeOf(descriptor));
+  return Boxes(descriptor, 0, SizeOfFile(descriptor));
 }
 
 std::vector<Box> BoxesIn(int descriptor, const Box& outer, off_t skipped) {
-  return Boxes(descriptor, outer.content + skipped, outer.whole ? outer.end : SizeOf(descriptor));
+  return Boxes(descriptor, outer.content + skipped, outer.whole ? outer.end : SizeOfFile(descriptor));
 }
 
 std::string WithoutExifOffset(const std::string& block) {

@@ -1,5 +1,6 @@
 #include "probe/camera_facts.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -19,6 +20,7 @@ constexpr std::size_t kExposureSize = sizeof(KAVO_MEDIA_INFO::szExposure);
 constexpr std::size_t kApertureSize = sizeof(KAVO_MEDIA_INFO::szAperture);
 
 constexpr std::array kExposureKeys = {"Exif.Photo.ExposureTime", "Exif.Image.ExposureTime"};
+constexpr const char* kXmpExposureKey = "Xmp.exif.ExposureTime";
 // How often the second is halved.
 constexpr std::array kShutterSpeedKeys = {"Exif.Photo.ShutterSpeedValue", "Exif.Image.ShutterSpeedValue"};
 // Beyond 65534 the ISO speed of a photo stands in one of these, and where there is no other.
@@ -27,6 +29,9 @@ constexpr std::array kHighIsoKeys = {"Exif.Photo.RecommendedExposureIndex",
 constexpr std::array kXmpIsoKeys = {"Xmp.exif.ISOSpeedRatings", "Xmp.exifEX.PhotographicSensitivity"};
 constexpr std::int64_t kHighIso = 65535;
 constexpr std::int64_t kHighestIso = 100'000'000;
+
+constexpr std::array kApertureKeys = {"Exif.Photo.FNumber", "Exif.Image.FNumber"};
+constexpr std::array kApertureStepKeys = {"Exif.Photo.ApertureValue", "Exif.Image.ApertureValue"};
 
 constexpr double kShortestExposure = 1e-9;
 constexpr double kLongestExposure = 1e6;
@@ -72,6 +77,12 @@ std::string ShownExposure(std::string_view shown) {
   return unit.empty() || unit == " s" ? ExposureText(seconds / divisor) : std::string();
 }
 
+// By the tag of a maker.
+std::string MakersExposure(const Exiv2::ExifData& exif) {
+  const auto found = Exiv2::exposureTime(exif);
+  return found == exif.end() || IsText(*found) ? std::string() : ShownExposure(found->print(&exif));
+}
+
 template <typename Data>
 std::string StoredExposure(const Data& data, const char* key) {
   const auto* datum = FindDatum(data, key);
@@ -79,35 +90,64 @@ std::string StoredExposure(const Data& data, const char* key) {
   return seconds ? ExposureText(*seconds) : std::string();
 }
 
+// WITHOUT_TIME: there is no exposure time, so that zero, which is a second, counts.
 template <typename Data>
-std::string ShutterSpeed(const Data& data, const char* key) {
+std::string ShutterSpeed(const Data& data, const char* key, bool without_time) {
   const auto* datum = FindDatum(data, key);
   const std::optional<double> speed = datum != nullptr ? FirstFraction(*datum) : std::nullopt;
-  return speed ? ExposureText(std::exp2(-*speed)) : std::string();
+  if (!speed || (*speed == 0 && !without_time)) return "";
+  return ExposureText(std::exp2(-*speed));
+}
+
+bool HasExposureTime(const ParsedImage& image) {
+  return FindDatum(image.xmp, kXmpExposureKey) != nullptr ||
+         std::any_of(kExposureKeys.begin(), kExposureKeys.end(),
+                     [&](const char* key) { return FindDatum(image.exif, key) != nullptr; });
 }
 
 // The stored number first: shown to people by the library it may have lost its digits or be no number at all.
 std::string Exposure(const ParsedImage& image) {
+  const bool without_time = !HasExposureTime(image);
   std::string text;
   for (const char* key : kExposureKeys) {
     if (text.empty()) text = StoredExposure(image.exif, key);
   }
   for (const char* key : kShutterSpeedKeys) {
-    if (text.empty()) text = ShutterSpeed(image.exif, key);
+    if (text.empty()) text = ShutterSpeed(image.exif, key, without_time);
   }
-  if (text.empty()) text = StoredExposure(image.xmp, "Xmp.exif.ExposureTime");
-  if (text.empty()) text = ShutterSpeed(image.xmp, "Xmp.exif.ShutterSpeedValue");
-  return text.empty() ? ShownExposure(Shown(image, Exiv2::exposureTime, "Xmp.exif.ExposureTime")) : text;
+  if (text.empty()) text = StoredExposure(image.xmp, kXmpExposureKey);
+  if (text.empty()) text = ShutterSpeed(image.xmp, "Xmp.exif.ShutterSpeedValue", without_time);
+  return text.empty() ? MakersExposure(image.exif) : text;
 }
 
-// "F2.8" as it is shown; the library shows no stored fraction that has a sign.
+// The number that is stored; as it is stored in steps of half a stop where IN_STEPS. 0: none.
+template <typename Data>
+double StoredAperture(const Data& data, const char* key, bool in_steps) {
+  const auto* datum = FindDatum(data, key);
+  const std::optional<double> stored = datum != nullptr ? FirstFraction(*datum) : std::nullopt;
+  if (!stored || *stored <= 0) return 0;
+  const double number = in_steps ? std::exp2(*stored / 2) : *stored;
+  return number < kLargestAperture ? number : 0;
+}
+
+// "F2.8", as the library shows it where it can; of texts, fractions with a sign and zeros it shows nonsense.
 std::string Aperture(const ParsedImage& image) {
-  const std::string shown = Shown(image, Exiv2::fNumber, "Xmp.exif.FNumber");
-  if (shown.size() > 1 && shown[0] == 'F' && IsDigit(shown[1]) && shown != "F0")
-    return RecordText(shown, kApertureSize);
-  const Exiv2::Exifdatum* datum = FindDatum(image.exif, "Exif.Photo.FNumber");
-  const double number = datum != nullptr ? FirstFraction(*datum).value_or(0) : 0;
-  return number > 0 && number < kLargestAperture ? "F" + Decimal(number, 1) : std::string();
+  const auto found = Exiv2::fNumber(image.exif);
+  if (found != image.exif.end() && !IsText(*found)) {
+    const std::string shown = found->print(&image.exif);
+    if (shown.size() > 1 && shown[0] == 'F' && IsDigit(shown[1]) && shown != "F0")
+      return RecordText(shown, kApertureSize);
+  }
+  double number = 0;
+  for (const char* key : kApertureKeys) {
+    if (number == 0) number = StoredAperture(image.exif, key, false);
+  }
+  for (const char* key : kApertureStepKeys) {
+    if (number == 0) number = StoredAperture(image.exif, key, true);
+  }
+  if (number == 0) number = StoredAperture(image.xmp, "Xmp.exif.FNumber", false);
+  if (number == 0) number = StoredAperture(image.xmp, "Xmp.exif.ApertureValue", true);
+  return number > 0 ? "F" + Decimal(number, 1) : std::string();
 }
 
 // What a maker's tag stores is a code: shown to people it is the speed, or a word, or of a code of zero the

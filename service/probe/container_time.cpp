@@ -25,7 +25,7 @@ constexpr std::int64_t kMicroseconds = 1'000'000;
 constexpr off_t kVersion = 4;  // bytes before the content of some boxes
 
 // "04 Mar 2019 10:11:12", a day of the week before it or not, as "2019-03-04 10:11:12".
-std::optional<std::string> MailTime(std::string_view text) {
+std::optional<ReadTime> MailTime(std::string_view text) {
   constexpr std::size_t kMonthAt = 3;
   constexpr std::size_t kYearAt = 7;
   constexpr std::size_t kClockAt = 12;
@@ -33,8 +33,7 @@ std::optional<std::string> MailTime(std::string_view text) {
   if (comma != text.npos) text.remove_prefix(comma + 2);
   if (text.size() > 1 && text[1] == ' ') return MailTime("0" + std::string(text));
   if (text.size() < kClockAt) return std::nullopt;
-  return WallClockTime(text.substr(kYearAt, 4), text.substr(kMonthAt, 3), text.substr(0, 2),
-                       text.substr(kClockAt));
+  return TimeIn(text.substr(kYearAt, 4), text.substr(kMonthAt, 3), text.substr(0, 2), text.substr(kClockAt));
 }
 
 // The value of a text CHUNK with this KIND under the keyword for the time of creation.
@@ -58,7 +57,7 @@ std::string TextAt(int descriptor, off_t offset, std::uint64_t length) {
   return text;
 }
 
-std::optional<std::string> PngTime(int descriptor) {
+std::optional<ReadTime> PngTime(int descriptor) {
   off_t offset = kPng.size();
   for (std::size_t i = 0; i < kMostChunks; ++i) {
     const auto header = BytesAt<kChunkHeader>(descriptor, offset);
@@ -70,7 +69,7 @@ std::optional<std::string> PngTime(int descriptor) {
     if (kind == "tEXt" || kind == "iTXt") {
       const std::string chunk = TextAt(descriptor, offset, length);
       if (const auto text = CreationText(kind, chunk)) {
-        const auto time = WallClockTime(*text);
+        const auto time = TimeIn(*text);
         return time ? time : MailTime(*text);
       }
     }
@@ -99,9 +98,9 @@ std::optional<Box> FindInside(int descriptor, const std::vector<std::string_view
   return found;
 }
 
-std::optional<std::string> TimeSince1904(std::int64_t seconds) {
+std::optional<ReadTime> TimeSince1904(std::int64_t seconds) {
   if (seconds <= kEpochSince1904) return std::nullopt;
-  return LocalTime(static_cast<std::time_t>(seconds - kEpochSince1904));
+  return RecordedLocalTime(static_cast<std::time_t>(seconds - kEpochSince1904));
 }
 
 template <std::size_t BYTES>
@@ -110,7 +109,7 @@ std::int64_t NumberAt(int descriptor, off_t offset) {
   return bytes ? static_cast<std::int64_t>(NumberOf(*bytes, std::endian::big)) : 0;
 }
 
-std::optional<std::string> HeifTime(int descriptor) {
+std::optional<ReadTime> HeifTime(int descriptor) {
   if (const auto picture = FindInside(descriptor, {"meta", "iprp", "ipco", "crtt"}, kVersion)) {
     const std::int64_t time = NumberAt<sizeof(std::uint64_t)>(descriptor, picture->content + kVersion);
     if (auto text = TimeSince1904(time / kMicroseconds)) return text;
@@ -125,7 +124,7 @@ std::optional<std::string> HeifTime(int descriptor) {
 
 }  // namespace
 
-std::optional<std::string> ContainerTime(int descriptor) {
+std::optional<ReadTime> ContainerTime(int descriptor) {
   const auto start = BytesAt<kPng.size()>(descriptor, 0);
   if (!start) return std::nullopt;
   const std::string kind(start->begin(), start->end());

@@ -2,6 +2,7 @@
 #ifndef SERVICE_PROBE_FILE_BYTES_H_
 #define SERVICE_PROBE_FILE_BYTES_H_
 
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -11,6 +12,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+
+inline off_t SizeOfFile(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 ? status.st_size : 0;
+}
 
 // COUNT bytes of the file that is open as DESCRIPTOR, from OFFSET; nothing where it has not so many.
 template <std::size_t COUNT>

@@ -9,18 +9,21 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "probe/boxes.h"
+#include "probe/file_bytes.h"
 
 namespace {
 
 // The bytes of one descriptor for the library, which is not given a name.
 class Source {
  public:
-  // A file that breaks off within its picture counts as SIZE bytes long, else the library would not look at
-  // it.
-  Source(int descriptor, off_t size) : descriptor_(descriptor), size_(size) {}
+  // A file that breaks off within its picture counts as CLAIMED bytes long, else the library would not look
+  // at it.
+  Source(int descriptor, off_t claimed)
+      : descriptor_(descriptor), real_(SizeOfFile(descriptor)), claimed_(claimed) {}
 
   static heif_reader Functions() {
     heif_reader functions{};
@@ -35,24 +38,39 @@ class Source {
       return 0;
     };
     functions.wait_for_file_size = [](int64_t size, void* self) {
-      return size > static_cast<Source*>(self)->size_ ? heif_reader_grow_status_size_beyond_eof
-                                                      : heif_reader_grow_status_size_reached;
+      return static_cast<Source*>(self)->CountsAsThere(size) ? heif_reader_grow_status_size_reached
+                                                             : heif_reader_grow_status_size_beyond_eof;
     };
     return functions;
   }
 
  private:
+  // Whether the library may ask for bytes up to END. A file of some bytes must not make it hold gigabytes of
+  // what is not there, item by item.
+  bool CountsAsThere(std::int64_t end) {
+    constexpr std::int64_t kMostInvented = 65536;
+    constexpr std::int64_t kFarthest = std::int64_t{16} << 20;
+    if (end <= real_) return true;
+    // Asked once for the box with the pictures, which is passed over.
+    if (end == claimed_ && !std::exchange(passed_over_, true)) return true;
+    return end <= claimed_ && end - real_ <= kFarthest && invented_ <= kMostInvented;
+  }
   // What is missing at the end is zeros: the library does not survive a read that fails.
   void Read(void* data, std::size_t size) {
     const std::span bytes(static_cast<std::uint8_t*>(data), size);
     const ssize_t count = pread(descriptor_, data, size, position_);
-    std::ranges::fill(bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(count, 0))), 0);
+    const auto missing = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    std::ranges::fill(missing, 0);
+    invented_ += static_cast<std::int64_t>(missing.size());
     position_ += static_cast<std::int64_t>(size);
   }
 
   int descriptor_;
   std::int64_t position_ = 0;
-  std::int64_t size_;
+  std::int64_t real_;  // size
+  std::int64_t claimed_;
+  std::int64_t invented_ = 0;  // bytes of zeros
+  bool passed_over_ = false;
 };
 
 using Context = std::unique_ptr<heif_context, decltype(&heif_context_free)>;

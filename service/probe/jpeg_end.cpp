@@ -32,9 +32,10 @@ class Bytes {
     if (position_ == filled_ && !Fill()) return std::nullopt;
     return buffer_[position_++];
   }
-  // Passes over what is not VALUE; false when there is none to the end.
-  bool SkipTo(std::uint8_t value) {
-    while (position_ < filled_ || Fill()) {
+  // Passes over what is not VALUE; false when there is none to the end, or in the next MOST bytes and some.
+  bool SkipTo(std::uint8_t value, off_t most) {
+    const off_t last = offset_ + most;
+    while (position_ < filled_ || (offset_ < last && Fill())) {
       const auto rest = std::span(buffer_).subspan(position_, filled_ - position_);
       const void* found = memchr(rest.data(), value, rest.size());
       if (found != nullptr) {
@@ -73,9 +74,10 @@ class Bytes {
   std::array<std::uint8_t, kBufferSize> buffer_;
 };
 
-// The next marker, whatever stands before it.
+// The next marker, whatever stands before it. A hole of a terabyte is not read to its end for one.
 std::optional<std::uint8_t> NextMarker(Bytes& bytes) {
-  while (bytes.SkipTo(kMarker)) {
+  constexpr off_t kFarthest = off_t{256} << 20;
+  while (bytes.SkipTo(kMarker, kFarthest)) {
     std::optional<std::uint8_t> byte = kMarker;
     while (byte && *byte == kMarker) byte = bytes.Next();
     if (byte && *byte != kStuffing) return byte;

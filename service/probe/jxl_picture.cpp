@@ -1,13 +1,15 @@
 #include "probe/jxl_picture.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "probe/boxes.h"
-#include "probe/file_bytes.h"
 
 namespace {
 
@@ -72,24 +74,36 @@ std::optional<PictureSize> SizeIn(std::array<std::uint8_t, kHeaderBytes> header)
   return IsTurned(bits) ? PictureSize{size.height, size.width} : size;
 }
 
-// Where the picture begins in a row of BOXES: parts of it have a number in front.
-std::optional<off_t> StartIn(const std::vector<Box>& boxes) {
-  constexpr off_t kPartNumber = 4;
-  const auto box = std::find_if(boxes.begin(), boxes.end(),
-                                [](const Box& each) { return each.kind == "jxlc" || each.kind == "jxlp"; });
-  if (box == boxes.end()) return std::nullopt;
-  return box->content + (box->kind == "jxlp" ? kPartNumber : 0);
+// The first bytes of the picture; fewer where it has no more.
+using Start = std::basic_string<std::uint8_t>;
+
+void Append(int descriptor, off_t offset, off_t end, Start& start) {
+  Start bytes(static_cast<std::size_t>(std::clamp<off_t>(end - offset, 0, kHeaderBytes)), 0);
+  const ssize_t count = pread(descriptor, bytes.data(), bytes.size(), offset);
+  start.append(bytes, 0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
 }
 
-std::optional<PictureSize> SizeAt(int descriptor, off_t start) {
-  const auto signature = BytesAt<kBare.size()>(descriptor, start);
-  if (!signature ||
-      !std::equal(signature->begin(), signature->end(), kBare.begin(),
-                  [](std::uint8_t byte, char c) { return byte == static_cast<std::uint8_t>(c); })) {
-    return std::nullopt;
+// The picture may lie in parts, each with a number in front.
+Start StartIn(int descriptor, const std::vector<Box>& boxes) {
+  constexpr off_t kPartNumber = 4;
+  Start start;
+  for (const Box& box : boxes) {
+    const bool whole = box.kind == "jxlc";
+    if (!whole && box.kind != "jxlp") continue;
+    Append(descriptor, box.content + (whole ? 0 : kPartNumber), box.end, start);
+    if (whole || start.size() >= kHeaderBytes) break;
   }
-  const auto header = BytesAt<kHeaderBytes>(descriptor, start);
-  return header ? SizeIn(*header) : std::nullopt;
+  return start;
+}
+
+std::optional<PictureSize> SizeOf(const Start& start) {
+  std::array<std::uint8_t, kHeaderBytes> header{};
+  if (start.size() < header.size()) return std::nullopt;
+  std::copy_n(start.begin(), header.size(), header.begin());
+  const bool is_picture =
+      std::equal(kBare.begin(), kBare.end(), header.begin(),
+                 [](char c, std::uint8_t byte) { return byte == static_cast<std::uint8_t>(c); });
+  return is_picture ? SizeIn(header) : std::nullopt;
 }
 
 }  // namespace
@@ -100,7 +114,8 @@ bool IsJxl(std::string_view start) {
 
 std::optional<PictureSize> JxlSize(int descriptor) {
   const std::vector<Box> boxes = BoxesOf(descriptor);
-  const bool boxed = !boxes.empty() && boxes.front().kind == "JXL ";
-  const std::optional<off_t> start = boxed ? StartIn(boxes) : 0;
-  return start ? SizeAt(descriptor, *start) : std::nullopt;
+  if (!boxes.empty() && boxes.front().kind == "JXL ") return SizeOf(StartIn(descriptor, boxes));
+  Start start;
+  Append(descriptor, 0, kHeaderBytes, start);
+  return SizeOf(start);
 }

@@ -6,6 +6,9 @@
 #include <string>
 
 #include "probe/probe.h"
+#include "probe/taken_time.h"
+
+inline constexpr const char* kTookTooLong = "it took too long to analyse";
 
 struct PictureSize {
   int width = 0;  // pixels, as stored
@@ -43,7 +46,7 @@ struct MediaFacts {
   ProbeOutcome outcome = ProbeOutcome::kOk;
   std::string reason;
   PictureSize size;
-  std::string taken;  // "YYYY-MM-DD hh:mm:ss"
+  TakenTime taken;
   std::string place;  // of a video, as the text of the column "gps"
   PhotoFacts photo;
   VideoFacts video;

@@ -1,54 +1,55 @@
 #include "probe/name_time.h"
 
 #include <algorithm>
-#include <array>
 
 #include "probe/taken_time.h"
 
 namespace {
 
 // '#' is a digit, '*' what stands between date and time, '-' what stands within either.
-constexpr std::array<std::string_view, 4> kPatterns = {"########*######", "##############",
-                                                       "####-##-##*##-##-##", "####-##-## at ##-##-##"};
+constexpr std::string_view kCompactDate = "########";
+constexpr std::string_view kPartedDate = "####-##-##";
+constexpr std::string_view kCompactClock = "######";
+constexpr std::string_view kPartedClock = "##-##-##";
+constexpr std::string_view kShortClock = "#-##-##";  // of twelve hours
+constexpr std::string_view kBetween = "*";
 constexpr std::string_view kDayOfMessage = "-########-WA####";
 constexpr std::string_view kFirstYear = "1970";
 constexpr std::string_view kLastYear = "2099";
+constexpr std::string_view kLastHour = "23";
 
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
 bool Fits(char c, char wanted) {
-  constexpr std::string_view kBetween = " _-T";
+  constexpr std::string_view kBetweenParts = " _-T";
   constexpr std::string_view kWithin = "-._:";
   if (wanted == '#') return IsDigit(c);
-  if (wanted == '*') return kBetween.find(c) != kBetween.npos;
+  if (wanted == '*') return kBetweenParts.find(c) != kBetweenParts.npos;
   return wanted == '-' ? kWithin.find(c) != kWithin.npos : c == wanted;
 }
 
-// The digits that TEXT begins with where it follows PATTERN; nothing where it does not.
-std::optional<std::string> Digits(std::string_view text, std::string_view pattern) {
+// Takes what follows PATTERN from the beginning of TEXT: its digits; nothing where TEXT does not.
+std::optional<std::string> Take(std::string_view& text, std::string_view pattern) {
   if (text.size() < pattern.size()) return std::nullopt;
   if (!std::equal(pattern.begin(), pattern.end(), text.begin(), [](char p, char t) { return Fits(t, p); }))
     return std::nullopt;
   std::string digits(text.substr(0, pattern.size()));
   std::erase_if(digits, [](char c) { return !IsDigit(c); });
+  text.remove_prefix(pattern.size());
   return digits;
 }
 
-// "20200701223000", or what follows the date missing, as a time text.
-std::optional<std::string> TimeOf(std::string digits) {
-  constexpr std::string_view kForm = "####-##-## ##:##:##";
-  constexpr std::size_t kDigits = 14;
-  digits.resize(kDigits, '0');
-  const std::string_view year = std::string_view(digits).substr(0, kFirstYear.size());
-  if (year < kFirstYear || year > kLastYear) return std::nullopt;
-  std::string text(kForm);
-  auto digit = digits.cbegin();
-  for (char& c : text) {
-    if (c == '#') c = *digit++;
-  }
-  return WallClockTime(text);
+// " at ", or the word of another language.
+bool TakeWord(std::string_view& text) {
+  constexpr std::size_t kLongest = 16;
+  const std::size_t end = text.find(' ', 1);
+  if (!text.starts_with(' ') || end == text.npos || end > kLongest || end == 1) return false;
+  const std::string_view word = text.substr(1, end - 1);
+  if (std::any_of(word.begin(), word.end(), IsDigit)) return false;
+  text.remove_prefix(end + 1);
+  return true;
 }
 
 // Thousandths of a second may follow, and no more digits.
@@ -58,19 +59,64 @@ bool Ends(std::string_view rest) {
   return digits == 0 || digits == kThousandths;
 }
 
-std::optional<std::string> TimeAt(std::string_view text) {
-  for (const std::string_view pattern : kPatterns) {
-    const auto digits = Digits(text, pattern);
-    if (!digits || !Ends(text.substr(pattern.size()))) continue;
-    if (auto time = TimeOf(*digits)) return time;
+// DATE ("20200701") and CLOCK ("223000", or "101112 PM") as a time text.
+std::optional<std::string> TimeOf(std::string_view date, std::string_view clock) {
+  constexpr std::string_view kForm = "####-##-## ##:##:##";
+  if (date.substr(0, kFirstYear.size()) < kFirstYear || date.substr(0, kLastYear.size()) > kLastYear ||
+      clock.substr(0, kLastHour.size()) > kLastHour)
+    return std::nullopt;
+  std::string text(kForm);
+  const std::string digits = std::string(date).append(clock.substr(0, kCompactClock.size()));
+  auto digit = digits.cbegin();
+  for (char& c : text) {
+    if (c == '#') c = *digit++;
   }
-  return std::nullopt;
+  const auto time = TimeIn(text.append(clock.substr(kCompactClock.size())));
+  if (!time || time->kind != TimeKind::kMoment) return std::nullopt;
+  return time->text;
+}
+
+std::optional<std::string> CompactClock(std::string_view text) {
+  const auto clock = Take(text, kCompactClock);
+  return clock && Ends(text) ? clock : std::nullopt;
+}
+
+std::optional<std::string> PartedClock(std::string_view text) {
+  std::optional<std::string> clock = Take(text, kPartedClock);
+  const bool is_short = !clock;
+  if (is_short) clock = Take(text, kShortClock);
+  if (!clock) return std::nullopt;
+  if (is_short) clock->insert(0, "0");
+  if (const auto half = TakeHalfOfDay(text)) return *clock + (*half == 0 ? " AM" : " PM");
+  return !is_short && Ends(text) ? clock : std::nullopt;
+}
+
+std::optional<std::string> TimeBehind(const std::string& date, std::string_view text, bool compact) {
+  std::string_view rest = text;
+  std::optional<std::string> clock;
+  if (Take(rest, kBetween)) {
+    clock = CompactClock(rest);
+    if (!clock) clock = PartedClock(rest);
+  } else if (compact) {
+    clock = CompactClock(rest);
+  }
+  if (auto time = clock ? TimeOf(date, *clock) : std::nullopt) return time;
+  if (compact || !TakeWord(text)) return std::nullopt;
+  clock = PartedClock(text);
+  return clock ? TimeOf(date, *clock) : std::nullopt;
+}
+
+std::optional<std::string> TimeAt(std::string_view text) {
+  std::string_view rest = text;
+  if (const auto date = Take(rest, kCompactDate)) return TimeBehind(*date, rest, true);
+  const auto date = Take(rest, kPartedDate);
+  return date ? TimeBehind(*date, rest, false) : std::nullopt;
 }
 
 std::optional<std::string> DayOfMessage(std::string_view text) {
-  constexpr std::size_t kDateDigits = 8;
-  const auto digits = Digits(text, kDayOfMessage);
-  return digits ? TimeOf(digits->substr(0, kDateDigits)) : std::nullopt;
+  constexpr std::string_view kMidnight = "000000";
+  const auto digits = Take(text, kDayOfMessage);
+  return digits ? TimeOf(digits->substr(0, kCompactDate.size()), kMidnight) : std::nullopt;
 }
 
 std::optional<std::string> FirstTime(std::string_view name) {
@@ -88,5 +134,7 @@ std::optional<std::string> FirstTime(std::string_view name) {
 std::optional<std::string> TimeInName(std::string_view name) {
   constexpr std::string_view kUniversal = "PXL_";
   const auto time = FirstTime(name);
-  return time && name.starts_with(kUniversal) ? LocalTimeOfUtc(*time) : time;
+  if (!time || !name.starts_with(kUniversal)) return time;
+  const auto local = LocalTimeOfUtc(*time);
+  return local ? std::optional(local->text) : std::nullopt;
 }

@@ -9,6 +9,7 @@
 
 #include "platform/exiv2_scope.h"
 #include "platform/image_cache.h"
+#include "platform/xmp_namespaces.h"
 #include "probe/av_file.h"
 #include "probe/camera_facts.h"
 #include "probe/container_time.h"
@@ -49,7 +50,7 @@ PictureSize StatedSize(const Exiv2::ExifData& exif) {
 void ReadMetadata(const ParsedImage& image, MediaFacts& facts) {
   const Exiv2Scope scope;
   try {
-    facts.taken = TimeInMetadata(image).value_or("");
+    facts.taken = TimeInMetadata(image);
     facts.photo = ReadCamera(image);
     facts.photo.title = TitleInMetadata(image);
   } catch (const Exiv2::AnyError& error) {
@@ -87,15 +88,21 @@ bool IsKnown(const PictureSize& size) {
 
 // From the image itself, from its decoder, from what its metadata states; in this order. What is of no known
 // type is not shown to decoders.
-PictureSize FindSize(const ParsedImage& image, int descriptor) {
-  PictureSize size = {image.width, image.height};
-  if (!IsKnown(size) && !image.unknown_type && !IsJxlFile(descriptor)) size = AvPictureSize(descriptor);
-  if (!IsKnown(size)) size = StatedSize(image.exif);
-  return IsKnown(size) ? size : PictureSize{};
+AvPicture FindSize(const ParsedImage& image, int descriptor) {
+  AvPicture found{{image.width, image.height}};
+  if (!IsKnown(found.size) && !image.unknown_type && !IsJxlFile(descriptor))
+    found = ReadAvPicture(descriptor);
+  if (!IsKnown(found.size)) found.size = StatedSize(image.exif);
+  if (!IsKnown(found.size)) found.size = PictureSize{};
+  return found;
 }
 
 // Nothing is wrong with a picture of which only the metadata library knows too little.
-void JudgeSize(int descriptor, MediaFacts& facts) {
+void JudgeSize(int descriptor, bool late, MediaFacts& facts) {
+  if (late && !IsKnown(facts.size)) {
+    facts.outcome = ProbeOutcome::kLate;
+    facts.reason = kTookTooLong;
+  }
   if (facts.outcome != ProbeOutcome::kOk) return;
   if (!IsKnown(facts.size)) {
     facts.outcome = ProbeOutcome::kDamaged;
@@ -109,6 +116,7 @@ void JudgeSize(int descriptor, MediaFacts& facts) {
 // The metadata that a second reader hands out. What of it cannot be read is left out.
 ParsedImage Decoded(const SecondReading& reading) {
   const Exiv2Scope scope;
+  const XmpNamespaces namespaces;
   ParsedImage image;
   const auto* exif = reinterpret_cast<const Exiv2::byte*>(reading.exif.data());
   try {
@@ -140,9 +148,10 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
   } else {
     JudgeUnparsed(*image, path, facts);
   }
-  if (facts.taken.empty()) facts.taken = ContainerTime(descriptor).value_or("");
-  facts.size = again ? again->size : FindSize(*image, descriptor);
-  JudgeSize(descriptor, facts);
+  if (facts.taken.time.empty()) facts.taken.Take(ContainerTime(descriptor));
+  const AvPicture found = again ? AvPicture{again->size} : FindSize(*image, descriptor);
+  facts.size = found.size;
+  JudgeSize(descriptor, found.late, facts);
   return facts;
 }
 

@@ -6,7 +6,6 @@
 #include "lumivault/media_info.h"
 #include "probe/datum.h"
 #include "probe/record_text.h"
-#include "probe/taken_time.h"
 
 namespace {
 
@@ -52,27 +51,31 @@ std::string TextOf(const ParsedImage& image, const TimeSource& source) {
   return TextOf(image.iptc, source.key) + "T" + TextOf(image.iptc, source.clock);
 }
 
-// In the default language; where there is none, in the first one.
+// In the default language; where there is none, in the first one that the library gives. Blanks are none.
 std::string XmpTitle(const Exiv2::XmpData& xmp) {
   const Exiv2::Xmpdatum* datum = FindDatum(xmp, "Xmp.dc.title");
   if (datum == nullptr || datum->count() == 0) return "";
   const auto* languages = dynamic_cast<const Exiv2::LangAltValue*>(&datum->value());
-  if (languages == nullptr) return datum->toString();
-  const std::string text = languages->toString("x-default");
-  return !text.empty() || languages->value_.empty() ? text : languages->value_.begin()->second;
+  if (languages == nullptr) return RecordText(datum->toString(), kTitleSize);
+  std::string title = RecordText(languages->toString("x-default"), kTitleSize);
+  for (const auto& [language, text] : languages->value_) {
+    if (title.empty()) title = RecordText(text, kTitleSize);
+  }
+  return title;
 }
 
 }  // namespace
 
-std::optional<std::string> TimeInMetadata(const ParsedImage& image) {
+TakenTime TimeInMetadata(const ParsedImage& image) {
+  TakenTime taken;
   for (const TimeSource& source : kTimeSources) {
-    if (std::optional<std::string> time = WallClockTime(TextOf(image, source))) return time;
+    if (taken.Take(TimeIn(TextOf(image, source)))) break;
   }
-  return std::nullopt;
+  return taken;
 }
 
 std::string TitleInMetadata(const ParsedImage& image) {
-  std::string title = RecordText(XmpTitle(image.xmp), kTitleSize);
+  std::string title = XmpTitle(image.xmp);
   if (title.empty()) title = RecordText(TextOf(image.iptc, "Iptc.Application2.ObjectName"), kTitleSize);
   return title;
 }

@@ -2,13 +2,13 @@
 #ifndef SERVICE_PROBE_PHOTO_TEXTS_H_
 #define SERVICE_PROBE_PHOTO_TEXTS_H_
 
-#include <optional>
 #include <string>
 
 #include "platform/image_cache.h"
+#include "probe/taken_time.h"
 
-// The moment at which the picture was taken, as its metadata tells it: "YYYY-MM-DD hh:mm:ss".
-[[nodiscard]] std::optional<std::string> TimeInMetadata(const ParsedImage& image);
+// When the picture was taken, as its metadata tells it.
+[[nodiscard]] TakenTime TimeInMetadata(const ParsedImage& image);
 
 // The title that the picture carries, to fit the record; empty when it has none.
 [[nodiscard]] std::string TitleInMetadata(const ParsedImage& image);

@@ -70,12 +70,12 @@ void FillNames(const std::string& path, Json::Value& media) {
   const Names names = NamesIn(path);
   media["szPath"] = path;
   media["szName"] = std::string(names.file);
-  media["szTitle"] = RecordText(WithoutExtension(names.file), kTextSize);
+  media["szTitle"] = RecordName(WithoutExtension(names.file), kTextSize);
   media["szAlbum"] = RecordText(names.folder, kTextSize);
 }
 
 void FillStatus(const struct stat& status, Json::Value& media) {
-  const std::string modified = LocalTime(status.st_mtime);
+  const std::string modified = LocalTime(status.st_mtime).value_or("");
   media["fileSize"] = Json::UInt64(status.st_size);
   media["szDate"] = modified;
   media["szMDate"] = modified;
@@ -108,7 +108,7 @@ void FillVideo(const VideoFacts& video, Json::Value& media) {
 }
 
 void Fill(const MediaFacts& facts, Json::Value& media) {
-  if (!facts.taken.empty()) media["szTakenTime"] = facts.taken;
+  if (!facts.taken.time.empty()) media["szTakenTime"] = facts.taken.time;
   media["resolutionX"] = facts.size.width;
   media["resolutionY"] = facts.size.height;
   FillPhoto(facts.photo, media);
@@ -117,7 +117,7 @@ void Fill(const MediaFacts& facts, Json::Value& media) {
 
 // The creation date of a video is when it was recorded; its file may be a copy.
 void FillRecordedTime(const MediaFacts& facts, Json::Value& media) {
-  if (!facts.taken.empty()) media["szDate"] = facts.taken;
+  if (!facts.taken.time.empty()) media["szDate"] = facts.taken.time;
 }
 
 void Conclude(ProbeOutcome outcome, std::string reason, ProbeResult& result) {
@@ -142,7 +142,7 @@ void ProbeInside(const std::string& path, const FileDescriptor& file, MediaKind 
   if (result.media["fileSize"].asUInt64() == 0)
     return Conclude(ProbeOutcome::kEmpty, "the file is empty", result);
   MediaFacts facts = kind == MediaKind::kPhoto ? ReadPhoto(path, file.get()) : ReadVideo(file.get());
-  if (facts.taken.empty()) facts.taken = TimeInName(NamesIn(path).file).value_or("");
+  if (facts.taken.time.empty()) facts.taken.time = TimeInName(NamesIn(path).file).value_or(facts.taken.rough);
   if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
   Fill(facts, result.media);
   result.title = std::move(facts.photo.title);

@@ -13,6 +13,7 @@ enum class ProbeOutcome : std::uint8_t {
   kOk,
   kRefused,      // a link that is not followed for its maker's sake
   kUnreadable,   // missing, not permitted, or not a regular file
+  kLate,         // reading it took too long, which says nothing about it
   kEmpty,        // no bytes
   kUnsupported,  // not a file of that kind, or of a format that is not read
   kDamaged,      // of that kind, but cut short or corrupt
@@ -36,8 +37,8 @@ struct ProbeResult {
 // Keeps the libraries that read files from writing about them to standard error, in this process from now on.
 void MuteProbeLibraries();
 
-// Opens regular files only, waits for nothing, and gives a video no more than five seconds. Throws
-// std::bad_alloc only.
+// Opens regular files only, and waits for nothing but their bytes. The library of videos gets five seconds of
+// work and thirty of reading. Throws std::bad_alloc only.
 [[nodiscard]] ProbeResult ProbeFile(const std::string& path, MediaKind kind);
 
 #endif  // SERVICE_PROBE_PROBE_H_

@@ -38,6 +38,11 @@ std::string RecordText(std::string_view raw, std::size_t size) {
   return std::string(Trimmed(CutAtCharacter(text, size - 1)));
 }
 
+std::string RecordName(std::string_view raw, std::size_t size) {
+  const std::string text = ToUtf8(std::string(raw));
+  return std::string(CutAtCharacter(text, size - 1));
+}
+
 std::string OneLine(std::string_view raw) {
   std::string line = RecordText(raw, kLongestRaw);
   constexpr unsigned char kFirstPrintable = ' ';

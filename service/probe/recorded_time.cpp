@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string_view>
 
 #include "probe/av_tags.h"
-#include "probe/taken_time.h"
+#include "probe/file_bytes.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -26,7 +27,7 @@ constexpr const char* kDate = "date";
 constexpr std::size_t kDayLength = std::string_view("2020-07-01").size();
 
 // "Mon Mar 10 15:04:43 2003", as AVI files have it.
-std::optional<std::string> TimeInWords(const std::string& text) {
+std::optional<ReadTime> TimeInWords(const std::string& text) {
   constexpr std::size_t kYearDigits = 4;
   std::array<char, std::string_view("Mar").size() + 1> month{};
   std::array<char, std::string_view("10").size() + 1> day{};
@@ -36,49 +37,86 @@ std::optional<std::string> TimeInWords(const std::string& text) {
   if (std::sscanf(text.c_str(), "%*3s %3s %2s %8s %4s", month.data(), day.data(), clock.data(),
                   year.data()) != kFields)
     return std::nullopt;
-  return WallClockTime(year.data(), month.data(), day.data(), clock.data());
+  return TimeIn(year.data(), month.data(), day.data(), clock.data());
 }
 
-std::optional<std::string> TimeOf(std::string_view text) {
+std::optional<ReadTime> TimeOf(std::string_view text) {
   if (text.ends_with('Z')) return LocalTimeOfUtc(text);
-  const auto time = WallClockTime(text);
+  const auto time = TimeIn(text);
   return time ? time : TimeInWords(std::string(text));
 }
 
-// By a tag of the container, or else of a stream.
-std::optional<std::string> ContainerTime(const AVFormatContext& format) {
-  if (auto time = TimeOf(AvTag(format.metadata, kContainerTime))) return time;
-  for (unsigned index = 0; index < format.nb_streams; ++index) {
-    if (auto time = TimeOf(AvTag(format.streams[index]->metadata, kContainerTime))) return time;
-  }
-  return std::nullopt;
+// What the container has counted since some year.
+std::optional<ReadTime> CountedTime(const AVDictionary* tags) {
+  constexpr std::string_view kFirst = "1990";
+  const std::string_view text = AvTag(tags, kContainerTime);
+  return text < kFirst ? std::nullopt : TimeOf(text);
 }
 
-// The date chunk in the head of an AVI file, which the library reads in one of its forms alone.
-std::optional<std::string> AviTime(const AVFormatContext& format, int descriptor) {
-  constexpr std::size_t kHead = 65536;
-  constexpr std::string_view kChunk = "IDIT";
-  constexpr std::size_t kLengthBytes = 4;
-  constexpr std::size_t kLongest = 32;
-  if (format.iformat->name != std::string_view("avi")) return std::nullopt;
+// By a tag of the container, or else of a stream.
+bool TakeContainerTime(const AVFormatContext& format, TakenTime& taken) {
+  if (taken.Take(CountedTime(format.metadata))) return true;
+  for (unsigned index = 0; index < format.nb_streams; ++index) {
+    if (taken.Take(CountedTime(format.streams[index]->metadata))) return true;
+  }
+  return false;
+}
+
+constexpr off_t kHead = 65536;  // bytes in which the containers tell of themselves
+
+std::string HeadOf(int descriptor) {
   std::string head(kHead, '\0');
   const ssize_t count = pread(descriptor, head.data(), head.size(), 0);
   head.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  return head;
+}
+
+// The date chunk in the head of an AVI file, which the library reads in two of its forms alone.
+std::optional<ReadTime> AviTime(int descriptor) {
+  constexpr std::string_view kChunk = "IDIT";
+  constexpr std::size_t kLengthBytes = 4;
+  constexpr std::size_t kLongest = 32;
+  const std::string head = HeadOf(descriptor);
   const std::size_t chunk = head.find(kChunk);
   if (chunk == head.npos || chunk + kChunk.size() + kLengthBytes > head.size()) return std::nullopt;
   const std::string text = head.substr(chunk + kChunk.size() + kLengthBytes, kLongest);
   return TimeOf(text.substr(0, text.find('\0')));
 }
 
+// What the header of an ASF file (WMV) has, which the library passes over: in steps of 100 ns since 1601,
+// Universal Time.
+std::optional<ReadTime> AsfTime(int descriptor) {
+  using namespace std::string_view_literals;
+  constexpr std::string_view kFileProperties =
+      "\xA1\xDC\xAB\x8C\x47\xA9\xCF\x11\x8E\xE4\x00\xC0\x0C\x20\x53\x65"sv;
+  constexpr std::size_t kTimeAt = 48;
+  constexpr std::uint64_t kSteps = 10'000'000;
+  constexpr std::int64_t kEpochSince1601 = 11'644'473'600;  // seconds
+  const std::string head = HeadOf(descriptor);
+  const std::size_t object = head.find(kFileProperties);
+  if (object == head.npos || object + kTimeAt + sizeof(std::uint64_t) > head.size()) return std::nullopt;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(head.data() + object + kTimeAt);
+  const std::uint64_t steps = NumberOf({bytes, sizeof(std::uint64_t)}, std::endian::little);
+  return RecordedLocalTime(static_cast<std::time_t>(steps / kSteps) - kEpochSince1601);
+}
+
+std::optional<ReadTime> HeaderTime(const AVFormatContext& format, int descriptor) {
+  const std::string_view name = format.iformat->name;
+  if (name == "avi") return AviTime(descriptor);
+  return name == "asf" || name == "asf_o" ? AsfTime(descriptor) : std::nullopt;
+}
+
 }  // namespace
 
-std::string RecordedTime(const AVFormatContext& format, int descriptor) {
-  const std::string_view date = AvTag(format.metadata, kDate);
+TakenTime RecordedTime(const AVFormatContext& format, int descriptor) {
+  TakenTime taken;
   for (const char* key : kPlaceTags) {
-    if (auto time = TimeOf(AvTag(format.metadata, key))) return *time;
+    if (taken.Take(TimeOf(AvTag(format.metadata, key)))) return taken;
   }
-  if (auto time = TimeOf(date); time && date.size() > kDayLength) return *time;
-  if (auto time = ContainerTime(format)) return *time;
-  if (auto time = AviTime(format, descriptor)) return *time;
-  return TimeOf(date).value_or("");
+  const std::string_view date_text = AvTag(format.metadata, kDate);
+  const auto date = TimeOf(date_text);
+  if (date && date->kind == TimeKind::kMoment && taken.Take(date)) return taken;
+  if (TakeContainerTime(format, taken) || taken.Take(HeaderTime(format, descriptor))) return taken;
+  if (date_text.size() >= kDayLength) taken.Take(date);
+  return taken;
 }

@@ -1,12 +1,14 @@
 #include "probe/second_reader.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "probe/big_tiff.h"
 #include "probe/boxes.h"
-#include "probe/file_bytes.h"
 #include "probe/heif_picture.h"
 #include "probe/jxl_picture.h"
 #include "probe/raw_header.h"
@@ -16,10 +18,17 @@ namespace {
 constexpr std::size_t kStart = 16;
 constexpr std::size_t kLength = 4;  // bytes of the length, and of the kind, of a box
 
-// The first bytes of the file, as many as tell its kind; zeros where it has fewer.
+// The first bytes of the file, as many as tell its kind; fewer where it has no more.
 std::string StartOf(int descriptor) {
-  const auto bytes = BytesAt<kStart>(descriptor, 0);
-  return bytes ? std::string(bytes->begin(), bytes->end()) : std::string(kStart, '\0');
+  std::string start(kStart, '\0');
+  const ssize_t count = pread(descriptor, start.data(), start.size(), 0);
+  start.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  return start;
+}
+
+// The kind of the first box of a file that begins with START; "" where it has none.
+std::string_view FirstBox(std::string_view start) {
+  return start.size() < 2 * kLength ? std::string_view() : start.substr(kLength, kLength);
 }
 
 std::optional<SecondReading> OfSize(std::optional<PictureSize> size) {
@@ -55,7 +64,8 @@ bool IsJxlFile(int descriptor) {
 }
 
 bool EndsBehindPicture(int descriptor) {
-  const std::string kind = StartOf(descriptor).substr(kLength, kLength);
+  const std::string start = StartOf(descriptor);
+  const std::string_view kind = FirstBox(start);
   if (kind != "ftyp" && kind != "JXL ") return true;
   const std::vector<Box> data = DataBoxes(descriptor);
   return !data.empty() && std::all_of(data.begin(), data.end(), [](const Box& box) { return box.whole; });
@@ -63,7 +73,7 @@ bool EndsBehindPicture(int descriptor) {
 
 std::optional<SecondReading> ReadAgain(int descriptor, bool metadata) {
   const std::string start = StartOf(descriptor);
-  if (start.substr(kLength, kLength) == "ftyp") return ReadHeif(descriptor, metadata);
+  if (FirstBox(start) == "ftyp") return ReadHeif(descriptor, metadata);
   if (IsJxl(start)) return OfSize(JxlSize(descriptor));
   if (IsBigTiff(start)) return OfSize(BigTiffSize(descriptor));
   if (start.starts_with("FUJIFILM")) return OfSize(RafSize(descriptor));

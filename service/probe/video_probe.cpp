@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -82,13 +83,22 @@ std::string Container(const AVFormatContext& format, int descriptor) {
   return "mp4";
 }
 
-// Degrees counter-clockwise that the display matrix turns the picture.
+using DisplayMatrix = std::array<std::int32_t, 9>;
+
+bool Mirrors(const DisplayMatrix& matrix) {
+  const auto& [a, b, u, c, d, v, x, y, w] = matrix;
+  return std::int64_t{a} * d - std::int64_t{b} * c < 0;
+}
+
+// Degrees counter-clockwise that the display matrix turns the picture, which a mirror may follow.
 std::optional<double> MatrixRotation(const AVStream& stream) {
-  constexpr std::size_t kMatrixBytes = 9 * sizeof(std::int32_t);
+  DisplayMatrix matrix{};
   std::size_t size = 0;
   const std::uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-  if (data == nullptr || size < kMatrixBytes) return std::nullopt;
-  const double angle = av_display_rotation_get(reinterpret_cast<const std::int32_t*>(data));
+  if (data == nullptr || size < sizeof(matrix)) return std::nullopt;
+  std::memcpy(matrix.data(), data, sizeof(matrix));
+  if (Mirrors(matrix)) av_display_matrix_flip(matrix.data(), 1, 0);
+  const double angle = av_display_rotation_get(matrix.data());
   return std::isnan(angle) ? std::nullopt : std::optional(angle);
 }
 
@@ -134,8 +144,11 @@ void ReadSound(const AVStream& stream, VideoFacts& video) {
 
 void Judge(const AvFile& file, bool has_pictures, MediaFacts& facts) {
   if (file.late()) {
-    facts.outcome = ProbeOutcome::kDamaged;
-    facts.reason = "it took too long to analyse";
+    facts.outcome = ProbeOutcome::kLate;
+    facts.reason = kTookTooLong;
+  } else if (file.format() == nullptr) {
+    facts.outcome = ProbeOutcome::kUnsupported;
+    facts.reason = OneLine(file.error());
   } else if (!file.error().empty()) {
     facts.outcome = ProbeOutcome::kDamaged;
     facts.reason = OneLine(file.error());
@@ -152,11 +165,10 @@ void Judge(const AvFile& file, bool has_pictures, MediaFacts& facts) {
 
 MediaFacts ReadVideo(int descriptor) {
   MediaFacts facts;
-  const AvFile file(descriptor, AvFile::Kind::kVideo, kAvTimeLimit);
+  const AvFile file(descriptor, AvFile::Kind::kVideo, {});
   AVFormatContext* format = file.format();
   if (format == nullptr) {
-    facts.outcome = ProbeOutcome::kUnsupported;
-    facts.reason = OneLine(file.error());
+    Judge(file, false, facts);
     return facts;
   }
   facts.taken = RecordedTime(*format, descriptor);

@@ -25,6 +25,7 @@ List QueryStatements() {
       {TEXT(kMergesPeopleSql)},
       {TEXT(kPhotoSql)},
       {TEXT(kVideoSql)},
+      {TEXT(kClearTitleSql)},
       {TEXT(kHasPhotoSql)},
       {TEXT(kHasVideoSql)},
       {TEXT(kVideoDescriptionSql)},

@@ -1,5 +1,5 @@
 // The image reader leaves the XMP parser of its process as it found it.
-#include "process/xmp_namespaces.h"
+#include "platform/xmp_namespaces.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -54,6 +54,7 @@ TEST_F(CameraFactsTest, AnExposureIsThePartOfASecondThatPeopleKnow) {
                                                                         {"1/2", "1/2"},
                                                                         {"3/10", "0.3"},
                                                                         {"10/13", "0.769"},
+                                                                        {"15/100", "0.15"},
                                                                         {"9999/10000", "1"},
                                                                         {"13/10", "1.3"}}) {
     EXPECT_EQ(Photo("a.jpg", {{"Exif.Photo.ExposureTime", stored}})["szExposure"].asString(), shown)
@@ -109,6 +110,73 @@ TEST_F(CameraFactsTest, WithoutAnExposureTimeTheShutterSpeedTells) {
   EXPECT_EQ(Photo("c.png", {{"Xmp.exif.ShutterSpeedValue", "7/1"}})["szExposure"].asString(), "1/128");
 }
 
+TEST_F(CameraFactsTest, EachTagOfAnExposureTellsIt) {
+  for (const auto& [key, stored] : std::map<std::string, std::string>{{"Exif.Photo.ExposureTime", "1/128"},
+                                                                      {"Exif.Image.ExposureTime", "1/128"},
+                                                                      {"Exif.Photo.ShutterSpeedValue", "7/1"},
+                                                                      {"Exif.Image.ShutterSpeedValue", "7/1"},
+                                                                      {"Xmp.exif.ExposureTime", "1/128"},
+                                                                      {"Xmp.exif.ShutterSpeedValue", "7/1"}})
+    EXPECT_EQ(Photo("a.jpg", {{key, stored}})["szExposure"].asString(), "1/128") << key;
+}
+
+TEST_F(CameraFactsTest, TheFirstTagOfAnExposureCounts) {
+  Tags tags = {{"Exif.Photo.ExposureTime", "1/3"},      {"Exif.Image.ExposureTime", "1/5"},
+               {"Exif.Photo.ShutterSpeedValue", "3/1"}, {"Exif.Image.ShutterSpeedValue", "4/1"},
+               {"Xmp.exif.ExposureTime", "1/7"},        {"Xmp.exif.ShutterSpeedValue", "5/1"}};
+  for (const char* exposure : {"1/3", "1/5", "1/8", "1/16", "1/7", "1/32"}) {
+    EXPECT_EQ(Photo("a.jpg", tags)["szExposure"].asString(), exposure);
+    tags.erase(tags.begin());
+  }
+}
+
+TEST_F(CameraFactsTest, AShutterSpeedOfZeroIsASecondOnlyWhereThereIsNoExposureTime) {
+  const auto exposure = [&](const Tags& tags) { return Photo("a.jpg", tags)["szExposure"].asString(); };
+  EXPECT_EQ(exposure({{"Exif.Photo.ShutterSpeedValue", "0/1"}}), "1");
+  EXPECT_EQ(exposure({{"Exif.Photo.ExposureTime", "0/1"}, {"Exif.Photo.ShutterSpeedValue", "0/1"}}), "");
+  EXPECT_EQ(exposure({{"Exif.Photo.ExposureTime", "0/0"}, {"Exif.Image.ShutterSpeedValue", "0/1"}}), "");
+  EXPECT_EQ(exposure({{"Exif.Image.ExposureTime", "0/1"}, {"Exif.Photo.ShutterSpeedValue", "0/1"}}), "");
+  EXPECT_EQ(exposure({{"Xmp.exif.ExposureTime", "0/1"}, {"Xmp.exif.ShutterSpeedValue", "0/1"}}), "");
+}
+
+TEST_F(CameraFactsTest, NumbersMayBeStoredAsTexts) {
+  const auto with = [&](const char* key, const std::string& text) {
+    MakeJpeg(dir_ / "a.jpg", 40, 30);
+    SetExif(dir_ / "a.jpg", key, Exiv2::AsciiValue(text));
+    return ProbeFile(dir_ / "a.jpg", MediaKind::kPhoto).media;
+  };
+  EXPECT_EQ(with("Exif.Photo.ExposureTime", "1/250")["szExposure"].asString(), "1/250");
+  EXPECT_EQ(with("Exif.Photo.ExposureTime", "0.004")["szExposure"].asString(), "1/250");
+  EXPECT_EQ(with("Exif.Photo.ExposureTime", " 1 / 250 ")["szExposure"].asString(), "1/250");
+  EXPECT_EQ(with("Exif.Photo.FNumber", "2.8")["szAperture"].asString(), "F2.8");
+  EXPECT_EQ(with("Exif.Photo.FNumber", "28/10")["szAperture"].asString(), "F2.8");
+  EXPECT_EQ(with("Exif.Photo.RecommendedExposureIndex", "400")["iso"].asInt(), 400);
+}
+
+TEST_F(CameraFactsTest, TextsThatAreNoNumbersAreLeftOut) {
+  for (const char* text : {"fast", "1/0", "1/", "/250", "1/250 s", "nan", "inf", "-1/250", "1/2/5"}) {
+    MakeJpeg(dir_ / "a.jpg", 40, 30);
+    for (const char* key :
+         {"Exif.Photo.ExposureTime", "Exif.Photo.FNumber", "Exif.Photo.RecommendedExposureIndex"})
+      SetExif(dir_ / "a.jpg", key, Exiv2::AsciiValue(text));
+    const Json::Value media = ProbeFile(dir_ / "a.jpg", MediaKind::kPhoto).media;
+    EXPECT_EQ(media["szExposure"].asString(), "") << text;
+    EXPECT_EQ(media["szAperture"].asString(), "") << text;
+    EXPECT_EQ(media["iso"].asInt(), 0) << text;
+  }
+}
+
+TEST_F(CameraFactsTest, WithoutANumberTheStepsOfTheApertureTell) {
+  const auto aperture = [&](const std::string& name, const Tags& tags) {
+    return Photo(name, tags)["szAperture"].asString();
+  };
+  EXPECT_EQ(aperture("a.jpg", {{"Exif.Photo.ApertureValue", "3/1"}}), "F2.8");
+  EXPECT_EQ(aperture("b.jpg", {{"Exif.Photo.FNumber", "0/0"}, {"Exif.Photo.ApertureValue", "3/1"}}), "F2.8");
+  EXPECT_EQ(aperture("c.jpg", {{"Exif.Photo.FNumber", "0/1"}, {"Exif.Image.ApertureValue", "8/1"}}), "F16");
+  EXPECT_EQ(aperture("d.png", {{"Xmp.exif.ApertureValue", "3/1"}}), "F2.8");
+  EXPECT_EQ(aperture("e.jpg", {{"Exif.Photo.FNumber", "0/0"}, {"Exif.Photo.ApertureValue", "0/1"}}), "");
+}
+
 TEST_F(CameraFactsTest, AMakersCodeOfAnIsoSpeedIsTheSpeedThatItStandsFor) {
   const Tags canon = {{"Exif.Image.Make", "Canon"}, {"Exif.Image.Model", "Canon PowerShot"}};
   for (const auto& [code, speed] : std::map<std::string, int>{{"128", 50}, {"160", 100}, {"150", 81}}) {
@@ -151,6 +219,21 @@ TEST_F(CameraFactsTest, AnIsoSpeedBeyondSixteenBitsIsFound) {
   const Json::Value media = Photo(
       "a.jpg", {{"Exif.Photo.ISOSpeedRatings", "65535"}, {"Exif.Photo.RecommendedExposureIndex", "102400"}});
   EXPECT_EQ(media["iso"].asInt(), 102400);
+}
+
+TEST_F(CameraFactsTest, TheHighestIsoSpeedOfSixteenBitsStaysWhereThereIsNoOther) {
+  EXPECT_EQ(Photo("a.jpg", {{"Exif.Photo.ISOSpeedRatings", "65535"}})["iso"].asInt(), 65535);
+}
+
+TEST_F(CameraFactsTest, TheFirstTagOfAHighIsoSpeedCounts) {
+  Tags tags = {{"Exif.Photo.RecommendedExposureIndex", "100001"},
+               {"Exif.Photo.StandardOutputSensitivity", "100002"},
+               {"Exif.Photo.ISOSpeed", "100003"},
+               {"Exif.Photo.ISOSpeedRatings", "65535"}};
+  for (const int speed : {100001, 100002, 100003, 65535}) {
+    EXPECT_EQ(Photo("a.jpg", tags)["iso"].asInt(), speed);
+    tags.erase(tags.begin());
+  }
 }
 
 // On a 32-bit processor the library gives such a number as a negative one.

@@ -19,6 +19,8 @@ class CameraFormatsTest : public ServiceTest {
   }
 };
 
+// Nothing here makes the raw files of cameras: plain TIFF and JPEG files stand for those that are laid out as
+// such. That the extension is one of the index's is all that they show.
 TEST_F(CameraFormatsTest, EveryPictureGetsItsRow) {
   const std::map<std::string, std::string> formats = {
       {"a.hif", "heic"}, {"b.jxl", "jxl"},  {"c.jp2", "jp2"}, {"d.mpo", "jpg"}, {"e.jfif", "jpg"},

@@ -115,6 +115,8 @@ TEST_F(PhotoTimesTest, OtherTextsOfAPngAreNoTime) {
   const std::string png = ReadFile(dir_ / "plain.png");
   for (const std::string& chunk :
        {"Creation Time"s, "Creation Time\0"s, "Creation Time\0soon"s, "Creation Time\0 04 Foo 2019 10:11:12"s,
+        "Creation Time\0"s + "03/04/09", "Creation Time\0"s + "04.03.2019 10:11:12",
+        "Creation Time\0\1\0\0\0"s + "2019-03-04 10:11:12",  // compressed, were it an iTXt
         "Creation Times\0"s + "2019-03-04 10:11:12", "Comment\0"s + "2019-03-04 10:11:12"}) {
     WriteFile(dir_ / "a.png", PngWith(png, "tEXt", chunk));
     EXPECT_EQ(Taken("a.png"), kItsFileTime) << chunk;
@@ -153,6 +155,61 @@ TEST_F(PhotoTimesTest, AHeifWithoutAClockHasNoTime) {
   }
 }
 
+// Recorders whose clock was never set count from the year 1904, 1970 or 1980.
+TEST_F(PhotoTimesTest, AHeifOfBefore1990HasNoTime) {
+  const std::uint64_t last = kSince1904 + 631'151'999;
+  WriteFile(dir_ / "a.heic", HeifWith({}, Box("moov", Box("mvhd", "\0\0\0\0"s + BigEndian(last, 4)))));
+  EXPECT_EQ(Taken("a.heic"), kItsFileTime);
+  WriteFile(dir_ / "a.heic", HeifWith({}, Box("moov", Box("mvhd", "\0\0\0\0"s + BigEndian(last + 1, 4)))));
+  EXPECT_EQ(Taken("a.heic"), "1990-01-01 00:00:00");
+}
+
+TEST_F(PhotoTimesTest, AHeifWithANumberBeyondAllYearsHasNoTime) {
+  for (const std::uint64_t time : {std::uint64_t{0x7FFFFFFFFFFFFFFF}, std::uint64_t{1} << 62U,
+                                   ~std::uint64_t{0}, kSince1904 + 99'999'999'999'999}) {
+    WriteFile(dir_ / "a.heic", HeifWith({}, Box("moov", Box("mvhd", "\1\0\0\0"s + BigEndian(time, 8)))));
+    EXPECT_EQ(Taken("a.heic"), kItsFileTime) << time;
+    const std::string property = Box("crtt", "\0\0\0\0"s + BigEndian(time, 8));
+    WriteFile(dir_ / "a.heic", HeifWith({property}, ""));
+    const std::string taken = Taken("a.heic");
+    EXPECT_EQ(taken.size(), std::string_view(kItsFileTime).size()) << taken;
+  }
+}
+
+TEST_F(PhotoTimesTest, ADayWithSomethingUnreadComesBehindAllOthers) {
+  const Tags tags = {{"Exif.Photo.DateTimeOriginal", "2001:02:03 soon"}};
+  EXPECT_EQ(TakenWith({tags[0], {"Exif.Image.DateTime", "2003:03:03 03:03:03"}}), "2003-03-03 03:03:03");
+  EXPECT_EQ(TakenWith(tags, "IMG_20190304_101112.jpg"), "2019-03-04 10:11:12");
+  EXPECT_EQ(TakenWith(tags), "2001-02-03 00:00:00");
+}
+
+TEST_F(PhotoTimesTest, AYearAloneComesBehindAllOthers) {
+  EXPECT_EQ(TakenWith({{"Xmp.photoshop.DateCreated", "1985"}}), "1985-01-01 00:00:00");
+  EXPECT_EQ(TakenWith({{"Xmp.photoshop.DateCreated", "1985-06"}}), "1985-06-01 00:00:00");
+  EXPECT_EQ(TakenWith({{"Xmp.photoshop.DateCreated", "1985"}, {"Xmp.xmp.CreateDate", "2005-05-05"}}),
+            "2005-05-05 00:00:00");
+}
+
+TEST_F(PhotoTimesTest, AYearOutOfBoundsGivesWayToTheNextSource) {
+  for (const char* text : {"0001:01:01 00:00:00", "1895:05:01 12:00:00"}) {
+    EXPECT_EQ(
+        TakenWith({{"Exif.Photo.DateTimeOriginal", text}, {"Exif.Image.DateTime", "2003:03:03 03:03:03"}}),
+        "2003-03-03 03:03:03")
+        << text;
+    EXPECT_EQ(TakenWith({{"Exif.Photo.DateTimeOriginal", text}}), kItsFileTime) << text;
+  }
+}
+
+// Programs put the mark on the clock of the camera when they make XMP of its Exif, which has no zone.
+TEST_F(PhotoTimesTest, AMarkOfUniversalTimeInATextOfAPhotoChangesNothing) {
+  Zone("CET-1CEST,M3.5.0,M10.5.0/3");
+  EXPECT_EQ(TakenWith({{"Xmp.exif.DateTimeOriginal", "2019-03-04T09:11:12Z"}}), "2019-03-04 09:11:12");
+  MakeImage(dir_ / "plain.png", 40, 30);
+  WriteFile(dir_ / "a.png", PngWith(ReadFile(dir_ / "plain.png"), "tEXt",
+                                    "Creation Time\0"s + "Mon, 04 Mar 2019 10:11:12 GMT"));
+  EXPECT_EQ(Taken("a.png"), "2019-03-04 10:11:12");
+}
+
 TEST_F(PhotoTimesTest, ANameCountsForPicturesThatTellNothing) {
   EXPECT_EQ(TakenWith({}, "IMG-20190304-WA0001.jpg"), "2019-03-04 00:00:00");
   EXPECT_EQ(TakenWith({{"Exif.Image.DateTime", "2003:03:03 03:03:03"}}, "IMG_20190304_101112.jpg"),
@@ -173,6 +230,11 @@ TEST_F(PhotoTimesTest, TheTitleInTheDefaultLanguageCounts) {
   EXPECT_EQ(TitleWith({{"Xmp.dc.title", "lang=de-DE Abend"}, {"Xmp.dc.title", "lang=x-default Evening"}}),
             "Evening");
   EXPECT_EQ(TitleWith({{"Xmp.dc.title", "lang=de-DE Abend"}}), "Abend");
+}
+
+TEST_F(PhotoTimesTest, ABlankTitleGivesWayToOneInAnotherLanguage) {
+  EXPECT_EQ(TitleWith({{"Xmp.dc.title", "lang=x-default  "}, {"Xmp.dc.title", "lang=de-DE Abend"}}), "Abend");
+  EXPECT_EQ(TitleWith({{"Xmp.dc.title", "lang=de-DE  "}, {"Xmp.dc.title", "lang=fr-FR Soir"}}), "Soir");
 }
 
 TEST_F(PhotoTimesTest, ATitleIsUtf8AndFitsItsField) {

@@ -106,6 +106,11 @@ TEST_F(Probe, AFileOfTheFutureHasItsDate) {
   EXPECT_EQ(result.media["szMDate"].asString(), "2100-01-01 00:00:00");
 }
 
+TEST_F(Probe, ATitleHasTheBlanksOfItsName) {
+  for (const char* name : {" lead", "trail ", "tab\t", " "})
+    EXPECT_EQ(Photo(std::string(name) + ".jpg")["szTitle"].asString(), name);
+}
+
 TEST_F(Probe, ANameThatIsNoTextKeepsItsBytesAndGetsAReadableTitle) {
   const Json::Value media = Photo("caf\xE9.jpg");
   EXPECT_EQ(media["szPath"].asString(), dir_ / "caf\xE9.jpg");
@@ -239,6 +244,19 @@ TEST_F(Probe, WhatFollowsAPictureDoesNotMakeItDamaged) {
   EXPECT_EQ(Content("b.jpg", whole + std::string(100'000, 'x')).outcome, ProbeOutcome::kOk);
 }
 
+// Its end is looked for, but not in all of a hole.
+TEST_F(Probe, APictureWithAHoleBehindItIsReadInNoTime) {
+  MakeJpeg(dir_ / "a.jpg", 400, 300);
+  const std::string whole = ReadFile(dir_ / "a.jpg");
+  WriteFile(dir_ / "a.jpg", whole.substr(0, whole.size() - 20));
+  if (truncate((dir_ / "a.jpg").c_str(), off_t{1} << 40) != 0) GTEST_SKIP() << "no file of this size here";
+  alarm(60);
+  const ProbeResult result = ProbeFile(dir_ / "a.jpg", MediaKind::kPhoto);
+  alarm(0);
+  EXPECT_EQ(result.outcome, ProbeOutcome::kDamaged);
+  EXPECT_EQ(result.reason, "the picture is cut short");
+}
+
 TEST_F(Probe, APhotoCutAnywhereIsNeverOk) {
   constexpr std::size_t kCuts = 100;
   for (const char* name : {"a.jpg", "a.png"}) {
@@ -287,19 +305,35 @@ TEST_F(Probe, ContainersHaveTheirShortNames) {
   }
 }
 
-// The matrix of the first track of an MP4 file, as a phone that was held turned by DEGREES writes it.
-void TurnVideo(std::string& content, int degrees) {
+// The first five numbers of the matrix of an MP4 file's first track.
+void SetMatrix(std::string& content, const std::array<int, 5>& values) {
   const std::size_t track = content.find("tkhd");
   ASSERT_NE(track, std::string::npos);
   constexpr std::size_t kMatrixOffset = 44;
-  const int sine = degrees == 90 ? 1 : degrees == 270 ? -1 : 0;
-  const int cosine = degrees == 180 ? -1 : degrees == 0 ? 1 : 0;
-  const std::array values = {cosine, sine, 0, -sine, cosine};
   for (std::size_t index = 0; index < values.size(); ++index) {
     const std::uint32_t fixed = static_cast<std::uint32_t>(values.at(index)) << 16U;
     for (std::size_t byte = 0; byte < 4; ++byte) {
       content[track + kMatrixOffset + index * 4 + byte] = static_cast<char>(fixed >> (24U - 8U * byte));
     }
+  }
+}
+
+// As a phone that was held turned by DEGREES writes it.
+void TurnVideo(std::string& content, int degrees) {
+  const int sine = degrees == 90 ? 1 : degrees == 270 ? -1 : 0;
+  const int cosine = degrees == 180 ? -1 : degrees == 0 ? 1 : 0;
+  SetMatrix(content, {cosine, sine, 0, -sine, cosine});
+}
+
+// As a selfie camera writes it: mirrored, then turned.
+TEST_F(Probe, AMirroredVideoIsTurnedByWhatIsLeftWithoutTheMirror) {
+  if (!MakeVideo(dir_ / "a.mp4", 64, 48, 1)) GTEST_SKIP() << "no ffmpeg";
+  std::string content = ReadFile(dir_ / "a.mp4");
+  const std::map<int, std::array<int, 5>> matrices = {
+      {0, {-1, 0, 0, 0, 1}}, {180, {1, 0, 0, 0, -1}}, {90, {0, 1, 0, 1, 0}}, {270, {0, -1, 0, -1, 0}}};
+  for (const auto& [degrees, matrix] : matrices) {
+    SetMatrix(content, matrix);
+    EXPECT_EQ(Content("b.mp4", content, MediaKind::kVideo).media["rotation"].asInt(), degrees);
   }
 }
 

@@ -47,6 +47,49 @@ TEST_F(TitlesTest, ATitleThatSomebodyGaveStays) {
   EXPECT_EQ(Title("a.jpg"), "Mine");
 }
 
+// The plug-in takes a title that begins as the name does for one that is made from it.
+TEST_F(TitlesTest, ATitleThatBeginsAsItsFileComesIntoARowToo) {
+  MakeJpeg(File("Paris.jpg"), 40, 30);
+  Index();
+  EXPECT_EQ(Title("Paris.jpg"), "Paris");
+  MakeTitled("Paris.jpg", "Paris by night");
+  Index();
+  EXPECT_EQ(Title("Paris.jpg"), "Paris by night");
+  Reread();
+  EXPECT_EQ(Title("Paris.jpg"), "Paris by night");
+}
+
+TEST_F(TitlesTest, ATitleThatSomebodyGaveStaysBesideOneThatBeginsAsItsFile) {
+  MakeJpeg(File("Paris.jpg"), 40, 30);
+  Index();
+  SetTitle("Mine");
+  MakeTitled("Paris.jpg", "Paris by night");
+  Index();
+  EXPECT_EQ(Title("Paris.jpg"), "Mine");
+}
+
+TEST_F(TitlesTest, ATitleThatSomebodyGaveStaysWhateverTheNameIs) {
+  const std::vector<std::string> names = {" lead.jpg", "trail .jpg", "tab\t.jpg", "my.photo.jpg",
+                                          "plain.jpg"};
+  for (const std::string& name : names) MakeJpeg(File(name), 40, 30);
+  Index();
+  SetTitle("Mine");
+  Reread();
+  for (const std::string& name : names) EXPECT_EQ(Title(name), "Mine") << name;
+}
+
+TEST_F(TitlesTest, AFailedCallLeavesTheTitle) {
+  MakeJpeg(File("Paris.jpg"), 40, 30);
+  Index();
+  MakeTitled("Paris.jpg", "Paris by night");
+  Environment("LD_PRELOAD", REFUSING_TRIGGERS);
+  Environment("TRIGGER_AT_OPEN",
+              "CREATE TEMP TRIGGER refusal BEFORE UPDATE ON photo_image WHEN NEW.title <> '' BEGIN SELECT "
+              "RAISE(ABORT, 'refused'); END");
+  Index({}, 3);
+  EXPECT_EQ(Title("Paris.jpg"), "Paris");
+}
+
 TEST_F(TitlesTest, ASideFileWins) {
   MakeTitled("a.jpg", "Evening");
   fs::create_directories(File("@eaDir/a.jpg"));

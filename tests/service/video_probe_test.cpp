@@ -124,6 +124,10 @@ TEST_F(VideoDates, AviFilesHaveTheClockOfThePlace) {
 TEST_F(VideoDates, TheDateChunkOfCamerasIsRead) {
   const std::map<std::string, std::string> dates = {{"Mon Mar 10 15:04:43 2003\n", "2003-03-10 15:04:43"},
                                                     {"2005:08:17 11:42:43", "2005-08-17 11:42:43"},
+                                                    {"2005:08:17 03:42:43 PM", "2005-08-17 15:42:43"},
+                                                    {"2001/ 1/27  1:42PM", "2001-01-27 13:42:00"},
+                                                    {"2005/11/28/ 09:19", "2005-11-28 09:19:00"},
+                                                    {"MON MAR 10 15:04:43 2003", "2003-03-10 15:04:43"},
                                                     {"2005/08/17 11:42:43", "2005-08-17 11:42:43"}};
   for (const auto& [written, read] : dates) {
     MakeAviOf("b.avi", written);
@@ -139,8 +143,41 @@ TEST_F(VideoDates, TimesThatAreNoneArePassedOver) {
             "2020-07-02 00:30:00");
   ASSERT_TRUE(MakeTaggedVideo(dir_ / "b.mkv", {{"creation_time", "1970-01-01T00:00:00Z"}}));
   ExpectNone("b.mkv");
+  for (const char* time : {"1904-01-01T00:00:01Z", "1980-01-01T00:00:00Z", "1989-12-31T12:00:00Z"}) {
+    ASSERT_TRUE(MakeTaggedVideo(dir_ / "b.mp4", {{"creation_time", time}}));
+    ExpectNone("b.mp4");
+  }
   ASSERT_TRUE(MakeTaggedVideo(dir_ / "c.mp4", {{"date", "20200701"}}));
   ExpectNone("c.mp4");
+}
+
+TEST_F(VideoDates, ATimeOfAStreamAloneCounts) {
+  ASSERT_TRUE(MakeTaggedVideo(dir_ / "a.mov", {{"creation_time", "2020-07-01T22:30:00Z"}}));
+  std::string content = ReadFile(dir_ / "a.mov");
+  const std::size_t film = content.find("mvhd");
+  ASSERT_NE(film, std::string::npos);
+  constexpr std::size_t kTimeAt = 8;
+  WriteFile(dir_ / "b.mov", content.replace(film + kTimeAt, 4, 4, '\0'));
+  EXPECT_EQ(DateOf("b.mov"), "2020-07-02 00:30:00");
+}
+
+// What the header of a WMV counts in steps of 100 ns since 1601.
+TEST_F(VideoDates, AWindowsVideoHasItsTimeInItsHeader) {
+  ASSERT_TRUE(MakeCodedVideo(dir_ / "a.wmv", "-c:v wmv2 -c:a wmav2"));
+  std::string content = ReadFile(dir_ / "a.wmv");
+  const std::size_t object = content.find("\xA1\xDC\xAB\x8C\x47\xA9\xCF\x11");
+  ASSERT_NE(object, std::string::npos);
+  const auto with_time = [&](std::uint64_t steps) {
+    for (std::size_t byte = 0; byte < 8; ++byte)
+      content[object + 48 + byte] = static_cast<char>(steps >> (8 * byte));
+    WriteFile(dir_ / "b.wmv", content);
+  };
+  with_time((11'644'473'600 + 1'593'642'600) * std::uint64_t{10'000'000});
+  EXPECT_EQ(DateOf("b.wmv"), "2020-07-02 00:30:00");
+  for (const std::uint64_t none : {std::uint64_t{0}, ~std::uint64_t{0}}) {
+    with_time(none);
+    ExpectNone("b.wmv");
+  }
 }
 
 TEST_F(VideoDates, TheNameTellsWhereTheContainerDoesNot) {
@@ -169,18 +206,62 @@ TEST(NameTime, AsTelephonesWriteIt) {
       {"PXL_20200701_223000123.mp4", "2020-07-02 00:30:00"},
       {"PXL_20200701_223000123.LS.mp4", "2020-07-02 00:30:00"},
       {"VID-20200701-WA0001.mp4", "2020-07-01 00:00:00"},
+      {"20200701T223000.mp4", "2020-07-01 22:30:00"},
+      {"2020_07_01_22_30_00.mp4", "2020-07-01 22:30:00"},
+      {"Screenshot 2024-01-05 101112.png", "2024-01-05 10:11:12"},
+      {"signal-2020-07-01-223000.jpg", "2020-07-01 22:30:00"},
+      {"signal-2020-07-01-22-30-00-123.jpg", "2020-07-01 22:30:00"},
+      {"WP_20140606_12_34_56_Pro.jpg", "2014-06-06 12:34:56"},
+      {"Bildschirmfoto 2021-03-04 um 10.11.12.jpg", "2021-03-04 10:11:12"},
+      {"WhatsApp Bild 2021-03-04 um 10.11.12.jpg", "2021-03-04 10:11:12"},
+      {"Capture d’écran 2021-03-04 à 10.11.12.jpg", "2021-03-04 10:11:12"},
       {"19700101_000000.mp4", "1970-01-01 00:00:00"},
       {"20991231_235959.mp4", "2099-12-31 23:59:59"},
   };
   for (const auto& [name, time] : times) EXPECT_EQ(TimeInName(name), time) << name;
 }
 
+TEST(NameTime, ClocksOfTwelveHoursAreConverted) {
+  const std::map<std::string, std::string> times = {
+      {"Screen Shot 2021-03-04 at 10.11.12 PM.png", "2021-03-04 22:11:12"},
+      {"Screenshot 2021-03-04 at 10.11.12\xE2\x80\xAFPM.png", "2021-03-04 22:11:12"},
+      {"Screenshot 2021-03-04 at 10.11.12\xC2\xA0pm.png", "2021-03-04 22:11:12"},
+      {"WhatsApp Image 2023-01-05 at 11.45.12 PM.jpeg", "2023-01-05 23:45:12"},
+      {"WhatsApp Image 2023-01-05 at 12.05.00 AM.jpeg", "2023-01-05 00:05:00"},
+      {"WhatsApp Image 2023-01-05 at 12.05.00 PM (1).jpeg", "2023-01-05 12:05:00"},
+      {"Screen Shot 2021-03-04 at 9.41.00 AM.png", "2021-03-04 09:41:00"},
+      {"Screen Shot 2021-03-04 at 9.41.00 PM 2.png", "2021-03-04 21:41:00"},
+      {"2021-03-04 9.41.00 PM.png", "2021-03-04 21:41:00"}};
+  for (const auto& [name, time] : times) EXPECT_EQ(TimeInName(name), time) << name;
+}
+
 TEST(NameTime, OtherNumbersAreNone) {
-  for (const char* name :
-       {"", "a.mp4", "20200701.mp4", "IMG_20200701.mp4", "VID_20201301_223000.mp4", "VID_20200701_243000.mp4",
-        "VID_20200230_223000.mp4", "19691231_235959.mp4", "21000101_000000.mp4", "120200701_223000.mp4",
-        "20200701_2230001.mp4", "20200701_22300012.mp4", "1593642600000.mp4", "2020-07-01.mp4",
-        "2020-07-01 22.30.mp4", "VID-20200701-WA.mp4", "20200701"}) {
+  for (const char* name : {"",
+                           "a.mp4",
+                           "20200701.mp4",
+                           "IMG_20200701.mp4",
+                           "VID_20201301_223000.mp4",
+                           "VID_20200701_243000.mp4",
+                           "VID_20200230_223000.mp4",
+                           "19691231_235959.mp4",
+                           "21000101_000000.mp4",
+                           "120200701_223000.mp4",
+                           "20200701_2230001.mp4",
+                           "20200701_22300012.mp4",
+                           "1593642600000.mp4",
+                           "2020-07-01.mp4",
+                           "2020-07-01 22.30.mp4",
+                           "2020-07-01 22.60.00.mp4",
+                           "2020-07-01 9.41.00.mp4",
+                           "2020-07-01 at 9.41.00.mp4",
+                           "2020-07-01  at 22.30.00.mp4",
+                           "2020-07-01 at one 22.30.00.mp4",
+                           "2020-07-01at 22.30.00.mp4",
+                           "2020-07-01 2 22.30.00.mp4",
+                           "20200701 at 22.30.00.mp4",
+                           "2020-07-01 at 22.30.001.2.mp4x1234",
+                           "VID-20200701-WA.mp4",
+                           "20200701"}) {
     EXPECT_EQ(TimeInName(name), std::nullopt) << name;
   }
 }

@@ -98,7 +98,7 @@ TEST(Wire, AnUnknownActionIsRefused) {
 }
 
 TEST(Wire, AnUnknownOutcomeIsRefused) {
-  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kJobless);
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kPartial);
   EXPECT_TRUE(DecodeResults(OneResult(kLast)));
   EXPECT_FALSE(DecodeResults(OneResult(kLast + 1)));
 }

@@ -9,7 +9,7 @@ constexpr int kShort = 2;
 constexpr int kQuarters = 3;  // bits of a turn
 
 bool IsPicture(const HeifItem& item) {
-  return item.type != "Exif";
+  return item.type != "Exif" && item.type != "mime";
 }
 
 std::string FullBox(const std::string& kind, int version, const std::string& content) {
@@ -55,10 +55,14 @@ std::string PropertyBoxes(const std::vector<HeifItem>& items) {
   return Box("iprp", Box("ipco", boxes) + table);
 }
 
+const std::string kXmpType = "application/rdf+xml";
+
 std::string ItemTable(const std::vector<HeifItem>& items) {
   std::string entries;
   for (const HeifItem& item : items)
-    entries += FullBox("infe", 2, Number(item.id, kShort) + Number(0, kShort) + item.type + '\0');
+    entries += FullBox("infe", 2,
+                       Number(item.id, kShort) + Number(0, kShort) + item.type + '\0' +
+                           (item.type == "mime" ? kXmpType + '\0' : ""));
   return FullBox("iinf", 0, Number(static_cast<int>(items.size()), kShort) + entries);
 }
 

@@ -10,7 +10,8 @@ struct HeifItem {
   int id = 0;
   int width = 0;
   int height = 0;
-  std::string type = "av01";  // "grid": the items of `parts` side by side; "Exif": metadata of `describes`
+  std::string type =
+      "av01";  // "grid": the items of `parts` side by side; "Exif", "mime" (XMP): metadata of `describes`
   std::vector<std::string> properties;  // further ones, in the order in which they are applied
   std::vector<int> parts;
   int describes = 0;

@@ -18,9 +18,9 @@
 #include "platform/exiv2_scope.h"
 #include "platform/media_file.h"
 #include "platform/safe_image.h"
+#include "platform/xmp_namespaces.h"
 #include "process/kept_image.h"
 #include "process/metadata_size.h"
-#include "process/xmp_namespaces.h"
 
 namespace {
 
