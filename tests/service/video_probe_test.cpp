@@ -316,6 +316,12 @@ TEST(VideoPlace, OtherTextsAreNone) {
   }
 }
 
+TEST_F(VideoProbe, MatroskaHasATagOfItsOwnForThePlace) {
+  if (!MakeTaggedVideo(dir_ / "a.mkv", {{"RECORDING_LOCATION", "+48.8577+002.2950/"}}))
+    GTEST_SKIP() << "no ffmpeg";
+  EXPECT_EQ(Read("a.mkv").place, R"({"lat":"48.857700","lng":"2.295000"})");
+}
+
 // What the container leaves out, and a decoder or parser has to tell.
 TEST_F(VideoProbe, EveryFamilyTellsItsStreams) {
   if (!HasFfmpeg()) GTEST_SKIP() << "no ffmpeg";
