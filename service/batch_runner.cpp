@@ -23,7 +23,7 @@
 #include "queries_sql.h"
 #include "reason_text.h"
 #include "savepoint.h"
-#include "trimmed.h"
+#include "title_choice.h"
 #include "worker_memory.h"
 
 namespace {
@@ -297,28 +297,6 @@ ItemResult BatchRunner::DeleteFile(const WorkItem& item) {
   return JudgeGone(plugin_.IndexDelete(hidden.path.c_str()), item.kind, hidden.path);
 }
 
-// The title that a photo carries takes the place of one that is made from the file's name, and of no other. A
-// side file's still wins: the plug-in reads it later. It keeps the row's title where the record's begins as
-// the name does, so that a made one has to go first, and replaces it otherwise, so that a given one is handed
-// over.
-bool BatchRunner::ChooseTitle(const WorkItem& item, Prepared& prepared, std::optional<Savepoint>& cleared) {
-  Json::Value& title = prepared.record["szTitle"];
-  const std::string made = title.asString();
-  if (prepared.title.empty() && prepared.record["szName"].asString().starts_with(made)) return true;
-  const std::optional<std::string> stored = StoredTitle(item);
-  if (!stored) return false;
-  if (!stored->empty() && Trimmed(*stored) != Trimmed(made)) {
-    title = *stored;
-    return true;
-  }
-  if (prepared.title.empty()) return true;
-  title = prepared.title;
-  if (stored->empty()) return true;
-  cleared.emplace(Database());
-  const std::string key = library_.FileKey(library_.Below(item.path));
-  return cleared->set() && Database().Run(Database().Escaped(kClearTitleSql, key).c_str());
-}
-
 ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
   if (prepared.late) {
     // A row that is there may know more.
@@ -327,7 +305,10 @@ ItemResult BatchRunner::Update(const WorkItem& item, Prepared& prepared) {
     if (*recorded) return ItemResult::Unopened(prepared.trouble);
   }
   std::optional<Savepoint> cleared;
-  if (item.kind == ItemKind::kPhoto && !ChooseTitle(item, prepared, cleared)) return CannotAsk();
+  const std::string key = library_.FileKey(library_.Below(item.path));
+  if (item.kind == ItemKind::kPhoto &&
+      !ChooseTitle(Database(), key, prepared.title, prepared.record, cleared))
+    return CannotAsk();
   const LentPosition position(item.path, PlaceToStore(item, prepared));
   const int result = item.action == ItemAction::kReindex
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
@@ -435,12 +416,6 @@ std::optional<bool> BatchRunner::HasAlbum(const std::string& folder) {
 std::optional<bool> BatchRunner::HasRow(ItemKind kind, const std::string& path) {
   return Finds(kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql, "path",
                library_.FileKey(library_.Below(path)));
-}
-
-std::optional<std::string> BatchRunner::StoredTitle(const WorkItem& item) {
-  const auto rows = Database().Query({"title"}, kPhotoSql, library_.FileKey(library_.Below(item.path)));
-  if (!rows) return std::nullopt;
-  return rows->empty() ? "" : rows->front().front().value_or("");
 }
 
 void BatchRunner::RetryOneByOne(std::size_t first) {

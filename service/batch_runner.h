@@ -13,7 +13,6 @@
 #include "log_capture.h"
 #include "outcome.h"
 #include "plugin.h"
-#include "savepoint.h"
 #include "wire.h"
 #include "work_item.h"
 #include "write_turn.h"
@@ -70,11 +69,6 @@ class BatchRunner {
   // answers to a rename or a delete tells little: the rows tell.
   std::optional<bool> HasAlbum(const std::string& folder);
   std::optional<bool> HasRow(ItemKind kind, const std::string& path);
-  // Gives the record of a photo the title that the row is to have. Where the row's has been cleared for it,
-  // CLEARED has to be kept. False when the database cannot be asked.
-  [[nodiscard]] bool ChooseTitle(const WorkItem& item, Prepared& prepared, std::optional<Savepoint>& cleared);
-  // The title in the photo's row, "" without; nothing when it cannot be asked.
-  std::optional<std::string> StoredTitle(const WorkItem& item);
   // The text in "gps" of the row of the video at PATH, "" without; nothing when it cannot be asked.
   std::optional<std::string> StoredPlace(const std::string& path);
   // The place to be stored with the video: none where the row has one, since that may be a person's.

@@ -27,7 +27,8 @@ constexpr std::int64_t kMaxPixels = std::int64_t{36} << 20;
 // Pictures whose size the metadata library may not tell. That of JPEG XL needs no decoder, and the one that
 // there is does not come back from a header that breaks off.
 constexpr const char* kPictureFormats =
-    "bmp_pipe,gif,gif_pipe,j2k_pipe,jpeg_pipe,jpegls_pipe,png_pipe,apng,psd_pipe,tiff_pipe,webp_pipe,mjpeg";
+    "bmp_pipe,gif,gif_pipe,j2k_pipe,jpeg_pipe,jpegls_pipe,png_pipe,apng,psd_pipe,tiff_pipe,webp_pipe,mjpeg,"
+    "mov";
 constexpr const char* kPictureDecoders = "bmp,gif,jpeg2000,mjpeg,jpegls,png,apng,psd,tiff,webp,vp8";
 // What the extensions of videos stand for. A picture under such a name would be decoded for its size alone.
 constexpr const char* kVideoFormats =

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include "trimmed.h"
+
 namespace {
 
 constexpr int kFirstTmYear = 1900;
@@ -144,7 +146,7 @@ struct ReadFields {
 };
 
 std::optional<ReadFields> FieldsIn(std::string_view text) {
-  Scanner scanner(text.substr(0, text.find('\0')));
+  Scanner scanner(Trimmed(text.substr(0, text.find('\0'))));
   Time time;
   if (!ReadDate(scanner, time)) return std::nullopt;
   if (time.kind == TimeKind::kDay) ReadRest(scanner, time);

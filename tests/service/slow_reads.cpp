@@ -1,5 +1,6 @@
-// Put in front of the system's calls by LD_PRELOAD, as on a disk that has to start: one large read of a file
-// (or SLOW_READ_COUNT of them) takes SLOW_READ_SECONDS. Nobody waits for it: the process's clock goes on.
+// Put in front of the system's calls by LD_PRELOAD, as on a disk that has to start: the first large read of a
+// file, or the one behind SLOW_READ_AFTER others, takes SLOW_READ_SECONDS. Nobody waits for it: the process's
+// clock goes on.
 #include <dlfcn.h>
 #include <sys/types.h>
 #include <time.h>
@@ -20,10 +21,8 @@ long FromEnvironment(const char* name, long otherwise) {
 }
 
 void TakeTime(std::size_t size) {
-  static long left = FromEnvironment("SLOW_READ_COUNT", 1);
-  if (size != kLargeRead || left <= 0) return;
-  --left;
-  ahead += FromEnvironment("SLOW_READ_SECONDS", 0);
+  static long left = FromEnvironment("SLOW_READ_AFTER", 0);
+  if (size == kLargeRead && left-- == 0) ahead += FromEnvironment("SLOW_READ_SECONDS", 0);
 }
 
 ssize_t Read(int descriptor, void* data, std::size_t size, off64_t offset) {

@@ -45,6 +45,20 @@ TEST_F(SlowReadsTest, AVideoThatCouldNotBeReadInTimeIsTriedAgainByEachRun) {
   EXPECT_EQ(Videos(), "1");
 }
 
+// The header was there in time.
+TEST_F(SlowReadsTest, ANewVideoGetsWhatIsKnownOfIt) {
+  fs::remove(File("a.mp4"));
+  ASSERT_TRUE(
+      MakeCodedVideo(File("b.mov"), "-c:v mjpeg -q:v 1 -s 1280x720 -c:a pcm_s16le -movflags faststart"));
+  ReadsTake(30s);
+  Environment("SLOW_READ_AFTER", "1");
+  EXPECT_EQ(FailureOf(Index({}, kSomeFailed), "b.mov"), kTooLong);
+  EXPECT_EQ(Value("SELECT resolutionX FROM video"), "1280");
+  Environment("LD_PRELOAD", "");
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_EQ(Index()["added"].asInt(), 0) << "it was read to its end";
+}
+
 TEST_F(SlowReadsTest, ARowThatIsThereStaysWhenItsVideoCannotBeReadInTime) {
   Index();
   fs::last_write_time(File("a.mp4"), fs::file_time_type::clock::now() + 1h);

@@ -49,8 +49,8 @@ TEST(TakenTime, ClocksOfTwelveHoursAreConverted) {
 }
 
 TEST(TakenTime, ADayAloneIsItsMidnight) {
-  for (const char* text :
-       {"2019-03-04", "2019.03.04", "2019:03:04 ", "2019:03:04   :  :  ", "2019-03-04T", "2019-03-04Z"})
+  for (const char* text : {"2019-03-04", "2019.03.04", "2019:03:04 ", "2019:03:04   :  :  ", "2019-03-04T",
+                           "2019-03-04Z", "2019-03-04\r\n"})
     EXPECT_EQ(Day(text), "2019-03-04 00:00:00") << text;
 }
 
