@@ -11,7 +11,7 @@
 #include "state_root.h"
 
 // Raised when files that could not be read, or not wholly, are to be tried again.
-inline constexpr const char* kReaderVersion = "2";
+inline constexpr const char* kReaderVersion = "3";
 
 std::string CatalogueFile(const StateRoot& root, const Library& library);
 

@@ -45,6 +45,18 @@ TEST_F(SlowReadsTest, AVideoThatCouldNotBeReadInTimeIsTriedAgainByEachRun) {
   EXPECT_EQ(Videos(), "1");
 }
 
+// What it is shown to a decoder for is the size, which a damaged one does not tell elsewhere.
+TEST_F(SlowReadsTest, APictureThatCouldNotBeReadInTimeIsTriedAgainByEachRun) {
+  fs::remove(File("a.mp4"));
+  MakeJpeg(scratch() / "whole.jpg", 40, 30);
+  constexpr std::size_t kStart = 20;
+  WriteFile(File("c.jpg"), ReadFile(scratch() / "whole.jpg").substr(0, kStart));
+  ReadsTake(30s);
+  EXPECT_EQ(FailureOf(Index({}, kSomeFailed), "c.jpg"), kTooLong);
+  Environment("LD_PRELOAD", "");
+  EXPECT_NE(FailureOf(Index({}, kSomeFailed), "c.jpg"), kTooLong);
+}
+
 // The header was there in time.
 TEST_F(SlowReadsTest, ANewVideoGetsWhatIsKnownOfIt) {
   fs::remove(File("a.mp4"));

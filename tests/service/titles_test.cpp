@@ -1,6 +1,6 @@
 // Titles that photos carry, in the real program: which of them come into the row, and which stay.
 #include "support/media_maker.h"
-#include "support/service_test.h"
+#include "support/shared_tree_test.h"
 
 namespace fs = std::filesystem;
 
@@ -45,18 +45,6 @@ TEST_F(TitlesTest, ATitleThatSomebodyGaveStays) {
   MakeTitled("a.jpg", "Another one");
   Index();
   EXPECT_EQ(Title("a.jpg"), "Mine");
-}
-
-// The plug-in takes a title that begins as the name does for one that is made from it.
-TEST_F(TitlesTest, ATitleThatBeginsAsItsFileComesIntoARowToo) {
-  MakeJpeg(File("Paris.jpg"), 40, 30);
-  Index();
-  EXPECT_EQ(Title("Paris.jpg"), "Paris");
-  MakeTitled("Paris.jpg", "Paris by night");
-  Index();
-  EXPECT_EQ(Title("Paris.jpg"), "Paris by night");
-  Reread();
-  EXPECT_EQ(Title("Paris.jpg"), "Paris by night");
 }
 
 TEST_F(TitlesTest, ATitleThatSomebodyGaveStaysBesideOneThatBeginsAsItsFile) {
@@ -108,6 +96,44 @@ TEST_F(TitlesTest, ATitleMovesWithItsPhoto) {
   fs::rename(File("trip/a.jpg"), File("trip/c.jpg"));
   Index();
   EXPECT_EQ(Title("trip/c.jpg"), "Mine");
+}
+
+template <typename Base>
+class TitlesOnBothTest : public Base {};
+
+using Kinds = testing::Types<LibraryRowsTest, SharedTreeTest>;
+class KindNames {
+ public:
+  template <typename Kind>
+  static std::string GetName(int) {
+    return std::is_same_v<Kind, LibraryRowsTest> ? "Personal" : "Shared";
+  }
+};
+TYPED_TEST_SUITE(TitlesOnBothTest, Kinds, KindNames);
+
+// The plug-in takes a title that begins as the name does for one that is made from it.
+TYPED_TEST(TitlesOnBothTest, ATitleThatBeginsAsItsFileComesIntoARowToo) {
+  MakeJpeg(this->File("Paris.jpg"), 40, 30);
+  this->Index();
+  EXPECT_EQ(this->Value("SELECT title FROM photo_image"), "Paris");
+  for (int run = 0; run < 2; ++run) {
+    MakeJpeg(this->File("Paris.jpg"), 40 + run, 30, {{"Xmp.dc.title", "Paris by night"}});
+    this->Index();
+    EXPECT_EQ(this->Value("SELECT title FROM photo_image"), "Paris by night") << run;
+  }
+}
+
+// The savepoint of the clearing lies inside that of the move.
+TYPED_TEST(TitlesOnBothTest, ATitleThatBeginsAsItsFileComesIntoARowThatMovesToo) {
+  MakeJpeg(this->File("Paris.jpg"), 40, 30);
+  this->Index();
+  fs::create_directories(this->File("trip"));
+  fs::rename(this->File("Paris.jpg"), this->File("trip/Paris.jpg"));
+  MakeJpeg(this->scratch() / "titled.jpg", 40, 30, {{"Xmp.dc.title", "Paris by night"}});
+  WriteFile(this->File("trip/Paris.jpg"), ReadFile(this->scratch() / "titled.jpg"));
+  this->Index();
+  EXPECT_EQ(this->Value("SELECT title FROM photo_image"), "Paris by night");
+  EXPECT_EQ(this->Value("SELECT count(*) FROM photo_image"), "1");
 }
 
 }  // namespace
