@@ -133,7 +133,7 @@ std::optional<std::string> FirstTime(std::string_view name) {
 
 std::optional<std::string> TimeInName(std::string_view name) {
   constexpr std::string_view kUniversal = "PXL_";
-  const auto time = FirstTime(name);
+  auto time = FirstTime(name);
   if (!time || !name.starts_with(kUniversal)) return time;
   const auto local = LocalTimeOfUtc(*time);
   return local ? std::optional(local->text) : std::nullopt;

@@ -36,6 +36,7 @@ const std::map<std::string, std::map<std::string, std::string>> kDifferences = {
     {"go-mp4/sample_fragmented.mp4", {{"duration_s", "the reader does not add up the fragments"}}},
     {"rails/video.webm", {{"duration_s", "the longest stream, not the tag of one"}}},
     {"pigallery2/edge_case_exif_data/date_error.JPG", {{"taken", "no date"}}},
+    {"pigallery2/edge_case_exif_data/before_epoch.jpg", {{"taken", "no year of photography"}}},
 };
 
 const std::set<std::string> kVideoExtensions = {".avi", ".mov", ".mp4", ".mkv", ".webm",
