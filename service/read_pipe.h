@@ -3,7 +3,7 @@
 
 #include <string>
 
-// Everything that has been written into PIPE, without waiting.
+// What has been written into PIPE, without waiting; some 64 KiB of it at most.
 std::string ReadPipe(int pipe);
 
 #endif  // SERVICE_READ_PIPE_H_

@@ -24,12 +24,21 @@ constexpr int kMostFailedStarts = 3;
 // A worker takes longer to start than to do fewer than these.
 constexpr std::size_t kItemsWorthAWorker = 8;
 constexpr const char* kKilled = "killed by signal 9 (Killed)";
+// Of a batch, each item of which is announced when it is read, when it is written and when it is tried alone:
+// a worker that goes on telling where it is has no deadline.
+constexpr std::size_t kMostMessages = 16 * kBatchSize;
 constexpr const char* kNonsense = "the worker's answer makes no sense";
 
 std::string TimedOut(milliseconds limit) {
   std::ostringstream text;
   text << "timed out after " << std::chrono::duration<double>(limit).count() << " s";
   return text.str();
+}
+
+// The worker's failures that are the run's.
+bool MayEndRun(ExitStatus status) {
+  return status == ExitStatus::kFatal || status == ExitStatus::kConfiguration ||
+         status == ExitStatus::kDatabase;
 }
 
 }  // namespace
@@ -90,9 +99,9 @@ bool Supervisor::GiveBatch(Slot& slot) {
   slot.state = State::kBusy;
   slot.reported = 0;
   slot.current = kNoItem;
+  slot.told = 0;
   slot.since = Clock::now();
-  // One that is gone shows when its end of the socket is read.
-  static_cast<void>(slot.process.channel().Send(MessageType::kBatch, EncodeBatch(batch)));
+  slot.process.channel().Post(MessageType::kBatch, EncodeBatch(batch));
   return true;
 }
 
@@ -100,7 +109,9 @@ void Supervisor::Wait() {
   Clock::time_point until = Clock::now() + kTick;
   std::vector<pollfd> descriptors{{signals_.descriptor(), POLLIN, 0}};
   for (const auto& slot : slots_) {
-    descriptors.push_back({slot->process.channel().descriptor(), POLLIN, 0});
+    const Channel& channel = slot->process.channel();
+    const bool sends = channel.has_unsent();
+    descriptors.push_back({channel.descriptor(), static_cast<short>(sends ? POLLIN | POLLOUT : POLLIN), 0});
     until = std::min(until, Deadline(*slot));
   }
   const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();
@@ -114,6 +125,7 @@ void Supervisor::Wait() {
 
 void Supervisor::Serve(Slot& slot) {
   Channel& channel = slot.process.channel();
+  channel.Flush();
   const Channel::State state = channel.Fill();
   while (const auto message = channel.Next()) {
     if (!Accept(slot, *message)) return Lose(slot, kNonsense);
@@ -125,6 +137,7 @@ void Supervisor::Serve(Slot& slot) {
 bool Supervisor::Accept(Slot& slot, const Message& message) {
   const bool busy = slot.state == State::kBusy;
   slot.since = Clock::now();
+  if (++slot.told > kMostMessages) return false;
   switch (message.type) {
     case MessageType::kReady:
       return slot.state == State::kStarting && AcceptReady(slot, message.content);
@@ -165,7 +178,8 @@ bool Supervisor::AcceptReady(Slot& slot, std::string_view content) {
 bool Supervisor::AcceptUnusable(Slot& slot, std::string_view content) {
   MessageReader reader(content);
   const auto status = static_cast<ExitStatus>(reader.Number());
-  Failure reason{status, reader.Text()};
+  Failure reason{status, reader.Text().substr(0, kLongestTrouble)};
+  if (!reader.Complete() || !MayEndRun(status)) return false;
   const bool was_open = slot.state == State::kBusy;
   if (was_open) slot.state = State::kIdle;
   slot.batch.clear();  // no item is to blame
@@ -174,7 +188,7 @@ bool Supervisor::AcceptUnusable(Slot& slot, std::string_view content) {
     failure_ = std::move(reason);
     StopWorkers();
   }
-  return reader.Complete();
+  return true;
 }
 
 bool Supervisor::AcceptPosition(Slot& slot, std::string_view content) {
@@ -188,7 +202,8 @@ bool Supervisor::AcceptPosition(Slot& slot, std::string_view content) {
 bool Supervisor::AcceptResults(Slot& slot, std::string_view content) {
   const auto results = DecodeResults(content);
   if (!results || results->first != slot.reported ||
-      results->items.size() > slot.batch.size() - slot.reported) {
+      results->items.size() > slot.batch.size() - slot.reported ||
+      results->generations.size() > results->items.size()) {
     return false;
   }
   for (const ItemResult& result : results->items) Finish(slot.batch[slot.reported++].item, result);
@@ -258,7 +273,7 @@ void Supervisor::HandleSignal() {
 
 void Supervisor::StopWorkers() {
   stop_deadline_ = Clock::now() + kStopPatience;
-  for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
+  for (const auto& slot : slots_) slot->process.channel().Post(MessageType::kStop);
 }
 
 // What still has something in hand by now is given up: its transaction is rolled back. The others, with them
@@ -267,9 +282,11 @@ void Supervisor::EndWorkers() {
   std::erase_if(slots_, [](const auto& slot) {
     return slot->state == State::kBusy && slot->reported < slot->batch.size();
   });
-  for (const auto& slot : slots_) static_cast<void>(slot->process.channel().Send(MessageType::kStop));
+  const Clock::time_point end = Clock::now() + (stopped_by_ == 0 ? kEndPatience : kStopPatience);
+  for (const auto& slot : slots_) slot->process.channel().Post(MessageType::kStop);
   for (const auto& slot : slots_) {
-    static_cast<void>(slot->process.AwaitEnd(stopped_by_ == 0 ? kEndPatience : kStopPatience));
+    const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+    static_cast<void>(slot->process.AwaitEnd(std::max(left, milliseconds(0))));
   }
   slots_.clear();
 }

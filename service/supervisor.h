@@ -63,6 +63,7 @@ class Supervisor {
     State state = State::kStarting;
     std::vector<WorkQueue::Entry> batch;
     std::size_t reported = 0;         // results of the batch that have come
+    std::size_t told = 0;             // messages of the batch
     std::uint32_t current = kNoItem;  // the item it is at
     Clock::time_point since = Clock::now();
   };

@@ -12,6 +12,12 @@ namespace {
 constexpr std::uint32_t kLongestMessage = 1U << 20;
 constexpr std::size_t kFillSize = 65536;
 
+std::string FrameOf(MessageType type, std::string_view content) {
+  MessageWriter frame;
+  frame.Number(static_cast<std::uint32_t>(content.size() + 1)).Byte(static_cast<std::uint8_t>(type));
+  return frame.content() + std::string(content);
+}
+
 }  // namespace
 
 MessageWriter& MessageWriter::Byte(std::uint8_t value) {
@@ -108,7 +114,8 @@ std::string EncodeResults(const Results& results) {
   MessageWriter writer;
   writer.Number(results.first).Number(static_cast<std::uint32_t>(results.items.size()));
   for (const ItemResult& result : results.items) {
-    writer.Byte(static_cast<std::uint8_t>(result.outcome)).Text(result.trouble).Text(result.fingerprint);
+    writer.Byte(static_cast<std::uint8_t>(result.outcome));
+    writer.Text(std::string_view(result.trouble).substr(0, kLongestTrouble)).Text(result.fingerprint);
   }
   writer.Number(static_cast<std::uint32_t>(results.generations.size()));
   for (const std::uint64_t generation : results.generations) writer.LongNumber(generation);
@@ -123,7 +130,9 @@ std::optional<Results> DecodeResults(std::string_view content) {
     const std::uint8_t outcome = reader.Byte();
     if (outcome > static_cast<std::uint8_t>(ItemOutcome::kPartial)) return std::nullopt;
     std::string trouble = reader.Text();
-    results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(trouble), reader.Text()});
+    std::string fingerprint = reader.Text();
+    if (trouble.size() > kLongestTrouble || fingerprint.size() > kLongestFingerprint) return std::nullopt;
+    results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(trouble), std::move(fingerprint)});
   }
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     results.generations.push_back(reader.LongNumber());
@@ -133,9 +142,7 @@ std::optional<Results> DecodeResults(std::string_view content) {
 }
 
 bool Channel::Send(MessageType type, std::string_view content) {
-  MessageWriter frame;
-  frame.Number(static_cast<std::uint32_t>(content.size() + 1)).Byte(static_cast<std::uint8_t>(type));
-  const std::string bytes = frame.content() + std::string(content);
+  const std::string bytes = FrameOf(type, content);
   for (std::size_t sent = 0; sent < bytes.size();) {
     const ssize_t count = send(socket_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
     if (count < 0 && errno == EINTR) continue;
@@ -143,6 +150,22 @@ bool Channel::Send(MessageType type, std::string_view content) {
     sent += static_cast<std::size_t>(count);
   }
   return true;
+}
+
+void Channel::Post(MessageType type, std::string_view content) {
+  unsent_ += FrameOf(type, content);
+  Flush();
+}
+
+// One that is gone shows when its end of the socket is read.
+void Channel::Flush() {
+  while (!unsent_.empty()) {
+    const ssize_t count = send(socket_.get(), unsent_.data(), unsent_.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && errno != EAGAIN) unsent_.clear();
+    if (count <= 0) return;
+    unsent_.erase(0, static_cast<std::size_t>(count));
+  }
 }
 
 std::optional<Message> Channel::Receive() {

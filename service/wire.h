@@ -83,6 +83,10 @@ struct Batch {
 std::string EncodeBatch(const Batch& batch);
 std::optional<Batch> DecodeBatch(std::string_view content);
 
+// What is told of one item is cut at this, in bytes; what is longer comes from no worker of ours.
+inline constexpr std::size_t kLongestTrouble = 4096;
+inline constexpr std::size_t kLongestFingerprint = 128;
+
 struct Results {
   std::uint32_t first = 0;
   std::vector<ItemResult> items;
@@ -101,6 +105,10 @@ class Channel {
   int descriptor() const { return socket_.get(); }
   // Waits until all is sent; false when the other end is gone.
   [[nodiscard]] bool Send(MessageType type, std::string_view content = {});
+  // Never waits: what the other end does not take now goes with the next calls of this and of Flush.
+  void Post(MessageType type, std::string_view content = {});
+  void Flush();
+  bool has_unsent() const { return !unsent_.empty(); }
   // Waits for the next message; nothing when the other end is gone or sends what is no message.
   std::optional<Message> Receive();
   // Takes in what has arrived, without waiting.
@@ -115,6 +123,7 @@ class Channel {
 
   FileDescriptor socket_;
   std::string arrived_;
+  std::string unsent_;
   bool broken_ = false;
 };
 

@@ -103,6 +103,29 @@ TEST(Wire, AnUnknownOutcomeIsRefused) {
   EXPECT_FALSE(DecodeResults(OneResult(kLast + 1)));
 }
 
+// Whoever steers a worker could fill the catalogue with it.
+TEST(Wire, WhatIsToldOfAnItemHasABound) {
+  const auto with = [](std::size_t trouble, std::size_t fingerprint) {
+    return DecodeResults(MessageWriter()
+                             .Number(0)
+                             .Number(1)
+                             .Byte(0)
+                             .Text(std::string(trouble, 'x'))
+                             .Text(std::string(fingerprint, 'f'))
+                             .Number(0)
+                             .content());
+  };
+  EXPECT_TRUE(with(4096, 128));
+  EXPECT_FALSE(with(4097, 128));
+  EXPECT_FALSE(with(4096, 129));
+}
+
+TEST(Wire, ALongTroubleIsCut) {
+  const auto results = DecodeResults(EncodeResults({0, {ItemResult::Failed(std::string(5000, 'x'))}}));
+  ASSERT_TRUE(results);
+  EXPECT_EQ(results->items[0].trouble, std::string(4096, 'x'));
+}
+
 TEST(Wire, RandomBytesNeverBreakTheReader) {
   constexpr unsigned kSeed = 20240501;
   std::mt19937 random(kSeed);
@@ -133,6 +156,32 @@ class ChannelTest : public testing::Test {
   FileDescriptor raw_;
   std::optional<Channel> channel_;
 };
+
+TEST_F(ChannelTest, WhatIsPostedWaitsForNobody) {
+  const std::string content(1 << 19, 'c');
+  channel_->Post(MessageType::kBatch, content);
+  channel_->Post(MessageType::kStop);
+  ASSERT_TRUE(channel_->has_unsent());
+  Channel other(std::move(raw_));
+  std::vector<Message> arrived;
+  while (arrived.size() < 2) {
+    channel_->Flush();
+    ASSERT_EQ(other.Fill(), Channel::State::kOpen);
+    while (auto message = other.Next()) arrived.push_back(std::move(*message));
+  }
+  EXPECT_FALSE(channel_->has_unsent());
+  EXPECT_EQ(arrived[0].type, MessageType::kBatch);
+  EXPECT_EQ(arrived[0].content, content);
+  EXPECT_EQ(arrived[1].type, MessageType::kStop);
+}
+
+TEST_F(ChannelTest, NothingWaitsForAnEndThatIsGone) {
+  channel_->Post(MessageType::kBatch, std::string(1 << 19, 'c'));
+  ASSERT_TRUE(channel_->has_unsent());
+  raw_ = FileDescriptor();
+  channel_->Flush();
+  EXPECT_FALSE(channel_->has_unsent());
+}
 
 TEST_F(ChannelTest, AMessageMayComeByteByByte) {
   const std::string message =

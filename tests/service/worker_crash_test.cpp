@@ -306,11 +306,32 @@ INSTANTIATE_TEST_SUITE_P(
         Saying{"ResultsOfAnotherPlace", MessageType::kResults, EncodeResults({1000, {ItemResult::Stored()}})},
         Saying{"MoreResultsThanItems", MessageType::kResults,
                EncodeResults({0, std::vector<ItemResult>(kBatchSize + 1, ItemResult::Stored())})},
+        Saying{"MoreGenerationsThanItems", MessageType::kResults,
+               EncodeResults({0, {ItemResult::Stored()}, {1, 2}})},
+        Saying{"AnEndWithEverythingDone", MessageType::kUnusable,
+               MessageWriter().Number(0).Text("all done").content()},
+        Saying{"AnEndWithAStatusThatReadsAsDone", MessageType::kUnusable,
+               MessageWriter().Number(256).Text("all done").content()},
         Saying{"AnEarlyEnd", MessageType::kBatchEnd, ""},
         Saying{"APositionBehindTheBatch", MessageType::kAt, MessageWriter().Number(kBatchSize).content()},
         Saying{"ASecondBeginning", MessageType::kReady, MessageWriter().Text("").content()},
         Saying{"WhatOnlyTheSupervisorSays", MessageType::kStop, ""}),
     [](const auto& saying) { return std::string(saying.param.name); });
+
+// Each word of it gives it more time.
+TEST_F(WorkerCrashTest, AWorkerThatTellsForEverWhereItIsIsLost) {
+  const std::string frame = MessageWriter()
+                                .Number(1 + sizeof(std::uint32_t))
+                                .Byte(static_cast<std::uint8_t>(MessageType::kAt))
+                                .Number(0)
+                                .content();
+  std::string sayings;
+  for (int i = 0; i < 600; ++i) sayings += frame;
+  WriteFile(scratch() / "saying", sayings);
+  Environment("TEST_PLUGIN_SAYS", scratch() / "saying");
+  MakePhotos({"speak.jpg"});
+  EXPECT_EQ(FailureOf(Index({"--timeout", "30"}, 3), "speak.jpg"), "the worker's answer makes no sense");
+}
 
 TEST_F(WorkerCrashTest, TheWorkerProgramMayGoDuringARun) {
   const std::filesystem::path programs = UseCopyOfProgram();
