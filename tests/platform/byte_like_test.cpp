@@ -31,12 +31,12 @@ TEST(ByteLike, EveryConditionOfAStatementIsSeen) {
 }
 
 TEST(ByteLike, OtherTextStays) {
-  for (const char* sql :
-       {"SELECT 1 WHERE a like 'x'", "SELECT '\xE4 where a like ''x'''", "SELECT 1 WHERE a = '\xE4'",
-        "SELECT \"\xE4\" WHERE a like 'x'", "SELECT '\xE4' -- where a like '\xE4'",
-        "SELECT '\xE4' /* where a like '\xE4' */", "SELECT 1 WHERE x || a like '\xE4'",
-        "SELECT 1 WHERE a not like '\xE4'", "SELECT 1 WHERE '\xE4' like a", "\xE4", "'\xE4", "/* \xE4",
-        "-- \xE4", "WHERE a like", "WHERE like '\xE4'"}) {
+  for (const char* sql : {"SELECT 1 WHERE a like 'x'", "SELECT '\xE4 where a like ''x'''",
+                          "SELECT 1 WHERE a = '\xE4'", "SELECT \"\xE4\" WHERE a like 'x'",
+                          "SELECT `where a like '\xE4'` FROM t", "SELECT '\xE4' -- where a like '\xE4'",
+                          "SELECT '\xE4' /* where a like '\xE4' */", "SELECT 1 WHERE x || a like '\xE4'",
+                          "SELECT 1 WHERE a not like '\xE4'", "SELECT 1 WHERE '\xE4' like a", "\xE4", "'\xE4",
+                          "/* \xE4", "-- \xE4", "WHERE a like", "WHERE like '\xE4'"}) {
     EXPECT_EQ(Rewritten(sql), "(as it is)") << sql;
   }
 }

@@ -69,9 +69,10 @@ TEST_P(ConditionTest, EveryComparisonPasses) {
 }
 
 TEST_P(ConditionTest, AColumnMayHaveItsTable) {
-  EXPECT_EQ(Escape(GetParam(), "photo_image.path = 'a'"), "photo_image.path = 'a'");
+  for (const char* condition : {"photo_image.path = 'a'", "t.a='a'"})
+    EXPECT_EQ(Escape(GetParam(), condition), condition);
   for (const char* condition :
-       {".path = 'a'", "t. = 'a'", "t.1 = 'a'", "1.t = 'a'", "a.b.c = 'a'", "t .a = 'a'"})
+       {".path = 'a'", "t. = 'a'", "t.1 = 'a'", "1.t = 'a'", "a.b.c = 'a'", "t .a = 'a'", "t.a;= 'a'"})
     EXPECT_EQ(Escape(GetParam(), condition), std::nullopt) << condition;
 }
 

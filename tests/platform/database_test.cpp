@@ -286,6 +286,7 @@ TEST(ConnectTest, SqliteFileThatIsAPipeIsRefused) {
   const TempDir dir;
   ASSERT_EQ(mkfifo((dir / "photo.db").c_str(), 0600), 0);
   EXPECT_EQ(OpenSqlite(dir / "photo.db"), nullptr);
+  EXPECT_STREQ(KAVODBConnectErrorGet(), "Not a regular file.");
 }
 
 TEST(ConnectTest, FolderOfAnSqliteFileMayBeALink) {

@@ -4,8 +4,10 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -163,6 +165,21 @@ TEST_P(SchemaToolTest, ADatabaseThatCouldNotBeMadeIsNotMadeEmpty) {
   EXPECT_EQ(Value(OpenSqlite(database()), "SELECT sharename v FROM photo_share"), "/");
   fs::remove(database());
   EXPECT_NE(OpenSqlite(database()), nullptr);
+}
+
+// As on a full disk: the first page is written, the second is not.
+TEST_P(SchemaToolTest, ADatabaseThatDoesNotFitIsNotThere) {
+  constexpr rlim_t kOnePage = 4096;
+  struct rlimit usual {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const struct rlimit little = {kOnePage, usual.rlim_max};
+  signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &little), 0);
+  const int status = Make();
+  setrlimit(RLIMIT_FSIZE, &usual);
+  signal(SIGXFSZ, SIG_DFL);
+  EXPECT_NE(status, 0);
+  EXPECT_TRUE(Names().empty());
 }
 
 TEST_P(SchemaToolTest, AScriptWithoutALogMakesADatabaseWithout) {

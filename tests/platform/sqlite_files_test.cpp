@@ -181,6 +181,17 @@ TEST_F(SqliteFilesTest, AJournalThatNamesTheDatabaseIsNotTakenBack) {
   }
 }
 
+TEST_F(SqliteFilesTest, ASideFileWithASecondNameIsRefused) {
+  std::ofstream(Beside("victim")) << "not yours";
+  fs::create_hard_link(Beside("victim"), file() + "-wal");
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal has another name (a hard link); a copy has not.");
+}
+
+TEST_F(SqliteFilesTest, ASideFileThatIsAFolderIsRefused) {
+  fs::create_directory(file() + "-wal");
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal is not a regular file.");
+}
+
 TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
   if (geteuid() != 0) GTEST_SKIP() << "files cannot be given away here";
   constexpr uid_t kOwner = 1234;

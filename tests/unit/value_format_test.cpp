@@ -39,6 +39,7 @@ TEST(FormatValue, CountOfCharactersIsNotWritten) {
 
 TEST(FormatValue, FlagsWidthAndPrecisionCount) {
   EXPECT_EQ(Format("[%5d][%-5d][%05d][%+d][% d]"), "[    0][0    ][00000][+0][ 0]");
+  EXPECT_EQ(Format("[%12d][%.12d]"), "[           0][000000000000]");
   EXPECT_EQ(Format("[%.3d][%.0d][%5.2x][%#o][%#.0o]"), "[000][][   00][0][0]");
   EXPECT_EQ(Format("[%.1f][%+08.2f][%#.0f][%.0e][%#g]"), "[0.0][+0000.00][0.][0e+00][0.00000]");
   EXPECT_EQ(Format("[%5s][%-3s][%.2m]"), "[     ][   ][Su]");
