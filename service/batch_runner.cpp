@@ -96,7 +96,7 @@ bool ReadsFile(const WorkItem& item) {
 }  // namespace
 
 bool BatchRunner::Run(const Batch& batch) {
-  writer_ = batch.writer;
+  name_ = batch.name;
   items_ = batch.items;
   prepared_.clear();
   while (prepared_.size() < items_.size()) {
@@ -157,7 +157,7 @@ void BatchRunner::WriteTransaction(std::size_t first) {
 }
 
 bool BatchRunner::Commit() {
-  const auto generation = RaiseGeneration(Database(), writer_);
+  const auto generation = RaiseGeneration(Database(), name_);
   if (!generation) {
     KAVODBBatchRollback();
     return false;

@@ -108,7 +108,7 @@ class BatchRunner {
   LogCapture& log_;
   Channel& channel_;
   const WriteTurn& turn_;
-  std::string writer_;  // whose generation the database gets
+  RunName name_;  // whose generation the database gets
   std::vector<WorkItem> items_;
   std::vector<Prepared> prepared_;
   std::vector<ItemResult> results_;         // of the current transaction

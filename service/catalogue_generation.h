@@ -1,13 +1,16 @@
 // Which state of the library's database a catalogue speaks of.
 //
-// The database has a generation, which every batch raises in its own transaction together with the name of
-// the catalogue of that run (library_facts.h). The catalogue notes the generation of the last batch of which
-// it, like of all before, has noted what became of every item; the database commits first, so a run that is
-// killed leaves it behind and never ahead.
+// The database has a generation, which every batch raises in its own transaction, leaving the name of its run
+// and, for each catalogue, the last one of its runs (library_facts.h). The catalogue notes the generation of
+// the last batch of which it, like of all before, has noted what became of every item, and before a run's
+// first batch the run's name: the database commits first, so a run that is killed leaves it behind and never
+// ahead. A name is given once. So a database in which this catalogue's last generation is the one that it has
+// noted, or one of a run that began there, has come from there, whoever has written since.
 #ifndef SERVICE_CATALOGUE_GENERATION_H_
 #define SERVICE_CATALOGUE_GENERATION_H_
 
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 
@@ -16,34 +19,42 @@
 
 enum class Standing : std::uint8_t {
   kInStep,
-  kBehind,  // runs with this catalogue were killed before they could note what they had done
-  kOther,   // an older database was put back, or runs with another catalogue have written
+  kBehind,  // the database has come from what the catalogue speaks of
+  kOther,   // an older database was put back, or another one
 };
 
-inline constexpr const char* kGenerationFact = "generation";
-inline constexpr const char* kWriterFact = "writer";
+// What a catalogue has noted.
+struct NotedGenerations {
+  std::string writer;  // its own name
+  Generation last;     // that of a database without one, where nothing is noted
+  Generation own;      // the last one of a run with this catalogue; without a name where there was none
+  std::string begun;   // the name of the run that began last
+};
 
-// Of a catalogue with these facts, "" for those that it has not.
-Standing StandingOf(const std::string& generation, const std::string& writer, const Generation& database);
-Standing StandingOf(Catalogue& catalogue, const Generation& database);
+// READ gives the value of a fact of the catalogue, "" where there is none.
+using ReadFact = std::function<std::string(const char* name)>;
+NotedGenerations NotedIn(const ReadFact& read);
+NotedGenerations NotedIn(Catalogue& catalogue);
+Standing StandingOf(const NotedGenerations& noted, const LibraryFacts& database);
 
-// The name of CATALOGUE, under which a run with it writes.
-std::string WriterOf(Catalogue& catalogue);
-// CATALOGUE speaks of this state from now on. Under a new name, when it was made of it: states of before with
-// higher numbers are others.
-void Adopt(Catalogue& catalogue, const Generation& database);
-void AdoptMadeAnew(Catalogue& catalogue, const Generation& database);
+// CATALOGUE speaks of this state from now on. As another one where it was made of it: what it was before is
+// of no state that it knows.
+void Adopt(Catalogue& catalogue, const LibraryFacts& database);
+void AdoptMadeAnew(Catalogue& catalogue, const LibraryFacts& database);
 
 // What a run with CATALOGUE, which outlives it, gives the database. Workers finish in any order.
 class KeptGenerations {
  public:
   explicit KeptGenerations(Catalogue& catalogue);
+  // Before the first batch; what the catalogue notes of it survives a power cut.
+  const RunName& Begin();
   void Note(std::uint64_t number);
 
  private:
   Catalogue& catalogue_;
-  std::string writer_;
+  RunName name_;
   std::uint64_t noted_;
+  bool begun_ = false;
   std::set<std::uint64_t> ahead_;
 };
 

@@ -56,7 +56,8 @@ Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, cons
 
 class Agreement {
  public:
-  explicit Agreement(Catalogue& catalogue) : catalogue_(catalogue) {}
+  // TRUSTS what the catalogue says of rows that are there; else it is good for their objects alone.
+  Agreement(Catalogue& catalogue, bool trusts) : catalogue_(catalogue), trusts_(trusts) {}
 
   void AddRow(CatalogueEntry row) {
     auto& rows = row.kind == ItemKind::kFolder ? folders_ : files_;
@@ -70,7 +71,7 @@ class Agreement {
     for (const CatalogueEntry& folder : folders) {
       // What has no entry of its own is no row either.
       const bool recorded = folder.state != EntryState::kUnread || folder.stamp.inode != 0;
-      if (recorded && NoAlbumReason(folder.path) == nullptr) Compare(folder, folders_);
+      if (recorded && (!trusts_ || NoAlbumReason(folder.path) == nullptr)) Compare(folder, folders_);
       CompareFilesOf(folder.path);
     }
     for (const auto* rows : {&folders_, &files_}) {
@@ -92,17 +93,32 @@ class Agreement {
   }
 
   void Compare(const CatalogueEntry& entry, Rows& rows) {
-    const bool has_row = rows.erase(entry.path) > 0;
-    if (has_row || (entry.state != EntryState::kSent && entry.state != EntryState::kDamaged)) return;
-    CatalogueEntry without_row = entry;
-    without_row.state = EntryState::kUnread;
-    catalogue_.Put(without_row);
+    const auto row = rows.find(entry.path);
+    const bool has_row = row != rows.end() && row->second.kind == entry.kind;
+    if (has_row) rows.erase(row);
+    if (!trusts_ && !has_row) return catalogue_.Remove(entry.path, entry.kind);
+    if (trusts_ && (has_row || !IsSent(entry))) return;
+    CatalogueEntry unread = entry;
+    unread.state = EntryState::kUnread;
+    catalogue_.Put(unread);
+  }
+  static bool IsSent(const CatalogueEntry& entry) {
+    return entry.state == EntryState::kSent || entry.state == EntryState::kDamaged;
   }
 
   Catalogue& catalogue_;
+  bool trusts_;
   Rows folders_;
   Rows files_;
 };
+
+Outcome<Done> Reach(Agreement agreement, DatabaseReader& database, const Library& library,
+                    const LibraryFacts& facts) {
+  auto read =
+      ReadAllRows(database, library, facts, [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
+  if (read) agreement.Reach();
+  return read;
+}
 
 }  // namespace
 
@@ -113,12 +129,10 @@ Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Libr
 
 Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
                             const LibraryFacts& facts) {
-  Agreement agreement(catalogue);
-  if (auto read = ReadAllRows(database, library, facts,
-                              [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
-      !read) {
-    return read;
-  }
-  agreement.Reach();
-  return Done{};
+  return Reach(Agreement(catalogue, true), database, library, facts);
+}
+
+Outcome<Done> TakeRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                       const LibraryFacts& facts) {
+  return Reach(Agreement(catalogue, false), database, library, facts);
 }

@@ -11,9 +11,14 @@
 Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
                       const LibraryFacts& facts);
 
-// Makes CATALOGUE agree with the rows where a killed run has changed these and not noted it: rows that it
-// does not know are put into it, and what it takes for sent and has no row is sent again.
+// Makes CATALOGUE agree with rows that others, or a killed run that has not noted it, have changed since:
+// rows that it does not know are put into it, and what it takes for sent and has no row is sent again.
 Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
                             const LibraryFacts& facts);
+
+// As PutRows, where CATALOGUE speaks of another state of the rows: of what has one it keeps the object and
+// the content that it knows, so that moves are found; all of it is sent again.
+Outcome<Done> TakeRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                       const LibraryFacts& facts);
 
 #endif  // SERVICE_CATALOGUE_REPAIR_H_

@@ -193,10 +193,9 @@ void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& f
   const std::string subject =
       library.shared() ? "database " + library.database() : Visible(library.database());
   const std::string of_library = library.shared() ? " --shared" : " " + Visible(library.folder);
-  const auto fact = [&](const char* name) {
-    return Only(catalogue.Query({"value"}, kFact, std::string(name)));
-  };
-  switch (StandingOf(fact(kGenerationFact), fact(kWriterFact), facts->generation)) {
+  const NotedGenerations noted =
+      NotedIn([&](const char* name) { return Only(catalogue.Query({"value"}, kFact, std::string(name))); });
+  switch (StandingOf(noted, *facts)) {
     case Standing::kInStep:
       return ExamineRows(catalogue, database, subject, "run: lumivault reindex" + of_library, findings);
     case Standing::kBehind:

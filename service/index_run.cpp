@@ -3,7 +3,6 @@
 #include <unordered_set>
 #include <utility>
 
-#include "catalogue_generation.h"
 #include "library_catalogue.h"
 #include "survey.h"
 #include "tree_source.h"
@@ -195,8 +194,8 @@ Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
     return !held;
   });
   Told told(ledger_, progress_);
-  Supervisor supervisor({options_.worker, WriterOf(catalogue_), options_.workers, options_.file_timeout},
-                        queue, told, signals_);
+  Supervisor supervisor({options_.worker, ledger_.Begin(), options_.workers, options_.file_timeout}, queue,
+                        told, signals_);
   auto outcome = supervisor.Run();
   stopped_by_ = supervisor.stopped_by();
   progress_.End();

@@ -32,8 +32,6 @@ void Ledger::LibraryOpen() {
 }
 
 void Ledger::NoteWaiting(const std::vector<WorkItem>& items) {
-  // What the database has and the catalogue has not would be moved twice.
-  if (std::any_of(items.begin(), items.end(), IsMove)) catalogue_.MakeDurable();
   for (const WorkItem& item : items) {
     if (item.action != ItemAction::kSetAside) continue;
     catalogue_.Put({Key(item.path), item.kind, item.stamp, "", EntryState::kPlanned});

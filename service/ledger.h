@@ -33,6 +33,8 @@ class Ledger {
   // ITEM is left to the next run.
   void NoteRefused(const WorkItem& item);
   void NoteDone(const WorkItem& item, const ItemResult& result);
+  // The name of the run, noted before anything of it is sent.
+  const RunName& Begin() { return generations_.Begin(); }
   // What was told so far of a transaction is all of it.
   void NoteKept(std::uint64_t generation) { generations_.Note(generation); }
   // The loss brake holds.

@@ -103,7 +103,7 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
     facts = std::move(*found);
     if (auto put = PutRows(catalogue, database, library, facts); !put) return put;
   }
-  AdoptMadeAnew(catalogue, facts.generation);
+  AdoptMadeAnew(catalogue, facts);
   catalogue.PutFact(kFileSystemsFact, "");
   catalogue.PutFact(kDatabaseFact, identity);
   catalogue.Commit();
@@ -141,16 +141,15 @@ Outcome<Done> Align(Catalogue& catalogue, const Library& library, const std::str
   if (!facts) return Unusable(library, database);
   SetFact(catalogue, kMarkedFact, facts->marked ? std::optional<std::string>("") : std::nullopt);
   SetFact(catalogue, kMountsFact, facts->mounts);
-  switch (StandingOf(catalogue, facts->generation)) {
-    case Standing::kInStep:
-      return Done{};
-    case Standing::kOther:
-      return MakeAnew(catalogue, library, identity);
-    case Standing::kBehind:
-      break;
-  }
-  if (auto agreed = AgreeWithRows(catalogue, database, library, *facts); !agreed) return agreed;
-  Adopt(catalogue, facts->generation);
+  const Standing standing = StandingOf(NotedIn(catalogue), *facts);
+  if (standing == Standing::kInStep) return Done{};
+  const bool other = standing == Standing::kOther;
+  if (other && !database.HasSchema()) return MakeAnew(catalogue, library, identity);
+  if (auto agreed = other ? TakeRows(catalogue, database, library, *facts)
+                          : AgreeWithRows(catalogue, database, library, *facts);
+      !agreed)
+    return agreed;
+  other ? AdoptMadeAnew(catalogue, *facts) : Adopt(catalogue, *facts);
   catalogue.Commit();
   return Done{};
 }

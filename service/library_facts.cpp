@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <string_view>
 
 #include "library_facts_sql.h"
 
 namespace {
 
 constexpr int kDecimal = 10;
+constexpr std::string_view kOfWriter = "generation/";
 
 std::uint64_t NumberOf(const std::optional<std::string>& text) {
   return std::strtoull(text.value_or("0").c_str(), nullptr, kDecimal);
@@ -19,6 +21,15 @@ std::optional<bool> FindTable(DatabaseReader& database) {
   const auto found =
       database.Query({"name"}, database.on_server() ? kFactTableOfPostgres : kFactTableOfSqlite);
   return found ? std::optional(!found->empty()) : std::nullopt;
+}
+
+void Take(const DatabaseReader::Row& row, LibraryFacts& facts) {
+  const std::string name = row[0].value_or("");
+  if (name == "generation") facts.generation = {NumberOf(row[1]), row[2].value_or("")};
+  if (name.starts_with(kOfWriter))
+    facts.writers[name.substr(kOfWriter.size())] = {NumberOf(row[1]), row[2].value_or("")};
+  if (name == "marked") facts.marked = true;
+  if (name == "mounts") facts.mounts = row[2];
 }
 
 }  // namespace
@@ -34,17 +45,13 @@ Outcome<LibraryFacts> ReadFacts(DatabaseReader& database) {
   if (!*present) return facts;
   const auto rows = database.Query({"name", "number", "value"}, kFactsSql);
   if (!rows) return Unreadable(database);
-  for (const DatabaseReader::Row& row : *rows) {
-    if (row[0] == "generation") facts.generation = {NumberOf(row[1]), row[2].value_or("")};
-    if (row[0] == "marked") facts.marked = true;
-    if (row[0] == "mounts") facts.mounts = row[2];
-  }
+  for (const DatabaseReader::Row& row : *rows) Take(row, facts);
   return facts;
 }
 
-std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const std::string& writer) {
-  const auto raised = database.Query({"number"}, kRaiseGenerationSql, writer);
-  if (!raised || raised->size() != 1) return std::nullopt;
+std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const RunName& name) {
+  const auto raised = database.Query({"number"}, kRaiseGenerationSql, name.run, name.writer);
+  if (!raised || raised->empty() || !database.Run(kForgetWritersSql)) return std::nullopt;
   return NumberOf(raised->front().front());
 }
 

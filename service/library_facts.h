@@ -4,25 +4,33 @@
 #define SERVICE_LIBRARY_FACTS_H_
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
 #include "database_reader.h"
 #include "outcome.h"
 
-// Which state of a database it is: every batch of a run raises the number, and says whose catalogue the run
-// keeps. What other programs write does not count.
+// Which state of a database it is: every batch of a run raises the number and leaves the run's name. What
+// other programs write does not count.
 struct Generation {
   std::uint64_t number = 0;
-  std::string writer;
+  std::string run;
 
   bool operator==(const Generation&) const = default;
 };
 
+// Who raises it.
+struct RunName {
+  std::string writer;  // the catalogue that the run keeps
+  std::string run;     // no other run has it
+};
+
 struct LibraryFacts {
   Generation generation;
-  bool marked = false;                // a full reindex has marked rows and has not come to its end
-  std::optional<std::string> mounts;  // where rows lie on other file systems (mount_record.h)
+  std::map<std::string, Generation> writers;  // the last one of each, of those that wrote last
+  bool marked = false;                        // a full reindex has marked rows and has not come to its end
+  std::optional<std::string> mounts;          // where rows lie on other file systems (mount_record.h)
 };
 
 inline constexpr const char* kFactTable = "lumivault_fact";
@@ -32,7 +40,7 @@ inline constexpr const char* kFactTable = "lumivault_fact";
 Outcome<LibraryFacts> ReadFacts(DatabaseReader& database);
 
 // These belong into an open transaction. Nothing or false: it cannot be kept.
-std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const std::string& writer);
+std::optional<std::uint64_t> RaiseGeneration(DatabaseReader& database, const RunName& name);
 [[nodiscard]] bool NoteMarked(DatabaseReader& database, bool marked);
 [[nodiscard]] bool NoteMounts(DatabaseReader& database, const std::string& mounts);
 // No row is marked any more.

@@ -9,9 +9,16 @@ inline constexpr const char* kFactTableOfPostgres =
     "current_schema()::regnamespace";
 
 inline constexpr const char* kFactsSql = "SELECT name, number, value FROM lumivault_fact";
+// The database's own row and that of the writer get one number and the name of the run.
 inline constexpr const char* kRaiseGenerationSql =
-    "INSERT INTO lumivault_fact (name, number, value) VALUES ('generation', 1, '@KAVO:VAR') ON CONFLICT "
-    "(name) DO UPDATE SET number = lumivault_fact.number + 1, value = excluded.value RETURNING number";
+    "INSERT INTO lumivault_fact (name, number, value) SELECT N.name, (SELECT coalesce(max(number), 0) + 1 "
+    "FROM lumivault_fact WHERE name = 'generation'), '@KAVO:VAR' FROM (SELECT 'generation' AS name UNION ALL "
+    "SELECT 'generation/@KAVO:VAR') N WHERE true ON CONFLICT (name) DO UPDATE SET number = excluded.number, "
+    "value = excluded.value RETURNING number";
+// All but the sixteen that wrote last.
+inline constexpr const char* kForgetWritersSql =
+    "DELETE FROM lumivault_fact WHERE name LIKE 'generation/%' AND name NOT IN (SELECT name FROM "
+    "lumivault_fact WHERE name LIKE 'generation/%' ORDER BY number DESC, name LIMIT 16)";
 inline constexpr const char* kNoteMarkedSql =
     "INSERT INTO lumivault_fact (name) VALUES ('marked') ON CONFLICT (name) DO NOTHING";
 inline constexpr const char* kNoteMountsSql =

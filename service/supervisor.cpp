@@ -94,7 +94,7 @@ void Supervisor::StartWorkers() {
 bool Supervisor::GiveBatch(Slot& slot) {
   slot.batch = queue_.Take(options_.workers);
   if (slot.batch.empty()) return false;
-  Batch batch{options_.writer, {}};
+  Batch batch{options_.name, {}};
   for (const WorkQueue::Entry& entry : slot.batch) batch.items.push_back(entry.item);
   slot.state = State::kBusy;
   slot.reported = 0;

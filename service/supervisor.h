@@ -33,7 +33,7 @@ class RunObserver {
 
 struct SupervisorOptions {
   WorkerStart worker;
-  std::string writer;  // whose catalogue the run keeps
+  RunName name;
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
 };

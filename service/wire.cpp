@@ -83,7 +83,8 @@ std::string MessageReader::Text() {
 
 std::string EncodeBatch(const Batch& batch) {
   MessageWriter writer;
-  writer.Text(batch.writer).Number(static_cast<std::uint32_t>(batch.items.size()));
+  writer.Text(batch.name.writer).Text(batch.name.run);
+  writer.Number(static_cast<std::uint32_t>(batch.items.size()));
   for (const WorkItem& item : batch.items) {
     writer.Byte(static_cast<std::uint8_t>(item.kind)).Byte(static_cast<std::uint8_t>(item.action));
     writer.Byte(item.same_content ? 1 : 0);
@@ -95,7 +96,8 @@ std::string EncodeBatch(const Batch& batch) {
 std::optional<Batch> DecodeBatch(std::string_view content) {
   MessageReader reader(content);
   Batch batch;
-  batch.writer = reader.Text();
+  batch.name.writer = reader.Text();
+  batch.name.run = reader.Text();
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     const std::uint8_t kind = reader.Byte();
     const std::uint8_t action = reader.Byte();

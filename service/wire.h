@@ -3,8 +3,8 @@
 // order, texts carry a 32-bit length of their own.
 //
 //   supervisor -> worker
-//     kBatch      text: whose catalogue the run keeps; count, then for each item its kind, action and
-//                 whether its content is the same (8 bits each), path and old path
+//     kBatch      texts: whose catalogue the run keeps, its own name; count, then for each item its kind,
+//                 action and whether its content is the same (8 bits each), path and old path
 //     kStop       nothing: commit what there is, report it, leave the rest of the batch
 //   worker -> supervisor
 //     kReady      text: the library is open; which file its database is
@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "file_descriptor.h"
+#include "library_facts.h"
 #include "work_item.h"
 
 enum class MessageType : std::uint8_t { kBatch = 1, kStop, kReady, kUnusable, kAt, kResults, kBatchEnd };
@@ -77,7 +78,7 @@ class MessageReader {
 };
 
 struct Batch {
-  std::string writer;
+  RunName name;
   std::vector<WorkItem> items;
 };
 std::string EncodeBatch(const Batch& batch);

@@ -228,7 +228,7 @@ CREATE TABLE IF NOT EXISTS lumivault_fact (
   number BIGINT NOT NULL DEFAULT 0,
   value TEXT NOT NULL DEFAULT ''
 );
-COMMENT ON TABLE lumivault_fact IS 'generation: raised by every batch of a run, and whose catalogue it was; marked: rows are marked by a reindex; mounts: on which file systems below the tree rows lie.';
+COMMENT ON TABLE lumivault_fact IS 'generation: raised by every batch, and the name of its run; generation/CATALOGUE: the last one of those who wrote last; marked: rows are marked by a reindex; mounts: on which file systems below the tree rows lie.';
 
 COMMENT ON TABLE photo_image IS 'One row a photo.';
 COMMENT ON COLUMN photo_image.path IS 'Absolute path, raw bytes.';

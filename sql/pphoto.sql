@@ -219,7 +219,7 @@ CREATE UNIQUE INDEX IF NOT EXISTS photo_image_label_key
   ON photo_image_label (info_new, info, status, image_id, label_id);
 
 -- What the indexing service keeps here about its runs, and nothing that is indexed: 'generation', a number that every batch
--- of a run raises and whose catalogue it was; 'marked', while rows are marked by a reindex; 'mounts', on which file
+-- raises and the name of its run; 'generation/CATALOGUE', the last one of those who wrote last; 'marked', while rows are marked by a reindex; 'mounts', on which file
 -- systems below the library rows lie.
 CREATE TABLE IF NOT EXISTS lumivault_fact (
   name TEXT NOT NULL PRIMARY KEY,

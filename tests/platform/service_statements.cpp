@@ -140,6 +140,7 @@ List CatalogueStatements() {
        "walks what it has found itself, a step in the index a folder"},
       {TEXT(kCountFiles), kTable, On::kSqlite, "counts all, once a run"},
       {TEXT(kCountFilesWithRows), kTable, On::kSqlite, "counts all, for doctor"},
+      {TEXT(kForgetWritersSql), kTable, "looks at a table of some twenty rows"},
       {TEXT(kForgetTrials), kTable, On::kSqlite, "looks at every entry, once after an update"},
       {TEXT(kRemoveEntries), kAll, On::kSqlite, "the whole catalogue goes"},
   };

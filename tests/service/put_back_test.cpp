@@ -35,11 +35,16 @@ class GenerationTest : public Base {
   std::string Generation() const {
     return this->Value("SELECT number FROM lumivault_fact WHERE name = 'generation'");
   }
-  // As a run leaves it that is killed before it can note anything of what it does.
+  std::string Noted(const std::string& fact) const {
+    return QueryDatabase(Catalogue(), "SELECT value FROM fact WHERE name = '" + fact + "'").at(0).at("value");
+  }
+  // As a run leaves it that is killed before it can note anything of what it does but its name.
   Json::Value IndexAndForget() {
     fs::copy_file(Catalogue(), this->scratch() / "before", fs::copy_options::overwrite_existing);
     Json::Value report = this->Index();
+    const std::string run = Noted("run");
     fs::copy_file(this->scratch() / "before", Catalogue(), fs::copy_options::overwrite_existing);
+    QueryDatabase(Catalogue(), "INSERT OR REPLACE INTO fact VALUES ('run', '" + run + "')");
     return report;
   }
   void ExpectUnchanged(int files = kFiles) {
@@ -80,11 +85,111 @@ TYPED_TEST(GenerationTest, ADatabaseOfBeforeItHadOneGetsEverythingAgain) {
   this->ExpectUnchanged();
 }
 
-// Where numbers are the same, the name of the catalogue is not.
-TYPED_TEST(GenerationTest, ADatabaseThatRunsWithAnotherCatalogueHaveWrittenGetsEverythingAgain) {
-  this->Query("UPDATE lumivault_fact SET value = 'another' WHERE name = 'generation'");
+// Where numbers are the same, the name of the run is not.
+TYPED_TEST(GenerationTest, ADatabaseOfTheSameNumberFromAnotherRunGetsEverythingAgain) {
+  this->Query("UPDATE lumivault_fact SET value = 'another' WHERE name LIKE 'generation%'");
   EXPECT_EQ(this->Index()["added"].asInt(), kFiles);
   this->ExpectUnchanged();
+}
+
+TYPED_TEST(GenerationTest, SeveralWorkersLeaveTheCatalogueInStepWithTheDatabase) {
+  for (int i = 0; i < 200; ++i) MakeJpeg(this->File("many/" + std::to_string(i) + ".jpg"), 8, 8);
+  EXPECT_EQ(this->Index({"--jobs", "2"})["added"].asInt(), 200);
+  EXPECT_EQ(this->Noted("generation"),
+            this->Value("SELECT number || ' ' || value FROM lumivault_fact WHERE name = 'generation'"));
+}
+
+// What is kept of a photo that moved while an older database was put back: its object is known still.
+TYPED_TEST(GenerationTest, AMoveIsKnownThoughEverythingIsSentAgain) {
+  this->NamePerson("f1/1.jpg", "Ada");
+  const std::string id = this->IdOf("f1/1.jpg");
+  this->Query("UPDATE lumivault_fact SET number = number - 1 WHERE name LIKE 'generation%'");
+  fs::rename(this->File("f1/1.jpg"), this->File("f2/moved.jpg"));
+  const Json::Value report = this->Index();
+  EXPECT_EQ(report["moved"].asInt(), 1);
+  EXPECT_EQ(report["added"].asInt(), kFiles - 1);
+  EXPECT_EQ(this->IdOf("f2/moved.jpg"), id);
+  EXPECT_EQ(this->PersonOn("f2/moved.jpg"), "Ada");
+  this->ExpectUnchanged();
+}
+
+// Two state folders for one library, in turn.
+template <typename Base>
+class TwoStatesTest : public GenerationTest<Base> {
+ protected:
+  void SetUp() override {
+    GenerationTest<Base>::SetUp();
+    if (this->IsSkipped()) return;
+    fs::rename(this->state(), Other());
+    if (this->shared()) {
+      ASSERT_EQ(this->Run({"init", "--shared", this->folder()}).status, 0);
+    }
+    EXPECT_EQ(this->Index()["added"].asInt(), kFiles) << "it knows nothing of them";
+    Exchange();
+  }
+  fs::path Other() const { return this->scratch() / "other"; }
+  void Exchange() const {
+    fs::rename(this->state(), this->scratch() / "between");
+    fs::rename(Other(), this->state());
+    fs::rename(this->scratch() / "between", Other());
+  }
+  Json::Value InOther() {
+    Exchange();
+    Json::Value report = this->Index();
+    Exchange();
+    return report;
+  }
+  static int Sent(const Json::Value& report) {
+    return report["added"].asInt() + report["moved"].asInt() + report["deleted"].asInt();
+  }
+};
+TYPED_TEST_SUITE(TwoStatesTest, Libraries);
+
+TYPED_TEST(TwoStatesTest, NeitherReadsAgainWhatIsAsItWas) {
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(this->Sent(this->Index()), 0) << i;
+    EXPECT_EQ(this->Sent(this->InOther()), 0) << i;
+  }
+}
+
+TYPED_TEST(TwoStatesTest, EachReadsItsOwnChangesAlone) {
+  for (int i = 0; i < 2; ++i) {
+    MakeJpeg(this->File("a" + std::to_string(i) + ".jpg"), 8, 8);
+    EXPECT_EQ(this->Sent(this->Index()), 1) << i;
+    EXPECT_EQ(this->Sent(this->InOther()), 1) << "that one, which it has not read yet; " << i;
+    EXPECT_EQ(this->Sent(this->Index()), 0) << i;
+  }
+}
+
+TYPED_TEST(TwoStatesTest, APhotoThatMovesKeepsItsPeople) {
+  this->NamePerson("f1/1.jpg", "Ada");
+  MakeJpeg(this->File("new.jpg"), 8, 8);
+  this->InOther();
+  fs::rename(this->File("f1/1.jpg"), this->File("f1/renamed.jpg"));
+  const Json::Value report = this->Index();
+  EXPECT_EQ(report["moved"].asInt(), 1);
+  EXPECT_EQ(report["deleted"].asInt(), 0);
+  EXPECT_EQ(this->PersonOn("f1/renamed.jpg"), "Ada");
+  EXPECT_EQ(this->InOther()["deleted"].asInt(), 0);
+  EXPECT_EQ(this->PersonOn("f1/renamed.jpg"), "Ada");
+}
+
+TYPED_TEST(TwoStatesTest, AnOlderDatabaseIsNoneOfTheOthersMaking) {
+  this->Query("DELETE FROM photo_image WHERE path = " + this->KeyLiteral("f1/1.jpg"));
+  this->Query("UPDATE lumivault_fact SET number = number - 1 WHERE name = 'generation/" +
+              this->Noted("writer") + "'");
+  EXPECT_EQ(this->Index()["added"].asInt(), kFiles);
+}
+
+TYPED_TEST(TwoStatesTest, TheDatabaseRemembersSixteenOfThem) {
+  for (int i = 0; i < 20; ++i) {
+    this->Query("INSERT INTO lumivault_fact (name, number, value) VALUES ('generation/" + std::to_string(i) +
+                "', 0, 'long ago')");
+  }
+  MakeJpeg(this->File("new.jpg"), 8, 8);
+  this->Index();
+  EXPECT_EQ(this->Value("SELECT count(*) FROM lumivault_fact WHERE name LIKE 'generation/%'"), "16");
+  EXPECT_EQ(this->Sent(this->InOther()), 1);
 }
 
 TYPED_TEST(GenerationTest, AnUpgradeOfBothReadsNothingAgain) {
@@ -297,6 +402,25 @@ TEST_F(PutBackTest, WhileAKilledRunWasNotNoted) {
   IndexAndForget();
   PutBack();
   EXPECT_EQ(Index()["added"].asInt(), 1) << "it is what the catalogue speaks of";
+  ExpectUnchanged(kFiles + 1);
+}
+
+// Two databases of one number, each written by runs with this catalogue.
+TEST_F(PutBackTest, AsTheOneThatAKilledRunHadLeft) {
+  fs::copy_file(Database(), scratch() / "first.db");
+  MakeJpeg(File("k.jpg"), 8, 8);
+  IndexAndForget();
+  fs::copy_file(Database(), scratch() / "killed.db");
+  fs::remove(File("k.jpg"));
+  fs::copy_file(scratch() / "first.db", Copy(), fs::copy_options::overwrite_existing);
+  PutBack();
+  MakeJpeg(File("z.jpg"), 8, 8);
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  rows_ = Rows();
+  fs::copy_file(scratch() / "killed.db", Copy(), fs::copy_options::overwrite_existing);
+  PutBack();
+  EXPECT_EQ(Index()["deleted"].asInt(), 1);
+  EXPECT_EQ(Rows(), rows_);
   ExpectUnchanged(kFiles + 1);
 }
 

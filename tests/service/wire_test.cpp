@@ -8,7 +8,7 @@
 namespace {
 
 Batch SomeItems() {
-  return {"5eed",
+  return {{"5eed", "first"},
           {{ItemKind::kFolder, "/photos/new\nline"},
            {ItemKind::kPhoto, "/photos/\xff.jpg"},
            {ItemKind::kVideo, "", ItemAction::kMove, "/photos/old", true}}};
@@ -26,7 +26,8 @@ Results SomeResults() {
 TEST(Wire, ABatchComesThroughByteForByte) {
   const auto batch = DecodeBatch(EncodeBatch(SomeItems()));
   ASSERT_TRUE(batch);
-  EXPECT_EQ(batch->writer, "5eed");
+  EXPECT_EQ(batch->name.writer, "5eed");
+  EXPECT_EQ(batch->name.run, "first");
   const std::vector<WorkItem>* const items = &batch->items;
   ASSERT_EQ(items->size(), 3U);
   EXPECT_EQ((*items)[0].kind, ItemKind::kFolder);
@@ -72,14 +73,23 @@ TEST(Wire, AMessageWithBytesBehindItIsRefused) {
 }
 
 TEST(Wire, ACountThatPromisesTooMuchIsRefused) {
-  EXPECT_FALSE(DecodeBatch(MessageWriter().Text("").Number(0xFFFFFFFF).content()));
+  EXPECT_FALSE(DecodeBatch(MessageWriter().Text("").Text("").Number(0xFFFFFFFF).content()));
   EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(0xFFFFFFFF).content()));
   EXPECT_FALSE(DecodeResults(MessageWriter().Number(0).Number(0).Number(0xFFFFFFFF).content()));
 }
 
 // A batch of one item, as it goes over the wire.
 std::string OneItem(std::uint8_t kind, std::uint8_t action) {
-  return MessageWriter().Text("").Number(1).Byte(kind).Byte(action).Byte(0).Text("/a").Text("").content();
+  return MessageWriter()
+      .Text("")
+      .Text("")
+      .Number(1)
+      .Byte(kind)
+      .Byte(action)
+      .Byte(0)
+      .Text("/a")
+      .Text("")
+      .content();
 }
 std::string OneResult(std::uint8_t outcome) {
   return MessageWriter().Number(0).Number(1).Byte(outcome).Text("").Text("").Number(0).content();
