@@ -41,7 +41,8 @@ Outcome<Catalogue> OpenCopy(const ScratchFolder& scratch, const StateRoot& root,
                             bool accepts_loss) {
   if (scratch.path().empty()) return Failure{ExitStatus::kFatal, "no temporary folder can be made"};
   const std::string copy = scratch.path() + "/catalogue.db";
-  for (const char* suffix : {"", "-wal"}) {
+  // With the one of another database, which may be back.
+  for (const char* suffix : {"", "-wal", ".other", ".other-wal"}) {
     std::error_code error;
     const std::string original = CatalogueFile(root, library) + suffix;
     if (fs::exists(original, error)) fs::copy_file(original, copy + suffix, error);
@@ -106,23 +107,26 @@ Outcome<DryRun> TryRun(const StateRoot& root, const Library& library, bool accep
   if (catalogue->FileCount() == 0 && catalogue->Folders().empty()) {
     auto items = WholeTree(library);
     if (!items) return items.failure();
-    return DryRun{std::move(*items), {}, {}};
+    return DryRun{std::move(*items), {}, {}, ""};
   }
   auto plan = MakePlan(library, *catalogue, {accepts_loss, false});
   if (!plan) return plan.failure();
-  return DryRun{std::move(plan->items), std::move(plan->deletes), std::move(plan->verdict)};
+  return DryRun{std::move(plan->items), std::move(plan->deletes), std::move(plan->withheld),
+                std::move(plan->withheld_reason)};
 }
 
 std::string DryRunText(const DryRun& run) {
   std::ostringstream out;
   for (const WorkItem& item : run.items) WriteLine(item, false, out);
-  for (const WorkItem& item : run.deletes) WriteLine(item, run.verdict.holds, out);
+  for (const WorkItem& item : run.deletes) WriteLine(item, false, out);
+  for (const WorkItem& item : run.withheld) WriteLine(item, true, out);
   return out.str();
 }
 
 Json::Value DryRunJson(const DryRun& run) {
   Json::Value json(Json::arrayValue);
   for (const WorkItem& item : run.items) json.append(EventJson(item, false));
-  for (const WorkItem& item : run.deletes) json.append(EventJson(item, run.verdict.holds));
+  for (const WorkItem& item : run.deletes) json.append(EventJson(item, false));
+  for (const WorkItem& item : run.withheld) json.append(EventJson(item, true));
   return json;
 }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "library.h"
-#include "loss_brake.h"
 #include "outcome.h"
 #include "state_root.h"
 #include "work_item.h"
@@ -16,7 +15,8 @@
 struct DryRun {
   std::vector<WorkItem> items;
   std::vector<WorkItem> deletes;
-  LossVerdict verdict;  // where it holds the deletes would not be sent
+  std::vector<WorkItem> withheld;  // would not be sent
+  std::string withheld_reason;     // "" when nothing is
 };
 
 // Works on a copy of the catalogue; nothing is written but that copy in the temporary folder, which is gone
@@ -25,7 +25,7 @@ Outcome<DryRun> TryRun(const StateRoot& root, const Library& library, bool accep
 
 // One line for each event.
 std::string DryRunText(const DryRun& run);
-// [{event, kind, path, from, withheld}]; `from` for moves, `withheld` where the loss brake holds.
+// [{event, kind, path, from, withheld}]; `from` for moves, `withheld` for what would not be sent.
 Json::Value DryRunJson(const DryRun& run);
 
 #endif  // SERVICE_DRY_RUN_H_

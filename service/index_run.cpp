@@ -73,10 +73,7 @@ Outcome<Done> IndexRun::UpdateDifferences() {
 }
 
 Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
-  if (plan.verdict.holds) {
-    ledger_.NoteWithheld(plan.verdict, plan.deletes);
-    return Done{};
-  }
+  ledger_.NoteWithheld(plan.withheld_reason, plan.withheld);
   held_.LeaveOut(plan.deletes);
   return Send(std::move(plan.deletes));
 }
@@ -91,25 +88,25 @@ Outcome<Done> IndexRun::Reindex() {
 Outcome<Done> IndexRun::MarkSendAndSweep() {
   auto plan = MakePlan(library_, catalogue_, {options_.accepts_loss, true});
   if (!plan) return plan.failure();
-  if (plan->verdict.holds) {
-    ledger_.NoteWithheld(plan->verdict, plan->deletes);
-    return Done{};
-  }
+  ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
   if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
-  if (auto sent = SendEverything(); !sent) return sent;
+  if (auto sent = SendEverything(plan->hiding); !sent) return sent;
   if (auto swept = SweepOrDelete(*plan); !swept) return swept;
   return ForgetMounts(*plan);
 }
 
-Outcome<Done> IndexRun::SendEverything() {
+Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hiding) {
   auto tree = TreeSource::Start(library_, ledger_);
   if (!tree) return tree.failure();
   bool marked = false;
   auto sent = Send([&]() -> std::optional<WorkItem> {
     if (!std::exchange(marked, true)) return WholeLibrary(library_.folder, ItemAction::kMark);
     auto item = tree->Next(ItemAction::kReindex);
+    for (; item && hiding.contains(item->path); item = tree->Next(ItemAction::kReindex)) {
+      ledger_.NoteLeft(*item);
+    }
     if (item) item->stage = 1;
     return item;
   });
@@ -118,7 +115,8 @@ Outcome<Done> IndexRun::SendEverything() {
 }
 
 Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
-  if (stopped_by_ != 0) return Done{};
+  // The same look later in this run is no second scan.
+  if (stopped_by_ != 0 || plan.verdict.holds) return Done{};
   auto marked = FindMarkedRows(library_);
   if (!marked) return marked.failure();
   held_.LeaveOut(marked->gone);
@@ -126,7 +124,7 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
   const auto verdict = JudgeSweep(*marked);
   if (!verdict) return verdict.failure();
   if (verdict->holds) {
-    ledger_.NoteWithheld(*verdict, marked->gone);
+    ledger_.NoteWithheld(verdict->reason, marked->gone);
     return Done{};
   }
   const bool all_gone = marked->kept == 0 && !held_.has_move();
@@ -147,9 +145,17 @@ Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
   auto again = MakePlan(library_, catalogue_, {options_.accepts_loss, true});
   if (!again) return again.failure();
   if (again->verdict.holds) return again->verdict;
+  // Rows of other programs are in no catalogue.
+  const MountRecord recorded = MountsInDatabase(catalogue_);
+  const MountRecord now = RecordOf(again->mounts);
+  std::unordered_set<std::string> withheld;
+  for (const WorkItem& item : again->withheld) withheld.insert(item.path);
   marked.kept += std::erase_if(marked.gone, [&](const WorkItem& item) {
-    return LiesInOne(again->unknown, library_.Below(item.path));
+    const std::string path = library_.Below(item.path);
+    return withheld.contains(item.path) || LiesInOne(again->unknown, path) ||
+           (!options_.accepts_loss && RecordedDevice(recorded, path) != RecordedDevice(now, path));
   });
+  if (!again->withheld_reason.empty()) ledger_.NoteWithheld(again->withheld_reason, again->withheld);
   LossQuestion question;
   question.fact = kSweepFact;
   for (const WorkItem& item : marked.gone) {

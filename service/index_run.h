@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "catalogue.h"
@@ -46,10 +48,12 @@ class IndexRun {
   Outcome<Done> UpdateFirstTime();
   Outcome<Done> UpdateDifferences();
   Outcome<Done> MarkSendAndSweep();
-  Outcome<Done> SendEverything();
+  // But what is HIDING others.
+  Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
   Outcome<Done> SendDeletes(Plan& plan);
   Outcome<Done> SweepOrDelete(Plan& plan);
-  // Whether what a full reindex has not met may be deleted. What is unknown is not: it leaves MARKED.
+  // Whether what a full reindex has not met may be deleted. What is unknown, or may be out of reach with its
+  // file system, is not: it leaves MARKED.
   Outcome<LossVerdict> JudgeSweep(MarkedRows& marked);
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();

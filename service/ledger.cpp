@@ -62,9 +62,11 @@ void Ledger::NoteDone(const WorkItem& item, const ItemResult& result) {
   CountPassed(item);
 }
 
-void Ledger::NoteWithheld(const LossVerdict& verdict, const std::vector<WorkItem>& deletes) {
-  report_.withheld_reason = verdict.reason;
-  for (const WorkItem& item : deletes) report_.withheld.push_back(item.path);
+void Ledger::NoteWithheld(const std::string& reason, const std::vector<WorkItem>& items) {
+  if (reason.empty()) return;
+  report_.withheld_reason = reason;
+  report_.withheld.clear();
+  for (const WorkItem& item : items) report_.withheld.push_back(item.path);
 }
 
 void Ledger::Forget(const WorkItem& item) {

@@ -14,7 +14,6 @@
 #include "catalogue_generation.h"
 #include "held_back.h"
 #include "library.h"
-#include "loss_brake.h"
 #include "outcome.h"
 #include "report.h"
 #include "work_item.h"
@@ -37,8 +36,10 @@ class Ledger {
   const RunName& Begin() { return generations_.Begin(); }
   // What was told so far of a transaction is all of it.
   void NoteKept(std::uint64_t generation) { generations_.Note(generation); }
-  // The loss brake holds.
-  void NoteWithheld(const LossVerdict& verdict, const std::vector<WorkItem>& deletes);
+  // ITEMS are not sent, since files may only be out of reach, for this REASON; "" for none.
+  void NoteWithheld(const std::string& reason, const std::vector<WorkItem>& items);
+  // ITEM stays as it is.
+  void NoteLeft(const WorkItem& item) { CountPassed(item); }
   // The rows of ITEM are gone, whoever has deleted them.
   void Forget(const WorkItem& item);
   // Once a second, and after each move.

@@ -49,16 +49,21 @@ bool IsMany(const LossQuestion& question) {
   return question.gone.size() > kMostGone && question.gone.size() > question.recorded / kMostGonePart;
 }
 
-}  // namespace
-
-LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
-  const bool many = IsMany(question) && !question.accepted;
-  if (!many && catalogue.Fact(question.fact)) catalogue.RemoveFact(question.fact);
+// What is not believed however little it is.
+LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
   if (question.accepted || (question.gone.empty() && question.gone_folders == 0)) return {};
   if (question.root_empty) return {true, "the folder is empty"};
   if (question.root_changed) return {true, "the folder is not the one that was indexed before"};
-  if (question.device_changed) return {true, "a folder is on another device than before"};
-  if (!many || FoundBefore(question, catalogue)) return {};
+  return {};
+}
+
+}  // namespace
+
+LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
+  LossVerdict verdict = OutOfReachAsAWhole(question);
+  const bool many = !verdict.holds && !question.accepted && IsMany(question);
+  if (!many && catalogue.Fact(question.fact)) catalogue.RemoveFact(question.fact);
+  if (!many || FoundBefore(question, catalogue)) return verdict;
   return {true, std::to_string(question.gone.size()) + " of " + std::to_string(question.recorded) +
                     " files are gone"};
 }

@@ -20,15 +20,13 @@ struct LossQuestion {
   std::size_t recorded = 0;       // files that have rows
   bool root_changed = false;
   bool root_empty = false;
-  bool device_changed = false;
   bool accepted = false;      // somebody has said that the loss is meant
   const char* fact = "loss";  // under which the catalogue remembers it: each kind of look has its own
 };
 
 // More than a tenth of the library and more than a hundred files need somebody who accepts that, or a second
 // scan an hour later that finds the very same files gone; CATALOGUE remembers the first until a scan finds
-// something else: the same disk may be away twice. A folder that is empty or another one, or on another
-// device, is never believed twice.
+// something else: the same disk may be away twice. A folder that is empty or another one is never believed.
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue);
 
 #endif  // SERVICE_LOSS_BRAKE_H_

@@ -6,16 +6,14 @@ std::optional<WorkItem> MountNotes::Before(const Plan& plan) {
   MountRecord mounts = known_;
   for (auto& [path, devices] : mounts) {
     // Rows of another disk, or of the folder below, may be there too.
-    if (plan.verdict.holds && !plan.mounts.contains(path)) devices.insert(0);
+    if (!plan.withheld_reason.empty() && !plan.mounts.contains(path)) devices.insert(0);
   }
   for (const auto& [path, device] : plan.mounts) mounts[path].insert(device);
   return Tell(std::move(mounts));
 }
 
 std::optional<WorkItem> MountNotes::After(const Plan& plan) {
-  MountRecord mounts;
-  for (const auto& [path, device] : plan.mounts) mounts[path].insert(device);
-  return Tell(std::move(mounts));
+  return Tell(RecordOf(plan.mounts));
 }
 
 std::optional<WorkItem> MountNotes::Met(const std::string& path, std::uint64_t device) {

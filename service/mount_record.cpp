@@ -61,6 +61,12 @@ MountRecord MountsOf(std::string_view text) {
   return mounts;
 }
 
+MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts) {
+  MountRecord record;
+  for (const auto& [path, device] : mounts) record[path].insert(device);
+  return record;
+}
+
 std::uint64_t RecordedDevice(const MountRecord& mounts, const std::string& path) {
   for (std::string at = path; !at.empty(); at = FolderOf(at)) {
     const auto mount = mounts.find(at);

@@ -19,6 +19,9 @@ using MountRecord = std::map<std::string, std::set<std::uint64_t>>;
 std::string MountText(const MountRecord& mounts);
 MountRecord MountsOf(std::string_view text);
 
+// Of what is mounted now.
+MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts);
+
 // Where what is under PATH lies, for its stamp: no file system's number where there were several.
 std::uint64_t RecordedDevice(const MountRecord& mounts, const std::string& path);
 

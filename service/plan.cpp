@@ -10,6 +10,7 @@
 #include "folder_stages.h"
 #include "library_catalogue.h"
 #include "moves.h"
+#include "out_of_reach.h"
 #include "platform/media_file.h"
 #include "queries_sql.h"
 
@@ -25,13 +26,17 @@ class Planner {
     plan_.mounts = differences.mounts;
     plan_.unknown = std::move(differences.unknown);
     plan_.seen = std::move(differences.seen);
+    OutOfReach out_of_reach = options_.accepts_loss ? OutOfReach() : TakeHiding(differences);
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
     const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
+    if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
     Judge(differences);
+    Withhold(out_of_reach);
     AddFolders(folder_moves, differences.folders);
     AddFileMoves(file_moves);
     if (!options_.moves_alone) AddFiles(differences.files);
-    AddDeletes(differences);
+    AddDeletes(differences.gone_files, differences.gone_folders,
+               plan_.verdict.holds ? plan_.withheld : plan_.deletes);
     return std::move(plan_);
   }
 
@@ -87,12 +92,22 @@ class Planner {
     question.recorded = differences.recorded_files;
     question.root_changed = RootChanged(catalogue_, library_);
     question.root_empty = differences.root_empty;
-    const auto is_elsewhere = [](const CatalogueEntry& entry) { return entry.elsewhere; };
-    question.device_changed =
-        std::any_of(differences.gone_files.begin(), differences.gone_files.end(), is_elsewhere) ||
-        std::any_of(differences.gone_folders.begin(), differences.gone_folders.end(), is_elsewhere);
     question.accepted = options_.accepts_loss;
     plan_.verdict = JudgeLoss(question, catalogue_);
+    plan_.withheld_reason = plan_.verdict.reason;
+  }
+
+  void Withhold(const OutOfReach& out_of_reach) {
+    if (out_of_reach.empty()) return;
+    const std::string reason = ReasonOf(out_of_reach, MountsInDatabase(catalogue_));
+    plan_.withheld_reason += (plan_.verdict.holds ? "; " : "") + reason;
+    for (const Arrival& file : out_of_reach.files) {
+      plan_.withheld.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+      plan_.hiding.insert(plan_.withheld.back().path);
+    }
+    for (const Arrival& folder : out_of_reach.folders)
+      plan_.hiding.insert(library_.folder + "/" + folder.path);
+    AddDeletes(out_of_reach.gone_files, out_of_reach.gone_folders, plan_.withheld);
   }
 
   WorkItem Item(ItemAction action, ItemKind kind, const std::string& path, const FileStamp& stamp) const {
@@ -142,13 +157,13 @@ class Planner {
   }
 
   // Folders after their files, the deepest first.
-  void AddDeletes(const Differences& differences) {
-    for (const CatalogueEntry& file : differences.gone_files)
-      plan_.deletes.push_back(Item(ItemAction::kDelete, file.kind, file.path, file.stamp));
+  void AddDeletes(const std::vector<CatalogueEntry>& files, const std::vector<CatalogueEntry>& folders,
+                  std::vector<WorkItem>& deletes) {
+    for (const CatalogueEntry& file : files)
+      deletes.push_back(Item(ItemAction::kDelete, file.kind, file.path, file.stamp));
     ++stage_;
-    const auto& folders = differences.gone_folders;
     for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder)
-      plan_.deletes.push_back(Item(ItemAction::kDelete, ItemKind::kFolder, folder->path, folder->stamp));
+      deletes.push_back(Item(ItemAction::kDelete, ItemKind::kFolder, folder->path, folder->stamp));
   }
 
   const Library& library_;

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "catalogue.h"
@@ -16,11 +17,14 @@
 
 struct Plan {
   SurveyCounts seen;  // what was skipped, failed, unchanged or failed before
-  // Both in the order of their stages. The deletes come when everything else is done; where the verdict holds
-  // they are not sent.
+  // Both in the order of their stages. The deletes come when everything else is done.
   std::vector<WorkItem> items;
   std::vector<WorkItem> deletes;
-  LossVerdict verdict;
+  // What is not sent because files may only be out of reach, and why; nothing when all of it is.
+  std::vector<WorkItem> withheld;
+  std::string withheld_reason;
+  LossVerdict verdict;                          // on what is gone and not out of reach with its file system
+  std::unordered_set<std::string> hiding;       // absolute paths of what stands in the place of what may be
   std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
   std::set<std::string> unknown;                // paths that could not be looked at, and all below them
 };

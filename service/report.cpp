@@ -61,7 +61,8 @@ Json::Value TroublesJson(const Troubles& troubles) {
 // Why rows were kept, and of what.
 void WriteWithheld(const IndexReport& report, std::ostream& out) {
   if (report.withheld_reason.empty()) return;
-  out << "nothing was deleted: " << report.withheld_reason << " (--accept-loss goes on)\n";
+  out << (report.deleted == 0 ? "nothing" : "not everything") << " was deleted: " << report.withheld_reason
+      << " (--accept-loss goes on)\n";
   std::size_t lines = 0;
   for (const std::string& path : report.withheld) {
     if (lines++ == kMostWithheldLines) {

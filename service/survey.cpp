@@ -15,9 +15,18 @@ bool FailedBefore(const CatalogueEntry& recorded, const FileStamp& stamp) {
   return failed && recorded.stamp.changed == stamp.changed;
 }
 
+bool WasElsewhere(const CatalogueEntry& recorded, const FileStamp& now) {
+  return recorded.stamp.device != kUnknownDevice && recorded.stamp.device != now.device;
+}
+
 CatalogueEntry Replaced(CatalogueEntry recorded, const FileStamp& now) {
-  recorded.elsewhere = recorded.stamp.device != now.device;
+  recorded.elsewhere = WasElsewhere(recorded, now);
   return recorded;
+}
+
+// As far as it is known: of what only the database tells it is the size.
+bool HasContentOf(const CatalogueEntry& recorded, const FileStamp& now) {
+  return recorded.stamp.inode == 0 ? recorded.stamp.size == now.size : recorded.stamp.SameContent(now);
 }
 
 bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
@@ -105,7 +114,8 @@ void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
     const bool replaces = known && !unread;
     if (replaces) differences_.replaced_folders.push_back(Replaced(found->second, entry.stamp));
-    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces});
+    const bool hides = replaces && WasElsewhere(found->second, entry.stamp);
+    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces, hides});
   }
   if (known) folders_.erase(found);
 }
@@ -128,7 +138,8 @@ void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const 
   const bool unread = recorded.state == EntryState::kUnread;
   const bool replaces = !unread && !recorded.stamp.SameObject(entry.stamp);
   if (replaces) differences_.replaced_files.push_back(Replaced(recorded, entry.stamp));
-  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true, replaces});
+  const bool hides = WasElsewhere(recorded, entry.stamp) && !HasContentOf(recorded, entry.stamp);
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true, replaces, hides});
 }
 
 const CatalogueEntry* Survey::Advance(const std::string* path) {

@@ -23,6 +23,9 @@ struct Arrival {
   FileStamp stamp;
   bool known = false;     // the catalogue has one of that kind under this path
   bool replaces = false;  // and it was another one
+  // What it replaces may be out of reach with its file system, and this is not the same: a folder, or a file
+  // of another content.
+  bool hides = false;
 };
 
 struct Differences {

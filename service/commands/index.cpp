@@ -23,8 +23,8 @@ int ShowDryRun(const RunOptions& options) {
   const auto run = TryRun(*root, *library, options.accepts_loss);
   if (!run) return ReportFailure(run.failure(), options.json);
   const std::string text = options.json ? JsonLine(DryRunJson(*run)) + "\n" : DryRunText(*run);
-  if (!run->verdict.holds) return PrintResult(text, ExitStatus::kDone);
-  ReportFailure({ExitStatus::kLoss, run->verdict.reason});
+  if (run->withheld_reason.empty()) return PrintResult(text, ExitStatus::kDone);
+  ReportFailure({ExitStatus::kLoss, run->withheld_reason});
   return PrintResult(text, ExitStatus::kLoss);
 }
 

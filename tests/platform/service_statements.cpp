@@ -107,6 +107,7 @@ List FactStatements() {
   return {
       {TEXT(kFactsSql), kTable, On::kBoth, "a handful of rows, once a run"},
       {TEXT(kForgetMarkedSql)},
+      {TEXT(kForgetWritersSql)},
       {TEXT(kUnmarkPhotosSql), kTable, On::kBoth, kUnmarks},
       {TEXT(kUnmarkVideosSql), kTable, On::kBoth, kUnmarks},
       {TEXT(kUnmarkConvertedSql), kTable, On::kBoth, kUnmarks},
@@ -140,7 +141,6 @@ List CatalogueStatements() {
        "walks what it has found itself, a step in the index a folder"},
       {TEXT(kCountFiles), kTable, On::kSqlite, "counts all, once a run"},
       {TEXT(kCountFilesWithRows), kTable, On::kSqlite, "counts all, for doctor"},
-      {TEXT(kForgetWritersSql), kTable, "looks at a table of some twenty rows"},
       {TEXT(kForgetTrials), kTable, On::kSqlite, "looks at every entry, once after an update"},
       {TEXT(kRemoveEntries), kAll, On::kSqlite, "the whole catalogue goes"},
   };

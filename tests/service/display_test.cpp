@@ -235,6 +235,7 @@ TEST(ReportJson, HasEveryMember) {
 
 TEST(ReportText, SaysWhatWasNotDeletedAndWhy) {
   IndexReport report = SomeReport();
+  report.deleted = 0;
   report.withheld_reason = "the folder is empty";
   report.withheld.assign(52, "/data/my photos/x\ny.jpg");
   const std::string text = ReportText(report);
@@ -242,6 +243,15 @@ TEST(ReportText, SaysWhatWasNotDeletedAndWhy) {
                       "would go: /data/my photos/x\\ny.jpg\n"),
             std::string::npos);
   EXPECT_TRUE(text.ends_with("would go: 2 more\n"));
+}
+
+TEST(ReportText, SaysThatTheRestWasDeleted) {
+  IndexReport report = SomeReport();
+  report.deleted = 1;
+  report.withheld_reason = "what was mounted at stick is not there";
+  EXPECT_NE(ReportText(report).find("\nnot everything was deleted: what was mounted at stick is not there "
+                                    "(--accept-loss goes on)\n"),
+            std::string::npos);
 }
 
 TEST(ReportJson, HasWhatWasNotDeletedOnlyWhenTheBrakeHeld) {

@@ -60,9 +60,6 @@ TEST_F(LossBrakeTest, WhatIsOutOfReachIsNotGoneHoweverFewItIs) {
   question.root_empty = false;
   question.root_changed = true;
   EXPECT_EQ(Judge(question), "the folder is not the one that was indexed before");
-  question.root_changed = false;
-  question.device_changed = true;
-  EXPECT_EQ(Judge(question), "a folder is on another device than before");
 }
 
 TEST_F(LossBrakeTest, AlbumsAloneAreOutOfReachToo) {
@@ -120,6 +117,17 @@ TEST_F(LossBrakeTest, ALossThatCameBackIsForgotten) {
   Age(kHour);
   EXPECT_EQ(Judge(Gone(0)), "");
   EXPECT_EQ(Judge(Gone(101)), kMany) << "the same disk may be away twice";
+}
+
+TEST_F(LossBrakeTest, AnotherReasonInBetweenIsAnotherScan) {
+  for (bool LossQuestion::*reason : {&LossQuestion::root_empty, &LossQuestion::root_changed}) {
+    EXPECT_EQ(Judge(Gone(101)), kMany);
+    Age(kHour);
+    LossQuestion question = Gone(101);
+    question.*reason = true;
+    EXPECT_NE(Judge(question), kMany);
+    EXPECT_EQ(Judge(Gone(101)), kMany) << "no two in a row";
+  }
 }
 
 TEST_F(LossBrakeTest, ALossThatWasAcceptedIsForgotten) {

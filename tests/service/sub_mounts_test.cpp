@@ -72,6 +72,7 @@ class SubMountsTest : public Base {
     EXPECT_EQ(Status("reindex"), kLoss);
     EXPECT_EQ(this->Rows(), rows_);
   }
+  std::string Mounts() const { return this->Value("SELECT value FROM lumivault_fact WHERE name = 'mounts'"); }
 
   std::vector<DatabaseRow> rows_;
 };
@@ -102,6 +103,107 @@ TYPED_TEST(SubMountsTest, AStickWithOtherPhotosKeepsTheRowsOfTheOther) {
   this->Pull();
   EXPECT_EQ(this->Status("index"), kLoss);
   EXPECT_EQ(this->Count(), "5") << "that one's are kept, too";
+}
+
+// Its photos have the names of the other's.
+TYPED_TEST(SubMountsTest, AStickWithTheSameNamesDoesNotTakeTheRowsOfTheOther) {
+  this->PutWithPhotos();
+  this->NamePerson("stick/deep/1.jpg", "Ada");
+  this->rows_ = this->Rows();
+  this->Pull();
+  this->Put();
+  for (int i = 0; i < 3; ++i)
+    MakeJpeg(this->Stick() / "deep" / (std::to_string(i) + ".jpg"), 100 + 20 * i, 90);
+  this->ExpectKept();
+  const Json::Value report = this->Index({}, kLoss);
+  EXPECT_EQ(report["withheld"]["paths"].size(), 3U);
+  EXPECT_EQ(report["withheld"]["paths"][0]["path"].asString(), (this->Stick() / "deep/0.jpg").string());
+  this->NewStateFolder();
+  this->ExpectKept();
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->PersonOn("stick/deep/1.jpg"), "Ada");
+  EXPECT_EQ(this->Index({"--accept-loss"})["added"].asInt(), 3);
+  EXPECT_EQ(this->Status("index"), 0);
+}
+
+TYPED_TEST(SubMountsTest, ACopyOfAStickStandsForIt) {
+  this->PutWithPhotos();
+  fs::copy(this->Stick(), this->scratch() / "copy", fs::copy_options::recursive);
+  for (int i = 0; i < 3; ++i) {
+    const std::string name = "deep/" + std::to_string(i) + ".jpg";
+    fs::last_write_time(this->scratch() / "copy" / name, fs::last_write_time(this->Stick() / name));
+  }
+  this->Pull();
+  this->Put();
+  ASSERT_EQ(std::system(
+                ("cp -a '" + (this->scratch() / "copy/deep").string() + "' '" + this->Stick().string() + "'")
+                    .c_str()),
+            0);
+  EXPECT_EQ(this->Status("index"), 0);
+  EXPECT_EQ(this->Rows(), this->rows_);
+  EXPECT_EQ(this->Index()["unchanged"].asInt(), 4);
+}
+
+// One stick away is no reason to keep what is gone elsewhere.
+TYPED_TEST(SubMountsTest, WhatIsGoneBesideAStickThatIsAwayIsDeleted) {
+  MakeJpeg(this->File("local/two.jpg"), 8, 8);
+  MakeJpeg(this->File("old/three.jpg"), 8, 8);
+  this->Put();
+  this->MakePhotos();
+  this->Index();
+  this->Pull();
+  fs::remove(this->File("local/two.jpg"));
+  fs::remove_all(this->File("old"));
+  const Json::Value report = this->Index({}, kLoss);
+  EXPECT_EQ(report["deleted"].asInt(), 3);  // with an album
+  EXPECT_EQ(report["withheld"]["paths"].size(), 4U);
+  EXPECT_EQ(report["withheld"]["reason"].asString(), "what was mounted at stick is not there");
+  EXPECT_EQ(this->Count(), "4");
+  EXPECT_EQ(this->Run({"index", this->shared() ? "--shared" : this->folder().string(), "--dry-run"}).status,
+            kLoss);
+}
+
+TYPED_TEST(SubMountsTest, TheFoldersAboveAStickThatIsAwayStay) {
+  fs::create_directories(this->File("above/port"));
+  ASSERT_EQ(mount("none", this->File("above/port").c_str(), "tmpfs", 0, nullptr), 0);
+  MakeJpeg(this->File("above/port/a.jpg"), 8, 8);
+  this->Index();
+  this->rows_ = this->Rows();
+  umount2(this->File("above/port").c_str(), MNT_DETACH);
+  fs::remove_all(this->File("above"));
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, AlbumsAloneOfAStickThatIsAwayStay) {
+  this->Put();
+  fs::create_directories(this->Stick() / "album");
+  this->Index();
+  this->rows_ = this->Rows();
+  this->Pull();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, AReindexSendsWhatIsThereWhileAStickIsAway) {
+  this->PutWithPhotos();
+  this->Pull();
+  MakeJpeg(this->File("local/new.jpg"), 8, 8);
+  this->Query("UPDATE photo_image SET resolutionx = 1 WHERE path = " + this->KeyLiteral("local/own.jpg"));
+  EXPECT_EQ(this->Status("reindex"), kLoss);
+  EXPECT_EQ(this->Count(), "5");
+  EXPECT_EQ(
+      this->Value("SELECT resolutionx FROM photo_image WHERE path = " + this->KeyLiteral("local/own.jpg")),
+      "8");
+  EXPECT_EQ(this->Value("SELECT count(*) FROM photo_image WHERE updated = '0'"), "0");
+}
+
+// Rows that no catalogue knows: another program has added them.
+TYPED_TEST(SubMountsTest, AReindexKeepsRowsOfOthersOnAStickThatIsAway) {
+  this->PutWithPhotos();
+  const fs::path catalogue = fs::directory_iterator(this->state() / "libraries")->path() / "catalogue.db";
+  QueryDatabase(catalogue, "DELETE FROM entry WHERE folder = 'stick/deep' AND name = '1.jpg'");
+  this->Pull();
+  EXPECT_EQ(this->Status("reindex"), kLoss);
+  EXPECT_EQ(this->Rows(), this->rows_);
 }
 
 TYPED_TEST(SubMountsTest, ABoundFolderThatIsAwayKeepsItsRows) {
