@@ -142,14 +142,22 @@ void ExamineFile(DatabaseReader& database, const std::string& file, Findings& fi
   Add(findings, file, "damaged: " + Visible(damage->front()[0].value_or("")), remedy, ExitStatus::kDatabase);
 }
 
+// What is wrong with it may be somebody's file beside it.
+std::string RemedyOfUnopened(const std::string& file, const std::string& error) {
+  for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+    if (error.starts_with(std::string(kDatabaseName) + suffix + " belongs to somebody"))
+      return "while nothing else uses the library, run: rm " + Visible(file + suffix);
+  }
+  return "make it a regular file that this user may read, with nothing of others beside it";
+}
+
 void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   const std::string file = library.database();
   const std::string index = "run: lumivault index " + Visible(library.folder);
   if (Missing(file)) return Add(findings, Visible(file), kGone, index, ExitStatus::kDatabase);
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) {
-    return Add(findings, Visible(file), database.error(),
-               "make it a regular file that this user may read, with nothing of others beside it",
+    return Add(findings, Visible(file), database.error(), RemedyOfUnopened(file, database.error()),
                ExitStatus::kDatabase);
   }
   const std::size_t before = findings.size();

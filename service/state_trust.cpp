@@ -1,6 +1,7 @@
 #include "state_trust.h"
 
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
@@ -31,13 +32,12 @@ constexpr std::array kPlaces{"/lock",           "/oldest-job",
 constexpr std::array kTrees{"/usr/kavo/etc/preference", "/libraries"};
 
 constexpr const char* kForeign =
-    "belongs to somebody else, who could change what a run does; remove it, or name another state folder "
-    "with "
-    "--root";
+    "belongs to somebody else, who could change what a run does; "
+    "remove it, or name another state folder with --root";
 constexpr const char* kOpen =
-    "others may write there, and could change what a run does; forbid them that, or name another state "
-    "folder "
-    "with --root";
+    "others, or a group, may write there, and could change what a run does; "
+    "forbid them that, or name another state folder with --root";
+constexpr const char* kAccessList = "system.posix_acl_access";
 
 Failure Untrusted(const std::string& path, const char* why) {
   return {ExitStatus::kConfiguration, Visible(path) + ": " + why};
@@ -81,16 +81,23 @@ Outcome<Done> TrustTree(const std::string& folder) {
   return Done{};
 }
 
-bool OthersMayWrite(const struct stat& folder) {
+// Where there is one, the group's bits are what anybody named in it may have.
+bool HasAccessList(const std::string& path) {
+  return lgetxattr(path.c_str(), kAccessList, nullptr, 0) > 0;
+}
+
+// Who is in a user's group he may not know; root's group is root's affair.
+bool OthersMayWrite(const std::string& path, const struct stat& folder) {
   if ((folder.st_mode & S_IWOTH) != 0) return true;
-  return geteuid() == kRoot && (folder.st_mode & S_IWGRP) != 0 && folder.st_gid != kRootsGroup;
+  if ((folder.st_mode & S_IWGRP) == 0) return false;
+  return geteuid() != kRoot || folder.st_gid != kRootsGroup || HasAccessList(path);
 }
 
 Outcome<Done> TrustFolder(const std::string& folder, bool others_keep_off) {
   const auto status = StatusOf(folder);
   if (!status) return Done{};
   if (!IsOurs(*status)) return Untrusted(folder, kForeign);
-  if (OthersMayWrite(*status) && !others_keep_off) return Untrusted(folder, kOpen);
+  if (!others_keep_off && OthersMayWrite(folder, *status)) return Untrusted(folder, kOpen);
   return Done{};
 }
 

@@ -8,9 +8,10 @@
 #include "outcome.h"
 
 // Fails where somebody else but the caller and root has made FOLDER (a real path; it need not exist) or a
-// name in it that the service goes by, a link too, or where everybody may write. Root's is not to be in reach
-// of anybody: neither a folder that others may write to nor one of somebody else's leads to it. The folder
-// for jobs is not looked at; others have their files there.
+// name in it that the service goes by, a link too, or where others may write: everybody, a group other than
+// root's own for root, or whom an access list names. Root's is not to be in reach of anybody: neither a
+// folder that others may write to nor one of somebody else's leads to it. The folder for jobs is not looked
+// at; others have their files there.
 Outcome<Done> TrustStateFolder(const std::string& folder);
 
 #endif  // SERVICE_STATE_TRUST_H_

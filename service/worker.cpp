@@ -95,10 +95,10 @@ void SeeView() {
 }
 
 // Nothing of anybody's is read before.
-std::optional<Failure> TakeIdentity(const WorkerIdentity& identity) {
+std::optional<Failure> TakeIdentity(uid_t identity) {
   SeeView();
   if (Become(identity)) return std::nullopt;
-  return Failure{ExitStatus::kConfiguration, "a worker cannot become user " + std::to_string(identity.user) +
+  return Failure{ExitStatus::kConfiguration, "a worker cannot become user " + std::to_string(identity) +
                                                  ": " + ErrorText(errno) + " (see --as-root)"};
 }
 

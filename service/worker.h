@@ -16,8 +16,8 @@ struct WorkerOptions {
   Library library;       // without its user
   std::string database;  // the file that the run has opened, "" in its first worker
   pid_t supervisor = 0;
-  unsigned memory = 0;                     // MiB, 0 without limit
-  std::optional<WorkerIdentity> identity;  // who it becomes
+  unsigned memory = 0;            // MiB, 0 without limit
+  std::optional<uid_t> identity;  // who it becomes
 };
 
 // False in a process that was not started by a supervisor.

@@ -11,20 +11,21 @@
 
 struct WorkerIdentity {
   uid_t user = 0;
-  gid_t group = 0;  // for one whom the system does not know; others have those of their account
+  gid_t group = 0;  // of the folder, and of what is given to him
 };
 
 // The owner of the library's folder, who is to become its workers; nothing when they stay who started the
 // run: an ordinary user, the owner himself, or a shared tree, which holds the files of many.
 std::optional<WorkerIdentity> OwnerToBecome(const Library& library);
 
-// Gives the library's database and what SQLite keeps beside it to its owner, as far as root has made them:
-// regular files with one name whose content is SQLite's.
-void AdoptDatabase(const Library& library, const WorkerIdentity& owner);
+// Gives what is root's of the library's database, and of what SQLite keeps beside it, to its owner. Fails
+// where that may be another file of root's: one with a second name, one that the owner may not read, or one
+// whose content is not a library's.
+Outcome<Done> AdoptDatabase(const Library& library, const WorkerIdentity& owner);
 
-// This process becomes IDENTITY, for good: user, groups, no privileges and no way to new ones, in a session
-// and with keys of its own; it makes no file that others may write. False, with errno, when it is not wholly
-// so: it must not go on then.
-[[nodiscard]] bool Become(const WorkerIdentity& identity);
+// This process becomes USER, for good: with the groups of the account, or nobody's alone where there is none,
+// no privileges and no way to new ones, in a session and with keys of its own; it makes no file that others
+// may write. False, with errno, when it is not wholly so: it must not go on then.
+[[nodiscard]] bool Become(uid_t user);
 
 #endif  // SERVICE_WORKER_IDENTITY_H_

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr std::size_t kFewest = 6;
-constexpr std::size_t kWithIdentity = 8;
+constexpr std::size_t kWithIdentity = 7;
 constexpr int kDecimal = 10;
 
 int Refuse(ExitStatus status, const char* why) {
@@ -36,8 +36,7 @@ WorkerOptions OptionsOf(const std::vector<std::string>& arguments) {
   options.memory = static_cast<unsigned>(Number(*argument++));
   if (*argument++ == kSharedArgument) options.library.kind = LibraryKind::kShared;
   if (arguments.size() < kWithIdentity) return options;
-  const auto user = static_cast<uid_t>(Number(*argument++));
-  options.identity = WorkerIdentity{user, static_cast<gid_t>(Number(*argument))};
+  options.identity = static_cast<uid_t>(Number(*argument));
   return options;
 }
 

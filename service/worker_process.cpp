@@ -148,7 +148,6 @@ std::vector<std::string> ArgumentsOf(const WorkerStart& start, const std::string
                                      start.library.shared() ? kSharedArgument : kPersonalArgument};
   if (!start.identity) return arguments;
   arguments.push_back(std::to_string(start.identity->user));
-  arguments.push_back(std::to_string(start.identity->group));
   return arguments;
 }
 

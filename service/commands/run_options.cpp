@@ -63,7 +63,7 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
 Outcome<FileDescriptor> TakeOwner(const StateRoot& state, WorkerStart& worker) {
   worker.identity = OwnerToBecome(worker.library);
   if (!worker.identity) return FileDescriptor();
-  AdoptDatabase(worker.library, *worker.identity);
+  if (auto adopted = AdoptDatabase(worker.library, *worker.identity); !adopted) return adopted.failure();
   return MakeWorkerView(state, worker.library, *worker.identity);
 }
 
@@ -81,12 +81,12 @@ Outcome<Ground> Prepare(const RunOptions& options) {
   if (!library) return library.failure();
   auto lock = LibraryLock::Take(*root, *library);
   if (!lock) return lock.failure();
-  auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
-  if (!catalogue) return catalogue.failure();
   WorkerStart worker{program->get(), *plugin, *library, *memory, std::nullopt, -1};
   auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : TakeOwner(*root, worker);
   if (!view) return view.failure();
   worker.view = view->get();
+  auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
+  if (!catalogue) return catalogue.failure();
   return Ground{*root,    std::move(*program), std::move(*view),     std::move(worker),
                 *library, std::move(*lock),    std::move(*catalogue)};
 }

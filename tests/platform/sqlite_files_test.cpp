@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "platform/database_fixture.h"
+#include "support/child_processes.h"
 #include "support/hostile_journal.h"
 #include "support/open_watch.h"
 
@@ -201,6 +202,23 @@ TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
   chmod(file().c_str(), 0666);
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
+}
+
+// It could not end its log, and what it left would be in everybody's way.
+TEST_F(SqliteFilesTest, WhoMayNotWriteTheDatabaseLeavesNothingBesideIt) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be several users";
+  constexpr uid_t kOwner = 1234;
+  ASSERT_EQ(chown(file().c_str(), kOwner, kOwner), 0);
+  ASSERT_EQ(chmod(folder().parent_path().c_str(), 0755), 0);
+  ASSERT_EQ(chmod(folder().c_str(), 0777), 0);
+  EXPECT_TRUE(RunChildren(1, [this](int) {
+    if (setgid(kNobody) != 0 || setuid(kNobody) != 0) return 1;
+    const bool told = ErrorOf("INSERT INTO t VALUES ('w')") ==
+                      "photo.db belongs to user 1234; user 65534 may not write it.";
+    return told ? 0 : 1;
+  }));
+  EXPECT_EQ(Names(), std::set<std::string>{"photo.db"});
+  EXPECT_EQ(ErrorOf("INSERT INTO t VALUES ('w')"), "(none)");
 }
 
 // A file of root's that somebody has moved here would become the database owner's, who could read it.

@@ -141,6 +141,25 @@ TEST_F(DoctorTest, ADamagedDatabase) {
                             "; people and comments given by hand are in the copy alone\n");
 }
 
+TEST_F(DoctorTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabase) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
+  for (const char* suffix : {"-wal", "-shm"}) {
+    const std::string file = Database().string() + suffix;
+    WriteFile(file, "");
+    ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+    const RunResult result = Doctor();
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(
+        result.out,
+        Database().string() + ": .KAVOHGADB" + suffix +
+            " belongs to somebody who may not write the database.\n  while nothing else uses the library, "
+            "run: rm " +
+            file + "\n");
+    fs::remove(file);
+  }
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+}
+
 TEST_F(DoctorTest, AnOldSchema) {
   Query("ALTER TABLE video DROP COLUMN lng");
   Query("DROP TABLE photo_video_label");

@@ -98,6 +98,13 @@ class OwnerTest : public ServiceTest {
     EXPECT_EQ(Index()["added"].asInt(), 1);
     return ReadFile(identity());
   }
+  static std::string NotGiven(const fs::path& file) {
+    return file.string() +
+           ": belongs to root, and may be another file of root's that was moved here; if it is the "
+           "library's, "
+           "run: chown 20001 " +
+           file.string() + "\n";
+  }
   std::string Secrets() const { return Value("SELECT count(*) FROM photo_label WHERE name = 'secret'"); }
 };
 
@@ -176,7 +183,7 @@ TEST_F(OwnerTest, WorkerHasTheOwnersRightsAlone) {
   TellIdentity();
   Photo("b.jpg");
   EXPECT_EQ(Index()["added"].asInt(), 1);
-  EXPECT_EQ(ReadFile(identity()), "20001 20001\nNoNewPrivs:\t1\nGroups:\t \nCapEff:\t0000000000000000\n");
+  EXPECT_EQ(ReadFile(identity()), "20001 65534\nNoNewPrivs:\t1\nGroups:\t \nCapEff:\t0000000000000000\n");
 }
 
 TEST_F(OwnerTest, AsRootKeepsRoot) {
@@ -239,18 +246,77 @@ TEST_F(OwnerTest, FileThatIsNoDatabaseIsNotGivenAway) {
   EXPECT_EQ(OwnerOf(Database()), 0U);
 }
 
+// The owner may have moved it into its place: the folder is his.
+TEST_F(OwnerTest, PrivateDatabaseOfRootsIsNotGivenAway) {
+  Photo("a.jpg");
+  MakeJpeg(scratch() / "other/a.jpg", 8, 6);
+  EXPECT_EQ(Run({"index", scratch() / "other"}).status, 0);
+  fs::rename(scratch() / "other" / kDatabaseName, Database());
+  chmod(Database().c_str(), 0600);
+  const RunResult result = Run({"index", folder()});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "lumivault: " + NotGiven(Database()));
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+TEST_F(OwnerTest, DatabaseOfAnotherProgramOfRootsIsNotGivenAway) {
+  Photo("a.jpg");
+  WriteFile(Database(), "");
+  QueryDatabase(Database(), "CREATE TABLE secrets (secret text)");
+  EXPECT_EQ(Run({"index", folder()}).err, "lumivault: " + NotGiven(Database()));
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+TEST_F(OwnerTest, EmptyFileOfRootsIsNotGivenAway) {
+  Photo("a.jpg");
+  WriteFile(Database(), "");
+  EXPECT_EQ(Run({"index", folder()}).err, "lumivault: " + NotGiven(Database()));
+  EXPECT_EQ(OwnerOf(Database()), 0U);
+}
+
+TEST_F(OwnerTest, SideFileOfRootsBesideTheOwnersDatabaseIsNotGivenAway) {
+  Photo("a.jpg");
+  Index();
+  const fs::path log = Database().string() + "-wal";
+  WriteFile(log, "\x37\x7f\x06\x82 and something of root's own");
+  EXPECT_EQ(Run({"index", folder()}).err, "lumivault: " + NotGiven(log));
+  EXPECT_EQ(OwnerOf(log), 0U);
+}
+
+// Its folder's may be root's, as every folder's is in many a container.
+TEST_F(OwnerTest, OwnerWithoutAccountHasNoGroupOfRoots) {
+  ASSERT_EQ(lchown(folder().c_str(), kOwner, 0), 0);
+  EXPECT_EQ(ToldByWorker("id -g; grep Groups: /proc/self/status"), "65534\nGroups:\t \n");
+}
+
+// A folder of several, with the database of one of them.
+TEST_F(OwnerTest, DatabaseThatTheOwnerMayNotWriteIsOneLineAndStaysUsable) {
+  Photo("a.jpg");
+  Index();
+  Own(Database(), kStranger);
+  chmod(folder().c_str(), 0777);
+  Photo("b.jpg");
+  const RunResult result = Run({"index", folder(), "--quiet"});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.err,
+              testing::HasSubstr(".KAVOHGADB belongs to user 20002; user 20001 may not write it."));
+  EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  EXPECT_FALSE(fs::exists(Database().string() + "-wal"));
+  EXPECT_EQ(Run({"stats", folder()}).status, 0);
+}
+
 // The way to the folder was exchanged after its owner had been looked up.
 TEST_F(OwnerTest, DatabaseInTheFolderOfAnotherIsNotGivenAway) {
   Photo("a.jpg");
   Index({"--as-root"});
   const Library library{folder(), "somebody"};
-  AdoptDatabase(library, WorkerIdentity{kStranger, kStranger});
+  EXPECT_TRUE(AdoptDatabase(library, WorkerIdentity{kStranger, kStranger}));
   EXPECT_EQ(OwnerOf(Database()), 0U);
   fs::rename(folder(), scratch() / "moved");
   fs::create_directory_symlink(scratch() / "moved", folder());
-  AdoptDatabase(library, WorkerIdentity{kOwner, kOwner});
+  EXPECT_TRUE(AdoptDatabase(library, WorkerIdentity{kOwner, kOwner}));
   EXPECT_EQ(OwnerOf(scratch() / "moved" / kDatabaseName), 0U);
-  AdoptDatabase(Library{scratch() / "moved", "somebody"}, WorkerIdentity{kOwner, kOwner});
+  EXPECT_TRUE(AdoptDatabase(Library{scratch() / "moved", "somebody"}, WorkerIdentity{kOwner, kOwner}));
   EXPECT_EQ(OwnerOf(scratch() / "moved" / kDatabaseName), kOwner);
 }
 

@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 
@@ -111,6 +114,22 @@ class StateTrustTest : public StateRootTest {
     return RunChildren(
         1, [&](int) { return setgid(kUser) == 0 && setuid(kUser) == 0 && Refusal().empty() ? 0 : 1; });
   }
+  // By an access list: the owner, USER and the mask have all rights, the group may look, others nothing.
+  static int AllowToWrite(const fs::path& path, uid_t user) {
+    struct Entry {
+      std::uint16_t tag;
+      std::uint16_t rights;
+      std::uint32_t id;
+    };
+    struct List {
+      std::uint32_t version = 2;
+      std::array<Entry, 5> entries;
+    };
+    constexpr std::uint32_t kNobody = ~0U;
+    const List list{2,
+                    {{{1, 7, kNobody}, {2, 7, user}, {4, 5, kNobody}, {16, 7, kNobody}, {32, 0, kNobody}}}};
+    return setxattr(path.c_str(), "system.posix_acl_access", &list, sizeof list, 0);
+  }
   static std::string Foreign(const fs::path& path) {
     return path.string() +
            ": belongs to somebody else, who could change what a run does; remove it, or name another state "
@@ -118,9 +137,8 @@ class StateTrustTest : public StateRootTest {
   }
   static std::string Open(const fs::path& path) {
     return path.string() +
-           ": others may write there, and could change what a run does; forbid them that, or name another "
-           "state "
-           "folder with --root";
+           ": others, or a group, may write there, and could change what a run does; forbid them that, or "
+           "name another state folder with --root";
   }
 };
 
@@ -137,11 +155,28 @@ TEST_F(StateTrustTest, AnotherUsersIsNot) {
 TEST_F(StateTrustTest, AUserTrustsHisOwnAndRoots) {
   EXPECT_TRUE(UserTrustsIt());
   Own(root_path(), kUser);
-  Mode(root_path(), 0775);
+  Mode(root_path(), 0755);
   EXPECT_TRUE(UserTrustsIt());
   EXPECT_EQ(Refusal(), Foreign(root_path()));
   Mode(root_path(), 0757);
   EXPECT_FALSE(UserTrustsIt());
+}
+
+// Others may be in it, whoever's group it is.
+TEST_F(StateTrustTest, AUserTrustsNoneThatAGroupMayWriteTo) {
+  Own(root_path(), kUser);
+  Mode(root_path(), 0775);
+  EXPECT_FALSE(UserTrustsIt());
+  ASSERT_EQ(chown(root_path().c_str(), kUser, 0), 0);
+  EXPECT_FALSE(UserTrustsIt());
+}
+
+// Its mode shows what somebody whom the list names may do as the rights of root's group.
+TEST_F(StateTrustTest, OneThatAnAccessListOpensIsNot) {
+  Mode(root_path(), 0750);
+  ASSERT_EQ(AllowToWrite(root_path(), kOther), 0) << "the file system has no access lists";
+  EXPECT_EQ(ModeOf(root_path()), 0770U);
+  EXPECT_EQ(Refusal(), Open(root_path()));
 }
 
 TEST_F(StateTrustTest, OneThatOthersMayWriteToIsNot) {

@@ -163,6 +163,9 @@ std::string SqliteFiles::RefusalText() const {
       return name + " has another name (a hard link); a copy has not.";
     case Why::kForeign:
       return name + " belongs to somebody who may not write the database.";
+    case Why::kNotWritable:
+      return place_.name() + " belongs to user " + std::to_string(database_->st_uid) + "; user " +
+             std::to_string(geteuid()) + " may not write it.";
     case Why::kOtherName:
       return journal_ + " names another file; it is not ours to touch.";
     case Why::kTooMuch:
@@ -344,6 +347,11 @@ int SqliteFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
     const Descriptor found(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (found) return OpenFound(found, name, flags);
     if (errno != ENOENT || (flags & O_CREAT) == 0) return -1;
+    // It would be foreign to all others, and stay: who may not write the database cannot end its log.
+    if (!writable_) {
+      Refuse(Why::kNotWritable, &name);
+      return Answer(EACCES);
+    }
     Descriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (made && &name == &place_.name()) database_ = StatusOf(made);
     if (made || errno != EEXIST) return made.Release();
@@ -359,7 +367,10 @@ int SqliteFiles::OpenFound(const Descriptor& found, const std::string& name, int
     Refuse(why, &name);
     return Answer(EPERM);
   }
-  if (&name == &place_.name()) database_ = status;
+  if (&name == &place_.name()) {
+    database_ = status;
+    writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0;
+  }
   return Reopen(found, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW)).Release();
 }
 

@@ -42,7 +42,15 @@ class SqliteFiles {
   [[nodiscard]] bool refused() const { return ever_refused_; }
 
  private:
-  enum class Why : std::uint8_t { kNothing, kNoFile, kTwoNames, kForeign, kOtherName, kTooMuch };
+  enum class Why : std::uint8_t {
+    kNothing,
+    kNoFile,
+    kTwoNames,
+    kForeign,
+    kNotWritable,
+    kOtherName,
+    kTooMuch
+  };
   enum class Kind : std::uint8_t { kDatabase, kSideFile, kStatement, kTemporary };
   // What an open file's calls are, and whose.
   struct Calls {
@@ -99,6 +107,7 @@ class SqliteFiles {
   const sqlite3_io_methods* system_methods_ = nullptr;
   const sqlite3_io_methods* system_temporary_methods_ = nullptr;
   std::optional<struct stat> database_;  // as it was opened
+  bool writable_ = true;                 // the database, by whoever has opened it
   std::int64_t temporary_ = 0;
   Why refused_ = Why::kNothing;
   const std::string* refused_name_ = nullptr;
