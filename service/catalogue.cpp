@@ -10,7 +10,10 @@
 #include <set>
 
 #include "catalogue_sql.h"
+#include "display.h"
+#include "error_text.h"
 #include "file_descriptor.h"
+#include "file_system_id.h"
 #include "path_parts.h"
 
 namespace {
@@ -76,23 +79,36 @@ std::string RecordedName(const std::string& path, ItemKind kind) {
   return kind == ItemKind::kFolder ? NameOf(path) + "/" : NameOf(path);
 }
 
-std::optional<DatabaseReader> TryOpen(const std::string& file) {
+Outcome<DatabaseReader> TryOpen(const std::string& file) {
   const FileDescriptor made(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
-  if (!made) return std::nullopt;
+  if (!made) return Failure{ExitStatus::kConfiguration, ErrorText(errno)};
   DatabaseReader database(file);
-  if (!database || !database.Run(kMakeCatalogue) || !database.Query({"count"}, kCountFiles)) {
-    return std::nullopt;
+  if (!database || !database.Run(kMakeCatalogue) || !database.Query({"count"}, kCountFiles) ||
+      !database.Query({"value"}, kFact, std::string(kFileSystemsFact))) {
+    return Failure{ExitStatus::kConfiguration, database.error()};
   }
   return database;
+}
+
+// No catalogue, whatever it was: what is said of a disk, of memory or of a lock is said of those alone.
+bool IsNone(const Failure& failure) {
+  constexpr std::array kTexts{"file is not a database", "malformed", "no such table", "no such column",
+                              "Its schema is not ours"};
+  return std::any_of(kTexts.begin(), kTexts.end(),
+                     [&](const char* text) { return failure.message.find(text) != std::string::npos; });
 }
 
 }  // namespace
 
 Outcome<Catalogue> Catalogue::Open(const std::string& file) {
-  if (auto database = TryOpen(file)) return Catalogue(file, std::move(*database));
-  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) unlink((file + suffix).c_str());
-  if (auto database = TryOpen(file)) return Catalogue(file, std::move(*database));
-  return Failure{ExitStatus::kConfiguration, file + ": the catalogue cannot be made"};
+  auto database = TryOpen(file);
+  if (!database && IsNone(database.failure())) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) unlink((file + suffix).c_str());
+    database = TryOpen(file);
+  }
+  if (database) return Catalogue(file, std::move(*database));
+  return Failure{ExitStatus::kConfiguration,
+                 Visible(file) + ": the catalogue cannot be opened: " + database.failure().message};
 }
 
 Catalogue::~Catalogue() {

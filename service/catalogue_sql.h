@@ -49,8 +49,9 @@ inline constexpr const char* kParentFolders =
     "SELECT (SELECT min(folder) FROM entry WHERE entry.folder > parent.folder) FROM parent "
     "WHERE parent.folder IS NOT NULL) SELECT folder FROM parent WHERE folder != ''";
 inline constexpr const char* kCountFiles = "SELECT count(*) AS count FROM entry WHERE kind != 0";
-inline constexpr const char* kCountFilesWithRows =
-    "SELECT count(*) AS count FROM entry WHERE kind != 0 AND state IN ('sent', 'damaged')";
+inline constexpr const char* kFilesWithRows =
+    "SELECT CASE folder WHEN '' THEN name ELSE folder || '/' || name END AS path FROM entry WHERE kind != 0 "
+    "AND state IN ('sent', 'damaged')";
 inline constexpr const char* kPutEntry =
     "INSERT OR REPLACE INTO entry VALUES ('@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', "
     "'@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR', '@KAVO:VAR')";

@@ -13,7 +13,7 @@ inline constexpr std::uint64_t kSomeOtherDevice = kUnknownDevice - 1;
 struct FileStamp {
   // 0 on the file system of the library's root, whatever its number is today: numbers of devices change when
   // disks are mounted again. Else what tells the one that begins at the nearest folder above
-  // (file_system_id.h); the device's number for a file that is on another one than its folder.
+  // (file_system_id.h); the device's number for a file that is mounted there itself.
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t birth = 0;  // 0 where the file system does not tell

@@ -16,27 +16,40 @@ namespace {
 
 constexpr std::uint64_t kNoDevice = std::uint64_t{1} << 63;
 
-struct Own {
-  std::uint64_t id = 0;
-  bool births = false;  // the folder's birth time is the same whenever it is mounted
-};
+constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
-Own OwnOf(int folder, const struct statx& status) {
-  Own own;
-  struct statfs whole {};
-  if (fstatfs(folder, &whole) != 0) return own;
-  static_assert(sizeof(own.id) == sizeof(whole.f_fsid));
-  std::memcpy(&own.id, &whole.f_fsid, sizeof(own.id));
-  // That file system's root is born when it is mounted.
-  own.births = status.stx_btime.tv_sec != 0 && whole.f_type != EXFAT_SUPER_MAGIC;
-  return own;
+// As the kernel writes it where an id is made of it.
+std::uint64_t EncodedNumber(std::uint64_t device) {
+  constexpr unsigned kLowMinor = 0xff;
+  constexpr unsigned kMajorShift = 8;
+  constexpr unsigned kHighMinorShift = 12;
+  const unsigned minor_number = minor(device);
+  return (minor_number & kLowMinor) | (major(device) << kMajorShift) |
+         (std::uint64_t{minor_number & ~kLowMinor} << kHighMinorShift);
 }
 
-// A file system that tells no birth times mostly makes its id of the device's number.
-std::string LastingName(const Own& own, const struct statx& status) {
-  if (own.births && own.id != 0) return std::to_string(own.id);
-  const std::string name = NameOfDevice(DeviceOf(status));
-  return !name.empty() ? name : std::to_string(own.id != 0 ? own.id : DeviceOf(status));
+// The same whenever the disk is mounted, as far as that goes.
+std::string LastingName(const FileSystemFacts& facts) {
+  if (!facts.name.empty()) return facts.name;
+  const bool made_of_number = facts.id == 0 || facts.id == EncodedNumber(facts.device);
+  if (facts.birth != 0)
+    return made_of_number ? "type " + std::to_string(facts.type) : std::to_string(facts.id);
+  return std::to_string(facts.id != 0 ? facts.id : facts.device);
+}
+
+FileSystemFacts FactsOf(int folder, const struct statx& status) {
+  FileSystemFacts facts;
+  facts.device = DeviceOf(status);
+  facts.inode = status.stx_ino;
+  facts.name = NameOfDevice(facts.device);
+  struct statfs whole {};
+  if (fstatfs(folder, &whole) != 0) return facts;
+  static_assert(sizeof(facts.id) == sizeof(whole.f_fsid));
+  std::memcpy(&facts.id, &whole.f_fsid, sizeof(facts.id));
+  facts.type = whole.f_type;
+  if ((status.stx_mask & STATX_BTIME) != 0)
+    facts.birth = status.stx_btime.tv_sec * kNanoseconds + status.stx_btime.tv_nsec;
+  return facts;
 }
 
 }  // namespace
@@ -55,12 +68,18 @@ std::string NameOfDevice(dev_t number, const std::string& by_name) {
   return "";
 }
 
-std::uint64_t FileSystemId(int folder, const struct statx& status) {
-  const Own own = OwnOf(folder, status);
+std::uint64_t FileSystemId(const FileSystemFacts& facts) {
+  FileSystemFacts lasting = facts;
+  // That file system's root is born when it is mounted.
+  if (facts.type == EXFAT_SUPER_MAGIC) lasting.birth = 0;
   std::ostringstream text;
-  text << LastingName(own, status) << ' ' << status.stx_ino;
-  if (own.births) text << ' ' << status.stx_btime.tv_sec << '.' << status.stx_btime.tv_nsec;
+  text << LastingName(lasting) << ' ' << lasting.inode;
+  if (lasting.birth != 0) text << ' ' << lasting.birth;
   NameHash hash;
   hash.Add(text.str());
   return hash.value() | kNoDevice;
+}
+
+std::uint64_t FileSystemId(int folder, const struct statx& status) {
+  return FileSystemId(FactsOf(folder, status));
 }

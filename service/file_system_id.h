@@ -7,6 +7,20 @@
 #include <cstdint>
 #include <string>
 
+// What a file system tells of itself and of the folder that is mounted.
+struct FileSystemFacts {
+  std::uint64_t id = 0;      // its own, 0 where it has none
+  std::int64_t type = 0;     // as statfs has it
+  std::uint64_t device = 0;  // the number of today
+  std::uint64_t inode = 0;
+  std::int64_t birth = 0;  // of the folder, in nanoseconds; 0 where it does not tell
+  std::string name;        // of the device, in /dev/disk/by-uuid; "" without
+};
+
+// Tells it from others. Some make their id of the device's number, which the same disk gets anew: it counts
+// only where neither the folder's birth nor a name of the device tells.
+std::uint64_t FileSystemId(const FileSystemFacts& facts);
+
 // Tells the file system that begins at the folder with the descriptor FOLDER and the state STATUS, or the
 // part of one that is shown there, from any other in the same place: by the file system's own id, and object
 // and birth time of the folder. Device numbers are given to others and change when a disk is mounted again;

@@ -43,7 +43,7 @@ IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& cata
       signals_(signals),
       held_(library),
       ledger_(library, catalogue, held_),
-      mounts_(library, MountsInDatabase(catalogue)),
+      mounts_(library, NotedMounts(catalogue)),
       progress_(library.folder, options_.quiet) {}
 
 Outcome<Done> IndexRun::Update() {
@@ -171,7 +171,7 @@ Outcome<Done> IndexRun::Unmark() {
 }
 
 Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
-  if (stopped_by_ != 0 || !plan.unknown.empty() || !report().withheld_reason.empty()) return Done{};
+  if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
   return Send(mounts_.After(plan));
 }
 

@@ -208,8 +208,13 @@ bool HasMarkedRows(Catalogue& catalogue) {
   return catalogue.Fact(kMarkedFact).has_value();
 }
 
+std::optional<MountRecord> NotedMounts(Catalogue& catalogue) {
+  const auto noted = catalogue.Fact(kMountsFact);
+  return noted ? std::optional(MountsOf(*noted)) : std::nullopt;
+}
+
 MountRecord MountsInDatabase(Catalogue& catalogue) {
-  return MountsOf(catalogue.Fact(kMountsFact).value_or(""));
+  return NotedMounts(catalogue).value_or(MountRecord());
 }
 
 void RecordMounts(Catalogue& catalogue, const std::string& mounts) {

@@ -2,6 +2,7 @@
 #ifndef SERVICE_LIBRARY_CATALOGUE_H_
 #define SERVICE_LIBRARY_CATALOGUE_H_
 
+#include <optional>
 #include <string>
 
 #include "catalogue.h"
@@ -25,6 +26,8 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
 bool HasMarkedRows(Catalogue& catalogue);
 
 // What the database knows of the file systems below the library, as the opening found it or was noted since.
+// Nothing where it was never noted.
+std::optional<MountRecord> NotedMounts(Catalogue& catalogue);
 MountRecord MountsInDatabase(Catalogue& catalogue);
 void RecordMounts(Catalogue& catalogue, const std::string& mounts);
 

@@ -32,8 +32,7 @@ std::optional<WorkItem> FirstSource::Next() {
   auto item = tree_.Next(ItemAction::kAdd);
   if (!item) return item;
   item->stage = stage_;
-  if (!tree_.mounted()) return item;
-  auto note = mounts_.Met(library_.Below(item->path), item->stamp.device);
+  auto note = tree_.mounted() ? mounts_.Met(library_.Below(item->path), item->stamp.device) : mounts_.First();
   if (!note) return item;
   note->stage = ++stage_;
   item->stage = ++stage_;

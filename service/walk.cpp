@@ -158,13 +158,19 @@ void Walk::List(int descriptor, Level& level) const {
   level.folders.Sort();
 }
 
+// One file system may give its files the numbers of others, as overlays do.
+std::uint64_t Walk::DeviceOfFile(const struct statx& status, const Level& level) {
+  const bool mounted = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  const std::uint64_t number = DeviceOf(status);
+  return mounted && number != level.number ? number : level.stamp.device;
+}
+
 Walk::Name Walk::Look(int folder, const char* name, unsigned char type, const Level& level) {
   if (*name == '.') return {NameKind::kHidden, {}};
   if (type == DT_DIR) return {NameKind::kFolder, {}};  // looked at when it is entered
   struct statx status {};
   if (statx(folder, name, AT_SYMLINK_NOFOLLOW, kWanted, &status) != 0) return {NameKind::kUnknown, {}};
-  const std::uint64_t number = DeviceOf(status);
-  const FileStamp stamp = StampOf(status, number == level.number ? level.stamp.device : number);
+  const FileStamp stamp = StampOf(status, DeviceOfFile(status, level));
   switch (status.stx_mode & S_IFMT) {
     case S_IFREG:
       return {NameKind::kFile, stamp};

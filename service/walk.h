@@ -87,6 +87,8 @@ class Walk {
   bool BeginsAnother(const struct statx& status) const;
   bool IsAncestor(const Level& folder) const;
   void List(int folder, Level& level) const;
+  // For the stamp of a file in LEVEL.
+  static std::uint64_t DeviceOfFile(const struct statx& status, const Level& level);
   static Name Look(int folder, const char* name, unsigned char type, const Level& level);
   static Name LookBehindLink(int folder, const char* name, FileStamp stamp);
   static WalkEntry EntryOf(const Name& name, std::string path);

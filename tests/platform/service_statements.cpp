@@ -140,7 +140,7 @@ List CatalogueStatements() {
       {TEXT(kParentFolders), kTable, On::kSqlite,
        "walks what it has found itself, a step in the index a folder"},
       {TEXT(kCountFiles), kTable, On::kSqlite, "counts all, once a run"},
-      {TEXT(kCountFilesWithRows), kTable, On::kSqlite, "counts all, for doctor"},
+      {TEXT(kFilesWithRows), kTable, On::kSqlite, "reads all, for doctor"},
       {TEXT(kForgetTrials), kTable, On::kSqlite, "looks at every entry, once after an update"},
       {TEXT(kRemoveEntries), kAll, On::kSqlite, "the whole catalogue goes"},
   };

@@ -1,11 +1,16 @@
 #include "catalogue.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <filesystem>
 #include <set>
 
 #include "support/hostile_names.h"
+#include "support/service_test.h"
 #include "support/temp_dir.h"
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -99,6 +104,34 @@ TEST_F(CatalogueTest, FactsAreKept) {
 TEST_F(CatalogueTest, AFileThatIsNoCatalogueIsMadeAnew) {
   WriteFile(file(), "this is no database, and long enough to be looked at as one");
   EXPECT_EQ(Open().FileCount(), 0U);
+}
+
+TEST_F(CatalogueTest, AnotherDatabaseInItsPlaceIsMadeAnew) {
+  WriteFile(file(), "");
+  QueryDatabase(file(), "CREATE TABLE entry (a); CREATE TABLE fact (b)");
+  EXPECT_EQ(Open().FileCount(), 0U);
+  WriteFile(file(), "");
+  QueryDatabase(file(), "CREATE VIEW entry AS SELECT 1; CREATE VIEW fact AS SELECT 2");
+  EXPECT_EQ(Open().FileCount(), 0U);
+}
+
+// Out of descriptors, room or memory it is as it was.
+TEST_F(CatalogueTest, OneThatCannotBeOpenedTodayIsKept) {
+  Open().PutFact("root", "here");
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  for (rlim_t allowed = 3; allowed < 16; ++allowed) {
+    rlimit few = before;
+    few.rlim_cur = allowed;
+    setrlimit(RLIMIT_NOFILE, &few);
+    const auto catalogue = Catalogue::Open(file());
+    const std::string why = catalogue ? "" : catalogue.failure().message;
+    setrlimit(RLIMIT_NOFILE, &before);
+    if (catalogue) continue;
+    EXPECT_EQ(catalogue.failure().status, ExitStatus::kConfiguration);
+    EXPECT_TRUE(why.starts_with(file() + ": the catalogue cannot be opened: ")) << why;
+  }
+  EXPECT_EQ(Open().Fact("root"), "here");
 }
 
 TEST_F(CatalogueTest, APlaceThatCannotHoldItIsAFailure) {

@@ -92,6 +92,19 @@ TEST_F(MovesTest, WithoutBirthTimesSizeAndTimeDecide) {
   EXPECT_EQ(Texts(Files()), Strings({"a.jpg>c.jpg"}));
 }
 
+// Every number of a file system that may be away is used again by the next.
+TEST_F(MovesTest, WhatMayBeOutOfReachIsKnownByItsBirthAlone) {
+  for (const std::int64_t birth : {0, 7}) {
+    differences_ = {};
+    FileStamp stamp = Stamp(1);
+    stamp.birth = birth;
+    Gone("stick/a.jpg", stamp, "same");
+    differences_.gone_files.back().elsewhere = true;
+    Arrived("b.jpg", stamp);
+    EXPECT_EQ(Files().size(), birth != 0 ? 1U : 0U);
+  }
+}
+
 TEST_F(MovesTest, OtherKindsAndOtherDevicesAreNoMoves) {
   Gone("a.jpg", Stamp(1));
   differences_.files.push_back({"a.mp4", ItemKind::kVideo, Stamp(1)});

@@ -198,7 +198,7 @@ TYPED_TEST(GenerationTest, AnUpgradeOfBothReadsNothingAgain) {
   this->ExpectUnchanged();
   MakeJpeg(this->File("new.jpg"), 8, 8);
   EXPECT_EQ(this->Index()["added"].asInt(), 1);
-  EXPECT_EQ(this->Generation(), "1");
+  EXPECT_EQ(this->Generation(), "2") << "the first one notes that nothing is mounted below";
   this->ExpectUnchanged(kFiles + 1);
 }
 
@@ -422,6 +422,26 @@ TEST_F(PutBackTest, AsTheOneThatAKilledRunHadLeft) {
   EXPECT_EQ(Index()["deleted"].asInt(), 1);
   EXPECT_EQ(Rows(), rows_);
   ExpectUnchanged(kFiles + 1);
+}
+
+// A photo that cannot be read any more keeps its row, and hides no other.
+TEST_F(PutBackTest, ARowThatSomebodyDeletedIsToldBesideAFileThatFailed) {
+  WriteFile(File("f1/1.jpg"), "no picture");
+  Index({}, 3);
+  Query("DELETE FROM photo_image WHERE path = 'f2/2.jpg'");
+  EXPECT_EQ(Run({"doctor", folder()}).out, Database().string() +
+                                               ": 1 files that were indexed have no row\n  run: lumivault "
+                                               "reindex " +
+                                               folder().string() + "\n");
+}
+
+// The catalogue of the database that was there before waits beside the other.
+TEST_F(PutBackTest, ADryRunKnowsTheCatalogueOfADatabaseThatIsBack) {
+  fs::rename(Database(), Copy());
+  EXPECT_EQ(Index()["added"].asInt(), kFiles);
+  fs::rename(Copy(), Database());
+  EXPECT_EQ(Run({"index", folder(), "--dry-run"}).out, "");
+  ExpectUnchanged();
 }
 
 TEST_F(PutBackTest, RowsThatSomebodyDeletedAreTold) {

@@ -4,7 +4,11 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "file_system_id.h"
+#include "mount_record.h"
 #include "support/media_maker.h"
 #include "support/private_namespace.h"
 #include "support/shared_tree_test.h"
@@ -58,6 +62,12 @@ class SubMountsTest : public Base {
     this->Index();
     rows_ = this->Rows();
     ASSERT_EQ(this->Count(), "4");
+  }
+  void PutWithMore() {
+    Put();
+    MakePhotos();
+    this->Index();
+    rows_ = this->Rows();
   }
   void NewStateFolder() { fs::remove_all(this->state() / "libraries"); }
 
@@ -303,6 +313,7 @@ TYPED_TEST(SubMountsTest, SomebodyMayAcceptTheLoss) {
   EXPECT_EQ(this->Index({"--accept-loss"})["deleted"].asInt(), 4);  // with the album
   EXPECT_EQ(this->Count(), "1");
   EXPECT_EQ(this->Status("index"), 0);
+  EXPECT_EQ(this->Mounts(), "");
   this->NewStateFolder();
   EXPECT_EQ(this->Status("index"), 0) << "and nothing is known of the stick any more";
 }
@@ -347,6 +358,126 @@ TYPED_TEST(SubMountsTest, WhatAnotherMachineHidesIsKept) {
   EXPECT_EQ(this->Status("index"), 0);
   EXPECT_EQ(this->Status("reindex"), 0);
   EXPECT_EQ(this->Rows(), this->rows_);
+}
+
+// Its photos were indexed before anything was mounted.
+TYPED_TEST(SubMountsTest, AStickOverLocalPhotosKeepsTheirRowsWithANewStateFolderToo) {
+  this->MakePhotos();
+  this->Index();
+  this->rows_ = this->Rows();
+  EXPECT_EQ(this->Value("SELECT count(*) FROM lumivault_fact WHERE name = 'mounts'"), "1");
+  this->Put();
+  this->NewStateFolder();
+  this->ExpectKept();
+}
+
+TYPED_TEST(SubMountsTest, OfTwoSticksTheOneThatIsThereStaysKnownForItself) {
+  fs::create_directories(this->File("port"));
+  ASSERT_EQ(mount("none", this->File("port").c_str(), "tmpfs", 0, nullptr), 0);
+  for (const char* name : {"port/a.jpg", "port/b.jpg"}) MakeJpeg(this->File(name), 8, 8);
+  this->PutWithMore();
+  this->Pull();
+  EXPECT_EQ(this->Status("index"), kLoss);
+  this->NewStateFolder();
+  fs::remove(this->File("port/b.jpg"));
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->Count(), "5") << "that one alone is gone";
+  umount2(this->File("port").c_str(), MNT_DETACH);
+}
+
+// A link that leads nowhere may hide what was mounted there, and nothing else.
+TYPED_TEST(SubMountsTest, ALinkThatLeadsNowhereKeepsWhatIsKnownOfItsOwnPlaceAlone) {
+  fs::create_directories(this->File("port/deep"));
+  ASSERT_EQ(mount("none", this->File("port/deep").c_str(), "tmpfs", 0, nullptr), 0);
+  MakeJpeg(this->File("port/deep/a.jpg"), 8, 8);
+  this->PutWithMore();
+  const std::string both = this->Mounts();
+  umount2(this->File("port/deep").c_str(), MNT_DETACH);
+  fs::remove_all(this->File("port"));
+  fs::create_symlink("/nowhere", this->File("port"));
+  this->Pull();
+  EXPECT_EQ(this->Status("index"), kLoss);
+  EXPECT_EQ(this->Index({"--accept-loss"})["deleted"].asInt(), 4);
+  const MountRecord left = MountsOf(this->Mounts());
+  ASSERT_EQ(left.size(), 1U) << this->Mounts() << " of " << both;
+  EXPECT_EQ(left.begin()->first, "port/deep");
+}
+
+TYPED_TEST(SubMountsTest, AnOverlayOfTwoFileSystemsIsOne) {
+  this->Bind();
+  this->MakePhotos();
+  this->Pull();
+  const fs::path memory = this->scratch() / "memory";
+  fs::create_directories(memory);
+  ASSERT_EQ(mount("none", memory.c_str(), "tmpfs", 0, nullptr), 0);
+  fs::create_directories(memory / "upper");
+  fs::create_directories(memory / "work");
+  const std::string layers = "lowerdir=" + this->Backing().string() +
+                             ",upperdir=" + (memory / "upper").string() +
+                             ",workdir=" + (memory / "work").string();
+  const bool mounted = mount("none", this->Stick().c_str(), "overlay", 0, layers.c_str()) == 0;
+  const int error = errno;
+  umount2(memory.c_str(), MNT_DETACH);
+  if (!mounted) GTEST_SKIP() << "no overlay of these here: " << std::strerror(error);
+  this->Index();
+  fs::remove(this->Stick() / "deep/1.jpg");
+  EXPECT_EQ(this->Index()["deleted"].asInt(), 1);
+  EXPECT_EQ(this->Count(), "3");
+}
+
+TEST(MountRecord, OfSeveralDevicesIsNoneOfThem) {
+  const MountRecord mounts{{"stick", {7, 0xffff0000ffff0000}}, {"a b/\n:c", {1}}};
+  EXPECT_EQ(MountsOf(MountText(mounts)), mounts);
+  EXPECT_EQ(MountsOf(MountText({})), MountRecord());
+  EXPECT_EQ(RecordedDevice(mounts, "stick/deep/a.jpg"), kSomeOtherDevice);
+  EXPECT_EQ(RecordedDevice(mounts, "stick"), kSomeOtherDevice);
+  EXPECT_EQ(RecordedDevice(mounts, "a b/\n:c/x.jpg"), 1U);
+  EXPECT_EQ(RecordedDevice(mounts, "sticks/a.jpg"), 0U);
+  EXPECT_EQ(RecordedDevice(mounts, "a b/x.jpg"), 0U);
+}
+
+class FileSystemIdTest : public testing::Test {
+ protected:
+  const std::uint64_t number_ = makedev(259, 300);
+  static constexpr std::uint64_t kEncoded = (300 & 0xff) | (259 << 8) | ((300 & ~0xff) << 12);
+  FileSystemFacts Facts(std::uint64_t id, std::int64_t birth, const std::string& name = "") const {
+    return {id, 0x58465342, number_, 128, birth, name};
+  }
+  static FileSystemFacts AsAnother(FileSystemFacts facts) {
+    if (facts.id == kEncoded) ++facts.id;
+    ++facts.device;
+    return facts;
+  }
+};
+
+TEST_F(FileSystemIdTest, IsTheSameOnAnotherDeviceWhereTheFolderIsBorn) {
+  for (const std::uint64_t id : {std::uint64_t{0}, kEncoded, std::uint64_t{77}}) {
+    EXPECT_EQ(FileSystemId(Facts(id, 5)), FileSystemId(AsAnother(Facts(id, 5)))) << id;
+    EXPECT_NE(FileSystemId(Facts(id, 5)), FileSystemId(Facts(id, 6))) << id;
+  }
+  EXPECT_NE(FileSystemId(Facts(77, 5)), FileSystemId(Facts(78, 5)));
+}
+
+TEST_F(FileSystemIdTest, IsThatOfTheNameOfTheDevice) {
+  for (const std::int64_t birth : {0, 5}) {
+    EXPECT_EQ(FileSystemId(Facts(kEncoded, birth, "1234")),
+              FileSystemId(AsAnother(Facts(kEncoded, birth, "1234"))));
+    EXPECT_NE(FileSystemId(Facts(kEncoded, birth, "1234")), FileSystemId(Facts(kEncoded, birth, "5678")));
+  }
+}
+
+TEST_F(FileSystemIdTest, WithoutBirthAndNameIsThatOfItsNumber) {
+  EXPECT_NE(FileSystemId(Facts(0, 0)), FileSystemId(AsAnother(Facts(0, 0))));
+  EXPECT_NE(FileSystemId(Facts(kEncoded, 0)), FileSystemId(AsAnother(Facts(kEncoded, 0))));
+  EXPECT_EQ(FileSystemId(Facts(77, 0)), FileSystemId(AsAnother(Facts(77, 0))));
+}
+
+TEST_F(FileSystemIdTest, TakesNoNoticeOfTheBirthOfARootThatIsBornWhenItIsMounted) {
+  FileSystemFacts one = Facts(77, 5);
+  one.type = 0x2011BAB0;
+  FileSystemFacts other = one;
+  other.birth = 6;
+  EXPECT_EQ(FileSystemId(one), FileSystemId(other));
 }
 
 TEST(NameOfDevice, IsThatOfTheLinkThatLeadsToIt) {
