@@ -65,7 +65,7 @@ bool DatabaseReader::BeginReading() {
 }
 
 bool DatabaseReader::IsReadable() {
-  return Query({}, on_server() ? kServerAnswersSql : kCountTablesSql).has_value();
+  return Query({}, on_server() ? kServerAnswersSql : kAnyTableSql).has_value();
 }
 
 bool DatabaseReader::HasDatabase(const std::string& name) {
@@ -83,6 +83,11 @@ bool DatabaseReader::HasStatistics() {
   return statistics && !statistics->empty();
 }
 
+std::string DatabaseReader::error() const {
+  if (!connection_) return open_error_;
+  return is_askable_ ? KAVODBErrorGet(connection_.get()) : "a number in it is none";
+}
+
 bool DatabaseReader::Run(const char* sql) {
   return KAVODBExecute(connection_.get(), sql, nullptr) != -1;
 }
@@ -90,6 +95,7 @@ bool DatabaseReader::Run(const char* sql) {
 std::optional<std::vector<DatabaseReader::Row>> DatabaseReader::Rows(const Columns& columns,
                                                                      const Text& sql) {
   KAVODB_RESULT* handle = nullptr;
+  is_askable_ = sql != nullptr;
   if (!sql || KAVODBExecute(connection_.get(), sql.get(), &handle) == -1) return std::nullopt;
   const std::unique_ptr<KAVODB_RESULT, Free> result(handle);
   std::vector<Row> rows;

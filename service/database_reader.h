@@ -57,7 +57,7 @@ class DatabaseReader {
   }
 
   // Why the last statement failed, or the opening.
-  std::string error() const { return connection_ ? KAVODBErrorGet(connection_.get()) : open_error_; }
+  std::string error() const;
 
  private:
   struct Close {
@@ -80,6 +80,7 @@ class DatabaseReader {
 
   std::unique_ptr<KAVODB_CONNECTION, Close> connection_;
   std::string open_error_;
+  bool is_askable_ = true;  // the last statement: its values are what their places in the template take
 };
 
 // DATABASE could not be opened, or a statement on it failed.

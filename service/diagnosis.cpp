@@ -131,11 +131,23 @@ void ExamineSharedDatabase(const Library& tree, Findings& findings) {
   ExamineSchema(database, subject, *script, {InitCommand(tree), InitCommand(tree)}, findings);
 }
 
+// A database whose schema does more than hold data: what is foreign in it, and behind that what to do.
+std::optional<Finding> Foreign(const DatabaseReader& database, const std::string& file) {
+  constexpr std::string_view kForeign = "Its schema is not ours: ";
+  constexpr std::string_view kEnd = ". ";
+  const std::string error = database.error();
+  const std::size_t end = error.starts_with(kForeign) ? error.rfind(kEnd) : std::string::npos;
+  if (end == std::string::npos) return std::nullopt;
+  return Finding{file, error.substr(0, end + 1), error.substr(end + kEnd.size()), ExitStatus::kDatabase};
+}
+
 void ExamineFile(DatabaseReader& database, const std::string& file, Findings& findings) {
   const std::string remedy = "keep a copy of it, delete it and run: lumivault index " +
                              Visible(fs::path(file).parent_path().string()) +
                              "; people and comments given by hand are in the copy alone";
   const auto damage = database.Query({"quick_check"}, kQuickCheckSql);
+  if (const auto foreign = damage ? std::nullopt : Foreign(database, file))
+    return static_cast<void>(findings.push_back(*foreign));
   if (!damage) return Add(findings, file, "damaged: " + database.error(), remedy, ExitStatus::kDatabase);
   if (damage->empty() || damage->front()[0] == "ok") return;
   Add(findings, file, "damaged: " + Visible(damage->front()[0].value_or("")), remedy, ExitStatus::kDatabase);
@@ -155,6 +167,8 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   const std::string index = "run: lumivault index " + Visible(library.folder);
   if (Missing(file)) return Add(findings, Visible(file), kGone, index, ExitStatus::kDatabase);
   DatabaseReader database = DatabaseReader::ForReading(library);
+  if (const auto foreign = database ? std::nullopt : Foreign(database, Visible(file)))
+    return static_cast<void>(findings.push_back(*foreign));
   if (!database) {
     return Add(findings, Visible(file), database.error(), RemedyOfUnopened(file, database.error()),
                ExitStatus::kDatabase);

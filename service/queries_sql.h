@@ -13,7 +13,7 @@ inline constexpr const char* kLinkStatisticsSql =
     "SELECT stat FROM sqlite_stat1 WHERE idx = 'photo_image_label_label_id'";
 
 // Fails on what is no database, or a damaged one.
-inline constexpr const char* kCountTablesSql = "SELECT count(*) AS count FROM sqlite_schema";
+inline constexpr const char* kAnyTableSql = "SELECT 1 FROM main.sqlite_master LIMIT 1";
 inline constexpr const char* kServerAnswersSql = "SELECT 1";
 inline constexpr const char* kDatabaseOfServerSql =
     "SELECT datname FROM pg_database WHERE datname = '@KAVO:VAR'";

@@ -19,22 +19,12 @@ std::vector<std::string> g_prepared;
 }  // namespace
 
 // The platform's statements are prepared through these. NOLINTBEGIN: the engine's own names
-extern "C" __attribute__((visibility("default"))) int sqlite3_prepare_v2(sqlite3* database, const char* sql,
-                                                                         int size, sqlite3_stmt** statement,
-                                                                         const char** rest) {
+extern "C" __attribute__((visibility("default"))) int sqlite3_prepare(sqlite3* database, const char* sql,
+                                                                      int size, sqlite3_stmt** statement,
+                                                                      const char** rest) {
   g_prepared.emplace_back(sql);
-  static const auto next =
-      reinterpret_cast<decltype(&sqlite3_prepare_v2)>(dlsym(RTLD_NEXT, "sqlite3_prepare_v2"));
+  static const auto next = reinterpret_cast<decltype(&sqlite3_prepare)>(dlsym(RTLD_NEXT, "sqlite3_prepare"));
   return next(database, sql, size, statement, rest);
-}
-extern "C" __attribute__((visibility("default"))) int sqlite3_prepare_v3(sqlite3* database, const char* sql,
-                                                                         int size, unsigned flags,
-                                                                         sqlite3_stmt** statement,
-                                                                         const char** rest) {
-  g_prepared.emplace_back(sql);
-  static const auto next =
-      reinterpret_cast<decltype(&sqlite3_prepare_v3)>(dlsym(RTLD_NEXT, "sqlite3_prepare_v3"));
-  return next(database, sql, size, flags, statement, rest);
 }
 // NOLINTEND
 

@@ -9,19 +9,21 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "db/sqlite_schema_check.h"
 
 namespace {
 
-constexpr int kTexts = 10'000;
+constexpr int kTexts = 5'000;
 
 // $D is a definition, $C a constraint, $X an expression, $N a name, $_ what may stand between two words.
-constexpr const char* kForms[] = {"CREATE$_TABLE$_$N$_($D)",
-                                  "CREATE TABLE $N ($D,$_$D, $C)",
-                                  "CREATE TABLE $N($D)$_WITHOUT$_ROWID",
+constexpr const char* kForms[] = {"CREATE$_TABLE$_video$_($D)",
+                                  "CREATE TABLE \"Video\" ($D,$_$D, $C)",
+                                  "CREATE TABLE [video]($D)$_WITHOUT$_ROWID",
                                   "CREATE TABLE $N ($D)",
                                   "CREATE INDEX $N ON old ($X)",
+                                  "CREATE INDEX $N ON old ($N, $X) WHERE $X",
                                   "CREATE$_UNIQUE$_INDEX$_$N$_ON$_old$_(a$_,$_$X)",
                                   "CREATE INDEX $N ON old(a)$_WHERE$_$X"};
 constexpr const char* kDefinitions[] = {
@@ -75,14 +77,19 @@ constexpr const char* kExpressions[] = {"a",
                                         "$X COLLATE NOCASE",
                                         "json($X)",
                                         "a>$X",
-                                        "a - (1) > ($X)"};
+                                        "a - (1) > ($X)",
+                                        "$$in($X)",
+                                        "@and(')",
+                                        ":not($X')",
+                                        "#or(",
+                                        "a$$b"};
 constexpr const char* kNames[] = {"b",         "\"as\"",    "[as]",  "`a``s`", "\"a\"\"(\"",
                                   "generated", "\"check\"", "[a/*]", "b$",     "c-- ",
                                   "\xC3\xA4",  "'q''('",    "always"};
 constexpr const char* kBlanks[] = {"",      " ",  "\n",      "\t\r\f",  "/**/",         "/* AS (*/",
                                    "--(\n", "/*", " -- '\n", "/*/ */ ", "\xEF\xBB\xBF", " \xEF\xBB\xBF",
                                    "\v ",   " \v"};
-constexpr std::string_view kNoise = "()'\"[]`/*-> ,;$ax\n1.";
+constexpr std::string_view kNoise = "()'\"[]`/*-> ,;$ax\n1.$@#:?";
 
 class TextMaker {
  public:
@@ -139,23 +146,35 @@ class TextMaker {
 class Judge {
  public:
   explicit Judge(const std::string& text) {
+    // Whether the name of the row is that of the text is of no matter here.
+    sqlite3_test_control(SQLITE_TESTCTRL_EXTRA_SCHEMA_CHECKS, 0);
     sqlite3* opened = nullptr;
     sqlite3_open(":memory:", &opened);
     database_.reset(opened);
     Run("CREATE TABLE old (a)");
+    Run("CREATE TABLE place (a)");
+    Run("CREATE INDEX index_place ON old (a)");
+    Run("PRAGMA writable_schema = ON");
+    const bool is_index = text.find("INDEX") != std::string::npos;
+    const Text put(sqlite3_mprintf("UPDATE sqlite_schema SET sql = %Q WHERE name = %Q", text.c_str(),
+                                   is_index ? "index_place" : "place"),
+                   &sqlite3_free);
+    Run(put.get());
     sqlite3_set_authorizer(opened, &NoteCall, this);
-    taken_ = Run(text);
+    // What SQLite takes on loading alone is more than what it lets people create.
+    Run("PRAGMA writable_schema = RESET");
+    taken_ = Run("SELECT 1 FROM old");
     sqlite3_set_authorizer(opened, nullptr, nullptr);
-    const std::string name = Value("SELECT name FROM sqlite_schema WHERE name <> 'old' AND sql IS NOT NULL");
-    stored_ = Value("SELECT sql FROM sqlite_schema WHERE name <> 'old' AND sql IS NOT NULL");
-    if (!taken_ || Value("SELECT type FROM sqlite_schema WHERE name <> 'old'") != "table") return;
-    Look(name);
+    if (taken_ && is_index) LookAtIndex();
+    if (!taken_ || is_index) return;
+    const std::string name = Value(
+        "SELECT name FROM pragma_table_list WHERE name NOT IN ('old', 'place', "
+        "'sqlite_schema', 'sqlite_temp_schema')");
+    Look(name.empty() ? "place" : name);
   }
 
   [[nodiscard]] bool taken() const { return taken_; }
   [[nodiscard]] bool does_something() const { return does_something_; }
-  // As it stands in the file.
-  [[nodiscard]] const std::string& stored() const { return stored_; }
 
  private:
   using Statement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)>;
@@ -167,22 +186,28 @@ class Judge {
       static_cast<Judge*>(judge)->does_something_ = true;
     return SQLITE_OK;
   }
+  void LookAtIndex() {
+    if (Calls("EXPLAIN INSERT INTO old VALUES (1)")) does_something_ = true;
+  }
   void Look(const std::string& table) {
     const Text insert(sqlite3_mprintf("EXPLAIN INSERT INTO \"%w\" DEFAULT VALUES", table.c_str()),
                       &sqlite3_free);
     const Text computed(
         sqlite3_mprintf("SELECT count(*) FROM pragma_table_xinfo(%Q) WHERE hidden <> 0", table.c_str()),
         &sqlite3_free);
-    if (Value(computed.get()) != "0" || Calls(insert.get())) does_something_ = true;
+    // What other people's tables call nobody calls.
+    const bool is_ours = sqlite3_stricmp(table.c_str(), "video") == 0;
+    if (Value(computed.get()) != "0" || (is_ours && Calls(insert.get()))) does_something_ = true;
   }
-  // What a default calls shows in the program that uses it.
+  // What a default or an index calls shows in the program that uses it.
   bool Calls(const char* explained) {
     constexpr int kOpcode = 1;
     constexpr int kCalled = 5;
     const Statement statement = Prepared(explained);
     bool calls = false;
     while (statement != nullptr && sqlite3_step(statement.get()) == SQLITE_ROW) {
-      const bool is_call = Column(statement, kOpcode).find("Func") != std::string::npos;
+      const std::string operation = Column(statement, kOpcode);
+      const bool is_call = operation.find("Func") != std::string::npos || operation == "Concat";
       if (is_call && !Column(statement, kCalled).starts_with("current_")) calls = true;
     }
     return calls;
@@ -211,31 +236,43 @@ class Judge {
   std::unique_ptr<sqlite3, int (*)(sqlite3*)> database_{nullptr, &sqlite3_close};
   bool taken_ = false;
   bool does_something_ = false;
-  std::string stored_;
 };
 
-TEST(SchemaCheckRandomTest, NothingThatSqliteCallsOrComputesPasses) {
-  const char* given = std::getenv("SCHEMA_SEED");
-  const unsigned seed = given != nullptr ? static_cast<unsigned>(std::atoi(given)) : std::random_device{}();
+struct Counts {
+  int refused = 0;
+  int harmless = 0;
+};
+
+Counts Compare(unsigned seed) {
   SCOPED_TRACE("SCHEMA_SEED=" + std::to_string(seed));
   TextMaker maker(seed);
-  int harmless = 0;
-  int refused = 0;
+  Counts counts;
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = maker.Make();
     const Judge judge(text);
     if (!judge.taken()) continue;
+    const bool passes = !FindForeignPart({{text, ""}}).has_value();
     if (judge.does_something()) {
-      ++refused;
-      EXPECT_NE(ForeignPartOf(text), "") << text;
-      EXPECT_NE(ForeignPartOf(judge.stored()), "") << judge.stored();
-    } else if (ForeignPartOf(judge.stored()).empty()) {
-      ++harmless;
+      ++counts.refused;
+      EXPECT_FALSE(passes) << text;
+    } else if (passes) {
+      ++counts.harmless;
     }
   }
-  std::printf("%d of %d texts do something, %d harmless ones pass\n", refused, kTexts, harmless);
-  EXPECT_GT(refused, kTexts / 50);
-  EXPECT_GT(harmless, kTexts / 50);
+  return counts;
+}
+
+TEST(SchemaCheckRandomTest, NothingThatSqliteCallsOrComputesPasses) {
+  const char* given = std::getenv("SCHEMA_SEED");
+  std::vector<unsigned> seeds{1, 2, 3, std::random_device{}()};
+  if (given != nullptr) seeds = {static_cast<unsigned>(std::atoi(given))};
+  for (const unsigned seed : seeds) {
+    const Counts counts = Compare(seed);
+    std::printf("%d of %d texts do something, %d harmless ones pass\n", counts.refused, kTexts,
+                counts.harmless);
+    EXPECT_GT(counts.refused, kTexts / 50);
+    EXPECT_GT(counts.harmless, kTexts / 50);
+  }
 }
 
 }  // namespace

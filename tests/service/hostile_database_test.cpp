@@ -108,7 +108,8 @@ TEST_P(HostileDatabaseTest, AForeignSchemaIsNotTrusted) {
       {"CREATE TRIGGER x BEFORE INSERT ON photo_share BEGIN DELETE FROM photo_image; END", "the trigger x"},
       {"CREATE VIRTUAL TABLE x USING fts5(a)", "the virtual table x"},
       {"CREATE TABLE x (a, b AS (a))", "a generated column in the table x"},
-      {"CREATE TABLE x (a CHECK (zeroblob(1000000000) = a))", "zeroblob() in the table x"},
+      {"CREATE TABLE x (a REFERENCES photo_image ON DELETE CASCADE CHECK (zeroblob(1000000000) = a))",
+       "zeroblob() in the table x"},
       {"CREATE INDEX x ON photo_share (hex(comment))", "hex() in the index x"}};
   fs::copy(name, name + ".kept");
   for (const auto& [sql, part] : foreign) {
@@ -133,7 +134,7 @@ std::string CommandName(const testing::TestParamInfo<const char*>& info) {
 }
 INSTANTIATE_TEST_SUITE_P(Commands, HostileDatabaseTest,
                          testing::Values("show", "ls", "albums", "labels", "stats", "export", "doctor",
-                                         "index"),
+                                         "index", "reindex", "rights"),
                          CommandName);
 
 }  // namespace

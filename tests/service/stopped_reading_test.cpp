@@ -33,6 +33,59 @@ Clock::duration TimeToStop(ProgramRun& run, int number) {
   return taken;
 }
 
+// Of an SQLite file, as its format has it.
+class EndlessIndex {
+ public:
+  explicit EndlessIndex(std::string file) : file_(std::move(file)) {
+    page_size_ = Number(file_, 16, 2);
+    pages_ = file_.size() / page_size_;
+  }
+
+  // The index whose first page is ROOT leads through 19 others, each 61 times to the next.
+  std::string Planted(std::size_t root) const {
+    constexpr std::size_t kLevels = 19;
+    std::string planted = file_;
+    planted.replace((root - 1) * page_size_, page_size_, Page(pages_ + 1));
+    for (std::size_t level = 1; level <= kLevels; ++level)
+      planted += Page(level < kLevels ? pages_ + level + 1 : 0);
+    Put(planted, 28, planted.size() / page_size_, 4);
+    return planted;
+  }
+
+ private:
+  static std::size_t Number(const std::string& bytes, std::size_t at, std::size_t size) {
+    std::size_t number = 0;
+    for (std::size_t i = 0; i < size; ++i) number = number << 8 | static_cast<unsigned char>(bytes[at + i]);
+    return number;
+  }
+  static void Put(std::string& bytes, std::size_t at, std::size_t number, std::size_t size) {
+    for (std::size_t i = size; i-- > 0; number >>= 8) bytes[at + i] = static_cast<char>(number & 0xFF);
+  }
+  // NEXT is 0 for a leaf.
+  std::string Page(std::size_t next) const {
+    constexpr std::size_t kCells = 60;
+    constexpr std::size_t kRecord = 5;  // its length, a header of three bytes, the number 5
+    const std::size_t header = next != 0 ? 12 : 8;
+    const std::size_t cell = next != 0 ? 4 + kRecord : kRecord;
+    std::string page(page_size_, '\0');
+    page[0] = next != 0 ? 2 : 10;
+    Put(page, 3, kCells, 2);
+    Put(page, 5, page_size_ - kCells * cell, 2);
+    if (next != 0) Put(page, 8, next, 4);
+    for (std::size_t i = 0; i < kCells; ++i) {
+      const std::size_t at = page_size_ - (i + 1) * cell;
+      Put(page, header + 2 * i, at, 2);
+      if (next != 0) Put(page, at, next, 4);
+      page.replace(at + cell - kRecord, kRecord, std::string("\x04\x03\x00\x01\x05", kRecord));
+    }
+    return page;
+  }
+
+  std::string file_;
+  std::size_t page_size_ = 0;
+  std::size_t pages_ = 0;
+};
+
 class StoppedReadingTest : public ServiceTest {
  protected:
   void SetUp() override {
@@ -54,6 +107,16 @@ class StoppedReadingTest : public ServiceTest {
     Query(
         "WITH RECURSIVE n (i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 30000) "
         "INSERT INTO photo_share (shareid, sharename) SELECT i, 'x' || i FROM n");
+  }
+  // A key of albums whose pages all lead to the same next one: it has ten to the thirty-fifth entries. SQLite
+  // counts them in a single step of its machine.
+  void MakeEndless() const {
+    Query("PRAGMA journal_mode = DELETE");
+    const auto root =
+        std::stoul(Value("SELECT rootpage FROM sqlite_schema WHERE name = 'sqlite_autoindex_photo_share_1'"));
+    std::string file = ReadFile(File(".KAVOHGADB"));
+    const EndlessIndex index(file);
+    WriteFile(File(".KAVOHGADB"), index.Planted(root));
   }
   Clock::duration TimeToStop(const std::string& command, int number) {
     SCOPED_TRACE(command);
@@ -110,6 +173,23 @@ TEST_F(StoppedReadingTest, ByItsOwnLimit) {
   MakeSlow();
   const auto begin = Clock::now();
   const RunResult result = Run({"albums", folder(), "--read-timeout", "0.2"});
+  EXPECT_LT(Clock::now() - begin, milliseconds(3000));
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "lumivault: the database cannot be read: The statement took too long.\n");
+}
+
+TEST_F(StoppedReadingTest, WithinOneStepOfSqlite) {
+  MakeEndless();
+  auto fastest = Clock::duration::max();
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) fastest = std::min(fastest, TimeToStop("stats", number));
+  EXPECT_LT(fastest, kAtOnce);
+  EXPECT_EQ(Names(), at_rest_) << "nothing of it stays in the folder";
+}
+
+TEST_F(StoppedReadingTest, WithinOneStepOfSqliteByItsOwnLimit) {
+  MakeEndless();
+  const auto begin = Clock::now();
+  const RunResult result = Run({"stats", folder(), "--read-timeout", "0.2"});
   EXPECT_LT(Clock::now() - begin, milliseconds(3000));
   EXPECT_EQ(result.status, 5);
   EXPECT_EQ(result.err, "lumivault: the database cannot be read: The statement took too long.\n");

@@ -123,7 +123,7 @@ int KAVODBFetchRow(KAVODB_RESULT* result, KAVODB_ROW* row) {
   if (result == nullptr || row == nullptr) return -1;
   const ResultSet::Row next = result->set.NextRow();
   if (next == nullptr) return -1;
-  *row = const_cast<std::size_t*>(next);
+  *row = const_cast<const char**>(next);
   return 0;
 }
 

@@ -1,21 +1,46 @@
 #include "db/result_set.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "core/ascii.h"
 
 void ResultSet::Clear() {
   columns_.clear();
   values_.clear();
-  texts_.clear();
+  blocks_.clear();
+  in_blocks_ = free_size_ = 0;
   next_row_ = 0;
   affected_ = 0;
 }
 
 void ResultSet::AddText(std::string_view value) {
-  values_.push_back(texts_.size());
-  texts_.append(value);
-  texts_.push_back('\0');
+  char* text = Room(value.size() + 1);
+  if (!value.empty()) std::memcpy(text, value.data(), value.size());
+  text[value.size()] = '\0';
+  values_.push_back(text);
+}
+
+char* ResultSet::Room(std::size_t size) {
+  constexpr std::size_t kSmallestBlock = 1024;
+  constexpr std::size_t kLargestBlock = std::size_t{4} << 20;
+  if (size > free_size_) {
+    free_size_ = std::max(size, std::clamp(in_blocks_, kSmallestBlock, kLargestBlock));
+    free_ = blocks_.emplace_back(new char[free_size_]).get();
+    in_blocks_ += free_size_;
+  }
+  char* room = free_;
+  free_ += size;
+  free_size_ -= size;
+  return room;
+}
+
+// The places of the values are copied when there is no room for more.
+std::size_t ResultSet::bytes() const {
+  const std::size_t places = values_.capacity() * sizeof(values_[0]);
+  constexpr std::size_t kOldAndNew = 3;  // twice as many
+  const bool grows = values_.size() + columns_.size() > values_.capacity();
+  return in_blocks_ + (grows ? kOldAndNew * places : places);
 }
 
 ResultSet::Row ResultSet::NextRow() {
@@ -27,7 +52,5 @@ const char* ResultSet::Value(Row row, std::string_view column) const {
   const auto found = std::find_if(columns_.begin(), columns_.end(), [&](const std::string& name) {
     return EqualsIgnoreAsciiCase(name, column);
   });
-  if (found == columns_.end()) return nullptr;
-  const std::size_t begin = row[found - columns_.begin()];
-  return begin == kNull ? nullptr : texts_.c_str() + begin;
+  return found == columns_.end() ? nullptr : row[found - columns_.begin()];
 }

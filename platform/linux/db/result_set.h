@@ -3,12 +3,13 @@
 #define PLATFORM_LINUX_DB_RESULT_SET_H_
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-// All values lie one behind another in one text, each with its terminator, so that a result of any size costs
-// three allocations and not one a value.
+// All values lie one behind another, each with its terminator, in blocks that stay where they are: a result
+// of any size costs a few allocations and not one a value, and never twice its size.
 class ResultSet {
  public:
   void Clear();
@@ -16,16 +17,16 @@ class ResultSet {
   // Columns first, then the values row by row.
   void AddColumn(std::string_view name) { columns_.emplace_back(name); }
   void AddText(std::string_view value);
-  void AddNull() { values_.push_back(kNull); }
+  void AddNull() { values_.push_back(nullptr); }
   void set_affected(int affected) { affected_ = affected; }
 
   [[nodiscard]] std::size_t rows() const { return columns_.empty() ? 0 : values_.size() / columns_.size(); }
   [[nodiscard]] int affected() const { return affected_; }
-  // What it takes in memory.
-  [[nodiscard]] std::size_t bytes() const { return texts_.size() + values_.size() * sizeof(values_[0]); }
+  // What it takes in memory, at most, while it takes the next row.
+  [[nodiscard]] std::size_t bytes() const;
 
   // A row of a result that is complete.
-  using Row = const std::size_t*;
+  using Row = const char* const*;
   // Each row once, then null.
   [[nodiscard]] Row NextRow();
   // The value in a row of this result, terminated; null for SQL NULL and for a column that is not there. Of
@@ -33,11 +34,14 @@ class ResultSet {
   [[nodiscard]] const char* Value(Row row, std::string_view column) const;
 
  private:
-  static constexpr std::size_t kNull = static_cast<std::size_t>(-1);
+  [[nodiscard]] char* Room(std::size_t size);
 
   std::vector<std::string> columns_;
-  std::vector<std::size_t> values_;  // where each begins in texts_, or kNull
-  std::string texts_;
+  std::vector<const char*> values_;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  std::size_t in_blocks_ = 0;
+  char* free_ = nullptr;  // in the last block
+  std::size_t free_size_ = 0;
   std::size_t next_row_ = 0;
   int affected_ = 0;
 };

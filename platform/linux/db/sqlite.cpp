@@ -28,15 +28,6 @@
 
 namespace {
 
-constexpr std::chrono::seconds kBusyTimeout{30};
-constexpr const char* kReadTimeout = "LUMIVAULT_READ_TIMEOUT";
-// So many steps of its machine SQLite makes between two looks at the clock; they take well under a
-// millisecond.
-constexpr int kStepsBetweenLooks = 10'000;
-// A library's schema has some forty objects, of which each takes some fifteen steps to read.
-constexpr int kMostObjects = 1000;
-constexpr int kStepsBetweenSchemaLooks = 1000;
-constexpr int kMostSchemaLooks = 25;
 // An answer is held in memory as a whole. That of a library of a million files takes a fifth of it.
 constexpr std::size_t kMostBytes = std::size_t{512} << 20;
 constexpr std::string_view kLikePragma = "case_sensitive_like";
@@ -68,7 +59,6 @@ void AddRow(sqlite3_stmt* statement, int columns, ResultSet& result) {
 // error.
 int StepThrough(sqlite3_stmt* statement, Window window, ResultSet& result) {
   int code = sqlite3_step(statement);
-  // Known from the first step on, which prepares the statement anew when the schema has changed.
   const int columns = sqlite3_column_count(statement);
   AddColumns(statement, columns, result);
   int to_skip = window.offset;
@@ -81,7 +71,7 @@ int StepThrough(sqlite3_stmt* statement, Window window, ResultSet& result) {
     AddRow(statement, columns, result);
     if (++taken == window.limit || result.bytes() > kMostBytes) break;
   }
-  return code;
+  return code == SQLITE_ROW || code == SQLITE_DONE ? code : sqlite3_reset(statement);
 }
 
 constexpr const char* LikePragma(bool on) {
@@ -117,6 +107,15 @@ std::size_t FindIgnoreCase(std::string_view text, std::string_view word) {
     if (EqualsIgnoreAsciiCase(text.substr(at, word.size()), word)) return at;
   }
   return std::string_view::npos;
+}
+
+// Asked of every statement, so the usual ones are dismissed by their first letter; a comment may stand before
+// the word.
+bool SwitchesLike(std::string_view statement) {
+  statement = TrimLeft(statement);
+  const char first = statement.empty() ? '\0' : LowerAscii(statement.front());
+  return (first == 'p' || first == '/' || first == '-') &&
+         FindIgnoreCase(statement, kLikePragma) != std::string_view::npos;
 }
 
 // Other connections, or one that was killed, have something in the log or journal of FILE.
@@ -160,14 +159,6 @@ bool TakesSideFiles(const std::string& file) {
          faccessat(AT_FDCWD, folder.empty() ? "." : folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
-// A signal that stops programs is held back by this thread, and has arrived.
-bool StopIsPending() {
-  sigset_t pending;
-  if (sigpending(&pending) != 0) return false;
-  const auto is_pending = [&](int number) { return sigismember(&pending, number) == 1; };
-  return is_pending(SIGINT) || is_pending(SIGTERM) || is_pending(SIGHUP);
-}
-
 // Whether CODE speaks of the file as a whole and not of one statement.
 bool ConcernsFile(int code) {
   constexpr int kPrimaryCode = 0xFF;
@@ -194,10 +185,10 @@ void SqliteConnection::Close::operator()(sqlite3* database) const {
 }
 
 SqliteConnection::SqliteConnection(Files files, Database database)
-    : files_(std::move(files)), watch_(std::make_unique<Watch>()), database_(std::move(database)) {
-  sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
-  sqlite3_busy_handler(database_.get(), WaitForLock, watch_.get());
-}
+    : files_(std::move(files)),
+      database_(std::move(database)),
+      watch_(std::make_unique<SqliteWatch>(database_.get())),
+      schema_(database_.get(), *watch_) {}
 
 SqliteConnection::~SqliteConnection() = default;
 
@@ -218,11 +209,13 @@ std::unique_ptr<SqliteConnection> SqliteConnection::Open(const char* file, Sqlit
 // The last connection takes the side files away, which only one that may write does: so it is opened for
 // writing, and writes nothing. A disk without room for them is read without them.
 std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& files, std::string& error) {
-  constexpr const char* kTakeSideFiles = "PRAGMA query_only = ON; SELECT count(*) FROM sqlite_schema";
+  constexpr const char* kTakeSideFiles =
+      "PRAGMA query_only = ON; PRAGMA ignore_check_constraints = ON; SELECT 1 FROM main.sqlite_master LIMIT "
+      "1";
   const std::string& path = files->place().path();
   if (TakesSideFiles(path)) {
     auto connection = OpenAs(files, path, SQLITE_OPEN_READWRITE, error);
-    if (connection != nullptr) connection->HeedReader();
+    if (connection != nullptr) connection->watch_->HeedReader();
     if (connection != nullptr && connection->Run(kTakeSideFiles, error)) return connection;
     if (files->refused() || (connection != nullptr && connection->is_foreign_)) return nullptr;
   }
@@ -231,7 +224,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& 
   auto connection = logged ? OpenAs(files, path, SQLITE_OPEN_READONLY, error)
                            : OpenAs(files, UnlockedName(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
   if (connection == nullptr) return nullptr;
-  connection->HeedReader();
+  connection->watch_->HeedReader();
   if (!logged) connection->unlocked_ = std::move(unlocked);
   return connection;
 }
@@ -251,41 +244,6 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenAs(const Files& files, c
   DistrustFile(opened);
   if (!AddByteLike(opened)) throw std::bad_alloc();
   return std::unique_ptr<SqliteConnection>(new SqliteConnection(files, std::move(database)));
-}
-
-int SqliteConnection::IsOverdue(void* watch) {
-  auto& self = *static_cast<Watch*>(watch);
-  if (self.heeds_stops && StopIsPending()) self.stopped = true;
-  return self.stopped || Watch::Clock::now() > self.end ? 1 : 0;
-}
-
-int SqliteConnection::IsTooMuchSchema(void* watch) {
-  int& left = static_cast<Watch*>(watch)->looks_left;
-  if (left > 0) --left;
-  return left == 0 ? 1 : IsOverdue(watch);
-}
-
-int SqliteConnection::WaitForLock(void* watch, int tries) {
-  constexpr int kLongestPauseMs = 20;
-  auto& self = *static_cast<Watch*>(watch);
-  const auto now = Watch::Clock::now();
-  if (tries == 0) self.waiting_since = now;
-  if (IsOverdue(watch) != 0 || now - self.waiting_since > kBusyTimeout) return 0;
-  std::this_thread::sleep_for(std::chrono::milliseconds(std::min(tries + 1, kLongestPauseMs)));
-  return 1;
-}
-
-void SqliteConnection::HeedReader() {
-  watch_->heeds_stops = true;
-  const char* set = secure_getenv(kReadTimeout);
-  const std::string_view text = set != nullptr ? set : "";
-  std::int64_t limit = 0;
-  std::from_chars(text.data(), text.data() + text.size(), limit);
-  if (limit > 0) watch_->bound = std::min(watch_->bound, std::chrono::milliseconds(limit));
-}
-
-const char* SqliteConnection::WhyInterrupted() const {
-  return watch_->stopped ? "Stopped by a signal." : "The statement took too long.";
 }
 
 int SqliteConnection::type() const {
@@ -309,64 +267,67 @@ bool SqliteConnection::ExecuteAll(const char* sql, Window window, ResultSet& res
 }
 
 bool SqliteConnection::RunFirst(const char*& sql, Window window, ResultSet& result, std::string& error) {
+  constexpr int kMostChanges = 100;
   if (SpareSetting(sql)) {
     result.Clear();
     return true;
   }
+  const SqliteWatch::Timed timed(*watch_);
+  for (int i = 0; i < kMostChanges; ++i) {
+    if (const auto done = TryFirst(sql, window, result, error)) return *done;
+  }
+  error = "Its schema changes all the time.";
+  return false;
+}
+
+std::optional<bool> SqliteConnection::TryFirst(const char*& sql, Window window, ResultSet& result,
+                                               std::string& error) {
   const std::string_view rest = sql;
-  const Watch::Timed timed(*watch_);
-  if (!IsSetting(rest) && !KnowsSchema(error)) return false;
+  const bool needs_schema = !IsSetting(rest);
+  schema_changed_ = false;
+  if (needs_schema && !KnowsSchema(error)) return false;
   if (const auto done = RunKept(rest, window, result, error)) {
+    if (schema_changed_) return std::nullopt;
     sql += rest.size();
     return *done;
   }
   if (!ApplyLikeSetting(rest, error)) return false;
-  sqlite3_stmt* prepared = nullptr;
   const char* tail = nullptr;
-  // With its terminator counted the text need not be copied.
-  const int code =
-      sqlite3_prepare_v2(database_.get(), sql, static_cast<int>(rest.size() + 1), &prepared, &tail);
-  const SqliteStatement statement(prepared);
-  if (code != SQLITE_OK) return Fail(code, error);
+  int code = SQLITE_OK;
+  const SqliteStatement statement = PrepareOnce(database_.get(), rest, code, &tail);
+  std::string text_of_error = code != SQLITE_OK ? sqlite3_errmsg(database_.get()) : "";
+  // SQLite lets go of its statements when LIKE is switched, by preparing that.
+  const bool lets_go = needs_schema && SwitchesLike(rest);
+  if (lets_go) knows_schema_ = false;
+  if (needs_schema && !lets_go && HasChanged()) return std::nullopt;
+  if (code != SQLITE_OK) return Fail(code, std::move(text_of_error), error);
   const std::string_view text(sql, static_cast<std::size_t>(tail - sql));
+  bool done = true;  // blanks or a comment
+  if (statement != nullptr) {
+    NoteLikeSetting(text);
+    result.Clear();
+    done = RunStatement(statement.get(), window, result, error);
+  }
+  if (schema_changed_) return std::nullopt;
+  if (!needs_schema && knows_schema_) schema_.PrepareAnew();
   sql = tail;
-  if (prepared == nullptr) return true;  // blanks or a comment
-  NoteLikeSetting(text);
-  result.Clear();
-  return RunStatement(prepared, window, result, error);
+  return done;
+}
+
+bool SqliteConnection::HasChanged() {
+  knows_schema_ = schema_.Holds();
+  return !knows_schema_;
 }
 
 bool SqliteConnection::KnowsSchema(std::string& error) {
   if (knows_schema_) return true;
-  watch_->looks_left = kMostSchemaLooks;
-  sqlite3_progress_handler(database_.get(), kStepsBetweenSchemaLooks, IsTooMuchSchema, watch_.get());
-  const std::optional<std::string> foreign = FindForeignPart(error);
-  sqlite3_progress_handler(database_.get(), kStepsBetweenLooks, IsOverdue, watch_.get());
-  if (!foreign.has_value()) return false;
-  knows_schema_ = foreign->empty();
-  is_foreign_ = !knows_schema_;
-  if (is_foreign_) file_failure_ = error = "Its schema is not ours: " + *foreign + ".";
-  return knows_schema_;
-}
-
-std::optional<std::string> SqliteConnection::FindForeignPart(std::string& error) {
-  constexpr const char* kSchema = "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL";
-  const SchemaBounds bounds(database_.get());
-  sqlite3_stmt* prepared = nullptr;
-  int code = sqlite3_prepare_v2(database_.get(), kSchema, -1, &prepared, nullptr);
-  const SqliteStatement statement(prepared);
-  ResultSet schema;
-  if (code == SQLITE_OK) code = StepThrough(prepared, Window{kMostObjects + 1, 0}, schema);
-  if (code == SQLITE_TOOBIG || code == SQLITE_ROW || watch_->looks_left == 0)
-    return "more than a library has";
-  if (code != SQLITE_DONE) {
-    static_cast<void>(Fail(code, error));
-    return std::nullopt;
-  }
-  while (const ResultSet::Row object = schema.NextRow()) {
-    if (std::string foreign = ForeignPartOf(schema.Value(object, "sql")); !foreign.empty()) return foreign;
-  }
-  return "";
+  if (statements_ != nullptr) statements_->Forget();
+  std::string text;
+  const int code = schema_.Look(text);
+  knows_schema_ = code == SQLITE_OK;
+  is_foreign_ = code == SQLITE_AUTH;
+  if (is_foreign_) file_failure_ = error = text;
+  return knows_schema_ || (!is_foreign_ && Fail(code, std::move(text), error));
 }
 
 std::optional<bool> SqliteConnection::RunKept(std::string_view sql, Window window, ResultSet& result,
@@ -374,8 +335,11 @@ std::optional<bool> SqliteConnection::RunKept(std::string_view sql, Window windo
   if (statements_ == nullptr) return std::nullopt;
   const std::optional<StatementShape> shape = ShapeOf(sql);
   if (!shape) return std::nullopt;
-  const BorrowedStatement statement = statements_->Borrow(database_.get(), *shape);
+  bool prepared = false;
+  const BorrowedStatement statement = statements_->Borrow(database_.get(), *shape, prepared);
   if (statement == nullptr) return std::nullopt;
+  schema_changed_ = prepared && HasChanged();
+  if (schema_changed_) return false;
   result.Clear();
   return RunStatement(statement.get(), window, result, error);
 }
@@ -385,7 +349,9 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
   // sqlite3_changes keeps the count of an earlier statement when this one is no INSERT, UPDATE or DELETE.
   const int changes_before = sqlite3_total_changes(database_.get());
   const int code = StepThrough(statement, window, result);
-  if (code != SQLITE_DONE && code != SQLITE_ROW) return Fail(code, error);
+  schema_changed_ = code == SQLITE_SCHEMA;
+  if (schema_changed_) knows_schema_ = false;
+  if (code != SQLITE_DONE && code != SQLITE_ROW) return Fail(code, sqlite3_errmsg(database_.get()), error);
   if (result.bytes() > kMostBytes) {
     error = "The answer is larger than " + std::to_string(kMostBytes >> 20) + " MiB.";
     return false;
@@ -395,10 +361,10 @@ bool SqliteConnection::RunStatement(sqlite3_stmt* statement, Window window, Resu
   return true;
 }
 
-bool SqliteConnection::Fail(int code, std::string& error) {
+bool SqliteConnection::Fail(int code, std::string text, std::string& error) {
   error = files_->TakeRefusal();
   if (error.empty())
-    error = code == SQLITE_INTERRUPT || watch_->stopped ? WhyInterrupted() : sqlite3_errmsg(database_.get());
+    error = code == SQLITE_INTERRUPT || watch_->stopped() ? watch_->WhyInterrupted() : std::move(text);
   if (ConcernsFile(code) && file_failure_.empty()) file_failure_ = error;
   return false;
 }
@@ -437,18 +403,15 @@ bool SqliteConnection::ApplyLikeSetting(std::string_view sql, std::string& error
     error = sqlite3_errmsg(database_.get());
     return false;
   }
+  statements_->Forget();
+  schema_.PrepareAnew();
   like_is_case_sensitive_ = case_sensitive_like_;
   return true;
 }
 
-// Called for every statement, so the usual ones are dismissed by their first letter; a comment may stand
-// before the word.
 void SqliteConnection::NoteLikeSetting(std::string_view statement) {
-  statement = TrimLeft(statement);
-  const char first = statement.empty() ? '\0' : LowerAscii(statement.front());
-  if (first != 'p' && first != '/' && first != '-') return;
+  if (!SwitchesLike(statement)) return;
   const std::size_t at = FindIgnoreCase(statement, kLikePragma);
-  if (at == std::string_view::npos) return;
   std::string_view value = TrimLeft(statement.substr(at + kLikePragma.size()));
   if (value.empty() || (value.front() != '=' && value.front() != '(')) return;
   value = TrimLeft(value.substr(1));

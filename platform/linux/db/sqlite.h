@@ -9,6 +9,8 @@
 #include <string_view>
 
 #include "db/engine.h"
+#include "db/sqlite_schema_look.h"
+#include "db/sqlite_watch.h"
 #include "db/unchanged_file.h"
 
 struct sqlite3;
@@ -36,8 +38,8 @@ class SqliteConnection : public DatabaseEngine {
   [[nodiscard]] int type() const override;
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
 
-  [[nodiscard]] std::chrono::milliseconds statement_bound() const { return watch_->bound; }
-  void set_statement_bound(std::chrono::milliseconds bound) { watch_->bound = bound; }
+  [[nodiscard]] std::chrono::milliseconds statement_bound() const { return watch_->bound(); }
+  void set_statement_bound(std::chrono::milliseconds bound) { watch_->set_bound(bound); }
 
   // For statements of the platform's own.
   [[nodiscard]] bool Run(const char* sql, std::string& error);
@@ -64,34 +66,6 @@ class SqliteConnection : public DatabaseEngine {
   };
   using Database = std::unique_ptr<sqlite3, Close>;
 
-  // What ends a statement that takes too long. SQLite holds its address.
-  struct Watch {
-    using Clock = std::chrono::steady_clock;
-
-    std::chrono::milliseconds bound = kStatementBound;
-    Clock::time_point end = Clock::time_point::max();
-    Clock::time_point waiting_since{};  // for a lock
-    bool heeds_stops = false;           // also signals that are held back end it
-    bool stopped = false;
-    int looks_left = 0;  // until a schema that nobody knows is given up
-
-    // One statement, from its preparation on: SQLite may read the schema for it.
-    class Timed {
-     public:
-      explicit Timed(Watch& watch) : watch_(watch) { watch_.end = Clock::now() + watch_.bound; }
-      ~Timed() { watch_.end = Clock::time_point::max(); }
-      Timed(const Timed&) = delete;
-      Timed& operator=(const Timed&) = delete;
-
-     private:
-      Watch& watch_;
-    };
-  };
-  static int IsOverdue(void* watch);
-  static int IsTooMuchSchema(void* watch);
-  // After TRIES earlier tries for a lock: whether to try again.
-  static int WaitForLock(void* watch, int tries);
-
   using Files = std::shared_ptr<SqliteFiles>;
 
   SqliteConnection(Files files, Database database);
@@ -102,37 +76,41 @@ class SqliteConnection : public DatabaseEngine {
   [[nodiscard]] static std::unique_ptr<SqliteConnection> OpenAs(const Files& files, const std::string& name,
                                                                 int flags, std::string& error);
 
-  // For connections that only read: the limit of the one who reads, and an end when he is told to stop.
-  void HeedReader();
-  [[nodiscard]] const char* WhyInterrupted() const;
   [[nodiscard]] bool RunStatement(sqlite3_stmt* statement, Window window, ResultSet& result,
                                   std::string& error);
   // Runs the first statement of SQL, or what can be said of it without, and moves SQL behind it.
   [[nodiscard]] bool RunFirst(const char*& sql, Window window, ResultSet& result, std::string& error);
-  // Looks at the schema once, before the first statement: one that does more than hold data is refused.
-  [[nodiscard]] bool KnowsSchema(std::string& error);
-  // What in it does; "" when nothing does, nothing when it cannot be read.
-  [[nodiscard]] std::optional<std::string> FindForeignPart(std::string& error);
+  // The same once. Nothing when the schema has changed: nobody has looked at it, and nothing was run.
+  [[nodiscard]] std::optional<bool> TryFirst(const char*& sql, Window window, ResultSet& result,
+                                             std::string& error);
   // The same with a kept statement; nothing when SQL is none that is kept.
   [[nodiscard]] std::optional<bool> RunKept(std::string_view sql, Window window, ResultSet& result,
                                             std::string& error);
+  // Looks at the schema when it is not the one that was looked at the last time: one that does more than hold
+  // data is refused.
+  [[nodiscard]] bool KnowsSchema(std::string& error);
+  // SQLite has read another one since, to prepare a statement.
+  [[nodiscard]] bool HasChanged();
   // Where statements are kept: passes over the first statement of SQL when it switches LIKE, which is put
   // off, or switches on foreign keys that are on. Each would cost all kept statements.
   [[nodiscard]] bool SpareSetting(const char*& sql);
   [[nodiscard]] bool ApplyLikeSetting(std::string_view sql, std::string& error);
   void NoteLikeSetting(std::string_view statement);
-  // The text of the error CODE, which the last call returned. False, as the failed statement's result.
-  [[nodiscard]] bool Fail(int code, std::string& error);
+  // ERROR becomes the text of the error CODE, or of what is behind it. False, as the failed statement's
+  // result.
+  [[nodiscard]] bool Fail(int code, std::string text, std::string& error);
 
   [[nodiscard]] bool ExecuteAll(const char* sql, Window window, ResultSet& result, std::string& error);
 
   Files files_;
-  std::unique_ptr<Watch> watch_;
   Database database_;
+  std::unique_ptr<SqliteWatch> watch_;
+  SqliteSchemaLook schema_;
   std::optional<UnchangedFile> unlocked_;         // the file, where it is read without its locks
   std::unique_ptr<SqliteStatements> statements_;  // when they are kept
   std::string file_failure_;
-  bool knows_schema_ = false;
+  bool knows_schema_ = false;            // unless it has changed
+  bool schema_changed_ = false;          // what ended the last statement
   bool is_foreign_ = false;              // the schema, when it was looked at the last time
   bool case_sensitive_like_ = false;     // as asked for
   bool like_is_case_sensitive_ = false;  // as it is

@@ -1,5 +1,6 @@
 #include "db/sqlite_distrust.h"
 
+#include <array>
 #include <cstddef>
 
 namespace {
@@ -10,11 +11,9 @@ struct Limit {
 };
 constexpr int kKiB = 1 << 10;
 constexpr int kMiB = 1 << 20;
-// Far beyond what a library needs.
-constexpr std::array kLimits{Limit{SQLITE_LIMIT_LENGTH, 64 * kMiB}, Limit{SQLITE_LIMIT_SQL_LENGTH, 64 * kMiB},
-                             Limit{SQLITE_LIMIT_VDBE_OP, kMiB}, Limit{SQLITE_LIMIT_TRIGGER_DEPTH, 16},
-                             Limit{SQLITE_LIMIT_ATTACHED, 1}};
-constexpr std::array kSchemaLimits{Limit{SQLITE_LIMIT_LENGTH, 16 * kKiB}, Limit{SQLITE_LIMIT_COLUMN, 200},
+// A file's metadata may be 16 MiB, and have letters that double when they are made UTF-8.
+constexpr std::array kLimits{Limit{SQLITE_LIMIT_LENGTH, 64 * kMiB}};
+constexpr std::array kSchemaLimits{Limit{SQLITE_LIMIT_LENGTH, 256 * kKiB},
                                    Limit{SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
 
 // ATTACH would open what no check has seen. The internal one of a VACUUM names no file.

@@ -7,7 +7,7 @@
 #include <array>
 
 // For the connection's life: its schema may not reach for functions with side effects, a statement may not
-// damage the file or open another, values and programs have bounds. Views, triggers and virtual tables that
+// damage the file or open another, values have a bound. Views, triggers and virtual tables that
 // come into the schema after it has been looked at do nothing.
 void DistrustFile(sqlite3* database);
 
@@ -22,7 +22,7 @@ class SchemaBounds {
 
  private:
   sqlite3* const database_;
-  std::array<int, 3> before_;
+  std::array<int, 2> before_;
 };
 
 #endif  // PLATFORM_LINUX_DB_SQLITE_DISTRUST_H_

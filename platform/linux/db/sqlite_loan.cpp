@@ -15,7 +15,7 @@ namespace {
 // every operation asks for that anyway. A commit is on the disk before it is reported, as with a connection
 // of the operation's own. Reading the schema shows at once when the file is no database.
 constexpr const char* kLendSetup =
-    "PRAGMA foreign_keys=ON; PRAGMA synchronous=FULL; SELECT count(*) FROM sqlite_schema";
+    "PRAGMA foreign_keys=ON; PRAGMA synchronous=FULL; SELECT 1 FROM main.sqlite_master LIMIT 1";
 constexpr const char* kBegin = "BEGIN IMMEDIATE";
 constexpr const char* kCommit = "COMMIT";
 constexpr const char* kRollback = "ROLLBACK";

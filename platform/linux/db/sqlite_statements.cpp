@@ -5,14 +5,6 @@
 
 namespace {
 
-// For all uses of the statement, not for one.
-SqliteStatement Prepare(sqlite3* database, const std::string& text) {
-  sqlite3_stmt* prepared = nullptr;
-  sqlite3_prepare_v3(database, text.c_str(), static_cast<int>(text.size() + 1), SQLITE_PREPARE_PERSISTENT,
-                     &prepared, nullptr);
-  return SqliteStatement(prepared);
-}
-
 int Bind(sqlite3_stmt* statement, int place, const StatementShape::Value& value) {
   if (const auto* number = std::get_if<std::int64_t>(&value))
     return sqlite3_bind_int64(statement, place, *number);
@@ -22,10 +14,19 @@ int Bind(sqlite3_stmt* statement, int place, const StatementShape::Value& value)
 
 }  // namespace
 
-BorrowedStatement SqliteStatements::Borrow(sqlite3* database, const StatementShape& shape) {
+// SQL ends with a terminator; counted in, the text need not be copied.
+SqliteStatement PrepareOnce(sqlite3* database, std::string_view sql, int& code, const char** tail) {
+  sqlite3_stmt* prepared = nullptr;
+  code = sqlite3_prepare(database, sql.data(), static_cast<int>(sql.size() + 1), &prepared, tail);
+  return SqliteStatement(prepared);
+}
+
+BorrowedStatement SqliteStatements::Borrow(sqlite3* database, const StatementShape& shape, bool& prepared) {
   auto kept = kept_.find(shape.text);
-  if (kept == kept_.end()) {
-    SqliteStatement statement = Prepare(database, shape.text);
+  prepared = kept == kept_.end();
+  if (prepared) {
+    int ignored = SQLITE_OK;
+    SqliteStatement statement = PrepareOnce(database, shape.text, ignored);
     if (statement == nullptr) return nullptr;
     if (kept_.size() == kMostKept) kept_.clear();
     kept = kept_.emplace(shape.text, std::move(statement)).first;

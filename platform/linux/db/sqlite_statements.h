@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "db/statement_shape.h"
@@ -15,6 +16,12 @@ struct FinalizeStatement {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
 using SqliteStatement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+
+// The first statement of SQL (with a terminator behind it), of which TAIL is the rest; null with CODE, and
+// where there is none. Unlike others it is not prepared anew by itself when the schema has changed: it ends
+// with SQLITE_SCHEMA then, which resetting it tells.
+[[nodiscard]] SqliteStatement PrepareOnce(sqlite3* database, std::string_view sql, int& code,
+                                          const char** tail = nullptr);
 
 // Gives the statement back at the end of its use: it holds no lock and no value then.
 struct ReturnStatement {
@@ -25,12 +32,14 @@ struct ReturnStatement {
 };
 using BorrowedStatement = std::unique_ptr<sqlite3_stmt, ReturnStatement>;
 
-// They go before the connection does, and one is borrowed at a time. SQLite prepares a kept one anew by
-// itself when the schema has changed.
+// They go before the connection does, and one is borrowed at a time. When the schema has changed they are of
+// no more use.
 class SqliteStatements {
  public:
-  // The statement of SHAPE with its values, which must outlive the loan. Null when it cannot be prepared.
-  BorrowedStatement Borrow(sqlite3* database, const StatementShape& shape);
+  // The statement of SHAPE with its values, which must outlive the loan, and whether it was PREPARED for
+  // that. Null when it cannot be prepared.
+  BorrowedStatement Borrow(sqlite3* database, const StatementShape& shape, bool& prepared);
+  void Forget() { kept_.clear(); }
 
  private:
   static constexpr std::size_t kMostKept = 64;  // the plug-in has some 40 that are asked again and again
