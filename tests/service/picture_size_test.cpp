@@ -272,7 +272,7 @@ class JxlHeader {
   // LENGTH less one in so many bits, which the choice of the field before tells.
   void AddLength(std::uint64_t length) {
     const std::vector<int> widths = {9, 13, 18, 30};
-    std::uint64_t choice = 0;
+    std::size_t choice = 0;
     while (length - 1 >= std::uint64_t{1} << widths.at(choice)) ++choice;
     Add(choice, 2);
     Add(length - 1, widths.at(choice));

@@ -369,7 +369,8 @@ int SqliteFiles::OpenFound(const Descriptor& found, const std::string& name, int
   }
   if (&name == &place_.name()) {
     database_ = status;
-    writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0;
+    // On a disk that is only read nothing is left beside it anyway.
+    writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0 || errno == EROFS;
   }
   return Reopen(found, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW)).Release();
 }
