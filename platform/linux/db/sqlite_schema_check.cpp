@@ -207,7 +207,7 @@ class Reading {
       if (now_ == ")" && --depth == 0 && !in_condition) continue;
       if (depth == 0) in_condition = true;
       if (may_compute) continue;
-      const std::string foreign = in_condition ? ForeignInCondition() : ForeignInList();
+      std::string foreign = in_condition ? ForeignInCondition() : ForeignInList();
       if (!foreign.empty()) return foreign;
     }
     return AtEnd(depth);
@@ -224,7 +224,7 @@ class Reading {
       if (depth == 1 && IsOneOf(now_, {"AS"})) return In("a generated column");
       if (now_ == "(") ++depth;
       if (now_ == "(" && expression == 0 && IsOneOf(before_, {"CHECK", "DEFAULT"})) expression = depth;
-      if (const std::string foreign = may_compute ? "" : ForeignInDefinition(depth, expression != 0);
+      if (std::string foreign = may_compute ? "" : ForeignInDefinition(depth, expression != 0);
           !foreign.empty()) {
         return foreign;
       }
