@@ -28,7 +28,7 @@
 #include <vector>
 
 #include "file_descriptor.h"
-#include "library_facts.h"
+#include "generation.h"
 #include "work_item.h"
 
 enum class MessageType : std::uint8_t { kBatch = 1, kStop, kReady, kUnusable, kAt, kResults, kBatchEnd };

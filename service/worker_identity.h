@@ -18,11 +18,6 @@ struct WorkerIdentity {
 // run: an ordinary user, the owner himself, or a shared tree, which holds the files of many.
 std::optional<WorkerIdentity> OwnerToBecome(const Library& library);
 
-// Gives what is root's of the library's database, and of what SQLite keeps beside it, to its owner. Fails
-// where that may be another file of root's: one with a second name, one that the owner may not read, or one
-// whose content is not a library's.
-Outcome<Done> AdoptDatabase(const Library& library, const WorkerIdentity& owner);
-
 // This process becomes USER, for good: with the groups of the account, or nobody's alone where there is none,
 // no privileges and no way to new ones, in a session and with keys of its own; it makes no file that others
 // may write. False, with errno, when it is not wholly so: it must not go on then.

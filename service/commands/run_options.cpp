@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "commands/command.h"
+#include "database_adoption.h"
 #include "display.h"
 #include "installation.h"
 #include "job_queue.h"

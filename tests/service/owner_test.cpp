@@ -10,6 +10,7 @@
 #include <atomic>
 #include <thread>
 
+#include "database_adoption.h"
 #include "file_descriptor.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
