@@ -13,7 +13,7 @@
 #include <map>
 #include <stdexcept>
 
-#include "installation.h"
+#include "common/installation.h"
 #include "platform/connection_lending.h"
 #include "probe/probe.h"
 #include "size_library.h"

@@ -5,8 +5,8 @@
 #include <exiv2/exiv2.hpp>
 #include <stdexcept>
 
-#include "library.h"
-#include "state_root.h"
+#include "library/library.h"
+#include "library/state_root.h"
 
 namespace fs = std::filesystem;
 

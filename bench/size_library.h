@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "plugin.h"
+#include "worker/plugin.h"
 
 class SizeLibrary {
  public:

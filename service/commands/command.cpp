@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "commands/standard_output.h"
-#include "display.h"
-#include "error_text.h"
-#include "report.h"
+#include "common/display.h"
+#include "common/error_text.h"
+#include "run/report.h"
 
 void AddRootOption(CLI::App& app, std::string& root) {
   app.add_option("--root", root,

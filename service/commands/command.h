@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
-#include "exit_status.h"
-#include "outcome.h"
+#include "common/exit_status.h"
+#include "common/outcome.h"
 
 namespace CLI {
 class App;

@@ -4,12 +4,12 @@
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
-#include "diagnosis.h"
-#include "display.h"
-#include "grouped.h"
-#include "job_queue.h"
-#include "report.h"
-#include "worker_memory.h"
+#include "common/display.h"
+#include "common/grouped.h"
+#include "jobs/job_queue.h"
+#include "run/report.h"
+#include "setup/diagnosis.h"
+#include "work/worker_memory.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "answers/library_export.h"
 #include "commands/command.h"
 #include "commands/opened_library.h"
 #include "commands/standard_output.h"
-#include "library_export.h"
 
 namespace {
 

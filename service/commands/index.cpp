@@ -1,12 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "changes/dry_run.h"
 #include "commands/command.h"
 #include "commands/run_options.h"
-#include "display.h"
-#include "dry_run.h"
-#include "library.h"
-#include "state_root.h"
+#include "common/display.h"
+#include "library/library.h"
+#include "library/state_root.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "commands/command.h"
-#include "display.h"
-#include "library.h"
-#include "report.h"
-#include "shared_tree.h"
-#include "state_root.h"
+#include "common/display.h"
+#include "library/library.h"
+#include "library/state_root.h"
+#include "run/report.h"
+#include "setup/shared_tree.h"
 
 namespace {
 

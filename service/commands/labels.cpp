@@ -1,11 +1,11 @@
 #include <CLI/CLI.hpp>
 
+#include "answers/library_summary.h"
 #include "commands/command.h"
 #include "commands/opened_library.h"
 #include "commands/print_found.h"
-#include "display.h"
-#include "library_summary.h"
-#include "typed_value.h"
+#include "common/display.h"
+#include "database/typed_value.h"
 
 namespace {
 

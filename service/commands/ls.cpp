@@ -1,12 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <string_view>
 
+#include "answers/media_record.h"
 #include "commands/command.h"
 #include "commands/opened_library.h"
 #include "commands/print_found.h"
-#include "display.h"
-#include "media_record.h"
-#include "typed_value.h"
+#include "common/display.h"
+#include "database/typed_value.h"
 
 namespace {
 

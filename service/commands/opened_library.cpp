@@ -8,10 +8,10 @@
 #include <cmath>
 
 #include "commands/command.h"
-#include "display.h"
-#include "error_text.h"
-#include "read_timeout.h"
-#include "state_root.h"
+#include "common/display.h"
+#include "common/error_text.h"
+#include "common/read_timeout.h"
+#include "library/state_root.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "database_reader.h"
-#include "library.h"
-#include "outcome.h"
-#include "stop_signals.h"
+#include "common/outcome.h"
+#include "common/stop_signals.h"
+#include "database/database_reader.h"
+#include "library/library.h"
 
 namespace CLI {
 class App;

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "commands/command.h"
-#include "display.h"
+#include "common/display.h"
 
 // Prints what a command FOUND, or why it found nothing: one line of TO_JSON(found) for a command that was
 // asked for JSON, else TO_TEXT(found, whether that is for a terminal). The exit status.

@@ -2,13 +2,13 @@
 #include <filesystem>
 #include <memory>
 
-#include "album_name.h"
-#include "album_rights.h"
+#include "answers/album_rights.h"
 #include "commands/command.h"
 #include "commands/opened_library.h"
 #include "commands/print_found.h"
-#include "display.h"
-#include "typed_value.h"
+#include "common/display.h"
+#include "database/typed_value.h"
+#include "library/album_name.h"
 
 namespace {
 

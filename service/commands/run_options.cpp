@@ -8,18 +8,18 @@
 #include <system_error>
 #include <thread>
 
+#include "changes/library_catalogue.h"
 #include "commands/command.h"
-#include "database_adoption.h"
-#include "display.h"
-#include "installation.h"
-#include "job_queue.h"
-#include "library.h"
-#include "library_catalogue.h"
-#include "report.h"
-#include "state_root.h"
-#include "stop_signals.h"
-#include "worker_memory.h"
-#include "worker_view.h"
+#include "common/display.h"
+#include "common/installation.h"
+#include "common/stop_signals.h"
+#include "jobs/job_queue.h"
+#include "library/library.h"
+#include "library/state_root.h"
+#include "run/report.h"
+#include "setup/database_adoption.h"
+#include "work/worker_memory.h"
+#include "work/worker_view.h"
 
 namespace {
 

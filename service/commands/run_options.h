@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "index_run.h"
-#include "outcome.h"
+#include "common/outcome.h"
+#include "run/index_run.h"
 
 namespace CLI {
 class App;

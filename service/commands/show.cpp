@@ -1,13 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "answers/media_record.h"
 #include "commands/command.h"
 #include "commands/opened_library.h"
 #include "commands/print_found.h"
-#include "display.h"
-#include "library.h"
-#include "media_record.h"
-#include "typed_value.h"
+#include "common/display.h"
+#include "database/typed_value.h"
+#include "library/library.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/trimmed.h"
 #include "platform/text.h"
-#include "trimmed.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "trimmed.h"
+#include "common/trimmed.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "catalogue_sql.h"
-#include "library_facts_sql.h"
-#include "library_tables.h"
+#include "changes/catalogue_sql.h"
+#include "database/library_facts_sql.h"
+#include "database/library_tables.h"
+#include "database/queries_sql.h"
+#include "database/summary_sql.h"
+#include "database/table_sql.h"
 #include "platform/planned_statements.h"
-#include "queries_sql.h"
-#include "summary_sql.h"
-#include "table_sql.h"
 
 #define TEXT(constant) #constant, constant
 

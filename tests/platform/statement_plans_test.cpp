@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-#include "catalogue_sql.h"
+#include "changes/catalogue_sql.h"
 #include "photo_database/removal_sql.h"
 #include "platform/planned_statements.h"
 #include "support/schemas.h"
@@ -24,7 +24,7 @@ using testing::Not;
 std::set<std::string> NamesInHeaders(const char* folder) {
   std::set<std::string> names;
   const std::regex definition(R"(inline constexpr (?:const )?char\*? (k\w+))");
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     if (!entry.path().filename().string().ends_with("_sql.h")) continue;
     const std::string text = ReadFile(entry.path());
     for (std::sregex_iterator found(text.begin(), text.end(), definition), end; found != end; ++found) {

@@ -1,4 +1,4 @@
-#include "catalogue.h"
+#include "changes/catalogue.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,4 +1,4 @@
-#include "display.h"
+#include "common/display.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -6,10 +6,10 @@
 #include <array>
 #include <cstdio>
 
-#include "progress.h"
-#include "report.h"
+#include "database/typed_value.h"
+#include "run/progress.h"
+#include "run/report.h"
 #include "support/service_test.h"
-#include "typed_value.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <set>
 #include <sstream>
 
-#include "library_tables.h"
+#include "database/library_tables.h"
 #include "support/hostile_names.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"

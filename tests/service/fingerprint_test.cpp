@@ -1,4 +1,4 @@
-#include "fingerprint.h"
+#include "files/fingerprint.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "log_capture.h"
+#include "worker/log_capture.h"
 
 #include <gtest/gtest.h>
 

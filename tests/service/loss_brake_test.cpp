@@ -1,5 +1,5 @@
 // When rows may be deleted because files are not there.
-#include "loss_brake.h"
+#include "changes/loss_brake.h"
 
 #include <gtest/gtest.h>
 

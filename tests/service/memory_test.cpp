@@ -8,7 +8,7 @@
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
-#include "worker_memory.h"
+#include "work/worker_memory.h"
 
 namespace fs = std::filesystem;
 

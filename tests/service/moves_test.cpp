@@ -1,12 +1,12 @@
 // Which differences of a scan are moves, and in which order they can be made.
-#include "moves.h"
+#include "changes/moves.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
 
-#include "fingerprint.h"
+#include "files/fingerprint.h"
 #include "support/temp_dir.h"
 
 namespace {

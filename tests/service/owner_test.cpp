@@ -10,11 +10,11 @@
 #include <atomic>
 #include <thread>
 
-#include "database_adoption.h"
-#include "file_descriptor.h"
+#include "common/file_descriptor.h"
+#include "setup/database_adoption.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
-#include "worker_identity.h"
+#include "work/worker_identity.h"
 
 namespace fs = std::filesystem;
 

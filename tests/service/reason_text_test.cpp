@@ -1,4 +1,4 @@
-#include "reason_text.h"
+#include "worker/reason_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // What becomes of rows when a change of them is refused, or a run ends in the middle: nothing that hangs on
 // them is lost, and a later run makes them true.
-#include "catalogue.h"
+#include "changes/catalogue.h"
 #include "support/library_rows.h"
 #include "support/media_maker.h"
 

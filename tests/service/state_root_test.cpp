@@ -1,4 +1,4 @@
-#include "state_root.h"
+#include "library/state_root.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 #include <optional>
 
 #include "commands/opened_library.h"
-#include "library.h"
+#include "library/library.h"
 #include "support/child_processes.h"
 #include "support/temp_dir.h"
 

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "file_system_id.h"
-#include "mount_record.h"
+#include "changes/mount_record.h"
+#include "files/file_system_id.h"
 #include "support/media_maker.h"
 #include "support/private_namespace.h"
 #include "support/shared_tree_test.h"

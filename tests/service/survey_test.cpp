@@ -1,5 +1,5 @@
 // What a scan makes of a tree and a catalogue.
-#include "survey.h"
+#include "changes/survey.h"
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "platform/database.h"
-#include "worker_arguments.h"
+#include "work/worker_arguments.h"
 
 #define TEST_PLUGIN_API extern "C" __attribute__((visibility("default")))
 

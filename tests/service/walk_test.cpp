@@ -1,4 +1,4 @@
-#include "walk.h"
+#include "files/walk.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "wire.h"
+#include "work/wire.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-#include "work_queue.h"
+#include "work/work_queue.h"
 
 #include <gtest/gtest.h>
 

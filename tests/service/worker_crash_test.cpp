@@ -7,8 +7,8 @@
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
-#include "wire.h"
-#include "write_turn.h"
+#include "work/wire.h"
+#include "work/write_turn.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "write_turn.h"
+#include "work/write_turn.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

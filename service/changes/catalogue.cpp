@@ -1,0 +1,214 @@
+#include "changes/catalogue.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <set>
+
+#include "changes/catalogue_sql.h"
+#include "common/display.h"
+#include "common/error_text.h"
+#include "common/file_descriptor.h"
+#include "common/path_parts.h"
+#include "files/file_system_id.h"
+
+namespace {
+
+constexpr mode_t kPrivateFile = 0600;
+constexpr std::array<const char*, 5> kStates{"sent", "damaged", "failed", "unread", "planned"};
+const DatabaseReader::Columns kEntryColumns{"folder", "name", "facts"};
+
+// SQLite's integers are signed; the bits come back as they went in.
+std::int64_t Number(std::string_view text) {
+  std::int64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+// The text up to the next blank, which goes too.
+std::string_view NextWord(std::string_view& text) {
+  const std::string_view word = text.substr(0, text.find(' '));
+  text.remove_prefix(std::min(word.size() + 1, text.size()));
+  return word;
+}
+
+std::string Text(std::uint64_t number) {
+  return std::to_string(static_cast<std::int64_t>(number));
+}
+
+EntryState StateOf(std::string_view text) {
+  const auto found = std::find(kStates.begin(), kStates.end(), text);
+  return found == kStates.end() ? EntryState::kUnread : static_cast<EntryState>(found - kStates.begin());
+}
+
+CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
+  CatalogueEntry entry;
+  entry.path = row[0].value_or("");
+  if (!entry.path.empty()) entry.path += '/';
+  entry.path += row[1].value_or("");
+  std::string_view facts = *row[2];
+  entry.kind = static_cast<ItemKind>(Number(NextWord(facts)));
+  if (entry.kind == ItemKind::kFolder) entry.path.pop_back();
+  entry.stamp.device = static_cast<std::uint64_t>(Number(NextWord(facts)));
+  entry.stamp.inode = static_cast<std::uint64_t>(Number(NextWord(facts)));
+  entry.stamp.birth = Number(NextWord(facts));
+  entry.stamp.size = Number(NextWord(facts));
+  entry.stamp.modified = Number(NextWord(facts));
+  entry.stamp.changed = Number(NextWord(facts));
+  entry.state = StateOf(NextWord(facts));
+  entry.fingerprint = NextWord(facts);
+  entry.reason = facts;
+  return entry;
+}
+
+std::vector<CatalogueEntry> EntriesOf(const std::vector<DatabaseReader::Row>& rows) {
+  std::vector<CatalogueEntry> entries;
+  entries.reserve(rows.size());
+  for (const DatabaseReader::Row& row : rows) {
+    if (row.back()) entries.push_back(EntryOf(row));
+  }
+  return entries;
+}
+
+// As it stands in the column `name`.
+std::string RecordedName(const std::string& path, ItemKind kind) {
+  return kind == ItemKind::kFolder ? NameOf(path) + "/" : NameOf(path);
+}
+
+Outcome<DatabaseReader> TryOpen(const std::string& file) {
+  const FileDescriptor made(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
+  if (!made) return Failure{ExitStatus::kConfiguration, ErrorText(errno)};
+  DatabaseReader database(file);
+  if (!database || !database.Run(kMakeCatalogue) || !database.Query({"count"}, kCountFiles) ||
+      !database.Query({"value"}, kFact, std::string(kFileSystemsFact))) {
+    return Failure{ExitStatus::kConfiguration, database.error()};
+  }
+  return database;
+}
+
+// No catalogue, whatever it was: what is said of a disk, of memory or of a lock is said of those alone.
+bool IsNone(const Failure& failure) {
+  constexpr std::array kTexts{"file is not a database", "malformed", "no such table", "no such column",
+                              "Its schema is not ours"};
+  return std::any_of(kTexts.begin(), kTexts.end(),
+                     [&](const char* text) { return failure.message.find(text) != std::string::npos; });
+}
+
+}  // namespace
+
+Outcome<Catalogue> Catalogue::Open(const std::string& file) {
+  auto database = TryOpen(file);
+  if (!database && IsNone(database.failure())) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) unlink((file + suffix).c_str());
+    database = TryOpen(file);
+  }
+  if (database) return Catalogue(file, std::move(*database));
+  return Failure{ExitStatus::kConfiguration,
+                 Visible(file) + ": the catalogue cannot be opened: " + database.failure().message};
+}
+
+Catalogue::~Catalogue() {
+  if (database_) Commit();
+}
+
+template <typename... Values>
+std::vector<DatabaseReader::Row> Catalogue::Select(const DatabaseReader::Columns& columns, const char* sql,
+                                                   const Values&... values) {
+  auto rows = database_.Query(columns, sql, values...);
+  if (rows) return std::move(*rows);
+  if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, file_ + ": " + database_.error()};
+  return {};
+}
+
+template <typename... Values>
+void Catalogue::Change(const char* sql, const Values&... values) {
+  if (!changing_) Select({}, kBeginCatalogue);
+  changing_ = true;
+  Select({}, sql, values...);
+}
+
+std::vector<CatalogueEntry> Catalogue::Files(const std::string& folder, const std::string& after) {
+  return EntriesOf(after.empty() ? Select(kEntryColumns, kFirstFilesOfFolder, folder)
+                                 : Select(kEntryColumns, kFilesOfFolder, folder, after));
+}
+
+std::optional<CatalogueEntry> Catalogue::Find(const std::string& path, ItemKind kind) {
+  const auto found = EntriesOf(Select(kEntryColumns, kOneEntry, FolderOf(path), RecordedName(path, kind)));
+  return found.empty() ? std::nullopt : std::optional(found.front());
+}
+
+std::vector<CatalogueEntry> Catalogue::Folders() {
+  std::vector<CatalogueEntry> folders = EntriesOf(Select(kEntryColumns, kAllFolders));
+  std::set<std::string> known;
+  for (const CatalogueEntry& folder : folders) known.insert(folder.path);
+  for (const DatabaseReader::Row& row : Select({"folder"}, kParentFolders)) {
+    for (std::string path = row.front().value_or(""); !path.empty(); path = FolderOf(path)) {
+      if (!known.insert(path).second) break;
+      folders.push_back({path, ItemKind::kFolder, {}, "", EntryState::kUnread});
+    }
+  }
+  return folders;
+}
+
+std::size_t Catalogue::FileCount() {
+  const auto rows = Select({"count"}, kCountFiles);
+  return rows.empty() ? 0 : static_cast<std::size_t>(Number(rows.front().front().value_or("")));
+}
+
+void Catalogue::Put(const CatalogueEntry& entry) {
+  const FileStamp& stamp = entry.stamp;
+  Change(kPutEntry, FolderOf(entry.path), RecordedName(entry.path, entry.kind),
+         Text(static_cast<std::uint64_t>(entry.kind)), Text(stamp.device), Text(stamp.inode),
+         std::to_string(stamp.birth), std::to_string(stamp.size), std::to_string(stamp.modified),
+         std::to_string(stamp.changed), entry.fingerprint,
+         std::string(kStates.at(static_cast<std::size_t>(entry.state))), entry.reason);
+}
+
+void Catalogue::Remove(const std::string& path, ItemKind kind) {
+  Change(kind == ItemKind::kFolder ? kRemoveFolder : kRemoveFile, FolderOf(path), RecordedName(path, kind));
+}
+
+void Catalogue::RemoveTree(const std::string& folder) {
+  Remove(folder, ItemKind::kFolder);
+  Change(kRemoveBelow, folder, folder, folder);
+}
+
+void Catalogue::MoveToDevice(const std::string& folder, std::uint64_t from, std::uint64_t to) {
+  Change(kMoveToDevice, Text(to), Text(from), folder, folder, folder, FolderOf(folder),
+         RecordedName(folder, ItemKind::kFolder));
+}
+
+void Catalogue::TryTroublesAgain() {
+  Change(kForgetTrials);
+}
+
+void Catalogue::Clear() {
+  Change(kRemoveEntries);
+}
+
+void Catalogue::Commit() {
+  if (changing_) Select({}, kCommitCatalogue);
+  changing_ = false;
+}
+
+void Catalogue::MakeDurable() {
+  Commit();  // inside a transaction it could not be switched
+  Select({}, kDurableCatalogue);
+}
+
+std::optional<std::string> Catalogue::Fact(const std::string& name) {
+  const auto rows = Select({"value"}, kFact, name);
+  return rows.empty() ? std::nullopt : rows.front().front();
+}
+
+void Catalogue::PutFact(const std::string& name, const std::string& value) {
+  Change(kPutFact, name, value);
+}
+
+void Catalogue::RemoveFact(const std::string& name) {
+  Change(kRemoveFact, name);
+}

@@ -1,0 +1,97 @@
+#include "changes/catalogue_generation.h"
+
+#include <ios>
+#include <random>
+#include <sstream>
+
+namespace {
+
+constexpr const char* kLastFact = "generation";
+constexpr const char* kOwnFact = "written";
+constexpr const char* kWriterFact = "writer";
+constexpr const char* kBegunFact = "run";
+
+std::string NewName() {
+  std::random_device random;
+  std::ostringstream name;
+  name << std::hex << random() << '-' << random();
+  return name.str();
+}
+
+Generation GenerationOf(const std::string& fact) {
+  Generation noted;
+  std::istringstream text(fact);
+  text >> noted.number >> noted.run;
+  return noted;
+}
+
+std::string TextOf(const Generation& generation) {
+  return std::to_string(generation.number) + " " + generation.run;
+}
+
+std::string WriterOf(Catalogue& catalogue) {
+  if (const auto writer = catalogue.Fact(kWriterFact)) return *writer;
+  std::string made = NewName();
+  catalogue.PutFact(kWriterFact, made);
+  return made;
+}
+
+// The last generation of its runs that DATABASE has is the one that the catalogue has noted, or one of a run
+// that was killed before it could.
+bool HasWhatWasNoted(const NotedGenerations& noted, const LibraryFacts& database) {
+  const auto found = database.writers.find(noted.writer);
+  if (noted.writer.empty() || found == database.writers.end()) return false;
+  const Generation& own = found->second;
+  return own.run == noted.own.run ? own.number >= noted.own.number : own.run == noted.begun;
+}
+
+}  // namespace
+
+NotedGenerations NotedIn(const ReadFact& read) {
+  return {read(kWriterFact), GenerationOf(read(kLastFact)), GenerationOf(read(kOwnFact)), read(kBegunFact)};
+}
+
+NotedGenerations NotedIn(Catalogue& catalogue) {
+  return NotedIn([&](const char* name) { return catalogue.Fact(name).value_or(""); });
+}
+
+Standing StandingOf(const NotedGenerations& noted, const LibraryFacts& database) {
+  if (database.generation == noted.last) return Standing::kInStep;
+  const bool later = database.generation.number > noted.last.number;
+  return later && HasWhatWasNoted(noted, database) ? Standing::kBehind : Standing::kOther;
+}
+
+void Adopt(Catalogue& catalogue, const LibraryFacts& database) {
+  catalogue.PutFact(kLastFact, TextOf(database.generation));
+  const auto own = database.writers.find(WriterOf(catalogue));
+  if (own == database.writers.end()) return catalogue.RemoveFact(kOwnFact);
+  catalogue.PutFact(kOwnFact, TextOf(own->second));
+}
+
+void AdoptMadeAnew(Catalogue& catalogue, const LibraryFacts& database) {
+  catalogue.PutFact(kWriterFact, NewName());
+  catalogue.RemoveFact(kBegunFact);
+  Adopt(catalogue, database);
+}
+
+KeptGenerations::KeptGenerations(Catalogue& catalogue)
+    : catalogue_(catalogue), noted_(NotedIn(catalogue).last.number) {}
+
+const RunName& KeptGenerations::Begin() {
+  if (begun_) return name_;
+  begun_ = true;
+  name_ = {WriterOf(catalogue_), NewName()};
+  catalogue_.MakeDurable();
+  catalogue_.PutFact(kBegunFact, name_.run);
+  catalogue_.Commit();
+  return name_;
+}
+
+void KeptGenerations::Note(std::uint64_t number) {
+  ahead_.insert(number);
+  const std::uint64_t before = noted_;
+  while (ahead_.erase(noted_ + 1) > 0) ++noted_;
+  if (noted_ == before) return;
+  catalogue_.PutFact(kLastFact, TextOf({noted_, name_.run}));
+  catalogue_.PutFact(kOwnFact, TextOf({noted_, name_.run}));
+}

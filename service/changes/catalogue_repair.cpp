@@ -1,0 +1,138 @@
+#include "changes/catalogue_repair.h"
+
+#include <array>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+#include "changes/catalogue_sql.h"
+#include "changes/mount_record.h"
+#include "common/path_parts.h"
+#include "files/media_files.h"
+#include "library/album_name.h"
+
+namespace {
+
+constexpr int kDecimal = 10;
+
+using TakeEntry = std::function<void(CatalogueEntry)>;
+
+Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const char* sql, bool folders,
+                       const TakeEntry& take) {
+  const auto rows = database.Query({"path", "size"}, sql);
+  if (!rows) return Unreadable(database);
+  for (const DatabaseReader::Row& row : *rows) {
+    CatalogueEntry entry;
+    entry.path = row.front().value_or("");
+    if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
+    entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
+    entry.state = EntryState::kUnread;
+    entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
+    if (!entry.path.empty()) take(std::move(entry));
+  }
+  return Done{};
+}
+
+// An entry for each row of DATABASE.
+Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, const LibraryFacts& facts,
+                          const TakeEntry& take) {
+  const MountRecord mounts = MountsOf(facts.mounts.value_or(""));
+  const auto place = [&](CatalogueEntry entry) {
+    entry.stamp.device = facts.mounts ? RecordedDevice(mounts, entry.path) : kUnknownDevice;
+    take(std::move(entry));
+  };
+  struct Source {
+    const char* sql;
+    bool folders;
+  };
+  constexpr std::array kSources{Source{kIndexedFolders, true}, Source{kIndexedPhotos, false},
+                                Source{kIndexedVideos, false}};
+  for (const auto& [sql, folders] : kSources) {
+    if (auto read = ReadRows(database, library, sql, folders, place); !read) return read;
+  }
+  return Done{};
+}
+
+class Agreement {
+ public:
+  // TRUSTS what the catalogue says of rows that are there; else it is good for their objects alone.
+  Agreement(Catalogue& catalogue, bool trusts) : catalogue_(catalogue), trusts_(trusts) {}
+
+  void AddRow(CatalogueEntry row) {
+    auto& rows = row.kind == ItemKind::kFolder ? folders_ : files_;
+    std::string path = row.path;
+    rows.emplace(std::move(path), std::move(row));
+  }
+
+  void Reach() {
+    const std::vector<CatalogueEntry> folders = catalogue_.Folders();
+    CompareFilesOf("");
+    for (const CatalogueEntry& folder : folders) {
+      // What has no entry of its own is no row either.
+      const bool recorded = folder.state != EntryState::kUnread || folder.stamp.inode != 0;
+      if (recorded && (!trusts_ || NoAlbumReason(folder.path) == nullptr)) Compare(folder, folders_);
+      CompareFilesOf(folder.path);
+    }
+    for (const auto* rows : {&folders_, &files_}) {
+      for (const auto& [path, row] : *rows) catalogue_.Put(row);
+    }
+  }
+
+ private:
+  using Rows = std::unordered_map<std::string, CatalogueEntry>;
+
+  void CompareFilesOf(const std::string& folder) {
+    std::string after;
+    for (;;) {
+      const std::vector<CatalogueEntry> files = catalogue_.Files(folder, after);
+      if (files.empty()) return;
+      for (const CatalogueEntry& file : files) Compare(file, files_);
+      after = NameOf(files.back().path);
+    }
+  }
+
+  void Compare(const CatalogueEntry& entry, Rows& rows) {
+    const auto row = rows.find(entry.path);
+    const bool has_row = row != rows.end() && row->second.kind == entry.kind;
+    if (has_row) rows.erase(row);
+    if (!trusts_ && !has_row) return catalogue_.Remove(entry.path, entry.kind);
+    if (trusts_ && (has_row || !IsSent(entry))) return;
+    CatalogueEntry unread = entry;
+    unread.state = EntryState::kUnread;
+    catalogue_.Put(unread);
+  }
+  static bool IsSent(const CatalogueEntry& entry) {
+    return entry.state == EntryState::kSent || entry.state == EntryState::kDamaged;
+  }
+
+  Catalogue& catalogue_;
+  bool trusts_;
+  Rows folders_;
+  Rows files_;
+};
+
+Outcome<Done> Reach(Agreement agreement, DatabaseReader& database, const Library& library,
+                    const LibraryFacts& facts) {
+  auto read =
+      ReadAllRows(database, library, facts, [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
+  if (read) agreement.Reach();
+  return read;
+}
+
+}  // namespace
+
+Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                      const LibraryFacts& facts) {
+  return ReadAllRows(database, library, facts, [&](const CatalogueEntry& row) { catalogue.Put(row); });
+}
+
+Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                            const LibraryFacts& facts) {
+  return Reach(Agreement(catalogue, true), database, library, facts);
+}
+
+Outcome<Done> TakeRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                       const LibraryFacts& facts) {
+  return Reach(Agreement(catalogue, false), database, library, facts);
+}

@@ -1,0 +1,69 @@
+#include "changes/loss_brake.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <sstream>
+#include <utility>
+
+#include "common/name_hash.h"
+
+namespace {
+
+constexpr std::size_t kMostGone = 100;
+constexpr std::size_t kMostGonePart = 10;
+constexpr std::int64_t kPatienceSeconds = 3600;
+
+std::int64_t Now() {
+  const auto since = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::seconds>(since).count();
+}
+
+// Whatever order they come in.
+std::string HashOf(std::vector<std::string> paths) {
+  std::sort(paths.begin(), paths.end());
+  NameHash hash;
+  for (const std::string& path : paths) {
+    hash.Add(path);
+    hash.Add('\0');
+  }
+  return hash.Text();
+}
+
+// An earlier scan has found the same, long enough ago; else this one is remembered.
+bool FoundBefore(const LossQuestion& question, Catalogue& catalogue) {
+  const std::string hash = HashOf(question.gone);
+  const std::int64_t now = Now();
+  std::istringstream earlier(catalogue.Fact(question.fact).value_or(""));
+  std::string earlier_hash;
+  std::int64_t earlier_time = 0;
+  // A time to come was told by a clock that was wrong.
+  if (earlier >> earlier_hash >> earlier_time && earlier_hash == hash && earlier_time <= now) {
+    return now - earlier_time >= kPatienceSeconds;
+  }
+  catalogue.PutFact(question.fact, hash + " " + std::to_string(now));
+  return false;
+}
+
+bool IsMany(const LossQuestion& question) {
+  return question.gone.size() > kMostGone && question.gone.size() > question.recorded / kMostGonePart;
+}
+
+// What is not believed however little it is.
+LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
+  if (question.accepted || (question.gone.empty() && question.gone_folders == 0)) return {};
+  if (question.root_empty) return {true, "the folder is empty"};
+  if (question.root_changed) return {true, "the folder is not the one that was indexed before"};
+  return {};
+}
+
+}  // namespace
+
+LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
+  LossVerdict verdict = OutOfReachAsAWhole(question);
+  const bool many = !verdict.holds && !question.accepted && IsMany(question);
+  if (!many && catalogue.Fact(question.fact)) catalogue.RemoveFact(question.fact);
+  if (!many || FoundBefore(question, catalogue)) return verdict;
+  return {true, std::to_string(question.gone.size()) + " of " + std::to_string(question.recorded) +
+                    " files are gone"};
+}

@@ -1,0 +1,51 @@
+#include "changes/mount_notes.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "changes/survey.h"
+
+namespace {
+
+// Something at, above or below PATH could not be looked at.
+bool IsUnknown(const std::set<std::string>& unknown, const std::string& path) {
+  if (LiesInOne(unknown, path)) return true;
+  const auto below = unknown.lower_bound(path + "/");
+  return below != unknown.end() && below->starts_with(path + "/");
+}
+
+}  // namespace
+
+std::optional<WorkItem> MountNotes::Before(const Plan& plan) {
+  // Rows may lie on what is away, and nobody has noted where that was.
+  if (!known_ && plan.mounts.empty() && !plan.withheld_reason.empty()) return std::nullopt;
+  MountRecord mounts = known_.value_or(MountRecord());
+  for (auto& [path, devices] : mounts) {
+    // Rows of another disk, or of the folder below, may be there too.
+    if (!plan.withheld_reason.empty() && !plan.mounts.contains(path)) devices.insert(0);
+  }
+  for (const auto& [path, device] : plan.mounts) mounts[path].insert(device);
+  return Tell(std::move(mounts));
+}
+
+std::optional<WorkItem> MountNotes::After(const Plan& plan) {
+  MountRecord mounts = RecordOf(plan.mounts);
+  for (const auto& [path, devices] : known_.value_or(MountRecord())) {
+    if (IsUnknown(plan.unknown, path)) mounts[path].insert(devices.begin(), devices.end());
+  }
+  return Tell(std::move(mounts));
+}
+
+std::optional<WorkItem> MountNotes::Met(const std::string& path, std::uint64_t device) {
+  MountRecord mounts = known_.value_or(MountRecord());
+  mounts[path].insert(device);
+  return Tell(std::move(mounts));
+}
+
+std::optional<WorkItem> MountNotes::Tell(MountRecord mounts) {
+  if (mounts == known_) return std::nullopt;
+  known_ = std::move(mounts);
+  WorkItem note = WholeLibrary(library_.folder, ItemAction::kNoteMounts);
+  note.from = MountText(*known_);
+  return note;
+}

@@ -1,0 +1,187 @@
+#include "changes/plan.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <utility>
+
+#include "changes/folder_stages.h"
+#include "changes/library_catalogue.h"
+#include "changes/moves.h"
+#include "changes/out_of_reach.h"
+#include "common/display.h"
+#include "common/error_text.h"
+#include "database/queries_sql.h"
+#include "platform/media_file.h"
+
+namespace {
+
+class Planner {
+ public:
+  Planner(const Library& library, Catalogue& catalogue, const PlanOptions& options)
+      : library_(library), catalogue_(catalogue), options_(options) {}
+
+  Outcome<Plan> Make(Differences differences) {
+    if (auto finished = FinishSettingAside(differences); !finished) return finished.failure();
+    plan_.mounts = differences.mounts;
+    plan_.unknown = std::move(differences.unknown);
+    plan_.seen = std::move(differences.seen);
+    OutOfReach out_of_reach = options_.accepts_loss ? OutOfReach() : TakeHiding(differences);
+    const std::vector<Move> folder_moves = TakeFolderMoves(differences);
+    const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
+    if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
+    Judge(differences);
+    Withhold(out_of_reach);
+    AddFolders(folder_moves, differences.folders);
+    AddFileMoves(file_moves);
+    if (!options_.moves_alone) AddFiles(differences.files);
+    AddDeletes(differences.gone_files, differences.gone_folders,
+               plan_.verdict.holds ? plan_.withheld : plan_.deletes);
+    return std::move(plan_);
+  }
+
+ private:
+  // Which of the FILES have rows.
+  Outcome<std::set<std::string>> WithRows(const std::vector<CatalogueEntry>& files) const {
+    std::set<std::string> paths;
+    DatabaseReader database = DatabaseReader::Of(library_);
+    for (const CatalogueEntry& file : files) {
+      const char* sql = file.kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql;
+      const auto rows = database.Query({"path"}, sql, library_.FileKey(file.path));
+      if (!rows) return Unreadable(database);
+      if (!rows->empty()) paths.insert(file.path);
+    }
+    return paths;
+  }
+
+  // A run that ended while rows were to be set aside leaves both names in the catalogue; the database tells
+  // how far it came.
+  Outcome<Done> FinishSettingAside(Differences& differences) {
+    std::vector<CatalogueEntry> planned;
+    for (const CatalogueEntry& file : differences.gone_files) {
+      if (file.state == EntryState::kPlanned) planned.push_back(file);
+    }
+    if (planned.empty()) return Done{};
+    const auto with_rows = WithRows(planned);
+    if (!with_rows) return with_rows.failure();
+    std::vector<FileStamp> under_way;
+    for (const CatalogueEntry& file : planned) {
+      if (with_rows->contains(file.path)) {
+        under_way.push_back(file.stamp);
+      } else {
+        catalogue_.Remove(file.path, file.kind);
+      }
+    }
+    std::erase_if(differences.gone_files, [&](const CatalogueEntry& file) {
+      return file.state == EntryState::kPlanned && !with_rows->contains(file.path);
+    });
+    const auto set_aside = [&](const CatalogueEntry& file) {
+      return file.state != EntryState::kPlanned &&
+             std::any_of(under_way.begin(), under_way.end(),
+                         [&](const FileStamp& stamp) { return stamp.SameObject(file.stamp); });
+    };
+    std::erase_if(differences.gone_files, set_aside);
+    std::erase_if(differences.replaced_files, set_aside);
+    return Done{};
+  }
+
+  void Judge(const Differences& differences) {
+    LossQuestion question;
+    for (const CatalogueEntry& file : differences.gone_files) question.gone.push_back(file.path);
+    question.gone_folders = differences.gone_folders.size();
+    question.recorded = differences.recorded_files;
+    question.root_changed = RootChanged(catalogue_, library_);
+    question.root_empty = differences.root_empty;
+    question.accepted = options_.accepts_loss;
+    plan_.verdict = JudgeLoss(question, catalogue_);
+    plan_.withheld_reason = plan_.verdict.reason;
+  }
+
+  void Withhold(const OutOfReach& out_of_reach) {
+    if (out_of_reach.empty()) return;
+    const std::string reason = ReasonOf(out_of_reach, MountsInDatabase(catalogue_));
+    plan_.withheld_reason += (plan_.verdict.holds ? "; " : "") + reason;
+    for (const Arrival& file : out_of_reach.files) {
+      plan_.withheld.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+      plan_.hiding.insert(plan_.withheld.back().path);
+    }
+    for (const Arrival& folder : out_of_reach.folders)
+      plan_.hiding.insert(library_.folder + "/" + folder.path);
+    AddDeletes(out_of_reach.gone_files, out_of_reach.gone_folders, plan_.withheld);
+  }
+
+  WorkItem Item(ItemAction action, ItemKind kind, const std::string& path, const FileStamp& stamp) const {
+    WorkItem item;
+    item.kind = kind;
+    item.action = action;
+    item.path = library_.folder + "/" + path;
+    item.stage = stage_;
+    item.stamp = stamp;
+    return item;
+  }
+
+  WorkItem MoveItem(const Move& move) const {
+    WorkItem item =
+        Item(move.sets_aside ? ItemAction::kSetAside : ItemAction::kMove, move.kind, move.to, move.stamp);
+    item.from = library_.folder + "/" + move.from;
+    item.same_content = move.same_content;
+    return item;
+  }
+
+  void AddFolders(const std::vector<Move>& moves, const std::deque<Arrival>& arrivals) {
+    for (const Move& move : moves) plan_.items.push_back(MoveItem(move));
+    for (const Arrival& folder : arrivals) {
+      // While a loss is not believed, what the folder was stays on record.
+      if (folder.replaces && plan_.verdict.holds) continue;
+      plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
+    }
+    stage_ = FolderStages(plan_.items).Assign();
+  }
+
+  void AddFileMoves(const std::vector<Move>& moves) {
+    const std::uint32_t first = stage_;
+    for (const Move& move : moves) {
+      stage_ = first + move.step;
+      plan_.items.push_back(MoveItem(move));
+    }
+    ++stage_;
+  }
+
+  // There may be a million: each arrival goes as its item comes.
+  void AddFiles(std::deque<Arrival>& files) {
+    plan_.items.reserve(plan_.items.size() + files.size());
+    for (; !files.empty(); files.pop_front()) {
+      const Arrival& file = files.front();
+      plan_.items.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+    }
+  }
+
+  // Folders after their files, the deepest first.
+  void AddDeletes(const std::vector<CatalogueEntry>& files, const std::vector<CatalogueEntry>& folders,
+                  std::vector<WorkItem>& deletes) {
+    for (const CatalogueEntry& file : files)
+      deletes.push_back(Item(ItemAction::kDelete, file.kind, file.path, file.stamp));
+    ++stage_;
+    for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder)
+      deletes.push_back(Item(ItemAction::kDelete, ItemKind::kFolder, folder->path, folder->stamp));
+  }
+
+  const Library& library_;
+  Catalogue& catalogue_;
+  PlanOptions options_;
+  Plan plan_;
+  std::uint32_t stage_ = 0;
+};
+
+}  // namespace
+
+Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options) {
+  auto differences = Survey(library, catalogue).Run();
+  if (!differences) return differences.failure();
+  // Files that may have moved are read.
+  if (KAVOMediaFolderHold(library.folder.c_str()) != 0)
+    return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};
+  auto plan = Planner(library, catalogue, options).Make(std::move(*differences));
+  if (catalogue.failure()) return *catalogue.failure();
+  return plan;
+}

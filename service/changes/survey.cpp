@@ -1,0 +1,210 @@
+#include "changes/survey.h"
+
+#include <utility>
+
+#include "changes/catalogue_sql.h"
+#include "common/path_parts.h"
+#include "files/file_system_id.h"
+#include "files/media_files.h"
+#include "library/album_name.h"
+
+namespace {
+
+bool FailedBefore(const CatalogueEntry& recorded, const FileStamp& stamp) {
+  const bool failed = recorded.state == EntryState::kFailed || recorded.state == EntryState::kDamaged;
+  return failed && recorded.stamp.changed == stamp.changed;
+}
+
+bool WasElsewhere(const CatalogueEntry& recorded, const FileStamp& now) {
+  return recorded.stamp.device != kUnknownDevice && recorded.stamp.device != now.device;
+}
+
+CatalogueEntry Replaced(CatalogueEntry recorded, const FileStamp& now) {
+  recorded.elsewhere = WasElsewhere(recorded, now);
+  return recorded;
+}
+
+// As far as it is known: of what only the database tells it is the size.
+bool HasContentOf(const CatalogueEntry& recorded, const FileStamp& now) {
+  return recorded.stamp.inode == 0 ? recorded.stamp.size == now.size : recorded.stamp.SameContent(now);
+}
+
+bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
+  if (!recorded.stamp.SameObject(stamp) || !recorded.stamp.SameContent(stamp)) return false;
+  return recorded.state == EntryState::kSent || FailedBefore(recorded, stamp);
+}
+
+}  // namespace
+
+bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
+  if (folders.empty()) return false;
+  if (folders.contains("") || folders.contains(path)) return true;
+  for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    if (folders.contains(path.substr(0, slash))) return true;
+  }
+  return false;
+}
+
+bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts) {
+  switch (entry.kind) {
+    case EntryKind::kFolder:
+      if (const char* reason = NoAlbumReason(library.Below(entry.path))) ++counts.skipped[reason];
+      return true;
+    case EntryKind::kFile:
+      if (MediaKindOf(entry.path)) {
+        ++counts.found;
+        return true;
+      }
+      ++counts.skipped["not a photo or video"];
+      return false;
+    case EntryKind::kSkipped:
+    case EntryKind::kUnknown:
+      ++counts.skipped[entry.reason];
+      return false;
+    case EntryKind::kFailed:
+      counts.failed.push_back({entry.path, entry.reason, false, true});
+      return false;
+  }
+  return false;
+}
+
+Outcome<Differences> Survey::Run() {
+  auto walk = Walk::Start(library_.folder);
+  if (!walk) return walk.failure();
+  differences_.recorded_files = catalogue_.FileCount();
+  for (CatalogueEntry& entry : catalogue_.Folders()) {
+    std::string path = entry.path;
+    folders_.emplace(std::move(path), std::move(entry));
+  }
+  has_numbers_ = !catalogue_.Fact(kFileSystemsFact);
+  while (const auto entry = walk->Next()) {
+    Take(*entry, library_.Below(entry->path));
+    if (catalogue_.failure()) return *catalogue_.failure();
+  }
+  Advance(nullptr);
+  GatherLostFolders();
+  if (has_numbers_) catalogue_.PutFact(kFileSystemsFact, "");
+  if (catalogue_.failure()) return *catalogue_.failure();
+  return std::move(differences_);
+}
+
+void Survey::Take(const WalkEntry& entry, const std::string& path) {
+  const bool counts = Account(entry, library_, differences_.seen);
+  if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
+  if (counts) return TakeFile(entry, path);
+  if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
+  // A folder that cannot be listed further, one that cannot be entered, or a file.
+  differences_.unknown.insert(path);
+}
+
+void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
+  Advance(nullptr);
+  folder_ = path;
+  if (path.empty()) root_number_ = entry.mounted;
+  if (!path.empty() && entry.mounted != 0) {
+    differences_.mounts[path] = entry.stamp.device;
+    if (has_numbers_) TakeOverNumbers(entry, path);
+  }
+  Fetch("");
+  if (path.empty()) return;
+  differences_.root_empty = false;
+  const auto found = folders_.find(path);
+  const bool known = found != folders_.end();
+  const bool unread = known && found->second.state == EntryState::kUnread;
+  if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
+    const bool replaces = known && !unread;
+    if (replaces) differences_.replaced_folders.push_back(Replaced(found->second, entry.stamp));
+    const bool hides = replaces && WasElsewhere(found->second, entry.stamp);
+    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces, hides});
+  }
+  if (known) folders_.erase(found);
+}
+
+void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
+  differences_.root_empty = false;
+  if (const CatalogueEntry* recorded = Advance(&path)) return CompareFile(entry, path, *recorded);
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp});
+}
+
+void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded) {
+  if (IsUnchanged(recorded, entry.stamp)) {
+    ++differences_.seen.unchanged;
+    if (recorded.state == EntryState::kSent) return;
+    auto& troubles =
+        recorded.state == EntryState::kDamaged ? differences_.seen.notes : differences_.seen.failed;
+    troubles.push_back({entry.path, recorded.reason, true});
+    return;
+  }
+  const bool unread = recorded.state == EntryState::kUnread;
+  const bool replaces = !unread && !recorded.stamp.SameObject(entry.stamp);
+  if (replaces) differences_.replaced_files.push_back(Replaced(recorded, entry.stamp));
+  const bool hides = WasElsewhere(recorded, entry.stamp) && !HasContentOf(recorded, entry.stamp);
+  differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true, replaces, hides});
+}
+
+const CatalogueEntry* Survey::Advance(const std::string* path) {
+  while (more_) {
+    for (; next_ < recorded_.size(); ++next_) {
+      const CatalogueEntry& candidate = recorded_[next_];
+      if (path != nullptr && candidate.path > *path) return nullptr;
+      if (path != nullptr && candidate.path == *path) return &recorded_[next_++];
+      NoteGone(candidate);
+    }
+    if (recorded_.size() < kEntriesAtOnce) {
+      more_ = false;
+      break;
+    }
+    Fetch(NameOf(recorded_.back().path));
+  }
+  return nullptr;
+}
+
+void Survey::Fetch(const std::string& after) {
+  recorded_ = catalogue_.Files(folder_, after);
+  next_ = 0;
+  more_ = !recorded_.empty();
+}
+
+void Survey::NoteGone(const CatalogueEntry& file) {
+  if (differences_.unknown.contains(folder_) || differences_.unknown.contains(file.path)) return;
+  differences_.gone_files.push_back(Marked(file));
+}
+
+bool Survey::IsElsewhere(const CatalogueEntry& entry) const {
+  return entry.stamp.device != kUnknownDevice && entry.stamp.device != DeviceAt(entry.path);
+}
+
+CatalogueEntry Survey::Marked(CatalogueEntry entry) const {
+  entry.elsewhere = IsElsewhere(entry);
+  return entry;
+}
+
+void Survey::TakeOverNumbers(const WalkEntry& mounted, const std::string& path) {
+  const std::uint64_t recorded = mounted.mounted == root_number_ ? 0 : mounted.mounted;
+  catalogue_.MoveToDevice(path, recorded, mounted.stamp.device);
+  for (auto& [below, entry] : folders_) {
+    const bool lies_there = below == path || below.starts_with(path + "/");
+    if (lies_there && entry.stamp.device == recorded) entry.stamp.device = mounted.stamp.device;
+  }
+}
+
+std::uint64_t Survey::DeviceAt(const std::string& path) const {
+  const auto& mounts = differences_.mounts;
+  if (mounts.empty()) return 0;
+  for (std::string above = path; !above.empty();) {
+    const std::size_t slash = above.rfind('/');
+    above.resize(slash == std::string::npos ? 0 : slash);
+    if (const auto mount = mounts.find(above); mount != mounts.end()) return mount->second;
+  }
+  return 0;
+}
+
+void Survey::GatherLostFolders() {
+  for (const auto& [path, entry] : folders_) {
+    if (LiesInOne(differences_.unknown, path)) continue;
+    differences_.gone_folders.push_back(Marked(entry));
+    folder_ = path;
+    Fetch("");
+    Advance(nullptr);
+  }
+}

@@ -1,0 +1,93 @@
+// Compares a library's folder with the catalogue: a walk that opens no file. Folder by folder; only the
+// differences are held.
+#ifndef SERVICE_CHANGES_SURVEY_H_
+#define SERVICE_CHANGES_SURVEY_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "changes/catalogue.h"
+#include "changes/survey_counts.h"
+#include "files/walk.h"
+#include "library/library.h"
+
+// A file or folder that is not as the catalogue has it.
+struct Arrival {
+  std::string path;  // below the library
+  ItemKind kind = ItemKind::kPhoto;
+  FileStamp stamp;
+  bool known = false;     // the catalogue has one of that kind under this path
+  bool replaces = false;  // and it was another one
+  // What it replaces may be out of reach with its file system, and this is not the same: a folder, or a file
+  // of another content.
+  bool hides = false;
+};
+
+struct Differences {
+  SurveyCounts seen;            // what was skipped, failed, unchanged or failed before
+  std::deque<Arrival> folders;  // parents first
+  std::deque<Arrival> files;
+  // Not there any more, for sure.
+  std::vector<CatalogueEntry> gone_folders;
+  std::vector<CatalogueEntry> gone_files;
+  // Something else stands under their paths.
+  std::vector<CatalogueEntry> replaced_folders;
+  std::vector<CatalogueEntry> replaced_files;
+  std::size_t recorded_files = 0;
+  bool root_empty = true;                       // no file and no folder that counts
+  std::set<std::string> unknown;                // paths that could not be looked at, and all below them
+  std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
+};
+
+// PATH or a folder above it is one of FOLDERS; "" is the library itself.
+bool LiesInOne(const std::set<std::string>& folders, const std::string& path);
+
+// Counts what is no folder and no photo or video of LIBRARY; true for what is.
+bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts);
+
+class Survey {
+ public:
+  Survey(const Library& library, Catalogue& catalogue) : library_(library), catalogue_(catalogue) {}
+
+  // Walks the library to its end.
+  Outcome<Differences> Run();
+
+ private:
+  void Take(const WalkEntry& entry, const std::string& path);
+  void EnterFolder(const WalkEntry& entry, const std::string& path);
+  void TakeFile(const WalkEntry& entry, const std::string& path);
+  void CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded);
+  // What the catalogue has of the current folder up to PATH (all of it when null) and was not met is gone.
+  // The entry of PATH itself, when there is one.
+  const CatalogueEntry* Advance(const std::string* path);
+  // The files of the current folder that come after AFTER.
+  void Fetch(const std::string& after);
+  void NoteGone(const CatalogueEntry& file);
+  // ENTRY, at PATH, was on another file system than its folder is now.
+  bool IsElsewhere(const CatalogueEntry& entry) const;
+  CatalogueEntry Marked(CatalogueEntry entry) const;
+  // An earlier catalogue had the numbers of devices in its stamps.
+  void TakeOverNumbers(const WalkEntry& mounted, const std::string& path);
+  // The device, for stamps, of the nearest folder above PATH that is there.
+  std::uint64_t DeviceAt(const std::string& path) const;
+  void GatherLostFolders();
+
+  const Library& library_;
+  Catalogue& catalogue_;
+  Differences differences_;
+  std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
+  bool has_numbers_ = false;                       // the catalogue has the numbers of devices
+  std::uint64_t root_number_ = 0;
+
+  std::string folder_;                    // the current one
+  std::vector<CatalogueEntry> recorded_;  // some of its files
+  std::size_t next_ = 0;
+  bool more_ = false;
+};
+
+#endif  // SERVICE_CHANGES_SURVEY_H_

@@ -1,0 +1,28 @@
+#ifndef SERVICE_CHANGES_SURVEY_COUNTS_H_
+#define SERVICE_CHANGES_SURVEY_COUNTS_H_
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+// A line about a file or folder.
+struct Trouble {
+  std::string path;
+  std::string reason;
+  bool known = false;     // an earlier run told it, and the file is as it was
+  bool unopened = false;  // it could not be opened or listed, which every run tries again
+};
+
+// What going through a library comes to.
+struct SurveyCounts {
+  std::size_t found = 0;                       // photos and videos
+  std::size_t unchanged = 0;                   // files as they were in an earlier run
+  std::map<std::string, std::size_t> skipped;  // reason -> files and folders left out
+  std::vector<Trouble> failed;                 // files and folders
+  std::vector<Trouble> notes;                  // on files that are in the database: what is lacking
+
+  void Add(SurveyCounts&& others);
+};
+
+#endif  // SERVICE_CHANGES_SURVEY_COUNTS_H_

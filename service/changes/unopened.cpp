@@ -1,0 +1,38 @@
+#include "changes/unopened.h"
+
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "common/display.h"
+
+namespace {
+
+constexpr const char* kFact = "unopened";
+
+// In one line, whatever its name is.
+std::string LineOf(const Library& library, const Trouble& trouble) {
+  return Visible(library.Below(trouble.path)) + "\t" + Visible(trouble.reason);
+}
+
+std::set<std::string> LinesOf(const std::string& text) {
+  std::set<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+}  // namespace
+
+void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed) {
+  const std::string before = catalogue.Fact(kFact).value_or("");
+  const std::set<std::string> told = LinesOf(before);
+  std::string now;
+  for (Trouble& trouble : failed) {
+    if (!trouble.unopened) continue;
+    const std::string line = LineOf(library, trouble);
+    trouble.known = told.contains(line);
+    now += line + "\n";
+  }
+  if (now != before) catalogue.PutFact(kFact, now);
+}

@@ -1,0 +1,28 @@
+#include "common/stop_signals.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+StopSignals::StopSignals() {
+  sigset_t stops;
+  sigemptyset(&stops);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stops, number);
+  sigprocmask(SIG_BLOCK, &stops, &previous_);
+  events_ = FileDescriptor(signalfd(-1, &stops, SFD_NONBLOCK | SFD_CLOEXEC));
+}
+
+StopSignals::~StopSignals() {
+  sigprocmask(SIG_SETMASK, &previous_, nullptr);
+}
+
+bool StopSignals::Pending() const {
+  pollfd events{events_.get(), POLLIN, 0};
+  return poll(&events, 1, 0) > 0;
+}
+
+int StopSignals::Take() {
+  signalfd_siginfo event{};
+  const bool arrived = read(events_.get(), &event, sizeof(event)) == static_cast<ssize_t>(sizeof(event));
+  return arrived ? static_cast<int>(event.ssi_signo) : 0;
+}

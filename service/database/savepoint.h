@@ -1,0 +1,33 @@
+#ifndef SERVICE_DATABASE_SAVEPOINT_H_
+#define SERVICE_DATABASE_SAVEPOINT_H_
+
+#include "database/database_reader.h"
+
+// A part of the open transaction of DATABASE that is undone as a whole unless it is kept.
+class Savepoint {
+ public:
+  explicit Savepoint(DatabaseReader& database) : database_(database), set_(database.Run(kSet)) {}
+  ~Savepoint() {
+    if (set_) static_cast<void>(database_.Run(kUndo));
+  }
+  Savepoint(const Savepoint&) = delete;
+  Savepoint& operator=(const Savepoint&) = delete;
+
+  bool set() const { return set_; }
+  // False when it cannot be kept; it is undone then.
+  [[nodiscard]] bool Keep() {
+    if (!database_.Run(kKeep)) return false;
+    set_ = false;
+    return true;
+  }
+
+ private:
+  static constexpr const char* kSet = "SAVEPOINT one_move";
+  static constexpr const char* kUndo = "ROLLBACK TO one_move; RELEASE one_move";
+  static constexpr const char* kKeep = "RELEASE one_move";
+
+  DatabaseReader& database_;
+  bool set_;
+};
+
+#endif  // SERVICE_DATABASE_SAVEPOINT_H_

@@ -1,0 +1,33 @@
+#ifndef SERVICE_FILES_FILE_COUNTER_H_
+#define SERVICE_FILES_FILE_COUNTER_H_
+
+#include <atomic>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <thread>
+
+// Counts the media files of a library in a thread of its own, ahead of the run, so that progress can say how
+// much is left.
+class FileCounter {
+ public:
+  explicit FileCounter(std::string folder);
+  ~FileCounter();
+  FileCounter(const FileCounter&) = delete;
+  FileCounter& operator=(const FileCounter&) = delete;
+
+  // Nothing while it is still counting.
+  std::optional<std::size_t> total() const;
+
+ private:
+  // The files of FOLDER, which is open below ROOT, and of the folders in it. One listing at a time is held,
+  // and of that the names of folders alone. False when it was told to stop.
+  bool Count(const std::string& folder, int root);
+
+  std::atomic<std::size_t> count_ = 0;
+  std::atomic<bool> finished_ = false;
+  std::atomic<bool> stop_ = false;
+  std::thread thread_;
+};
+
+#endif  // SERVICE_FILES_FILE_COUNTER_H_

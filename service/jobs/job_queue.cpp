@@ -1,0 +1,151 @@
+#include "jobs/job_queue.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <sstream>
+
+#include "base/fixed_path.h"
+#include "common/atomic_file.h"
+#include "common/file_descriptor.h"
+#include "common/real_place.h"
+#include "platform/files.h"
+
+namespace {
+
+constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue";
+// In the state folder, a line each: since when the oldest job has been seen, how long the queue was, the job.
+constexpr const char* kSeen = "/oldest-job";
+constexpr std::size_t kTimeSpace = 32;
+constexpr std::int64_t kLongestJob = 8192;  // a path and a user's name
+constexpr std::size_t kKept = kMostJobBytes / 2;
+constexpr std::int64_t kMostCounted = 4 * kMostJobBytes;  // one run may have made it longer than it may be
+
+// The queue lies in a folder that others may write to: only a regular file is read, none behind a link and no
+// other name of somebody's file.
+FileDescriptor OpenQueue() {
+  FileDescriptor file(KAVOBeneathOpen(RealPlace(kSharedPhotoLink).c_str(), JobQueuePath().c_str()));
+  struct stat status {};
+  if (file && fstat(file.get(), &status) == 0 && status.st_nlink == 1) return file;
+  return {};
+}
+
+std::int64_t SizeOf(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 ? status.st_size : 0;
+}
+
+// Its first bytes, all SIZE of them unless it is shorter.
+std::string ReadFront(int file, std::int64_t size) {
+  std::string text(static_cast<std::size_t>(size), '\0');
+  std::size_t filled = 0;
+  while (filled < text.size()) {
+    const ssize_t count = pread(file, text.data() + filled, text.size() - filled, static_cast<off_t>(filled));
+    if (count <= 0) break;
+    filled += static_cast<std::size_t>(count);
+  }
+  text.resize(filled);
+  return text;
+}
+
+std::string OldestJob(int file) {
+  const std::string front = ReadFront(file, kLongestJob);
+  return front.substr(0, front.find('\n'));
+}
+
+std::size_t LinesOf(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+std::string Now() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::tm local{};
+  std::array<char, kTimeSpace> text{};
+  localtime_r(&now, &local);
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)};
+}
+
+// Since when the oldest job in FILE has been seen as that. A queue that is shorter than it was has been
+// emptied and begun again with the same photo.
+std::optional<std::string> SeenSince(const StateRoot& root, int file) {
+  std::istringstream seen(ReadWholeFile(root.path() + kSeen).value_or(""));
+  std::string since;
+  std::string job;
+  std::int64_t bytes = 0;
+  if (!std::getline(seen, since) || !(seen >> bytes) || bytes > SizeOf(file)) return std::nullopt;
+  seen.ignore();
+  if (!std::getline(seen, job) || job != OldestJob(file)) return std::nullopt;
+  return since;
+}
+
+// What cannot be noted is told as read; nothing else depends on it.
+void NoteOldest(const std::string& seen, int file) {
+  const std::string text = Now() + "\n" + std::to_string(SizeOf(file)) + "\n" + OldestJob(file) + "\n";
+  static_cast<void>(WriteWholeFile(seen, text));
+}
+
+// Keeps the younger half, from the beginning of a line; everything where that cannot be read. It is written
+// before the rest goes, so that a kill in between loses none: some jobs are there twice then, which is
+// allowed, and one is cut in front, where it has no mark of a job.
+std::size_t DropOldest(int file, std::int64_t size) {
+  const std::string all = ReadFront(file, size);
+  if (static_cast<std::int64_t>(all.size()) != size) return 0;
+  const std::size_t line_end = all.find('\n', all.size() - std::min(all.size(), kKept));
+  const std::string kept = line_end == std::string::npos ? "" : all.substr(line_end + 1);
+  const bool written = pwrite(file, kept.data(), kept.size(), 0) == static_cast<ssize_t>(kept.size());
+  const std::size_t left = written ? kept.size() : 0;
+  if (ftruncate(file, static_cast<off_t>(left)) != 0) return 0;
+  return LinesOf(all) - (written ? LinesOf(kept) : 0);
+}
+
+std::size_t Bound() {
+  int file = -1;
+  if (RLIBCFileLockByFile(JobQueuePath().c_str(), 1, &file) == 0) return 0;
+  // A reader may have come meanwhile.
+  const std::int64_t size = SizeOf(file);
+  const std::size_t dropped = size > kMostJobBytes ? DropOldest(file, size) : 0;
+  RLIBCFileUnlockByFile(file);
+  return dropped;
+}
+
+}  // namespace
+
+std::string JobQueuePath() {
+  return RealPlace(kQueue);
+}
+
+bool FaceRecognitionTakesJobs() {
+  std::array<char, kPathSize> real{};
+  const bool known = KAVOFixedPathGet(kPackageSettings, real.data(), kPathSize) >= 0;
+  return known && RLIBCFileCheckKeyValue(real.data(), "runfacerecognition", "yes", 0) != 0;
+}
+
+std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
+  const FileDescriptor file = OpenQueue();
+  JobQueue queue;
+  queue.path = JobQueuePath();
+  queue.bytes = file ? SizeOf(file.get()) : 0;
+  if (queue.bytes == 0) return std::nullopt;
+  queue.jobs = LinesOf(ReadFront(file.get(), std::min(queue.bytes, kMostCounted)));
+  queue.unread_since = SeenSince(root, file.get());
+  return queue;
+}
+
+std::size_t TendJobQueue(const StateRoot& root) {
+  const FileDescriptor file = OpenQueue();
+  // A reader that is slower than this run loses nothing: the oldest has waited since an earlier one.
+  const bool waits = file && SeenSince(root, file.get());
+  const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound() : 0;
+  const std::string seen = root.path() + kSeen;
+  if (!file || SizeOf(file.get()) == 0) {
+    unlink(seen.c_str());
+    return dropped;
+  }
+  if (!SeenSince(root, file.get())) NoteOldest(seen, file.get());
+  return dropped;
+}

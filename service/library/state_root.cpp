@@ -1,0 +1,172 @@
+#include "library/state_root.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <optional>
+
+#include "base/fixed_path.h"
+#include "base/limits.h"
+#include "common/atomic_file.h"
+#include "common/display.h"
+#include "common/error_text.h"
+#include "common/installation.h"
+#include "library/root_variable.h"
+#include "library/state_trust.h"
+#include "platform/files.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kModesSetting = "file_modes";
+constexpr mode_t kPrivate = 0700;
+constexpr mode_t kPrivateFile = 0600;
+constexpr int kValueSize = 128;
+
+std::string Variable(const char* name) {
+  const char* value = getenv(name);
+  return value != nullptr ? value : "";
+}
+
+std::string HomeFolder() {
+  std::string home = Variable("HOME");
+  if (!home.empty()) return home;
+  const passwd* user = getpwuid(getuid());
+  return user != nullptr ? user->pw_dir : "";
+}
+
+// "" when there is no home either.
+std::string DefaultRoot() {
+  const fs::path state = Variable("XDG_STATE_HOME");
+  if (state.is_absolute()) return state / "lumivault";
+  const std::string home = HomeFolder();
+  return home.empty() ? "" : (fs::path(home) / ".local/state/lumivault").string();
+}
+
+Failure Unusable(const std::string& path, int error) {
+  return {ExitStatus::kConfiguration, path + ": " + ErrorText(error)};
+}
+
+bool MakeOne(const std::string& folder) {
+  return mkdir(folder.c_str(), kPrivate) == 0 || (errno == EEXIST && fs::is_directory(folder));
+}
+
+bool HasSetting(const std::string& settings, const char* key) {
+  std::array<char, kValueSize> value{};
+  return RLIBCFileGetKeyValue(settings.c_str(), key, value.data(), kValueSize, 0) >= 0;
+}
+
+}  // namespace
+
+std::string KeyValueLine(std::string_view key, std::string_view value) {
+  return std::string(key).append("=\"").append(value).append("\"\n");
+}
+
+Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
+  const std::string chosen = named.empty() ? DefaultRoot() : named;
+  std::error_code error;
+  const fs::path absolute = fs::weakly_canonical(fs::absolute(chosen, error), error);
+  if (chosen.empty() || error) {
+    return Failure{ExitStatus::kConfiguration, "no state folder: name one with --root or set HOME"};
+  }
+  if (fs::exists(absolute, error) && !fs::is_directory(absolute, error)) {
+    return Failure{ExitStatus::kConfiguration, Visible(absolute.string()) + ": is not a folder"};
+  }
+  if (auto trusted = TrustStateFolder(absolute.string()); !trusted) return trusted.failure();
+  setenv(kRootVariable, absolute.c_str(), 1);
+  std::array<char, kPathSize> place{};
+  if (KAVOFixedPathGet(kSharedPhotoLink, place.data(), kPathSize) < 0) {
+    return Failure{ExitStatus::kConfiguration,
+                   Visible(absolute.string()) + ": the path is too long for a state folder"};
+  }
+  return StateRoot(absolute.string());
+}
+
+Outcome<Done> StateRoot::MakeFolder(std::string_view folder) const {
+  const std::string whole = Place(folder);
+  for (std::size_t end = path_.size(); end != std::string::npos; end = whole.find('/', end + 1)) {
+    if (!MakeOne(whole.substr(0, end))) return Unusable(whole.substr(0, end), errno);
+  }
+  if (!MakeOne(whole)) return Unusable(whole, errno);
+  return Done{};
+}
+
+Outcome<FileDescriptor> StateRoot::Lock() const {
+  const std::string file = Place("/lock");
+  FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
+  if (!lock) return Unusable(file, errno);
+  while (flock(lock.get(), LOCK_EX) != 0) {
+    if (errno != EINTR) return Unusable(file, errno);
+  }
+  return lock;
+}
+
+Outcome<Done> StateRoot::Prepare() const {
+  std::error_code error;
+  fs::create_directories(fs::path(path_).parent_path(), error);
+  if (error) return Unusable(path_, error.value());
+  if (auto made = MakeFolder(""); !made) return made;
+  auto lock = Lock();
+  if (!lock) return lock.failure();
+  return PrepareLocked();
+}
+
+Outcome<Done> StateRoot::PrepareLocked() const {
+  constexpr std::array kFolders{"/var/packages/Lumivault/etc",
+                                "/var/packages/Lumivault/target/photo_scripts/sql",
+                                "/usr/kavo/bin",
+                                "/usr/kavo/etc/preference",
+                                "/etc/kavo",
+                                "/libraries"};
+  for (const char* folder : kFolders) {
+    if (auto made = MakeFolder(folder); !made) return made;
+  }
+  if (auto written = WriteWholeFile(Place(kPackageMarker), ""); !written) return written;
+  if (auto settings = PrepareSettings(); !settings) return settings;
+  if (auto schema = PrepareSchema(); !schema) return schema;
+  return RemoveToolLink();
+}
+
+Outcome<Done> AddMissingSettings(const std::string& file, const std::vector<Setting>& settings) {
+  std::string content = ReadWholeFile(file).value_or("");
+  if (!content.empty() && content.back() != '\n') content += '\n';
+  for (const auto& [key, value] : settings) {
+    if (!HasSetting(file, key)) content += KeyValueLine(key, value);
+  }
+  return WriteWholeFile(file, content);
+}
+
+Outcome<Done> StateRoot::PrepareSettings() const {
+  const std::string settings = Place(kPackageSettings);
+  // Without "keep" the modes of people's files would be opened to everybody.
+  auto written = AddMissingSettings(
+      settings, {{kPersonalSetting, "yes"}, {kPublicSetting, "no"}, {kModesSetting, "keep"}});
+  if (!written) return written;
+  if (RLIBCFileCheckKeyValue(settings.c_str(), kPersonalSetting, "yes", 0) != 0) return Done{};
+  return Failure{ExitStatus::kConfiguration, settings + ": " + kPersonalSetting + " is not \"yes\""};
+}
+
+Outcome<Done> StateRoot::PrepareSchema() const {
+  const auto source = SchemaPath(kPersonalScript);
+  if (!source) return source.failure();
+  const auto schema = ReadWholeFile(*source);
+  if (!schema) return Unusable(*source, errno);
+  return WriteWholeFile(Place(kPersonalSchema), *schema);
+}
+
+// Earlier versions left a link to the machine's own tool, which makes a database less safely than the
+// platform does without one.
+Outcome<Done> StateRoot::RemoveToolLink() const {
+  const std::string link = Place(kSqliteTool);
+  std::error_code error;
+  if (fs::is_symlink(link, error) && unlink(link.c_str()) != 0) return Unusable(link, errno);
+  return Done{};
+}

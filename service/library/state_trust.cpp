@@ -1,0 +1,126 @@
+#include "library/state_trust.h"
+
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <optional>
+
+#include "base/fixed_path.h"
+#include "common/display.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr uid_t kRoot = 0;
+constexpr gid_t kRootsGroup = 0;
+constexpr const char* kJobFolder = "@eaDir";
+
+// What the service goes by, one by one: the folder may be the root of an appliance.
+constexpr std::array kPlaces{"/lock",           "/oldest-job",
+                             kPackageMarker,    kPackageSettings,
+                             kPersonalSchema,   kGpsScript,
+                             kSqliteTool,       kMetadataTool,
+                             kVideoConvertTool, kPreviewTool,
+                             kPhpTool,          "/etc/kavo/personal.conf",
+                             kSharedPhotoLink,  "/usr/kavo/etc/preference",
+                             "/libraries"};
+// These are looked at with all that is in them.
+constexpr std::array kTrees{"/usr/kavo/etc/preference", "/libraries"};
+
+constexpr const char* kForeign =
+    "belongs to somebody else, who could change what a run does; "
+    "remove it, or name another state folder with --root";
+constexpr const char* kOpen =
+    "others, or a group, may write there, and could change what a run does; "
+    "forbid them that, or name another state folder with --root";
+constexpr const char* kAccessList = "system.posix_acl_access";
+
+Failure Untrusted(const std::string& path, const char* why) {
+  return {ExitStatus::kConfiguration, Visible(path) + ": " + why};
+}
+
+// Nothing where PATH is not there, which everything but the folder may be.
+std::optional<struct stat> StatusOf(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return std::nullopt;
+  return status;
+}
+
+bool IsOurs(const struct stat& status) {
+  return status.st_uid == kRoot || status.st_uid == geteuid();
+}
+
+Outcome<Done> TrustName(const std::string& path) {
+  const auto status = StatusOf(path);
+  if (!status || IsOurs(*status)) return Done{};
+  return Untrusted(path, kForeign);
+}
+
+// Each name on the way to WHOLE behind its first BEGIN characters.
+Outcome<Done> TrustNames(const std::string& whole, std::size_t begin) {
+  for (std::size_t end = whole.find('/', begin + 1);; end = whole.find('/', end + 1)) {
+    if (auto trusted = TrustName(whole.substr(0, end)); !trusted) return trusted;
+    if (end == whole.npos) return Done{};
+  }
+}
+
+// What comes and goes meanwhile is another run's.
+Outcome<Done> TrustTree(const std::string& folder) {
+  std::error_code error;
+  for (fs::recursive_directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    if (at->path().filename() == kJobFolder) {
+      at.disable_recursion_pending();
+    } else if (auto trusted = TrustName(at->path().string()); !trusted) {
+      return trusted;
+    }
+  }
+  return Done{};
+}
+
+// Where there is one, the group's bits are what anybody named in it may have.
+bool HasAccessList(const std::string& path) {
+  return lgetxattr(path.c_str(), kAccessList, nullptr, 0) > 0;
+}
+
+// Who is in a user's group he may not know; root's group is root's affair.
+bool OthersMayWrite(const std::string& path, const struct stat& folder) {
+  if ((folder.st_mode & S_IWOTH) != 0) return true;
+  if ((folder.st_mode & S_IWGRP) == 0) return false;
+  return geteuid() != kRoot || folder.st_gid != kRootsGroup || HasAccessList(path);
+}
+
+Outcome<Done> TrustFolder(const std::string& folder, bool others_keep_off) {
+  const auto status = StatusOf(folder);
+  if (!status) return Done{};
+  if (!IsOurs(*status)) return Untrusted(folder, kForeign);
+  if (!others_keep_off && OthersMayWrite(folder, *status)) return Untrusted(folder, kOpen);
+  return Done{};
+}
+
+// In a sticky folder (/tmp) nobody touches what is another's.
+Outcome<Done> TrustWay(const fs::path& folder) {
+  for (fs::path above = folder.parent_path();; above = above.parent_path()) {
+    const auto status = StatusOf(above.string());
+    const bool sticky = status && (status->st_mode & S_ISVTX) != 0;
+    if (auto trusted = TrustFolder(above.string(), sticky); !trusted) return trusted;
+    if (above == above.root_path()) return Done{};
+  }
+}
+
+}  // namespace
+
+Outcome<Done> TrustStateFolder(const std::string& folder) {
+  if (auto trusted = TrustFolder(folder, false); !trusted) return trusted;
+  if (auto trusted = geteuid() == kRoot ? TrustWay(folder) : Outcome<Done>(Done{}); !trusted) return trusted;
+  for (const char* place : kPlaces) {
+    if (auto trusted = TrustNames(folder + place, folder.size()); !trusted) return trusted;
+  }
+  for (const char* tree : kTrees) {
+    if (auto trusted = TrustTree(folder + tree); !trusted) return trusted;
+  }
+  return Done{};
+}

@@ -1,8 +1,0 @@
-#ifndef SERVICE_PROGRAM_H_
-#define SERVICE_PROGRAM_H_
-
-// The whole program `lumivault`: finds the sub-command, runs it and gives the exit status (exit_status.h). An
-// error is one line on standard error.
-int RunProgram(int argc, char** argv);
-
-#endif  // SERVICE_PROGRAM_H_

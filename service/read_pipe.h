@@ -1,9 +1,0 @@
-#ifndef SERVICE_READ_PIPE_H_
-#define SERVICE_READ_PIPE_H_
-
-#include <string>
-
-// What has been written into PIPE, without waiting; some 64 KiB of it at most.
-std::string ReadPipe(int pipe);
-
-#endif  // SERVICE_READ_PIPE_H_

@@ -1,0 +1,222 @@
+#include "run/index_run.h"
+
+#include <unordered_set>
+#include <utility>
+
+#include "changes/library_catalogue.h"
+#include "changes/survey.h"
+#include "changes/unopened.h"
+#include "run/tree_source.h"
+#include "work/work_queue.h"
+
+namespace {
+
+constexpr const char* kSweepFact = "sweep-loss";
+
+// What a supervisor tells goes to the books and to whoever watches.
+class Told : public RunObserver {
+ public:
+  Told(Ledger& ledger, RunProgress& progress) : ledger_(ledger), progress_(progress) {}
+
+  void LibraryOpen() override { ledger_.LibraryOpen(); }
+  void ItemDone(const WorkItem& item, const ItemResult& result) override {
+    ledger_.NoteDone(item, result);
+    progress_.NoteDone(item);
+  }
+  void BatchKept(std::uint64_t generation) override { ledger_.NoteKept(generation); }
+  void Tick() override {
+    ledger_.CommitWhenDue();
+    progress_.ShowWhenDue();
+  }
+
+ private:
+  Ledger& ledger_;
+  RunProgress& progress_;
+};
+
+}  // namespace
+
+IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, StopSignals& signals)
+    : options_(std::move(options)),
+      library_(library),
+      catalogue_(catalogue),
+      signals_(signals),
+      held_(library),
+      ledger_(library, catalogue, held_),
+      mounts_(library, NotedMounts(catalogue)),
+      progress_(library.folder, options_.quiet) {}
+
+Outcome<Done> IndexRun::Update() {
+  if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked, false);
+  const bool first_time = catalogue_.FileCount() == 0 && catalogue_.Folders().empty();
+  return Conclude(first_time ? UpdateFirstTime() : UpdateDifferences(), false);
+}
+
+Outcome<Done> IndexRun::UpdateFirstTime() {
+  auto tree = TreeSource::Start(library_, ledger_);
+  if (!tree) return tree.failure();
+  FirstSource source(*tree, mounts_, library_);
+  auto sent = Send([&] { return source.Next(); });
+  if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());
+  return sent;
+}
+
+Outcome<Done> IndexRun::UpdateDifferences() {
+  auto plan = MakePlan(library_, catalogue_, {options_.accepts_loss, false});
+  if (!plan) return plan.failure();
+  ledger_.report().Add(std::move(plan->seen));
+  if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
+  if (auto sent = Send(std::move(plan->items)); !sent) return sent;
+  if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
+  if (auto sent = SendDeletes(*plan); !sent) return sent;
+  return ForgetMounts(*plan);
+}
+
+Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
+  ledger_.NoteWithheld(plan.withheld_reason, plan.withheld);
+  held_.LeaveOut(plan.deletes);
+  return Send(std::move(plan.deletes));
+}
+
+Outcome<Done> IndexRun::Reindex() {
+  auto outcome = MarkSendAndSweep();
+  // Where rows are kept that were not met, or a loss is not believed.
+  if (outcome) outcome = Unmark();
+  return Conclude(std::move(outcome), true);
+}
+
+Outcome<Done> IndexRun::MarkSendAndSweep() {
+  auto plan = MakePlan(library_, catalogue_, {options_.accepts_loss, true});
+  if (!plan) return plan.failure();
+  ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
+  if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
+  if (auto sent = Send(std::move(plan->items)); !sent) return sent;
+  if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
+  if (auto sent = SendEverything(plan->hiding); !sent) return sent;
+  if (auto swept = SweepOrDelete(*plan); !swept) return swept;
+  return ForgetMounts(*plan);
+}
+
+Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hiding) {
+  auto tree = TreeSource::Start(library_, ledger_);
+  if (!tree) return tree.failure();
+  bool marked = false;
+  auto sent = Send([&]() -> std::optional<WorkItem> {
+    if (!std::exchange(marked, true)) return WholeLibrary(library_.folder, ItemAction::kMark);
+    auto item = tree->Next(ItemAction::kReindex);
+    for (; item && hiding.contains(item->path); item = tree->Next(ItemAction::kReindex)) {
+      ledger_.NoteLeft(*item);
+    }
+    if (item) item->stage = 1;
+    return item;
+  });
+  if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());
+  return sent;
+}
+
+Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
+  // The same look later in this run is no second scan.
+  if (stopped_by_ != 0 || plan.verdict.holds) return Done{};
+  auto marked = FindMarkedRows(library_);
+  if (!marked) return marked.failure();
+  held_.LeaveOut(marked->gone);
+  held_.LeaveOut(plan.deletes);
+  const auto verdict = JudgeSweep(*marked);
+  if (!verdict) return verdict.failure();
+  if (verdict->holds) {
+    ledger_.NoteWithheld(verdict->reason, marked->gone);
+    return Done{};
+  }
+  const bool all_gone = marked->kept == 0 && !held_.has_move();
+  auto sent = all_gone ? Send(WholeLibrary(library_.folder, ItemAction::kSweep)) : Send(marked->gone);
+  if (!sent || stopped_by_ != 0) return sent;
+  if (all_gone) ledger_.report().deleted += marked->gone.size();
+  // What had rows is noted as it is deleted.
+  std::unordered_set<std::string> with_rows;
+  for (const WorkItem& item : marked->gone) with_rows.insert(item.path);
+  for (const WorkItem& item : plan.deletes) {
+    if (all_gone || !with_rows.contains(item.path)) ledger_.Forget(item);
+  }
+  return Done{};
+}
+
+Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
+  // A disk may have gone away while everything was sent.
+  auto again = MakePlan(library_, catalogue_, {options_.accepts_loss, true});
+  if (!again) return again.failure();
+  if (again->verdict.holds) return again->verdict;
+  // Rows of other programs are in no catalogue.
+  const MountRecord recorded = MountsInDatabase(catalogue_);
+  const MountRecord now = RecordOf(again->mounts);
+  std::unordered_set<std::string> withheld;
+  for (const WorkItem& item : again->withheld) withheld.insert(item.path);
+  marked.kept += std::erase_if(marked.gone, [&](const WorkItem& item) {
+    const std::string path = library_.Below(item.path);
+    return withheld.contains(item.path) || LiesInOne(again->unknown, path) ||
+           (!options_.accepts_loss && RecordedDevice(recorded, path) != RecordedDevice(now, path));
+  });
+  if (!again->withheld_reason.empty()) ledger_.NoteWithheld(again->withheld_reason, again->withheld);
+  LossQuestion question;
+  question.fact = kSweepFact;
+  for (const WorkItem& item : marked.gone) {
+    if (item.kind != ItemKind::kFolder) question.gone.push_back(library_.Below(item.path));
+  }
+  question.recorded = marked.rows;
+  question.accepted = options_.accepts_loss;
+  return JudgeLoss(question, catalogue_);
+}
+
+Outcome<Done> IndexRun::Unmark() {
+  return ledger_.marked() ? Send(WholeLibrary(library_.folder, ItemAction::kUnmark)) : Done{};
+}
+
+Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
+  if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
+  return Send(mounts_.After(plan));
+}
+
+Outcome<Done> IndexRun::Send(std::optional<WorkItem> item) {
+  return item ? Send(std::vector<WorkItem>{*std::move(item)}) : Done{};
+}
+
+Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
+  if (items.empty()) return Done{};
+  ledger_.NoteWaiting(items);
+  if (catalogue_.failure()) return *catalogue_.failure();
+  progress_.Expect(items.size());
+  std::size_t next = 0;
+  return Send([&]() -> std::optional<WorkItem> {
+    if (next == items.size()) return std::nullopt;
+    return std::move(items[next++]);
+  });
+}
+
+Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
+  if (stopped_by_ != 0) return Done{};
+  progress_.Begin();
+  WorkQueue queue(std::move(source), [this](const WorkItem& item) {
+    const bool held = held_.Holds(item);
+    if (held) ledger_.NoteRefused(item);
+    return !held;
+  });
+  Told told(ledger_, progress_);
+  Supervisor supervisor({options_.worker, ledger_.Begin(), options_.workers, options_.file_timeout}, queue,
+                        told, signals_);
+  auto outcome = supervisor.Run();
+  stopped_by_ = supervisor.stopped_by();
+  progress_.End();
+  if (outcome && ledger_.failure()) return *ledger_.failure();
+  return outcome;
+}
+
+Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, bool full) {
+  progress_.Clear();
+  const bool whole = outcome && stopped_by_ == 0;
+  IndexReport& report = ledger_.report();
+  if (whole && !full) CompareUnopened(catalogue_, library_, report.failed);
+  ledger_.Close(static_cast<bool>(outcome));
+  report.interrupted = stopped_by_ != 0;
+  report.elapsed = progress_.Elapsed();
+  if (outcome && catalogue_.failure()) return *catalogue_.failure();
+  return outcome;
+}

@@ -1,0 +1,79 @@
+#ifndef SERVICE_RUN_INDEX_RUN_H_
+#define SERVICE_RUN_INDEX_RUN_H_
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "changes/catalogue.h"
+#include "changes/marked_rows.h"
+#include "changes/mount_notes.h"
+#include "changes/plan.h"
+#include "common/outcome.h"
+#include "common/stop_signals.h"
+#include "library/library.h"
+#include "run/held_back.h"
+#include "run/ledger.h"
+#include "run/report.h"
+#include "run/run_progress.h"
+#include "run/supervisor.h"
+
+struct IndexOptions {
+  WorkerStart worker;  // its descriptors are open as long as the run
+  std::size_t workers = 1;
+  std::chrono::milliseconds file_timeout{};
+  bool quiet = false;
+  bool accepts_loss = false;
+};
+
+// One run over a library: its phases. What has to be sent goes to the plug-in through the workers, the ledger
+// keeps what became of it. To be used in one thread.
+class IndexRun {
+ public:
+  // The catalogue is the library's and outlives the run.
+  IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, StopSignals& signals);
+
+  // Sends the differences between the folder and its catalogue.
+  Outcome<Done> Update();
+  // Sends everything again and deletes what is not there.
+  Outcome<Done> Reindex();
+
+  const IndexReport& report() const { return ledger_.report(); }
+  int stopped_by() const { return stopped_by_; }
+
+ private:
+  Outcome<Done> UpdateFirstTime();
+  Outcome<Done> UpdateDifferences();
+  Outcome<Done> MarkSendAndSweep();
+  // But what is HIDING others.
+  Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
+  Outcome<Done> SendDeletes(Plan& plan);
+  Outcome<Done> SweepOrDelete(Plan& plan);
+  // Whether what a full reindex has not met may be deleted. What is unknown, or may be out of reach with its
+  // file system, is not: it leaves MARKED.
+  Outcome<LossVerdict> JudgeSweep(MarkedRows& marked);
+  // The marks that an earlier reindex or this one leaves go.
+  Outcome<Done> Unmark();
+  Outcome<Done> ForgetMounts(const Plan& plan);
+
+  Outcome<Done> Send(std::optional<WorkItem> item);
+  Outcome<Done> Send(std::vector<WorkItem> items);
+  Outcome<Done> Send(WorkQueue::Source source);
+  // FULL: everything was read, and told of.
+  Outcome<Done> Conclude(Outcome<Done> outcome, bool full);
+
+  IndexOptions options_;
+  Library library_;
+  Catalogue& catalogue_;
+  StopSignals& signals_;
+  HeldBack held_;
+  Ledger ledger_;
+  MountNotes mounts_;
+  RunProgress progress_;
+  int stopped_by_ = 0;
+};
+
+#endif  // SERVICE_RUN_INDEX_RUN_H_

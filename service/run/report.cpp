@@ -1,0 +1,141 @@
+#include "run/report.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <sstream>
+
+#include "common/display.h"
+#include "common/grouped.h"
+
+namespace {
+
+constexpr int kSchemaVersion = 2;
+constexpr std::size_t kMostWithheldLines = 50;
+
+double Seconds(const IndexReport& report) {
+  return std::chrono::duration<double>(report.elapsed).count();
+}
+
+Json::Value Number(std::size_t number) {
+  return Json::Value(static_cast<Json::UInt64>(number));
+}
+
+std::size_t Sum(const std::map<std::string, std::size_t>& counts) {
+  std::size_t sum = 0;
+  for (const auto& [reason, count] : counts) sum += count;
+  return sum;
+}
+
+using Troubles = std::vector<Trouble>;
+
+std::size_t KnownAmong(const Troubles& troubles) {
+  return static_cast<std::size_t>(
+      std::count_if(troubles.begin(), troubles.end(), [](const auto& trouble) { return trouble.known; }));
+}
+
+void WriteTroubles(const char* what, const Troubles& troubles, bool known, std::ostream& out) {
+  for (const Trouble& trouble : troubles) {
+    if (trouble.known == known)
+      out << what << ": " << Visible(trouble.path) << ": " << Visible(trouble.reason) << '\n';
+  }
+}
+
+// WHAT happened before, for each or in one number.
+void WriteKnown(const char* what, const Troubles& troubles, bool listed, std::ostream& out) {
+  if (listed) return WriteTroubles(what, troubles, true, out);
+  const std::size_t known = KnownAmong(troubles);
+  if (known > 0) out << known << ' ' << what << ", unchanged (--failed lists them)\n";
+}
+
+Json::Value TroublesJson(const Troubles& troubles) {
+  Json::Value list(Json::arrayValue);
+  for (const Trouble& trouble : troubles) {
+    Json::Value& json = list.append(Json::Value(Json::objectValue));
+    SetBytes(json, "path", trouble.path);
+    json["reason"] = ValidUtf8(trouble.reason);
+    json["known"] = trouble.known;
+  }
+  return list;
+}
+
+// Why rows were kept, and of what.
+void WriteWithheld(const IndexReport& report, std::ostream& out) {
+  if (report.withheld_reason.empty()) return;
+  out << (report.deleted == 0 ? "nothing" : "not everything") << " was deleted: " << report.withheld_reason
+      << " (--accept-loss goes on)\n";
+  std::size_t lines = 0;
+  for (const std::string& path : report.withheld) {
+    if (lines++ == kMostWithheldLines) {
+      out << "would go: " << report.withheld.size() - kMostWithheldLines << " more\n";
+      break;
+    }
+    out << "would go: " << Visible(path) << '\n';
+  }
+}
+
+Json::Value WithheldJson(const IndexReport& report) {
+  Json::Value json(Json::objectValue);
+  json["reason"] = report.withheld_reason;
+  json["paths"] = Json::Value(Json::arrayValue);
+  for (const std::string& path : report.withheld) {
+    SetBytes(json["paths"].append(Json::Value(Json::objectValue)), "path", path);
+  }
+  return json;
+}
+
+}  // namespace
+
+bool IndexReport::HasNewFailure() const {
+  return KnownAmong(failed) < failed.size();
+}
+
+std::string ReportText(const IndexReport& report, bool lists_known) {
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out << Visible(report.library.folder) << ": found " << report.found << ", added " << report.added
+      << ", skipped " << Sum(report.skipped) << ", failed "
+      << report.failed.size() - KnownAmong(report.failed) << ", folders " << report.folders << ", unchanged "
+      << report.unchanged << ", moved " << report.moved << ", deleted " << report.deleted << ", "
+      << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "") << '\n';
+  for (const auto& [reason, count] : report.skipped)
+    out << "skipped: " << Visible(reason) << ": " << count << '\n';
+  WriteTroubles("failed", report.failed, false, out);
+  WriteTroubles("note", report.notes, false, out);
+  WriteKnown("failed before", report.failed, lists_known, out);
+  WriteKnown("noted before", report.notes, lists_known, out);
+  if (report.dropped_jobs > 0) {
+    out << "dropped: " << Grouped(report.dropped_jobs)
+        << " background jobs that nobody took (see lumivault doctor)\n";
+  }
+  WriteWithheld(report, out);
+  return out.str();
+}
+
+Json::Value FailureJson(const Failure& failure) {
+  Json::Value json(Json::objectValue);
+  SetBytes(json, "error", failure.message);
+  json["status"] = static_cast<int>(failure.status);
+  return json;
+}
+
+Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& failure) {
+  Json::Value json = failure ? FailureJson(*failure) : Json::Value(Json::objectValue);
+  json["schema_version"] = kSchemaVersion;
+  SetBytes(json, "library", report.library.folder);
+  SetBytes(json, "database", report.library.database());
+  json["found"] = Number(report.found);
+  json["added"] = Number(report.added);
+  json["folders"] = Number(report.folders);
+  json["unchanged"] = Number(report.unchanged);
+  json["moved"] = Number(report.moved);
+  json["deleted"] = Number(report.deleted);
+  json["seconds"] = Seconds(report);
+  json["interrupted"] = report.interrupted;
+  if (!report.withheld_reason.empty()) json["withheld"] = WithheldJson(report);
+  json["skipped"] = Json::Value(Json::objectValue);
+  for (const auto& [reason, count] : report.skipped) json["skipped"][reason] = Number(count);
+  json["failed"] = TroublesJson(report.failed);
+  json["notes"] = TroublesJson(report.notes);
+  if (report.dropped_jobs > 0) json["dropped_jobs"] = Number(report.dropped_jobs);
+  return json;
+}

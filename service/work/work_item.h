@@ -1,0 +1,82 @@
+#ifndef SERVICE_WORK_WORK_ITEM_H_
+#define SERVICE_WORK_WORK_ITEM_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "files/file_stamp.h"
+#include "files/item_kind.h"
+
+// What a worker does with the plug-in.
+enum class ItemAction : std::uint8_t {
+  kAdd,
+  kMove,      // the rows of `from` become those of `path`, which is then added
+  kSetAside,  // the rows of `from` wait under the name `path`, which no file bears
+  kRename,    // the rows of `from` become those of `path`, which cannot be read
+  kDelete,
+  kReindex,     // the second phase of a full reindex
+  kMark,        // its first phase, `path` being the library
+  kSweep,       // its third
+  kUnmark,      // what an earlier one has left marked, `path` being the library
+  kNoteMounts,  // `from` is the text of what the database has to know of the file systems below `path`
+};
+
+struct WorkItem {
+  ItemKind kind = ItemKind::kPhoto;
+  std::string path;  // absolute
+  ItemAction action = ItemAction::kAdd;
+  std::string from = {};      // absolute; the old path of what moved
+  bool same_content = false;  // what moved was not changed
+
+  // For the supervisor alone. Nothing of a later stage is begun before all of the earlier ones is done.
+  std::uint32_t stage = 0;
+  FileStamp stamp = {};
+};
+
+// Rows get another name.
+inline bool IsMove(const WorkItem& item) {
+  return item.action == ItemAction::kMove || item.action == ItemAction::kSetAside ||
+         item.action == ItemAction::kRename;
+}
+
+// What concerns the library in FOLDER as a whole.
+inline WorkItem WholeLibrary(const std::string& folder, ItemAction action) {
+  return {ItemKind::kFolder, folder, action};
+}
+
+// What became of it.
+enum class ItemOutcome : std::uint8_t {
+  kFailed,    // because of the file: it would fail again
+  kDone,      // what was to be in the database is there
+  kNotKept,   // for a reason outside the file: it is worth trying again
+  kUnopened,  // the file cannot be opened, which says nothing about it: it is worth trying again
+  kSkipped,   // left out for now, and told as such: what is behind it is unknown, not gone
+  kPartial,   // its rows are there, its background job is not or the file was not read to its end: to be
+              // sent again
+};
+
+struct ItemResult {
+  ItemOutcome outcome = ItemOutcome::kFailed;
+  // One line: why it is not done, or what is wrong with the file that it was read from; else empty.
+  std::string trouble;
+  std::string fingerprint = {};  // of the content, where it was read
+
+  bool crashed = false;  // it took its worker with it; never on the wire
+
+  bool done() const { return outcome == ItemOutcome::kDone; }
+
+  static ItemResult Stored(std::string trouble = "") { return {ItemOutcome::kDone, std::move(trouble)}; }
+  static ItemResult Failed(std::string why) { return {ItemOutcome::kFailed, std::move(why)}; }
+  static ItemResult Crashed(std::string why) { return {ItemOutcome::kFailed, std::move(why), "", true}; }
+  static ItemResult Unopened(std::string why) { return {ItemOutcome::kUnopened, std::move(why)}; }
+  static ItemResult Skipped(std::string why) { return {ItemOutcome::kSkipped, std::move(why)}; }
+  static ItemResult NotKept(std::string why) { return {ItemOutcome::kNotKept, std::move(why)}; }
+};
+
+// A worker gets this many at a time: enough to make one transaction of them worth while, few enough to be
+// lost with it.
+inline constexpr std::size_t kBatchSize = 32;
+
+#endif  // SERVICE_WORK_WORK_ITEM_H_

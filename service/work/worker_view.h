@@ -1,0 +1,16 @@
+#ifndef SERVICE_WORK_WORKER_VIEW_H_
+#define SERVICE_WORK_WORKER_VIEW_H_
+
+#include "common/file_descriptor.h"
+#include "common/outcome.h"
+#include "library/library.h"
+#include "library/state_root.h"
+#include "work/worker_identity.h"
+
+// What a worker that is not root's sees of a state folder that may be root's alone: a copy of the settings,
+// tools and schema, with no other library in it, below libraries/<user>/worker. It is handed over open, and
+// reached through the descriptor alone. Only the folder for jobs is the owner's.
+Outcome<FileDescriptor> MakeWorkerView(const StateRoot& root, const Library& library,
+                                       const WorkerIdentity& owner);
+
+#endif  // SERVICE_WORK_WORKER_VIEW_H_

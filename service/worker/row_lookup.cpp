@@ -1,0 +1,31 @@
+#include "worker/row_lookup.h"
+
+#include "database/queries_sql.h"
+
+DatabaseReader& RowLookup::Database() {
+  if (!database_ || !*database_) database_.emplace(DatabaseReader::Of(library_));
+  return *database_;
+}
+
+std::optional<bool> RowLookup::Finds(const char* sql, const char* column, const std::string& key) {
+  const auto rows = Database().Query({column}, sql, key);
+  return rows ? std::optional<bool>(!rows->empty()) : std::nullopt;
+}
+
+std::optional<bool> RowLookup::HasAlbum(const std::string& folder) {
+  return Finds(kAlbumByNameSql, "shareid", library_.Below(folder));
+}
+
+std::optional<bool> RowLookup::HasRow(ItemKind kind, const std::string& path) {
+  return Finds(kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql, "path", KeyOf(path));
+}
+
+std::optional<bool> RowLookup::Has(ItemKind kind, const std::string& path) {
+  return kind == ItemKind::kFolder ? HasAlbum(path) : HasRow(kind, path);
+}
+
+std::optional<std::string> RowLookup::PlaceOf(const std::string& path) {
+  const auto rows = Database().Query({"gps"}, kVideoSql, KeyOf(path));
+  if (!rows) return std::nullopt;
+  return rows->empty() ? "" : rows->front().front().value_or("");
+}

@@ -1,0 +1,140 @@
+#include "worker/worker.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "common/display.h"
+#include "common/error_text.h"
+#include "common/exit_status.h"
+#include "jobs/unread_jobs.h"
+#include "library/library.h"
+#include "library/root_variable.h"
+#include "platform/media_file.h"
+#include "probe/probe.h"
+#include "work/wire.h"
+#include "work/worker_arguments.h"
+#include "work/worker_memory.h"
+#include "work/write_turn.h"
+#include "worker/batch_runner.h"
+#include "worker/library_session.h"
+#include "worker/log_capture.h"
+#include "worker/plugin.h"
+
+namespace {
+
+constexpr std::int64_t kToleratedJobs = 65536;  // bytes
+
+// A worker ends with its supervisor, whose signals are for it alone: it tells its workers to stop.
+bool BindToSupervisor(pid_t supervisor) {
+  // A file that reaches its size limit is an error like a full disk.
+  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) signal(signal_number, SIG_IGN);
+  prctl(PR_SET_NAME, "lumivault");  // it was started by the number of a descriptor
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  return getppid() == supervisor;
+}
+
+int Refuse(Channel& channel, const Failure& failure) {
+  const MessageWriter reason = MessageWriter()
+                                   .Number(static_cast<std::uint32_t>(failure.status))
+                                   .Text(std::string_view(failure.message).substr(0, kLongestTrouble));
+  return channel.Send(MessageType::kUnusable, reason.content()) ? static_cast<int>(failure.status)
+                                                                : static_cast<int>(ExitStatus::kFatal);
+}
+
+Failure FolderGone(const Library& library) {
+  return {ExitStatus::kConfiguration, Visible(library.folder) + ": " + ErrorText(errno)};
+}
+
+// Which file the database at PATH is, "" when that cannot be told.
+std::string FileIdentity(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return "";
+  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+bool AnnounceDatabase(Channel& channel, const std::string& path) {
+  return channel.Send(MessageType::kReady, MessageWriter().Text(FileIdentity(path)).content());
+}
+
+int Serve(Channel& channel, BatchRunner& runner, const std::string& database) {
+  if (!AnnounceDatabase(channel, database)) return static_cast<int>(ExitStatus::kFatal);
+  while (const auto message = channel.Receive()) {
+    if (message->type == MessageType::kStop) {
+      DropUnreadJobs(0);
+      break;
+    }
+    const auto batch = DecodeBatch(message->content);
+    if (message->type != MessageType::kBatch || !batch) return static_cast<int>(ExitStatus::kFatal);
+    const bool goes_on = runner.Run(*batch);
+    DropUnreadJobs(goes_on ? kToleratedJobs : 0);
+    if (goes_on) continue;
+    if (runner.failure()) return Refuse(channel, *runner.failure());
+    break;
+  }
+  return static_cast<int>(ExitStatus::kDone);
+}
+
+// What whoever started the run had open himself is not for whom this process becomes, nor for the programs
+// that it starts.
+void CloseInherited(const WorkerOptions& options) {
+  closefrom(options.identity ? kWorkerView + 1 : kWorkerView);
+}
+
+// From now on it sees of the state folder what it was handed, and so do the programs that it starts.
+void SeeView() {
+  fcntl(kWorkerView, F_SETFD, FD_CLOEXEC);
+  const std::string view = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(kWorkerView);
+  setenv(kRootVariable, view.c_str(), 1);
+}
+
+// Nothing of anybody's is read before.
+std::optional<Failure> TakeIdentity(uid_t identity) {
+  SeeView();
+  if (Become(identity)) return std::nullopt;
+  return Failure{ExitStatus::kConfiguration, "a worker cannot become user " + std::to_string(identity) +
+                                                 ": " + ErrorText(errno) + " (see --as-root)"};
+}
+
+}  // namespace
+
+bool StartedBySupervisor() {
+  return fcntl(kWorkerSocket, F_GETFD) >= 0 && fcntl(kWorkerLogPipe, F_GETFD) >= 0;
+}
+
+int RunWorker(const WorkerOptions& options) {
+  CloseInherited(options);
+  fcntl(kWorkerSocket, F_SETFD, FD_CLOEXEC);
+  fcntl(kWorkerLogPipe, F_SETFD, FD_CLOEXEC);
+  Channel channel{FileDescriptor(kWorkerSocket)};
+  LogCapture log{FileDescriptor(kWorkerLogPipe)};
+  const WriteTurn turn(kWorkerTurn);
+  close(kWorkerTurn);
+  // Its file may be out of the reach of whoever this process becomes.
+  const auto plugin = Plugin::Load(options.plugin);
+  LimitMemory(options.memory);
+  if (options.identity) {
+    if (const auto failure = TakeIdentity(*options.identity)) return Refuse(channel, *failure);
+  }
+  if (!BindToSupervisor(options.supervisor)) return static_cast<int>(ExitStatus::kFatal);
+  MuteProbeLibraries();
+  if (KAVOMediaFolderHold(options.library.folder.c_str()) != 0)
+    return Refuse(channel, FolderGone(options.library));
+
+  const std::string database = options.library.database();
+  // Where it is gone, the plug-in would make another one. The supervisor ends a run that is told of another.
+  if (!options.database.empty() && FileIdentity(database) != options.database) {
+    return static_cast<int>(AnnounceDatabase(channel, database) ? ExitStatus::kDatabase : ExitStatus::kFatal);
+  }
+  if (!plugin) return Refuse(channel, plugin.failure());
+  auto session = LibrarySession::Open(*plugin, log, options.library);
+  if (!session) return Refuse(channel, session.failure());
+  BatchRunner runner(*plugin, options.library, log, channel, turn);
+  return Serve(channel, runner, database);
+}
