@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,7 +9,6 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <sstream>
 
 #include "base/fixed_path.h"
@@ -19,6 +17,7 @@
 #include "common/display.h"
 #include "common/error_text.h"
 #include "common/name_hash.h"
+#include "library/trusted_way.h"
 #include "platform/files.h"
 #include "platform/index.h"
 #include "platform/share.h"
@@ -52,10 +51,9 @@ std::string UserOf(const std::string& folder) {
 }
 
 Outcome<std::string> RealFolder(const std::string& folder) {
-  const std::unique_ptr<char, decltype(&free)> real(realpath(folder.c_str(), nullptr), &free);
-  if (!real) return Refused(folder, ErrorText(errno));
-  const std::string path = real.get();
-  if (RLIBCFileCheckDir(path.c_str()) != 1) return Refused(folder, "not a folder");
+  const auto way = WayTo(folder);
+  if (!way) return Refused(folder, way.failure().message);
+  const std::string& path = *way;
   if (path == "/") return Refused(folder, "the root of the file system cannot be a library");
   if (path.find_first_of("\n\r") != std::string::npos)
     return Refused(folder, "a library's path cannot hold a line end");

@@ -20,6 +20,7 @@
 #include "common/installation.h"
 #include "library/root_variable.h"
 #include "library/state_trust.h"
+#include "library/trusted_way.h"
 #include "platform/files.h"
 
 namespace fs = std::filesystem;
@@ -64,6 +65,19 @@ bool HasSetting(const std::string& settings, const char* key) {
   return RLIBCFileGetKeyValue(settings.c_str(), key, value.data(), kValueSize, 0) >= 0;
 }
 
+// What is there of NAMED is found over links that count; the rest is to be made.
+Outcome<fs::path> RealPlaceOf(const fs::path& named) {
+  std::error_code error;
+  fs::path there = fs::absolute(named, error);
+  fs::path rest;
+  for (; !fs::is_directory(there, error) && there.has_relative_path(); there = there.parent_path())
+    rest = rest.empty() ? there.filename() : there.filename() / rest;
+  const auto way = WayTo(there.string());
+  if (!way)
+    return Failure{ExitStatus::kConfiguration, Visible(named.string()) + ": " + way.failure().message};
+  return (rest.empty() ? fs::path(*way) : *way / rest).lexically_normal();
+}
+
 }  // namespace
 
 std::string KeyValueLine(std::string_view key, std::string_view value) {
@@ -72,11 +86,13 @@ std::string KeyValueLine(std::string_view key, std::string_view value) {
 
 Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
   const std::string chosen = named.empty() ? DefaultRoot() : named;
-  std::error_code error;
-  const fs::path absolute = fs::weakly_canonical(fs::absolute(chosen, error), error);
-  if (chosen.empty() || error) {
+  if (chosen.empty()) {
     return Failure{ExitStatus::kConfiguration, "no state folder: name one with --root or set HOME"};
   }
+  const auto real = RealPlaceOf(chosen);
+  if (!real) return real.failure();
+  const fs::path& absolute = *real;
+  std::error_code error;
   if (fs::exists(absolute, error) && !fs::is_directory(absolute, error)) {
     return Failure{ExitStatus::kConfiguration, Visible(absolute.string()) + ": is not a folder"};
   }

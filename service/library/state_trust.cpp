@@ -54,33 +54,6 @@ bool IsOurs(const struct stat& status) {
   return status.st_uid == kRoot || status.st_uid == geteuid();
 }
 
-Outcome<Done> TrustName(const std::string& path) {
-  const auto status = StatusOf(path);
-  if (!status || IsOurs(*status)) return Done{};
-  return Untrusted(path, kForeign);
-}
-
-// Each name on the way to WHOLE behind its first BEGIN characters.
-Outcome<Done> TrustNames(const std::string& whole, std::size_t begin) {
-  for (std::size_t end = whole.find('/', begin + 1);; end = whole.find('/', end + 1)) {
-    if (auto trusted = TrustName(whole.substr(0, end)); !trusted) return trusted;
-    if (end == whole.npos) return Done{};
-  }
-}
-
-// What comes and goes meanwhile is another run's.
-Outcome<Done> TrustTree(const std::string& folder) {
-  std::error_code error;
-  for (fs::recursive_directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
-    if (at->path().filename() == kJobFolder) {
-      at.disable_recursion_pending();
-    } else if (auto trusted = TrustName(at->path().string()); !trusted) {
-      return trusted;
-    }
-  }
-  return Done{};
-}
-
 // Where there is one, the group's bits are what anybody named in it may have.
 bool HasAccessList(const std::string& path) {
   return lgetxattr(path.c_str(), kAccessList, nullptr, 0) > 0;
@@ -101,6 +74,51 @@ Outcome<Done> TrustFolder(const std::string& folder, bool others_keep_off) {
   return Done{};
 }
 
+// The names in a state folder.
+class Names {
+ public:
+  explicit Names(const std::string& folder) : folder_(folder) {
+    constexpr mode_t kOthersEnter = S_IXGRP | S_IXOTH;
+    const auto status = StatusOf(folder);
+    others_enter_ = status && (status->st_mode & kOthersEnter) != 0;
+  }
+
+  // Each on the way to the appliance path PLACE.
+  Outcome<Done> TrustWayTo(const std::string& place) const {
+    for (std::size_t end = place.find('/', 1);; end = place.find('/', end + 1)) {
+      if (auto trusted = Trust(folder_ + place.substr(0, end)); !trusted) return trusted;
+      if (end == place.npos) return Done{};
+    }
+  }
+
+  // All in the appliance's folder TREE. What comes and goes meanwhile is another run's.
+  Outcome<Done> TrustTree(const std::string& tree) const {
+    std::error_code error;
+    for (fs::recursive_directory_iterator at(folder_ + tree, error), end; !error && at != end;
+         at.increment(error)) {
+      if (at->path().filename() == kJobFolder) {
+        at.disable_recursion_pending();
+      } else if (auto trusted = Trust(at->path().string()); !trusted) {
+        return trusted;
+      }
+    }
+    return Done{};
+  }
+
+ private:
+  // A link's mode says nothing.
+  Outcome<Done> Trust(const std::string& path) const {
+    const auto status = StatusOf(path);
+    if (!status) return Done{};
+    if (!IsOurs(*status)) return Untrusted(path, kForeign);
+    const bool open = others_enter_ && !S_ISLNK(status->st_mode) && OthersMayWrite(path, *status);
+    return open ? Outcome<Done>(Untrusted(path, kOpen)) : Done{};
+  }
+
+  const std::string& folder_;
+  bool others_enter_ = false;
+};
+
 // In a sticky folder (/tmp) nobody touches what is another's.
 Outcome<Done> TrustWay(const fs::path& folder) {
   for (fs::path above = folder.parent_path();; above = above.parent_path()) {
@@ -116,11 +134,12 @@ Outcome<Done> TrustWay(const fs::path& folder) {
 Outcome<Done> TrustStateFolder(const std::string& folder) {
   if (auto trusted = TrustFolder(folder, false); !trusted) return trusted;
   if (auto trusted = geteuid() == kRoot ? TrustWay(folder) : Outcome<Done>(Done{}); !trusted) return trusted;
+  const Names names(folder);
   for (const char* place : kPlaces) {
-    if (auto trusted = TrustNames(folder + place, folder.size()); !trusted) return trusted;
+    if (auto trusted = names.TrustWayTo(place); !trusted) return trusted;
   }
   for (const char* tree : kTrees) {
-    if (auto trusted = TrustTree(folder + tree); !trusted) return trusted;
+    if (auto trusted = names.TrustTree(tree); !trusted) return trusted;
   }
   return Done{};
 }

@@ -50,6 +50,10 @@ KAVO_API int KAVOBeneathOpen(const char* root, const char* path);
 // A descriptor of the folder PATH below the folder that the descriptor ROOT stands for ("" for that folder
 // itself), open for listing.
 KAVO_API int KAVOBeneathOpenFolder(int root, const char* path);
+// The real path of FOLDER goes into OUT. To a process of root's a link on the way counts only when root has
+// made it or when its maker owns the folder. Its length, or -1 with errno: EPERM for a link that does not
+// count.
+KAVO_API int KAVOBeneathRootGet(const char* folder, char* out, int size);
 // Removes the regular file PATH; while a batch is open (connection_lending.h) at its commit.
 KAVO_API int KAVOBeneathRemove(const char* root, const char* path);
 // Non-zero when the regular file PATH exists and its removal is not pending.

@@ -3,12 +3,14 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sqlite3.h>
 #include <stdarg.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -202,6 +204,30 @@ TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
   chmod(file().c_str(), 0666);
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
+}
+
+// One of readers would let the file be opened for reading; a writer is not made a reader silently.
+TEST_F(SqliteFilesTest, ALeaseHoldsNobodyForLong) {
+  signal(SIGIO, SIG_IGN);
+  for (const int kind : {F_WRLCK, F_RDLCK}) {
+    const Descriptor held(open(file().c_str(), O_RDONLY));
+    ASSERT_EQ(fcntl(held.get(), F_SETLEASE, kind), 0);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db is held by its owner (a lease); try again.");
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
+  }
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
+}
+
+// What a program that keeps files for others does when it is asked to.
+TEST_F(SqliteFilesTest, ALeaseThatIsGivenUpInTimeIsWaitedFor) {
+  static int held = -1;
+  held = open(file().c_str(), O_RDONLY);
+  signal(SIGIO, [](int) { fcntl(held, F_SETLEASE, F_UNLCK); });
+  ASSERT_EQ(fcntl(held, F_SETLEASE, F_WRLCK), 0);
+  EXPECT_EQ(ErrorOf("INSERT INTO t VALUES ('w')"), "(none)");
+  signal(SIGIO, SIG_IGN);
+  close(held);
 }
 
 // It could not end its log, and what it left would be in everybody's way.

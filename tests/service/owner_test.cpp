@@ -187,6 +187,21 @@ TEST_F(OwnerTest, WorkerHasTheOwnersRightsAlone) {
   EXPECT_EQ(ReadFile(identity()), "20001 65534\nNoNewPrivs:\t1\nGroups:\t \nCapEff:\t0000000000000000\n");
 }
 
+TEST_F(OwnerTest, LinkOfAnotherLeadsToNoLibrary) {
+  MakeJpeg(secret().parent_path() / "b.jpg", 8, 6);
+  const fs::path link = scratch() / "Pictures";
+  fs::create_directory_symlink(secret().parent_path(), link);
+  Own(link, kOwner);
+  const RunResult result = Run({"index", link});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "lumivault: " + link.string() +
+                            ": a link on the way belongs to somebody who does not own the folder; name the "
+                            "folder itself\n");
+  EXPECT_FALSE(fs::exists(secret().parent_path() / kDatabaseName));
+  Own(link, kStranger);
+  EXPECT_EQ(Run({"index", link}).status, 0) << "of who owns the folder";
+}
+
 TEST_F(OwnerTest, AsRootKeepsRoot) {
   Photo("a.jpg");
   EXPECT_EQ(Index({"--as-root"})["added"].asInt(), 1);

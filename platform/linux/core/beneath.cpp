@@ -12,6 +12,7 @@
 #include "core/lent_side_file.h"
 #include "core/mode_policy.h"
 #include "core/open_below.h"
+#include "core/out_text.h"
 #include "core/pending_removals.h"
 #include "core/trusted_folder.h"
 #include "platform/files.h"
@@ -85,6 +86,18 @@ int ChangeMode(const std::string& root, const std::string& path, mode_t mode) {
   return found && IsRegularOrFolder(found) && MayChange(folder, found) ? GiveMode(found, mode) : -1;
 }
 
+int RootOf(const std::string& folder, char* out, int size) {
+  errno = ENOENT;
+  const Descriptor found = folder.empty() ? Descriptor() : OpenTrustedFolder(folder);
+  const auto status = found ? StatusOf(found) : std::nullopt;
+  if (!status) return -1;
+  errno = ENOENT;
+  const auto path = status->st_nlink > 0 ? PathOf(found) : std::nullopt;
+  if (!path) return -1;
+  errno = ENAMETOOLONG;
+  return PutWhole(*path, out, size);
+}
+
 int RemoveOrDefer(const std::string& root, const std::string& path) {
   const Descriptor found = FindRegular(root, path);
   if (!found && IsLentSideFile(root, path)) {
@@ -141,6 +154,15 @@ int KAVOBeneathOpenFolder(int root, const char* path) {
     const int opened = path != nullptr ? OpenBelow(root, *path != '\0' ? path : ".", kFlags).Release() : -1;
     if (opened < 0) RECORD_ERROR(errno);
     return opened;
+  });
+}
+
+int KAVOBeneathRootGet(const char* folder, char* out, int size) {
+  return Contained(-1, [&] {
+    errno = EINVAL;
+    const int length = folder != nullptr ? RootOf(folder, out, size) : -1;
+    if (length < 0) RECORD_ERROR(errno);
+    return length;
   });
 }
 

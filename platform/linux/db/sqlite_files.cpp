@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <mutex>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "core/error.h"
@@ -26,6 +28,8 @@ constexpr const char* kStatus = "stat";
 constexpr const char* kNothing = "/dev/null";  // SQLite fills the places of missing standard streams with it
 constexpr mode_t kPrivate = 0600;
 constexpr uid_t kRoot = 0;
+constexpr int kLeaseTries = 100;
+constexpr std::chrono::milliseconds kLeasePause{20};
 constexpr int kTries = 16;  // each time somebody else has made or removed the file in between
 
 std::string UniqueName() {
@@ -166,6 +170,8 @@ std::string SqliteFiles::RefusalText() const {
     case Why::kNotWritable:
       return place_.name() + " belongs to user " + std::to_string(database_->st_uid) + "; user " +
              std::to_string(geteuid()) + " may not write it.";
+    case Why::kHeld:
+      return name + " is held by its owner (a lease); try again.";
     case Why::kOtherName:
       return journal_ + " names another file; it is not ours to touch.";
     case Why::kTooMuch:
@@ -372,7 +378,19 @@ int SqliteFiles::OpenFound(const Descriptor& found, const std::string& name, int
     // On a disk that is only read nothing is left beside it anyway.
     writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0 || errno == EROFS;
   }
-  return Reopen(found, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW)).Release();
+  return OpenUnheld(found, name, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW));
+}
+
+int SqliteFiles::OpenUnheld(const Descriptor& found, const std::string& name, int flags) {
+  // Refused for writing, SQLite asks again for reading, which not every lease forbids.
+  if (refused_ == Why::kHeld) return Answer(EWOULDBLOCK);
+  for (int i = 0; i < kLeaseTries; ++i) {
+    Descriptor opened = Reopen(found, flags | O_NONBLOCK);
+    if (opened || errno != EWOULDBLOCK) return opened.Release();
+    std::this_thread::sleep_for(kLeasePause);
+  }
+  Refuse(Why::kHeld, &name);
+  return Answer(EWOULDBLOCK);
 }
 
 SqliteFiles::Why SqliteFiles::Judge(const struct stat& status, const std::string& name) const {

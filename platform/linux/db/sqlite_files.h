@@ -48,6 +48,7 @@ class SqliteFiles {
     kTwoNames,
     kForeign,
     kNotWritable,
+    kHeld,
     kOtherName,
     kTooMuch
   };
@@ -85,6 +86,9 @@ class SqliteFiles {
   [[nodiscard]] int OpenDescriptor(Kind& kind, const char* path, int flags, mode_t mode);
   [[nodiscard]] int OpenNamed(const std::string& name, int flags, mode_t mode);
   [[nodiscard]] int OpenFound(const Descriptor& found, const std::string& name, int flags);
+  // An owner may have a lease on a file, for which the open of another waits as long as the system lets it
+  // (45 s); this one waits two seconds.
+  [[nodiscard]] int OpenUnheld(const Descriptor& found, const std::string& name, int flags);
   [[nodiscard]] int OpenNameless(Kind& kind) const;
   [[nodiscard]] Why Judge(const struct stat& status, const std::string& name) const;
   // Whether it may lie beside the database: made by who may write that.
