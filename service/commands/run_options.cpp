@@ -11,12 +11,15 @@
 #include "changes/library_catalogue.h"
 #include "commands/command.h"
 #include "common/display.h"
+#include "common/event_loop.h"
 #include "common/installation.h"
+#include "common/signal_events.h"
 #include "common/stop_signals.h"
 #include "jobs/job_queue.h"
 #include "library/library.h"
 #include "library/state_root.h"
 #include "run/report.h"
+#include "run/worker_process.h"
 #include "setup/database_adoption.h"
 #include "work/worker_memory.h"
 #include "work/worker_view.h"
@@ -162,8 +165,11 @@ int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(In
   auto ground = Prepare(options);
   if (!ground) return ReportFailure(ground.failure(), options.json);
   const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
-  IndexRun run({ground->worker, options.workers, timeout, options.quiet, options.accepts_loss},
-               ground->library, ground->catalogue, signals);
+  WorkerProcesses starter(ground->worker);
+  EventLoop loop;
+  IndexRun run({options.workers, timeout, options.quiet, options.accepts_loss}, ground->library,
+               ground->catalogue, starter, loop);
+  const SignalEvents stops(signals, loop, [&](int signal) { run.Stop(signal); });
   const auto outcome = work(run);
   IndexReport report = run.report();
   report.dropped_jobs = TendJobQueue(ground->root);

@@ -24,8 +24,8 @@ class Told : public RunObserver {
     progress_.NoteDone(item);
   }
   void BatchKept(std::uint64_t generation) override { ledger_.NoteKept(generation); }
-  void Tick() override {
-    ledger_.CommitWhenDue();
+  void Tick(Moment now) override {
+    ledger_.CommitWhenDue(now);
     progress_.ShowWhenDue();
   }
 
@@ -36,11 +36,13 @@ class Told : public RunObserver {
 
 }  // namespace
 
-IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, StopSignals& signals)
+IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, WorkerStarter& starter,
+                   EventLoop& loop)
     : options_(std::move(options)),
       library_(library),
       catalogue_(catalogue),
-      signals_(signals),
+      starter_(starter),
+      loop_(loop),
       held_(library),
       ledger_(library, catalogue, held_),
       mounts_(library, NotedMounts(catalogue)),
@@ -200,13 +202,20 @@ Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
     return !held;
   });
   Told told(ledger_, progress_);
-  Supervisor supervisor({options_.worker, ledger_.Begin(), options_.workers, options_.file_timeout}, queue,
-                        told, signals_);
-  auto outcome = supervisor.Run();
-  stopped_by_ = supervisor.stopped_by();
+  Supervisor supervisor({library_, ledger_.Begin(), options_.workers, options_.file_timeout}, queue, told,
+                        starter_, loop_);
+  supervisor_ = &supervisor;
+  while (!supervisor.finished()) loop_.Turn();
+  supervisor_ = nullptr;
+  auto outcome = supervisor.outcome();
   progress_.End();
   if (outcome && ledger_.failure()) return *ledger_.failure();
   return outcome;
+}
+
+void IndexRun::Stop(int signal) {
+  if (stopped_by_ == 0) stopped_by_ = signal;
+  if (supervisor_ != nullptr) supervisor_->Stop();
 }
 
 Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, bool full) {

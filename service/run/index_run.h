@@ -12,17 +12,17 @@
 #include "changes/marked_rows.h"
 #include "changes/mount_notes.h"
 #include "changes/plan.h"
+#include "common/event_loop.h"
 #include "common/outcome.h"
-#include "common/stop_signals.h"
 #include "library/library.h"
 #include "run/held_back.h"
 #include "run/ledger.h"
 #include "run/report.h"
 #include "run/run_progress.h"
+#include "run/started_worker.h"
 #include "run/supervisor.h"
 
 struct IndexOptions {
-  WorkerStart worker;  // its descriptors are open as long as the run
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
   bool quiet = false;
@@ -33,13 +33,18 @@ struct IndexOptions {
 // keeps what became of it. To be used in one thread.
 class IndexRun {
  public:
-  // The catalogue is the library's and outlives the run.
-  IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, StopSignals& signals);
+  // The catalogue is the library's. What it borrows outlives it.
+  IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, WorkerStarter& starter,
+           EventLoop& loop);
 
   // Sends the differences between the folder and its catalogue.
   Outcome<Done> Update();
   // Sends everything again and deletes what is not there.
   Outcome<Done> Reindex();
+
+  // A signal asks it to stop, from the loop: what is being done is brought to its end. Asked again it stops
+  // at once.
+  void Stop(int signal);
 
   const IndexReport& report() const { return ledger_.report(); }
   int stopped_by() const { return stopped_by_; }
@@ -68,11 +73,13 @@ class IndexRun {
   IndexOptions options_;
   Library library_;
   Catalogue& catalogue_;
-  StopSignals& signals_;
+  WorkerStarter& starter_;
+  EventLoop& loop_;
   HeldBack held_;
   Ledger ledger_;
   MountNotes mounts_;
   RunProgress progress_;
+  Supervisor* supervisor_ = nullptr;  // while something is sent
   int stopped_by_ = 0;
 };
 

@@ -73,10 +73,10 @@ void Ledger::Forget(const WorkItem& item) {
   catalogue_.Remove(Key(item.path), item.kind);
 }
 
-void Ledger::CommitWhenDue() {
-  if (!moved_ && Clock::now() - committed_ < kCommitInterval) return;
+void Ledger::CommitWhenDue(Moment now) {
+  if (!moved_ && now - committed_ < kCommitInterval) return;
   catalogue_.Commit();
-  committed_ = Clock::now();
+  committed_ = now;
   moved_ = false;
 }
 

@@ -2,7 +2,6 @@
 #ifndef SERVICE_RUN_LEDGER_H_
 #define SERVICE_RUN_LEDGER_H_
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "changes/catalogue.h"
 #include "changes/catalogue_generation.h"
+#include "common/event_loop.h"
 #include "common/outcome.h"
 #include "library/library.h"
 #include "run/held_back.h"
@@ -43,7 +43,7 @@ class Ledger {
   // The rows of ITEM are gone, whoever has deleted them.
   void Forget(const WorkItem& item);
   // Once a second, and after each move.
-  void CommitWhenDue();
+  void CommitWhenDue(Moment now);
   // The run is at its end, which it has come to by itself or by a signal when it is GOOD.
   void Close(bool good);
 
@@ -55,8 +55,6 @@ class Ledger {
   const std::optional<Failure>& failure() const { return failure_; }
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   void NoteWholeLibrary(const WorkItem& item, const ItemResult& result);
   void NoteUpdate(const WorkItem& item, const ItemResult& result);
   void NoteMove(const WorkItem& item, const ItemResult& result);
@@ -79,7 +77,7 @@ class Ledger {
   std::unordered_set<std::string> told_;                  // paths of items that the report has a line about
   bool marked_;
   bool moved_ = false;  // since the last commit
-  Clock::time_point committed_ = Clock::now();
+  Moment committed_{};
   std::optional<Failure> failure_;
 };
 

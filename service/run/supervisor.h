@@ -9,15 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "common/event_loop.h"
 #include "common/outcome.h"
-#include "common/stop_signals.h"
 #include "library/library.h"
-#include "run/worker_process.h"
-#include "work/wire.h"
+#include "run/started_worker.h"
+#include "run/worker_link.h"
 #include "work/work_queue.h"
-#include "work/write_turn.h"
 
-// Hears what a run does, in the supervisor's thread.
+// Hears what a run does, in the loop's thread.
 class RunObserver {
  public:
   virtual ~RunObserver() = default;
@@ -27,86 +26,75 @@ class RunObserver {
   virtual void ItemDone(const WorkItem& item, const ItemResult& result) = 0;
   // What was told so far of a transaction is all of it; GENERATION is the database's since then.
   virtual void BatchKept(std::uint64_t generation) = 0;
-  // Comes at least ten times a second.
-  virtual void Tick() = 0;
+  // Comes after all that the others tell of, and ten times a second.
+  virtual void Tick(Moment now) = 0;
 };
 
 struct SupervisorOptions {
-  WorkerStart worker;
+  Library library;
   RunName name;
   std::size_t workers = 1;
   std::chrono::milliseconds file_timeout{};
 };
 
-// Gives the items of a queue to worker processes until it is empty. A worker that dies is replaced; the item
-// it was at is failed, what it had not committed is given out again. A signal stops the handing out and lets
-// the workers commit what they have; a second one ends them at once.
-class Supervisor {
+// Gives the items of a queue to workers until it is empty. A worker that dies is replaced; the item it was at
+// is failed, what it had not committed is given out again. It does nothing but when its loop turns, which may
+// turn for others too; to be used in the loop's thread.
+class Supervisor : private WorkerLinkListener, private EventHandler {
  public:
-  Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver& observer, StopSignals& signals)
-      : options_(std::move(options)), queue_(queue), observer_(observer), signals_(signals) {}
+  // What it borrows outlives it.
+  Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver& observer, WorkerStarter& starter,
+             EventLoop& loop);
+  ~Supervisor() override { loop_.Remove(*this); }
+  Supervisor(const Supervisor&) = delete;
+  Supervisor& operator=(const Supervisor&) = delete;
 
-  // A failure when no worker can do anything, however often it is started, or the database has failed.
-  Outcome<Done> Run();
-  // The signal that stopped the run, 0 when none did.
-  int stopped_by() const { return stopped_by_; }
+  // Nothing more is given out; the workers commit what they have. Asked again, they are ended at once.
+  void Stop();
+
+  bool finished() const { return phase_ == Phase::kFinished; }
+  // Of one that has finished: a failure when no worker can do anything, however often it is started, or the
+  // database has failed.
+  Outcome<Done> outcome() const;
 
  private:
-  using Clock = std::chrono::steady_clock;
-  enum class State : std::uint8_t { kStarting, kIdle, kBusy };
+  // While it stops, the workers commit what they have; while it ends, they close the database.
+  enum class Phase : std::uint8_t { kWorking, kStopping, kEnding, kFinished };
 
-  // A worker and what it has in hand.
-  struct Slot {
-    explicit Slot(WorkerProcess started) : process(std::move(started)) {}
+  void Opened(const std::string& database) override;
+  void ItemDone(const WorkItem& item, const ItemResult& result) override;
+  void Kept(std::uint64_t generation) override { observer_.BatchKept(generation); }
+  void Unusable(bool had_opened, Failure reason) override;
+  void Served() override;
+  void Lost(WorkerLink& link, const std::string& why) override;
+  void Ended(WorkerLink& link) override;
 
-    WorkerProcess process;
-    State state = State::kStarting;
-    std::vector<WorkQueue::Entry> batch;
-    std::size_t reported = 0;         // results of the batch that have come
-    std::size_t told = 0;             // messages of the batch
-    std::uint32_t current = kNoItem;  // the item it is at
-    Clock::time_point since = Clock::now();
-  };
-  using Slots = std::vector<std::unique_ptr<Slot>>;
+  Awaited Awaits() const override { return {-1, false, next_tick_}; }
+  void Expire() override;
 
-  bool Working();
+  void Advance();
+  bool HasWork();
   void HandOut();
-  void StartWorkers();
+  bool GiveBatch(WorkerLink& link);
   std::size_t WantedWorkers() const;
-  bool GiveBatch(Slot& slot);
-
-  void Wait();
-  void Serve(Slot& slot);
-  // False: not what a worker may send at this point.
-  bool Accept(Slot& slot, const Message& message);
-  bool AcceptResults(Slot& slot, std::string_view content);
-  bool AcceptPosition(Slot& slot, std::string_view content);
-  bool AcceptReady(Slot& slot, std::string_view content);
-  bool AcceptUnusable(Slot& slot, std::string_view content);
-
-  void KillOverdue();
-  Clock::time_point Deadline(const Slot& slot) const;
-  void Lose(Slot& slot, const std::string& why);
-  void ReturnRest(Slot& slot, const std::string& why);
-  void Finish(const WorkItem& item, const ItemResult& result);
-
-  void HandleSignal();
-  // No more is given out: a signal came, or the run cannot go on. Workers commit what they have.
-  bool Stopping() const { return stopped_by_ != 0 || failure_; }
+  void StartWorkers();
+  void ReturnRest(WorkerLink::Rest rest, const std::string& why);
+  void Fail(Failure reason);
   void StopWorkers();
-  void EndWorkers();
+  void End();
 
   SupervisorOptions options_;
   WorkQueue& queue_;
   RunObserver& observer_;
-  StopSignals& signals_;
-  const FileDescriptor turn_ = WriteTurn::MakeShared();
-  Slots slots_;
-  bool library_open_ = false;  // one worker has opened it; more may follow
-  std::string database_;       // the file that it is
-  int failed_starts_ = 0;      // in a row
-  int stopped_by_ = 0;
-  Clock::time_point stop_deadline_;
+  WorkerStarter& starter_;
+  EventLoop& loop_;
+  Phase phase_ = Phase::kWorking;
+  std::vector<std::unique_ptr<WorkerLink>> workers_;
+  std::optional<std::string> database_;  // which file it is; one worker has opened it, more may follow
+  int failed_starts_ = 0;                // in a row
+  bool asked_to_stop_ = false;
+  Moment next_tick_;
+  Moment stop_until_;
   std::optional<Failure> failure_;
 };
 

@@ -153,8 +153,9 @@ std::vector<std::string> ArgumentsOf(const WorkerStart& start, const std::string
 
 }  // namespace
 
-Outcome<WorkerProcess> WorkerProcess::Start(const WorkerStart& start, const std::string& database,
-                                            const FileDescriptor& turn) {
+Outcome<std::unique_ptr<StartedWorker>> WorkerProcess::Start(const WorkerStart& start,
+                                                             const std::string& database,
+                                                             const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
   if (!sockets || !log) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(errno)};
@@ -174,7 +175,8 @@ Outcome<WorkerProcess> WorkerProcess::Start(const WorkerStart& start, const std:
   const auto environment = start.identity ? EnvironmentForAnother() : OwnEnvironment();
   const int error = setup.Spawn(executable.get(), ArgumentsOf(start, database), environment, pid);
   if (error != 0) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
-  return WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours));
+  return std::unique_ptr<StartedWorker>(
+      new WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours)));
 }
 
 void WorkerProcess::Kill() {

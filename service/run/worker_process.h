@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,8 +12,10 @@
 #include "common/file_descriptor.h"
 #include "common/outcome.h"
 #include "library/library.h"
+#include "run/started_worker.h"
 #include "work/wire.h"
 #include "work/worker_identity.h"
+#include "work/write_turn.h"
 
 // What the workers of a run have in common.
 struct WorkerStart {
@@ -24,28 +27,18 @@ struct WorkerStart {
   int view = -1;                           // what they see of the state folder then, open
 };
 
-// One worker process as the supervisor holds it: started by Start, gone when the object is.
-class WorkerProcess {
+class WorkerProcess : public StartedWorker {
  public:
-  // DATABASE is the file that the run has opened, "" for its first worker. TURN is what the workers of a run
-  // share (write_turn.h); it may be empty.
-  static Outcome<WorkerProcess> Start(const WorkerStart& start, const std::string& database,
-                                      const FileDescriptor& turn);
-  ~WorkerProcess() { Kill(); }
-  WorkerProcess(WorkerProcess&& other) noexcept
-      : pid_(std::exchange(other.pid_, 0)),
-        channel_(std::move(other.channel_)),
-        log_(std::move(other.log_)) {}
-  WorkerProcess& operator=(WorkerProcess&&) = delete;
+  // TURN is what the workers of a run share (write_turn.h); it may be empty.
+  static Outcome<std::unique_ptr<StartedWorker>> Start(const WorkerStart& start, const std::string& database,
+                                                       const FileDescriptor& turn);
+  ~WorkerProcess() override { WorkerProcess::Kill(); }
+  WorkerProcess(const WorkerProcess&) = delete;
+  WorkerProcess& operator=(const WorkerProcess&) = delete;
 
-  Channel& channel() { return channel_; }
-
-  // Kills the process if it still runs, and waits for its end.
-  void Kill();
-  // Waits for the end of a process that has closed its socket or was told to stop, kills it when it takes
-  // longer than PATIENCE, and tells how it ended: "killed by signal 11 (Segmentation fault)", with the last
-  // line it wrote.
-  std::string AwaitEnd(std::chrono::milliseconds patience);
+  Channel& channel() override { return channel_; }
+  void Kill() override;
+  std::string AwaitEnd(std::chrono::milliseconds patience) override;
 
  private:
   WorkerProcess(pid_t pid, Channel channel, FileDescriptor log)
@@ -54,6 +47,21 @@ class WorkerProcess {
   pid_t pid_;
   Channel channel_;
   FileDescriptor log_;
+};
+
+// Starts the worker program.
+class WorkerProcesses : public WorkerStarter {
+ public:
+  // The descriptors of START are open as long as the object.
+  explicit WorkerProcesses(WorkerStart start) : start_(std::move(start)) {}
+
+  Outcome<std::unique_ptr<StartedWorker>> Start(const std::string& database) override {
+    return WorkerProcess::Start(start_, database, turn_);
+  }
+
+ private:
+  WorkerStart start_;
+  const FileDescriptor turn_ = WriteTurn::MakeShared();
 };
 
 #endif  // SERVICE_RUN_WORKER_PROCESS_H_

@@ -1,0 +1,33 @@
+#ifndef SERVICE_RUN_STARTED_WORKER_H_
+#define SERVICE_RUN_STARTED_WORKER_H_
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "common/outcome.h"
+#include "work/wire.h"
+
+// A worker that was started; it ends with the object.
+class StartedWorker {
+ public:
+  virtual ~StartedWorker() = default;
+
+  // The conversation with it.
+  virtual Channel& channel() = 0;
+  // Ends it if it still runs.
+  virtual void Kill() = 0;
+  // Waits for the end of one that has closed its end of the conversation or was told to stop, kills it when
+  // it takes longer than PATIENCE, and tells how it ended: "killed by signal 11 (Segmentation fault)", with
+  // the last line it wrote.
+  virtual std::string AwaitEnd(std::chrono::milliseconds patience) = 0;
+};
+
+class WorkerStarter {
+ public:
+  virtual ~WorkerStarter() = default;
+  // DATABASE is the file that the run has opened, "" for its first worker.
+  virtual Outcome<std::unique_ptr<StartedWorker>> Start(const std::string& database) = 0;
+};
+
+#endif  // SERVICE_RUN_STARTED_WORKER_H_

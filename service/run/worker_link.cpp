@@ -1,0 +1,197 @@
+#include "run/worker_link.h"
+
+#include <algorithm>
+#include <iterator>
+#include <sstream>
+#include <utility>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// Work that belongs to no file: opening the library, waiting for other processes' transactions, committing.
+constexpr milliseconds kOtherWork{60'000};
+// How long a process that has closed its socket may take to end.
+constexpr milliseconds kEndPatience{2'000};
+// Of a batch, each item of which is announced when it is read, when it is written and when it is tried alone.
+constexpr std::size_t kMostMessages = 16 * kBatchSize;
+constexpr const char* kNonsense = "the worker's answer makes no sense";
+
+std::string TimedOut(milliseconds limit) {
+  std::ostringstream text;
+  text << "timed out after " << std::chrono::duration<double>(limit).count() << " s";
+  return text.str();
+}
+
+// Whatever names the file of a database is shorter.
+constexpr std::size_t kLongestDatabase = 64;
+
+// The worker's failures that are the run's: of one that STARTS, or has opened the library.
+bool MayEndRun(ExitStatus status, bool starts) {
+  return status == ExitStatus::kDatabase ||
+         (starts && (status == ExitStatus::kFatal || status == ExitStatus::kConfiguration));
+}
+
+}  // namespace
+
+WorkerLink::WorkerLink(std::unique_ptr<StartedWorker> worker, milliseconds file_timeout,
+                       WorkerLinkListener& listener, EventLoop& loop)
+    : worker_(std::move(worker)),
+      file_timeout_(file_timeout),
+      listener_(listener),
+      loop_(loop),
+      heard_(loop.Now()) {
+  loop_.Add(*this);
+}
+
+void WorkerLink::Give(const RunName& name, std::vector<WorkQueue::Entry> batch) {
+  batch_ = std::move(batch);
+  Batch message{name, {}};
+  for (const WorkQueue::Entry& entry : batch_) message.items.push_back(entry.item);
+  state_ = State::kBusy;
+  reported_ = 0;
+  messages_ = 0;
+  current_ = kNoItem;
+  heard_ = loop_.Now();
+  batch_end_ = heard_ + BatchLimit();
+  worker_->channel().Post(MessageType::kBatch, EncodeBatch(message));
+}
+
+void WorkerLink::Stop() {
+  worker_->channel().Post(MessageType::kStop);
+}
+
+void WorkerLink::EndBy(Moment until) {
+  if (state_ != State::kEnding) Stop();
+  state_ = State::kEnding;
+  end_ = until;
+}
+
+WorkerLink::Rest WorkerLink::TakeRest() {
+  Rest rest;
+  const auto open = batch_.begin() + static_cast<std::ptrdiff_t>(reported_);
+  if (current_ != kNoItem && current_ >= reported_) rest.current = current_ - reported_;
+  rest.entries.assign(std::make_move_iterator(open), std::make_move_iterator(batch_.end()));
+  ForgetBatch();
+  return rest;
+}
+
+milliseconds WorkerLink::Limit() const {
+  return current_ == kNoItem ? kOtherWork : file_timeout_;
+}
+
+// Telling where it is gives a worker more time, but not without end.
+milliseconds WorkerLink::BatchLimit() const {
+  return static_cast<int>(batch_.size()) * (file_timeout_ + kOtherWork);
+}
+
+Awaited WorkerLink::Awaits() const {
+  const Channel& channel = worker_->channel();
+  Awaited awaited{channel.descriptor(), channel.has_unsent(), std::nullopt};
+  if (state_ == State::kEnding) awaited.moment = end_;
+  if (starting()) awaited.moment = heard_ + kOtherWork;
+  if (busy()) awaited.moment = std::min(heard_ + Limit(), batch_end_);
+  return awaited;
+}
+
+// The listener's last word may be this object's end.
+void WorkerLink::Serve() {
+  Channel& channel = worker_->channel();
+  channel.Flush();
+  const bool closed = channel.Fill() == Channel::State::kClosed;
+  if (state_ == State::kEnding) {
+    while (channel.Next()) {
+    }
+    if (channel.broken()) worker_->Kill();
+    return closed || channel.broken() ? Expire() : void();
+  }
+  while (const auto message = channel.Next()) {
+    if (!Accept(*message)) return listener_.Lost(*this, kNonsense);
+  }
+  if (channel.broken()) return listener_.Lost(*this, kNonsense);
+  if (closed) return listener_.Lost(*this, worker_->AwaitEnd(kEndPatience));
+  listener_.Served();
+}
+
+void WorkerLink::Expire() {
+  if (state_ == State::kEnding) {
+    const auto left = std::chrono::ceil<milliseconds>(end_ - loop_.Now());
+    static_cast<void>(worker_->AwaitEnd(std::clamp(left, milliseconds(0), kEndPatience)));
+    return listener_.Ended(*this);
+  }
+  worker_->Kill();
+  const bool batch_is_over = busy() && loop_.Now() >= batch_end_;
+  listener_.Lost(*this, TimedOut(batch_is_over ? BatchLimit() : Limit()));
+}
+
+bool WorkerLink::Accept(const Message& message) {
+  heard_ = loop_.Now();
+  if (++messages_ > kMostMessages) return false;
+  switch (message.type) {
+    case MessageType::kReady:
+      return starting() && AcceptReady(message.content);
+    case MessageType::kUnusable:
+      return !idle() && AcceptUnusable(message.content);
+    case MessageType::kAt:
+      return busy() && AcceptPosition(message.content);
+    case MessageType::kResults:
+      return busy() && AcceptResults(message.content);
+    case MessageType::kBatchEnd:
+      return busy() && AcceptBatchEnd();
+    default:
+      return false;
+  }
+}
+
+bool WorkerLink::AcceptReady(std::string_view content) {
+  MessageReader reader(content);
+  const std::string database = reader.Text();
+  if (!reader.Complete() || database.size() > kLongestDatabase) return false;
+  state_ = State::kIdle;
+  listener_.Opened(database);
+  return true;
+}
+
+bool WorkerLink::AcceptUnusable(std::string_view content) {
+  MessageReader reader(content);
+  const auto status = static_cast<ExitStatus>(reader.Number());
+  Failure reason{status, reader.Text().substr(0, kLongestTrouble)};
+  if (!reader.Complete() || !MayEndRun(status, starting())) return false;
+  const bool had_opened = busy();
+  if (had_opened) state_ = State::kIdle;
+  ForgetBatch();
+  listener_.Unusable(had_opened, std::move(reason));
+  return true;
+}
+
+bool WorkerLink::AcceptPosition(std::string_view content) {
+  MessageReader reader(content);
+  current_ = reader.Number();
+  const bool possible = current_ == kNoItem || current_ < batch_.size();
+  if (!possible) current_ = kNoItem;
+  return possible && reader.Complete();
+}
+
+bool WorkerLink::AcceptResults(std::string_view content) {
+  const auto results = DecodeResults(content);
+  if (!results || results->first != reported_ || results->items.size() > batch_.size() - reported_ ||
+      results->generations.size() > results->items.size()) {
+    return false;
+  }
+  for (const ItemResult& result : results->items) listener_.ItemDone(batch_[reported_++].item, result);
+  for (const std::uint64_t generation : results->generations) listener_.Kept(generation);
+  current_ = kNoItem;
+  return true;
+}
+
+bool WorkerLink::AcceptBatchEnd() {
+  if (reported_ != batch_.size()) return false;
+  state_ = State::kIdle;
+  ForgetBatch();
+  return true;
+}
+
+void WorkerLink::ForgetBatch() {
+  batch_.clear();
+  reported_ = 0;
+}

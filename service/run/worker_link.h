@@ -1,0 +1,104 @@
+#ifndef SERVICE_RUN_WORKER_LINK_H_
+#define SERVICE_RUN_WORKER_LINK_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/event_loop.h"
+#include "common/outcome.h"
+#include "run/started_worker.h"
+#include "work/wire.h"
+#include "work/work_queue.h"
+
+class WorkerLink;
+
+// Hears of a worker, in the loop's thread. Links may go in the last three alone, the one that tells too.
+class WorkerLinkListener {
+ public:
+  virtual ~WorkerLinkListener() = default;
+  // The worker has opened the library, whose database is this file.
+  virtual void Opened(const std::string& database) = 0;
+  virtual void ItemDone(const WorkItem& item, const ItemResult& result) = 0;
+  // What was told so far of a transaction is all of it; GENERATION is the database's since then.
+  virtual void Kept(std::uint64_t generation) = 0;
+  // The worker cannot go on, and no item is to blame. HAD_OPENED: it could before.
+  virtual void Unusable(bool had_opened, Failure reason) = 0;
+  // It has said all that it had to say for now.
+  virtual void Served() = 0;
+  // It is gone: WHY.
+  virtual void Lost(WorkerLink& link, const std::string& why) = 0;
+  // It is gone as it was told to.
+  virtual void Ended(WorkerLink& link) = 0;
+};
+
+// One worker as its supervisor sees it: what it has in hand, what it may say, and by when. A broken file may
+// have taken the worker over, so whatever does not belong where it stands ends it. To be used in the loop's
+// thread.
+class WorkerLink : public EventHandler {
+ public:
+  // LISTENER and LOOP outlive it.
+  WorkerLink(std::unique_ptr<StartedWorker> worker, std::chrono::milliseconds file_timeout,
+             WorkerLinkListener& listener, EventLoop& loop);
+  ~WorkerLink() override { loop_.Remove(*this); }
+  WorkerLink(const WorkerLink&) = delete;
+  WorkerLink& operator=(const WorkerLink&) = delete;
+
+  bool starting() const { return state_ == State::kStarting; }
+  bool idle() const { return state_ == State::kIdle; }
+  bool busy() const { return state_ == State::kBusy; }
+  // Something that was given to it is not told of yet.
+  bool has_open_items() const { return busy() && reported_ < batch_.size(); }
+
+  // To one that is idle.
+  void Give(const RunName& name, std::vector<WorkQueue::Entry> batch);
+  // It commits what it has and tells of it; what is left of its batch it leaves.
+  void Stop();
+  // It closes the database and is gone at UNTIL at the latest. What it says meanwhile is not heard.
+  void EndBy(Moment until);
+
+  // What it has not told of, and at which of that it was.
+  struct Rest {
+    std::vector<WorkQueue::Entry> entries;
+    std::optional<std::size_t> current;
+  };
+  Rest TakeRest();
+
+  Awaited Awaits() const override;
+  void Serve() override;
+  void Expire() override;
+
+ private:
+  enum class State : std::uint8_t { kStarting, kIdle, kBusy, kEnding };
+
+  // False: not what a worker may send at this point.
+  bool Accept(const Message& message);
+  bool AcceptReady(std::string_view content);
+  bool AcceptUnusable(std::string_view content);
+  bool AcceptPosition(std::string_view content);
+  bool AcceptResults(std::string_view content);
+  bool AcceptBatchEnd();
+  void ForgetBatch();
+  std::chrono::milliseconds Limit() const;
+  std::chrono::milliseconds BatchLimit() const;
+
+  std::unique_ptr<StartedWorker> worker_;
+  std::chrono::milliseconds file_timeout_;
+  WorkerLinkListener& listener_;
+  EventLoop& loop_;
+  State state_ = State::kStarting;
+  std::vector<WorkQueue::Entry> batch_;
+  std::size_t reported_ = 0;         // results of the batch that have come
+  std::size_t messages_ = 0;         // of the batch
+  std::uint32_t current_ = kNoItem;  // the item it is at
+  Moment heard_;                     // when it last said something, or was given something
+  Moment batch_end_;                 // when it must be done with the batch
+  Moment end_;                       // when it must be gone
+};
+
+#endif  // SERVICE_RUN_WORKER_LINK_H_
