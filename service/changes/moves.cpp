@@ -219,7 +219,8 @@ std::vector<Move> TakeFolderMoves(Differences& differences) {
   return moves;
 }
 
-std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library) {
+std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library,
+                                const StopQuestion& stopped) {
   Sources sources;
   sources.Add(differences.gone_files);
   sources.Add(differences.replaced_files);
@@ -235,6 +236,7 @@ std::vector<Move> TakeFileMoves(Differences& differences, const std::string& lib
   Copies copies(differences.gone_files, SourcesOf(moves), library);
   const Namesakes namesakes(differences.gone_files, rest);
   for (const Arrival* arrival : rest) {
+    if (stopped && stopped()) break;
     const CatalogueEntry* entry = copies.Take(*arrival);
     if (entry == nullptr) entry = namesakes.Find(*arrival);
     if (entry != nullptr) moves.push_back(MoveOf(*entry, *arrival, true));

@@ -24,6 +24,8 @@ struct Move {
 // by its object alone. A folder moves only to a path that is new, since what
 // the plug-in does first is to clear everything below it, and that can be an album.
 std::vector<Move> TakeFolderMoves(Differences& differences);
-std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library);
+// Where it is STOPPED, contents are not compared any more: what was found so far is not to be acted on.
+std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library,
+                                const StopQuestion& stopped = nullptr);
 
 #endif  // SERVICE_CHANGES_MOVES_H_

@@ -28,7 +28,9 @@ class Planner {
     plan_.seen = std::move(differences.seen);
     OutOfReach out_of_reach = options_.accepts_loss ? OutOfReach() : TakeHiding(differences);
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
-    const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder);
+    const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder, options_.stopped);
+    // What is gone was not told from what moved.
+    if (options_.stopped && options_.stopped()) return Plan{};
     if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
     Judge(differences);
     Withhold(out_of_reach);
@@ -176,8 +178,9 @@ class Planner {
 }  // namespace
 
 Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options) {
-  auto differences = Survey(library, catalogue).Run();
+  auto differences = Survey(library, catalogue).Run(options.stopped);
   if (!differences) return differences.failure();
+  if (options.stopped && options.stopped()) return Plan{};
   // Files that may have moved are read.
   if (KAVOMediaFolderHold(library.folder.c_str()) != 0)
     return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};

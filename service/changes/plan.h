@@ -32,10 +32,11 @@ struct Plan {
 struct PlanOptions {
   bool accepts_loss = false;
   bool moves_alone = false;  // and the folders that moved files need
+  StopQuestion stopped = nullptr;
 };
 
 // Compares the library with its catalogue. Nothing is sent, and no media file is opened but one that may be
-// the copy of a file that is gone.
+// the copy of a file that is gone. One that was stopped on the way has nothing in it.
 Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options);
 
 #endif  // SERVICE_CHANGES_PLAN_H_

@@ -68,7 +68,7 @@ bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& count
   return false;
 }
 
-Outcome<Differences> Survey::Run() {
+Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
   auto walk = Walk::Start(library_.folder);
   if (!walk) return walk.failure();
   differences_.recorded_files = catalogue_.FileCount();
@@ -80,6 +80,7 @@ Outcome<Differences> Survey::Run() {
   while (const auto entry = walk->Next()) {
     Take(*entry, library_.Below(entry->path));
     if (catalogue_.failure()) return *catalogue_.failure();
+    if (stopped && stopped()) return Differences{};
   }
   Advance(nullptr);
   GatherLostFolders();

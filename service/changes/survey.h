@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -50,12 +51,15 @@ bool LiesInOne(const std::set<std::string>& folders, const std::string& path);
 // Counts what is no folder and no photo or video of LIBRARY; true for what is.
 bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts);
 
+// Whether what is being looked for is wanted no more; asked often. It may be empty.
+using StopQuestion = std::function<bool()>;
+
 class Survey {
  public:
   Survey(const Library& library, Catalogue& catalogue) : library_(library), catalogue_(catalogue) {}
 
-  // Walks the library to its end.
-  Outcome<Differences> Run();
+  // Walks the library to its end, or until STOPPED: what was found then says nothing about what is gone.
+  Outcome<Differences> Run(const StopQuestion& stopped = nullptr);
 
  private:
   void Take(const WalkEntry& entry, const std::string& path);

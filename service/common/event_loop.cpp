@@ -34,14 +34,14 @@ void EventLoop::Remove(const EventHandler& handler) {
   }
 }
 
-void EventLoop::Turn() {
+void EventLoop::TurnUntil(std::optional<Moment> limit) {
   std::vector<Awaited> awaited;
   std::vector<pollfd> descriptors;
   for (const EventHandler* handler : handlers_) {
     awaited.push_back(handler != nullptr ? handler->Awaits() : Awaited{});
     descriptors.push_back(ToPoll(awaited.back()));
   }
-  Wait(descriptors, Earliest(awaited));
+  Wait(descriptors, limit ? limit : Earliest(awaited));
   ++turns_;
   for (std::size_t i = 0; i < awaited.size(); ++i) ServeAt(i, awaited[i], descriptors[i].revents != 0);
   if (--turns_ == 0) std::erase(handlers_, nullptr);

@@ -41,7 +41,9 @@ class EventLoop {
   void Add(EventHandler& handler) { handlers_.push_back(&handler); }
   void Remove(const EventHandler& handler);
   // Waits for the first event, and serves what has come, in the order in which handlers were added.
-  void Turn();
+  void Turn() { TurnUntil(std::nullopt); }
+  // Serves what has come, without waiting: for those who are busy with something long.
+  void Poll() { TurnUntil(Now()); }
 
   virtual Moment Now() const { return std::chrono::steady_clock::now(); }
 
@@ -50,6 +52,7 @@ class EventLoop {
   virtual void Wait(std::vector<pollfd>& descriptors, std::optional<Moment> until);
 
  private:
+  void TurnUntil(std::optional<Moment> limit);
   void ServeAt(std::size_t place, const Awaited& awaited, bool ready);
 
   std::vector<EventHandler*> handlers_;  // null: removed while others are served

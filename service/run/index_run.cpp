@@ -12,6 +12,8 @@
 namespace {
 
 constexpr const char* kSweepFact = "sweep-loss";
+// How often a run that looks at files sees whether it is to stop.
+constexpr std::chrono::milliseconds kPollInterval{50};
 
 // What a supervisor tells goes to the books and to whoever watches.
 class Told : public RunObserver {
@@ -64,8 +66,9 @@ Outcome<Done> IndexRun::UpdateFirstTime() {
 }
 
 Outcome<Done> IndexRun::UpdateDifferences() {
-  auto plan = MakePlan(library_, catalogue_, {options_.accepts_loss, false});
+  auto plan = Look(false);
   if (!plan) return plan.failure();
+  if (stopped_by_ != 0) return Done{};
   ledger_.report().Add(std::move(plan->seen));
   if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
@@ -88,8 +91,9 @@ Outcome<Done> IndexRun::Reindex() {
 }
 
 Outcome<Done> IndexRun::MarkSendAndSweep() {
-  auto plan = MakePlan(library_, catalogue_, {options_.accepts_loss, true});
+  auto plan = Look(true);
   if (!plan) return plan.failure();
+  if (stopped_by_ != 0) return Done{};
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
   if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
@@ -125,6 +129,7 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
   held_.LeaveOut(plan.deletes);
   const auto verdict = JudgeSweep(*marked);
   if (!verdict) return verdict.failure();
+  if (stopped_by_ != 0) return Done{};
   if (verdict->holds) {
     ledger_.NoteWithheld(verdict->reason, marked->gone);
     return Done{};
@@ -144,19 +149,10 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
 
 Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
   // A disk may have gone away while everything was sent.
-  auto again = MakePlan(library_, catalogue_, {options_.accepts_loss, true});
+  auto again = Look(true);
   if (!again) return again.failure();
-  if (again->verdict.holds) return again->verdict;
-  // Rows of other programs are in no catalogue.
-  const MountRecord recorded = MountsInDatabase(catalogue_);
-  const MountRecord now = RecordOf(again->mounts);
-  std::unordered_set<std::string> withheld;
-  for (const WorkItem& item : again->withheld) withheld.insert(item.path);
-  marked.kept += std::erase_if(marked.gone, [&](const WorkItem& item) {
-    const std::string path = library_.Below(item.path);
-    return withheld.contains(item.path) || LiesInOne(again->unknown, path) ||
-           (!options_.accepts_loss && RecordedDevice(recorded, path) != RecordedDevice(now, path));
-  });
+  if (again->verdict.holds || stopped_by_ != 0) return again->verdict;
+  KeepUnreached(marked, *again);
   if (!again->withheld_reason.empty()) ledger_.NoteWithheld(again->withheld_reason, again->withheld);
   LossQuestion question;
   question.fact = kSweepFact;
@@ -166,6 +162,32 @@ Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
   question.recorded = marked.rows;
   question.accepted = options_.accepts_loss;
   return JudgeLoss(question, catalogue_);
+}
+
+void IndexRun::KeepUnreached(MarkedRows& marked, const Plan& again) {
+  // Rows of other programs are in no catalogue.
+  const MountRecord recorded = MountsInDatabase(catalogue_);
+  const MountRecord now = RecordOf(again.mounts);
+  std::unordered_set<std::string> withheld;
+  for (const WorkItem& item : again.withheld) withheld.insert(item.path);
+  marked.kept += std::erase_if(marked.gone, [&](const WorkItem& item) {
+    const std::string path = library_.Below(item.path);
+    return withheld.contains(item.path) || LiesInOne(again.unknown, path) ||
+           (!options_.accepts_loss && RecordedDevice(recorded, path) != RecordedDevice(now, path));
+  });
+}
+
+Outcome<Plan> IndexRun::Look(bool moves_alone) {
+  return MakePlan(library_, catalogue_, {options_.accepts_loss, moves_alone, [this] { return StopAsked(); }});
+}
+
+// The loop serves whoever else it drives, too.
+bool IndexRun::StopAsked() {
+  if (const Moment now = loop_.Now(); now >= next_poll_) {
+    next_poll_ = now + kPollInterval;
+    loop_.Poll();
+  }
+  return stopped_by_ != 0;
 }
 
 Outcome<Done> IndexRun::Unmark() {

@@ -50,6 +50,9 @@ class IndexRun {
   int stopped_by() const { return stopped_by_; }
 
  private:
+  // Nothing is in it when a signal came meanwhile. MOVES_ALONE: and the folders that moved files need.
+  Outcome<Plan> Look(bool moves_alone);
+  bool StopAsked();
   Outcome<Done> UpdateFirstTime();
   Outcome<Done> UpdateDifferences();
   Outcome<Done> MarkSendAndSweep();
@@ -57,9 +60,10 @@ class IndexRun {
   Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
   Outcome<Done> SendDeletes(Plan& plan);
   Outcome<Done> SweepOrDelete(Plan& plan);
-  // Whether what a full reindex has not met may be deleted. What is unknown, or may be out of reach with its
-  // file system, is not: it leaves MARKED.
+  // Whether what a full reindex has not met may be deleted.
   Outcome<LossVerdict> JudgeSweep(MarkedRows& marked);
+  // Takes out of MARKED what is unknown, or may be out of reach with its file system, as AGAIN tells.
+  void KeepUnreached(MarkedRows& marked, const Plan& again);
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
   Outcome<Done> ForgetMounts(const Plan& plan);
@@ -81,6 +85,7 @@ class IndexRun {
   RunProgress progress_;
   Supervisor* supervisor_ = nullptr;  // while something is sent
   int stopped_by_ = 0;
+  Moment next_poll_{};
 };
 
 #endif  // SERVICE_RUN_INDEX_RUN_H_
