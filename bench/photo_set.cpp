@@ -6,6 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "platform/heif_reading.h"
 #include "platform/safe_image.h"
 
 namespace fs = std::filesystem;
@@ -19,6 +20,7 @@ constexpr std::size_t kFilesPerFolder = 200;
 
 bool Readable(const std::string& path) {
   try {
+    const HeifReading heif;
     OpenImageSafely(path)->readMetadata();
     return true;
   } catch (const std::exception&) {

@@ -146,8 +146,8 @@ LUMIVAULT_API int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept;
 LUMIVAULT_API int PhotoSharePriviledgeDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept;
 /* Gives the row of the old album the name of the new one, and its cover that path; an album without a row is
  * inserted when its new folder exists: an id that another writer took meanwhile gives way to the next one,
- * which is then in the new record, and an album that another has recorded meanwhile counts as inserted. -1 on
- * failure: what was done until then stays. */
+ * which is then in the new record. -1 on failure, also when the new name has a row already (one that another
+ * writer made meanwhile, say): what was done until then stays. */
 LUMIVAULT_API int PhotoShareDBRename(KAVO_PHOTO_SHARE_INFO* new_album,
                                      KAVO_PHOTO_SHARE_INFO* old_album) noexcept;
 /* Removes the rows of one album from one right table. REQUIRES: type 5 to 10. */

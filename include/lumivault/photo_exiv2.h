@@ -13,8 +13,10 @@
  * value that Exiv2 cannot show; an absent tag is an empty text.
  * Threads: an object belongs to one thread, and each thread may have its own. They do not touch the request
  * context, nor a database. Files are parsed one at a time; for that time Exiv2 is silent and the locale of
- * the program's C++ streams is "C". Afterwards Exiv2 is as the program had it: its XMP namespaces and its
- * lock stay, and what a file declares is forgotten. Its keys can be asked for here all the same. Ownership:
+ * the program's C++ streams is "C" and its switch for HEIF (enableBMFF) is on. Afterwards Exiv2 is as the
+ * program had it: that switch, its XMP namespaces and its lock are, and what a file declares is forgotten.
+ * Its keys can be asked for here all the same. One thing stays: the XMP parser is initialized, so a program
+ * that gives it a lock does so before its first PhotoExiv2, or calls XmpParser::terminate first. Ownership:
  * PATH and OUT are the caller's. The object holds no file open. */
 class LUMIVAULT_API PhotoExiv2 {
  public:

@@ -5,8 +5,10 @@
  *
  * Arguments: every path is absolute and belongs to the caller; NULL and the empty path are failures where a
  * function says nothing else; the empty path is nobody's business, 0, for IndexDelete, IndexDirAdd,
- * IndexDirDelete, IndexDirRename (as the new one), IndexPreReindex and IndexPostReindex. A folder is named
- * without a slash at its end: with one it is another album. INDEXTYPE is the kind of the indexed folder; only
+ * IndexDirDelete, IndexDirRename (as the new one), IndexPreReindex and IndexPostReindex, and like any other
+ * path of the shared tree for IndexPhotoUserNameGet ("root"), IndexVersionUpdate (0) and
+ * IndexFaceRecognitionQueueAdd (a job without a photo). Slashes at the end of a folder's name count in the
+ * reindex of a whole library alone, whose ROOT has none. INDEXTYPE is the kind of the indexed folder; only
  * 1, 2, 4 and 5 concern this plug-in, any other gives 0. SIZE counts bytes, terminator included. Results: 0
  * done or not this plug-in's business, -1 failure, where a function says nothing else. The reason of a
  * failure goes to syslog. No exception leaves these functions. Threads: one call at a time in a process,
@@ -52,7 +54,8 @@ LUMIVAULT_API int IndexIsIndexPath(const char* path, unsigned indexType);
 /* Whether the share of PATH is indexed: 1 indexed, 0 not, -1 bad parameter. */
 LUMIVAULT_API int IndexIsShareIndexed(const char* path);
 
-/* Folder events. */
+/* Folder events. The root is the album "/": its delete empties the library but for that album, and so does a
+ * rename to it, which then fails. */
 
 /* Writes the album of FOLDER and gives that mode 0777 unless the platform keeps modes. A sub-album takes the
  * public flag of its parent, which must have been added before. */

@@ -36,6 +36,8 @@ void AddNote(const std::string& note, ItemResult& result) {
 
 constexpr const char* kNoRow = "it has no row: the plug-in takes it for no file of this library";
 
+constexpr const char* kNoAlbum = "it has no row: the plug-in takes it for no folder of this library";
+
 // The plug-in goes on without a job that it cannot queue.
 bool LosesJob(const std::vector<std::string>& messages) {
   constexpr std::array<std::string_view, 3> kLosses{"RLIBCFileLockByFile failed: ", "Failed to write ",
@@ -133,8 +135,17 @@ ItemResult PluginCalls::CallForFolder(const WorkItem& item) {
       static_cast<void>(plugin_.IndexReindexDirUpdate(path));
       return ResultOf(item.path == library_.folder || rows_.HasAlbum(item.path) == true ? 0 : -1);
     default:
-      return ResultOf(plugin_.IndexDirAdd(path));
+      return AddFolder(item.path);
   }
+}
+
+// The plug-in answers the same for an album that it has stored and for a folder that it takes for none.
+ItemResult PluginCalls::AddFolder(const std::string& folder) {
+  ItemResult added = ResultOf(plugin_.IndexDirAdd(folder.c_str()));
+  if (!added.done() || folder == library_.folder) return added;
+  const auto recorded = rows_.HasAlbum(folder);
+  if (!recorded) return CannotAsk();
+  return *recorded ? std::move(added) : ItemResult::NotKept(kNoAlbum);
 }
 
 // A move whose old rows are not there any more was made by a run that could not note it.
@@ -146,7 +157,7 @@ ItemResult PluginCalls::MoveFolder(const WorkItem& item) {
     ItemResult moved = ResultOfRemoval(result, ItemKind::kFolder, item.from);
     if (!moved.done()) return moved;
   }
-  return ResultOf(plugin_.IndexDirAdd(item.path.c_str()));
+  return AddFolder(item.path);
 }
 
 ItemResult PluginCalls::DeleteFolder(const WorkItem& item) {

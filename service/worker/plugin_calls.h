@@ -36,6 +36,7 @@ class PluginCalls {
   ItemResult Sweep(const WorkItem& item);
   // Of folders.
   ItemResult CallForFolder(const WorkItem& item);
+  ItemResult AddFolder(const std::string& folder);
   ItemResult MoveFolder(const WorkItem& item);
   ItemResult DeleteFolder(const WorkItem& item);
   // Of files.

@@ -47,6 +47,11 @@ std::string_view FolderOf(std::string_view path) {
   return slash == std::string_view::npos ? std::string_view{} : path.substr(0, slash);
 }
 
+std::string_view WithoutSlashAtEnd(std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  return path;
+}
+
 std::optional<std::string_view> ExtensionOf(std::string_view path) {
   const auto dot = path.rfind('.');
   if (dot == std::string_view::npos) return std::nullopt;

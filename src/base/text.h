@@ -20,6 +20,8 @@ std::optional<std::string> TryCopy(const char* text) noexcept;
 std::string_view BaseName(std::string_view path);
 // Up to the last '/', without it; empty when there is none.
 std::string_view FolderOf(std::string_view path);
+// Without the '/' at its end, of which the root of all keeps one.
+std::string_view WithoutSlashAtEnd(std::string_view path);
 // After the last '.' of the whole text; nothing when there is none.
 std::optional<std::string_view> ExtensionOf(std::string_view path);
 // The directory part as dirname(3) gives it: "." when there is none.

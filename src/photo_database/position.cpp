@@ -39,6 +39,7 @@ struct Reading {
   bool positive = false;     // by the reference
   bool from_script = false;  // which has the last word on what is on earth
   bool raw = false;          // no angle, by the tool's own account
+  bool unread = false;       // no angle: the script printed something else (a warning, say)
 };
 
 Reading ReadAngle(const char* path, const Axis& axis, const TagPair& tags) {
@@ -46,7 +47,7 @@ Reading ReadAngle(const char* path, const Axis& axis, const TagPair& tags) {
   Reading reading{ParsePrintedAngle(tags.value), positive, false, IsPrintedRaw(tags.value)};
   if (!reading.angle.HasNegativePart()) return reading;
   if (const auto better = PhotoGPSScriptValueGet(path, axis.script_tag))
-    return {ParseAngle(*better), positive, true, false};
+    return {ParseAngle(*better), positive, true, false, !IsAngle(*better)};
   return reading;
 }
 
@@ -83,8 +84,9 @@ std::optional<float> StoredPosition(const Fractions& stored, const Axis& axis, c
 // Nothing for what is nowhere on earth.
 std::optional<float> Degrees(const char* path, const Axis& axis, const Reading& reading) {
   const auto told = Referred(reading.angle.Value(), axis, reading);
-  const bool exact = reading.from_script ||
-                     !(reading.raw || reading.angle.HasNegativePart() || reading.angle.HasWholeParts());
+  const bool exact = reading.from_script
+                         ? !reading.unread
+                         : !(reading.raw || reading.angle.HasNegativePart() || reading.angle.HasWholeParts());
   if (told && exact) return told;
   const auto text = StoredTagValue(path, axis.value_key);
   if (const auto stored = text ? ParseFractions(*text) : std::nullopt)

@@ -118,6 +118,13 @@ Angle ParseAngle(const std::string& text) {
   return angle;
 }
 
+bool IsAngle(const std::string& text) {
+  const CLocale locale;
+  float degrees = 0;
+  // NOLINTNEXTLINE(cert-err34-c): as above
+  return std::sscanf(text.c_str(), "%f", &degrees) == 1;
+}
+
 Angle ParsePrintedAngle(const std::string& text) {
   const Angle angle = ParseAngle(text);
   return {WithSign(angle.degrees), WithSign(angle.minutes), WithSign(angle.seconds)};

@@ -20,6 +20,8 @@ struct Angle {
 
 // TEXT read as "%fdeg %f' %f\"". Parts that are missing or cannot be read stay 0.
 Angle ParseAngle(const std::string& text);
+// Whether TEXT begins with a number, the first of an angle. One without counts as 0.
+bool IsAngle(const std::string& text);
 // What the tool prints. A negative part that is stored without its sign is beyond int, and how the tool
 // prints that is its processor's way: as the lowest int, or as the highest. Both are negative here.
 Angle ParsePrintedAngle(const std::string& text);

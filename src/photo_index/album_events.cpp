@@ -46,8 +46,13 @@ bool SaveRights(KAVO_PHOTO_SHARE_INFO& album) {
   return false;
 }
 
-int AddFolder(const char* folder) {
-  if (IsMissing(folder)) return -1;
+// FOLDER as albums are named: with a slash at its end it would be another one, "2024/". The caller's text may
+// lie in the request context, which the checks write anew.
+std::string Named(const char* folder) {
+  return std::string(WithoutSlashAtEnd(folder));
+}
+
+int AddNamed(const char* folder) {
   if (IndexIsIndexPath(folder, kAlbumIndexType) < 1) return 0;
   const auto album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
   if (!IndexAlbumInfoBuild(*album, folder)) return -1;
@@ -61,8 +66,11 @@ int AddFolder(const char* folder) {
   return 0;
 }
 
-int DeleteFolder(const char* folder) {
-  if (IsMissing(folder)) return -1;
+int AddFolder(const char* folder) {
+  return IsMissing(folder) ? -1 : AddNamed(Named(folder).c_str());
+}
+
+int DeleteNamed(const char* folder) {
   const RequestScope scope = CheckRequest(folder);
   if (scope == RequestScope::kRefused) return -1;
   // Albums are told by what follows the root's length: a folder elsewhere may share its name with one of
@@ -70,6 +78,10 @@ int DeleteFolder(const char* folder) {
   if (scope == RequestScope::kElsewhere) return 0;
   static_cast<void>(PhotoInfoDBDelete(PHOTO_TABLE_DIRECTORY, folder));
   return 0;
+}
+
+int DeleteFolder(const char* folder) {
+  return IsMissing(folder) ? -1 : DeleteNamed(Named(folder).c_str());
 }
 
 // The row of the old name, described by that name alone.
@@ -80,7 +92,7 @@ bool DescribeOldAlbum(KAVO_PHOTO_SHARE_INFO& album, const char* folder) {
 
 int MoveInPlace(const char* new_folder, const char* old_folder) {
   // Clears what stood under the new name, which must not be the album itself.
-  if (AlbumName(new_folder) != AlbumName(old_folder)) static_cast<void>(DeleteFolder(new_folder));
+  if (AlbumName(new_folder) != AlbumName(old_folder)) static_cast<void>(DeleteNamed(new_folder));
   const auto new_album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
   const auto old_album = std::make_unique<KAVO_PHOTO_SHARE_INFO>();
   if (!IndexAlbumInfoBuild(*new_album, new_folder) || !DescribeOldAlbum(*old_album, old_folder)) return -1;
@@ -97,8 +109,8 @@ int MoveInPlace(const char* new_folder, const char* old_folder) {
 
 int MoveFolder(const char* new_folder, const char* old_folder) {
   if (CanMoveInPlace(new_folder, old_folder)) return MoveInPlace(new_folder, old_folder);
-  static_cast<void>(DeleteFolder(old_folder));
-  static_cast<void>(AddFolder(new_folder));
+  static_cast<void>(DeleteNamed(old_folder));
+  static_cast<void>(AddNamed(new_folder));
   return 0;
 }
 
@@ -107,15 +119,15 @@ int RenameFolder(const char* new_folder, const char* old_folder) {
     LOG_IN(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
-  // The caller's texts may lie in the request context, which the checks below write anew.
   const auto new_copy = TryCopy(new_folder);
   const auto old_copy = TryCopy(old_folder);
   if (!new_copy || !old_copy) {
     LOG_AT(kPhotoIndexSource, "strdup failed.");
     return -1;
   }
-  if (IndexIsIndexPath(new_copy->c_str(), kAlbumIndexType) < 1) return 0;
-  return MoveFolder(new_copy->c_str(), old_copy->c_str());
+  const std::string new_name = Named(new_copy->c_str());
+  if (IndexIsIndexPath(new_name.c_str(), kAlbumIndexType) < 1) return 0;
+  return MoveFolder(new_name.c_str(), Named(old_copy->c_str()).c_str());
 }
 
 }  // namespace

@@ -12,8 +12,8 @@
 #include "platform/api.h"
 
 // While one of these lives, the library answers as in a process of its own: in the "C" locale, whatever
-// locale the calling program has set, and without a word on standard error. Its settings belong to the whole
-// process, so one thread at a time has one; they are put back at the end.
+// locale the calling program has set, reads HEIF, and without a word on standard error. Its settings belong
+// to the whole process, so one thread at a time has one; they are put back at the end.
 class KAVO_API Exiv2Scope {
  public:
   Exiv2Scope();

@@ -58,13 +58,12 @@ inline Exiv2::BasicIo::AutoPtr OpenHeld(const std::string& path) {
 
 // Looks at the content of FILE before anything is parsed: Exiv2 0.27 crashes or hangs on some QuickTime,
 // Matroska, ASF and RIFF content whatever the file is called, so those types are refused with the library's
-// own error, as a missing or special file is. HEIF containers (HEIC, AVIF) are read. Throws Exiv2::Error; the
-// caller then calls readMetadata(). The image holds the file open as long as it lives.
+// own error, as a missing or special file is. HEIF containers (HEIC, AVIF) are read while a HeifReading
+// lives, and refused otherwise. Throws Exiv2::Error; the caller then calls readMetadata(). The image holds
+// the file open as long as it lives.
 inline Exiv2::Image::AutoPtr OpenImageSafely(Exiv2::BasicIo::AutoPtr file) {
   constexpr int kFirstContainerType = 20;  // riff, mkv, qtime, asf and what may follow them
   constexpr int kWebPType = 23;
-  [[maybe_unused]] static const bool heif_enabled = Exiv2::enableBMFF(true);
-
   const std::string path = file->path();
   Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(file);
   const int type = image.get() != nullptr ? image->imageType() : kFirstContainerType;

@@ -9,7 +9,6 @@
 #include <exiv2/exiv2.hpp>
 #include <exiv2/rwlock.hpp>
 #include <map>
-#include <new>
 #include <string>
 
 // Notes the list, and makes it at its end what it was: what a file has added is forgotten, what it has taken
@@ -21,7 +20,7 @@ class XmpNamespaces {
   ~XmpNamespaces() {
     try {
       Restore();
-    } catch (const std::bad_alloc&) {  // what is left is more than there should be
+    } catch (...) {  // what is left is more than there should be
     }
   }
   XmpNamespaces(const XmpNamespaces&) = delete;

@@ -219,6 +219,52 @@ TEST_P(AlbumEventsTest, FoldersOutsideTheLibraryAreLeftAlone) {
   EXPECT_THAT(Albums(), ElementsAre("/"));
 }
 
+TEST_P(AlbumEventsTest, ASlashAtTheEndChangesNoName) {
+  fs::create_directories(photos() / "2024");
+  ASSERT_EQ(IndexDirAdd((Path("2024") + "/").c_str()), 0);
+  EXPECT_THAT(Albums(), ElementsAre("/", "2024"));
+  const std::string id = Album("2024", "shareid");
+  ASSERT_EQ(IndexDirAdd((Path("2024") + "//").c_str()), 0);
+  EXPECT_EQ(Album("2024", "shareid"), id);
+  fs::rename(photos() / "2024", photos() / "2025");
+  ASSERT_EQ(IndexDirRename((Path("2025") + "/").c_str(), (Path("2024") + "/").c_str()), 0);
+  EXPECT_THAT(Albums(), ElementsAre("/", "2025"));
+  EXPECT_EQ(Album("2025", "shareid"), id);
+  ASSERT_EQ(IndexDirDelete((Path("2025") + "/").c_str()), 0);
+  EXPECT_THAT(Albums(), ElementsAre("/"));
+}
+
+TEST_P(AlbumEventsTest, TheRootWithASlashIsTheRoot) {
+  const std::string root = photos().string() + "/";
+  const std::string id = Album("/", "shareid");
+  ASSERT_EQ(IndexDirAdd(root.c_str()), 0);
+  EXPECT_EQ(Album("/", "shareid"), id);
+  ASSERT_EQ(Add("2024"), 0);
+  Run("INSERT INTO photo_image (path) VALUES ('" + Key("a.jpg") + "')");
+  ASSERT_EQ(IndexDirDelete(root.c_str()), 0);
+  const auto albums = Albums();
+  const std::string photos_left = Value("SELECT count(*) FROM photo_image");
+  ASSERT_EQ(Add(""), 0);
+  ASSERT_EQ(Add("2024"), 0);
+  Run("INSERT INTO photo_image (path) VALUES ('" + Key("b.jpg") + "')");
+  ASSERT_EQ(IndexDirDelete(photos().c_str()), 0);
+  EXPECT_EQ(albums, Albums());
+  EXPECT_EQ(photos_left, "0");
+}
+
+TEST_P(AlbumEventsTest, ARenameToTheRootEmptiesTheLibraryAndFails) {
+  ASSERT_EQ(Add("2024"), 0);
+  EXPECT_EQ(IndexDirRename(photos().c_str(), Path("2024").c_str()), -1);
+  EXPECT_THAT(Albums(), ElementsAre("/"));
+}
+
+TEST_P(AlbumEventsTest, AFolderRenamedOntoItselfWithASlashKeepsItsMedia) {
+  ASSERT_EQ(Add("2024"), 0);
+  Run("INSERT INTO photo_image (path) VALUES ('" + Key("2024/a.jpg") + "')");
+  ASSERT_EQ(IndexDirRename((Path("2024") + "/").c_str(), Path("2024").c_str()), 0);
+  EXPECT_EQ(Value("SELECT path FROM photo_image"), Key("2024/a.jpg"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Engines, AlbumEventsTest, BothEngines(), EngineName);
 
 }  // namespace

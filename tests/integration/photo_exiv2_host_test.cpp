@@ -64,6 +64,54 @@ TEST_F(PhotoExiv2InAHost, TheProgramsRegistrationsSurvive) {
   Exiv2::XmpProperties::unregisterNs(kTwo);
 }
 
+TEST_F(PhotoExiv2InAHost, HeifIsToTheProgramWhatItWas) {
+  constexpr int kQuickTime = 22;  // what the library takes it for
+  const std::string photo = FileOf(dir_, "lv", kOne, "a");
+  const std::string heif = dir_ / "a.heic";
+  WriteFile(heif, std::string("\0\0\0\x18"
+                              "ftypheic\0\0\0\0mif1heic",
+                              24) +
+                      std::string(512, '\0'));
+  ASSERT_EQ(Exiv2::ImageFactory::getType(heif), kQuickTime);
+  PhotoExiv2 before(photo.c_str());
+  EXPECT_EQ(Exiv2::ImageFactory::getType(heif), kQuickTime);
+  Exiv2::enableBMFF(true);
+  PhotoExiv2 after(photo.c_str());
+  EXPECT_EQ(Exiv2::ImageFactory::getType(heif), Exiv2::ImageType::bmff);
+  Exiv2::enableBMFF(false);
+}
+
+void CountLocks(void* count, bool locks) {
+  if (locks) ++*static_cast<int*>(count);
+}
+
+bool LocksAreCounted(int& count) {
+  count = 0;
+  Exiv2::XmpProperties::registerNs(kTwo, "lvlock");
+  Exiv2::XmpData data;
+  data["Xmp.lvlock.Word"] = "a";
+  std::string packet;
+  EXPECT_EQ(Exiv2::XmpParser::encode(packet, data), 0);
+  Exiv2::XmpProperties::unregisterNs(kTwo);
+  return count > 0;
+}
+
+// The parser takes the lock of the first to ask for it; as the header says.
+TEST_F(PhotoExiv2InAHost, ALockIsTakenAfterTheParserWasEnded) {
+  PhotoExiv2 one(FileOf(dir_, "lv", kOne, "a").c_str());
+  int count = 0;
+  Exiv2::XmpParser::initialize(CountLocks, &count);
+  EXPECT_FALSE(LocksAreCounted(count));
+  Exiv2::XmpParser::terminate();
+  Exiv2::XmpParser::initialize(CountLocks, &count);
+  EXPECT_TRUE(LocksAreCounted(count));
+  PhotoExiv2 two(FileOf(dir_, "lv", kOne, "b").c_str());
+  EXPECT_EQ(two.GetXmpTagValue("Xmp.lv.Word", false), "b");
+  EXPECT_TRUE(LocksAreCounted(count));
+  Exiv2::XmpParser::terminate();
+  Exiv2::XmpParser::initialize();
+}
+
 TEST_F(PhotoExiv2InAHost, ThreadsHaveTheirOwnObjects) {
   constexpr int kRounds = 100;
   const std::string one = FileOf(dir_, "lv", kOne, "a");

@@ -18,7 +18,7 @@ std::string Rewritten(const std::string& sql) {
 
 TEST(ByteLike, AConditionThatIsNotAsciiGetsItsBytesCompared) {
   EXPECT_EQ(Rewritten("SELECT 1 FROM t WHERE path like '\xE4'"),
-            "SELECT 1 FROM t WHERE (path like '\xE4' AND lumivault_like_bytes(path, '\xE4'))");
+            "SELECT 1 FROM t WHERE (path LIKE '\xE4' AND lumivault_like_bytes(path, '\xE4'))");
   EXPECT_EQ(Rewritten("DELETE FROM t WHERE t.path LIKE '\xE4/%' ESCAPE '\\' or a = 'b';"),
             "DELETE FROM t WHERE (t.path LIKE '\xE4/%' ESCAPE '\\' AND lumivault_like_bytes(t.path, "
             "'\xE4/%', '\\')) or a = 'b';");
@@ -26,17 +26,38 @@ TEST(ByteLike, AConditionThatIsNotAsciiGetsItsBytesCompared) {
 
 TEST(ByteLike, EveryConditionOfAStatementIsSeen) {
   EXPECT_EQ(Rewritten("a WHERE b = '\xE4' AND c like '\xE4' OR (d like 'x' AND NOT e like '\xE5''')"),
-            "a WHERE b = '\xE4' AND (c like '\xE4' AND lumivault_like_bytes(c, '\xE4')) OR (d like 'x' AND "
-            "NOT (e like '\xE5''' AND lumivault_like_bytes(e, '\xE5''')))");
+            "a WHERE b = '\xE4' AND (c LIKE '\xE4' AND lumivault_like_bytes(c, '\xE4')) OR (d like 'x' AND "
+            "NOT (e LIKE '\xE5''' AND lumivault_like_bytes(e, '\xE5''')))");
+}
+
+TEST(ByteLike, ADeniedConditionIsTheOppositeOfTheWhole) {
+  EXPECT_EQ(
+      Rewritten("a WHERE path not like '\xE4' AND NOT t.path NOT LIKE '\xE4/%' ESCAPE '\\' or a = 'b'"),
+      "a WHERE (NOT (path LIKE '\xE4' AND lumivault_like_bytes(path, '\xE4'))) AND NOT (NOT (t.path LIKE "
+      "'\xE4/%' ESCAPE '\\' AND lumivault_like_bytes(t.path, '\xE4/%', '\\'))) or a = 'b'");
 }
 
 TEST(ByteLike, OtherTextStays) {
-  for (const char* sql : {"SELECT 1 WHERE a like 'x'", "SELECT '\xE4 where a like ''x'''",
-                          "SELECT 1 WHERE a = '\xE4'", "SELECT \"\xE4\" WHERE a like 'x'",
-                          "SELECT `where a like '\xE4'` FROM t", "SELECT '\xE4' -- where a like '\xE4'",
-                          "SELECT '\xE4' /* where a like '\xE4' */", "SELECT 1 WHERE x || a like '\xE4'",
-                          "SELECT 1 WHERE a not like '\xE4'", "SELECT 1 WHERE '\xE4' like a", "\xE4", "'\xE4",
-                          "/* \xE4", "-- \xE4", "WHERE a like", "WHERE like '\xE4'"}) {
+  for (const char* sql : {"SELECT 1 WHERE a like 'x'",
+                          "SELECT '\xE4 where a like ''x'''",
+                          "SELECT 1 WHERE a = '\xE4'",
+                          "SELECT \"\xE4\" WHERE a like 'x'",
+                          "SELECT `where a like '\xE4'` FROM t",
+                          "SELECT '\xE4' -- where a like '\xE4'",
+                          "SELECT '\xE4' /* where a like '\xE4' */",
+                          "SELECT 1 WHERE x || a like '\xE4'",
+                          "SELECT 1 WHERE x || a not like '\xE4'",
+                          "SELECT 1 WHERE a not like 'x' AND b = '\xE4'",
+                          "WHERE not like '\xE4'",
+                          "t WHERE not like '\xE4'",
+                          "SELECT 1 WHERE a not glob '\xE4'",
+                          "SELECT 1 WHERE '\xE4' like a",
+                          "\xE4",
+                          "'\xE4",
+                          "/* \xE4",
+                          "-- \xE4",
+                          "WHERE a like",
+                          "WHERE like '\xE4'"}) {
     EXPECT_EQ(Rewritten(sql), "(as it is)") << sql;
   }
 }
@@ -80,6 +101,16 @@ TEST_F(ByteLikeOnSqlite, ANameThatIsNotUtf8MatchesItselfAlone) {
       EXPECT_EQ(Like(table, kEnds, name), Names{name}) << name;
     }
   }
+}
+
+TEST_F(ByteLikeOnSqlite, EveryOtherNameIsNotLikeOneThatIsNotUtf8) {
+  for (const char* path : {"a\xE4.jpg", "a\xF6.jpg", "b.jpg"}) Add(path);
+  Send(db_, "INSERT INTO t VALUES (NULL)");
+  const Names found =
+      Column(Send(db_, kPrefix + "SELECT path FROM t WHERE path not like " + SqlLiteral("a\xE4.jpg") +
+                           " AND path NOT LIKE '\xE4/%' ORDER BY path"),
+             "path");
+  EXPECT_EQ(found, (Names{"a\xF6.jpg", "b.jpg"}));
 }
 
 TEST_F(ByteLikeOnSqlite, AFolderThatIsNotUtf8HasItsOwnFilesOnly) {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "platform/heif_reading.h"
 #include "platform/image.h"
 #include "platform/image_cache.h"
 #include "platform/safe_image.h"
@@ -42,6 +43,7 @@ std::string Told(Exiv2::Image::AutoPtr (*open)(const std::string&), const std::s
 
 // As a fresh parse tells it, whether the file is known already or not.
 void ExpectTheSame(const std::string& path) {
+  const HeifReading heif;
   const std::string expected = Told(OpenImageSafely, path);
   SetImageCacheCount(0);
   SetImageCacheCount(1);

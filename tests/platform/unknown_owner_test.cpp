@@ -154,6 +154,16 @@ TEST_F(UnknownOwner, WithoutMemoryEveryPathIsUnknown) {
   EXPECT_STREQ(user, "");
 }
 
+TEST_F(UnknownOwner, WithoutMemoryEveryPathMayLieOnAForeignMount) {
+  const std::string path = tree_.shared() / "a.jpg";
+  memory_is_out = true;
+  const bool foreign = IndexIsPathRemoteOrImageMount(path.c_str());
+  const bool none = IndexIsPathRemoteOrImageMount(nullptr);
+  memory_is_out = false;
+  EXPECT_TRUE(foreign);
+  EXPECT_FALSE(none);
+}
+
 TEST_F(UnknownOwner, HasNoFolderAndNoPreferences) {
   char folder[4096];
   EXPECT_NE(KAVOUserPreferenceDirGet("", folder, sizeof folder), 0);

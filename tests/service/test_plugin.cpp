@@ -93,7 +93,8 @@ TEST_PLUGIN_API int HGAStatusCheck(const char* path) {
   Database() = std::string(path) + "/.KAVOHGADB";
   return Execute(
       "CREATE TABLE IF NOT EXISTS seen (path TEXT);"
-      "CREATE TABLE IF NOT EXISTS photo_share (shareid INTEGER PRIMARY KEY, sharename TEXT UNIQUE);"
+      "CREATE TABLE IF NOT EXISTS photo_share (shareid INTEGER PRIMARY KEY, sharename TEXT UNIQUE, public "
+      "TEXT);"
       "CREATE TABLE IF NOT EXISTS owned (album INTEGER REFERENCES photo_share (shareid) DEFERRABLE INITIALLY "
       "DEFERRED);"
       "CREATE TABLE IF NOT EXISTS photo_image (path TEXT UNIQUE, size INTEGER);"
@@ -107,7 +108,11 @@ TEST_PLUGIN_API int IndexAdd_Json(Json::Value* info, unsigned /*index_type*/) {
 }
 
 TEST_PLUGIN_API int IndexDirAdd(const char* folder) {
-  return Store(folder);
+  const int stored = Store(folder);
+  const bool is_root = Database() == std::string(folder) + "/.KAVOHGADB";
+  if (stored != 0 || is_root || Key(folder).find("ignore") != std::string::npos) return stored;
+  return Execute("INSERT OR IGNORE INTO photo_share (sharename, public) VALUES ('@KAVO:VAR', 't')",
+                 Key(folder));
 }
 
 TEST_PLUGIN_API int IndexRename_Json(Json::Value* info, unsigned /*index_type*/, const char* old) {

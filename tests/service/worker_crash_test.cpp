@@ -150,6 +150,17 @@ TEST_F(WorkerCrashTest, AFileThatThePlugInLeavesOutIsNoSuccess) {
   }
 }
 
+TEST_F(WorkerCrashTest, AFolderThatThePlugInLeavesOutIsNoSuccessAndIsSentAgain) {
+  MakeJpeg(File("kept/a.jpg"), 8, 8);
+  MakeJpeg(File("ignored/a.jpg"), 8, 8);
+  for (int run = 0; run < 2; ++run) {
+    const Json::Value report = Index({}, 3);
+    EXPECT_EQ(report["folders"].asInt(), run == 0 ? 2 : 0);  // with the library's own
+    EXPECT_EQ(FailureOf(report, "ignored"),
+              "it has no row: the plug-in takes it for no folder of this library");
+  }
+}
+
 TEST_F(WorkerCrashTest, AFileThatSpoilsATransactionCostsOnlyItself) {
   MakePhotos({"a.jpg", "b.jpg", "poison.jpg", "y.jpg", "z.jpg"});
   const Json::Value report = Index({"-j", "1"}, 3);

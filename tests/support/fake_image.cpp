@@ -1,5 +1,6 @@
 #include "support/fake_image.h"
 
+#include "platform/heif_reading.h"
 #include "platform/image.h"
 #include "platform/safe_image.h"
 
@@ -9,5 +10,6 @@ std::function<Exiv2::Image::AutoPtr(const std::string& path)>& OpenedImage() {
 }
 
 Exiv2::Image::AutoPtr KAVOImageOpen(const std::string& path) {
+  static const HeifReading heif;
   return OpenedImage() ? OpenedImage()(path) : OpenImageSafely(path);
 }

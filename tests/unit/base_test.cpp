@@ -81,6 +81,14 @@ TEST(PathText, FolderIsWhatPrecedesTheLastSlash) {
   EXPECT_EQ(FolderOf("b.jpg"), "");
 }
 
+TEST(PathText, SlashesAtTheEndAreLeftOutButTheOneOfTheRoot) {
+  EXPECT_EQ(WithoutSlashAtEnd("/a/b"), "/a/b");
+  EXPECT_EQ(WithoutSlashAtEnd("/a//b//"), "/a//b");
+  EXPECT_EQ(WithoutSlashAtEnd("//"), "/");
+  EXPECT_EQ(WithoutSlashAtEnd("a/"), "a");
+  EXPECT_EQ(WithoutSlashAtEnd(""), "");
+}
+
 TEST(PathText, ExtensionIsWhatFollowsTheLastDotOfTheWholePath) {
   EXPECT_EQ(ExtensionOf("/a/b.tar.gz"), "gz");
   EXPECT_EQ(ExtensionOf("/a.b/c"), "b/c");

@@ -214,6 +214,7 @@ TEST_F(TagPositionTest, NegativePartsStayWithoutTheScript) {
   EXPECT_EQ(fake().Count("ProcessRunner(/usr/bin/php"), 1);
 }
 
+// Without a stored answer there is nothing better than the parts that the text lacks: 0.
 TEST_F(TagPositionTest, ScriptsAnswerStandsAsItIs) {
   const std::vector<std::pair<std::string, std::string>> answers = {{"35deg", "35.000000"},
                                                                     {"35deg 15'", "35.250000"},

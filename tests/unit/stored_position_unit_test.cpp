@@ -205,6 +205,19 @@ TEST_F(StoredPositionTest, AScriptThatPointsNowhereIsNotBelieved) {
   EXPECT_EQ(Get()->latitude, "-35.500000");
 }
 
+TEST_F(StoredPositionTest, AScriptThatPrintsNoNumberGivesWayToWhatIsStored) {
+  for (const char* answer : {"PHP Warning:  Module 'exif' already loaded", "soon", "deg", " \t"}) {
+    SetTags("South", "-34deg 30' 0\"", "East", "1deg 0' 0\"");
+    SetStored("-35/1 30/1 0/1", "1/1 0/1 0/1");
+    SetScript("GPSLatitude", answer);
+    EXPECT_EQ(Get()->latitude, "-35.500000") << answer;
+    SetTags("North", "35deg -29' 0\"", "East", "1deg 0' 0\"");
+    SetStored("35/1 -30/1 0/1", "1/1 0/1 0/1");
+    SetScript("GPSLatitude", answer);
+    EXPECT_EQ(Texts(), "||") << answer;
+  }
+}
+
 TEST_F(StoredPositionTest, TheScriptsAreAskedBeforeAnyStoredPart) {
   SetTags("North", "-34deg 30' 0\"", "East", "-1deg 0' 0\"");
   SetStored("-35/1 30/1 0/1", "-2/1 0/1 0/1");

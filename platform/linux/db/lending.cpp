@@ -119,7 +119,10 @@ int KAVODBBatchCommit() {
 }
 
 void KAVODBBatchRollback() {
-  if (loan != nullptr && BatchOpen()) AbandonBatch();
+  Contained(0, [] {
+    if (loan != nullptr && BatchOpen()) AbandonBatch();
+    return 0;
+  });
 }
 
 int KAVODBBatchMark() {

@@ -167,12 +167,13 @@ class Rewriter {
 
  private:
   void See(std::string_view token);
+  [[nodiscard]] bool IsDenied() const { return IsAnyOf(seen_[0], {"not"}); }
   [[nodiscard]] std::string_view Column() const;
-  void TakeLike(std::string_view column);
+  void TakeLike(std::string_view column, bool denied);
 
   std::string_view sql_;
   Tokens tokens_;
-  std::array<std::string_view, 4> seen_;  // the tokens before, the last one first
+  std::array<std::string_view, 5> seen_;  // the tokens before, the last one first
   std::size_t copied_ = 0;
   std::string out_;
 };
@@ -182,16 +183,17 @@ void Rewriter::See(std::string_view token) {
   seen_.front() = token;
 }
 
-// "name" or "table.name" that a condition begins with, just before what comes; else empty.
+// "name" or "table.name" that a condition begins with, just before what comes or the NOT there; else empty.
 std::string_view Rewriter::Column() const {
-  if (!IsName(seen_[0])) return {};
-  if (BeginsCondition(seen_[1])) return seen_[0];
-  const bool with_table = seen_[1] == "." && IsName(seen_[2]) && BeginsCondition(seen_[3]);
-  return with_table ? Span(seen_[2], seen_[0]) : std::string_view();
+  const auto* seen = seen_.data() + (IsDenied() ? 1 : 0);
+  if (!IsName(seen[0])) return {};
+  if (BeginsCondition(seen[1])) return seen[0];
+  const bool with_table = seen[1] == "." && IsName(seen[2]) && BeginsCondition(seen[3]);
+  return with_table ? Span(seen[2], seen[0]) : std::string_view();
 }
 
-// What follows COLUMN LIKE.
-void Rewriter::TakeLike(std::string_view column) {
+// What follows COLUMN LIKE, or NOT LIKE when that is DENIED.
+void Rewriter::TakeLike(std::string_view column, bool denied) {
   const std::string_view pattern = tokens_.Peek();
   if (!pattern.starts_with('\'') || AllAscii(pattern)) return;
   See(tokens_.Next());
@@ -203,18 +205,20 @@ void Rewriter::TakeLike(std::string_view column) {
   }
   const std::string_view condition = Span(column, seen_.front());
   const auto begin = static_cast<std::size_t>(column.data() - sql_.data());
-  out_.append(sql_.substr(copied_, begin - copied_)).append("(").append(condition).append(" AND ");
+  out_.append(sql_.substr(copied_, begin - copied_)).append(denied ? "(NOT (" : "(");
+  out_.append(column).append(" LIKE ").append(Span(pattern, seen_.front())).append(" AND ");
   out_.append(kFunction).append("(").append(column).append(", ").append(pattern);
   if (!escape.empty()) out_.append(", ").append(escape);
-  out_.append("))");
+  out_.append(denied ? ")))" : "))");
   copied_ = begin + condition.size();
 }
 
 std::optional<std::string> Rewriter::Rewrite() {
   for (std::string_view token = tokens_.Next(); !token.empty(); token = tokens_.Next()) {
     const std::string_view column = IsAnyOf(token, {"like"}) ? Column() : std::string_view();
+    const bool denied = IsDenied();
     See(token);
-    if (!column.empty()) TakeLike(column);
+    if (!column.empty()) TakeLike(column, denied);
   }
   if (copied_ == 0) return std::nullopt;
   return out_.append(sql_.substr(copied_));

@@ -16,8 +16,8 @@ struct sqlite3;
 [[nodiscard]] bool AddByteLike(sqlite3* database);
 
 // SQL with each condition "column LIKE 'text' [ESCAPE 'c']" whose text is not ASCII replaced by
-// "(column LIKE 'text' [ESCAPE 'c'] AND lumivault_like_bytes(column, 'text'[, 'c']))". Nothing when there is
-// none.
+// "(column LIKE 'text' [ESCAPE 'c'] AND lumivault_like_bytes(column, 'text'[, 'c']))", and NOT LIKE by the
+// NOT of that. Nothing when there is none.
 [[nodiscard]] std::optional<std::string> WithByteLike(std::string_view sql);
 
 #endif  // PLATFORM_LINUX_DB_SQLITE_BYTE_LIKE_H_

@@ -126,5 +126,6 @@ bool IsForeign(const std::string& path) {
 }  // namespace
 
 bool IndexIsPathRemoteOrImageMount(const char* path) {
-  return Contained(false, [&] { return path != nullptr && IsForeign(path); });
+  // What cannot be found out counts as foreign: what is left out keeps its rows.
+  return path != nullptr && Contained(true, [&] { return IsForeign(path); });
 }
