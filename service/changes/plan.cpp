@@ -12,6 +12,7 @@
 #include "common/display.h"
 #include "common/error_text.h"
 #include "database/queries_sql.h"
+#include "files/looking.h"
 #include "platform/media_file.h"
 
 namespace {
@@ -175,6 +176,11 @@ class Planner {
   std::uint32_t stage_ = 0;
 };
 
+bool Hold(const Library& library) {
+  const Looking looking;
+  return looking && KAVOMediaFolderHold(library.folder.c_str()) == 0;
+}
+
 }  // namespace
 
 Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options) {
@@ -182,8 +188,7 @@ Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanO
   if (!differences) return differences.failure();
   if (options.stopped && options.stopped()) return Plan{};
   // Files that may have moved are read.
-  if (KAVOMediaFolderHold(library.folder.c_str()) != 0)
-    return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};
+  if (!Hold(library)) return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};
   auto plan = Planner(library, catalogue, options).Make(std::move(*differences));
   if (catalogue.failure()) return *catalogue.failure();
   return plan;

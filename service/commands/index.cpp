@@ -5,8 +5,10 @@
 #include "commands/command.h"
 #include "commands/run_options.h"
 #include "common/display.h"
+#include "files/looking.h"
 #include "library/library.h"
 #include "library/state_root.h"
+#include "work/worker_identity.h"
 
 namespace {
 
@@ -15,11 +17,19 @@ struct Options {
   bool dry_run = false;
 };
 
+// As the run itself would.
+Outcome<Done> LookAsOwner(const RunOptions& options, const Library& library) {
+  const auto owner = options.as_root ? std::nullopt : OwnerToBecome(library);
+  return owner ? LookAs(owner->user) : Done{};
+}
+
 int ShowDryRun(const RunOptions& options) {
   const auto root = StateRoot::Locate(options.root);
   if (!root) return ReportFailure(root.failure(), options.json);
   const auto library = NamedLibrary(options);
   if (!library) return ReportFailure(library.failure(), options.json);
+  if (auto looks = LookAsOwner(options, *library); !looks)
+    return ReportFailure(looks.failure(), options.json);
   const auto run = TryRun(*root, *library, options.accepts_loss);
   if (!run) return ReportFailure(run.failure(), options.json);
   const std::string text = options.json ? JsonLine(DryRunJson(*run)) + "\n" : DryRunText(*run);

@@ -15,6 +15,7 @@
 #include "common/installation.h"
 #include "common/signal_events.h"
 #include "common/stop_signals.h"
+#include "files/looking.h"
 #include "jobs/job_queue.h"
 #include "library/library.h"
 #include "library/state_root.h"
@@ -67,6 +68,7 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
 Outcome<FileDescriptor> TakeOwner(const StateRoot& state, WorkerStart& worker) {
   worker.identity = OwnerToBecome(worker.library);
   if (!worker.identity) return FileDescriptor();
+  if (auto looks = LookAs(worker.identity->user); !looks) return looks.failure();
   if (auto adopted = AdoptDatabase(worker.library, *worker.identity); !adopted) return adopted.failure();
   return MakeWorkerView(state, worker.library, *worker.identity);
 }

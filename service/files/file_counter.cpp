@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "common/file_descriptor.h"
+#include "files/looking.h"
 #include "files/media_files.h"
 #include "files/name_list.h"
 #include "files/open_folder.h"
@@ -29,7 +30,8 @@ mode_t TypeOf(int folder, const dirent& entry) {
 
 FileCounter::FileCounter(std::string folder)
     : thread_([this, folder = std::move(folder)] {
-        const FileDescriptor root(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+        const Looking looking;
+        const FileDescriptor root(looking ? open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
         if (root && Count("", root.get())) finished_ = true;
       }) {}
 

@@ -13,6 +13,7 @@
 #include "common/display.h"
 #include "common/error_text.h"
 #include "files/file_system_id.h"
+#include "files/looking.h"
 #include "files/open_folder.h"
 #include "platform/files.h"
 #include "platform/index.h"
@@ -51,6 +52,11 @@ std::string Join(const std::string& folder, std::string_view name) {
   return std::string(folder).append("/").append(name);
 }
 
+FileDescriptor OpenRoot(const std::string& root) {
+  const Looking looking;
+  return FileDescriptor(looking ? open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
+}
+
 std::string CannotBeListed(int error) {
   return "cannot be listed: " + ErrorText(error);
 }
@@ -58,7 +64,7 @@ std::string CannotBeListed(int error) {
 }  // namespace
 
 Outcome<Walk> Walk::Start(const std::string& root) {
-  FileDescriptor folder(open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  FileDescriptor folder = OpenRoot(root);
   struct statx status {};
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
@@ -97,7 +103,8 @@ std::optional<WalkEntry> Walk::Next() {
 WalkEntry Walk::Enter(const std::string& path) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
   const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
-  FileDescriptor folder(KAVOBeneathOpenFolder(root_.get(), relative.c_str()));
+  const Looking looking;
+  FileDescriptor folder(looking ? KAVOBeneathOpenFolder(root_.get(), relative.c_str()) : -1);
   struct statx status {};
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
@@ -185,7 +192,8 @@ Walk::Name Walk::Look(int folder, const char* name, unsigned char type, const Le
 
 Walk::Name Walk::LookBehindLink(int folder, const char* name, FileStamp stamp) {
   struct statx status {};
-  if (statx(folder, name, 0, kWanted, &status) != 0) return {NameKind::kDanglingLink, {}};
+  if (statx(folder, name, 0, kWanted, &status) != 0)
+    return {errno == EACCES ? NameKind::kClosedLink : NameKind::kDanglingLink, {}};
   const FileStamp target = StampOf(status, 0);
   stamp.size = target.size;
   stamp.modified = target.modified;
@@ -204,6 +212,8 @@ WalkEntry Walk::EntryOf(const Name& name, std::string path) {
       return {EntryKind::kUnknown, std::move(path), "link to a folder"};
     case NameKind::kDanglingLink:
       return {EntryKind::kUnknown, std::move(path), "link that leads nowhere"};
+    case NameKind::kClosedLink:
+      return {EntryKind::kUnknown, std::move(path), kRefusedLink};
     case NameKind::kUnknown:
       return {EntryKind::kFailed, std::move(path), "cannot be looked at"};
     case NameKind::kFile:

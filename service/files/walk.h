@@ -3,7 +3,8 @@
 //
 // Left out: hidden names (leading '.'), side folders ("@eaDir") and with them everything below. A link to a
 // file counts as a file, one to a folder is not followed. Mount points are entered, but neither a folder
-// inside itself (a bind mount loop) nor one of another machine or of an image file.
+// inside itself (a bind mount loop) nor one of another machine or of an image file. All with the rights that
+// Looking gives.
 #ifndef SERVICE_FILES_WALK_H_
 #define SERVICE_FILES_WALK_H_
 
@@ -60,6 +61,7 @@ class Walk {
     kSpecial,
     kFolderLink,
     kDanglingLink,
+    kClosedLink,
     kUnknown
   };
 

@@ -7,6 +7,7 @@
 
 #include "common/error_text.h"
 #include "common/file_descriptor.h"
+#include "files/looking.h"
 #include "lumivault/media_info.h"
 #include "platform/media_file.h"
 #include "probe/media_facts.h"
@@ -18,7 +19,6 @@
 
 namespace {
 
-constexpr const char* kRefusedLink = "link to a file that its owner may not read";
 constexpr std::size_t kTextSize = sizeof(KAVO_MEDIA_INFO::szTitle);
 
 // The name of the file and of the folder that holds it.

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "common/file_descriptor.h"
+#include "service/owned_library_fixture.h"
 #include "setup/database_adoption.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
@@ -19,10 +20,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr uid_t kOwner = 20001;
-constexpr uid_t kStranger = 20002;
-constexpr const char* kRefusedLink = "link to a file that its owner may not read";
 
 // Exchanges two names, as fast as that goes.
 class Exchange {
@@ -43,40 +40,8 @@ class Exchange {
   std::thread thread_;
 };
 
-// The folder is the owner's, the stranger's is closed to everybody else.
-class OwnerTest : public ServiceTest {
+class OwnerTest : public OwnedLibraryTest {
  protected:
-  void SetUp() override {
-    if (geteuid() != 0) GTEST_SKIP() << "only root has libraries of several people";
-    fs::create_directories(folder());
-    chmod(scratch().c_str(), 0755);
-    Own(folder(), kOwner);
-    MakeJpeg(secret(), 8, 6, SecretTags());
-    Own(secret().parent_path(), kStranger);
-    Own(secret(), kStranger);
-    chmod(secret().parent_path().c_str(), 0700);
-  }
-
-  static Tags SecretTags() { return {{"Iptc.Application2.Keywords", "secret"}}; }
-  static void Own(const fs::path& path, uid_t owner) {
-    ASSERT_EQ(lchown(path.c_str(), owner, owner), 0) << path;
-  }
-  fs::path secret() const { return scratch() / "private/secret.jpg"; }
-  // A link of the maker's in the library.
-  void Link(const std::string& name, const fs::path& target, uid_t maker) const {
-    fs::create_symlink(target, File(name));
-    Own(File(name), maker);
-  }
-  void Photo(const std::string& name, const Tags& tags = {}) const {
-    MakeJpeg(File(name), 8, 6, tags);
-    for (fs::path path = File(name); path != folder(); path = path.parent_path()) Own(path, kOwner);
-  }
-  fs::path Database() const { return File(".KAVOHGADB"); }
-  static uid_t OwnerOf(const fs::path& path) {
-    struct stat status {};
-    EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
-    return status.st_uid;
-  }
   fs::path identity() const { return scratch() / "told/identity"; }
   void MakeIdentityFolder() const {
     fs::create_directory(identity().parent_path());

@@ -5,11 +5,16 @@
 
 #include <vector>
 
-// As long as one lives, files are opened with the rights of PERSON, groups included, and with none of root's.
-// For a process of root's, in which no other thread opens files meanwhile.
+#include "core/person.h"
+
+// As long as one lives, its thread opens and looks at files with the rights of PERSON, groups included, and
+// with none of root's. For a process of root's; other threads keep the rights that they have. One may live
+// inside another.
 class FileIdentity {
  public:
   explicit FileIdentity(uid_t person);
+  // The same with the account of PERSON, for whoever takes it on often.
+  FileIdentity(uid_t person, const Person& account);
   ~FileIdentity();
   FileIdentity(const FileIdentity&) = delete;
   FileIdentity& operator=(const FileIdentity&) = delete;
@@ -18,7 +23,11 @@ class FileIdentity {
   explicit operator bool() const { return taken_; }
 
  private:
-  std::vector<gid_t> groups_;  // of the process
+  // What the thread had.
+  const uid_t user_;
+  const gid_t group_;
+  const std::vector<gid_t> groups_;
+  bool begun_ = false;
   bool taken_ = false;
 };
 
