@@ -82,39 +82,61 @@ Handle PrimaryPicture(heif_context* context) {
   return {handle, heif_image_handle_release};
 }
 
-// The metadata of the picture with this kind and, for XMP, content type; "" when it has none.
-std::string Metadata(const heif_image_handle* picture, const char* kind, const std::string& content_type) {
+// The metadata of the picture with this kind and, for XMP, content type; "" when it has none, nothing when it
+// cannot be read.
+std::optional<std::string> Metadata(const heif_image_handle* picture, const char* kind,
+                                    const std::string& content_type) {
   constexpr int kMost = 16;
   std::array<heif_item_id, kMost> ids{};
   const int count = heif_image_handle_get_list_of_metadata_block_IDs(picture, kind, ids.data(), kMost);
+  bool lost = false;
   for (int i = 0; i < count; ++i) {
     const heif_item_id id = ids.at(static_cast<std::size_t>(i));
     if (heif_image_handle_get_metadata_content_type(picture, id) != content_type) continue;
     std::string block(heif_image_handle_get_metadata_size(picture, id), '\0');
     if (heif_image_handle_get_metadata(picture, id, block.data()).code == heif_error_Ok) return block;
+    lost = true;
   }
-  return "";
+  return lost ? std::nullopt : std::optional<std::string>("");
 }
 
-}  // namespace
-
-std::optional<SecondReading> ReadHeif(int descriptor, bool metadata) {
+// Gives the primary picture of the file to SEE. False when there is none.
+template <typename See>
+bool SeePicture(int descriptor, See&& see) {
   static const heif_reader kFunctions = Source::Functions();
   const std::vector<Box> boxes = BoxesOf(descriptor);
   const auto header =
       std::find_if(boxes.begin(), boxes.end(), [](const Box& box) { return box.kind == "meta"; });
-  if (header == boxes.end() || !header->whole) return std::nullopt;
+  if (header == boxes.end() || !header->whole) return false;
   Source source(descriptor, boxes.back().end);
   const Context context(heif_context_alloc(), heif_context_free);
   if (heif_context_read_from_reader(context.get(), &kFunctions, &source, nullptr).code != heif_error_Ok)
-    return std::nullopt;
+    return false;
   const Handle picture = PrimaryPicture(context.get());
-  if (picture == nullptr) return std::nullopt;
+  if (picture == nullptr) return false;
+  see(picture.get());
+  return true;
+}
+
+}  // namespace
+
+std::optional<SecondReading> ReadHeif(int descriptor) {
   SecondReading reading;
-  reading.size = {heif_image_handle_get_width(picture.get()), heif_image_handle_get_height(picture.get())};
-  if (reading.size.width <= 0 || reading.size.height <= 0) return std::nullopt;
-  if (!metadata) return reading;
-  reading.exif = WithoutExifOffset(Metadata(picture.get(), "Exif", ""));
-  reading.xmp = Metadata(picture.get(), "mime", "application/rdf+xml");
-  return reading;
+  reading.tells_more = true;
+  SeePicture(descriptor, [&](const heif_image_handle* picture) {
+    reading.size = {heif_image_handle_get_width(picture), heif_image_handle_get_height(picture)};
+  });
+  return reading.size.width > 0 && reading.size.height > 0 ? std::optional(reading) : std::nullopt;
+}
+
+bool ReadHeifMetadata(int descriptor, std::string& exif, std::string& xmp) {
+  bool whole = true;
+  const bool seen = SeePicture(descriptor, [&](const heif_image_handle* picture) {
+    const auto structure = Metadata(picture, "Exif", "");
+    const auto packet = Metadata(picture, "mime", "application/rdf+xml");
+    exif = WithoutExifOffset(structure.value_or(""));
+    xmp = packet.value_or("");
+    whole = structure && packet && structure->empty() == exif.empty();
+  });
+  return seen && whole;
 }

@@ -9,11 +9,11 @@
 
 #include "platform/exiv2_scope.h"
 #include "platform/image_cache.h"
-#include "platform/xmp_namespaces.h"
 #include "probe/av_file.h"
 #include "probe/camera_facts.h"
 #include "probe/container_time.h"
 #include "probe/datum.h"
+#include "probe/heif_picture.h"
 #include "probe/jpeg_end.h"
 #include "probe/photo_texts.h"
 #include "probe/probe.h"
@@ -66,14 +66,19 @@ std::string Reason(const ParsedImage& image, const std::string& path) {
   return OneLine(words);
 }
 
-void JudgeUnparsed(const ParsedImage& image, const std::string& path, MediaFacts& facts) {
-  facts.outcome = image.unknown_type ? ProbeOutcome::kUnsupported : ProbeOutcome::kDamaged;
+// KNOWN is a picture all the same.
+void JudgeUnparsed(const ParsedImage& image, const std::string& path, bool known, MediaFacts& facts) {
+  facts.outcome = image.unknown_type && !known ? ProbeOutcome::kUnsupported : ProbeOutcome::kDamaged;
   facts.reason = Reason(image, path);
 }
 
-// A file of metadata alone is no picture, and a picture that breaks off is damaged.
-void JudgeParsed(const ParsedImage& image, int descriptor, MediaFacts& facts) {
-  if (image.type == Exiv2::ImageType::xmp || image.type == Exiv2::ImageType::exv) {
+// A file of metadata alone is no picture, and a picture that breaks off, or of which not all is read, is
+// damaged.
+void JudgeParsed(const ParsedImage& image, const std::string& path, int descriptor, MediaFacts& facts) {
+  if (!image.error.empty()) {
+    facts.outcome = ProbeOutcome::kDamaged;
+    facts.reason = Reason(image, path);
+  } else if (image.type == Exiv2::ImageType::xmp || image.type == Exiv2::ImageType::exv) {
     facts.outcome = ProbeOutcome::kUnsupported;
     facts.reason = "it holds no picture";
   } else if (image.type == Exiv2::ImageType::jpeg && !JpegIsComplete(descriptor)) {
@@ -113,24 +118,10 @@ void JudgeSize(int descriptor, bool late, MediaFacts& facts) {
   }
 }
 
-// The metadata that a second reader hands out. What of it cannot be read is left out.
-ParsedImage Decoded(const SecondReading& reading) {
-  const Exiv2Scope scope;
-  const XmpNamespaces namespaces;
-  ParsedImage image;
-  const auto* exif = reinterpret_cast<const Exiv2::byte*>(reading.exif.data());
-  try {
-    Exiv2::ExifParser::decode(image.exif, exif, static_cast<std::uint32_t>(reading.exif.size()));
-    Exiv2::XmpParser::decode(image.xmp, reading.xmp);
-  } catch (const Exiv2::AnyError&) {
-    image.outcome = ParsedImage::Outcome::kFailed;
-  }
-  return image;
-}
-
 }  // namespace
 
 MediaFacts ReadPhoto(const std::string& path, int descriptor) {
+  [[maybe_unused]] static const bool reader_is_set = (SetHeifMetadataReader(ReadHeifMetadata), true);
   MediaFacts facts;
   const std::shared_ptr<const ParsedImage> image = GetParsedImage(path);
   if (image->outcome == ParsedImage::Outcome::kMissing) {
@@ -139,14 +130,12 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
     return facts;
   }
   const bool parsed = image->outcome == ParsedImage::Outcome::kParsed;
-  const std::optional<SecondReading> again = ReadAgain(descriptor, !parsed);
+  const std::optional<SecondReading> again = ReadAgain(descriptor);
   if (parsed) {
-    JudgeParsed(*image, descriptor, facts);
+    JudgeParsed(*image, path, descriptor, facts);
     ReadMetadata(*image, facts);
-  } else if (again) {
-    ReadMetadata(Decoded(*again), facts);
-  } else {
-    JudgeUnparsed(*image, path, facts);
+  } else if (!again || again->tells_more) {
+    JudgeUnparsed(*image, path, again.has_value(), facts);
   }
   if (facts.taken.time.empty()) facts.taken.Take(ContainerTime(descriptor));
   const AvPicture found = again ? AvPicture{again->size} : FindSize(*image, descriptor);

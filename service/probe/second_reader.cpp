@@ -71,9 +71,9 @@ bool EndsBehindPicture(int descriptor) {
   return !data.empty() && std::all_of(data.begin(), data.end(), [](const Box& box) { return box.whole; });
 }
 
-std::optional<SecondReading> ReadAgain(int descriptor, bool metadata) {
+std::optional<SecondReading> ReadAgain(int descriptor) {
   const std::string start = StartOf(descriptor);
-  if (FirstBox(start) == "ftyp") return ReadHeif(descriptor, metadata);
+  if (FirstBox(start) == "ftyp") return ReadHeif(descriptor);
   if (IsJxl(start)) return OfSize(JxlSize(descriptor));
   if (IsBigTiff(start)) return OfSize(BigTiffSize(descriptor));
   if (start.starts_with("FUJIFILM")) return OfSize(RafSize(descriptor));

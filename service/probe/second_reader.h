@@ -10,15 +10,13 @@
 #include "probe/media_facts.h"
 
 struct SecondReading {
-  PictureSize size;  // as a viewer shows it
-  std::string exif;  // a TIFF structure, where it was asked for
-  std::string xmp;   // a packet, likewise
+  PictureSize size;         // as a viewer shows it
+  bool tells_more = false;  // HEIF: its library hands the metadata out too
 };
 
-// What the header of the picture that is open as DESCRIPTOR tells; nothing is decoded. With METADATA its Exif
-// and XMP too, where the format's own library hands them out. Nothing for other formats (JPEG, PNG, ...) and
-// where there is no whole header.
-[[nodiscard]] std::optional<SecondReading> ReadAgain(int descriptor, bool metadata);
+// What the header of the picture that is open as DESCRIPTOR tells; nothing is decoded. Nothing for other
+// formats (JPEG, PNG, ...) and where there is no whole header.
+[[nodiscard]] std::optional<SecondReading> ReadAgain(int descriptor);
 
 // Whether the file that is open as DESCRIPTOR is JPEG XL, whose library tells standard error what is wrong.
 [[nodiscard]] bool IsJxlFile(int descriptor);

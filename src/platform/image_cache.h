@@ -21,7 +21,7 @@ struct ParsedImage {
                // filled
   };
   Outcome outcome = Outcome::kMissing;
-  std::string error;
+  std::string error;          // with kParsed: the library gave the file up for this, behind what is here
   bool too_much = false;      // with kFailed: it has more metadata than is read
   bool unknown_type = false;  // with kFailed: the content is of no type that is read
 
@@ -43,6 +43,16 @@ struct ParsedImage {
 // change time. Failures are kept as well, so that a corrupt file is parsed once. Never null. Throws
 // std::bad_alloc only. Threads: may be called from any; parses one file at a time.
 KAVO_API std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& path);
+
+// Reads from the HEIF file that is open as DESCRIPTOR its Exif, a TIFF structure, and its XMP, a packet;
+// either may be empty. False where that is not all that the file has. May throw std::bad_alloc, and must not
+// use Exiv2.
+using HeifMetadataReader = bool (*)(int descriptor, std::string& exif, std::string& xmp);
+
+// From now on an image of this process that the library gives up (for a colour profile, say) counts as parsed
+// where something of it is known: what READER tells of it, or what the library had read before. Without
+// that, and with null again, this process gets the library's errors. Before other threads ask for images.
+KAVO_API void SetHeifMetadataReader(HeifMetadataReader reader);
 
 // How many files are kept: at most, and at first, 32; 0 keeps none. Fewer are kept where they have
 // much metadata, and such with an enormous amount not at all.

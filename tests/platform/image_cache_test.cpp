@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/image.h"
 #include "platform/safe_image.h"
 #include "support/media_maker.h"
 #include "support/temp_dir.h"
@@ -90,6 +91,38 @@ TEST(SafeImage, NoDescriptorStaysOpen) {
   const int free_after = dup(STDIN_FILENO);
   close(free_after);
   EXPECT_EQ(free_after, free_before);
+}
+
+// A JPEG for which the library gives up behind its Exif.
+std::string GivenUp(const TempDir& dir) {
+  const std::string path = dir / "profile.jpg";
+  MakeJpeg(path, 40, 30, {{"Exif.Image.Make", "Maker"}});
+  std::string jpeg = ReadFile(path);
+  const std::size_t length = static_cast<unsigned char>(jpeg[4]) * 256U + static_cast<unsigned char>(jpeg[5]);
+  const std::string profile = std::string("ICC_PROFILE\0\1\1", 14) + std::string(40, 'p');
+  jpeg.insert(4 + length, std::string("\xFF\xE2\0", 3) + static_cast<char>(profile.size() + 2) + profile);
+  WriteFile(path, jpeg);
+  return path;
+}
+
+TEST_F(ImageCache, WhatTheLibraryGivesUpIsItsErrorUnlessTheProcessWantsWhatWasRead) {
+  const std::string path = GivenUp(dir_);
+  const auto given_up = GetParsedImage(path);
+  EXPECT_EQ(given_up->outcome, ParsedImage::Outcome::kFailed);
+  EXPECT_EQ(given_up->error, "Not a valid ICC Profile");
+  EXPECT_EQ(Make(*given_up), "");
+  EXPECT_THROW(KAVOImageOpen(path), Exiv2::Error);
+  SetHeifMetadataReader([](int, std::string&, std::string&) { return false; });
+  SetImageCacheCount(0);
+  const auto begin = GetParsedImage(path);
+  const std::string make = Make(*begin);
+  const Exiv2::Image::AutoPtr image = KAVOImageOpen(path);
+  SetHeifMetadataReader(nullptr);
+  image->readMetadata();
+  EXPECT_EQ(begin->outcome, ParsedImage::Outcome::kParsed);
+  EXPECT_EQ(begin->error, "Not a valid ICC Profile");
+  EXPECT_EQ(make, "Maker");
+  EXPECT_EQ(image->exifData()["Exif.Image.Make"].toString(), "Maker");
 }
 
 TEST_F(ImageCache, AFileIsParsedOnce) {

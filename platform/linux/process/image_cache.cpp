@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -14,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/descriptor.h"
 #include "core/file_state.h"
 #include "platform/exiv2_scope.h"
 #include "platform/media_file.h"
@@ -88,6 +90,44 @@ struct Parse {
   bool repeatable = true;          // the same file would give the same again
 };
 
+// An error that says nothing about the file: the process may be out of descriptors for a moment.
+bool MayPass(int code) {
+  return code == Exiv2::kerDataSourceOpenFailed || code == Exiv2::kerCallFailed;
+}
+
+std::atomic<HeifMetadataReader>& TheReader() {
+  static std::atomic<HeifMetadataReader> reader = nullptr;
+  return reader;
+}
+
+// What the library has read of IMAGE before it gave up is worth to be kept. Of a HEIF image READER knows
+// more.
+bool KeepsBegin(const Exiv2::Image& image, int code) {
+  const bool holds = !image.exifData().empty() || !image.iptcData().empty() || !image.xmpData().empty();
+  return TheReader() != nullptr && holds && !MayPass(code) && image.imageType() != Exiv2::ImageType::bmff;
+}
+
+std::size_t MetadataSize(const ParsedImage& image, std::size_t packet) {
+  return ValueBytes(image.exif) + ValueBytes(image.iptc) + image.comment.size() + packet * kXmpExpansion;
+}
+
+void TakeOver(Exiv2::Image& image, ParsedImage& parsed) {
+  parsed.type = image.imageType();
+  parsed.mime = image.mimeType();
+  // A HEIF image repeats the size that its Exif claims, which outlives resizing, unless it has none; TIFF
+  // images take their size and kind from their tags.
+  const bool knows_better = parsed.type == Exiv2::ImageType::bmff;
+  if (knows_better) parsed.exif = std::move(image.exifData());
+  parsed.width = image.pixelWidth();
+  parsed.height = image.pixelHeight();
+  if (parsed.type == Exiv2::ImageType::bmp) CorrectBitmapSize(image.io(), parsed);
+  parsed.comment = image.comment();
+  if (!knows_better) parsed.exif = std::move(image.exifData());
+  parsed.iptc = std::move(image.iptcData());
+  parsed.xmp = std::move(image.xmpData());
+  parsed.outcome = ParsedImage::Outcome::kParsed;
+}
+
 void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
   // A state of the process that is made once, with the lock of the first; a program may have made it before.
   [[maybe_unused]] static const bool initialized = Exiv2::XmpParser::initialize();
@@ -98,24 +138,59 @@ void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
     throw TooMuch(TooMuchMetadata(size));
   const Exiv2::Image::AutoPtr image = OpenImageSafely(file);
   const XmpNamespaces namespaces;
-  image->readMetadata();
+  try {
+    image->readMetadata();
+  } catch (const Exiv2::AnyError& error) {
+    if (!KeepsBegin(*image, error.code())) throw;
+    parsed.error = error.what();
+  }
   parsed.xmp_namespaces = namespaces.Added();
-  parse.bytes = ValueBytes(image->exifData()) + ValueBytes(image->iptcData()) + image->comment().size() +
-                image->xmpData().xmpPacket().size() * kXmpExpansion;
-  parsed.type = image->imageType();
-  parsed.mime = image->mimeType();
-  // A HEIF image repeats the size that its Exif claims, which outlives resizing, unless it has none; TIFF
-  // images take their size and kind from their tags.
-  const bool knows_better = parsed.type == Exiv2::ImageType::bmff;
-  if (knows_better) parsed.exif = std::move(image->exifData());
-  parsed.width = image->pixelWidth();
-  parsed.height = image->pixelHeight();
-  if (parsed.type == Exiv2::ImageType::bmp) CorrectBitmapSize(image->io(), parsed);
-  parsed.comment = image->comment();
-  if (!knows_better) parsed.exif = std::move(image->exifData());
-  parsed.iptc = std::move(image->iptcData());
-  parsed.xmp = std::move(image->xmpData());
-  parsed.outcome = ParsedImage::Outcome::kParsed;
+  const std::size_t packet = image->xmpData().xmpPacket().size();
+  TakeOver(*image, parsed);
+  parse.bytes = MetadataSize(parsed, packet);
+}
+
+template <typename Step>
+bool Succeeds(Step&& step) {
+  try {
+    return step();
+  } catch (const Exiv2::AnyError&) {
+    return false;
+  }
+}
+
+// False when STRUCTURE and PACKET are not all read.
+bool Decode(const std::string& structure, const std::string& packet, ParsedImage& found) {
+  const XmpNamespaces namespaces;
+  const bool exif = Succeeds([&] {
+    const auto* bytes = reinterpret_cast<const Exiv2::byte*>(structure.data());
+    Exiv2::ExifParser::decode(found.exif, bytes, static_cast<std::uint32_t>(structure.size()));
+    return structure.empty() == found.exif.empty();
+  });
+  const bool xmp = Succeeds([&] { return Exiv2::XmpParser::decode(found.xmp, packet) == 0; });
+  found.xmp_namespaces = namespaces.Added();
+  return exif && xmp;
+}
+
+// Puts what the reader of HEIF tells of the file at PATH into PARSED, which says why the library does not.
+void AskReader(const std::string& path, KeptImage& parsed, Parse& parse) {
+  const HeifMetadataReader reader = TheReader();
+  if (reader == nullptr) return;
+  const Descriptor file(KAVOMediaOpen(path.c_str()));
+  if (!file || StateOf(file.get()) != parse.state) return;
+  std::string exif;
+  std::string xmp;
+  bool whole = reader(file.get(), exif, xmp);
+  if (exif.size() + xmp.size() > kMostMetadata) return;
+  KeptImage found;
+  whole = Decode(exif, xmp, found) && whole;
+  if (!whole && found.exif.empty() && found.xmp.empty()) return;
+  if (!whole) found.error = parsed.error;
+  found.type = Exiv2::ImageType::bmff;
+  found.mime = "image/heif";
+  found.outcome = ParsedImage::Outcome::kParsed;
+  parse.bytes = MetadataSize(found, xmp.size());
+  parsed = std::move(found);
 }
 
 int CodeOf(const std::exception& error) {
@@ -138,10 +213,12 @@ Parse ParseFile(const std::string& path) {
     parsed->error = error.what();
     parsed->too_much = dynamic_cast<const TooMuch*>(&error) != nullptr;
     parsed->unknown_type = CodeOf(error) == Exiv2::kerFileContainsUnknownImageType;
-    // The process may be out of descriptors for a moment.
-    parse.repeatable =
-        CodeOf(error) != Exiv2::kerDataSourceOpenFailed && CodeOf(error) != Exiv2::kerCallFailed;
+    parse.repeatable = !MayPass(CodeOf(error));
     parse.bytes = parsed->error.size();
+  }
+  const bool given_up = parsed->outcome == ParsedImage::Outcome::kFailed;
+  if (given_up && parse.repeatable && !parsed->too_much) {
+    AskReader(path, *parsed, parse);
   }
   parse.image = std::move(parsed);
   return parse;
@@ -216,6 +293,10 @@ Cache& TheCache() {
 
 std::shared_ptr<const ParsedImage> GetParsedImage(const std::string& path) {
   return TheCache().Get(path);
+}
+
+void SetHeifMetadataReader(HeifMetadataReader reader) {
+  TheReader() = reader;
 }
 
 void SetImageCacheCount(std::size_t count) {
