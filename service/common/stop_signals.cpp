@@ -4,10 +4,10 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "base/heeded_signals.h"
+
 StopSignals::StopSignals() {
-  sigset_t stops;
-  sigemptyset(&stops);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stops, number);
+  const sigset_t stops = HeededStopSignals();
   sigprocmask(SIG_BLOCK, &stops, &previous_);
   events_ = FileDescriptor(signalfd(-1, &stops, SFD_NONBLOCK | SFD_CLOEXEC));
 }

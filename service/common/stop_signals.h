@@ -5,8 +5,8 @@
 
 #include "common/file_descriptor.h"
 
-// Takes SIGINT, SIGTERM and SIGHUP as events for the life of the object instead of dying of them. Made before
-// any thread is started.
+// Takes SIGINT, SIGTERM and SIGHUP as events for the life of the object instead of dying of them, but for
+// what whoever started the program had ignored. Made before any thread is started.
 class StopSignals {
  public:
   StopSignals();

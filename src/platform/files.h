@@ -45,7 +45,8 @@ KAVO_API void RLIBCFileUnlockByFile(int descriptor);
 
 // Acts on files below ROOT as if their owner were hostile: PATH is ROOT itself or lies below it, and no
 // symbolic link between the two is followed. -1 with errno on failure. A descriptor of the regular file PATH,
-// open for reading.
+// open for reading; root reads one with further names (hard links) as far as the owners of its folder and of
+// ROOT may (EPERM).
 KAVO_API int KAVOBeneathOpen(const char* root, const char* path);
 // A descriptor of the folder PATH below the folder that the descriptor ROOT stands for ("" for that folder
 // itself), open for listing.

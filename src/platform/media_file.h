@@ -16,7 +16,7 @@ KAVO_API int KAVOMediaFolderHold(const char* folder);
 // a folder PATH lies below it, and is opened from the held descriptor: no folder on the way may be a link,
 // the file itself may be one, but not one into /proc that stands for an open file. -1 with errno: EINVAL for
 // what is no regular file, EPERM for a link, be it a hard one, that would show more, ELOOP for a link in
-// the place of a folder, EXDEV for a path elsewhere. Threads: one call at a time in a process of root's.
+// the place of a folder, EXDEV for a path elsewhere.
 KAVO_API int KAVOMediaOpen(const char* path);
 
 }  // extern "C"

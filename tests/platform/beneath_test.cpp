@@ -1,14 +1,18 @@
 #include "core/beneath.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "core/descriptor.h"
 #include "core/open_below.h"
@@ -278,6 +282,68 @@ TEST_F(ModeOfRootTest, AFolderOfManyNamesIs) {
   fs::create_directory(root() / "trip/day");
   Own("trip/day", kOwner);
   EXPECT_EQ(Mode("trip", 0777), 0) << "each folder in it has its name in it";
+}
+
+// A private file of another's, with a second name in somebody's folder.
+class FurtherNameTest : public ModeOfRootTest {
+ protected:
+  void SetUp() override {
+    ModeOfRootTest::SetUp();
+    if (IsSkipped()) return;
+    fs::create_hard_link(outside() / "a.jpg", root() / "trip/b.jpg");
+    Own("trip/b.jpg", kOther);
+    chmod(Path("trip/b.jpg").c_str(), 0600);
+  }
+};
+
+TEST_F(FurtherNameTest, IsNotReadForTheOwnerOfItsFolderWhoMayNot) {
+  EXPECT_EQ(Open("trip/b.jpg"), -1);
+  EXPECT_EQ(errno, EPERM);
+  chmod(Path("trip/b.jpg").c_str(), 0604);
+  EXPECT_EQ(ContentOf(Open("trip/b.jpg")), "foreign");
+}
+
+TEST_F(FurtherNameTest, IsNotReadForTheOwnerOfTheRootWhoMayNot) {
+  Own("trip", 0);
+  Own("", kOwner);
+  EXPECT_EQ(Open("trip/b.jpg"), -1);
+  EXPECT_EQ(errno, EPERM);
+}
+
+TEST_F(FurtherNameTest, IsReadWhereItsFoldersAreItsOwnersOrRoots) {
+  Own("trip", kOther);
+  EXPECT_EQ(ContentOf(Open("trip/b.jpg")), "foreign");
+  Own("trip", 0);
+  EXPECT_EQ(ContentOf(Open("trip/b.jpg")), "foreign");
+}
+
+TEST_F(FurtherNameTest, IsRootsToReadWhereItIsTheOnlyOne) {
+  fs::remove(outside() / "a.jpg");
+  EXPECT_EQ(ContentOf(Open("trip/b.jpg")), "foreign");
+}
+
+// The rights that a file is read with are the thread's own.
+TEST_F(FurtherNameTest, CostsOtherThreadsNoGroup) {
+  const gid_t group = 20'003;
+  std::atomic<bool> done{false};
+  std::atomic<int> without{0};
+  std::vector<gid_t> before(static_cast<std::size_t>(getgroups(0, nullptr)));
+  ASSERT_GE(getgroups(static_cast<int>(before.size()), before.data()), 0);
+  ASSERT_EQ(setgroups(1, &group), 0);
+  std::thread other([&] {
+    gid_t seen = 0;
+    while (!done) without += getgroups(1, &seen) == 1 && seen == group ? 0 : 1;
+  });
+  bool refused = true;
+  for (int i = 0; i < 2000; ++i) refused = Open("trip/b.jpg") == -1 && refused;
+  EXPECT_TRUE(refused);
+  done = true;
+  other.join();
+  EXPECT_EQ(without, 0);
+  gid_t seen = 0;
+  EXPECT_EQ(getgroups(1, &seen), 1);
+  EXPECT_EQ(seen, group) << "and this thread has it again";
+  setgroups(before.size(), before.data());
 }
 
 TEST_F(BeneathTest, TheSettingKeepLeavesModesAlone) {

@@ -4,13 +4,16 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include "core/descriptor.h"
 #include "support/temp_dir.h"
@@ -221,6 +224,41 @@ TEST_F(WayOverLinksTest, LinksInACircleEnd) {
   Link("one.jpg", "two.jpg");
   Link("two.jpg", "one.jpg");
   EXPECT_EQ(Open("one.jpg"), ELOOP);
+}
+
+// The folder's owner puts another name of a file there, in the place of what root's link leads to.
+TEST_F(WayOverLinksTest, RootsLinkToAFurtherNameShowsWhatTheOwnersOfItsFolderMayRead) {
+  fs::remove(way() / "b.jpg");
+  fs::create_hard_link(outside() / "a.jpg", way() / "b.jpg");
+  chmod((outside() / "a.jpg").c_str(), 0600);
+  EXPECT_EQ(Open("far.jpg"), EPERM);
+  Own(way(), kOther);
+  EXPECT_EQ(Open("far.jpg"), 0);
+  Own(way(), 0);
+  Own(library(), kOne);
+  EXPECT_EQ(Open("far.jpg"), EPERM) << "the library's owner may not";
+}
+
+// Found as a link, it is none any more when the link is followed.
+TEST_F(WayOverLinksTest, ALinkThatIsExchangedForAFurtherNameShowsNoMore) {
+  fs::create_directory(library() / "trip");
+  Own(library() / "trip", kOne);
+  chmod((outside() / "a.jpg").c_str(), 0600);
+  const fs::path name = library() / "trip/a.jpg";
+  fs::create_hard_link(outside() / "a.jpg", name);
+  fs::create_symlink("nowhere", way() / "link");
+  fs::rename(way() / "link", library() / "trip/link");
+  std::atomic<bool> done{false};
+  std::thread exchange([&] {
+    while (!done) {
+      renameat2(AT_FDCWD, name.c_str(), AT_FDCWD, (library() / "trip/link").c_str(), RENAME_EXCHANGE);
+    }
+  });
+  int opened = 0;
+  for (int i = 0; i < 20'000; ++i) opened += Open("trip/a.jpg") == 0 ? 1 : 0;
+  done = true;
+  exchange.join();
+  EXPECT_EQ(opened, 0);
 }
 
 // A file with two names, one of them in the folder of somebody who may not read it.

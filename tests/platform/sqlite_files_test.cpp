@@ -3,10 +3,12 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <stdarg.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -272,8 +274,57 @@ TEST_F(SqliteFilesTest, AGroupThatMayWriteIsTheDatabasesOwn) {
   std::ofstream(file() + "-wal").close();
   ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, 20'004), 0);
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
-  ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, kGroup), 0);
+  const passwd* member = getpwnam("bin");
+  if (member == nullptr) GTEST_SKIP() << "no account but root's here";
+  ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
+  ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, kGroup), 0);
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
+}
+
+TEST_F(SqliteFilesTest, AGroupThatMayOnlyReadIsNot) {
+  const passwd* member = getpwnam("bin");
+  if (geteuid() != 0 || member == nullptr) GTEST_SKIP() << "only root can give files to others";
+  ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
+  ASSERT_EQ(chmod(file().c_str(), 0644), 0);
+  std::ofstream(file() + "-wal").close();
+  ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, member->pw_gid), 0);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
+}
+
+// Its folder has given it the database's group.
+TEST_F(SqliteFilesTest, ASideFileOfSomebodyOutsideTheGroupIsRefusedThoughItBearsIt) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
+  constexpr gid_t kGroup = 20'003;
+  ASSERT_EQ(chown(file().c_str(), kNobody, kGroup), 0);
+  ASSERT_EQ(chmod(file().c_str(), 0664), 0);
+  std::ofstream(file() + "-wal").close();
+  ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, kGroup), 0);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
+}
+
+// The owner, a user and the mask of an access list may write; the group reads.
+TEST_F(SqliteFilesTest, WhatAnAccessListAllowsIsNotTheGroups) {
+  const passwd* member = getpwnam("bin");
+  if (geteuid() != 0 || member == nullptr) GTEST_SKIP() << "only root can give files to others";
+  struct Entry {
+    std::uint16_t tag;
+    std::uint16_t rights;
+    std::uint32_t id;
+  };
+  struct List {
+    std::uint32_t version = 2;
+    Entry entries[5];
+  };
+  const List list{2, {{1, 6, ~0U}, {2, 6, 20'005}, {4, 4, ~0U}, {16, 6, ~0U}, {32, 4, ~0U}}};
+  ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
+  if (setxattr(file().c_str(), "system.posix_acl_access", &list, sizeof list, 0) != 0)
+    GTEST_SKIP() << "no access lists here";
+  struct stat status {};
+  ASSERT_EQ(stat(file().c_str(), &status), 0);
+  ASSERT_EQ(status.st_mode & 0777, 0664U);
+  std::ofstream(file() + "-wal").close();
+  ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, member->pw_gid), 0);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
 }
 
 TEST_F(SqliteFilesTest, SideFilesThatRootMakesBelongToTheDatabasesOwner) {
@@ -281,6 +332,55 @@ TEST_F(SqliteFilesTest, SideFilesThatRootMakesBelongToTheDatabasesOwner) {
   ASSERT_EQ(chown(file().c_str(), kNobody, kNobody), 0);
   const Connection db = OpenSqlite(file());
   Send(db, "INSERT INTO t VALUES ('w')");
+  for (const char* suffix : {"-wal", "-shm"}) {
+    struct stat status {};
+    ASSERT_EQ(lstat((file() + suffix).c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kNobody) << suffix;
+  }
+}
+
+// SQLite's question whose a file is, answered while OTHER stands in the place of FILE.
+class ExchangedAtStat {
+ public:
+  ExchangedAtStat(const fs::path& file, const fs::path& other) {
+    file_ = file;
+    other_ = other;
+    before_ = system()->xGetSystemCall(system(), "stat");
+    system()->xSetSystemCall(system(), "stat", reinterpret_cast<sqlite3_syscall_ptr>(&Status));
+  }
+  ~ExchangedAtStat() { system()->xSetSystemCall(system(), "stat", before_); }
+  ExchangedAtStat(const ExchangedAtStat&) = delete;
+  ExchangedAtStat& operator=(const ExchangedAtStat&) = delete;
+
+  inline static int calls_ = 0;
+
+ private:
+  static sqlite3_vfs* system() { return sqlite3_vfs_find("unix"); }
+  static void Exchange() { renameat2(AT_FDCWD, file_.c_str(), AT_FDCWD, other_.c_str(), RENAME_EXCHANGE); }
+  static int Status(const char* path, void* status) {
+    ++calls_;
+    Exchange();
+    const int result = reinterpret_cast<int (*)(const char*, void*)>(before_)(path, status);
+    Exchange();
+    return result;
+  }
+
+  inline static fs::path file_;
+  inline static fs::path other_;
+  inline static sqlite3_syscall_ptr before_ = nullptr;
+};
+
+TEST_F(SqliteFilesTest, SideFilesThatRootMakesAreTheOwnersWhateverStandsInTheDatabasesPlace) {
+  if (geteuid() != 0) GTEST_SKIP() << "files cannot be given away here";
+  constexpr uid_t kOther = 20'004;
+  ASSERT_EQ(chown(file().c_str(), kNobody, kNobody), 0);
+  std::ofstream(Beside("other")) << "another's";
+  ASSERT_EQ(chown(Beside("other").c_str(), kOther, kOther), 0);
+  fs::create_symlink(Beside("other"), folder() / "link");
+  const ExchangedAtStat exchanged(file(), folder() / "link");
+  const Connection db = OpenSqlite(file());
+  Send(db, "INSERT INTO t VALUES ('w')");
+  EXPECT_GT(ExchangedAtStat::calls_, 0);
   for (const char* suffix : {"-wal", "-shm"}) {
     struct stat status {};
     ASSERT_EQ(lstat((file() + suffix).c_str(), &status), 0);

@@ -184,6 +184,23 @@ TEST_F(OwnerTest, AsRootFollowsNoLinkFurtherThanItsMakerMay) {
   EXPECT_EQ(Secrets(), "0");
 }
 
+// Root's library has a folder of the owner's, and a database that everybody may read.
+TEST_F(OwnerTest, NoSideFileShowsWhatTheOwnerOfItsFolderMayNotRead) {
+  Own(folder(), 0);
+  for (const char* name : {"trip/a.jpg", "trip/b.jpg"}) MakeJpeg(File(name), 8, 6);
+  WriteFile(scratch() / "private/text", "the stranger's own words");
+  Own(scratch() / "private/text", kStranger);
+  chmod((scratch() / "private/text").c_str(), 0600);
+  WriteFile(File("trip/@eaDir/b.jpg/KAVOPHOTO_TITLE"), "a title of the owner's");
+  fs::create_directories(File("trip/@eaDir/a.jpg"));
+  fs::create_hard_link(scratch() / "private/text", File("trip/@eaDir/a.jpg/KAVOPHOTO_TITLE"));
+  for (const char* name : {"trip", "trip/@eaDir", "trip/@eaDir/a.jpg", "trip/@eaDir/b.jpg"})
+    Own(File(name), kOwner);
+  EXPECT_EQ(Index()["added"].asInt(), 2);
+  EXPECT_NE(ReadFile(Database()).find("a title of the owner's"), std::string::npos);
+  EXPECT_EQ(ReadFile(Database()).find("the stranger's own words"), std::string::npos);
+}
+
 TEST_F(OwnerTest, AsRootReadsNoOtherNameOfWhatTheOwnerMayNot) {
   Photo("mine.jpg");
   fs::create_hard_link(File("mine.jpg"), File("again.jpg"));

@@ -135,6 +135,15 @@ TEST_F(StoppedReadingTest, ByALongQuestion) {
   EXPECT_EQ(Names(), at_rest_) << "nothing of it stays in the folder";
 }
 
+TEST_F(StoppedReadingTest, NotByWhatItsStarterHadIgnored) {
+  MakeSlow();
+  IgnoreStopSignals();
+  const auto run = Start({"albums", folder(), "--read-timeout", "2"});
+  std::this_thread::sleep_for(milliseconds(1000));
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) run->Signal(number);
+  EXPECT_EQ(run->Wait().err, "lumivault: the database cannot be read: The statement took too long.\n");
+}
+
 TEST_F(StoppedReadingTest, BehindALock) {
   sqlite3* holder = nullptr;
   ASSERT_EQ(sqlite3_open((folder() / ".KAVOHGADB").c_str(), &holder), SQLITE_OK);

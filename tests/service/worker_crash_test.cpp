@@ -230,6 +230,16 @@ TEST_F(WorkerCrashTest, TheEndOfItsTerminalEndsARunWithItsOwnStatus) {
   EXPECT_EQ(run->Wait().status, 129);
 }
 
+// As behind nohup, or in the background of a script.
+TEST_F(WorkerCrashTest, WhatItsStarterHadIgnoredEndsNoRun) {
+  MakePhotos({"a.jpg", "hang.jpg"});
+  IgnoreStopSignals();
+  const auto run = StartAndHang({"--timeout", "2"});
+  for (const int number : {SIGHUP, SIGINT, SIGTERM}) run->Signal(number);
+  EXPECT_EQ(run->Wait().status, 3) << "the file alone failed";
+  EXPECT_EQ(Kept("a.jpg"), 1);
+}
+
 // One signal leaves the worker two seconds. Signals of two numbers, since two of one may arrive as one.
 TEST_F(WorkerCrashTest, ASecondSignalEndsTheRunAtOnce) {
   constexpr int kAttempts = 5;  // a busy machine may be late, but not every time

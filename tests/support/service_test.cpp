@@ -135,8 +135,10 @@ void ServiceTest::UsePreviewTool(const std::string& script) const {
 
 std::unique_ptr<ProgramRun> ServiceTest::Start(std::vector<std::string> arguments) {
   arguments.push_back("--root=" + state().string());
+  if (ignores_stops_)
+    arguments.insert(arguments.begin(), {"--ignore-signal=HUP,INT,TERM", program_.string()});
   return std::make_unique<ProgramRun>(arguments, scratch() / ("run" + std::to_string(++runs_)), environment_,
-                                      user_, program_);
+                                      user_, ignores_stops_ ? "/usr/bin/env" : program_);
 }
 
 RunResult ServiceTest::Run(std::vector<std::string> arguments) {

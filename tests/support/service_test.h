@@ -81,6 +81,8 @@ class ServiceTest : public testing::Test {
   // Gives all of the test's files to nobody and runs the program as nobody from now on; false where that
   // cannot be done. An ordinary user stays who it is.
   [[nodiscard]] bool BecomeNobody();
+  // Runs ignore the signals that stop programs from now on, as those of nohup.
+  void IgnoreStopSignals() { ignores_stops_ = true; }
   // Runs are of a copy of the program and what belongs to it from now on; the folder of the programs.
   std::filesystem::path UseCopyOfProgram();
   // The plug-in runs SCRIPT, of the shell, after each photo that it has stored.
@@ -113,6 +115,7 @@ class ServiceTest : public testing::Test {
   std::optional<uid_t> user_;
   std::filesystem::path program_ = LUMIVAULT_PROGRAM;
   int runs_ = 0;
+  bool ignores_stops_ = false;
   bool shared_ = false;
 };
 

@@ -14,6 +14,7 @@
 #include "core/open_below.h"
 #include "core/out_text.h"
 #include "core/pending_removals.h"
+#include "core/read_for.h"
 #include "core/trusted_folder.h"
 #include "platform/files.h"
 
@@ -51,12 +52,17 @@ Descriptor FindRegular(const std::string& root, const std::string& path) {
   return found && IsRegular(found) ? std::move(found) : Descriptor();
 }
 
+Descriptor ReadAgain(const std::string& root, const std::string& path) {
+  const Descriptor library = OpenTrustedFolder(root);
+  return library ? ReadBelow(library, RelativeTo(root, path).value_or("..")) : Descriptor();
+}
+
 int OpenForReading(const std::string& root, const std::string& path) {
   const Descriptor found = FindRegular(root, path);
   const bool lent = IsLentSideFile(root, path);
   if (!found) return lent ? OpenLentSideFile().Release() : -1;
   if (lent) TakeLentSideFile();
-  return Reopen(found, O_RDONLY | O_NONBLOCK | O_NOCTTY).Release();
+  return (NeedsOwnersRights(found) ? ReadAgain(root, path) : ReadRegular(found)).Release();
 }
 
 // Whether what is FILE in FOLDER is there as its owner wants it. The owner of a folder may give another's

@@ -42,7 +42,7 @@ void LinkWalk::Step(const std::string& name) {
   if (status.has_value() && S_ISLNK(status->st_mode)) {
     Follow(next, status->st_uid);
   } else {
-    at_ = std::move(next);
+    folder_ = std::exchange(at_, std::move(next));
   }
 }
 

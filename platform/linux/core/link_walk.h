@@ -26,6 +26,8 @@ class LinkWalk {
   // An O_PATH descriptor of the end, which is no link. Empty with errno on failure.
   Descriptor Run();
   [[nodiscard]] const Makers& makers() const { return makers_; }
+  // The folder in which the end was found.
+  [[nodiscard]] const Descriptor& folder() const { return folder_; }
 
  private:
   std::string TakeName();
@@ -34,6 +36,7 @@ class LinkWalk {
   void Fail(int error);
 
   Descriptor at_;
+  Descriptor folder_;
   std::string rest_;
   const Find find_;
   Makers makers_;

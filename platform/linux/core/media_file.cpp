@@ -13,9 +13,9 @@
 #include <utility>
 
 #include "core/error.h"
-#include "core/file_identity.h"
 #include "core/link_walk.h"
 #include "core/open_below.h"
+#include "core/read_for.h"
 #include "core/trusted_folder.h"
 
 namespace {
@@ -30,15 +30,6 @@ struct HeldFolder {
 HeldFolder& Held() {
   static HeldFolder held;
   return held;
-}
-
-// FOUND, which nothing is known of yet, open for reading.
-Descriptor ReadRegular(const Descriptor& found) {
-  const auto status = found ? StatusOf(found) : std::nullopt;
-  if (!status) return Descriptor();
-  if (S_ISREG(status->st_mode)) return Reopen(found, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  errno = EINVAL;
-  return Descriptor();
 }
 
 Descriptor Refused() {
@@ -60,18 +51,6 @@ Descriptor FindLooking(const Descriptor& folder, const std::string& name) {
   Descriptor found(openat(folder.get(), name.c_str(), kItself | O_DIRECTORY));
   return found || errno != ENOTDIR ? std::move(found)
                                    : Descriptor(openat(folder.get(), name.c_str(), kItself));
-}
-
-// What ACT opens with the rights of each of MAKERS in turn, root's own aside; of root's process alone.
-template <typename Act>
-Descriptor AsEach(const LinkWalk::Makers& makers, Act&& act) {
-  Descriptor opened = act();
-  for (const uid_t maker : makers) {
-    if (!opened || geteuid() != kRoot || maker == kRoot) continue;
-    const FileIdentity as_maker(maker);
-    opened = as_maker ? act() : Refused();
-  }
-  return opened;
 }
 
 // A name on the way behind a link has to be one that everybody finds who made a link before it.
@@ -100,32 +79,15 @@ bool MayAllLeadTo(const Descriptor& found, const LinkWalk::Makers& makers) {
 }
 
 // The file may be a link, its folder RELATIVE_FOLDER none. What is behind a link and may not be read is
-// refused for the link's sake.
+// refused for the link's sake. It may be none any more, but another name of somebody's file.
 Descriptor OpenLink(const std::string& relative_folder, const std::string& name) {
   Descriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
   if (!folder) return Descriptor();
   LinkWalk walk(std::move(folder), name, FindBehindLinks);
   const Descriptor found = walk.Run();
-  if (found && !MayAllLeadTo(found, walk.makers())) return Refused();
-  Descriptor opened = found ? AsEach(walk.makers(), [&] { return ReadRegular(found); }) : Descriptor();
-  return opened || errno != EACCES ? std::move(opened) : Refused();
-}
-
-// A file with further names may be somebody's who has not put it here. What root opens of it has to be one
-// that the owners of its folder and of the library may read themselves.
-Descriptor OpenLinked(const std::string& relative_folder, const std::string& name) {
-  const Descriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
-  const Descriptor found = folder ? OpenBelow(folder.get(), name, O_PATH) : Descriptor();
-  const auto owner = folder ? StatusOf(folder) : std::nullopt;
-  const auto library = StatusOf(Held().folder);
-  if (!found || !owner || !library) return Descriptor();
-  Descriptor opened = AsEach({owner->st_uid, library->st_uid}, [&] { return ReadRegular(found); });
-  return opened || errno != EACCES ? std::move(opened) : Refused();
-}
-
-bool HasFurtherNames(const Descriptor& found) {
-  const auto status = StatusOf(found);
-  return status && S_ISREG(status->st_mode) && status->st_nlink > 1;
+  if (!found) return errno == EACCES ? Refused() : Descriptor();
+  if (!MayAllLeadTo(found, walk.makers())) return Refused();
+  return ReadForAll(found, walk.folder(), Held().folder, walk.makers());
 }
 
 Descriptor OpenHeld(const std::string& path) {
@@ -135,12 +97,10 @@ Descriptor OpenHeld(const std::string& path) {
     return Descriptor();
   }
   const Descriptor found = OpenBelow(Held().folder.get(), *relative, O_PATH);
-  if (found && (geteuid() != kRoot || !HasFurtherNames(found))) return ReadRegular(found);
-  if (!found && errno != ELOOP) return Descriptor();
+  if (found) return NeedsOwnersRights(found) ? ReadBelow(Held().folder, *relative) : ReadRegular(found);
+  if (errno != ELOOP) return Descriptor();
   const std::size_t slash = relative->rfind('/');
-  const std::string folder = slash == relative->npos ? "." : relative->substr(0, slash);
-  const std::string name = relative->substr(slash + 1);
-  return found ? OpenLinked(folder, name) : OpenLink(folder, name);
+  return OpenLink(slash == relative->npos ? "." : relative->substr(0, slash), relative->substr(slash + 1));
 }
 
 int Hold(const char* folder) {

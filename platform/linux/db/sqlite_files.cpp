@@ -3,8 +3,10 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -16,6 +18,7 @@
 
 #include "core/error.h"
 #include "core/open_below.h"
+#include "core/person.h"
 
 namespace {
 
@@ -26,6 +29,7 @@ constexpr const char* kSystemFiles = "unix";
 constexpr const char* kOpen = "open";
 constexpr const char* kStatus = "stat";
 constexpr const char* kNothing = "/dev/null";  // SQLite fills the places of missing standard streams with it
+constexpr const char* kAccessList = "system.posix_acl_access";
 constexpr mode_t kPrivate = 0600;
 constexpr uid_t kRoot = 0;
 constexpr int kLeaseTries = 100;
@@ -98,10 +102,13 @@ class SqliteFiles::Gate {
     return opened;
   }
   // Asked for the database, SQLite may take a descriptor that the process has still open in the place of an
-  // open; there is none.
+  // open; there is none. Of a new side file it asks whose the database is, to give it to him: of the one that
+  // is open, whatever bears its name by now.
   static int Status(const char* path, void* status) {
-    if (current_ != nullptr && current_->kind_ == Kind::kDatabase) return Answer(ENOENT);
-    return status_before_.load()(path, status);
+    if (current_ == nullptr) return status_before_.load()(path, status);
+    const Descriptor& database = current_->files_.opened_;
+    if (current_->kind_ == Kind::kDatabase || !database) return Answer(ENOENT);
+    return Contained(-1, [&] { return status_before_.load()(NameOfDescriptor(database).c_str(), status); });
   }
 
   static thread_local Gate* current_;
@@ -359,7 +366,7 @@ int SqliteFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
       return Answer(EACCES);
     }
     Descriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (made && &name == &place_.name()) database_ = StatusOf(made);
+    if (made && &name == &place_.name()) NoteDatabase(made);
     if (made || errno != EEXIST) return made.Release();
   }
   return Answer(EAGAIN);
@@ -374,11 +381,16 @@ int SqliteFiles::OpenFound(const Descriptor& found, const std::string& name, int
     return Answer(EPERM);
   }
   if (&name == &place_.name()) {
-    database_ = status;
+    NoteDatabase(found);
     // On a disk that is only read nothing is left beside it anyway.
     writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0 || errno == EROFS;
   }
   return OpenUnheld(found, name, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW));
+}
+
+void SqliteFiles::NoteDatabase(const Descriptor& database) {
+  database_ = StatusOf(database);
+  opened_ = Reopen(database, O_PATH);
 }
 
 int SqliteFiles::OpenUnheld(const Descriptor& found, const std::string& name, int flags) {
@@ -408,8 +420,16 @@ bool SqliteFiles::IsOwn(const struct stat& side_file) const {
   if (geteuid() == kRoot && side_file.st_uid == kRoot) return side_file.st_size == 0;
   if (side_file.st_uid == geteuid() || side_file.st_uid == kRoot) return true;
   // Who may write the database could write there what a side file has it take in.
-  const bool by_group = (database.st_mode & S_IWGRP) != 0 && side_file.st_gid == database.st_gid;
-  return by_group || (database.st_mode & S_IWOTH) != 0;
+  return (database.st_mode & S_IWOTH) != 0 || GroupMayWrite(side_file.st_uid);
+}
+
+// The file's own group says nothing of who has made it: folders hand theirs down. Where there is an access
+// list the group's bits are no longer the group's.
+bool SqliteFiles::GroupMayWrite(uid_t user) const {
+  const bool may = (database_->st_mode & S_IWGRP) != 0 &&
+                   getxattr(NameOfDescriptor(opened_).c_str(), kAccessList, nullptr, 0) <= 0;
+  const std::vector<gid_t> groups = may ? FindPerson(user).groups : std::vector<gid_t>();
+  return std::find(groups.begin(), groups.end(), database_->st_gid) != groups.end();
 }
 
 int SqliteFiles::OpenNameless(Kind& kind) const {

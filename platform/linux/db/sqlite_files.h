@@ -93,6 +93,8 @@ class SqliteFiles {
   [[nodiscard]] Why Judge(const struct stat& status, const std::string& name) const;
   // Whether it may lie beside the database: made by who may write that.
   [[nodiscard]] bool IsOwn(const struct stat& side_file) const;
+  [[nodiscard]] bool GroupMayWrite(uid_t user) const;
+  void NoteDatabase(const Descriptor& database);
   // Nothing for a name that is none of the connection's.
   [[nodiscard]] const std::string* OwnName(const char* path) const;
   [[nodiscard]] std::string RefusalText() const;
@@ -111,6 +113,7 @@ class SqliteFiles {
   const sqlite3_io_methods* system_methods_ = nullptr;
   const sqlite3_io_methods* system_temporary_methods_ = nullptr;
   std::optional<struct stat> database_;  // as it was opened
+  Descriptor opened_;                    // stands for it (O_PATH)
   bool writable_ = true;                 // the database, by whoever has opened it
   std::int64_t temporary_ = 0;
   Why refused_ = Why::kNothing;

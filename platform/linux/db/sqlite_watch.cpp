@@ -9,6 +9,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "base/heeded_signals.h"
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -25,8 +27,9 @@ constexpr milliseconds kBetweenLooks{50};
 bool StopIsPending() {
   sigset_t pending;
   if (sigpending(&pending) != 0) return false;
-  const auto is_pending = [&](int number) { return sigismember(&pending, number) == 1; };
-  return is_pending(SIGINT) || is_pending(SIGTERM) || is_pending(SIGHUP);
+  const sigset_t heeded = HeededStopSignals();
+  sigandset(&pending, &pending, &heeded);
+  return sigisemptyset(&pending) == 0;
 }
 
 // A thread that is started meanwhile takes no signal.
