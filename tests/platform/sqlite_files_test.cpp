@@ -31,7 +31,7 @@ bool without_nameless_files = false;
 }  // namespace
 
 // In the place of the system's, for file systems that have no files without a name.
-extern "C" int openat64(int folder, const char* path, int flags, ...) {
+extern "C" __attribute__((visibility("default"))) int openat64(int folder, const char* path, int flags, ...) {
   va_list more;
   va_start(more, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;
@@ -467,6 +467,18 @@ TEST_F(SqliteFilesTest, WhatTheSystemKeepsOfAFileIsItsOwnWhateverItsSize) {
   const Connection db = OpenSqlite(file());
   EXPECT_EQ(LongerFiles::Tail(), std::string(LongerFiles::kTail, LongerFiles::kFill));
   EXPECT_EQ(Value(db, Huge(150)), "1");
+}
+
+// Those before SQLite 3.7.6 have no table of their calls, in which an open could be exchanged.
+TEST_F(SqliteFilesTest, ASystemWithoutATableOfItsCallsIsNotUsed) {
+  sqlite3_vfs* system = sqlite3_vfs_find("unix");
+  sqlite3_vfs older = *system;
+  older.iVersion = 2;
+  sqlite3_vfs_register(&older, 1);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "SQLite has no files of a Unix system.");
+  sqlite3_vfs_unregister(&older);
+  sqlite3_vfs_register(system, 1);
+  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
 }
 
 // What SQLite's own files are made to do while one of ours is opened concerns this thread's alone.
