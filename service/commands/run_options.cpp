@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <thread>
 
@@ -38,7 +39,22 @@ ExitStatus StatusOf(const IndexReport& report) {
   return report.HasNewFailure() ? ExitStatus::kSomeFailed : ExitStatus::kDone;
 }
 
-// What a run stands on.
+// As long as one lives, the library's worker may have a view of the state folder.
+class ViewOfRun {
+ public:
+  ViewOfRun(StateRoot root, Library library) : root_(std::move(root)), library_(std::move(library)) {}
+  ~ViewOfRun() {
+    if (const auto removed = RemoveWorkerView(root_, library_); !removed) ReportFailure(removed.failure());
+  }
+  ViewOfRun(const ViewOfRun&) = delete;
+  ViewOfRun& operator=(const ViewOfRun&) = delete;
+
+ private:
+  const StateRoot root_;
+  const Library library_;
+};
+
+// What a run stands on. The view goes before the lock does.
 struct Ground {
   StateRoot root;
   FileDescriptor program;
@@ -46,6 +62,7 @@ struct Ground {
   WorkerStart worker;
   Library library;
   LibraryLock lock;
+  std::unique_ptr<ViewOfRun> view_of_run;
   Catalogue catalogue;
 };
 
@@ -87,14 +104,16 @@ Outcome<Ground> Prepare(const RunOptions& options) {
   if (!library) return library.failure();
   auto lock = LibraryLock::Take(*root, *library);
   if (!lock) return lock.failure();
+  if (auto cleared = RemoveWorkerView(*root, *library); !cleared) return cleared.failure();
+  auto view_of_run = std::make_unique<ViewOfRun>(*root, *library);
   WorkerStart worker{program->get(), *plugin, *library, *memory, std::nullopt, -1};
   auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : TakeOwner(*root, worker);
   if (!view) return view.failure();
   worker.view = view->get();
   auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
   if (!catalogue) return catalogue.failure();
-  return Ground{*root,    std::move(*program), std::move(*view),     std::move(worker),
-                *library, std::move(*lock),    std::move(*catalogue)};
+  return Ground{*root,    std::move(*program), std::move(*view),       std::move(worker),
+                *library, std::move(*lock),    std::move(view_of_run), std::move(*catalogue)};
 }
 
 int Conclude(const IndexRun& run, const IndexReport& report, const RunOptions& options) {

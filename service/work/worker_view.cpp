@@ -8,7 +8,6 @@
 #include <array>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "base/fixed_path.h"
 #include "common/atomic_file.h"
@@ -28,17 +27,14 @@ constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
 constexpr std::array kTools{kSqliteTool,  kMetadataTool, kVideoConvertTool,
                             kPreviewTool, kPhpTool,      kGpsScript};
 
-// What has a second name may be somebody's file; it is not given a mode, even where its content is right.
-void ClearOfLinked(const std::string& file) {
-  struct stat status {};
-  if (lstat(file.c_str(), &status) == 0 && (!S_ISREG(status.st_mode) || status.st_nlink > 1))
-    unlink(file.c_str());
+std::string PlaceOf(const StateRoot& root, const Library& library) {
+  return root.Place("/libraries/" + library.user + "/worker");
 }
 
 class View {
  public:
   View(const StateRoot& root, const Library& library)
-      : root_(root), library_(library), path_(root.Place("/libraries/" + library.user + "/worker")) {}
+      : root_(root), library_(library), path_(PlaceOf(root, library)) {}
 
   Outcome<FileDescriptor> Make(const WorkerIdentity& owner);
 
@@ -87,7 +83,6 @@ void View::MakeFolders(const std::string& folder) {
 
 void View::Write(const std::string& file, const std::string& content, mode_t mode) {
   MakeFolders(file.substr(0, file.rfind('/')));
-  ClearOfLinked(path_ + file);
   const auto written = WriteWholeFile(path_ + file, content);
   if (!written && !failure_) failure_ = written.failure();
   if (written && chmod((path_ + file).c_str(), mode) != 0) Note(file, errno);
@@ -97,24 +92,19 @@ void View::Write(const std::string& file, const std::string& content, mode_t mod
 void View::Copy(const std::string& file, mode_t mode) {
   const auto content = ReadWholeFile(root_.Place(file));
   if (content) return Write(file, *content, mode);
-  if (errno != ENOENT) return Note(file, errno);
-  unlink((path_ + file).c_str());
+  if (errno != ENOENT) Note(file, errno);
 }
 
 void View::CopyTool(const char* tool) {
   std::error_code error;
   const fs::path target = fs::read_symlink(root_.Place(tool), error);
-  unlink((path_ + tool).c_str());
   if (error) return Copy(tool, kToolMode);
   MakeFolders(fs::path(tool).parent_path().string());
   if (symlink(target.c_str(), (path_ + tool).c_str()) != 0) Note(tool, errno);
 }
 
-// What is in it comes from an earlier run, and nobody has asked for it since.
 void View::MakeJobFolder(const WorkerIdentity& owner) {
   const std::string folder = path_ + kJobFolder;
-  std::error_code error;
-  fs::remove_all(folder, error);
   MakeFolders(kJobFolder);
   if (lchown(folder.c_str(), owner.user, owner.group) != 0) Note(kJobFolder, errno);
 }
@@ -124,4 +114,13 @@ void View::MakeJobFolder(const WorkerIdentity& owner) {
 Outcome<FileDescriptor> MakeWorkerView(const StateRoot& root, const Library& library,
                                        const WorkerIdentity& owner) {
   return View(root, library).Make(owner);
+}
+
+// In the folder for jobs the owner may do what he likes meanwhile: names are removed below open folders.
+Outcome<Done> RemoveWorkerView(const StateRoot& root, const Library& library) {
+  const std::string path = PlaceOf(root, library);
+  std::error_code error;
+  fs::remove_all(path, error);
+  if (!error) return Done{};
+  return Failure{ExitStatus::kConfiguration, path + ": cannot be removed: " + ErrorText(error.value())};
 }

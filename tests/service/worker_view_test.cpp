@@ -1,0 +1,112 @@
+// What the owner's worker sees of root's state folder is there as long as the run is.
+#include "work/worker_view.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <string>
+
+#include "service/owned_library_fixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class WorkerViewTest : public OwnedLibraryTest {
+ protected:
+  static constexpr const char* kJobs = "$LUMIVAULT_ROOT/var/services/photo/@eaDir";
+
+  // The program may have no more files open than so many; until then it may as ever.
+  class FewFiles {
+   public:
+    explicit FewFiles(rlim_t most) {
+      getrlimit(RLIMIT_NOFILE, &before_);
+      const rlimit few{most, before_.rlim_max};
+      setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewFiles() { setrlimit(RLIMIT_NOFILE, &before_); }
+    FewFiles(const FewFiles&) = delete;
+    FewFiles& operator=(const FewFiles&) = delete;
+
+   private:
+    rlimit before_{};
+  };
+
+  void SetUp() override {
+    OwnedLibraryTest::SetUp();
+    if (!IsSkipped()) Photo("a.jpg");
+  }
+  // Empty where there is none.
+  fs::path View() const {
+    if (!fs::exists(state() / "libraries")) return {};
+    for (const auto& library : fs::directory_iterator(state() / "libraries"))
+      if (fs::exists(fs::symlink_status(library.path() / "worker"))) return library.path() / "worker";
+    return {};
+  }
+  fs::path LibraryPlace() const { return fs::directory_iterator(state() / "libraries")->path(); }
+  // Ends a run, whose worker is at a photo, by the signal.
+  void StopBy(int number) {
+    UsePreviewTool("sleep 2");
+    const auto run = Start({"index", folder(), "--quiet"});
+    EXPECT_TRUE(Eventually([&] { return !View().empty() && ChildOf(run->pid()) != 0; }));
+    run->Signal(number);
+    static_cast<void>(run->Wait());
+    UsePreviewTool("true");
+  }
+};
+
+TEST_F(WorkerViewTest, GoesWithTheRun) {
+  UsePreviewTool("ls -d " + std::string(kJobs) + " >" + File("seen").string());
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_NE(ReadFile(File("seen")), "") << "the worker had none";
+  EXPECT_EQ(View(), "");
+}
+
+TEST_F(WorkerViewTest, GoesWithARunThatFails) {
+  Index();
+  Own(Database(), kStranger);
+  Photo("b.jpg");
+  EXPECT_EQ(Run({"index", folder()}).status, 5);
+  EXPECT_EQ(View(), "");
+}
+
+TEST_F(WorkerViewTest, GoesWithARunThatIsStopped) {
+  StopBy(SIGINT);
+  EXPECT_EQ(View(), "");
+}
+
+TEST_F(WorkerViewTest, OfAKilledRunGoesWithTheNext) {
+  StopBy(SIGKILL);
+  EXPECT_NE(View(), "");
+  EXPECT_EQ(Run({"index", folder(), "--as-root"}).status, 0) << "which makes none";
+  EXPECT_EQ(View(), "");
+}
+
+TEST_F(WorkerViewTest, HasNothingOfAnEarlierRun) {
+  Index();
+  WriteFile(LibraryPlace() / "worker/usr/kavo/bin/php", "an earlier one's");
+  fs::create_directory_symlink(scratch(), LibraryPlace() / "worker/etc");
+  Photo("b.jpg");
+  UsePreviewTool("ls $LUMIVAULT_ROOT/usr/kavo/bin >" + File("seen").string());
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_THAT(ReadFile(File("seen")), testing::Not(testing::HasSubstr("php")));
+  EXPECT_TRUE(fs::exists(secret())) << "behind a link";
+}
+
+TEST_F(WorkerViewTest, ThatCannotBeRemovedIsTold) {
+  constexpr int kLevels = 100;
+  std::string deep(kJobs);
+  for (int i = 0; i < kLevels; ++i) deep += "/d";
+  UsePreviewTool("mkdir -p " + deep);
+  const FewFiles few(kLevels / 2);
+  for (const int status : {0, 4}) {
+    const RunResult result = Run({"index", folder(), "--quiet"});
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.err, "lumivault: " + View().string() + ": cannot be removed: Too many open files\n");
+  }
+}
+
+}  // namespace
