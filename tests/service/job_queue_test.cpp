@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +14,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+
+constexpr const char* kNoJob = "its background job could not be queued";
 
 // What doctor tells without a queue.
 const std::string kWell = "all is well\nmemory of a worker: 512 MiB at most\n";
@@ -172,7 +175,7 @@ TEST_F(JobQueueTest, AFileWhoseJobCannotBeQueuedIsSentAgain) {
   WriteFile(File("@eaDir/b.jpg/KAVOPHOTO_TITLE"), "a title");
   const int file = open(queue().c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_EQ(flock(file, LOCK_EX), 0);
-  EXPECT_EQ(FailureOf(Index({}, 3), "b.jpg"), "its background job could not be queued");
+  EXPECT_EQ(FailureOf(Index({}, 3), "b.jpg"), kNoJob);
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "3");
   EXPECT_FALSE(fs::exists(File("@eaDir/b.jpg/KAVOPHOTO_TITLE"))) << "its title is in the row";
   close(file);
@@ -182,6 +185,60 @@ TEST_F(JobQueueTest, AFileWhoseJobCannotBeQueuedIsSentAgain) {
   EXPECT_EQ(report["deleted"].asInt(), 1);
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "2");
   EXPECT_TRUE(ReadFile(queue()).ends_with("b.jpg\n"));
+}
+
+TEST_F(JobQueueTest, AFileWhoseJobHasNoFolderIsSentAgain) {
+  WriteFile(queue().parent_path(), "");
+  EXPECT_EQ(FailureOf(Index({}, 3), "a.jpg"), kNoJob);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
+  fs::remove(queue().parent_path());
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_TRUE(ReadFile(queue()).ends_with("a.jpg\n"));
+}
+
+// As long as a file may be on this file system, so that nothing can be written behind its end.
+TEST_F(JobQueueTest, AFileWhoseJobCannotBeWrittenIsSentAgain) {
+  WriteFile(queue(), "");
+  off_t longest = 0;
+  for (off_t step = off_t{1} << 62; step > 0; step /= 2) {
+    if (truncate(queue().c_str(), longest + step) == 0) longest += step;
+  }
+  EXPECT_EQ(FailureOf(Index({}, 3), "a.jpg"), kNoJob);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
+  WriteFile(queue(), "");
+  EXPECT_EQ(Index()["added"].asInt(), 1);
+  EXPECT_TRUE(ReadFile(queue()).ends_with("a.jpg\n"));
+}
+
+// Its rows are where they belong, and it would not be sent again: there is nothing to try.
+TEST_F(JobQueueTest, AFileThatMovesWithoutItsJobHasANote) {
+  Index();
+  fs::rename(File("a.jpg"), File("b.jpg"));
+  const std::string jobs = ReadFile(queue());
+  const int file = open(queue().c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(file, LOCK_EX), 0);
+  const Json::Value report = Index();
+  close(file);
+  EXPECT_EQ(report["moved"].asInt(), 1);
+  EXPECT_EQ(NoteOf(report, "b.jpg"), kNoJob);
+  EXPECT_EQ(Value("SELECT path FROM photo_image"), "b.jpg");
+  EXPECT_EQ(ReadFile(queue()), jobs);
+  EXPECT_EQ(Index()["added"].asInt(), 0);
+}
+
+// Where nobody reads them.
+TEST_F(JobQueueTest, JobsThatNobodyReadsGoWhileARunGoesOn) {
+  constexpr int kPhotos = 400;  // of 20 ms each
+  fs::remove(state() / "var/packages/Lumivault/etc/settings.conf");
+  Environment("LUMIVAULT_PLUGIN", TEST_PLUGIN);
+  for (int i = 0; i < kPhotos; ++i) MakeJpeg(File("slow" + std::to_string(i) + ".jpg"), 8, 8);
+  Fill((std::size_t{64} << 10) + 1);
+  const auto run = Start({"index", folder(), "--quiet", "--json", "-j", "1"});
+  EXPECT_TRUE(Eventually([&] { return fs::file_size(queue()) == 0; }));
+  run->Signal(SIGINT);
+  const RunResult result = run->Wait();
+  EXPECT_EQ(result.status, 130) << "the run had come to its end";
+  EXPECT_LT(StrictJson(result.out)["added"].asInt(), kPhotos);
 }
 
 }  // namespace
