@@ -9,8 +9,8 @@
 #include <string>
 #include <thread>
 
-#include "core/beneath.h"
 #include "core/descriptor.h"
+#include "core/find_below.h"
 #include "core/open_below.h"
 #include "platform/files.h"
 #include "support/temp_dir.h"
@@ -117,7 +117,7 @@ TEST_F(RaceTest, NothingForeignIsRemoved) {
   {
     const Attacker attacker = Attack();
     for (int i = 0; i < kRemovals; ++i) {
-      if (RemoveBeneathNow(photo(), target()) != 0) continue;
+      if (RemoveBelow(photo(), target()) != 0) continue;
       ++removed;
       const Descriptor again(
           open((photo() / "trip" / "a.jpg").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));

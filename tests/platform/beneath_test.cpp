@@ -1,5 +1,3 @@
-#include "core/beneath.h"
-
 #include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
@@ -15,9 +13,11 @@
 #include <vector>
 
 #include "core/descriptor.h"
+#include "core/find_below.h"
 #include "core/open_below.h"
-#include "core/pending_removals.h"
+#include "platform/connection_lending.h"
 #include "platform/files.h"
+#include "platform/substitute_loan.h"
 #include "platform/text.h"
 #include "support/open_watch.h"
 #include "support/temp_dir.h"
@@ -34,8 +34,7 @@ class BeneathTest : public testing::Test {
     setenv("LUMIVAULT_ROOT", (dir_.path() / "appliance").c_str(), 1);
   }
   ~BeneathTest() override {
-    SetBatchOpen(false);
-    (void)TakePendingRemovals();
+    KAVODBLendEnd();
     unsetenv("LUMIVAULT_ROOT");
   }
 
@@ -56,7 +55,16 @@ class BeneathTest : public testing::Test {
     return KAVOBeneathMode(root().c_str(), Path(relative).c_str(), mode);
   }
 
+  void BeginBatch() {
+    LendSubstitute(loan_);
+    ASSERT_EQ(KAVODBBatchBegin(), 0);
+  }
+  static std::vector<PendingRemoval> TakePendingRemovals() { return Session::OfThread().pending()->Take(); }
+
   TempDir dir_;
+
+ private:
+  LoanScript loan_;
 };
 
 mode_t ModeOf(const fs::path& path) {
@@ -385,7 +393,7 @@ TEST_F(BeneathTest, RemovesARegularFileAtOnceWithoutABatch) {
 
 TEST_F(BeneathTest, WhileABatchIsOpenARemovalWaits) {
   WriteFile(root() / "a.jpg", "mine");
-  SetBatchOpen(true);
+  BeginBatch();
   EXPECT_EQ(Exist("a.jpg"), 1);
   EXPECT_EQ(Remove("a.jpg"), 0);
   EXPECT_EQ(Exist("a.jpg"), 0);
@@ -395,13 +403,13 @@ TEST_F(BeneathTest, WhileABatchIsOpenARemovalWaits) {
   const auto pending = TakePendingRemovals();
   ASSERT_EQ(pending.size(), 1U);
   EXPECT_EQ(pending[0].path, Path("a.jpg"));
-  EXPECT_EQ(RemoveBeneathNow(pending[0].root, pending[0].path, pending[0].state), 0);
+  EXPECT_EQ(RemoveBelow(pending[0].root, pending[0].path, pending[0].state), 0);
   EXPECT_FALSE(fs::exists(root() / "a.jpg"));
 }
 
 TEST_F(BeneathTest, AFileThatIsWrittenAgainIsNotTheOneThatIsPending) {
   WriteFile(root() / "a.jpg", "mine");
-  SetBatchOpen(true);
+  BeginBatch();
   EXPECT_EQ(Remove("a.jpg"), 0);
   LetTheClockMoveOn();
   WriteFile(root() / "a.jpg", "more");
@@ -409,13 +417,13 @@ TEST_F(BeneathTest, AFileThatIsWrittenAgainIsNotTheOneThatIsPending) {
 
   const auto pending = TakePendingRemovals();
   ASSERT_EQ(pending.size(), 1U);
-  EXPECT_EQ(RemoveBeneathNow(pending[0].root, pending[0].path, pending[0].state), -1);
+  EXPECT_EQ(RemoveBelow(pending[0].root, pending[0].path, pending[0].state), -1);
   EXPECT_EQ(ReadFile(root() / "a.jpg"), "more");
 }
 
 TEST_F(BeneathTest, TheSameStateIsPendingOnce) {
   WriteFile(root() / "a.jpg", "mine");
-  SetBatchOpen(true);
+  BeginBatch();
   EXPECT_EQ(Remove("a.jpg"), 0);
   EXPECT_EQ(Remove("a.jpg"), 0);
   EXPECT_EQ(TakePendingRemovals().size(), 1U);

@@ -9,8 +9,9 @@
 #include <thread>
 
 #include "core/descriptor.h"
-#include "core/pending_removals.h"
+#include "platform/connection_lending.h"
 #include "platform/files.h"
+#include "platform/substitute_loan.h"
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
@@ -27,8 +28,7 @@ class SideFileLendingTest : public testing::Test {
   }
   ~SideFileLendingTest() override {
     KAVOSideFileLendEnd();
-    SetBatchOpen(false);
-    (void)TakePendingRemovals();
+    KAVODBLendEnd();
   }
 
   fs::path root() const { return dir_.path() / "photo"; }
@@ -51,8 +51,14 @@ class SideFileLendingTest : public testing::Test {
     return text;
   }
 
+  void BeginBatch() {
+    LendSubstitute(loan_);
+    ASSERT_EQ(KAVODBBatchBegin(), 0);
+  }
+
  private:
   TempDir dir_;
+  LoanScript loan_;
 };
 
 TEST_F(SideFileLendingTest, NothingIsThereUntilItIsLent) {
@@ -84,11 +90,11 @@ TEST_F(SideFileLendingTest, ItsRemovalTakesIt) {
 }
 
 TEST_F(SideFileLendingTest, ItsRemovalInABatchTakesItToo) {
-  SetBatchOpen(true);
+  BeginBatch();
   Lend();
   EXPECT_EQ(Remove(), 0);
   EXPECT_FALSE(Exists());
-  EXPECT_EQ(PendingRemovalCount(), 0U);
+  EXPECT_EQ(Session::OfThread().pending()->count(), 0U);
 }
 
 TEST_F(SideFileLendingTest, EndTakesIt) {
@@ -118,7 +124,7 @@ TEST_F(SideFileLendingTest, WhatIsReadInItsPlaceTakesItAway) {
 
 TEST_F(SideFileLendingTest, ARealFileThatABatchHasTakenIsNotReplaced) {
   WriteFile(SideFile(), "real");
-  SetBatchOpen(true);
+  BeginBatch();
   EXPECT_EQ(Remove(), 0);
   Lend();
   EXPECT_FALSE(Exists());

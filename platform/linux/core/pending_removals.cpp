@@ -3,49 +3,20 @@
 #include <algorithm>
 #include <utility>
 
-namespace {
-
-struct Batch {
-  bool open = false;
-  // A batch holds few files, so a search through the list is faster than a set would be.
-  std::vector<PendingRemoval> removals;
-};
-
-Batch& TheBatch() {
-  static thread_local Batch batch;
-  return batch;
+void PendingRemovals::Add(PendingRemoval removal) {
+  if (!Has(removal.path, removal.state)) removals_.push_back(std::move(removal));
 }
 
-}  // namespace
-
-bool BatchOpen() {
-  return TheBatch().open;
-}
-void SetBatchOpen(bool open) {
-  TheBatch().open = open;
-}
-
-void AddPendingRemoval(PendingRemoval removal) {
-  if (IsRemovalPending(removal.path, removal.state)) return;
-  TheBatch().removals.push_back(std::move(removal));
-}
-
-bool IsRemovalPending(const std::string& path, const FileState& state) {
-  const std::vector<PendingRemoval>& removals = TheBatch().removals;
-  return std::any_of(removals.begin(), removals.end(), [&](const PendingRemoval& removal) {
+bool PendingRemovals::Has(const std::string& path, const FileState& state) const {
+  return std::any_of(removals_.begin(), removals_.end(), [&](const PendingRemoval& removal) {
     return removal.path == path && removal.state == state;
   });
 }
 
-std::size_t PendingRemovalCount() {
-  return TheBatch().removals.size();
+void PendingRemovals::KeepFirst(std::size_t count) {
+  while (removals_.size() > count) removals_.pop_back();
 }
 
-void ForgetPendingRemovals(std::size_t count) {
-  std::vector<PendingRemoval>& removals = TheBatch().removals;
-  while (removals.size() > count) removals.pop_back();
-}
-
-std::vector<PendingRemoval> TakePendingRemovals() {
-  return std::exchange(TheBatch().removals, {});
+std::vector<PendingRemoval> PendingRemovals::Take() {
+  return std::exchange(removals_, {});
 }

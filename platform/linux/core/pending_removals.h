@@ -1,11 +1,8 @@
-// Side files whose values a batch has taken into the database. Until the batch is committed they stay on
-// disk, so that nothing is lost when the process dies between the two; for everybody who asks through the
-// platform they are gone.
+// Side files whose values somebody has taken, and who will remove them when he has kept these for sure, so
+// that nothing is lost when the process dies between the two.
 //
 // What is pending is one state of a file: a file that somebody writes again meanwhile holds a value that was
 // not taken, so it is there again and stays.
-//
-// A batch belongs to the thread that began it; every thread has a list of its own.
 #ifndef PLATFORM_LINUX_CORE_PENDING_REMOVALS_H_
 #define PLATFORM_LINUX_CORE_PENDING_REMOVALS_H_
 
@@ -21,19 +18,23 @@ struct PendingRemoval {
   FileState state;
 };
 
-// Whether a removal has to wait now.
-[[nodiscard]] bool BatchOpen();
-void SetBatchOpen(bool open);
+// Owns the list alone; its end removes nothing. Used by one thread.
+class PendingRemovals {
+ public:
+  // What waits already is not added again.
+  void Add(PendingRemoval removal);
+  // The file PATH waits in STATE.
+  [[nodiscard]] bool Has(const std::string& path, const FileState& state) const;
+  // How many wait.
+  [[nodiscard]] std::size_t count() const { return removals_.size(); }
+  // Keeps the first COUNT of them.
+  void KeepFirst(std::size_t count);
+  // The list in the order of the calls; it is empty afterwards.
+  [[nodiscard]] std::vector<PendingRemoval> Take();
 
-// The file PATH below ROOT, to be removed at the commit as long as it is in STATE; what waits already is not
-// added again.
-void AddPendingRemoval(PendingRemoval removal);
-[[nodiscard]] bool IsRemovalPending(const std::string& path, const FileState& state);
-// How many wait.
-[[nodiscard]] std::size_t PendingRemovalCount();
-// Keeps the first COUNT of them.
-void ForgetPendingRemovals(std::size_t count);
-// The list in the order of the calls; it is empty afterwards.
-[[nodiscard]] std::vector<PendingRemoval> TakePendingRemovals();
+ private:
+  // A batch holds few files, so a search through the list is faster than a set would be.
+  std::vector<PendingRemoval> removals_;
+};
 
 #endif  // PLATFORM_LINUX_CORE_PENDING_REMOVALS_H_

@@ -9,8 +9,8 @@
 #include "core/one_line.h"
 #include "db/engine.h"
 #include "db/failed_creations.h"
-#include "db/lending.h"
 #include "db/postgres.h"
+#include "db/session.h"
 #include "db/sqlite.h"
 
 struct tag_KAVODB_CONNECTION {
@@ -29,20 +29,12 @@ namespace {
 constexpr std::string_view kOutOfMemory = "Out of memory.";
 constexpr const char* kNoDatabase = "No database is named.";
 
-// Why the last attempt to connect failed.
-thread_local std::string connect_error;
-
-std::unique_ptr<DatabaseEngine> OpenEngine(const char* user, const char* password, const char* database) {
-  if (std::unique_ptr<DatabaseEngine> lent = HandOutLent(user, database)) return lent;
-  std::unique_ptr<DatabaseEngine> engine;
-  if (user != nullptr) {
-    engine = PostgresConnection::Open(user, password, database, connect_error);
-  } else {
-    const SqliteFile kind = CreationFailed(database) ? SqliteFile::kMustExist : SqliteFile::kMayBeMade;
-    engine = SqliteConnection::Open(database, kind, connect_error);
-  }
-  MakeOneLine(connect_error);
-  return engine;
+std::unique_ptr<DatabaseEngine> OpenEngine(const char* user, const char* password, const char* database,
+                                           Session& session) {
+  if (std::unique_ptr<DatabaseEngine> lent = session.HandOut(user, database)) return lent;
+  if (user != nullptr) return PostgresConnection::Open(user, password, database, session.connect_error());
+  const SqliteFile kind = CreationFailed(database) ? SqliteFile::kMustExist : SqliteFile::kMayBeMade;
+  return SqliteConnection::Open(database, kind, session.connect_error());
 }
 
 int Fail(KAVODB_CONNECTION& connection, std::string_view reason) {
@@ -69,16 +61,19 @@ int RunGuarded(KAVODB_CONNECTION* connection, const char* sql, Window window, KA
   return done ? *done : Fail(*connection, kOutOfMemory);
 }
 
+// OPEN is given the session, whose error it writes when it opens nothing.
 template <typename OpenFunction>
 KAVODB_CONNECTION* Connect(const char* database, OpenFunction&& open) {
-  connect_error.clear();
+  Session& session = Session::OfThread();
+  session.connect_error().clear();
   if (database == nullptr || *database == '\0') {
-    connect_error = kNoDatabase;
+    session.connect_error() = kNoDatabase;
     return nullptr;
   }
   return Contained<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
     auto connection = std::make_unique<KAVODB_CONNECTION>();
-    connection->engine = open();
+    connection->engine = open(session);
+    MakeOneLine(session.connect_error());
     return connection->engine != nullptr ? connection.release() : nullptr;
   });
 }
@@ -87,19 +82,17 @@ KAVODB_CONNECTION* Connect(const char* database, OpenFunction&& open) {
 
 KAVODB_CONNECTION* KAVODBConnect(const char* /*host*/, const char* user, const char* password,
                                  const char* database) {
-  return Connect(database, [&] { return OpenEngine(user, password, database); });
+  return Connect(database, [&](Session& session) { return OpenEngine(user, password, database, session); });
 }
 
 KAVODB_CONNECTION* KAVODBConnectReadOnly(const char* database) {
-  return Connect(database, [&] {
-    auto engine = SqliteConnection::Open(database, SqliteFile::kReadOnly, connect_error);
-    MakeOneLine(connect_error);
-    return engine;
+  return Connect(database, [&](Session& session) {
+    return SqliteConnection::Open(database, SqliteFile::kReadOnly, session.connect_error());
   });
 }
 
 const char* KAVODBConnectErrorGet() {
-  return connect_error.c_str();
+  return Session::OfThread().connect_error().c_str();
 }
 
 void KAVODBClose(KAVODB_CONNECTION* connection) {

@@ -1,144 +1,71 @@
-#include "db/lending.h"
-
-#include <functional>
-#include <string>
-#include <string_view>
-#include <utility>
-
-#include "core/beneath.h"
-#include "core/error.h"
-#include "core/one_line.h"
-#include "core/pending_removals.h"
-#include "db/loan.h"
+// The interface of lending: each call guards the session of its thread (db/session.h).
 #include "platform/connection_lending.h"
+
+#include <string>
+
+#include "core/error.h"
+#include "db/session.h"
 
 namespace {
 
-// A connection is lent to the thread that lent it, which alone may use it; others open connections of their
-// own.
-thread_local std::unique_ptr<Loan> loan;
-thread_local std::string last_error;
-// Of the lent database as a whole; outlives the loan that met it.
-thread_local std::string lasting_failure;
-
-int Fail(std::string_view reason) {
-  last_error = reason;
-  return -1;
-}
-
-void NoteFailure() {
-  if (loan != nullptr && lasting_failure.empty()) lasting_failure = loan->LastingFailure();
-}
-
-// The batch is over and nothing of it is kept, so the side files stay for the next try.
-void AbandonBatch() {
-  SetBatchOpen(false);
-  ForgetPendingRemovals(0);
-  if (Contained(false, [] { return loan->RollBack(); })) return;
-  NoteFailure();
-  // The transaction would take what follows in and keep everybody else out; it ends with its connection.
-  loan.reset();
-}
-
-// The batch is kept already: whatever happens here, it has succeeded. A file that cannot be removed is taken
-// into the database again the next time, with the same result.
-void RemoveConsumedFiles() {
-  for (const PendingRemoval& removal : TakePendingRemovals()) {
-    Contained(-1, [&] { return RemoveBeneathNow(removal.root, removal.path, removal.state); });
-  }
-}
-
-void EndLoan() {
-  if (loan == nullptr) return;
-  if (BatchOpen()) AbandonBatch();
-  loan.reset();
-}
-
-int Lend(const std::function<std::unique_ptr<Loan>()>& open) {
-  EndLoan();
-  loan = open();
-  if (loan == nullptr) {
-    MakeOneLine(last_error);
-    return -1;
-  }
-  lasting_failure.clear();
-  return 0;
-}
-
-int BeginBatch() {
-  if (loan == nullptr) return Fail("No connection is lent.");
-  if (BatchOpen()) return Fail("A batch is open.");
-  if (!loan->Begin(last_error)) return -1;
-  SetBatchOpen(true);
-  return 0;
-}
-
-int CommitBatch() {
-  if (loan == nullptr || !BatchOpen()) return Fail("No batch is open.");
-  if (!Contained(false, [] { return loan->Commit(last_error); })) {
-    AbandonBatch();
-    return -1;
-  }
-  SetBatchOpen(false);
-  RemoveConsumedFiles();
-  return 0;
+// 0 where ACT, which is given the session, succeeds, else -1.
+template <typename Act>
+int ResultOf(Act&& act) {
+  return Contained(-1, [&] { return act(Session::OfThread()) ? 0 : -1; });
 }
 
 }  // namespace
 
-std::unique_ptr<DatabaseEngine> HandOutLent(const char* user, const char* database) {
-  return loan != nullptr ? loan->HandOut(user, database) : nullptr;
-}
-
 int KAVODBLend(const char* file) {
-  return Contained(-1, [&] {
-    if (file == nullptr) return Fail("The file is null.");
-    return Lend([&] { return LendSqlite(file, last_error); });
+  return ResultOf([&](Session& session) {
+    if (file == nullptr) return session.Refuse("The file is null.");
+    return session.Lend([&](std::string& error) { return LendSqlite(file, error); });
   });
 }
 
 int KAVODBLendDatabase(const char* user, const char* database) {
-  return Contained(-1, [&] {
-    if (user == nullptr || database == nullptr) return Fail("The user or the database is null.");
-    return Lend([&] { return LendPostgres(user, database, last_error); });
+  return ResultOf([&](Session& session) {
+    if (user == nullptr || database == nullptr) return session.Refuse("The user or the database is null.");
+    return session.Lend([&](std::string& error) { return LendPostgres(user, database, error); });
   });
 }
 
 void KAVODBLendEnd() {
-  Contained(0, [] {
-    EndLoan();
-    return 0;
+  ResultOf([](Session& session) {
+    session.EndLending();
+    return true;
   });
 }
 
 int KAVODBBatchBegin() {
-  return Contained(-1, BeginBatch);
+  return ResultOf([](Session& session) { return session.BeginBatch(); });
 }
 int KAVODBBatchCommit() {
-  return Contained(-1, CommitBatch);
+  return ResultOf([](Session& session) { return session.CommitBatch(); });
 }
 
 void KAVODBBatchRollback() {
-  Contained(0, [] {
-    if (loan != nullptr && BatchOpen()) AbandonBatch();
-    return 0;
+  ResultOf([](Session& session) {
+    session.RollBackBatch();
+    return true;
   });
 }
 
 int KAVODBBatchMark() {
-  return static_cast<int>(PendingRemovalCount());
+  const PendingRemovals* pending = Session::OfThread().pending();
+  return pending != nullptr ? static_cast<int>(pending->count()) : 0;
 }
 void KAVODBBatchForgetRemovals(int mark) {
-  if (mark >= 0) ForgetPendingRemovals(static_cast<std::size_t>(mark));
+  PendingRemovals* pending = Session::OfThread().pending();
+  if (pending != nullptr && mark >= 0) pending->KeepFirst(static_cast<std::size_t>(mark));
 }
 
 const char* KAVODBLentErrorGet() {
-  return last_error.c_str();
+  return Session::OfThread().lending_error().c_str();
 }
 const char* KAVODBLentFailureGet() {
-  Contained(0, [] {
-    NoteFailure();
-    return 0;
+  return Contained<const char*>(nullptr, [] {
+    const std::string& failure = Session::OfThread().LastingFailure();
+    return failure.empty() ? nullptr : failure.c_str();
   });
-  return lasting_failure.empty() ? nullptr : lasting_failure.c_str();
 }

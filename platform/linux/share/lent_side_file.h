@@ -1,6 +1,6 @@
 // The side file that the owner of the process has lent to this thread (platform/side_file_lending.h).
-#ifndef PLATFORM_LINUX_CORE_LENT_SIDE_FILE_H_
-#define PLATFORM_LINUX_CORE_LENT_SIDE_FILE_H_
+#ifndef PLATFORM_LINUX_SHARE_LENT_SIDE_FILE_H_
+#define PLATFORM_LINUX_SHARE_LENT_SIDE_FILE_H_
 
 #include <string>
 
@@ -12,4 +12,4 @@
 [[nodiscard]] Descriptor OpenLentSideFile();
 void TakeLentSideFile();
 
-#endif  // PLATFORM_LINUX_CORE_LENT_SIDE_FILE_H_
+#endif  // PLATFORM_LINUX_SHARE_LENT_SIDE_FILE_H_

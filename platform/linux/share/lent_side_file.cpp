@@ -1,4 +1,4 @@
-#include "core/lent_side_file.h"
+#include "share/lent_side_file.h"
 
 #include <errno.h>
 #include <fcntl.h>

@@ -1,5 +1,3 @@
-#include "core/beneath.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,36 +7,20 @@
 #include <string_view>
 
 #include "core/error.h"
-#include "core/lent_side_file.h"
+#include "core/find_below.h"
 #include "core/mode_policy.h"
 #include "core/open_below.h"
 #include "core/out_text.h"
 #include "core/pending_removals.h"
 #include "core/read_for.h"
 #include "core/trusted_folder.h"
+#include "db/session.h"
 #include "platform/files.h"
+#include "share/lent_side_file.h"
 
 namespace {
 
 constexpr uid_t kRoot = 0;
-
-// An O_PATH descriptor of PATH, which opens nothing yet: neither a FIFO nor a device notices.
-Descriptor Find(const std::string& root, const std::string& path) {
-  const auto relative = RelativeTo(root, path);
-  if (!relative.has_value()) {
-    errno = EXDEV;
-    return Descriptor();
-  }
-  const Descriptor folder = OpenTrustedFolder(root);
-  return folder ? OpenBelow(folder.get(), *relative, O_PATH) : Descriptor();
-}
-
-bool IsRegular(const Descriptor& found) {
-  const auto status = StatusOf(found);
-  if (status.has_value() && S_ISREG(status->st_mode)) return true;
-  errno = EINVAL;
-  return false;
-}
 
 bool IsRegularOrFolder(const Descriptor& found) {
   const auto status = StatusOf(found);
@@ -47,18 +29,13 @@ bool IsRegularOrFolder(const Descriptor& found) {
   return false;
 }
 
-Descriptor FindRegular(const std::string& root, const std::string& path) {
-  Descriptor found = Find(root, path);
-  return found && IsRegular(found) ? std::move(found) : Descriptor();
-}
-
 Descriptor ReadAgain(const std::string& root, const std::string& path) {
   const Descriptor library = OpenTrustedFolder(root);
   return library ? ReadBelow(library, RelativeTo(root, path).value_or("..")) : Descriptor();
 }
 
 int OpenForReading(const std::string& root, const std::string& path) {
-  const Descriptor found = FindRegular(root, path);
+  const Descriptor found = FindRegularBelow(root, path);
   const bool lent = IsLentSideFile(root, path);
   if (!found) return lent ? OpenLentSideFile().Release() : -1;
   if (lent) TakeLentSideFile();
@@ -86,7 +63,7 @@ int ChangeMode(const std::string& root, const std::string& path, mode_t mode) {
   while (relative.ends_with('/')) relative.pop_back();
   const std::size_t slash = relative.rfind('/');
   const Descriptor folder =
-      Find(root, slash != relative.npos ? root + "/" + relative.substr(0, slash) : root);
+      FindBelow(root, slash != relative.npos ? root + "/" + relative.substr(0, slash) : root);
   const Descriptor found =
       folder ? OpenBelow(folder.get(), relative.substr(slash + 1), O_PATH) : Descriptor();
   return found && IsRegularOrFolder(found) && MayChange(folder, found) ? GiveMode(found, mode) : -1;
@@ -105,16 +82,23 @@ int RootOf(const std::string& folder, char* out, int size) {
 }
 
 int RemoveOrDefer(const std::string& root, const std::string& path) {
-  const Descriptor found = FindRegular(root, path);
+  const Descriptor found = FindRegularBelow(root, path);
   if (!found && IsLentSideFile(root, path)) {
     TakeLentSideFile();
     return 0;
   }
-  if (!BatchOpen()) return RemoveBeneathNow(root, path);
+  PendingRemovals* pending = Session::OfThread().pending();
+  if (pending == nullptr) return RemoveBelow(root, path);
   const auto status = found ? StatusOf(found) : std::nullopt;
   if (!status.has_value()) return -1;
-  AddPendingRemoval({root, path, FileState(*status)});
+  pending->Add({root, path, FileState(*status)});
   return 0;
+}
+
+// The open batch has taken its value, and its removal waits.
+bool WasConsumed(const std::string& path, const FileState& state) {
+  const PendingRemovals* pending = Session::OfThread().pending();
+  return pending != nullptr && pending->Has(path, state);
 }
 
 // Runs ACT for the two paths of the caller and notes its failure (negative) as the last error.
@@ -129,25 +113,6 @@ int Noted(const char* root, const char* path, Act&& act) {
 }
 
 }  // namespace
-
-int RemoveBeneathNow(const std::string& root, const std::string& path,
-                     const std::optional<FileState>& state) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == path.npos) {
-    errno = EINVAL;
-    return -1;
-  }
-  const std::string name = path.substr(slash + 1);
-  const Descriptor folder = Find(root, path.substr(0, slash));
-  struct stat status {};
-  if (!folder || fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return -1;
-  if (!S_ISREG(status.st_mode) || (state.has_value() && FileState(status) != *state)) {
-    errno = EINVAL;
-    return -1;
-  }
-  // Should the file be exchanged now, what goes is a name of this folder still, never what a link points to.
-  return unlinkat(folder.get(), name.c_str(), 0);
-}
 
 int KAVOBeneathOpen(const char* root, const char* path) {
   return Noted(root, path, OpenForReading);
@@ -179,10 +144,10 @@ int KAVOBeneathRemove(const char* root, const char* path) {
 int KAVOBeneathExist(const char* root, const char* path) {
   return Contained(0, [&] {
     if (root == nullptr || path == nullptr) return 0;
-    const Descriptor found = FindRegular(root, path);
+    const Descriptor found = FindRegularBelow(root, path);
     if (!found) return IsLentSideFile(root, path) ? 1 : 0;
     const auto status = StatusOf(found);
-    return status.has_value() && !IsRemovalPending(path, FileState(*status)) ? 1 : 0;
+    return status.has_value() && !WasConsumed(path, FileState(*status)) ? 1 : 0;
   });
 }
 
