@@ -2,13 +2,16 @@
 #define SERVICE_DATABASE_SAVEPOINT_H_
 
 #include "database/database_reader.h"
+#include "database/transaction.h"
 
-// A part of the open transaction of DATABASE that is undone as a whole unless it is kept.
+// A part of TRANSACTION, which is open on DATABASE, that is undone as a whole unless it is kept. One that
+// cannot be undone spoils the transaction. Both outlive it.
 class Savepoint {
  public:
-  explicit Savepoint(DatabaseReader& database) : database_(database), set_(database.Run(kSet)) {}
+  Savepoint(DatabaseReader& database, Transaction& transaction)
+      : database_(database), transaction_(transaction), set_(database.Run(kSet)) {}
   ~Savepoint() {
-    if (set_) static_cast<void>(database_.Run(kUndo));
+    if (set_ && !database_.Run(kUndo)) transaction_.Spoil();
   }
   Savepoint(const Savepoint&) = delete;
   Savepoint& operator=(const Savepoint&) = delete;
@@ -27,6 +30,7 @@ class Savepoint {
   static constexpr const char* kKeep = "RELEASE one_move";
 
   DatabaseReader& database_;
+  Transaction& transaction_;
   bool set_;
 };
 

@@ -1,75 +1,70 @@
 #ifndef SERVICE_WORKER_BATCH_RUNNER_H_
 #define SERVICE_WORKER_BATCH_RUNNER_H_
 
-#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "common/outcome.h"
+#include "database/transaction.h"
 #include "work/wire.h"
 #include "work/work_item.h"
-#include "work/write_turn.h"
-#include "worker/log_capture.h"
-#include "worker/plugin.h"
-#include "worker/plugin_calls.h"
+#include "worker/batch_seams.h"
 #include "worker/prepared_item.h"
-#include "worker/row_lookup.h"
 
 // Takes batches through the plug-in: some files are read first, then written in transactions of at most 50
 // ms, so that other processes get their turn at the database. What is reported is committed.
+//
+// A transaction is an object of the function that works in it: whatever happens, an exception included, none
+// is open when Run ends, and nothing is written outside of one. It owns the batch in hand alone. One thread.
 class BatchRunner {
  public:
-  BatchRunner(const Plugin& plugin, Library library, LogCapture& log, Channel& channel, const WriteTurn& turn)
-      : library_(std::move(library)),
-        rows_(library_),
-        calls_(plugin, library_, log, rows_),
-        channel_(channel),
-        turn_(turn) {}
+  explicit BatchRunner(BatchSeams seams) : seams_(std::move(seams)) {}
 
-  // False when the supervisor wants no more or is gone, or the database has failed; what was done by then is
+  // False when the giver wants no more or is gone, or the database has failed; what was done by then is
   // committed and reported.
   [[nodiscard]] bool Run(const Batch& batch);
   // The database as a whole has failed, and no item: trying others would fail them all.
   const std::optional<Failure>& failure() const { return failure_; }
 
  private:
+  // What became of some items, in their order, and whether the transaction that they shared was kept.
+  struct Attempt {
+    std::vector<ItemResult> results;
+    bool kept = false;
+  };
+
   // Each announces the item it turns to; nothing can be told apart afterwards without that.
   PreparedItem Prepare(std::size_t index);
-  ItemResult Write(std::size_t index, PreparedItem& prepared);
+  ItemResult Write(std::size_t index, Transaction& transaction);
 
   // Writes what is prepared from item FIRST on. False as for Run.
   [[nodiscard]] bool WritePrepared(std::size_t first);
-  // One transaction from item FIRST on; the items that it took have their results in `results_`.
-  void WriteTransaction(std::size_t first);
-  void WriteItems(std::size_t first);
-  // Ends the transaction with a generation of its own; false when it was not kept.
-  [[nodiscard]] bool Commit();
-  // Items of a transaction that was lost, each in one of its own.
-  void RetryOneByOne(std::size_t first);
-  ItemResult WriteAlone(std::size_t index);
-  static ItemResult NotKept();
-  // True, with the failure noted and the transaction given up, when the database has failed.
+  // Some items from FIRST on, in one transaction or, where that is lost, in one each; they have their results
+  // in `results_`. None: the database has failed.
+  void WriteSome(std::size_t first);
+  // One transaction of the items from FIRST to before END, or of those of them that its time is enough for.
+  // It is over.
+  Attempt WriteTogether(std::size_t first, std::size_t end);
+  std::vector<ItemResult> WriteItems(std::size_t first, std::size_t end, Transaction& transaction);
+  void RetryOneByOne(std::size_t first, std::size_t count);
+  // True, with the failure noted, when the database has failed.
   bool DatabaseFailed();
-  // The database has failed for the reason WHY.
-  void GiveUp(const char* why);
+  // It has, for the reason that it tells, else for WHY.
+  void GiveUp(const std::string& why);
 
   void Announce(std::size_t index);
   void AnnounceNoItem();
-  // The supervisor sends nothing during a batch but the wish to stop; its end counts as one.
-  bool StopWanted() const;
+  bool StopWanted();
 
-  Library library_;
-  RowLookup rows_;
-  PluginCalls calls_;
-  Channel& channel_;
-  const WriteTurn& turn_;
+  BatchSeams seams_;
   RunName name_;  // whose generation the database gets
   std::vector<WorkItem> items_;
   std::vector<PreparedItem> prepared_;
-  std::vector<ItemResult> results_;         // of the current transaction
-  std::vector<std::uint64_t> generations_;  // that it, or each of its items, has given the database
+  std::vector<ItemResult> results_;         // of the items that were last written
+  std::vector<std::uint64_t> generations_;  // that these have given the database
   bool connected_ = true;
   std::optional<Failure> failure_;
 };

@@ -11,7 +11,6 @@
 #include "database/savepoint.h"
 #include "files/gone.h"
 #include "library/album_name.h"
-#include "platform/connection_lending.h"
 #include "platform/files.h"
 #include "work/lent_position.h"
 #include "worker/cut_metadata.h"
@@ -58,27 +57,25 @@ void TakeJobLoss(const WorkItem& item, ItemResult& result) {
 
 }  // namespace
 
-ItemResult PluginCalls::Make(const WorkItem& item, PreparedItem& prepared) {
+ItemResult PluginCalls::Make(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   static_cast<void>(log_.Take());
-  const int mark = KAVODBBatchMark();
-  ItemResult result = item.from.empty() ? Call(item, prepared) : CallForMove(item, prepared);
-  // What a failed call took from side files is in no row.
-  if (!result.done()) KAVODBBatchForgetRemovals(mark);
+  ItemResult result =
+      item.from.empty() ? Call(item, prepared, transaction) : CallForMove(item, prepared, transaction);
   if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
   return result;
 }
 
 // A move is made as a whole or not at all: what the plug-in clears or writes under the new name on the way
 // would be in the way of the next attempt.
-ItemResult PluginCalls::CallForMove(const WorkItem& item, PreparedItem& prepared) {
-  Savepoint start(rows_.Database());
+ItemResult PluginCalls::CallForMove(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
+  Savepoint start(rows_.Database(), transaction);
   if (!start.set()) return CannotAsk();
-  ItemResult result = Call(item, prepared);
+  ItemResult result = Call(item, prepared, transaction);
   if (result.done() && !start.Keep()) return CannotAsk();
   return result;
 }
 
-ItemResult PluginCalls::Call(const WorkItem& item, PreparedItem& prepared) {
+ItemResult PluginCalls::Call(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   switch (item.action) {
     case ItemAction::kMark:
       return Mark(item);
@@ -90,7 +87,7 @@ ItemResult PluginCalls::Call(const WorkItem& item, PreparedItem& prepared) {
       return Sweep(item);
     case ItemAction::kSetAside:
     case ItemAction::kRename:
-      return RenameRows(item, Json::Value(Json::objectValue));
+      return RenameRows(item, Json::Value(Json::objectValue), transaction);
     case ItemAction::kAdd:
     case ItemAction::kMove:
     case ItemAction::kDelete:
@@ -98,8 +95,9 @@ ItemResult PluginCalls::Call(const WorkItem& item, PreparedItem& prepared) {
       break;
   }
   if (item.kind == ItemKind::kFolder) return CallForFolder(item);
-  if (item.action == ItemAction::kDelete) return DeleteFile(item);
-  return item.action == ItemAction::kMove ? MoveFile(item, prepared) : Update(item, prepared);
+  if (item.action == ItemAction::kDelete) return DeleteFile(item, transaction);
+  return item.action == ItemAction::kMove ? MoveFile(item, prepared, transaction)
+                                          : Update(item, prepared, transaction);
 }
 
 // The sweep leaves the labels of what it takes; the delete of a file takes all that nobody carries any more.
@@ -167,19 +165,19 @@ ItemResult PluginCalls::DeleteFolder(const WorkItem& item) {
 }
 
 // The plug-in keeps the rows of a name that is there: where a folder bears it now, they go under another.
-ItemResult PluginCalls::DeleteFile(const WorkItem& item) {
+ItemResult PluginCalls::DeleteFile(const WorkItem& item, Transaction& transaction) {
   if (RLIBCFileCheckDir(item.path.c_str()) != 1) {
     return ResultOfRemoval(plugin_.IndexDelete(item.path.c_str()), item.kind, item.path);
   }
   WorkItem hidden = item;
   hidden.from = item.path;
   hidden.path.insert(item.path.rfind('/') + 1, kHiddenPrefix);
-  ItemResult renamed = RenameRows(hidden, Json::Value(Json::objectValue));
+  ItemResult renamed = RenameRows(hidden, Json::Value(Json::objectValue), transaction);
   if (!renamed.done()) return renamed;
   return ResultOfRemoval(plugin_.IndexDelete(hidden.path.c_str()), item.kind, hidden.path);
 }
 
-ItemResult PluginCalls::Update(const WorkItem& item, PreparedItem& prepared) {
+ItemResult PluginCalls::Update(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   if (prepared.late) {
     // A row that is there may know more.
     const auto recorded = rows_.HasRow(item.kind, item.path);
@@ -189,7 +187,7 @@ ItemResult PluginCalls::Update(const WorkItem& item, PreparedItem& prepared) {
   std::optional<Savepoint> cleared;
   const std::string key = rows_.KeyOf(item.path);
   if (item.kind == ItemKind::kPhoto &&
-      !ChooseTitle(rows_.Database(), key, prepared.title, prepared.record, cleared))
+      !ChooseTitle(rows_.Database(), key, prepared.title, prepared.record, transaction, cleared))
     return CannotAsk();
   const LentPosition position(item.path, PlaceToStore(item, prepared));
   const int result = item.action == ItemAction::kReindex
@@ -212,27 +210,27 @@ ItemResult PluginCalls::WithRow(const WorkItem& item, ItemResult stored) {
 
 // The rename keeps what belongs to the row; what it leaves as it was (the album's name in the row, say) is
 // made true by adding the file. The row of a video is made anew by its rename, which needs the file.
-ItemResult PluginCalls::MoveFile(const WorkItem& item, PreparedItem& prepared) {
+ItemResult PluginCalls::MoveFile(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   const auto recorded = rows_.HasRow(item.kind, item.from);
   if (!recorded) return CannotAsk();
   if (!*recorded && !prepared.storable) return ItemResult::Failed(prepared.trouble);
   if (!prepared.storable && item.kind == ItemKind::kVideo) return ItemResult::NotKept(prepared.trouble);
   const Json::Value record = prepared.storable ? prepared.record : Json::Value(Json::objectValue);
-  if (ItemResult moved = RenameRows(item, record); !moved.done()) return moved;
-  return prepared.storable ? UpdateMoved(item, prepared) : ItemResult::Stored(prepared.trouble);
+  if (ItemResult moved = RenameRows(item, record, transaction); !moved.done()) return moved;
+  return prepared.storable ? UpdateMoved(item, prepared, transaction) : ItemResult::Stored(prepared.trouble);
 }
 
-ItemResult PluginCalls::UpdateMoved(const WorkItem& item, PreparedItem& prepared) {
+ItemResult PluginCalls::UpdateMoved(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   std::optional<PeopleMergePause> pause;
   if (item.same_content && item.kind == ItemKind::kPhoto) pause.emplace(rows_.Database());
   if (pause && !pause->begun()) return CannotAsk();
-  ItemResult result = Update(item, prepared);
+  ItemResult result = Update(item, prepared, transaction);
   if (!pause || pause->End()) return result;
-  spoiled_ = true;
+  transaction.Spoil();
   return CannotAsk();
 }
 
-ItemResult PluginCalls::RenameRows(const WorkItem& item, Json::Value record) {
+ItemResult PluginCalls::RenameRows(const WorkItem& item, Json::Value record, Transaction& transaction) {
   const auto recorded = rows_.HasRow(item.kind, item.from);
   if (!recorded) return CannotAsk();
   if (!*recorded) return ItemResult::Stored();
@@ -243,9 +241,8 @@ ItemResult PluginCalls::RenameRows(const WorkItem& item, Json::Value record) {
   if (!place) return CannotAsk();
   const LentPosition position(item.path, *place);
   // What waits in side files at the new path is for the add that follows, or stays for a later one.
-  const int mark = KAVODBBatchMark();
+  const ConsumedFiles stay(transaction);
   const int result = plugin_.IndexRename_Json(&record, kIndexType, item.from.c_str());
-  KAVODBBatchForgetRemovals(mark);
   return ResultOfRemoval(result, item.kind, item.from);
 }
 

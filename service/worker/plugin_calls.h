@@ -6,30 +6,28 @@
 #include <optional>
 #include <string>
 
+#include "database/transaction.h"
 #include "library/library.h"
 #include "work/work_item.h"
+#include "worker/batch_seams.h"
 #include "worker/log_capture.h"
 #include "worker/plugin.h"
 #include "worker/prepared_item.h"
 #include "worker/row_lookup.h"
 
 // What the plug-in is called with for an item, and what its answers come to. One call at a time, in a
-// transaction that the caller has begun and ends.
-class PluginCalls {
+// transaction that the caller has begun and ends, and on its thread.
+class PluginCalls : public ItemCalls {
  public:
   // PLUGIN, LOG and ROWS outlive it.
   PluginCalls(const Plugin& plugin, Library library, LogCapture& log, RowLookup& rows)
       : plugin_(plugin), library_(std::move(library)), log_(log), rows_(rows) {}
 
-  // PREPARED's record may be completed in place.
-  ItemResult Make(const WorkItem& item, PreparedItem& prepared);
-  // A call has left something that must not be kept: the transaction is to be rolled back.
-  bool spoiled() const { return spoiled_; }
-  void Forget() { spoiled_ = false; }
+  ItemResult Make(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) override;
 
  private:
-  ItemResult Call(const WorkItem& item, PreparedItem& prepared);
-  ItemResult CallForMove(const WorkItem& item, PreparedItem& prepared);
+  ItemResult Call(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
+  ItemResult CallForMove(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
   // Of the library as a whole.
   ItemResult Mark(const WorkItem& item);
   ItemResult Unmark();
@@ -40,12 +38,12 @@ class PluginCalls {
   ItemResult MoveFolder(const WorkItem& item);
   ItemResult DeleteFolder(const WorkItem& item);
   // Of files.
-  ItemResult Update(const WorkItem& item, PreparedItem& prepared);
-  ItemResult UpdateMoved(const WorkItem& item, PreparedItem& prepared);
-  ItemResult MoveFile(const WorkItem& item, PreparedItem& prepared);
-  ItemResult DeleteFile(const WorkItem& item);
+  ItemResult Update(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
+  ItemResult UpdateMoved(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
+  ItemResult MoveFile(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
+  ItemResult DeleteFile(const WorkItem& item, Transaction& transaction);
   // The rows of `from`, if there are any, become those of `path`; RECORD describes it.
-  ItemResult RenameRows(const WorkItem& item, Json::Value record);
+  ItemResult RenameRows(const WorkItem& item, Json::Value record, Transaction& transaction);
   // The place to be stored with the video: none where the row has one, since that may be a person's.
   std::string PlaceToStore(const WorkItem& item, const PreparedItem& prepared);
 
@@ -61,7 +59,6 @@ class PluginCalls {
   Library library_;
   LogCapture& log_;
   RowLookup& rows_;
-  bool spoiled_ = false;
 };
 
 #endif  // SERVICE_WORKER_PLUGIN_CALLS_H_

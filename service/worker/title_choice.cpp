@@ -4,7 +4,7 @@
 #include "database/queries_sql.h"
 
 bool ChooseTitle(DatabaseReader& database, const std::string& key, const std::string& carried,
-                 Json::Value& record, std::optional<Savepoint>& cleared) {
+                 Json::Value& record, Transaction& transaction, std::optional<Savepoint>& cleared) {
   Json::Value& title = record["szTitle"];
   const std::string made = title.asString();
   // The plug-in knows it for a made one, and nothing is to take its place.
@@ -19,6 +19,6 @@ bool ChooseTitle(DatabaseReader& database, const std::string& key, const std::st
   if (carried.empty()) return true;
   title = carried;
   if (stored.empty()) return true;
-  cleared.emplace(database);
+  cleared.emplace(database, transaction);
   return cleared->set() && database.Run(database.Escaped(kClearTitleSql, key).c_str());
 }

@@ -23,9 +23,14 @@
 #include "work/worker_memory.h"
 #include "work/write_turn.h"
 #include "worker/batch_runner.h"
+#include "worker/lent_database.h"
 #include "worker/library_session.h"
 #include "worker/log_capture.h"
 #include "worker/plugin.h"
+#include "worker/plugin_calls.h"
+#include "worker/prepared_item.h"
+#include "worker/row_lookup.h"
+#include "worker/supervisor_channel.h"
 
 namespace {
 
@@ -135,6 +140,11 @@ int RunWorker(const WorkerOptions& options) {
   if (!plugin) return Refuse(channel, plugin.failure());
   auto session = LibrarySession::Open(*plugin, log, options.library);
   if (!session) return Refuse(channel, session.failure());
-  BatchRunner runner(*plugin, options.library, log, channel, turn);
+  RowLookup rows(options.library);
+  LentDatabase lent(database, rows);
+  PluginCalls calls(*plugin, options.library, log, rows);
+  SupervisorChannel giver(channel);
+  BatchRunner runner(
+      {lent, calls, giver, turn, [&](const WorkItem& item) { return ReadItem(item, options.library); }});
   return Serve(channel, runner, database);
 }
