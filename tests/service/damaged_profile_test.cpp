@@ -66,9 +66,13 @@ std::string After(const std::string& mark, const Segments& segments) {
 // Its first bytes do not tell its length.
 const std::string kNoProfile = std::string(40, 'p');
 
-std::string WithDamagedProfile(std::string jpeg) {
+std::string WithDamagedProfileAt(std::size_t place, std::string jpeg) {
   const std::string content = "ICC_PROFILE\0\1\1"s + kNoProfile;
-  return jpeg.insert(ApplicationSegments(jpeg).end, "\xFF\xE2" + BigEndian(content.size() + 2, 2) + content);
+  return jpeg.insert(place, "\xFF\xE2" + BigEndian(content.size() + 2, 2) + content);
+}
+
+std::string WithDamagedProfile(const std::string& jpeg) {
+  return WithDamagedProfileAt(ApplicationSegments(jpeg).end, jpeg);
 }
 
 // A HEIC picture with the metadata of JPEG.
@@ -137,6 +141,13 @@ TEST_F(DamagedProfileTest, CostsAJpegANote) {
   EXPECT_EQ(known[0].at("rotation"), "6");
   EXPECT_EQ(known[0].at("description"), "At the sea");
   EXPECT_EQ(Known("damaged.jpg"), known);
+}
+
+TEST_F(DamagedProfileTest, MayStandInFrontOfAllElse) {
+  WriteFile(File("whole.jpg"), jpeg_);
+  WriteFile(File("damaged.jpg"), WithDamagedProfileAt(2, jpeg_));
+  EXPECT_EQ(NoteOf(Index(), "damaged.jpg"), kNote);
+  EXPECT_EQ(Known("damaged.jpg"), Known("whole.jpg"));
 }
 
 TEST_F(DamagedProfileTest, TheSizeOfAJpegMayStandInItsMetadataAlone) {

@@ -21,6 +21,7 @@
 #include "platform/media_file.h"
 #include "platform/safe_image.h"
 #include "platform/xmp_namespaces.h"
+#include "process/jpeg_head.h"
 #include "process/kept_image.h"
 #include "process/metadata_size.h"
 
@@ -107,6 +108,23 @@ bool KeepsBegin(const Exiv2::Image& image, int code) {
   return TheReader() != nullptr && holds && !MayPass(code) && image.imageType() != Exiv2::ImageType::bmff;
 }
 
+bool IsWellButItsProfile(const Exiv2::Image& image, int code) {
+  return TheReader() != nullptr && code == Exiv2::kerInvalidIccProfile &&
+         image.imageType() == Exiv2::ImageType::jpeg;
+}
+
+// Null where even that cannot be read. The image refers to HEAD.
+Exiv2::Image::AutoPtr ReadHead(const std::string& head) {
+  const auto* bytes = reinterpret_cast<const Exiv2::byte*>(head.data());
+  try {
+    Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(bytes, static_cast<long>(head.size()));
+    image->readMetadata();
+    return image;
+  } catch (const Exiv2::AnyError&) {
+    return Exiv2::Image::AutoPtr();
+  }
+}
+
 std::size_t MetadataSize(const ParsedImage& image, std::size_t packet) {
   return ValueBytes(image.exif) + ValueBytes(image.iptc) + image.comment.size() + packet * kXmpExpansion;
 }
@@ -136,12 +154,17 @@ void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
   parse.state = StateOf(descriptor);
   if (const std::uint64_t size = MetadataBytes(descriptor); size > kMostMetadata)
     throw TooMuch(TooMuchMetadata(size));
-  const Exiv2::Image::AutoPtr image = OpenImageSafely(file);
+  std::string head;
+  Exiv2::Image::AutoPtr image = OpenImageSafely(file);
   const XmpNamespaces namespaces;
   try {
     image->readMetadata();
   } catch (const Exiv2::AnyError& error) {
-    if (!KeepsBegin(*image, error.code())) throw;
+    const bool again = IsWellButItsProfile(*image, error.code());
+    if (again) head = HeadWithoutProfiles(descriptor);
+    Exiv2::Image::AutoPtr rest = again ? ReadHead(head) : Exiv2::Image::AutoPtr();
+    if (rest.get() == nullptr && !KeepsBegin(*image, error.code())) throw;
+    if (rest.get() != nullptr) image = rest;
     parsed.error = error.what();
   }
   parsed.xmp_namespaces = namespaces.Added();
