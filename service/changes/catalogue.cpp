@@ -19,7 +19,11 @@
 namespace {
 
 constexpr mode_t kPrivateFile = 0600;
-constexpr std::array<const char*, 5> kStates{"sent", "damaged", "failed", "unread", "planned"};
+constexpr std::array<std::pair<ItemOutcome, const char*>, 5> kStates{{{ItemOutcome::kStored, "sent"},
+                                                                      {ItemOutcome::kDamaged, "damaged"},
+                                                                      {ItemOutcome::kUnusable, "failed"},
+                                                                      {ItemOutcome::kPartial, "unread"},
+                                                                      {ItemOutcome::kPlanned, "planned"}}};
 const DatabaseReader::Columns kEntryColumns{"folder", "name", "facts"};
 
 // SQLite's integers are signed; the bits come back as they went in.
@@ -40,9 +44,16 @@ std::string Text(std::uint64_t number) {
   return std::to_string(static_cast<std::int64_t>(number));
 }
 
-EntryState StateOf(std::string_view text) {
-  const auto found = std::find(kStates.begin(), kStates.end(), text);
-  return found == kStates.end() ? EntryState::kUnread : static_cast<EntryState>(found - kStates.begin());
+ItemOutcome OutcomeOf(std::string_view text) {
+  const auto found =
+      std::find_if(kStates.begin(), kStates.end(), [&](const auto& one) { return one.second == text; });
+  return found == kStates.end() ? ItemOutcome::kPartial : found->first;
+}
+
+std::string TextOf(ItemOutcome outcome) {
+  const auto found = std::find_if(kStates.begin(), kStates.end(),
+                                  [&](const auto& one) { return one.first == AsKept(outcome); });
+  return found == kStates.end() ? "" : found->second;
 }
 
 CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
@@ -59,7 +70,7 @@ CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
   entry.stamp.size = Number(NextWord(facts));
   entry.stamp.modified = Number(NextWord(facts));
   entry.stamp.changed = Number(NextWord(facts));
-  entry.state = StateOf(NextWord(facts));
+  entry.outcome = OutcomeOf(NextWord(facts));
   entry.fingerprint = NextWord(facts);
   entry.reason = facts;
   return entry;
@@ -99,6 +110,24 @@ bool IsNone(const Failure& failure) {
 }
 
 }  // namespace
+
+ItemOutcome AsKept(ItemOutcome outcome) {
+  switch (outcome) {
+    case ItemOutcome::kStored:
+    case ItemOutcome::kDamaged:
+    case ItemOutcome::kUnusable:
+    case ItemOutcome::kPartial:
+    case ItemOutcome::kPlanned:
+      return outcome;
+    case ItemOutcome::kCrashed:
+      return ItemOutcome::kUnusable;
+    case ItemOutcome::kUnopened:
+    case ItemOutcome::kNotKept:
+    case ItemOutcome::kSkipped:
+      break;
+  }
+  return ItemOutcome::kPartial;
+}
 
 Outcome<Catalogue> Catalogue::Open(const std::string& file) {
   auto database = TryOpen(file);
@@ -148,7 +177,7 @@ std::vector<CatalogueEntry> Catalogue::Folders() {
   for (const DatabaseReader::Row& row : Select({"folder"}, kParentFolders)) {
     for (std::string path = row.front().value_or(""); !path.empty(); path = FolderOf(path)) {
       if (!known.insert(path).second) break;
-      folders.push_back({path, ItemKind::kFolder, {}, "", EntryState::kUnread});
+      folders.push_back({path, ItemKind::kFolder, {}, "", ItemOutcome::kPartial});
     }
   }
   return folders;
@@ -164,8 +193,7 @@ void Catalogue::Put(const CatalogueEntry& entry) {
   Change(kPutEntry, FolderOf(entry.path), RecordedName(entry.path, entry.kind),
          Text(static_cast<std::uint64_t>(entry.kind)), Text(stamp.device), Text(stamp.inode),
          std::to_string(stamp.birth), std::to_string(stamp.size), std::to_string(stamp.modified),
-         std::to_string(stamp.changed), entry.fingerprint,
-         std::string(kStates.at(static_cast<std::size_t>(entry.state))), entry.reason);
+         std::to_string(stamp.changed), entry.fingerprint, TextOf(entry.outcome), entry.reason);
 }
 
 void Catalogue::Remove(const std::string& path, ItemKind kind) {

@@ -16,14 +16,16 @@
 #include "files/file_stamp.h"
 #include "work/work_item.h"
 
-enum class EntryState : std::uint8_t { kSent, kDamaged, kFailed, kUnread, kPlanned };
+// What the catalogue keeps of OUTCOME: whether a file is as it was sent, is not worth sending again, or is to
+// be sent: kStored, kDamaged, kUnusable, kPartial or kPlanned.
+ItemOutcome AsKept(ItemOutcome outcome);
 
 struct CatalogueEntry {
   std::string path;  // below the library
   ItemKind kind = ItemKind::kPhoto;
   FileStamp stamp;
   std::string fingerprint = {};
-  EntryState state = EntryState::kSent;
+  ItemOutcome outcome = ItemOutcome::kStored;
   std::string reason = {};
   // What a scan finds gone or replaced: it was on another file system than its folder is now. It may be out
   // of reach with it.

@@ -27,7 +27,7 @@ Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const c
     entry.path = row.front().value_or("");
     if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
     entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
-    entry.state = EntryState::kUnread;
+    entry.outcome = ItemOutcome::kPartial;
     entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
     if (!entry.path.empty()) take(std::move(entry));
   }
@@ -70,7 +70,7 @@ class Agreement {
     CompareFilesOf("");
     for (const CatalogueEntry& folder : folders) {
       // What has no entry of its own is no row either.
-      const bool recorded = folder.state != EntryState::kUnread || folder.stamp.inode != 0;
+      const bool recorded = folder.outcome != ItemOutcome::kPartial || folder.stamp.inode != 0;
       if (recorded && (!trusts_ || NoAlbumReason(folder.path) == nullptr)) Compare(folder, folders_);
       CompareFilesOf(folder.path);
     }
@@ -99,11 +99,11 @@ class Agreement {
     if (!trusts_ && !has_row) return catalogue_.Remove(entry.path, entry.kind);
     if (trusts_ && (has_row || !IsSent(entry))) return;
     CatalogueEntry unread = entry;
-    unread.state = EntryState::kUnread;
+    unread.outcome = ItemOutcome::kPartial;
     catalogue_.Put(unread);
   }
   static bool IsSent(const CatalogueEntry& entry) {
-    return entry.state == EntryState::kSent || entry.state == EntryState::kDamaged;
+    return entry.outcome == ItemOutcome::kStored || entry.outcome == ItemOutcome::kDamaged;
   }
 
   Catalogue& catalogue_;

@@ -87,7 +87,7 @@ class Namesakes {
  public:
   Namesakes(const Entries& gone, const std::vector<const Arrival*>& arrivals) {
     for (const CatalogueEntry& entry : gone) {
-      if (entry.elsewhere || entry.state != EntryState::kUnread || entry.stamp.size == 0) continue;
+      if (entry.elsewhere || entry.outcome != ItemOutcome::kPartial || entry.stamp.size == 0) continue;
       Pair& pair = pairs_[KeyOf(entry.path, entry.stamp.size)];
       pair.entry = &entry;
       ++pair.gone;

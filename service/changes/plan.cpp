@@ -62,7 +62,7 @@ class Planner {
   Outcome<Done> FinishSettingAside(Differences& differences) {
     std::vector<CatalogueEntry> planned;
     for (const CatalogueEntry& file : differences.gone_files) {
-      if (file.state == EntryState::kPlanned) planned.push_back(file);
+      if (file.outcome == ItemOutcome::kPlanned) planned.push_back(file);
     }
     if (planned.empty()) return Done{};
     const auto with_rows = WithRows(planned);
@@ -76,10 +76,10 @@ class Planner {
       }
     }
     std::erase_if(differences.gone_files, [&](const CatalogueEntry& file) {
-      return file.state == EntryState::kPlanned && !with_rows->contains(file.path);
+      return file.outcome == ItemOutcome::kPlanned && !with_rows->contains(file.path);
     });
     const auto set_aside = [&](const CatalogueEntry& file) {
-      return file.state != EntryState::kPlanned &&
+      return file.outcome != ItemOutcome::kPlanned &&
              std::any_of(under_way.begin(), under_way.end(),
                          [&](const FileStamp& stamp) { return stamp.SameObject(file.stamp); });
     };

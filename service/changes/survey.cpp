@@ -11,7 +11,7 @@
 namespace {
 
 bool FailedBefore(const CatalogueEntry& recorded, const FileStamp& stamp) {
-  const bool failed = recorded.state == EntryState::kFailed || recorded.state == EntryState::kDamaged;
+  const bool failed = recorded.outcome == ItemOutcome::kUnusable || recorded.outcome == ItemOutcome::kDamaged;
   return failed && recorded.stamp.changed == stamp.changed;
 }
 
@@ -31,7 +31,7 @@ bool HasContentOf(const CatalogueEntry& recorded, const FileStamp& now) {
 
 bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {
   if (!recorded.stamp.SameObject(stamp) || !recorded.stamp.SameContent(stamp)) return false;
-  return recorded.state == EntryState::kSent || FailedBefore(recorded, stamp);
+  return recorded.outcome == ItemOutcome::kStored || FailedBefore(recorded, stamp);
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& count
       ++counts.skipped[entry.reason];
       return false;
     case EntryKind::kFailed:
-      counts.failed.push_back({entry.path, entry.reason, false, true});
+      counts.failed.push_back({entry.path, entry.reason, false, ItemOutcome::kUnopened});
       return false;
   }
   return false;
@@ -111,7 +111,7 @@ void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   differences_.root_empty = false;
   const auto found = folders_.find(path);
   const bool known = found != folders_.end();
-  const bool unread = known && found->second.state == EntryState::kUnread;
+  const bool unread = known && found->second.outcome == ItemOutcome::kPartial;
   if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
     const bool replaces = known && !unread;
     if (replaces) differences_.replaced_folders.push_back(Replaced(found->second, entry.stamp));
@@ -130,13 +130,13 @@ void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
 void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded) {
   if (IsUnchanged(recorded, entry.stamp)) {
     ++differences_.seen.unchanged;
-    if (recorded.state == EntryState::kSent) return;
+    if (recorded.outcome == ItemOutcome::kStored) return;
     auto& troubles =
-        recorded.state == EntryState::kDamaged ? differences_.seen.notes : differences_.seen.failed;
-    troubles.push_back({entry.path, recorded.reason, true});
+        recorded.outcome == ItemOutcome::kDamaged ? differences_.seen.notes : differences_.seen.failed;
+    troubles.push_back({entry.path, recorded.reason, true, recorded.outcome});
     return;
   }
-  const bool unread = recorded.state == EntryState::kUnread;
+  const bool unread = recorded.outcome == ItemOutcome::kPartial;
   const bool replaces = !unread && !recorded.stamp.SameObject(entry.stamp);
   if (replaces) differences_.replaced_files.push_back(Replaced(recorded, entry.stamp));
   const bool hides = WasElsewhere(recorded, entry.stamp) && !HasContentOf(recorded, entry.stamp);

@@ -6,12 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "work/item_outcome.h"
+
 // A line about a file or folder.
 struct Trouble {
   std::string path;
   std::string reason;
-  bool known = false;     // an earlier run told it, and the file is as it was
-  bool unopened = false;  // it could not be opened or listed, which every run tries again
+  bool known = false;  // an earlier run told it, and the file is as it was
+  ItemOutcome outcome = ItemOutcome::kUnusable;
 };
 
 // What going through a library comes to.

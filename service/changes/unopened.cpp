@@ -29,7 +29,7 @@ void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<T
   const std::set<std::string> told = LinesOf(before);
   std::string now;
   for (Trouble& trouble : failed) {
-    if (!trouble.unopened) continue;
+    if (trouble.outcome != ItemOutcome::kUnopened) continue;
     const std::string line = LineOf(library, trouble);
     trouble.known = told.contains(line);
     now += line + "\n";

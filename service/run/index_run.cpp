@@ -113,7 +113,10 @@ Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hi
     for (; item && hiding.contains(item->path); item = tree->Next(ItemAction::kReindex)) {
       ledger_.NoteLeft(*item);
     }
-    if (item) item->stage = 1;
+    if (!item) return item;
+    // A reindex queues no background jobs.
+    if (item->kind != ItemKind::kFolder && ledger_.Waits(*item)) item->action = ItemAction::kAdd;
+    item->stage = 1;
     return item;
   });
   if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());

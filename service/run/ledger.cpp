@@ -15,8 +15,13 @@ bool IsUpdate(const WorkItem& item) {
   return item.action == ItemAction::kAdd || item.action == ItemAction::kReindex;
 }
 
+// Of a file: what a later run has to know. What cannot be opened stays as it was.
+bool IsLearned(ItemOutcome outcome) {
+  return outcome != ItemOutcome::kUnopened && outcome != ItemOutcome::kSkipped;
+}
+
 void Tell(std::vector<Trouble>& troubles, const WorkItem& item, const ItemResult& result, bool known) {
-  troubles.push_back({item.path, result.trouble, known, result.outcome == ItemOutcome::kUnopened});
+  troubles.push_back({item.path, result.reason, known, result.outcome});
 }
 
 }  // namespace
@@ -34,7 +39,7 @@ void Ledger::LibraryOpen() {
 void Ledger::NoteWaiting(const std::vector<WorkItem>& items) {
   for (const WorkItem& item : items) {
     if (item.action != ItemAction::kSetAside) continue;
-    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", EntryState::kPlanned});
+    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
   }
   catalogue_.Commit();
 }
@@ -92,7 +97,7 @@ void Ledger::Close(bool good) {
 
 void Ledger::NoteWholeLibrary(const WorkItem& item, const ItemResult& result) {
   if (!result.done()) {
-    failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.trouble};
+    failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.reason};
   } else if (item.action == ItemAction::kNoteMounts) {
     RecordMounts(catalogue_, item.from);
   } else {
@@ -105,24 +110,22 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
   if (result.done() && !folder) ++report_.added;
   if (result.done() && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
-  const bool learned = result.done() || result.outcome == ItemOutcome::kPartial ||
-                       (result.outcome == ItemOutcome::kFailed && !folder);
   if (item.path == report_.library.folder) return;
   if (folder && result.outcome == ItemOutcome::kNotKept) held_.Add(item);
-  if (learned) catalogue_.Put(EntryOf(item, result));
+  if (result.done() || (!folder && IsLearned(result.outcome))) catalogue_.Put(EntryOf(item, result));
 }
 
 void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
   moved_ = true;
   // Unless it crashed, a failure says that there was nothing to move.
-  const bool settled = result.done() || (result.outcome == ItemOutcome::kFailed && !result.crashed);
+  const bool settled = result.done() || (result.outcome == ItemOutcome::kUnusable);
   if (!settled) return NoteFailedMove(item, result);
   catalogue_.Remove(Key(item.from), item.kind);
   if (result.done() && item.action != ItemAction::kSetAside) ++report_.moved;
   CatalogueEntry entry = EntryOf(item, result);
   if (const std::string crash = held_.CrashOf(item.path); !crash.empty()) {
-    entry.state = EntryState::kFailed;
+    entry.outcome = ItemOutcome::kUnusable;
     entry.reason = crash;
   }
   catalogue_.Put(entry);
@@ -131,8 +134,9 @@ void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
 // The rows of a photo can follow it unread; those of a video cannot, it is tried again by the next run.
 void Ledger::NoteFailedMove(const WorkItem& item, const ItemResult& result) {
   held_.Add(item);
-  if (result.crashed && item.action == ItemAction::kMove && item.kind == ItemKind::kPhoto)
-    held_.Rescue(item, result.trouble);
+  if (result.outcome == ItemOutcome::kCrashed && item.action == ItemAction::kMove &&
+      item.kind == ItemKind::kPhoto)
+    held_.Rescue(item, result.reason);
 }
 
 void Ledger::NoteDelete(const WorkItem& item, const ItemResult& result) {
@@ -148,33 +152,32 @@ void Ledger::NoteDelete(const WorkItem& item, const ItemResult& result) {
 
 void Ledger::NoteTrouble(const WorkItem& item, const ItemResult& result) {
   if (result.outcome == ItemOutcome::kSkipped) {
-    ++report_.skipped[result.trouble];
+    ++report_.skipped[result.reason];
     return;
   }
-  if (result.done() && result.trouble.empty()) return;
-  const EntryState before = result.done() ? EntryState::kDamaged : EntryState::kFailed;
-  Tell(result.done() ? report_.notes : report_.failed, item, result, WasTold(item, before, result.trouble));
+  if (result.outcome == ItemOutcome::kStored) return;
+  Tell(result.done() ? report_.notes : report_.failed, item, result, WasTold(item, result));
   told_.insert(item.path);
 }
 
+std::optional<CatalogueEntry> Ledger::Recorded(const WorkItem& item) {
+  return catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
+}
+
 // A change of rights, a move or a full reindex makes no new damage of an old one.
-bool Ledger::WasTold(const WorkItem& item, EntryState state, const std::string& reason) {
-  const auto recorded = catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
-  return recorded && recorded->state == state && recorded->reason == reason &&
+bool Ledger::WasTold(const WorkItem& item, const ItemResult& result) {
+  const auto recorded = Recorded(item);
+  return recorded && recorded->outcome == AsKept(result.outcome) && recorded->reason == result.reason &&
          recorded->stamp.SameContent(item.stamp);
 }
 
+bool Ledger::Waits(const WorkItem& item) {
+  const auto recorded = Recorded(item);
+  return !recorded || (recorded->outcome == ItemOutcome::kPartial && !recorded->reason.empty());
+}
+
 CatalogueEntry Ledger::EntryOf(const WorkItem& item, const ItemResult& result) const {
-  CatalogueEntry entry{Key(item.path), item.kind, item.stamp, result.fingerprint};
-  entry.reason = result.trouble;
-  if (result.outcome == ItemOutcome::kPartial) {
-    entry.state = EntryState::kUnread;
-  } else if (!result.done()) {
-    entry.state = EntryState::kFailed;
-  } else if (!result.trouble.empty()) {
-    entry.state = EntryState::kDamaged;
-  }
-  return entry;
+  return {Key(item.path), item.kind, item.stamp, result.fingerprint, AsKept(result.outcome), result.reason};
 }
 
 void Ledger::CountPassed(const WorkItem& item) {

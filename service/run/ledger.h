@@ -49,6 +49,8 @@ class Ledger {
 
   IndexReport& report() { return report_; }
   const IndexReport& report() const { return report_; }
+  // ITEM is not known yet, or an earlier run has left something of it to be done.
+  bool Waits(const WorkItem& item);
   // Rows are marked by a full reindex.
   bool marked() const { return marked_; }
   // Something that concerns the library as a whole has failed.
@@ -62,10 +64,12 @@ class Ledger {
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   // A line of the report where RESULT needs one.
   void NoteTrouble(const WorkItem& item, const ItemResult& result);
-  // An earlier run has left this STATE of the file, and its content is the same.
-  bool WasTold(const WorkItem& item, EntryState state, const std::string& reason);
+  // An earlier run came to the same with this item, whose content is the same.
+  bool WasTold(const WorkItem& item, const ItemResult& result);
   // What the catalogue keeps of an item that was read.
   CatalogueEntry EntryOf(const WorkItem& item, const ItemResult& result) const;
+  // Of what is recorded of ITEM, under its old path if it moved.
+  std::optional<CatalogueEntry> Recorded(const WorkItem& item);
   std::string Key(const std::string& path) const { return report_.library.Below(path); }
   void CountPassed(const WorkItem& item);
 

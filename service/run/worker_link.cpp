@@ -155,7 +155,7 @@ bool WorkerLink::AcceptReady(std::string_view content) {
 bool WorkerLink::AcceptUnusable(std::string_view content) {
   MessageReader reader(content);
   const auto status = static_cast<ExitStatus>(reader.Number());
-  Failure reason{status, reader.Text().substr(0, kLongestTrouble)};
+  Failure reason{status, reader.Text().substr(0, kLongestReason)};
   if (!reader.Complete() || !MayEndRun(status, starting())) return false;
   const bool had_opened = busy();
   if (had_opened) state_ = State::kIdle;

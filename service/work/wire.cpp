@@ -117,7 +117,7 @@ std::string EncodeResults(const Results& results) {
   writer.Number(results.first).Number(static_cast<std::uint32_t>(results.items.size()));
   for (const ItemResult& result : results.items) {
     writer.Byte(static_cast<std::uint8_t>(result.outcome));
-    writer.Text(std::string_view(result.trouble).substr(0, kLongestTrouble)).Text(result.fingerprint);
+    writer.Text(std::string_view(result.reason).substr(0, kLongestReason)).Text(result.fingerprint);
   }
   writer.Number(static_cast<std::uint32_t>(results.generations.size()));
   for (const std::uint64_t generation : results.generations) writer.LongNumber(generation);
@@ -130,11 +130,11 @@ std::optional<Results> DecodeResults(std::string_view content) {
   results.first = reader.Number();
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     const std::uint8_t outcome = reader.Byte();
-    if (outcome > static_cast<std::uint8_t>(ItemOutcome::kPartial)) return std::nullopt;
-    std::string trouble = reader.Text();
+    if (outcome > static_cast<std::uint8_t>(kLastSaid)) return std::nullopt;
+    std::string reason = reader.Text();
     std::string fingerprint = reader.Text();
-    if (trouble.size() > kLongestTrouble || fingerprint.size() > kLongestFingerprint) return std::nullopt;
-    results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(trouble), std::move(fingerprint)});
+    if (reason.size() > kLongestReason || fingerprint.size() > kLongestFingerprint) return std::nullopt;
+    results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(reason), std::move(fingerprint)});
   }
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     results.generations.push_back(reader.LongNumber());

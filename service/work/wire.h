@@ -11,7 +11,7 @@
 //     kUnusable   exit status (32 bits), text: it cannot be opened, or its database has failed; the
 //                 worker ends, and what it has not reported was not kept
 //     kAt         index of the item that it turns to, or kNoItem for work that belongs to none
-//     kResults    first index, count, then for each item its outcome (8 bits), trouble and fingerprint;
+//     kResults    first index, count, then for each item its outcome (8 bits), reason and fingerprint;
 //                 what is done is committed; count, then the generations that this has given the database
 //     kBatchEnd   nothing: no more results of this batch
 //
@@ -85,7 +85,7 @@ std::string EncodeBatch(const Batch& batch);
 std::optional<Batch> DecodeBatch(std::string_view content);
 
 // What is told of one item is cut at this, in bytes; what is longer comes from no worker of ours.
-inline constexpr std::size_t kLongestTrouble = 4096;
+inline constexpr std::size_t kLongestReason = 4096;
 inline constexpr std::size_t kLongestFingerprint = 128;
 
 struct Results {

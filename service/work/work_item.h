@@ -8,6 +8,7 @@
 
 #include "files/file_stamp.h"
 #include "files/item_kind.h"
+#include "work/item_outcome.h"
 
 // What a worker does with the plug-in.
 enum class ItemAction : std::uint8_t {
@@ -46,30 +47,25 @@ inline WorkItem WholeLibrary(const std::string& folder, ItemAction action) {
   return {ItemKind::kFolder, folder, action};
 }
 
-// What became of it.
-enum class ItemOutcome : std::uint8_t {
-  kFailed,    // because of the file: it would fail again
-  kDone,      // what was to be in the database is there
-  kNotKept,   // for a reason outside the file: it is worth trying again
-  kUnopened,  // the file cannot be opened, which says nothing about it: it is worth trying again
-  kSkipped,   // left out for now, and told as such: what is behind it is unknown, not gone
-  kPartial,   // its rows are there, its background job is not or the file was not read to its end: to be
-              // sent again
-};
-
 struct ItemResult {
-  ItemOutcome outcome = ItemOutcome::kFailed;
-  // One line: why it is not done, or what is wrong with the file that it was read from; else empty.
-  std::string trouble;
+  ItemOutcome outcome = ItemOutcome::kUnusable;
+  // One line: why it is not stored, or what is lacking; else empty.
+  std::string reason;
   std::string fingerprint = {};  // of the content, where it was read
 
-  bool crashed = false;  // it took its worker with it; never on the wire
+  bool done() const { return IsStored(outcome); }
+  // Something is lacking of what is stored, or more is wrong with what is not.
+  void AddNote(const std::string& note) {
+    if (note.empty()) return;
+    reason += (reason.empty() ? "" : "; ") + note;
+    if (outcome == ItemOutcome::kStored) outcome = ItemOutcome::kDamaged;
+  }
 
-  bool done() const { return outcome == ItemOutcome::kDone; }
-
-  static ItemResult Stored(std::string trouble = "") { return {ItemOutcome::kDone, std::move(trouble)}; }
-  static ItemResult Failed(std::string why) { return {ItemOutcome::kFailed, std::move(why)}; }
-  static ItemResult Crashed(std::string why) { return {ItemOutcome::kFailed, std::move(why), "", true}; }
+  static ItemResult Stored(std::string lacking = "") {
+    return {lacking.empty() ? ItemOutcome::kStored : ItemOutcome::kDamaged, std::move(lacking)};
+  }
+  static ItemResult Failed(std::string why) { return {ItemOutcome::kUnusable, std::move(why)}; }
+  static ItemResult Crashed(std::string why) { return {ItemOutcome::kCrashed, std::move(why)}; }
   static ItemResult Unopened(std::string why) { return {ItemOutcome::kUnopened, std::move(why)}; }
   static ItemResult Skipped(std::string why) { return {ItemOutcome::kSkipped, std::move(why)}; }
   static ItemResult NotKept(std::string why) { return {ItemOutcome::kNotKept, std::move(why)}; }

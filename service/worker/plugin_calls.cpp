@@ -28,11 +28,6 @@ constexpr const char* kNoTextName = "its name is not UTF-8";
 // Before the name of rows that are about to be deleted.
 constexpr const char* kHiddenPrefix = ".lumivault-gone-";
 
-void AddNote(const std::string& note, ItemResult& result) {
-  if (note.empty()) return;
-  result.trouble += (result.trouble.empty() ? "" : "; ") + note;
-}
-
 constexpr const char* kNoRow = "it has no row: the plug-in takes it for no file of this library";
 
 constexpr const char* kNoAlbum = "it has no row: the plug-in takes it for no folder of this library";
@@ -50,9 +45,9 @@ bool LosesJob(const std::vector<std::string>& messages) {
 // The rows are there. Sent again by the next run, the file gets its job; what has moved is not sent again.
 void TakeJobLoss(const WorkItem& item, ItemResult& result) {
   constexpr const char* kNoJob = "its background job could not be queued";
-  if (!item.from.empty()) return AddNote(kNoJob, result);
+  if (!item.from.empty()) return result.AddNote(kNoJob);
   result.outcome = ItemOutcome::kPartial;
-  result.trouble = kNoJob;
+  result.reason = kNoJob;
 }
 
 }  // namespace
@@ -197,7 +192,7 @@ ItemResult PluginCalls::Update(const WorkItem& item, PreparedItem& prepared, Tra
   ItemResult stored = ResultOf(result, prepared.trouble);
   if (cleared && stored.done() && !cleared->Keep()) return CannotAsk();
   if (stored.done() && item.kind == ItemKind::kPhoto)
-    AddNote(CutMetadataNote(item.path, key, rows_.Database()), stored);
+    stored.AddNote(CutMetadataNote(item.path, key, rows_.Database()));
   return stored.done() ? WithRow(item, std::move(stored)) : stored;
 }
 

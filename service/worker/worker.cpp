@@ -48,7 +48,7 @@ bool BindToSupervisor(pid_t supervisor) {
 int Refuse(Channel& channel, const Failure& failure) {
   const MessageWriter reason = MessageWriter()
                                    .Number(static_cast<std::uint32_t>(failure.status))
-                                   .Text(std::string_view(failure.message).substr(0, kLongestTrouble));
+                                   .Text(std::string_view(failure.message).substr(0, kLongestReason));
   return channel.Send(MessageType::kUnusable, reason.content()) ? static_cast<int>(failure.status)
                                                                 : static_cast<int>(ExitStatus::kFatal);
 }

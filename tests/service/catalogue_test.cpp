@@ -31,7 +31,7 @@ class CatalogueTest : public testing::Test {
 TEST_F(CatalogueTest, AnEntryComesBackAsItWentIn) {
   CatalogueEntry entry = Entry("a/b.mp4", ItemKind::kVideo);
   entry.stamp = {~0ULL, ~0ULL - 1, -1, 1LL << 40, -5, 7};
-  entry.state = EntryState::kDamaged;
+  entry.outcome = ItemOutcome::kDamaged;
   entry.reason = "cut 'short'";
   Open().Put(entry);
   const auto files = Open().Files("a", "");
@@ -43,7 +43,7 @@ TEST_F(CatalogueTest, AnEntryComesBackAsItWentIn) {
   EXPECT_TRUE(back.stamp.SameContent(entry.stamp));
   EXPECT_EQ(back.stamp.changed, 7);
   EXPECT_EQ(back.fingerprint, "c0ffee");
-  EXPECT_EQ(back.state, EntryState::kDamaged);
+  EXPECT_EQ(back.outcome, ItemOutcome::kDamaged);
   EXPECT_EQ(back.reason, "cut 'short'");
 }
 

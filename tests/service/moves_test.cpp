@@ -158,7 +158,7 @@ TEST_F(MovesTest, ACopyUnderARecordedNameIsAChangeOfThat) {
 
 TEST_F(MovesTest, WhereOnlyTheDatabaseTellsNameAndSizeDecide) {
   for (const char* path : {"a/one.jpg", "a/two.jpg", "b/two.jpg"})
-    differences_.gone_files.push_back({path, ItemKind::kPhoto, Stamp(0, 10, 0), "", EntryState::kUnread});
+    differences_.gone_files.push_back({path, ItemKind::kPhoto, Stamp(0, 10, 0), "", ItemOutcome::kPartial});
   Arrived("c/one.jpg", Stamp(5));
   Arrived("c/two.jpg", Stamp(6));
   Arrived("d/one.jpg", Stamp(7, 11));
@@ -167,7 +167,7 @@ TEST_F(MovesTest, WhereOnlyTheDatabaseTellsNameAndSizeDecide) {
 
 TEST_F(MovesTest, OfTwoWithTheNameAndSizeOfAGoneOneNeitherIsIt) {
   differences_.gone_files.push_back(
-      {"a/one.jpg", ItemKind::kPhoto, Stamp(0, 10, 0), "", EntryState::kUnread});
+      {"a/one.jpg", ItemKind::kPhoto, Stamp(0, 10, 0), "", ItemOutcome::kPartial});
   Arrived("b/one.jpg", Stamp(5));
   Arrived("c/one.jpg", Stamp(6));
   EXPECT_TRUE(Files().empty());

@@ -246,7 +246,7 @@ class SetAsideTest : public RefusedChangesTest {
     for (CatalogueEntry entry : catalogue.Files("", "")) {
       if (entry.path != "b.jpg") continue;
       entry.path = hidden;
-      entry.state = EntryState::kPlanned;
+      entry.outcome = ItemOutcome::kPlanned;
       catalogue.Put(entry);
     }
   }

@@ -144,8 +144,8 @@ TEST_F(SupervisorTest, TheItemThatAWorkerDiesOfHasFailedAndTheOthersAreDone) {
   FailAt(Name(5), Fault::kDies);
   EXPECT_TRUE(RunOver(40));
   ExpectStoredBut(40, Name(5));
-  EXPECT_EQ(ResultOf(Name(5)).trouble, kSegmentationFault);
-  EXPECT_TRUE(ResultOf(Name(5)).crashed);
+  EXPECT_EQ(ResultOf(Name(5)).reason, kSegmentationFault);
+  EXPECT_EQ(ResultOf(Name(5)).outcome, ItemOutcome::kCrashed);
   EXPECT_THAT(workers_.databases(), ElementsAre("", "database"));
 }
 
@@ -155,7 +155,7 @@ TEST_F(SupervisorTest, EachItemThatAWorkerDiesOfCostsOneWorker) {
                                                                                  : Fault::kNone;
   };
   EXPECT_TRUE(RunOver(40));
-  for (const int dead : {2, 3, 38}) EXPECT_TRUE(ResultOf(Name(dead)).crashed);
+  for (const int dead : {2, 3, 38}) EXPECT_EQ(ResultOf(Name(dead)).outcome, ItemOutcome::kCrashed);
   EXPECT_EQ(workers_.databases().size(), 4U);
   EXPECT_EQ(told_.results.size(), 40U);
 }
@@ -166,7 +166,7 @@ TEST_F(SupervisorTest, AnItemWhoseWorkerWasKilledIsTriedAloneBeforeItIsLeft) {
   EXPECT_TRUE(RunOver(40));
   ExpectStoredBut(40, Name(5));
   EXPECT_EQ(ResultOf(Name(5)).outcome, ItemOutcome::kNotKept);
-  EXPECT_EQ(ResultOf(Name(5)).trouble, kKilled);
+  EXPECT_EQ(ResultOf(Name(5)).reason, kKilled);
   EXPECT_EQ(workers_.databases().size(), 3U);
 }
 
@@ -175,7 +175,7 @@ TEST_F(SupervisorTest, OfABatchWhoseGuiltyItemIsNotKnownEachIsTriedAlone) {
   FailAt(Name(2), Fault::kDies);
   EXPECT_TRUE(RunOver(6));
   ExpectStoredBut(6, Name(2));
-  EXPECT_EQ(ResultOf(Name(2)).trouble, kSegmentationFault);
+  EXPECT_EQ(ResultOf(Name(2)).reason, kSegmentationFault);
   EXPECT_EQ(committed_.size(), 5U);
 }
 
@@ -183,7 +183,7 @@ TEST_F(SupervisorTest, AFileThatTakesTooLongFailsWithTheTimeThatItHad) {
   FailAt(Name(5), Fault::kSilent);
   EXPECT_TRUE(RunOver(40));
   ExpectStoredBut(40, Name(5));
-  EXPECT_EQ(ResultOf(Name(5)).trouble, "timed out after 7 s");
+  EXPECT_EQ(ResultOf(Name(5)).reason, "timed out after 7 s");
   EXPECT_GE(loop_.Elapsed(), kFileTimeout);
   EXPECT_LT(loop_.Elapsed(), kFileTimeout + milliseconds(200));
 }
@@ -193,7 +193,7 @@ TEST_F(SupervisorTest, WorkThatBelongsToNoFileHasAMinute) {
   FailAt(Name(0), Fault::kSilent);
   EXPECT_TRUE(RunOver(1));
   // Once in company, once alone.
-  EXPECT_EQ(ResultOf(Name(0)).trouble, "timed out after 60 s");
+  EXPECT_EQ(ResultOf(Name(0)).reason, "timed out after 60 s");
   EXPECT_GE(loop_.Elapsed(), milliseconds(120'000));
   EXPECT_LT(loop_.Elapsed(), milliseconds(120'500));
 }
@@ -292,7 +292,7 @@ TEST_F(SupervisorTest, AnAnswerThatMakesNoSenseEndsItsWorker) {
   FailAt(Name(5), Fault::kNonsense);
   EXPECT_TRUE(RunOver(40));
   ExpectStoredBut(40, Name(5));
-  EXPECT_EQ(ResultOf(Name(5)).trouble, kNonsense);
+  EXPECT_EQ(ResultOf(Name(5)).reason, kNonsense);
 }
 
 std::string UnusableWith(ExitStatus status) {
@@ -310,7 +310,7 @@ TEST_F(SupervisorTest, OnceItIsOpenOnlyTheDatabaseCanEndTheRun) {
       return Message{MessageType::kUnusable, UnusableWith(status)};
     };
     EXPECT_TRUE(RunOver(40)) << static_cast<int>(status);
-    EXPECT_EQ(ResultOf(Name(5)).trouble, kNonsense);
+    EXPECT_EQ(ResultOf(Name(5)).reason, kNonsense);
     ExpectStoredBut(40, Name(5));
   }
 }
@@ -336,7 +336,7 @@ TEST_F(SupervisorTest, AWorkerThatKeepsTellingWhereItIsHasTheTimeOfItsBatch) {
   WorkQueue queue = Photos(8);
   const auto supervisor = Supervise(queue, 1);
   while (told_.results.empty()) loop_.Turn();
-  EXPECT_EQ(ResultOf(Name(3)).trouble, "timed out after 268 s") << "a batch of four";
+  EXPECT_EQ(ResultOf(Name(3)).reason, "timed out after 268 s") << "a batch of four";
   EXPECT_LT(loop_.Elapsed() - begin, milliseconds(275'000));
 }
 

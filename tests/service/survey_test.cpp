@@ -171,7 +171,7 @@ TEST_F(SurveyTest, AnEntryWithoutAnObjectTellsOfNoDevice) {
   Make("disk/a.jpg");
   FileStamp unknown;
   unknown.device = kUnknownDevice;
-  catalogue_.Put({"disk/b.jpg", ItemKind::kPhoto, unknown, "", EntryState::kUnread});
+  catalogue_.Put({"disk/b.jpg", ItemKind::kPhoto, unknown, "", ItemOutcome::kPartial});
   const Differences found = Run();
   umount((root() / "disk").c_str());
   EXPECT_EQ(Paths(found.gone_files), Strings({"disk/b.jpg"}));

@@ -16,7 +16,7 @@ Batch SomeItems() {
 
 Results SomeResults() {
   return {7,
-          {{ItemOutcome::kDone, "", "c0ffee"},
+          {{ItemOutcome::kStored, "", "c0ffee"},
            ItemResult::Failed("no"),
            ItemResult::Stored("the picture is cut short"),
            ItemResult::NotKept("disk full")},
@@ -47,12 +47,12 @@ TEST(Wire, ResultsComeThrough) {
   ASSERT_EQ(results->items.size(), 4U);
   EXPECT_TRUE(results->items[0].done());
   EXPECT_EQ(results->items[0].fingerprint, "c0ffee");
-  EXPECT_EQ(results->items[1].outcome, ItemOutcome::kFailed);
-  EXPECT_EQ(results->items[1].trouble, "no");
+  EXPECT_EQ(results->items[1].outcome, ItemOutcome::kUnusable);
+  EXPECT_EQ(results->items[1].reason, "no");
   EXPECT_TRUE(results->items[2].done());
-  EXPECT_EQ(results->items[2].trouble, "the picture is cut short");
+  EXPECT_EQ(results->items[2].reason, "the picture is cut short");
   EXPECT_EQ(results->items[3].outcome, ItemOutcome::kNotKept);
-  EXPECT_EQ(results->items[3].trouble, "disk full");
+  EXPECT_EQ(results->items[3].reason, "disk full");
   EXPECT_EQ(results->generations, (std::vector<std::uint64_t>{3, 0x1'0000'0002}));
 }
 
@@ -108,7 +108,7 @@ TEST(Wire, AnUnknownActionIsRefused) {
 }
 
 TEST(Wire, AnUnknownOutcomeIsRefused) {
-  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kPartial);
+  constexpr auto kLast = static_cast<std::uint8_t>(ItemOutcome::kSkipped);
   EXPECT_TRUE(DecodeResults(OneResult(kLast)));
   EXPECT_FALSE(DecodeResults(OneResult(kLast + 1)));
 }
@@ -133,7 +133,7 @@ TEST(Wire, WhatIsToldOfAnItemHasABound) {
 TEST(Wire, ALongTroubleIsCut) {
   const auto results = DecodeResults(EncodeResults({0, {ItemResult::Failed(std::string(5000, 'x'))}}));
   ASSERT_TRUE(results);
-  EXPECT_EQ(results->items[0].trouble, std::string(4096, 'x'));
+  EXPECT_EQ(results->items[0].reason, std::string(4096, 'x'));
 }
 
 TEST(Wire, RandomBytesNeverBreakTheReader) {
