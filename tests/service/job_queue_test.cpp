@@ -241,4 +241,21 @@ TEST_F(JobQueueTest, JobsThatNobodyReadsGoWhileARunGoesOn) {
   EXPECT_LT(StrictJson(result.out)["added"].asInt(), kPhotos);
 }
 
+// The plug-in queues nothing for a file that it reindexes.
+TEST_F(JobQueueTest, AFullReindexLosesNoJob) {
+  Index();
+  MakeJpeg(File("b.jpg"), 8, 8);
+  const int file = open(queue().c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(file, LOCK_EX), 0);
+  EXPECT_EQ(FailureOf(Index({}, 3), "b.jpg"), "its background job could not be queued");
+  close(file);
+  MakeJpeg(File("new.jpg"), 8, 8);
+  EXPECT_EQ(Run({"reindex", folder()}).status, 0);
+  const std::string jobs = ReadFile(queue());
+  EXPECT_NE(jobs.find("b.jpg\n"), std::string::npos) << jobs;
+  EXPECT_NE(jobs.find("new.jpg\n"), std::string::npos) << jobs;
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "3");
+  EXPECT_EQ(Index()["unchanged"].asInt(), 3);
+}
+
 }  // namespace
