@@ -9,10 +9,10 @@
 #include <charconv>
 #include <set>
 
+#include "base/file_descriptor.h"
 #include "changes/catalogue_sql.h"
 #include "common/display.h"
 #include "common/error_text.h"
-#include "common/file_descriptor.h"
 #include "common/path_parts.h"
 #include "files/file_system_id.h"
 

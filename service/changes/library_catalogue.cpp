@@ -179,7 +179,7 @@ void NoteReader(Catalogue& catalogue) {
 }  // namespace
 
 std::string CatalogueFile(const StateRoot& root, const Library& library) {
-  return root.Place("/libraries/" + library.user + "/catalogue.db");
+  return root.Place(library.StateFolder() + "/catalogue.db");
 }
 
 Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss) {

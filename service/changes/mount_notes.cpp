@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/path_below.h"
 #include "changes/survey.h"
 
 namespace {
@@ -11,7 +12,7 @@ namespace {
 bool IsUnknown(const std::set<std::string>& unknown, const std::string& path) {
   if (LiesInOne(unknown, path)) return true;
   const auto below = unknown.lower_bound(path + "/");
-  return below != unknown.end() && below->starts_with(path + "/");
+  return below != unknown.end() && LiesBelow(*below, path);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/path_below.h"
 #include "changes/catalogue_sql.h"
 #include "common/path_parts.h"
 #include "files/file_system_id.h"
@@ -184,8 +185,8 @@ void Survey::TakeOverNumbers(const WalkEntry& mounted, const std::string& path) 
   const std::uint64_t recorded = mounted.mounted == root_number_ ? 0 : mounted.mounted;
   catalogue_.MoveToDevice(path, recorded, mounted.stamp.device);
   for (auto& [below, entry] : folders_) {
-    const bool lies_there = below == path || below.starts_with(path + "/");
-    if (lies_there && entry.stamp.device == recorded) entry.stamp.device = mounted.stamp.device;
+    if (IsOrLiesBelow(below, path) && entry.stamp.device == recorded)
+      entry.stamp.device = mounted.stamp.device;
   }
 }
 

@@ -77,7 +77,7 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
                                           (error ? error.message() : "not a folder") +
                                           "; nothing was deleted (see lumivault doctor --shared)"};
   }
-  if (auto made = root.MakeFolder("/libraries/" + tree->user); !made) return made.failure();
+  if (auto made = root.MakeFolder(tree->StateFolder()); !made) return made.failure();
   return tree;
 }
 

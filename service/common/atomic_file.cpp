@@ -6,14 +6,11 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <cstddef>
-
+#include "base/file_descriptor.h"
+#include "base/read_on.h"
 #include "common/error_text.h"
-#include "common/file_descriptor.h"
 
 namespace {
-
-constexpr std::size_t kReadSize = 65536;
 
 bool WriteAll(int descriptor, std::string_view content) {
   while (!content.empty()) {
@@ -45,14 +42,8 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file) return std::nullopt;
   std::string content;
-  while (true) {
-    const std::size_t length = content.size();
-    content.resize(length + kReadSize);
-    const ssize_t count = read(file.get(), content.data() + length, kReadSize);
-    content.resize(length + (count > 0 ? static_cast<std::size_t>(count) : 0));
-    if (count == 0) return content;
-    if (count < 0 && errno != EINTR) return std::nullopt;
-  }
+  if (!ReadOn(file.get(), content.max_size(), content)) return std::nullopt;
+  return content;
 }
 
 Outcome<Done> WriteWholeFile(const std::string& path, std::string_view content) {

@@ -8,24 +8,21 @@
 #include <memory>
 #include <sstream>
 
+#include "base/utf8.h"
 #include "common/code_ranges.h"
 #include "common/columns.h"
 
 namespace {
 
 constexpr unsigned kDelete = 0x7F;
-constexpr unsigned kFirstContinuation = 0x80;
-constexpr unsigned kPastContinuation = 0xC0;
 constexpr unsigned kSixBits = 0x3F;
 constexpr unsigned kBitsEach = 6;  // of a continuation byte, and of a digit of base 64
 constexpr unsigned kByteBits = 8;
 constexpr unsigned kHexBits = 4;
 constexpr unsigned kLowHex = 0xF;
 constexpr unsigned kUnitDigits = 4;
-constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
 constexpr std::uint32_t kFirstSurrogate = 0xD800;
 constexpr std::uint32_t kFirstLowSurrogate = 0xDC00;
-constexpr std::uint32_t kLastSurrogate = 0xDFFF;
 constexpr std::uint32_t kFirstOfPairs = 0x10000;
 constexpr unsigned kPairBits = 10;  // in each surrogate of a pair
 constexpr const char* kReplacement = "\xEF\xBF\xBD";
@@ -35,45 +32,6 @@ constexpr int kDecimalDigits = 15;  // what a double holds whatever the value, s
 unsigned Byte(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
 }
-bool IsContinuation(unsigned byte) {
-  return byte >= kFirstContinuation && byte < kPastContinuation;
-}
-
-// The shapes of a sequence: lead bytes [first, last], how many follow, and the smallest value that needs
-// them.
-struct Shape {
-  unsigned first, last;
-  std::size_t following;
-  std::uint32_t smallest;
-};
-constexpr std::array<Shape, 4> kShapes{
-    {{0x00, 0x7F, 0, 0}, {0xC0, 0xDF, 1, 0x80}, {0xE0, 0xEF, 2, 0x800}, {0xF0, 0xF7, 3, 0x10000}}};
-
-struct Character {
-  std::size_t length = 0;  // 0: the first byte begins no well-formed character
-  std::uint32_t code = 0;
-};
-
-bool IsCodePoint(std::uint32_t code) {
-  return code <= kLastCodePoint && (code < kFirstSurrogate || code > kLastSurrogate);
-}
-
-// The first character of a text that is not empty.
-Character First(std::string_view text) {
-  for (const Shape& shape : kShapes) {
-    if (Byte(text, 0) < shape.first || Byte(text, 0) > shape.last) continue;
-    if (text.size() <= shape.following) return {};
-    std::uint32_t code = Byte(text, 0) - (shape.following == 0 ? 0 : shape.first);
-    for (std::size_t i = 1; i <= shape.following; ++i) {
-      if (!IsContinuation(Byte(text, i))) return {};
-      code = (code << kBitsEach) | (Byte(text, i) & kSixBits);
-    }
-    if (code < shape.smallest || !IsCodePoint(code)) return {};
-    return {shape.following + 1, code};
-  }
-  return {};
-}
-
 std::string Escaped(unsigned byte) {
   switch (byte) {
     case '\n':
@@ -114,7 +72,7 @@ constexpr std::array<CodeRange, 19> kUnseen{{{0x0000, 0x001F},
 std::string Written(std::string_view text, bool with_backslashes) {
   std::string out;
   while (!text.empty()) {
-    const Character character = First(text);
+    const Utf8Character character = FirstCharacter(text);
     const std::size_t length = character.length == 0 ? 1 : character.length;
     const bool backslash = with_backslashes && character.code == '\\';
     if (character.length == 0 || LiesIn(kUnseen, character.code) || backslash) {
@@ -148,7 +106,7 @@ std::string WithUnseenEscaped(std::string json) {
   if (std::all_of(json.begin(), json.end(), plain)) return json;
   std::string out;
   for (std::string_view rest = json; !rest.empty();) {
-    const Character character = First(rest);
+    const Utf8Character character = FirstCharacter(rest);
     const std::size_t length = std::max<std::size_t>(character.length, 1);
     const bool unseen = character.length > 0 && LiesIn(kUnseen, character.code);
     out += unseen ? JsonEscaped(character.code) : std::string(rest.substr(0, length));
@@ -200,7 +158,7 @@ std::string Fitted(std::string_view text, std::size_t width) {
   std::size_t columns = 0;
   std::size_t cut = 0;  // where the text ends when the ellipsis follows
   for (std::size_t i = 0; i < text.size();) {
-    const Character character = First(text.substr(i));
+    const Utf8Character character = FirstCharacter(text.substr(i));
     if (columns + kEllipsis.size() <= width) cut = i;
     columns += ColumnsOf(character.code);
     if (columns > width) return std::string(text.substr(0, cut)).append(kEllipsis);
@@ -212,7 +170,7 @@ std::string Fitted(std::string_view text, std::size_t width) {
 std::string ValidUtf8(std::string_view text) {
   std::string out;
   while (!text.empty()) {
-    const std::size_t length = First(text).length;
+    const std::size_t length = FirstCharacter(text).length;
     if (length == 0) {
       out += kReplacement;
     } else {

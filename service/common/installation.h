@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "common/outcome.h"
 
 // This program's own file.

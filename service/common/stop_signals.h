@@ -3,7 +3,7 @@
 
 #include <signal.h>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 
 // Takes SIGINT, SIGTERM and SIGHUP as events for the life of the object instead of dying of them, but for
 // what whoever started the program had ignored. Made before any thread is started.

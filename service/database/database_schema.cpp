@@ -6,10 +6,10 @@
 #include <map>
 #include <set>
 
+#include "base/ascii.h"
 #include "common/atomic_file.h"
 #include "common/error_text.h"
 #include "common/installation.h"
-#include "common/trimmed.h"
 #include "database/library_tables.h"
 #include "database/schema_sql.h"
 

@@ -6,7 +6,7 @@
 
 #include <variant>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "files/looking.h"
 #include "files/media_files.h"
 #include "files/name_list.h"

@@ -9,14 +9,13 @@
 #include <sstream>
 
 #include "common/name_hash.h"
+#include "files/statx_time.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr std::uint64_t kNoDevice = std::uint64_t{1} << 63;
-
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
 
 // As the kernel writes it where an id is made of it.
 std::uint64_t EncodedNumber(std::uint64_t device) {
@@ -47,8 +46,7 @@ FileSystemFacts FactsOf(int folder, const struct statx& status) {
   static_assert(sizeof(facts.id) == sizeof(whole.f_fsid));
   std::memcpy(&facts.id, &whole.f_fsid, sizeof(facts.id));
   facts.type = whole.f_type;
-  if ((status.stx_mask & STATX_BTIME) != 0)
-    facts.birth = status.stx_btime.tv_sec * kNanoseconds + status.stx_btime.tv_nsec;
+  facts.birth = BirthOf(status);
   return facts;
 }
 

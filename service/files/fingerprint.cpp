@@ -10,7 +10,7 @@
 #include <ios>
 #include <sstream>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "files/looking.h"
 #include "platform/media_file.h"
 

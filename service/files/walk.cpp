@@ -15,6 +15,7 @@
 #include "files/file_system_id.h"
 #include "files/looking.h"
 #include "files/open_folder.h"
+#include "files/statx_time.h"
 #include "platform/files.h"
 #include "platform/index.h"
 
@@ -31,17 +32,12 @@ bool LeftOutSilently(std::string_view name) {
 }
 
 constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME;
-constexpr std::int64_t kNanoseconds = 1'000'000'000;
-
-std::int64_t Nanoseconds(const statx_timestamp& time) {
-  return time.tv_sec * kNanoseconds + time.tv_nsec;
-}
 
 FileStamp StampOf(const struct statx& status, std::uint64_t device) {
   FileStamp stamp;
   stamp.device = device;
   stamp.inode = status.stx_ino;
-  if ((status.stx_mask & STATX_BTIME) != 0) stamp.birth = Nanoseconds(status.stx_btime);
+  stamp.birth = BirthOf(status);
   stamp.size = static_cast<std::int64_t>(status.stx_size);
   stamp.modified = Nanoseconds(status.stx_mtime);
   stamp.changed = Nanoseconds(status.stx_ctime);

@@ -18,7 +18,7 @@
 #include <variant>
 #include <vector>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "common/outcome.h"
 #include "files/file_stamp.h"
 #include "files/name_list.h"

@@ -10,10 +10,9 @@
 #include <ctime>
 #include <sstream>
 
+#include "base/file_descriptor.h"
 #include "base/fixed_path.h"
 #include "common/atomic_file.h"
-#include "common/file_descriptor.h"
-#include "common/real_place.h"
 #include "platform/files.h"
 
 namespace {
@@ -29,7 +28,7 @@ constexpr std::int64_t kMostCounted = 4 * kMostJobBytes;  // one run may have ma
 // The queue lies in a folder that others may write to: only a regular file is read, none behind a link and no
 // other name of somebody's file.
 FileDescriptor OpenQueue() {
-  FileDescriptor file(KAVOBeneathOpen(RealPlace(kSharedPhotoLink).c_str(), JobQueuePath().c_str()));
+  FileDescriptor file(KAVOBeneathOpen(FixedPath(kSharedPhotoLink).c_str(), JobQueuePath().c_str()));
   struct stat status {};
   if (file && fstat(file.get(), &status) == 0 && status.st_nlink == 1) return file;
   return {};
@@ -116,7 +115,7 @@ std::size_t Bound() {
 }  // namespace
 
 std::string JobQueuePath() {
-  return RealPlace(kQueue);
+  return FixedPath(kQueue);
 }
 
 bool FaceRecognitionTakesJobs() {

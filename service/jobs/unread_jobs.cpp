@@ -6,7 +6,6 @@
 #include <string>
 
 #include "base/fixed_path.h"
-#include "common/real_place.h"
 #include "jobs/job_queue.h"
 #include "platform/files.h"
 
@@ -15,7 +14,7 @@ namespace {
 bool HasReader() {
   struct stat status {};
   const bool has_shared_tree =
-      lstat(RealPlace(kSharedPhotoLink).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+      lstat(FixedPath(kSharedPhotoLink).c_str(), &status) == 0 && S_ISLNK(status.st_mode);
   return has_shared_tree || FaceRecognitionTakesJobs();
 }
 

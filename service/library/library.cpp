@@ -11,8 +11,10 @@
 #include <filesystem>
 #include <sstream>
 
+#include "base/file_id.h"
 #include "base/fixed_path.h"
 #include "base/limits.h"
+#include "base/path_below.h"
 #include "common/atomic_file.h"
 #include "common/display.h"
 #include "common/error_text.h"
@@ -28,7 +30,6 @@ namespace {
 
 // No personal library is called so: their names end in a number.
 constexpr const char* kSharedName = "shared";
-constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
 constexpr mode_t kPrivateFile = 0600;
 // SQLite opens no path of more than 512 bytes, and its own side files have longer names than the database.
 constexpr std::size_t kLongestFolder = 490;
@@ -64,11 +65,6 @@ Outcome<std::string> RealFolder(const std::string& folder) {
   return path;
 }
 
-bool LiesBelow(const std::string& path, const std::string& folder) {
-  return path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0 &&
-         path[folder.size()] == '/';
-}
-
 // The lines of personal.conf with the library's own in it; the others as they stand.
 std::string WithLibrary(const std::string& content, const Library& library) {
   const std::string own = KeyValueLine(library.user, library.folder);
@@ -91,7 +87,7 @@ Failure Busy(const Library& library) {
 }
 
 Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library) {
-  const std::string file = root.Place("/libraries/" + library.user + "/lock");
+  const std::string file = root.Place(library.StateFolder() + "/lock");
   FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
   if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
   if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
@@ -144,10 +140,10 @@ Outcome<Done> Register(const StateRoot& root, const Library& library) {
   if (!lock) return lock.failure();
   const auto content = WithoutDeadOverlaps(root, library);
   if (!content) return content.failure();
-  const std::string preference = "/usr/kavo/etc/preference/" + library.user;
-  if (auto made = root.MakeFolder(preference); !made) return made;
-  if (auto made = root.MakeFolder("/libraries/" + library.user); !made) return made;
-  const std::string settings = root.Place(preference + "/kavoinfo.conf");
+  for (const std::string& kept : {library.PreferenceFolder(), library.StateFolder()}) {
+    if (auto made = root.MakeFolder(kept); !made) return made;
+  }
+  const std::string settings = root.Place(library.PreferenceFile());
   if (auto written = AddMissingSettings(settings, {{kPersonalSetting, "yes"}, {kPublicSetting, "no"}});
       !written)
     return written;
@@ -167,6 +163,14 @@ std::optional<Library> FindByDatabase(std::string folder) {
 }
 
 }  // namespace
+
+std::string Library::StateFolder() const {
+  return std::string(kLibraries) + "/" + user;
+}
+
+std::string Library::PreferenceFolder() const {
+  return std::string(kPreferences) + "/" + user;
+}
 
 std::string Library::FileKey(const std::string& below) const {
   return shared() ? folder + "/" + below : below;
@@ -243,7 +247,7 @@ std::optional<Library> FindLibrary(const std::string& path) {
   std::array<char, kUserNameSize> user{};
   if (KAVOIndexIsPersonalPackagePath(path.c_str(), kPhotoPackage, user.data(), kUserNameSize) == 0) {
     auto tree = SharedTree();
-    const bool lies_in_it = tree && (path == tree->folder || LiesBelow(path, tree->folder));
+    const bool lies_in_it = tree && IsOrLiesBelow(path, tree->folder);
     return lies_in_it ? std::move(tree) : FindByDatabase(path);
   }
   std::array<char, kPathSize> folder{};
@@ -270,11 +274,10 @@ Outcome<LibraryLock> LibraryLock::Take(const StateRoot& root, const Library& lib
 }
 
 bool LibraryLock::FolderIsThere(const Library& library) const {
-  struct stat held {};
-  struct stat named {};
-  if (stat(library.folder.c_str(), &named) != 0) return false;
-  if (!folder_ || fstat(folder_.get(), &held) != 0) return true;
-  return held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+  const auto named = IdBehind(library.folder.c_str());
+  if (!named) return false;
+  const auto held = folder_ ? IdOfOpen(folder_.get()) : std::nullopt;
+  return !held || held == named;
 }
 
 bool IsHeld(const Library& library) {

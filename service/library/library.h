@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
+#include "base/file_descriptor.h"
 #include "base/shared_database.h"
 #include "common/database_name.h"
-#include "common/file_descriptor.h"
 #include "common/outcome.h"
 #include "library/state_root.h"
 
@@ -24,6 +24,12 @@ struct Library {
   bool shared() const { return kind == LibraryKind::kShared; }
   // Its file, or its name on the server.
   std::string database() const { return shared() ? kSharedDatabase : folder + "/" + kDatabaseName; }
+
+  // What the state folder keeps about it: a folder of the service's own, and the settings that the plug-in
+  // reads. Appliance paths.
+  std::string StateFolder() const;
+  std::string PreferenceFolder() const;
+  std::string PreferenceFile() const { return PreferenceFolder() + "/kavoinfo.conf"; }
 
   // What its database calls the file with the path BELOW the library: the shared one has absolute paths.
   // (Albums bear their path below the library in both.)

@@ -139,9 +139,9 @@ Outcome<Done> StateRoot::PrepareLocked() const {
   constexpr std::array kFolders{"/var/packages/Lumivault/etc",
                                 "/var/packages/Lumivault/target/photo_scripts/sql",
                                 "/usr/kavo/bin",
-                                "/usr/kavo/etc/preference",
+                                kPreferences,
                                 "/etc/kavo",
-                                "/libraries"};
+                                kLibraries};
   for (const char* folder : kFolders) {
     if (auto made = MakeFolder(folder); !made) return made;
   }

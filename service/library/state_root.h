@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "common/outcome.h"
 
 class StateRoot {
@@ -47,6 +47,9 @@ class StateRoot {
 
   std::string path_;
 };
+
+// What the service keeps about its libraries lies there, an appliance path.
+inline constexpr const char* kLibraries = "/libraries";
 
 inline constexpr const char* kPersonalSetting = "runpersonallumivault";
 inline constexpr const char* kPublicSetting = "albumdefpublic";

@@ -10,6 +10,7 @@
 
 #include "base/fixed_path.h"
 #include "common/display.h"
+#include "library/state_root.h"
 
 namespace fs = std::filesystem;
 
@@ -20,16 +21,12 @@ constexpr gid_t kRootsGroup = 0;
 constexpr const char* kJobFolder = "@eaDir";
 
 // What the service goes by, one by one: the folder may be the root of an appliance.
-constexpr std::array kPlaces{"/lock",           "/oldest-job",
-                             kPackageMarker,    kPackageSettings,
-                             kPersonalSchema,   kGpsScript,
-                             kSqliteTool,       kMetadataTool,
-                             kVideoConvertTool, kPreviewTool,
-                             kPhpTool,          "/etc/kavo/personal.conf",
-                             kSharedPhotoLink,  "/usr/kavo/etc/preference",
-                             "/libraries"};
+constexpr std::array kPlaces{"/lock",           "/oldest-job", kPackageMarker, kPackageSettings,
+                             kPersonalSchema,   kGpsScript,    kSqliteTool,    kMetadataTool,
+                             kVideoConvertTool, kPreviewTool,  kPhpTool,       kPersonalFolders,
+                             kSharedPhotoLink,  kPreferences,  kLibraries};
 // These are looked at with all that is in them.
-constexpr std::array kTrees{"/usr/kavo/etc/preference", "/libraries"};
+constexpr std::array kTrees{kPreferences, kLibraries};
 
 constexpr const char* kForeign =
     "belongs to somebody else, who could change what a run does; "

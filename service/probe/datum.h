@@ -9,7 +9,7 @@
 #include <optional>
 #include <string_view>
 
-#include "common/trimmed.h"
+#include "base/ascii.h"
 
 // Null where DATA has nothing under KEY.
 inline const Exiv2::Exifdatum* FindDatum(const Exiv2::ExifData& data, const char* key) {

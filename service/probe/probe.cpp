@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <string_view>
 
+#include "base/file_descriptor.h"
 #include "common/error_text.h"
-#include "common/file_descriptor.h"
 #include "files/looking.h"
 #include "lumivault/media_info.h"
 #include "platform/media_file.h"

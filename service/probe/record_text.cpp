@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "common/trimmed.h"
+#include "base/ascii.h"
+#include "base/utf8.h"
 #include "platform/text.h"
 
 namespace {
@@ -11,16 +12,6 @@ namespace {
 constexpr std::size_t kLongestCharacter = 4;  // bytes of one character in UTF-8
 // What the records hold; a longer metadata value is cut before it is looked at.
 constexpr std::size_t kLongestRaw = 16384;
-
-bool ContinuesCharacter(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-std::string_view CutAtCharacter(std::string_view text, std::size_t length) {
-  if (text.size() <= length) return text;
-  while (length > 0 && ContinuesCharacter(text[length])) --length;
-  return text.substr(0, length);
-}
 
 std::string ToUtf8(const std::string& text) {
   if (RLIBCUnicodeIsUTF8(text.c_str()) != 0) return text;

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "common/trimmed.h"
+#include "base/ascii.h"
 
 namespace {
 

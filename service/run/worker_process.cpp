@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -13,6 +12,7 @@
 #include <chrono>
 #include <thread>
 
+#include "base/process_start.h"
 #include "common/display.h"
 #include "common/error_text.h"
 #include "common/read_pipe.h"
@@ -32,8 +32,9 @@ struct Pair {
   FileDescriptor theirs;
 };
 
-// Empty where DESCRIPTOR is none.
+// Empty where DESCRIPTOR is none, and with errno where it fails.
 FileDescriptor CopyUp(int descriptor) {
+  if (descriptor < 0) return {};
   return FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
 }
 
@@ -42,10 +43,15 @@ FileDescriptor MovedUp(int descriptor) {
   return CopyUp(low.get());
 }
 
+// Nothing, with errno, where an end is missing.
+std::optional<Pair> Whole(Pair pair) {
+  return pair.ours && pair.theirs ? std::optional(std::move(pair)) : std::nullopt;
+}
+
 std::optional<Pair> MakeSocketPair() {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return std::nullopt;
-  return Pair{FileDescriptor(ends[0]), MovedUp(ends[1])};
+  return Whole({FileDescriptor(ends[0]), MovedUp(ends[1])});
 }
 
 // The reading end is ours and theirs. Neither end ever waits: a worker that writes more than it reads back
@@ -53,55 +59,8 @@ std::optional<Pair> MakeSocketPair() {
 std::optional<Pair> MakePipe() {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) return std::nullopt;
-  return Pair{MovedUp(ends[0]), MovedUp(ends[1])};
+  return Whole({MovedUp(ends[0]), MovedUp(ends[1])});
 }
-
-// As the system's calls want them.
-std::vector<char*> Pointers(const std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-// What a new process is given.
-class SpawnSetup {
- public:
-  SpawnSetup() {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawnattr_init(&attributes_);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes_, &none);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK);
-  }
-  ~SpawnSetup() {
-    posix_spawn_file_actions_destroy(&actions_);
-    posix_spawnattr_destroy(&attributes_);
-  }
-  SpawnSetup(const SpawnSetup&) = delete;
-  SpawnSetup& operator=(const SpawnSetup&) = delete;
-
-  void Give(const FileDescriptor& from, int as) {
-    posix_spawn_file_actions_adddup2(&actions_, from.get(), as);
-  }
-  void GiveNothing(int as, int flags) {
-    posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", flags, 0);
-  }
-
-  // 0 and the process, or an errno value.
-  int Spawn(int program, const std::vector<std::string>& arguments,
-            const std::vector<std::string>& environment, pid_t& pid) const {
-    const std::string path = kOpenFiles + std::to_string(program);
-    return posix_spawn(&pid, path.c_str(), &actions_, &attributes_, Pointers(arguments).data(),
-                       Pointers(environment).data());
-  }
-
- private:
-  posix_spawn_file_actions_t actions_{};
-  posix_spawnattr_t attributes_{};
-};
 
 bool WaitAtMost(pid_t pid, std::chrono::milliseconds limit, int& status) {
   constexpr std::chrono::milliseconds kStep{1};
@@ -151,6 +110,10 @@ std::vector<std::string> ArgumentsOf(const WorkerStart& start, const std::string
   return arguments;
 }
 
+Failure NotStarted(int error) {
+  return {ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
+}
+
 }  // namespace
 
 Outcome<std::unique_ptr<StartedWorker>> WorkerProcess::Start(const WorkerStart& start,
@@ -158,23 +121,25 @@ Outcome<std::unique_ptr<StartedWorker>> WorkerProcess::Start(const WorkerStart& 
                                                              const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
-  if (!sockets || !log) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(errno)};
-  SpawnSetup setup;
+  const FileDescriptor program = CopyUp(start.program);
+  const FileDescriptor shared_turn = CopyUp(turn.get());
+  const FileDescriptor view = CopyUp(start.view);
+  const bool copied = program && (shared_turn || !turn) && (view || start.view < 0);
+  if (!sockets || !log || !copied) return NotStarted(errno);
+  ProcessStart setup;
   setup.GiveNothing(STDIN_FILENO, O_RDONLY);
   setup.GiveNothing(STDOUT_FILENO, O_WRONLY);
-  setup.Give(log->theirs, STDERR_FILENO);
-  setup.Give(sockets->theirs, kWorkerSocket);
-  setup.Give(log->ours, kWorkerLogPipe);
-  const FileDescriptor shared_turn = CopyUp(turn.get());
-  if (shared_turn) setup.Give(shared_turn, kWorkerTurn);
+  setup.Give(log->theirs.get(), STDERR_FILENO);
+  setup.Give(sockets->theirs.get(), kWorkerSocket);
+  setup.Give(log->ours.get(), kWorkerLogPipe);
+  if (shared_turn) setup.Give(shared_turn.get(), kWorkerTurn);
   if (!shared_turn) setup.GiveNothing(kWorkerTurn, O_RDONLY);
-  const FileDescriptor view = CopyUp(start.view);
-  if (view) setup.Give(view, kWorkerView);
+  if (view) setup.Give(view.get(), kWorkerView);
   pid_t pid = 0;
-  const FileDescriptor executable = CopyUp(start.program);
   const auto environment = start.identity ? EnvironmentForAnother() : OwnEnvironment();
-  const int error = setup.Spawn(executable.get(), ArgumentsOf(start, database), environment, pid);
-  if (error != 0) return Failure{ExitStatus::kFatal, "a worker cannot be started: " + ErrorText(error)};
+  const std::string path = kOpenFiles + std::to_string(program.get());
+  const int error = setup.Run(path.c_str(), ArgumentsOf(start, database), environment, pid);
+  if (error != 0) return NotStarted(error);
   return std::unique_ptr<StartedWorker>(
       new WorkerProcess(pid, Channel(std::move(sockets->ours)), std::move(log->ours)));
 }

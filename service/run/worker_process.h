@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "common/outcome.h"
 #include "library/library.h"
 #include "run/started_worker.h"

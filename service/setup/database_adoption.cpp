@@ -10,9 +10,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_descriptor.h"
+#include "base/file_id.h"
 #include "common/database_name.h"
 #include "common/display.h"
-#include "common/file_descriptor.h"
 #include "database/database_reader.h"
 
 namespace {
@@ -48,11 +49,8 @@ FileDescriptor OpenIn(const FileDescriptor& folder, const std::string& name) {
 
 // NAME in FOLDER is what is open as FILE.
 bool IsStill(const FileDescriptor& folder, const std::string& name, const FileDescriptor& file) {
-  struct stat held {};
-  struct stat named {};
-  return fstat(file.get(), &held) == 0 &&
-         fstatat(folder.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+  const auto held = IdOfOpen(file.get());
+  return held && held == IdOfName(folder.get(), name.c_str());
 }
 
 // Whoever may write to the folder may have moved any file of root's here that lies there too. So what becomes

@@ -257,7 +257,7 @@ void ExamineFolder(const Library& library, Findings& findings) {
 }
 
 void ExaminePersonalSwitch(const StateRoot& root, const Library& library, Findings& findings) {
-  const std::string file = root.Place("/usr/kavo/etc/preference/" + library.user + "/kavoinfo.conf");
+  const std::string file = root.Place(library.PreferenceFile());
   if (Missing(file)) return Add(findings, file, kGone, "run: lumivault index " + Visible(library.folder));
   if (RLIBCFileCheckKeyValue(file.c_str(), kPersonalSetting, "yes", 0) != 0) return;
   Add(findings, file, std::string(kPersonalSetting) + " is not \"yes\"",

@@ -115,7 +115,7 @@ std::vector<Failure> SetUpSharedTree(const StateRoot& root, const std::string& f
   if (!tree) {
     failures.push_back(tree.failure());
   } else if (note(ClearOfLibraries(root, *tree)) && note(MakeLink(root, tree->folder))) {
-    note(root.MakeFolder("/libraries/" + tree->user));
+    note(root.MakeFolder(tree->StateFolder()));
   }
   note(PrepareDatabase());
   return failures;

@@ -27,7 +27,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "library/generation.h"
 #include "work/work_item.h"
 

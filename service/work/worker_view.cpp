@@ -21,14 +21,13 @@ constexpr mode_t kFolderMode = 0755;
 constexpr mode_t kFileMode = 0644;
 constexpr mode_t kToolMode = 0755;
 constexpr const char* kJobFolder = "/var/services/photo/@eaDir";
-constexpr const char* kPersonalFolders = "/etc/kavo/personal.conf";
 
 // Programs and scripts of which a state folder may have its own.
 constexpr std::array kTools{kSqliteTool,  kMetadataTool, kVideoConvertTool,
                             kPreviewTool, kPhpTool,      kGpsScript};
 
 std::string PlaceOf(const StateRoot& root, const Library& library) {
-  return root.Place("/libraries/" + library.user + "/worker");
+  return root.Place(library.StateFolder() + "/worker");
 }
 
 class View {
@@ -60,7 +59,7 @@ Outcome<FileDescriptor> View::Make(const WorkerIdentity& owner) {
   Write(kPackageMarker, "");
   Copy(kPackageSettings);
   Copy(kPersonalSchema);
-  Copy("/usr/kavo/etc/preference/" + library_.user + "/kavoinfo.conf");
+  Copy(library_.PreferenceFile());
   Write(kPersonalFolders, KeyValueLine(library_.user, library_.folder));
   for (const char* tool : kTools) CopyTool(tool);
   MakeJobFolder(owner);

@@ -1,7 +1,7 @@
 #ifndef SERVICE_WORK_WORKER_VIEW_H_
 #define SERVICE_WORK_WORKER_VIEW_H_
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "common/outcome.h"
 #include "library/library.h"
 #include "library/state_root.h"

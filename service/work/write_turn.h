@@ -6,7 +6,7 @@
 #include <chrono>
 #include <memory>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 
 // Whose turn it is among the workers of one run to write. A worker that waits here goes on the moment that
 // the one before it is done; left to the database's own lock, it would sleep and try again, for longer each

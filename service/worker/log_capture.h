@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 
 // What the plug-in writes to the system log, read back in the same process: syslog copies every message to
 // standard error, which is the writing end of a pipe.

@@ -1,6 +1,6 @@
 #include "worker/title_choice.h"
 
-#include "common/trimmed.h"
+#include "base/ascii.h"
 #include "database/queries_sql.h"
 
 bool ChooseTitle(DatabaseReader& database, const std::string& key, const std::string& carried,

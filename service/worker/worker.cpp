@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
+#include "base/file_id.h"
 #include "common/display.h"
 #include "common/error_text.h"
 #include "common/exit_status.h"
@@ -59,9 +59,8 @@ Failure FolderGone(const Library& library) {
 
 // Which file the database at PATH is, "" when that cannot be told.
 std::string FileIdentity(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return "";
-  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+  const auto id = IdBehind(path.c_str());
+  return id ? std::to_string(id->device) + ":" + std::to_string(id->inode) : "";
 }
 
 bool AnnounceDatabase(Channel& channel, const std::string& path) {

@@ -67,17 +67,6 @@ std::string DirName(std::string_view path) {
   return last == std::string_view::npos ? "/" : std::string(path.substr(0, last + 1));
 }
 
-bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-  return a.size() == b.size() &&
-         std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
-}
-
-bool LiesIn(std::string_view path, std::string_view root) {
-  if (!EqualsIgnoreCase(path.substr(0, root.size()), root)) return false;
-  return path.size() == root.size() || path[root.size()] == '/';
-}
-
 int DecimalInt(const char* text) {
   constexpr int kBase = 10;
   return static_cast<int>(std::clamp<long>(std::strtol(OrEmpty(text), nullptr, kBase), INT_MIN, INT_MAX));

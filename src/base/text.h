@@ -27,13 +27,6 @@ std::optional<std::string_view> ExtensionOf(std::string_view path);
 // The directory part as dirname(3) gives it: "." when there is none.
 std::string DirName(std::string_view path);
 
-// Only the letters of ASCII are folded, whatever locale the process has set: in Turkish "I" is no "i".
-bool EqualsIgnoreCase(std::string_view a, std::string_view b);
-
-// True when PATH is ROOT or lies below it: ROOT's length compared without regard to letter case, then '/' or
-// the end.
-bool LiesIn(std::string_view path, std::string_view root);
-
 // The decimal number that TEXT begins with (blanks before it and a sign are allowed), the nearest int when it
 // is beyond one; 0 without digits and for null.
 int DecimalInt(const char* text);

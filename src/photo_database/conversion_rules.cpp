@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/ascii.h"
 #include "base/export_guard.h"
 #include "base/limits.h"
 #include "base/log.h"
@@ -58,7 +59,7 @@ bool NeedsConversion(const char* path) {
 
 bool Lists(const RLIBCSZLIST* formats, std::string_view extension) {
   for (int i = 0; i < RLIBCSzListCount(formats); ++i) {
-    if (EqualsIgnoreCase(extension, RLIBCSzListGet(formats, i))) return true;
+    if (EqualsIgnoreAsciiCase(extension, RLIBCSzListGet(formats, i))) return true;
   }
   return false;
 }

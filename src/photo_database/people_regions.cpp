@@ -11,7 +11,6 @@
 #include "photo_database/region_listing.h"
 #include "photo_database/stored_path.h"
 #include "photo_database/tool_values.h"
-#include "platform/files.h"
 
 namespace {
 
@@ -71,14 +70,7 @@ std::optional<int> OrientationOf(const char* path) {
 }  // namespace
 
 std::optional<MetadataPeople> GetPhotoPeopleTaggingFromMetadata(const char* path, People people) {
-  if (path == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
-    return std::nullopt;
-  }
-  if (!RLIBCFileExist(path)) {
-    LOG_AT(kPhotoDatabaseSource, "File not exists: %s", path);
-    return std::nullopt;
-  }
+  if (!IsThereToRead(path)) return std::nullopt;
   const auto listing = MetadataListing(kListKeysAndValues, path);
   if (!listing) return std::nullopt;
   OwnedHash regions = HashOf(ParseRegions(*listing), people);

@@ -10,7 +10,6 @@
 #include "photo_database/storable_text.h"
 #include "photo_database/tool_values.h"
 #include "photo_util/side_reader.h"
-#include "platform/files.h"
 
 namespace {
 
@@ -134,14 +133,7 @@ std::optional<Position> PositionFromSideFile(const std::string& side_file) {
 }  // namespace
 
 std::optional<Position> PhotoGPSInfoGet(const char* path, PositionMode mode) {
-  if (path == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
-    return std::nullopt;
-  }
-  if (!RLIBCFileExist(path)) {
-    LOG_AT(kPhotoDatabaseSource, "File not exists: %s", path);
-    return std::nullopt;
-  }
+  if (!IsThereToRead(path)) return std::nullopt;
   if (const auto side_file = FindSideItem(path, "GPS")) return PositionFromSideFile(*side_file);
   if (mode == PositionMode::kVideo) return std::nullopt;
   return PositionFromTags(path);

@@ -6,6 +6,7 @@
 #include <map>
 #include <utility>
 
+#include "base/ascii.h"
 #include "base/c_locale.h"
 #include "base/limits.h"
 #include "base/text.h"
@@ -71,7 +72,7 @@ std::string AreaText(const Properties& properties) {
 Region GroupRegion(const Properties& properties) {
   std::string name = StorableText(Property(properties, kGroupName));
   const std::string type = Property(properties, kGroupType);
-  if (name.empty() && !type.empty() && !EqualsIgnoreCase(type, "Face")) return {};
+  if (name.empty() && !type.empty() && !EqualsIgnoreAsciiCase(type, "Face")) return {};
   return {std::move(name), AreaText(properties)};
 }
 

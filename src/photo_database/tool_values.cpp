@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "base/value_format.h"
 #include "photo_database/storable_text.h"
+#include "platform/files.h"
 #include "platform/process.h"
 
 namespace {
@@ -70,6 +71,16 @@ std::vector<std::string> SplitWords(std::string_view text) {
   std::vector<std::string> words = Split(text, ' ');
   std::erase(words, "");
   return words;
+}
+
+bool IsThereToRead(const char* path) {
+  if (path == nullptr) {
+    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    return false;
+  }
+  if (RLIBCFileExist(path)) return true;
+  LOG_AT(kPhotoDatabaseSource, "File not exists: %s", path);
+  return false;
 }
 
 std::optional<std::string> MetadataListing(const char* option, const char* path) {

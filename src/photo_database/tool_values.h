@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+// Whether there is a file at PATH, which may be null, to ask anything about; that there is none is logged.
+bool IsThereToRead(const char* path);
+
 // All that the metadata tool prints for OPTION and PATH; "" for a file without metadata. Nothing when the
 // tool cannot be run (that is logged) or says that it could not read the file to its end: a file that is just
 // being copied must not pass for one without metadata, nor a part of a listing for all of it.

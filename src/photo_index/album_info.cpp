@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/ascii.h"
 #include "base/fixed_path.h"
 #include "base/limits.h"
 #include "base/log.h"
@@ -22,7 +23,7 @@ constexpr const char* kDefaultPublicKey = "albumdefpublic";
 
 // Whether FOLDER lies deeper than directly below ROOT.
 bool IsSubAlbum(std::string_view folder, std::string_view root) {
-  if (EqualsIgnoreCase(folder, root)) return false;
+  if (EqualsIgnoreAsciiCase(folder, root)) return false;
   return folder.find('/', root.size() + 1) != std::string_view::npos;
 }
 
@@ -41,7 +42,7 @@ bool SharedDefault() {
     LOG_AT(kPhotoIndexSource, "Can't get key valude. key=albumdefpublic");
     return false;
   }
-  return EqualsIgnoreCase(value, "yes");
+  return EqualsIgnoreAsciiCase(value, "yes");
 }
 
 bool PersonalDefault() {
@@ -95,7 +96,7 @@ bool InheritFromParent(KAVO_PHOTO_SHARE_INFO& record) {
     LOG_AT(kPhotoIndexSource, "KAVOPhotoShareGetFieldValue failed.");
     return false;
   }
-  record.isPublic = EqualsIgnoreCase(flag, "t") ? 1 : 0;
+  record.isPublic = EqualsIgnoreAsciiCase(flag, "t") ? 1 : 0;
   return true;
 }
 

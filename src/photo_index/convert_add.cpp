@@ -1,6 +1,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/ascii.h"
 #include "base/export_guard.h"
 #include "base/limits.h"
 #include "base/log.h"
@@ -19,7 +20,7 @@ constexpr const char* kPhoneContainer = "3gp";
 
 bool HasExtension(const char* path, const char* wanted) {
   char extension[kNameSize] = {};
-  return KAVOIndexExtGet(path, extension, sizeof extension) >= 0 && EqualsIgnoreCase(extension, wanted);
+  return KAVOIndexExtGet(path, extension, sizeof extension) >= 0 && EqualsIgnoreAsciiCase(extension, wanted);
 }
 
 bool HasResolution(const KAVO_MEDIA_INFO& record) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/ascii.h"
 #include "base/export_guard.h"
 #include "base/fixed_path.h"
 #include "base/json_value.h"
@@ -111,7 +112,8 @@ int QueueFaceRecognition(const char* path) {
 std::string_view WatermarkKey(std::string_view path) {
   std::size_t start = 0;
   for (auto slash = path.find('/'); slash != std::string_view::npos; slash = path.find('/', start)) {
-    if (EqualsIgnoreCase(path.substr(start, slash - start), kPhotoFolderName)) return path.substr(slash + 1);
+    if (EqualsIgnoreAsciiCase(path.substr(start, slash - start), kPhotoFolderName))
+      return path.substr(slash + 1);
     start = slash + 1;
   }
   return path;

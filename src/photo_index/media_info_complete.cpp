@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "base/ascii.h"
 #include "base/json_value.h"
 #include "base/limits.h"
 #include "base/log.h"
@@ -32,7 +33,7 @@ void IndexMediaInfoComplete(Json::Value& info) {
   if (path.empty()) LOG_AT(kPhotoIndexSource, "Bad parameter.");
 
   info["szName"] = std::string(BaseName(path));
-  if (HGAStatusIsHGARequest() && EqualsIgnoreCase(JsonText(info, "szAlbum"), kPersonalRootAlbum)) {
+  if (HGAStatusIsHGARequest() && EqualsIgnoreAsciiCase(JsonText(info, "szAlbum"), kPersonalRootAlbum)) {
     info["szAlbum"] = "";
   }
   if (const auto title = SideText(path.c_str(), "KAVOPHOTO_TITLE", "KAVOPHOTO:TITLE"))

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 
+#include "base/ascii.h"
 #include "base/export_guard.h"
 #include "base/log.h"
+#include "base/path_below.h"
 #include "base/text.h"
 #include "lumivault/photo_index.h"
 #include "lumivault/photo_util.h"
@@ -34,7 +36,7 @@ class Share {
   Share& operator=(const Share&) = delete;
 
   bool HasPath(const char* path) const {
-    return record_ != nullptr && EqualsIgnoreCase(record_->szPath, path);
+    return record_ != nullptr && EqualsIgnoreAsciiCase(record_->szPath, path);
   }
 
  private:

@@ -1,3 +1,4 @@
+#include "base/ascii.h"
 #include "base/text.h"
 #include "lumivault/photo_util.h"
 
@@ -13,7 +14,7 @@ constexpr const char* kForceUpdateFormats[] = {"jpg", "jpeg", "jpe", "tiff", "ti
 int IsFormat(const char* extension, const char* const* list) {
   if (extension == nullptr || list == nullptr) return 0;
   for (; *list != nullptr; ++list) {
-    if (EqualsIgnoreCase(extension, *list)) return 1;
+    if (EqualsIgnoreAsciiCase(extension, *list)) return 1;
   }
   return 0;
 }

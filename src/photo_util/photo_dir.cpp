@@ -8,6 +8,7 @@
 #include "base/export_guard.h"
 #include "base/fixed_path.h"
 #include "base/limits.h"
+#include "base/path_below.h"
 #include "base/text.h"
 #include "lumivault/photo_util.h"
 #include "lumivault/request_context.h"

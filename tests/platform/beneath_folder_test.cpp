@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "platform/files.h"
 #include "support/temp_dir.h"
 
@@ -23,12 +23,14 @@ class BeneathFolderTest : public testing::Test {
   BeneathFolderTest() {
     fs::create_directories(root() / "a/b");
     fs::create_directories(dir_.path() / "outside/b");
-    root_ = Descriptor(open(root().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    root_ = FileDescriptor(open(root().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   }
 
   fs::path root() const { return dir_.path() / "photo"; }
-  Descriptor Open(const char* path) const { return Descriptor(KAVOBeneathOpenFolder(root_.get(), path)); }
-  static bool Same(const Descriptor& opened, const fs::path& folder) {
+  FileDescriptor Open(const char* path) const {
+    return FileDescriptor(KAVOBeneathOpenFolder(root_.get(), path));
+  }
+  static bool Same(const FileDescriptor& opened, const fs::path& folder) {
     struct stat one {};
     struct stat other {};
     return opened && fstat(opened.get(), &one) == 0 && stat(folder.c_str(), &other) == 0 &&
@@ -42,7 +44,7 @@ class BeneathFolderTest : public testing::Test {
 
  private:
   TempDir dir_;
-  Descriptor root_;
+  FileDescriptor root_;
 };
 
 TEST_F(BeneathFolderTest, TheFolderItselfAndThoseBelow) {
@@ -53,7 +55,7 @@ TEST_F(BeneathFolderTest, TheFolderItselfAndThoseBelow) {
 
 TEST_F(BeneathFolderTest, WhatIsOpenedCanBeListed) {
   WriteFile(root() / "a/b/c.jpg", "x");
-  const Descriptor opened = Open("a/b");
+  const FileDescriptor opened = Open("a/b");
   const fs::directory_iterator entries("/proc/self/fd/" + std::to_string(opened.get()));
   EXPECT_EQ(entries->path().filename(), "c.jpg");
 }

@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "core/find_below.h"
 #include "core/open_below.h"
 #include "platform/files.h"
@@ -69,7 +69,7 @@ class RaceTest : public testing::Test {
     const Attacker attacker = Attack();
     Count count;
     for (int i = 0; i < kOpens; ++i) {
-      const Descriptor opened = open_target();
+      const FileDescriptor opened = open_target();
       const auto status = opened ? StatusOf(opened) : std::nullopt;
       if (!status.has_value()) continue;
       ++count.opened;
@@ -83,13 +83,13 @@ class RaceTest : public testing::Test {
 };
 
 TEST_F(RaceTest, TheAttackWorksAgainstACheckOfTheLastNameAlone) {
-  const Count count =
-      OpenUnderAttack([&] { return Descriptor(open(target().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)); });
+  const Count count = OpenUnderAttack(
+      [&] { return FileDescriptor(open(target().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)); });
   EXPECT_GT(count.leaked, 0);
 }
 
 TEST_F(RaceTest, NothingForeignIsOpenedAtOnce) {
-  const Descriptor root(open(photo().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor root(open(photo().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!OpenBelowAtOnce(root.get(), ".", O_PATH, 0) && errno == ENOSYS) GTEST_SKIP() << "no openat2 here";
   const Count count = OpenUnderAttack([&] { return OpenBelowAtOnce(root.get(), "trip/a.jpg", O_RDONLY, 0); });
   EXPECT_GT(count.opened, 0);
@@ -97,7 +97,7 @@ TEST_F(RaceTest, NothingForeignIsOpenedAtOnce) {
 }
 
 TEST_F(RaceTest, NothingForeignIsOpenedStepwise) {
-  const Descriptor root(open(photo().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor root(open(photo().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   const Count count =
       OpenUnderAttack([&] { return OpenBelowStepwise(root.get(), "trip/a.jpg", O_RDONLY, 0); });
   EXPECT_GT(count.opened, 0);
@@ -106,7 +106,7 @@ TEST_F(RaceTest, NothingForeignIsOpenedStepwise) {
 
 TEST_F(RaceTest, NothingForeignIsRead) {
   const Count count =
-      OpenUnderAttack([&] { return Descriptor(KAVOBeneathOpen(photo().c_str(), target().c_str())); });
+      OpenUnderAttack([&] { return FileDescriptor(KAVOBeneathOpen(photo().c_str(), target().c_str())); });
   EXPECT_GT(count.opened, 0);
   EXPECT_EQ(count.leaked, 0);
 }
@@ -119,9 +119,9 @@ TEST_F(RaceTest, NothingForeignIsRemoved) {
     for (int i = 0; i < kRemovals; ++i) {
       if (RemoveBelow(photo(), target()) != 0) continue;
       ++removed;
-      const Descriptor again(
+      const FileDescriptor again(
           open((photo() / "trip" / "a.jpg").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-      const Descriptor other(
+      const FileDescriptor other(
           open((photo() / "bait" / "a.jpg").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     }
   }

@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "core/find_below.h"
 #include "core/open_below.h"
 #include "platform/connection_lending.h"
@@ -74,7 +74,7 @@ mode_t ModeOf(const fs::path& path) {
 }
 
 std::string ContentOf(int descriptor) {
-  const Descriptor owned(descriptor);
+  const FileDescriptor owned(descriptor);
   char text[64] = {};
   return read(owned.get(), text, sizeof(text) - 1) >= 0 ? text : "unreadable";
 }
@@ -189,7 +189,7 @@ TEST_F(SpecialFileTest, AFifoIsNotEvenOpened) {
 }
 
 TEST_F(SpecialFileTest, ASocketIsRefused) {
-  const Descriptor socket_descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const FileDescriptor socket_descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   Path("a.jpg").copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -430,7 +430,7 @@ TEST_F(BeneathTest, TheSameStateIsPendingOnce) {
 }
 
 // The walk that stands in for openat2 on older kernels answers as openat2 does.
-using OpenFunction = Descriptor (*)(int, const std::string&, int, mode_t);
+using OpenFunction = FileDescriptor (*)(int, const std::string&, int, mode_t);
 
 struct Way {
   const char* name;
@@ -449,7 +449,7 @@ class OpenWayTest : public BeneathTest, public testing::WithParamInterface<Way> 
     return GetParam().open(folder_.get(), relative, flags, 0600) ? 0 : errno;
   }
 
-  Descriptor folder_;
+  FileDescriptor folder_;
 };
 
 TEST_P(OpenWayTest, OpensFilesFoldersAndTheRootItself) {

@@ -113,7 +113,7 @@ TEST_F(FileLockTest, LinesOfManyProcessesStayWhole) {
 TEST_F(FileLockTest, WithoutTheLockTheSameLinesAreTorn) {
   WriteFile(queue(), "");
   RunChildren(kWriters, [&](int writer) {
-    const Descriptor descriptor(open(queue().c_str(), O_RDWR | O_CLOEXEC));
+    const FileDescriptor descriptor(open(queue().c_str(), O_RDWR | O_CLOEXEC));
     for (int number = 0; number < kLines; ++number)
       AppendInTwoWrites(descriptor.get(), LineOf(writer, number));
     return 0;
@@ -128,11 +128,11 @@ TEST_F(FileLockTest, ThreadsOfOneProcessExcludeEachOther) {
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int n = 0; n < 200; ++n) {
-        const Descriptor locked = LockFile(queue(), milliseconds(10'000));
+        const FileDescriptor locked = LockFile(queue(), milliseconds(10'000));
         if (++inside != 1) ++overlaps;
         std::this_thread::yield();
         // Another descriptor of the file that is closed must not take the lock with it.
-        const Descriptor other(open(queue().c_str(), O_RDONLY | O_CLOEXEC));
+        const FileDescriptor other(open(queue().c_str(), O_RDONLY | O_CLOEXEC));
         --inside;
       }
     });
@@ -170,7 +170,7 @@ pid_t StartHolder(const std::string& file) {
   int ready[2];
   EXPECT_EQ(pipe(ready), 0);
   const pid_t holder = StartChild([&] {
-    const Descriptor locked = LockFile(file, milliseconds(1'000));
+    const FileDescriptor locked = LockFile(file, milliseconds(1'000));
     if (write(ready[1], "r", 1) != 1) return 1;
     pause();
     return 0;

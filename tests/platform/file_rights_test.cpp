@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "core/file_identity.h"
 #include "support/temp_dir.h"
 
@@ -45,7 +45,7 @@ class FileRightsTest : public testing::Test {
   void TearDown() override { KAVOFileRightsReturn(); }
 
   bool MayRead(const std::string& name) const {
-    return static_cast<bool>(Descriptor(open((dir_.path() / name).c_str(), O_RDONLY | O_CLOEXEC)));
+    return static_cast<bool>(FileDescriptor(open((dir_.path() / name).c_str(), O_RDONLY | O_CLOEXEC)));
   }
   // Which of the files this thread may read.
   std::vector<std::string> Readable() const {

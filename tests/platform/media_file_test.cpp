@@ -15,7 +15,7 @@
 #include <string>
 #include <thread>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
@@ -38,7 +38,7 @@ class MediaFileTest : public testing::Test {
   void Hold() const { ASSERT_EQ(KAVOMediaFolderHold(library().c_str()), 0); }
   // 0, or why the file NAME of the library is not opened.
   int Open(const std::string& name) const {
-    const Descriptor opened(KAVOMediaOpen((library() / name).c_str()));
+    const FileDescriptor opened(KAVOMediaOpen((library() / name).c_str()));
     return opened ? 0 : errno;
   }
   static void Own(const fs::path& path, uid_t owner) {
@@ -124,7 +124,7 @@ TEST_F(MediaFileTest, SpecialFileIsNotOpened) {
 
 TEST_F(MediaFileTest, LinkToAnOpenFileOfTheProcessIsNotFollowed) {
   WriteFile(outside() / "a.jpg", "a");
-  const Descriptor folder(open(outside().c_str(), O_PATH | O_CLOEXEC));
+  const FileDescriptor folder(open(outside().c_str(), O_PATH | O_CLOEXEC));
   Link("a.jpg", "/proc/self/fd/" + std::to_string(folder.get()) + "/a.jpg");
   Hold();
   EXPECT_EQ(Open("a.jpg"), ELOOP);

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
@@ -34,7 +34,7 @@ class MetadataSizeTest : public testing::Test {
     WriteFile(file, content);
     fs::resize_file(file, content.size() + size);
     std::ofstream(file, std::ios::app | std::ios::binary) << tail;
-    const Descriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     return MetadataBytes(opened.get());
   }
   static std::string Segment(unsigned marker, std::uint32_t length) {

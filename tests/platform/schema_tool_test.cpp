@@ -1,11 +1,9 @@
 // The command that makes a personal database, answered without a shell and a tool.
 #include "process/schema_tool.h"
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -15,31 +13,13 @@
 #include <thread>
 
 #include "platform/database_fixture.h"
+#include "platform/nameless_files.h"
 #include "platform/process.h"
 #include "support/child_processes.h"
 #include "support/schemas.h"
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-bool without_nameless_files = false;
-}  // namespace
-
-// In the place of the system's, for file systems that have no files without a name.
-extern "C" __attribute__((visibility("default"))) int openat64(int folder, const char* path, int flags, ...) {
-  va_list more;
-  va_start(more, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;
-  va_end(more);
-  if (without_nameless_files && (flags & O_TMPFILE) == O_TMPFILE) {
-    errno = EOPNOTSUPP;
-    return -1;
-  }
-  using Function = int (*)(int, const char*, int, ...);
-  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "openat64"));
-  return next(folder, path, flags, mode);
-}
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "platform/connection_lending.h"
 #include "platform/files.h"
 #include "platform/substitute_loan.h"
@@ -42,7 +42,7 @@ class SideFileLendingTest : public testing::Test {
   int Remove() const { return KAVOBeneathRemove(root().c_str(), SideFile().c_str()); }
   // "-" when it cannot be opened.
   std::string Text() const {
-    const Descriptor file(KAVOBeneathOpen(root().c_str(), SideFile().c_str()));
+    const FileDescriptor file(KAVOBeneathOpen(root().c_str(), SideFile().c_str()));
     if (!file) return "-";
     std::string text;
     std::array<char, 8192> buffer{};

@@ -1,12 +1,10 @@
 // What a connection to an SQLite file opens, deletes and makes beside it, whatever lies there.
 #include "db/sqlite_files.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <signal.h>
 #include <sqlite3.h>
-#include <stdarg.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -20,30 +18,12 @@
 #include <thread>
 
 #include "platform/database_fixture.h"
+#include "platform/nameless_files.h"
 #include "support/child_processes.h"
 #include "support/hostile_journal.h"
 #include "support/open_watch.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-bool without_nameless_files = false;
-}  // namespace
-
-// In the place of the system's, for file systems that have no files without a name.
-extern "C" __attribute__((visibility("default"))) int openat64(int folder, const char* path, int flags, ...) {
-  va_list more;
-  va_start(more, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0;
-  va_end(more);
-  if (without_nameless_files && (flags & O_TMPFILE) == O_TMPFILE) {
-    errno = EOPNOTSUPP;
-    return -1;
-  }
-  using Function = int (*)(int, const char*, int, ...);
-  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "openat64"));
-  return next(folder, path, flags, mode);
-}
 
 namespace {
 
@@ -212,7 +192,7 @@ TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
 TEST_F(SqliteFilesTest, ALeaseHoldsNobodyForLong) {
   signal(SIGIO, SIG_IGN);
   for (const int kind : {F_WRLCK, F_RDLCK}) {
-    const Descriptor held(open(file().c_str(), O_RDONLY));
+    const FileDescriptor held(open(file().c_str(), O_RDONLY));
     ASSERT_EQ(fcntl(held.get(), F_SETLEASE, kind), 0);
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db is held by its owner (a lease); try again.");

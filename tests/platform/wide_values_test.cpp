@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "platform/database_fixture.h"
 #include "platform/files.h"
 #include "platform/image_cache.h"
@@ -87,7 +87,7 @@ TEST_F(WideValuesTest, SideFileOfTheFutureIsReadAndRemoved) {
   const std::string file = dir_ / "side";
   WriteFile(file, "text");
   if (!MakeFuture(file)) GTEST_SKIP() << kNoFuture;
-  EXPECT_GE(Descriptor(KAVOBeneathOpen(dir_.path().c_str(), file.c_str())).get(), 0);
+  EXPECT_GE(FileDescriptor(KAVOBeneathOpen(dir_.path().c_str(), file.c_str())).get(), 0);
   EXPECT_EQ(KAVOBeneathRemove(dir_.path().c_str(), file.c_str()), 0);
   EXPECT_FALSE(fs::exists(file));
 }
@@ -136,7 +136,7 @@ TEST_F(WideValuesTest, HugeFileTellsItsSize) {
 TEST_F(WideValuesTest, HugeFileIsOpenedBelowItsRoot) {
   WriteFile(dir_ / "a.txt", "a");
   if (!MakeHuge(dir_ / "a.txt")) GTEST_SKIP() << kNoHuge;
-  const Descriptor file(KAVOBeneathOpen(dir_.path().c_str(), (dir_ / "a.txt").c_str()));
+  const FileDescriptor file(KAVOBeneathOpen(dir_.path().c_str(), (dir_ / "a.txt").c_str()));
   char first = 0;
   ASSERT_EQ(read(file.get(), &first, 1), 1);
   EXPECT_EQ(first, 'a');

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "support/scripted_workers.h"
 
 namespace {

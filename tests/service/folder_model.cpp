@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/path_below.h"
 #include "support/media_maker.h"
 
 namespace fs = std::filesystem;
@@ -15,10 +16,6 @@ constexpr std::size_t kLongestFolder = 600;
 constexpr std::size_t kMostFiles = 60;
 constexpr std::size_t kLongName = 240;  // with its number and extension at most 255
 constexpr int kRareLongName = 8;
-
-bool LiesIn(const std::string& path, const std::string& folder) {
-  return (path + "/").starts_with(folder + "/");
-}
 
 }  // namespace
 
@@ -164,7 +161,7 @@ void FolderModel::MakeFolder() {
 void FolderModel::RenameFolder() {
   const std::string from = AnyFolder();
   const std::string to = NewPath("");
-  if (from.empty() || to.size() > kLongestFolder || LiesIn(to, from)) return;
+  if (from.empty() || to.size() > kLongestFolder || IsOrLiesBelow(to, from)) return;
   fs::rename(root_ / from, root_ / to);
   Moved(from, to);
 }
@@ -172,7 +169,7 @@ void FolderModel::RenameFolder() {
 void FolderModel::SwapFolders() {
   const std::string a = AnyFolder();
   const std::string b = AnyFolder();
-  if (a.empty() || b.empty() || LiesIn(a, b) || LiesIn(b, a)) return;
+  if (a.empty() || b.empty() || IsOrLiesBelow(a, b) || IsOrLiesBelow(b, a)) return;
   const std::string between = "between";
   fs::rename(root_ / a, root_ / between);
   Moved(a, between);
@@ -186,16 +183,16 @@ void FolderModel::DeleteFolder() {
   const std::string folder = AnyFolder();
   if (folder.empty()) return;
   fs::remove_all(root_ / folder);
-  std::erase_if(files_, [&](const auto& file) { return LiesIn(file.first, folder); });
-  std::erase_if(folders_, [&](const std::string& path) { return LiesIn(path, folder); });
+  std::erase_if(files_, [&](const auto& file) { return IsOrLiesBelow(file.first, folder); });
+  std::erase_if(folders_, [&](const std::string& path) { return IsOrLiesBelow(path, folder); });
 }
 
 void FolderModel::Moved(const std::string& from, const std::string& to) {
   std::map<std::string, int> files;
   for (const auto& [path, number] : files_)
-    files[LiesIn(path, from) ? to + path.substr(from.size()) : path] = number;
+    files[IsOrLiesBelow(path, from) ? to + path.substr(from.size()) : path] = number;
   files_ = std::move(files);
   for (std::string& folder : folders_) {
-    if (LiesIn(folder, from)) folder = to + folder.substr(from.size());
+    if (IsOrLiesBelow(folder, from)) folder = to + folder.substr(from.size());
   }
 }

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "files/file_counter.h"
 #include "files/fingerprint.h"
 #include "files/gone.h"

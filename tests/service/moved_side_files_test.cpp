@@ -33,8 +33,7 @@ class MovedSideFilesTest : public Base {
   }
 };
 
-using Libraries = testing::Types<LibraryRowsTest, SharedTreeTest>;
-TYPED_TEST_SUITE(MovedSideFilesTest, Libraries);
+TYPED_TEST_SUITE(MovedSideFilesTest, BothKinds);
 
 TYPED_TEST(MovedSideFilesTest, APhotosTitleIsInItsRow) {
   MakeJpeg(this->File("trip/a.jpg"), 8, 8);

@@ -10,7 +10,7 @@
 #include <atomic>
 #include <thread>
 
-#include "common/file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "service/owned_library_fixture.h"
 #include "setup/database_adoption.h"
 #include "support/media_maker.h"

@@ -54,8 +54,7 @@ class GenerationTest : public Base {
   }
 };
 
-using Libraries = testing::Types<LibraryRowsTest, SharedTreeTest>;
-TYPED_TEST_SUITE(GenerationTest, Libraries);
+TYPED_TEST_SUITE(GenerationTest, BothKinds);
 
 TYPED_TEST(GenerationTest, EveryRunThatWritesRaisesItAndNoOther) {
   const std::string first = this->Generation();
@@ -143,7 +142,7 @@ class TwoStatesTest : public GenerationTest<Base> {
     return report["added"].asInt() + report["moved"].asInt() + report["deleted"].asInt();
   }
 };
-TYPED_TEST_SUITE(TwoStatesTest, Libraries);
+TYPED_TEST_SUITE(TwoStatesTest, BothKinds);
 
 TYPED_TEST(TwoStatesTest, NeitherReadsAgainWhatIsAsItWas) {
   for (int i = 0; i < 3; ++i) {
@@ -288,7 +287,7 @@ class MarkedRowsTest : public GenerationTest<Base> {
     ASSERT_NE(Marked(), "0");
   }
 };
-TYPED_TEST_SUITE(MarkedRowsTest, Libraries);
+TYPED_TEST_SUITE(MarkedRowsTest, BothKinds);
 
 TYPED_TEST(MarkedRowsTest, TheNextRunTakesTheMarksThatAKilledReindexLeaves) {
   const std::string before = this->Exported();

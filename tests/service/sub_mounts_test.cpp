@@ -87,8 +87,7 @@ class SubMountsTest : public Base {
   std::vector<DatabaseRow> rows_;
 };
 
-using Libraries = testing::Types<LibraryRowsTest, SharedTreeTest>;
-TYPED_TEST_SUITE(SubMountsTest, Libraries);
+TYPED_TEST_SUITE(SubMountsTest, BothKinds);
 
 TYPED_TEST(SubMountsTest, AStickThatIsAwayKeepsItsRows) {
   this->PutWithPhotos();

@@ -101,15 +101,7 @@ TEST_F(TitlesTest, ATitleMovesWithItsPhoto) {
 template <typename Base>
 class TitlesOnBothTest : public Base {};
 
-using Kinds = testing::Types<LibraryRowsTest, SharedTreeTest>;
-class KindNames {
- public:
-  template <typename Kind>
-  static std::string GetName(int) {
-    return std::is_same_v<Kind, LibraryRowsTest> ? "Personal" : "Shared";
-  }
-};
-TYPED_TEST_SUITE(TitlesOnBothTest, Kinds, KindNames);
+TYPED_TEST_SUITE(TitlesOnBothTest, BothKinds, KindNames);
 
 // The plug-in takes a title that begins as the name does for one that is made from it.
 TYPED_TEST(TitlesOnBothTest, ATitleThatBeginsAsItsFileComesIntoARowToo) {

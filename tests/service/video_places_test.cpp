@@ -46,15 +46,7 @@ class VideoPlacesTest : public Base {
   }
 };
 
-using Kinds = testing::Types<LibraryRowsTest, SharedTreeTest>;
-class KindNames {
- public:
-  template <typename Kind>
-  static std::string GetName(int) {
-    return std::is_same_v<Kind, LibraryRowsTest> ? "Personal" : "Shared";
-  }
-};
-TYPED_TEST_SUITE(VideoPlacesTest, Kinds, KindNames);
+TYPED_TEST_SUITE(VideoPlacesTest, BothKinds, KindNames);
 
 TYPED_TEST(VideoPlacesTest, ThoseOfTheContainerAreStored) {
   for (const char* name : {"a.mov", "b.mp4", "c.3gp", "d.mkv"}) this->Make(name, kIso);

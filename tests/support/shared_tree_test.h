@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_SHARED_TREE_TEST_H_
 
 #include <string>
+#include <type_traits>
 
 #include "platform/cluster_test.h"
 #include "support/library_rows.h"
@@ -19,6 +20,16 @@ class SharedTreeTest : public OnPrivateCluster<LibraryRowsTest> {
     const RunResult result = Run({"export", "--shared"});
     EXPECT_EQ(result.status, 0) << result.err;
     return result.out;
+  }
+};
+
+// For typed tests of the real program on either kind of library.
+using BothKinds = testing::Types<LibraryRowsTest, SharedTreeTest>;
+class KindNames {
+ public:
+  template <typename Kind>
+  static std::string GetName(int) {
+    return std::is_same_v<Kind, LibraryRowsTest> ? "Personal" : "Shared";
   }
 };
 

@@ -7,9 +7,11 @@
 #include <cstdlib>
 #include <stdexcept>
 
+#include "base/ascii.h"
 #include "base/c_locale.h"
 #include "base/export_guard.h"
 #include "base/fixed_path.h"
+#include "base/path_below.h"
 #include "base/text.h"
 #include "lumivault/photo_util.h"
 #include "support/comma_locale.h"
@@ -103,24 +105,24 @@ TEST(PathText, DirNameIsThatOfTheCLibrary) {
   }
 }
 
-TEST(EqualsIgnoreCase, ComparesWholeTexts) {
-  EXPECT_TRUE(EqualsIgnoreCase("Photo", "pHOTO"));
-  EXPECT_TRUE(EqualsIgnoreCase("", ""));
-  EXPECT_FALSE(EqualsIgnoreCase("photo", "photos"));
-  EXPECT_FALSE(EqualsIgnoreCase("photo", ""));
+TEST(EqualsIgnoreAsciiCase, ComparesWholeTexts) {
+  EXPECT_TRUE(EqualsIgnoreAsciiCase("Photo", "pHOTO"));
+  EXPECT_TRUE(EqualsIgnoreAsciiCase("", ""));
+  EXPECT_FALSE(EqualsIgnoreAsciiCase("photo", "photos"));
+  EXPECT_FALSE(EqualsIgnoreAsciiCase("photo", ""));
 }
 
-TEST(EqualsIgnoreCase, FoldsTheLettersOfAsciiAlone) {
-  EXPECT_TRUE(EqualsIgnoreCase("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"));
-  EXPECT_FALSE(EqualsIgnoreCase("@", "`"));
-  EXPECT_FALSE(EqualsIgnoreCase("[", "{"));
-  EXPECT_FALSE(EqualsIgnoreCase("\xC4", "\xE4"));
+TEST(EqualsIgnoreAsciiCase, FoldsTheLettersOfAsciiAlone) {
+  EXPECT_TRUE(EqualsIgnoreAsciiCase("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"));
+  EXPECT_FALSE(EqualsIgnoreAsciiCase("@", "`"));
+  EXPECT_FALSE(EqualsIgnoreAsciiCase("[", "{"));
+  EXPECT_FALSE(EqualsIgnoreAsciiCase("\xC4", "\xE4"));
 }
 
-TEST(EqualsIgnoreCase, DoesNotFollowTheProgramsLocale) {
+TEST(EqualsIgnoreAsciiCase, DoesNotFollowTheProgramsLocale) {
   const TurkishLocale turkish;
   if (!turkish.active()) GTEST_SKIP() << "no Turkish locale";
-  EXPECT_TRUE(EqualsIgnoreCase("TIFF", "tiff"));
+  EXPECT_TRUE(EqualsIgnoreAsciiCase("TIFF", "tiff"));
   EXPECT_EQ(IsFormat("TIFF", std::array<const char*, 2>{"tiff", nullptr}.data()), 1);
   EXPECT_TRUE(LiesIn("/VOLUME/PICTURES/a.jpg", "/volume/pictures"));
 }

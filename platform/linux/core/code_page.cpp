@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "core/error.h"
 #include "core/key_value.h"
 #include "core/rooted_path.h"

@@ -4,11 +4,11 @@
 #include <chrono>
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 
 // FILE, locked against all other openers; empty with errno (ETIMEDOUT after LIMIT) on failure. The lock is
 // that of the open file: it ends when all descriptors of it are closed, those that a child process got
 // included.
-Descriptor LockFile(const std::string& file, std::chrono::milliseconds limit);
+FileDescriptor LockFile(const std::string& file, std::chrono::milliseconds limit);
 
 #endif  // PLATFORM_LINUX_CORE_FILE_LOCK_H_

@@ -13,8 +13,7 @@ std::int64_t Nanoseconds(const timespec& time) {
 }  // namespace
 
 FileState::FileState(const struct stat& status)
-    : device(status.st_dev),
-      inode(status.st_ino),
+    : id(IdOf(status)),
       size(status.st_size),
       modified(Nanoseconds(status.st_mtim)),
       changed(Nanoseconds(status.st_ctim)) {}

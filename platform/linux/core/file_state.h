@@ -7,10 +7,11 @@
 
 #include <cstdint>
 
+#include "base/file_id.h"
+
 // What tells one state of a file from another.
 struct FileState {
-  dev_t device;
-  ino_t inode;
+  FileId id;
   off_t size;
   std::int64_t modified;  // nanoseconds
   std::int64_t changed;

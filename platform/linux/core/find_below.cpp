@@ -10,7 +10,7 @@
 
 namespace {
 
-bool IsRegular(const Descriptor& found) {
+bool IsRegular(const FileDescriptor& found) {
   const auto status = StatusOf(found);
   if (status.has_value() && S_ISREG(status->st_mode)) return true;
   errno = EINVAL;
@@ -19,19 +19,19 @@ bool IsRegular(const Descriptor& found) {
 
 }  // namespace
 
-Descriptor FindBelow(const std::string& root, const std::string& path) {
+FileDescriptor FindBelow(const std::string& root, const std::string& path) {
   const auto relative = RelativeTo(root, path);
   if (!relative.has_value()) {
     errno = EXDEV;
-    return Descriptor();
+    return FileDescriptor();
   }
-  const Descriptor folder = OpenTrustedFolder(root);
-  return folder ? OpenBelow(folder.get(), *relative, O_PATH) : Descriptor();
+  const FileDescriptor folder = OpenTrustedFolder(root);
+  return folder ? OpenBelow(folder.get(), *relative, O_PATH) : FileDescriptor();
 }
 
-Descriptor FindRegularBelow(const std::string& root, const std::string& path) {
-  Descriptor found = FindBelow(root, path);
-  return found && IsRegular(found) ? std::move(found) : Descriptor();
+FileDescriptor FindRegularBelow(const std::string& root, const std::string& path) {
+  FileDescriptor found = FindBelow(root, path);
+  return found && IsRegular(found) ? std::move(found) : FileDescriptor();
 }
 
 int RemoveBelow(const std::string& root, const std::string& path, const std::optional<FileState>& state) {
@@ -41,7 +41,7 @@ int RemoveBelow(const std::string& root, const std::string& path, const std::opt
     return -1;
   }
   const std::string name = path.substr(slash + 1);
-  const Descriptor folder = FindBelow(root, path.substr(0, slash));
+  const FileDescriptor folder = FindBelow(root, path.substr(0, slash));
   struct stat status {};
   if (!folder || fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return -1;
   if (!S_ISREG(status.st_mode) || (state.has_value() && FileState(status) != *state)) {

@@ -6,14 +6,14 @@
 #include <optional>
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "core/file_state.h"
 
 // An O_PATH descriptor of PATH, which lies below ROOT; it opens nothing yet: neither a FIFO nor a device
 // notices. Empty with errno on failure, EXDEV for a path that lies elsewhere.
-[[nodiscard]] Descriptor FindBelow(const std::string& root, const std::string& path);
+[[nodiscard]] FileDescriptor FindBelow(const std::string& root, const std::string& path);
 // The same for a regular file; EINVAL for anything else.
-[[nodiscard]] Descriptor FindRegularBelow(const std::string& root, const std::string& path);
+[[nodiscard]] FileDescriptor FindRegularBelow(const std::string& root, const std::string& path);
 
 // Removes the regular file PATH below ROOT; where a STATE is given, only a file in that state. 0, or -1 with
 // errno.

@@ -4,15 +4,11 @@
 #include <cstddef>
 #include <optional>
 
+#include "base/ascii.h"
+
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\v\f";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-std::string_view Trimmed(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
 
 std::string_view Unquoted(std::string_view value) {
   const bool quoted = value.size() > 1 && value.front() == '"' && value.back() == '"';

@@ -8,7 +8,8 @@
 #include <mutex>
 #include <optional>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
+#include "base/read_on.h"
 #include "core/error.h"
 #include "core/file_state.h"
 #include "core/key_value.h"
@@ -27,16 +28,11 @@ struct KnownFile {
   std::shared_ptr<const KeyValues> pairs;  // null: the file cannot be used
 };
 
-// The whole file behind DESCRIPTOR; nothing when it cannot be read or ends before.
+// The whole file behind DESCRIPTOR; nothing when it cannot be read or has another size by now.
 std::optional<std::string> ReadAll(int descriptor, std::size_t size) {
-  std::string text(size, '\0');
-  std::size_t filled = 0;
-  while (filled < size) {
-    const ssize_t got = read(descriptor, text.data() + filled, size - filled);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return std::nullopt;
-    filled += static_cast<std::size_t>(got);
-  }
+  std::string text;
+  text.reserve(size);
+  if (!ReadOn(descriptor, size, text) || text.size() != size) return std::nullopt;
   return text;
 }
 
@@ -62,7 +58,7 @@ bool IsMissing() {
 
 // Reads the regular file FILE anew. Nothing when it cannot be opened or read.
 std::optional<KnownFile> LoadOnce(const std::string& file, const KnownFile* before) {
-  const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
   if (!descriptor || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
 

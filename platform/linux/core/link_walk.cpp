@@ -16,12 +16,12 @@ constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
 }  // namespace
 
-LinkWalk::LinkWalk(Descriptor start, std::string way, Find find)
+LinkWalk::LinkWalk(FileDescriptor start, std::string way, Find find)
     : at_(std::move(start)), rest_(std::move(way)), find_(std::move(find)) {
-  if (rest_.starts_with('/')) at_ = Descriptor(open("/", kFolderFlags));
+  if (rest_.starts_with('/')) at_ = FileDescriptor(open("/", kFolderFlags));
 }
 
-Descriptor LinkWalk::Run() {
+FileDescriptor LinkWalk::Run() {
   while (at_ && !rest_.empty()) {
     const std::string name = TakeName();
     if (!name.empty()) Step(name);
@@ -37,7 +37,7 @@ std::string LinkWalk::TakeName() {
 }
 
 void LinkWalk::Step(const std::string& name) {
-  Descriptor next = find_(at_, name, makers_);
+  FileDescriptor next = find_(at_, name, makers_);
   const auto status = next ? StatusOf(next) : std::nullopt;
   if (status.has_value() && S_ISLNK(status->st_mode)) {
     Follow(next, status->st_uid);
@@ -46,16 +46,16 @@ void LinkWalk::Step(const std::string& name) {
   }
 }
 
-void LinkWalk::Follow(const Descriptor& link, uid_t maker) {
+void LinkWalk::Follow(const FileDescriptor& link, uid_t maker) {
   if (std::find(makers_.begin(), makers_.end(), maker) == makers_.end()) makers_.push_back(maker);
   if (++links_ > kMostLinks) return Fail(ELOOP);
   const auto target = TargetOf(link);
   if (!target.has_value()) return Fail(ENOENT);
-  if (target->starts_with('/')) at_ = Descriptor(open("/", kFolderFlags));
+  if (target->starts_with('/')) at_ = FileDescriptor(open("/", kFolderFlags));
   rest_ = *target + "/" + rest_;
 }
 
 void LinkWalk::Fail(int error) {
-  at_ = Descriptor();
+  at_ = FileDescriptor();
   errno = error;
 }

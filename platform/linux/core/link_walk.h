@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 
 class LinkWalk {
  public:
@@ -18,25 +18,26 @@ class LinkWalk {
   using Makers = std::vector<uid_t>;
   // An O_PATH descriptor of NAME in FOLDER, of a link itself, where who made the links so far lets it be
   // found; empty with errno.
-  using Find = std::function<Descriptor(const Descriptor& folder, const std::string& name, const Makers&)>;
+  using Find =
+      std::function<FileDescriptor(const FileDescriptor& folder, const std::string& name, const Makers&)>;
 
   // WAY starts in START, unless it begins with a slash.
-  LinkWalk(Descriptor start, std::string way, Find find);
+  LinkWalk(FileDescriptor start, std::string way, Find find);
 
   // An O_PATH descriptor of the end, which is no link. Empty with errno on failure.
-  Descriptor Run();
+  FileDescriptor Run();
   [[nodiscard]] const Makers& makers() const { return makers_; }
   // The folder in which the end was found.
-  [[nodiscard]] const Descriptor& folder() const { return folder_; }
+  [[nodiscard]] const FileDescriptor& folder() const { return folder_; }
 
  private:
   std::string TakeName();
   void Step(const std::string& name);
-  void Follow(const Descriptor& link, uid_t maker);
+  void Follow(const FileDescriptor& link, uid_t maker);
   void Fail(int error);
 
-  Descriptor at_;
-  Descriptor folder_;
+  FileDescriptor at_;
+  FileDescriptor folder_;
   std::string rest_;
   const Find find_;
   Makers makers_;

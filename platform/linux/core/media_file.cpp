@@ -24,7 +24,7 @@ constexpr uid_t kRoot = 0;
 
 struct HeldFolder {
   std::string path;
-  Descriptor folder;
+  FileDescriptor folder;
 };
 
 HeldFolder& Held() {
@@ -32,13 +32,13 @@ HeldFolder& Held() {
   return held;
 }
 
-Descriptor Refused() {
+FileDescriptor Refused() {
   errno = EPERM;
-  return Descriptor();
+  return FileDescriptor();
 }
 
 // The names of files that a process has open would lend its rights, and they look like links.
-bool StandsForOpenFile(const Descriptor& found) {
+bool StandsForOpenFile(const FileDescriptor& found) {
   const auto status = StatusOf(found);
   struct statfs system {};
   return status && S_ISLNK(status->st_mode) && fstatfs(found.get(), &system) == 0 &&
@@ -46,24 +46,24 @@ bool StandsForOpenFile(const Descriptor& found) {
 }
 
 // A folder is opened as one, by which what is mounted on demand is there.
-Descriptor FindLooking(const Descriptor& folder, const std::string& name) {
+FileDescriptor FindLooking(const FileDescriptor& folder, const std::string& name) {
   constexpr int kItself = O_PATH | O_NOFOLLOW | O_CLOEXEC;
-  Descriptor found(openat(folder.get(), name.c_str(), kItself | O_DIRECTORY));
+  FileDescriptor found(openat(folder.get(), name.c_str(), kItself | O_DIRECTORY));
   return found || errno != ENOTDIR ? std::move(found)
-                                   : Descriptor(openat(folder.get(), name.c_str(), kItself));
+                                   : FileDescriptor(openat(folder.get(), name.c_str(), kItself));
 }
 
 // A name on the way behind a link has to be one that everybody finds who made a link before it.
-Descriptor FindBehindLinks(const Descriptor& folder, const std::string& name,
-                           const LinkWalk::Makers& makers) {
-  Descriptor found = AsEach(makers, [&] { return FindLooking(folder, name); });
+FileDescriptor FindBehindLinks(const FileDescriptor& folder, const std::string& name,
+                               const LinkWalk::Makers& makers) {
+  FileDescriptor found = AsEach(makers, [&] { return FindLooking(folder, name); });
   if (!found || !StandsForOpenFile(found)) return found;
   errno = ELOOP;
-  return Descriptor();
+  return FileDescriptor();
 }
 
 // What lies in the library is everybody's in it; else the maker of the link has to own the file.
-bool MayLeadTo(const Descriptor& found, uid_t maker) {
+bool MayLeadTo(const FileDescriptor& found, uid_t maker) {
   const auto status = StatusOf(found);
   if (status && status->st_uid == maker) return true;
   const auto place = PathOf(found);
@@ -71,7 +71,7 @@ bool MayLeadTo(const Descriptor& found, uid_t maker) {
 }
 
 // A user cannot take on the rights of others; root does.
-bool MayAllLeadTo(const Descriptor& found, const LinkWalk::Makers& makers) {
+bool MayAllLeadTo(const FileDescriptor& found, const LinkWalk::Makers& makers) {
   const uid_t reader = geteuid();
   return std::all_of(makers.begin(), makers.end(), [&](uid_t maker) {
     return reader == kRoot || maker == kRoot || maker == reader || MayLeadTo(found, maker);
@@ -80,25 +80,25 @@ bool MayAllLeadTo(const Descriptor& found, const LinkWalk::Makers& makers) {
 
 // The file may be a link, its folder RELATIVE_FOLDER none. What is behind a link and may not be read is
 // refused for the link's sake. It may be none any more, but another name of somebody's file.
-Descriptor OpenLink(const std::string& relative_folder, const std::string& name) {
-  Descriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
-  if (!folder) return Descriptor();
+FileDescriptor OpenLink(const std::string& relative_folder, const std::string& name) {
+  FileDescriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
+  if (!folder) return FileDescriptor();
   LinkWalk walk(std::move(folder), name, FindBehindLinks);
-  const Descriptor found = walk.Run();
-  if (!found) return errno == EACCES ? Refused() : Descriptor();
+  const FileDescriptor found = walk.Run();
+  if (!found) return errno == EACCES ? Refused() : FileDescriptor();
   if (!MayAllLeadTo(found, walk.makers())) return Refused();
   return ReadForAll(found, walk.folder(), Held().folder, walk.makers());
 }
 
-Descriptor OpenHeld(const std::string& path) {
+FileDescriptor OpenHeld(const std::string& path) {
   const auto relative = RelativeTo(Held().path, path);
   if (!relative) {
     errno = EXDEV;
-    return Descriptor();
+    return FileDescriptor();
   }
-  const Descriptor found = OpenBelow(Held().folder.get(), *relative, O_PATH);
+  const FileDescriptor found = OpenBelow(Held().folder.get(), *relative, O_PATH);
   if (found) return NeedsOwnersRights(found) ? ReadBelow(Held().folder, *relative) : ReadRegular(found);
-  if (errno != ELOOP) return Descriptor();
+  if (errno != ELOOP) return FileDescriptor();
   const std::size_t slash = relative->rfind('/');
   return OpenLink(slash == relative->npos ? "." : relative->substr(0, slash), relative->substr(slash + 1));
 }
@@ -106,7 +106,7 @@ Descriptor OpenHeld(const std::string& path) {
 int Hold(const char* folder) {
   Held() = {};
   if (folder == nullptr) return 0;
-  Descriptor opened = OpenTrustedFolder(folder);
+  FileDescriptor opened = OpenTrustedFolder(folder);
   if (!opened) return -1;
   Held() = {folder, std::move(opened)};
   return 0;
@@ -125,9 +125,9 @@ int KAVOMediaFolderHold(const char* folder) {
 int KAVOMediaOpen(const char* path) {
   return Contained(-1, [&] {
     errno = EINVAL;
-    Descriptor opened;
+    FileDescriptor opened;
     if (path != nullptr)
-      opened = Held().folder ? OpenHeld(path) : ReadRegular(Descriptor(open(path, O_PATH | O_CLOEXEC)));
+      opened = Held().folder ? OpenHeld(path) : ReadRegular(FileDescriptor(open(path, O_PATH | O_CLOEXEC)));
     if (!opened) RECORD_ERROR(errno);
     return opened.Release();
   });

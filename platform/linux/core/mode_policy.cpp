@@ -23,7 +23,7 @@ bool KeepsModes() {
 
 }  // namespace
 
-int GiveMode(const Descriptor& descriptor, mode_t mode) {
+int GiveMode(const FileDescriptor& descriptor, mode_t mode) {
   const auto status = StatusOf(descriptor);
   if (!status.has_value()) return -1;
   // A change that changes nothing would still touch the change time, by which others notice changed files.

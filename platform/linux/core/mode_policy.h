@@ -9,9 +9,9 @@
 
 #include <sys/types.h>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 
 // Gives the file or folder MODE, as far as the policy goes. 0, or -1 with errno.
-[[nodiscard]] int GiveMode(const Descriptor& descriptor, mode_t mode);
+[[nodiscard]] int GiveMode(const FileDescriptor& descriptor, mode_t mode);
 
 #endif  // PLATFORM_LINUX_CORE_MODE_POLICY_H_

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 
 // Error texts of engines quote values, break lines and indent them, and they end up in log lines that must
 // stay one line each.

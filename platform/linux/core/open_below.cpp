@@ -11,6 +11,8 @@
 #include <atomic>
 #include <cstddef>
 
+#include "base/path_below.h"
+
 namespace {
 
 bool Climbs(std::string_view relative) {
@@ -37,8 +39,8 @@ bool IsLink(int folder, const char* name) {
 }
 
 // One component. A link is refused in the words of openat2, also where O_PATH would give the link itself.
-Descriptor OpenComponent(int folder, const std::string& name, int flags, mode_t mode) {
-  Descriptor opened(openat(folder, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode));
+FileDescriptor OpenComponent(int folder, const std::string& name, int flags, mode_t mode) {
+  FileDescriptor opened(openat(folder, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!opened) {
     const int error = errno;
     errno = error == ENOTDIR && IsLink(folder, name.c_str()) ? ELOOP : error;
@@ -47,7 +49,7 @@ Descriptor OpenComponent(int folder, const std::string& name, int flags, mode_t 
   const auto status = StatusOf(opened);
   if (status.has_value() && !S_ISLNK(status->st_mode)) return opened;
   errno = ELOOP;
-  return Descriptor();
+  return FileDescriptor();
 }
 
 std::optional<std::string> ReadLink(int folder, const std::string& name) {
@@ -62,31 +64,30 @@ std::optional<std::string> ReadLink(int folder, const std::string& name) {
 
 std::optional<std::string> RelativeTo(std::string_view root, std::string_view path) {
   while (root.ends_with('/')) root.remove_suffix(1);
-  if (!path.starts_with(root)) return std::nullopt;
+  if (!IsOrLiesBelow(path, root)) return std::nullopt;
   path.remove_prefix(root.size());
-  if (!path.empty() && path.front() != '/') return std::nullopt;
   path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
   if (Climbs(path)) return std::nullopt;
   return path.empty() ? "." : std::string(path);
 }
 
-Descriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mode_t mode) {
+FileDescriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mode_t mode) {
   open_how how{};
   how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
   // What the C library adds to its own opens in a 32-bit process: without it files of 2 GiB are refused.
   if ((flags & O_PATH) == 0) how.flags |= static_cast<unsigned>(O_LARGEFILE);
   how.mode = (flags & O_CREAT) != 0 ? mode : 0;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return Descriptor(static_cast<int>(syscall(SYS_openat2, root, relative.c_str(), &how, sizeof(how))));
+  return FileDescriptor(static_cast<int>(syscall(SYS_openat2, root, relative.c_str(), &how, sizeof(how))));
 }
 
-Descriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode) {
+FileDescriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode) {
   if (relative.starts_with('/') || Climbs(relative)) {
     errno = EXDEV;
-    return Descriptor();
+    return FileDescriptor();
   }
   constexpr int kFolder = O_PATH | O_DIRECTORY;
-  Descriptor folder = OpenComponent(root, ".", kFolder, 0);
+  FileDescriptor folder = OpenComponent(root, ".", kFolder, 0);
   std::string_view rest = relative;
   std::string name = NextComponent(rest);
   while (folder && !rest.empty()) {
@@ -97,11 +98,11 @@ Descriptor OpenBelowStepwise(int root, const std::string& relative, int flags, m
   return OpenComponent(folder.get(), name, flags, mode);
 }
 
-Descriptor OpenBelow(int root, const std::string& relative, int flags, mode_t mode) {
+FileDescriptor OpenBelow(int root, const std::string& relative, int flags, mode_t mode) {
   // Set once the kernel, or a filter that does not know the call, has refused it.
   static std::atomic<bool> stepwise_only{false};
   if (!stepwise_only) {
-    Descriptor opened = OpenBelowAtOnce(root, relative, flags, mode);
+    FileDescriptor opened = OpenBelowAtOnce(root, relative, flags, mode);
     if (opened || (errno != ENOSYS && errno != EPERM)) return opened;
     // EPERM may also be an answer about the file; the other way then gives the same one.
     if (errno == ENOSYS) stepwise_only = true;
@@ -109,23 +110,23 @@ Descriptor OpenBelow(int root, const std::string& relative, int flags, mode_t mo
   return OpenBelowStepwise(root, relative, flags, mode);
 }
 
-Descriptor Reopen(const Descriptor& descriptor, int flags) {
-  return Descriptor(open(NameOfDescriptor(descriptor).c_str(), flags | O_CLOEXEC));
+FileDescriptor Reopen(const FileDescriptor& descriptor, int flags) {
+  return FileDescriptor(open(NameOfDescriptor(descriptor).c_str(), flags | O_CLOEXEC));
 }
 
-std::string NameOfDescriptor(const Descriptor& descriptor) {
+std::string NameOfDescriptor(const FileDescriptor& descriptor) {
   return "/proc/self/fd/" + std::to_string(descriptor.get());
 }
 
-std::optional<std::string> TargetOf(const Descriptor& link) {
+std::optional<std::string> TargetOf(const FileDescriptor& link) {
   return ReadLink(link.get(), "");
 }
 
-std::optional<std::string> PathOf(const Descriptor& descriptor) {
+std::optional<std::string> PathOf(const FileDescriptor& descriptor) {
   return ReadLink(AT_FDCWD, NameOfDescriptor(descriptor));
 }
 
-std::optional<struct stat> StatusOf(const Descriptor& descriptor) {
+std::optional<struct stat> StatusOf(const FileDescriptor& descriptor) {
   struct stat status {};
   if (fstat(descriptor.get(), &status) != 0) return std::nullopt;
   return status;

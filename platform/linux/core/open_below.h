@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 
 // PATH relative to ROOT, "." for ROOT itself; nothing when it does not lie there by name, or climbs with
 // "..".
@@ -19,21 +19,21 @@ std::optional<std::string> RelativeTo(std::string_view root, std::string_view pa
 
 // Opens RELATIVE below the folder ROOT, following no symbolic link. FLAGS are those of open(2), MODE is for
 // O_CREAT. Empty with errno on failure: ELOOP where a link stands in the way.
-Descriptor OpenBelow(int root, const std::string& relative, int flags, mode_t mode = 0);
+FileDescriptor OpenBelow(int root, const std::string& relative, int flags, mode_t mode = 0);
 
 // The two ways in which OpenBelow does it. The first needs Linux 5.6 (ENOSYS before); the second opens one
 // component after the other.
-Descriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mode_t mode);
-Descriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode);
+FileDescriptor OpenBelowAtOnce(int root, const std::string& relative, int flags, mode_t mode);
+FileDescriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode);
 
 // Opens again, with FLAGS, the file that DESCRIPTOR (O_PATH) stands for.
-Descriptor Reopen(const Descriptor& descriptor, int flags);
+FileDescriptor Reopen(const FileDescriptor& descriptor, int flags);
 // The name under which the calls that take names find what DESCRIPTOR stands for.
-std::string NameOfDescriptor(const Descriptor& descriptor);
+std::string NameOfDescriptor(const FileDescriptor& descriptor);
 // Where the link LINK (O_PATH) leads; nothing, with errno, when that cannot be told.
-std::optional<std::string> TargetOf(const Descriptor& link);
+std::optional<std::string> TargetOf(const FileDescriptor& link);
 // Where the file that DESCRIPTOR stands for is now.
-std::optional<std::string> PathOf(const Descriptor& descriptor);
-std::optional<struct stat> StatusOf(const Descriptor& descriptor);
+std::optional<std::string> PathOf(const FileDescriptor& descriptor);
+std::optional<struct stat> StatusOf(const FileDescriptor& descriptor);
 
 #endif  // PLATFORM_LINUX_CORE_OPEN_BELOW_H_

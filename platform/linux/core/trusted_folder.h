@@ -6,14 +6,14 @@
 
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 
 // An O_PATH descriptor of FOLDER. In a privileged process a link on the way counts only when root made it
 // or when its maker owns the folder in the end. Empty with errno on failure: EPERM for a link that does not
 // count.
-Descriptor OpenTrustedFolder(const std::string& folder);
+FileDescriptor OpenTrustedFolder(const std::string& folder);
 // The same, and makes what is missing, with the usual mode. What a link points to is never made: a volume
 // that is not mounted must not come to life as a folder on the system disk.
-Descriptor MakeTrustedFolder(const std::string& folder);
+FileDescriptor MakeTrustedFolder(const std::string& folder);
 
 #endif  // PLATFORM_LINUX_CORE_TRUSTED_FOLDER_H_

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "core/error.h"
 #include "platform/database.h"
 

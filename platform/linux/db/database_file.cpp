@@ -10,12 +10,12 @@
 #include "core/open_below.h"
 #include "core/trusted_folder.h"
 
-DatabaseFile::DatabaseFile(Descriptor folder, std::string_view name)
+DatabaseFile::DatabaseFile(FileDescriptor folder, std::string_view name)
     : folder_(std::move(folder)), name_(name), path_(NameOfDescriptor(folder_) + "/" + name_) {}
 
 std::optional<DatabaseFile> DatabaseFile::Find(std::string_view file, std::string& error) {
   const std::size_t name = file.rfind('/') + 1;  // npos + 1 is 0
-  Descriptor folder = OpenTrustedFolder(name == 0 ? "." : std::string(file.substr(0, name)));
+  FileDescriptor folder = OpenTrustedFolder(name == 0 ? "." : std::string(file.substr(0, name)));
   if (!folder) {
     error = strerror(errno);
     return std::nullopt;
@@ -28,7 +28,7 @@ std::optional<DatabaseFile> DatabaseFile::Find(std::string_view file, std::strin
   return std::nullopt;
 }
 
-std::optional<struct stat> StatusIn(const Descriptor& folder, const std::string& name) {
+std::optional<struct stat> StatusIn(const FileDescriptor& folder, const std::string& name) {
   struct stat status {};
   if (fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
   return status;

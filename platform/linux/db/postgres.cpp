@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "db/postgres_text.h"
 #include "platform/database.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 
 void ResultSet::Clear() {
   columns_.clear();

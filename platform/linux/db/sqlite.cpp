@@ -17,7 +17,7 @@
 #include <thread>
 #include <utility>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "db/sqlite_byte_like.h"
 #include "db/sqlite_distrust.h"
 #include "db/sqlite_files.h"

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstddef>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 
 namespace {
 

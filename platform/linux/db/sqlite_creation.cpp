@@ -14,8 +14,8 @@
 #include <optional>
 #include <string_view>
 
-#include "core/ascii.h"
-#include "core/descriptor.h"
+#include "base/ascii.h"
+#include "base/file_descriptor.h"
 #include "core/open_below.h"
 #include "db/database_file.h"
 
@@ -64,7 +64,7 @@ std::optional<std::string> ImageOf(const std::string& script) {
   return image;
 }
 
-bool WriteDurably(const Descriptor& file, std::string_view bytes) {
+bool WriteDurably(const FileDescriptor& file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(file.get(), bytes.data(), bytes.size());
     if (written < 0 && errno != EINTR) return false;
@@ -81,7 +81,7 @@ bool IsNamed(int result) {
 // A hidden name that nobody guesses; it goes with the object.
 class HiddenName {
  public:
-  HiddenName(const Descriptor& folder, const std::string& name) : folder_(folder) {
+  HiddenName(const FileDescriptor& folder, const std::string& name) : folder_(folder) {
     std::array<std::uint64_t, 2> random{};
     if (getrandom(random.data(), sizeof(random), 0) != sizeof(random)) return;
     const char* dot = name.starts_with('.') ? "" : ".";
@@ -95,9 +95,9 @@ class HiddenName {
   HiddenName(const HiddenName&) = delete;
   HiddenName& operator=(const HiddenName&) = delete;
 
-  [[nodiscard]] Descriptor Make() const {
-    if (name_.empty()) return Descriptor();
-    return Descriptor(
+  [[nodiscard]] FileDescriptor Make() const {
+    if (name_.empty()) return FileDescriptor();
+    return FileDescriptor(
         openat(folder_.get(), name_.c_str(), kFlags | O_CREAT | O_EXCL | O_NOFOLLOW, kUsualMode));
   }
   [[nodiscard]] bool Become(const std::string& name) const {
@@ -108,19 +108,19 @@ class HiddenName {
   }
 
  private:
-  const Descriptor& folder_;
+  const FileDescriptor& folder_;
   std::string name_;
 };
 
 bool PlaceUnderHiddenName(const DatabaseFile& place, std::string_view image) {
   const HiddenName hidden(place.folder(), place.name());
-  const Descriptor file = hidden.Make();
+  const FileDescriptor file = hidden.Make();
   return file && WriteDurably(file, image) && hidden.Become(place.name());
 }
 
 bool Place(const DatabaseFile& place, std::string_view image) {
   const int folder = place.folder().get();
-  const Descriptor file(openat(folder, ".", O_TMPFILE | kFlags, kUsualMode));
+  const FileDescriptor file(openat(folder, ".", O_TMPFILE | kFlags, kUsualMode));
   if (!file) {
     // An older kernel takes the flag for one of folders.
     if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return false;
@@ -141,7 +141,7 @@ bool MakeSqliteDatabase(const std::string& file, const std::string& script) {
   if (StatusIn(place->folder(), place->name())) return true;
   const std::optional<std::string> image = ImageOf(script);
   if (!image || !Place(*place, *image)) return false;
-  const Descriptor folder = Reopen(place->folder(), O_RDONLY | O_DIRECTORY);
+  const FileDescriptor folder = Reopen(place->folder(), O_RDONLY | O_DIRECTORY);
   if (folder) fsync(folder.get());  // where the folder may be read at all
   return true;
 }

@@ -106,7 +106,7 @@ class SqliteFiles::Gate {
   // is open, whatever bears its name by now.
   static int Status(const char* path, void* status) {
     if (current_ == nullptr) return status_before_.load()(path, status);
-    const Descriptor& database = current_->files_.opened_;
+    const FileDescriptor& database = current_->files_.opened_;
     if (current_->kind_ == Kind::kDatabase || !database) return Answer(ENOENT);
     return Contained(-1, [&] { return status_before_.load()(NameOfDescriptor(database).c_str(), status); });
   }
@@ -357,7 +357,7 @@ int SqliteFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
   const int folder = place_.folder().get();
   for (int i = 0; i < kTries; ++i) {
     // Nobody notices this open: neither what waits behind a pipe nor a device.
-    const Descriptor found(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const FileDescriptor found(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (found) return OpenFound(found, name, flags);
     if (errno != ENOENT || (flags & O_CREAT) == 0) return -1;
     // It would be foreign to all others, and stay: who may not write the database cannot end its log.
@@ -365,14 +365,14 @@ int SqliteFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
       Refuse(Why::kNotWritable, &name);
       return Answer(EACCES);
     }
-    Descriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    FileDescriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (made && &name == &place_.name()) NoteDatabase(made);
     if (made || errno != EEXIST) return made.Release();
   }
   return Answer(EAGAIN);
 }
 
-int SqliteFiles::OpenFound(const Descriptor& found, const std::string& name, int flags) {
+int SqliteFiles::OpenFound(const FileDescriptor& found, const std::string& name, int flags) {
   const auto status = StatusOf(found);
   if (!status.has_value()) return -1;
   const Why why = Judge(*status, name);
@@ -388,16 +388,16 @@ int SqliteFiles::OpenFound(const Descriptor& found, const std::string& name, int
   return OpenUnheld(found, name, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW));
 }
 
-void SqliteFiles::NoteDatabase(const Descriptor& database) {
+void SqliteFiles::NoteDatabase(const FileDescriptor& database) {
   database_ = StatusOf(database);
   opened_ = Reopen(database, O_PATH);
 }
 
-int SqliteFiles::OpenUnheld(const Descriptor& found, const std::string& name, int flags) {
+int SqliteFiles::OpenUnheld(const FileDescriptor& found, const std::string& name, int flags) {
   // Refused for writing, SQLite asks again for reading, which not every lease forbids.
   if (refused_ == Why::kHeld) return Answer(EWOULDBLOCK);
   for (int i = 0; i < kLeaseTries; ++i) {
-    Descriptor opened = Reopen(found, flags | O_NONBLOCK);
+    FileDescriptor opened = Reopen(found, flags | O_NONBLOCK);
     if (opened || errno != EWOULDBLOCK) return opened.Release();
     std::this_thread::sleep_for(kLeasePause);
   }
@@ -434,7 +434,7 @@ bool SqliteFiles::GroupMayWrite(uid_t user) const {
 
 int SqliteFiles::OpenNameless(Kind& kind) const {
   if (kind == Kind::kStatement) {
-    Descriptor opened(openat(place_.folder().get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivate));
+    FileDescriptor opened(openat(place_.folder().get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivate));
     if (opened) return opened.Release();
     kind = Kind::kTemporary;
   }

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "db/database_file.h"
 
 // The files of a connection as SQLite sees them (a VFS of its own, never the default one): those of its
@@ -85,16 +85,16 @@ class SqliteFiles {
   // A KIND that has to be another one is made that.
   [[nodiscard]] int OpenDescriptor(Kind& kind, const char* path, int flags, mode_t mode);
   [[nodiscard]] int OpenNamed(const std::string& name, int flags, mode_t mode);
-  [[nodiscard]] int OpenFound(const Descriptor& found, const std::string& name, int flags);
+  [[nodiscard]] int OpenFound(const FileDescriptor& found, const std::string& name, int flags);
   // An owner may have a lease on a file, for which the open of another waits as long as the system lets it
   // (45 s); this one waits two seconds.
-  [[nodiscard]] int OpenUnheld(const Descriptor& found, const std::string& name, int flags);
+  [[nodiscard]] int OpenUnheld(const FileDescriptor& found, const std::string& name, int flags);
   [[nodiscard]] int OpenNameless(Kind& kind) const;
   [[nodiscard]] Why Judge(const struct stat& status, const std::string& name) const;
   // Whether it may lie beside the database: made by who may write that.
   [[nodiscard]] bool IsOwn(const struct stat& side_file) const;
   [[nodiscard]] bool GroupMayWrite(uid_t user) const;
-  void NoteDatabase(const Descriptor& database);
+  void NoteDatabase(const FileDescriptor& database);
   // Nothing for a name that is none of the connection's.
   [[nodiscard]] const std::string* OwnName(const char* path) const;
   [[nodiscard]] std::string RefusalText() const;
@@ -113,7 +113,7 @@ class SqliteFiles {
   const sqlite3_io_methods* system_methods_ = nullptr;
   const sqlite3_io_methods* system_temporary_methods_ = nullptr;
   std::optional<struct stat> database_;  // as it was opened
-  Descriptor opened_;                    // stands for it (O_PATH)
+  FileDescriptor opened_;                // stands for it (O_PATH)
   bool writable_ = true;                 // the database, by whoever has opened it
   std::int64_t temporary_ = 0;
   Why refused_ = Why::kNothing;

@@ -1,10 +1,10 @@
 #include <errno.h>
-#include <sys/stat.h>
 
 #include <cstring>
 #include <optional>
 #include <utility>
 
+#include "base/file_id.h"
 #include "core/error.h"
 #include "db/loan.h"
 #include "db/sqlite.h"
@@ -19,18 +19,6 @@ constexpr const char* kLendSetup =
 constexpr const char* kBegin = "BEGIN IMMEDIATE";
 constexpr const char* kCommit = "COMMIT";
 constexpr const char* kRollback = "ROLLBACK";
-
-struct FileId {
-  dev_t device;
-  ino_t inode;
-  bool operator==(const FileId&) const = default;
-};
-
-std::optional<FileId> IdOf(const char* file) {
-  struct stat status;
-  if (lstat(file, &status) != 0) return std::nullopt;
-  return FileId{status.st_dev, status.st_ino};
-}
 
 // The connection and whether the loan's batch is open on it.
 struct Lent {
@@ -93,7 +81,7 @@ class SqliteLoan : public Loan {
       : lent_(std::make_shared<Lent>(std::move(connection))), file_(file), id_(id) {}
 
   [[nodiscard]] std::unique_ptr<DatabaseEngine> HandOut(const char* user, const char* database) override {
-    if (user != nullptr || IdOf(database) != id_) return nullptr;
+    if (user != nullptr || IdOfName(database) != id_) return nullptr;
     return std::make_unique<HandedOut>(lent_);
   }
 
@@ -123,12 +111,12 @@ class SqliteLoan : public Loan {
 
   [[nodiscard]] std::string LastingFailure() const override {
     const std::string& failure = lent_->connection->file_failure();
-    return failure.empty() && IdOf(file_.c_str()) != id_ ? "it was removed or replaced" : failure;
+    return failure.empty() && IdOfName(file_.c_str()) != id_ ? "it was removed or replaced" : failure;
   }
 
  private:
   [[nodiscard]] bool WasReplaced(std::string& error) const {
-    if (IdOf(file_.c_str()) == id_) return false;
+    if (IdOfName(file_.c_str()) == id_) return false;
     error = "The lent file was replaced.";
     return true;
   }
@@ -141,14 +129,14 @@ class SqliteLoan : public Loan {
 }  // namespace
 
 std::unique_ptr<Loan> LendSqlite(const char* file, std::string& error) {
-  const std::optional<FileId> before = IdOf(file);
+  const std::optional<FileId> before = IdOfName(file);
   if (!before) {
     error = std::strerror(errno);
     return nullptr;
   }
   std::unique_ptr<SqliteConnection> connection = SqliteConnection::Open(file, SqliteFile::kMustExist, error);
   if (connection == nullptr || !connection->Run(kLendSetup, error)) return nullptr;
-  if (IdOf(file) != before) {
+  if (IdOfName(file) != before) {
     error = "The file was replaced while it was opened.";
     return nullptr;
   }

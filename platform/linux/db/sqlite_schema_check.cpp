@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "db/sqlite_tokens.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <utility>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 
 namespace {
 

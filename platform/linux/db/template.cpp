@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "core/error.h"
 #include "platform/database.h"
 

@@ -1,9 +1,10 @@
 #ifndef PLATFORM_LINUX_DB_UNCHANGED_FILE_H_
 #define PLATFORM_LINUX_DB_UNCHANGED_FILE_H_
 
-#include <sys/stat.h>
-
+#include <optional>
 #include <string>
+
+#include "core/file_state.h"
 
 // A file that is read on the understanding that nobody writes it meanwhile.
 class UnchangedFile {
@@ -15,7 +16,7 @@ class UnchangedFile {
 
  private:
   std::string path_;
-  struct stat at_first_ {};
+  std::optional<FileState> at_first_;
 };
 
 #endif  // PLATFORM_LINUX_DB_UNCHANGED_FILE_H_

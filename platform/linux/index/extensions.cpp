@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
 #include "core/error.h"
 #include "core/out_text.h"
 #include "platform/index.h"

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <optional>
 
+#include "base/path_below.h"
+
 namespace {
 
 using namespace std::string_view_literals;
@@ -96,9 +98,7 @@ std::optional<Mount> ParseLine(std::string_view line) {
 }
 
 bool Holds(const Mount& mount, std::string_view path) {
-  if (mount.point == "/") return true;
-  return path.starts_with(mount.point) &&
-         (path.size() == mount.point.size() || path[mount.point.size()] == '/');
+  return mount.point == "/" || IsOrLiesBelow(path, mount.point);
 }
 
 }  // namespace

@@ -1,19 +1,18 @@
-#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "core/ascii.h"
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
+#include "base/path_below.h"
+#include "base/read_on.h"
 #include "core/error.h"
 #include "index/mount_table.h"
 #include "index/personal_folder.h"
@@ -37,7 +36,7 @@ class MountWatch {
   bool IsOpenHere() const { return list_ && owner_ == getpid(); }
 
   void Open() {
-    list_ = Descriptor(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+    list_ = FileDescriptor(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
     owner_ = getpid();
     table_ = nullptr;
   }
@@ -49,27 +48,16 @@ class MountWatch {
 
   std::shared_ptr<const MountTable> Read() const {
     std::string text;
-    std::array<char, 4096> block{};
     lseek(list_.get(), 0, SEEK_SET);
-    for (;;) {
-      const ssize_t got = read(list_.get(), block.data(), block.size());
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) break;
-      text.append(block.data(), static_cast<std::size_t>(got));
-    }
+    static_cast<void>(ReadOn(list_.get(), text.max_size(), text));
     return std::make_shared<const MountTable>(ParseMountTable(text));
   }
 
   std::mutex mutex_;
-  Descriptor list_;
+  FileDescriptor list_;
   pid_t owner_ = -1;
   std::shared_ptr<const MountTable> table_;
 };
-
-bool LiesIn(std::string_view path, std::string_view folder) {
-  return EqualsIgnoreAsciiCase(path.substr(0, folder.size()), folder) &&
-         (path.size() == folder.size() || path[folder.size()] == '/');
-}
 
 // The photo folder OWNER's, or the shared one that PATH lies in; empty when there is none.
 std::string PhotoFolderOf(const std::string& path, const PathOwner& owner) {

@@ -15,7 +15,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "core/ascii.h"
+#include "base/ascii.h"
+#include "base/fixed_path.h"
+#include "base/path_below.h"
 #include "core/error.h"
 #include "core/key_value.h"
 #include "core/out_text.h"
@@ -28,7 +30,6 @@
 
 namespace {
 
-constexpr const char* kListFile = "/etc/kavo/personal.conf";
 constexpr std::string_view kPackageKind = "photo";
 constexpr std::string_view kHomes = "homes";
 constexpr std::string_view kPhotoFolder = "photo";
@@ -76,7 +77,7 @@ std::shared_ptr<const FolderList> CurrentList() {
   static std::mutex mutex;
   static std::shared_ptr<const KeyValues> source;
   static std::shared_ptr<const FolderList> list = std::make_shared<const FolderList>();
-  const auto [file, pairs] = TryKeyValues(RootedPath(kListFile));
+  const auto [file, pairs] = TryKeyValues(RootedPath(kPersonalFolders));
   if (file == KeyValueFile::kUnreadable) return nullptr;
 
   const std::lock_guard<std::mutex> lock(mutex);
@@ -117,7 +118,7 @@ std::string FolderOfUser(const std::string& user) {
 PathOwner HomeOwnerOf(const FolderList& list, std::string_view path) {
   const auto homes = KnownShareFolder(kHomes);
   if (!homes) return {};
-  if (!path.starts_with(*homes + "/")) return kNobodys;
+  if (!LiesBelow(path, *homes)) return kNobodys;
   std::string_view rest = path.substr(homes->size() + 1);
   const std::string_view user = rest.substr(0, rest.find('/'));
   rest.remove_prefix(std::min(user.size() + 1, rest.size()));

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "core/file_state.h"
 #include "platform/exiv2_scope.h"
 #include "platform/media_file.h"
@@ -199,7 +199,7 @@ bool Decode(const std::string& structure, const std::string& packet, ParsedImage
 void AskReader(const std::string& path, KeptImage& parsed, Parse& parse) {
   const HeifMetadataReader reader = TheReader();
   if (reader == nullptr) return;
-  const Descriptor file(KAVOMediaOpen(path.c_str()));
+  const FileDescriptor file(KAVOMediaOpen(path.c_str()));
   if (!file || StateOf(file.get()) != parse.state) return;
   std::string exif;
   std::string xmp;

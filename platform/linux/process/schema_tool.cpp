@@ -2,12 +2,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <unistd.h>
 
-#include <array>
 #include <cstddef>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
+#include "base/read_on.h"
 #include "core/error.h"
 #include "db/failed_creations.h"
 #include "db/sqlite_creation.h"
@@ -67,19 +66,13 @@ class Words {
 };
 
 std::optional<std::string> ReadScript(const std::string& path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file) return std::nullopt;
   std::string script;
-  std::array<char, 65536> part{};
-  ssize_t length = 0;
-  while ((length = read(file.get(), part.data(), part.size())) > 0) {
-    script.append(part.data(), static_cast<std::size_t>(length));
-    if (script.size() > kMostScript) {
-      errno = EFBIG;
-      return std::nullopt;
-    }
-  }
-  return length == 0 ? std::optional(script) : std::nullopt;
+  if (!ReadOn(file.get(), kMostScript + 1, script)) return std::nullopt;
+  if (script.size() <= kMostScript) return script;
+  errno = EFBIG;
+  return std::nullopt;
 }
 
 int Make(const SchemaCommand& command) {

@@ -12,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 #include "core/error.h"
 #include "process/own_child_signal.h"
 #include "process/spawn_setup.h"
@@ -29,15 +29,15 @@ constexpr milliseconds kLongestPause{16};
 constexpr milliseconds kCollectLimit{1'000};
 
 struct Pipe {
-  Descriptor reading;
-  Descriptor writing;
+  FileDescriptor reading;
+  FileDescriptor writing;
 };
 
 bool Open(Pipe& pipe) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return false;
-  pipe.reading = Descriptor(ends[0]);
-  pipe.writing = Descriptor(ends[1]);
+  pipe.reading = FileDescriptor(ends[0]);
+  pipe.writing = FileDescriptor(ends[1]);
   return fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
 }
 
@@ -101,13 +101,13 @@ class Child {
 };
 
 // Takes what is in the pipe, one read at most; closes it at its end. False when there was nothing to take.
-bool ReadSome(Descriptor& pipe, SpawnResult& result) {
+bool ReadSome(FileDescriptor& pipe, SpawnResult& result) {
   if (!pipe) return false;
   std::array<char, kPipeCapacity> buffer;
   const ssize_t count = read(pipe.get(), buffer.data(), buffer.size());
   if (count < 0) return errno == EINTR;
   if (count == 0) {
-    pipe = Descriptor();
+    pipe = FileDescriptor();
     return false;
   }
   const std::size_t room = kMaxCapturedOutput - result.output.size();
@@ -117,13 +117,13 @@ bool ReadSome(Descriptor& pipe, SpawnResult& result) {
   return true;
 }
 
-void Pause(const Descriptor& pipe, milliseconds pause) {
+void Pause(const FileDescriptor& pipe, milliseconds pause) {
   pollfd readable{pipe.get(), POLLIN, 0};  // a closed one is ignored and the call just waits
   poll(&readable, 1, static_cast<int>(pause.count()));
 }
 
 // Takes what a program that has ended left in the pipe.
-void ReadRest(Descriptor& pipe, SpawnResult& result) {
+void ReadRest(FileDescriptor& pipe, SpawnResult& result) {
   for (int count = 0; count < kLastReads; ++count) {
     if (!ReadSome(pipe, result)) return;
   }
@@ -132,7 +132,7 @@ void ReadRest(Descriptor& pipe, SpawnResult& result) {
 }
 
 // Reads until the program has ended. 0, or why there is no result: ETIMEDOUT when its time is over first.
-int Supervise(Child& child, Descriptor& pipe, SpawnResult& result, Clock::time_point deadline) {
+int Supervise(Child& child, FileDescriptor& pipe, SpawnResult& result, Clock::time_point deadline) {
   milliseconds pause = kFirstPause;
   ChildState state = ChildState::kRunning;
   while ((state = child.Look()) == ChildState::kRunning) {
@@ -149,12 +149,12 @@ int Supervise(Child& child, Descriptor& pipe, SpawnResult& result, Clock::time_p
 }
 
 pid_t Start(const SpawnRequest& request, int output) {
-  const ChildDescriptors descriptors(output, request.keep_errors);
-  const ChildAttributes attributes;
-  const std::vector<std::string> environment = ChildEnvironment();
+  ProcessStart start;
+  start.ResetSignals();
+  start.LeadGroup();
+  GiveStandardStreams(start, output, request.keep_errors);
   pid_t id = -1;
-  const int error = posix_spawn(&id, request.program.c_str(), descriptors.get(), attributes.get(),
-                                PointersTo(request.arguments).data(), PointersTo(environment).data());
+  const int error = start.Run(request.program.c_str(), request.arguments, ChildEnvironment(), id);
   if (error == 0) return id;
   errno = error;
   return -1;
@@ -176,7 +176,7 @@ std::optional<SpawnResult> RunProgram(const SpawnRequest& request) {
   const pid_t id = Start(request, pipe.writing.get());
   if (id < 0) return Failed(errno);
   Child child(id);
-  pipe.writing = Descriptor();
+  pipe.writing = FileDescriptor();
 
   SpawnResult result;
   int error = Supervise(child, pipe.reading, result, deadline);

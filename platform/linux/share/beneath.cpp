@@ -22,20 +22,20 @@ namespace {
 
 constexpr uid_t kRoot = 0;
 
-bool IsRegularOrFolder(const Descriptor& found) {
+bool IsRegularOrFolder(const FileDescriptor& found) {
   const auto status = StatusOf(found);
   if (status.has_value() && (S_ISREG(status->st_mode) || S_ISDIR(status->st_mode))) return true;
   errno = EINVAL;
   return false;
 }
 
-Descriptor ReadAgain(const std::string& root, const std::string& path) {
-  const Descriptor library = OpenTrustedFolder(root);
-  return library ? ReadBelow(library, RelativeTo(root, path).value_or("..")) : Descriptor();
+FileDescriptor ReadAgain(const std::string& root, const std::string& path) {
+  const FileDescriptor library = OpenTrustedFolder(root);
+  return library ? ReadBelow(library, RelativeTo(root, path).value_or("..")) : FileDescriptor();
 }
 
 int OpenForReading(const std::string& root, const std::string& path) {
-  const Descriptor found = FindRegularBelow(root, path);
+  const FileDescriptor found = FindRegularBelow(root, path);
   const bool lent = IsLentSideFile(root, path);
   if (!found) return lent ? OpenLentSideFile().Release() : -1;
   if (lent) TakeLentSideFile();
@@ -44,14 +44,14 @@ int OpenForReading(const std::string& root, const std::string& path) {
 
 // Whether what is FILE in FOLDER is there as its owner wants it. The owner of a folder may give another's
 // file a name in it; where the folder is root's, he may not. Files of root's are the index's own.
-bool IsThereByItsOwner(const Descriptor& folder, const struct stat& file) {
+bool IsThereByItsOwner(const FileDescriptor& folder, const struct stat& file) {
   const auto status = StatusOf(folder);
   if (!status.has_value() || (S_ISREG(file.st_mode) && file.st_nlink > 1)) return false;
   return file.st_uid == status->st_uid || file.st_uid == kRoot || status->st_uid == kRoot;
 }
 
 // What a process of root's may give another mode: others change their own files alone.
-bool MayChange(const Descriptor& folder, const Descriptor& found) {
+bool MayChange(const FileDescriptor& folder, const FileDescriptor& found) {
   const auto status = geteuid() == kRoot ? StatusOf(found) : std::nullopt;
   if (geteuid() != kRoot || (status.has_value() && IsThereByItsOwner(folder, *status))) return true;
   errno = EPERM;
@@ -62,16 +62,16 @@ int ChangeMode(const std::string& root, const std::string& path, mode_t mode) {
   std::string relative = RelativeTo(root, path).value_or("..");
   while (relative.ends_with('/')) relative.pop_back();
   const std::size_t slash = relative.rfind('/');
-  const Descriptor folder =
+  const FileDescriptor folder =
       FindBelow(root, slash != relative.npos ? root + "/" + relative.substr(0, slash) : root);
-  const Descriptor found =
-      folder ? OpenBelow(folder.get(), relative.substr(slash + 1), O_PATH) : Descriptor();
+  const FileDescriptor found =
+      folder ? OpenBelow(folder.get(), relative.substr(slash + 1), O_PATH) : FileDescriptor();
   return found && IsRegularOrFolder(found) && MayChange(folder, found) ? GiveMode(found, mode) : -1;
 }
 
 int RootOf(const std::string& folder, char* out, int size) {
   errno = ENOENT;
-  const Descriptor found = folder.empty() ? Descriptor() : OpenTrustedFolder(folder);
+  const FileDescriptor found = folder.empty() ? FileDescriptor() : OpenTrustedFolder(folder);
   const auto status = found ? StatusOf(found) : std::nullopt;
   if (!status) return -1;
   errno = ENOENT;
@@ -82,7 +82,7 @@ int RootOf(const std::string& folder, char* out, int size) {
 }
 
 int RemoveOrDefer(const std::string& root, const std::string& path) {
-  const Descriptor found = FindRegularBelow(root, path);
+  const FileDescriptor found = FindRegularBelow(root, path);
   if (!found && IsLentSideFile(root, path)) {
     TakeLentSideFile();
     return 0;
@@ -144,7 +144,7 @@ int KAVOBeneathRemove(const char* root, const char* path) {
 int KAVOBeneathExist(const char* root, const char* path) {
   return Contained(0, [&] {
     if (root == nullptr || path == nullptr) return 0;
-    const Descriptor found = FindRegularBelow(root, path);
+    const FileDescriptor found = FindRegularBelow(root, path);
     if (!found) return IsLentSideFile(root, path) ? 1 : 0;
     const auto status = StatusOf(found);
     return status.has_value() && !WasConsumed(path, FileState(*status)) ? 1 : 0;

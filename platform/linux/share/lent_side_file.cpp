@@ -38,13 +38,13 @@ bool IsLentSideFile(const std::string& root, const std::string& path) {
   return lent.has_value() && lent->path == path && RelativeTo(root, path).has_value();
 }
 
-Descriptor OpenLentSideFile() {
+FileDescriptor OpenLentSideFile() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return Descriptor();
-  Descriptor reader(ends[0]);
-  const Descriptor writer(ends[1]);
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return FileDescriptor();
+  FileDescriptor reader(ends[0]);
+  const FileDescriptor writer(ends[1]);
   const ssize_t written = write(writer.get(), lent->text.data(), lent->text.size());
-  return written == static_cast<ssize_t>(lent->text.size()) ? std::move(reader) : Descriptor();
+  return written == static_cast<ssize_t>(lent->text.size()) ? std::move(reader) : FileDescriptor();
 }
 
 void TakeLentSideFile() {

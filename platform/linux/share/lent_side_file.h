@@ -4,12 +4,12 @@
 
 #include <string>
 
-#include "core/descriptor.h"
+#include "base/file_descriptor.h"
 
 // It is PATH below ROOT, and nobody has taken it yet. Leaves errno as it was.
 [[nodiscard]] bool IsLentSideFile(const std::string& root, const std::string& path);
 // Its text, open for reading. Empty with errno on failure.
-[[nodiscard]] Descriptor OpenLentSideFile();
+[[nodiscard]] FileDescriptor OpenLentSideFile();
 void TakeLentSideFile();
 
 #endif  // PLATFORM_LINUX_SHARE_LENT_SIDE_FILE_H_

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "base/fixed_path.h"
 #include "core/error.h"
 #include "core/out_text.h"
 #include "core/rooted_path.h"
@@ -17,7 +18,6 @@
 namespace {
 
 constexpr const char* kServices = "/var/services/";
-constexpr const char* kPreferences = "/usr/kavo/etc/preference/";
 // The one share whose place is known before it is made.
 constexpr std::string_view kPhotoShare = "photo";
 
@@ -53,7 +53,7 @@ int GetSharePath(const char* name, char* out, int size) {
 
 int GetPreferenceFolder(const char* user, char* out, int size) {
   if (user == nullptr || !IsPlainName(user)) return Failed(EINVAL);
-  return PutWhole(RootedPath(kPreferences) + user, out, size) < 0 ? Failed(ENAMETOOLONG) : 0;
+  return PutWhole(RootedPath(kPreferences) + "/" + user, out, size) < 0 ? Failed(ENAMETOOLONG) : 0;
 }
 
 }  // namespace

@@ -58,17 +58,17 @@ SideParts Cut(std::string_view folder) {
 }
 
 // The folder NAME of FOLDER, made when missing; never a link.
-Descriptor MakeFolder(const Descriptor& folder, const std::string& name) {
+FileDescriptor MakeFolder(const FileDescriptor& folder, const std::string& name) {
   const bool made = mkdirat(folder.get(), name.c_str(), kFolderMode) == 0;
-  if (!made && errno != EEXIST) return Descriptor();
-  Descriptor opened = OpenBelow(folder.get(), name, O_PATH | O_DIRECTORY);
-  if (opened && made && GiveMode(opened, kFolderMode) != 0) return Descriptor();
+  if (!made && errno != EEXIST) return FileDescriptor();
+  FileDescriptor opened = OpenBelow(folder.get(), name, O_PATH | O_DIRECTORY);
+  if (opened && made && GiveMode(opened, kFolderMode) != 0) return FileDescriptor();
   return opened;
 }
 
 bool MakeSideFolder(std::string_view folder) {
   const SideParts parts = Cut(WithoutTrailingSlashes(folder));
-  Descriptor at = MakeTrustedFolder(parts.owner_folder);
+  FileDescriptor at = MakeTrustedFolder(parts.owner_folder);
   for (std::string_view rest = parts.side; at && !rest.empty();) {
     const std::string_view name = rest.substr(0, rest.find('/'));
     rest.remove_prefix(std::min(name.size() + 1, rest.size()));

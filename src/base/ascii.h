@@ -1,9 +1,9 @@
-// Letter case of SQL words, column names and file name extensions. Only ASCII folds, whatever locale the
-// process has set.
-#ifndef PLATFORM_LINUX_CORE_ASCII_H_
-#define PLATFORM_LINUX_CORE_ASCII_H_
+// Letters, blanks and words as ASCII has them, whatever locale the process has set: in Turkish "I" is no "i".
+#ifndef BASE_ASCII_H_
+#define BASE_ASCII_H_
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 constexpr char LowerAscii(char c) {
@@ -24,14 +24,17 @@ inline bool EqualsIgnoreAsciiCase(std::string_view a, std::string_view b) {
                                             [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
 }
 
+// TEXT without blanks and line ends at its beginning, at its end, at both.
 inline std::string_view TrimLeft(std::string_view text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
   return text;
 }
-
 inline std::string_view TrimRight(std::string_view text) {
   while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
   return text;
+}
+inline std::string_view Trimmed(std::string_view text) {
+  return TrimRight(TrimLeft(text));
 }
 
 // The letters, digits and underscores that TEXT begins with.
@@ -41,4 +44,4 @@ inline std::string_view FirstWord(std::string_view text) {
   return text.substr(0, length);
 }
 
-#endif  // PLATFORM_LINUX_CORE_ASCII_H_
+#endif  // BASE_ASCII_H_
