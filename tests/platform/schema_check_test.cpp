@@ -207,6 +207,23 @@ TEST_F(ForeignSchemaTest, IsNotOpenedForReading) {
                "Remove it (sqlite3 FILE 'DROP VIEW v'), or keep it in a database of its own.");
 }
 
+// What is computed in a table of the script, or of the service's catalogue, is evaluated.
+TEST_F(ForeignSchemaTest, EachTableOfALibraryIsTakenForOne) {
+  Make(SchemaScript("pphoto.sql"));
+  const auto found =
+      Column(Send(OpenSqlite(file()),
+                  "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT GLOB 'sqlite_*'"),
+             "name");
+  ASSERT_GT(found.size(), 10U);
+  std::vector<std::string> tables{"entry", "fact"};
+  for (const auto& name : found) tables.push_back(name.value_or(""));
+  for (const std::string& table : tables) {
+    ExpectForeign("CREATE TABLE " + table + " (a CHECK (hex(a)))", "hex() in the table " + table);
+    ExpectForeign("CREATE TABLE mine_" + table + " (a CHECK (hex(a)))", "");
+    ExpectForeign("CREATE TABLE " + table + "_mine (a CHECK (hex(a)))", "");
+  }
+}
+
 TEST_F(ForeignSchemaTest, OursOfAnyAgeIsNone) {
   Make(SchemaScript("pphoto.sql"));
   const std::string older =
