@@ -157,6 +157,16 @@ TEST_F(PostgresBatchTest, TextsThatCannotBeReadTakeBackThemselvesAlone) {
   EXPECT_EQ(Value(outside(), "SELECT string_agg(n::text, ' ' ORDER BY n) AS v FROM t"), "5 6 7");
 }
 
+// The quote in a quoted name begins no literal: what seems to stand in one is a statement.
+TEST_F(PostgresBatchTest, WhatStandsBetweenQuotedNamesIsKeptAmongFailures) {
+  BeginBatch();
+  const Connection handle = OpenPostgres();
+  Send(handle, R"(SELECT 1 AS "'"; INSERT INTO t VALUES (1); SELECT 1 AS "'")");
+  EXPECT_EQ(Execute(handle, "INSERT INTO t VALUES (1)"), -1);
+  EXPECT_EQ(KAVODBBatchCommit(), 0) << KAVODBLentErrorGet();
+  EXPECT_EQ(Rows(), "1");
+}
+
 TEST_F(PostgresBatchTest, SavepointsOfTheCallerHoldAmongFailures) {
   BeginBatch();
   const Connection handle = OpenPostgres();
