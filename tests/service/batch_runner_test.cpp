@@ -70,7 +70,7 @@ class BatchRunnerTest : public testing::Test {
 TEST_F(BatchRunnerTest, StoresAllAndTellsEach) {
   const Names names = Numbered(5);
   EXPECT_TRUE(Run(names));
-  ASSERT_EQ(Outcomes(), std::vector<ItemOutcome>(5, ItemOutcome::kDone));
+  ASSERT_EQ(Outcomes(), std::vector<ItemOutcome>(5, ItemOutcome::kStored));
   EXPECT_EQ(Told()[4].fingerprint, "of photo 4");
   EXPECT_EQ(around_.database.kept(), Set(names));
   EXPECT_EQ(around_.database.removed(), Set(names));
@@ -98,8 +98,8 @@ TEST_F(BatchRunnerTest, ReadsNoFurtherAheadThanThirtyTwoFiles) {
 TEST_F(BatchRunnerTest, ALostTransactionIsMadeAnewItemByItem) {
   EXPECT_TRUE(Run({"a", "poison", "c"}));
   ASSERT_EQ(Outcomes(),
-            std::vector<ItemOutcome>({ItemOutcome::kDone, ItemOutcome::kNotKept, ItemOutcome::kDone}));
-  EXPECT_EQ(Told()[1].trouble, "not kept by the database: poisoned");
+            std::vector<ItemOutcome>({ItemOutcome::kStored, ItemOutcome::kNotKept, ItemOutcome::kStored}));
+  EXPECT_EQ(Told()[1].reason, "not kept by the database: poisoned");
   EXPECT_EQ(around_.database.kept(), Set({"a", "c"}));
   EXPECT_EQ(around_.database.removed(), Set({"a", "c"}));
   EXPECT_EQ(around_.giver.taken[0].generations, std::vector<std::uint64_t>({1, 2}));
@@ -112,14 +112,14 @@ TEST_F(BatchRunnerTest, ASpoiledTransactionIsNotKeptAndNotGoneOnWith) {
   EXPECT_EQ(around_.database.removed(), Set({"a", "c"}));
   EXPECT_EQ(Sizes(), std::vector<std::size_t>({2, 1}));
   EXPECT_EQ(Outcomes(),
-            std::vector<ItemOutcome>({ItemOutcome::kDone, ItemOutcome::kNotKept, ItemOutcome::kDone}));
+            std::vector<ItemOutcome>({ItemOutcome::kStored, ItemOutcome::kNotKept, ItemOutcome::kStored}));
 }
 
 TEST_F(BatchRunnerTest, TheSideFileOfAFailedItemStaysAmongOthersThatGo) {
   EXPECT_TRUE(Run({"a", "refused", "partial"}));
   EXPECT_EQ(around_.database.removed(), Set({"a", "partial"}));
   EXPECT_EQ(Outcomes(),
-            std::vector<ItemOutcome>({ItemOutcome::kDone, ItemOutcome::kNotKept, ItemOutcome::kPartial}));
+            std::vector<ItemOutcome>({ItemOutcome::kStored, ItemOutcome::kNotKept, ItemOutcome::kPartial}));
 }
 
 TEST_F(BatchRunnerTest, WhatCannotBeOpenedIsToldWithoutACall) {
@@ -169,7 +169,7 @@ TEST_F(BatchRunnerTest, AWishToStopLetsTheItemInHandBeDone) {
   around_.faults.Set({Seam::kStop, 7, true});  // five files were read before it, and one item written
   EXPECT_FALSE(Run(Numbered(5)));
   EXPECT_FALSE(runner_.failure());
-  EXPECT_EQ(Outcomes(), std::vector<ItemOutcome>(2, ItemOutcome::kDone));
+  EXPECT_EQ(Outcomes(), std::vector<ItemOutcome>(2, ItemOutcome::kStored));
   EXPECT_EQ(around_.database.kept(), Set({"photo 0", "photo 1"}));
 }
 
@@ -233,7 +233,7 @@ class BatchFaultTest : public testing::TestWithParam<std::tuple<Seam, bool, Faul
     EXPECT_EQ(around_->database.removed(), kept) << "side files of what is kept, and no others";
     for (const auto& [name, result] : told_) {
       const bool stored = result.done() || result.outcome == ItemOutcome::kPartial;
-      EXPECT_EQ(stored, kept.contains(name)) << name << ": " << result.trouble;
+      EXPECT_EQ(stored, kept.contains(name)) << name << ": " << result.reason;
     }
     for (const char* never : {"refused", "poison", "spoil", "unreadable"})
       EXPECT_FALSE(kept.contains(never)) << never;
