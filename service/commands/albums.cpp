@@ -45,6 +45,6 @@ Outcome<std::vector<AlbumSummary>> Find(const LibraryOptions& options) {
 
 Runner DefineAlbums(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
-  AddJsonOption(app, *options, "One JSON array");
+  AddJsonOption(app, *options, "Print the result as one JSON array");
   return [options] { return PrintFound(Find(*options), options->json, AlbumsJson, AlbumsText); };
 }

@@ -10,12 +10,13 @@
 
 void AddRootOption(CLI::App& app, std::string& root) {
   app.add_option("--root", root,
-                 "State folder; default $XDG_STATE_HOME/lumivault or ~/.local/state/lumivault")
+                 "State folder, with the settings of all libraries; default $XDG_STATE_HOME/lumivault or "
+                 "~/.local/state/lumivault")
       ->type_name("DIR");
 }
 
 void AddSharedOption(CLI::App& app, bool& shared) {
-  app.add_flag("--shared", shared, "The shared tree (see lumivault init)");
+  app.add_flag("--shared", shared, "Work on the shared tree (see lumivault init --help)");
 }
 
 Failure NoLibraryNamed() {

@@ -118,9 +118,9 @@ int Examine(const LibraryOptions& options) {
 
 Runner DefineDoctor(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
-  AddJsonOption(app, *options, "One JSON object");
+  AddJsonOption(app, *options, "Print the result as one JSON object");
   // It looks at every page of the file.
   app.get_option("--read-timeout")
-      ->description("Seconds that one question to the database may take; default 600");
+      ->description("How long one question to the database may take, in seconds; default 600");
   return [options] { return Examine(*options); };
 }

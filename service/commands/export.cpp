@@ -29,6 +29,9 @@ int Export(const LibraryOptions& options, bool with_ids) {
 Runner DefineExport(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
   const auto with_ids = std::make_shared<bool>(false);
-  app.add_flag("--with-ids", *with_ids, "Ids and the times when rights were given, too");
+  app.add_flag(
+      "--with-ids", *with_ids,
+      "Also print ids, which are otherwise replaced by the names they refer to, and the times when rights "
+      "were given");
   return [options, with_ids] { return Export(*options, *with_ids); };
 }

@@ -48,7 +48,7 @@ int Index(const Options& options) {
 Runner DefineIndex(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   AddRunOptions(app, options->run);
-  app.add_flag("--dry-run", options->dry_run, "Say what would be sent, one event a line, and send nothing")
+  app.add_flag("--dry-run", options->dry_run, "Show what a run would change; change nothing")
       ->excludes("--failed");
   return [options] { return Index(*options); };
 }

@@ -60,11 +60,13 @@ int Init(const Options& options) {
 
 Runner DefineInit(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  app.add_option("folder", options->folder, "The shared photo folder")->type_name("FOLDER")->required();
-  app.add_flag("--shared", options->shared,
-               "A tree that several people share, in the PostgreSQL database photo")
+  app.add_option("folder", options->folder, "Folder that becomes the shared tree")
+      ->type_name("FOLDER")
       ->required();
-  app.add_flag("--json", options->json, "One JSON object");
+  app.add_flag("--shared", options->shared,
+               "Make a tree that several people share, in the PostgreSQL database photo")
+      ->required();
+  app.add_flag("--json", options->json, "Print the result as one JSON object");
   AddRootOption(app, options->root);
   return [options] { return Init(*options); };
 }

@@ -44,6 +44,6 @@ Outcome<std::vector<LabelSummary>> Find(const LibraryOptions& options) {
 
 Runner DefineLabels(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
-  AddJsonOption(app, *options, "One JSON array");
+  AddJsonOption(app, *options, "Print the result as one JSON array");
   return [options] { return PrintFound(Find(*options), options->json, LabelsJson, LabelsText); };
 }

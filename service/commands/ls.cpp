@@ -57,7 +57,7 @@ std::string ListText(const std::vector<ListedEntry>& entries, bool terminal) {
 }  // namespace
 
 Runner DefineList(CLI::App& app) {
-  const auto options = AddLibraryOptions(app, "A library or a folder in one");
-  AddJsonOption(app, *options, "One JSON array");
+  const auto options = AddLibraryOptions(app, "Library, or a folder in one");
+  AddJsonOption(app, *options, "Print the result as one JSON array");
   return [options] { return PrintFound(Find(*options), options->json, ListJson, ListText); };
 }

@@ -99,7 +99,7 @@ std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app, const std::stri
 void AddReadTimeoutOption(CLI::App& app) {
   app.add_option_function<double>(
          "--read-timeout", [](double seconds) { SetReadTimeout(seconds, true); },
-         "Seconds that one question to the database may take; default 30")
+         "How long one question to the database may take, in seconds; default 30")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestReadTimeout, kLongestReadTimeout));
 }

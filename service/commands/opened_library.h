@@ -47,7 +47,8 @@ struct LibraryOptions {
   bool json = false;
 };
 // WHAT the folder is.
-std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app, const std::string& what = "A library");
+std::shared_ptr<LibraryOptions> AddLibraryOptions(CLI::App& app,
+                                                  const std::string& what = "Folder of the library");
 // The library that they name.
 Outcome<OpenedLibrary> OpenLibrary(const LibraryOptions& options);
 // The option --read-timeout of commands that read a library.

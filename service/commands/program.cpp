@@ -23,24 +23,32 @@ struct Command {
 constexpr std::array kCommands{
     Command{"init", "Set up a tree that several people share, with its PostgreSQL database", &DefineInit},
     Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex},
-    Command{"reindex", "Index everything in a library again and delete the rows of what is not there",
+    Command{"reindex", "Read every file of a library again and delete the rows of files that are not there",
             &DefineReindex},
-    Command{"show", "Show the row of one file with its labels, people and album", &DefineShow},
+    Command{"show", "Show the row of one file, with its labels, people and album", &DefineShow},
     Command{"ls", "List what is indexed directly in a folder", &DefineList},
     Command{"albums", "List the albums of a library", &DefineAlbums},
     Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels},
-    Command{"stats", "Count what a library holds", &DefineStats},
-    Command{"export", "Print every row of a library as lines of JSON that can be compared", &DefineExport},
+    Command{"stats", "Count the photos, videos, albums and labels of a library", &DefineStats},
+    Command{"export", "Print every row of a library as JSON, one object a line, to compare two libraries",
+            &DefineExport},
     Command{"rights", "Show who may see, upload to and manage an album", &DefineRights},
-    Command{"doctor", "Say what is missing or wrong, and how to mend it", &DefineDoctor},
+    Command{"doctor", "Report what is missing or wrong, and how to fix it", &DefineDoctor},
 };
 
+// The table of README.md; a test compares them.
 constexpr const char* kExitStatuses =
-    "Exit status: 0 done, 1 fatal, 2 usage, 3 done but files failed that had not failed before, 4 bad "
-    "configuration, 5 database "
-    "not reachable, 6 another run holds the library, 7 stopped before deleting the rows of files that may "
-    "only be out of reach (see --accept-loss), 129, 130 or 143 stopped by SIGHUP, SIGINT or SIGTERM with "
-    "everything so far kept.";
+    "Exit status:\n"
+    "  0 done\n"
+    "  1 fatal error, or the result could not be written; for commands that only read, also: no such row or "
+    "library\n"
+    "  2 wrong command line\n"
+    "  3 done, but some files failed that had not failed before\n"
+    "  4 bad configuration: state folder, plug-in or a tool is missing or unusable\n"
+    "  5 the database cannot be reached, or it failed\n"
+    "  6 another run holds the library, be it one with another --root\n"
+    "  7 rows of files that may only be out of reach were kept; --accept-loss deletes them\n"
+    "  129, 130, 143 stopped by SIGHUP, SIGINT (Ctrl-C) or SIGTERM; everything so far is kept";
 
 // What is wrong with the command line, in one line. The parser misses a command before it looks at what
 // stands in its place.
@@ -56,7 +64,7 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Lumivault: photos and videos of a folder in a database");
+  CLI::App app("Lumivault: indexes the photos and videos of a folder in a database");
   app.set_version_flag("--version", "lumivault " LUMIVAULT_VERSION);
   app.require_subcommand(1);
   app.footer(kExitStatuses);

@@ -91,11 +91,11 @@ std::string FoundText(const Found& found, bool terminal) {
 Runner DefineRights(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   app.add_option("album", options->album,
-                 "A folder of a library; with --shared also its name there, / for the root")
+                 "Folder in a library; with --shared also its name there, / for the root")
       ->type_name("ALBUM")
       ->required();
   AddSharedOption(app, options->shared);
-  app.add_flag("--json", options->json, "One JSON object");
+  app.add_flag("--json", options->json, "Print the result as one JSON object");
   AddRootOption(app, options->root);
   AddReadTimeoutOption(app);
   return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };

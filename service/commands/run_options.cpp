@@ -151,27 +151,28 @@ std::string CheckedMemory(const std::string& text) {
 void AddRunOptions(CLI::App& app, RunOptions& options) {
   options.workers = std::max(1U, std::thread::hardware_concurrency());
   options.timeout = kDefaultTimeout;
-  app.add_option("folder", options.folder, "The folder; the database is made inside it")->type_name("FOLDER");
+  app.add_option("folder", options.folder, "Folder to index; its database is made inside it")
+      ->type_name("FOLDER");
   AddSharedOption(app, options.shared);
-  app.add_option("-j,--jobs", options.workers, "Worker processes; default the number of cores")
+  app.add_option("-j,--jobs", options.workers, "Number of worker processes; default one per processor")
       ->type_name("N")
       ->check(CLI::Range(1U, kMostWorkers));
-  app.add_option("--timeout", options.timeout, "Seconds that one file may take; default 60")
+  app.add_option("--timeout", options.timeout, "How long one file may take, in seconds; default 60")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestTimeout, kLongestTimeout));
-  app.add_option(
-         "--worker-memory", options.worker_memory,
-         "MiB that a worker may take, 0 without limit; default 512, or worker_memory in settings.conf")
+  app.add_option("--worker-memory", options.worker_memory,
+                 "Memory that one worker may use, in MiB, 0 for no limit; default 512, or worker_memory in "
+                 "settings.conf")
       ->type_name("MIB")
       ->check(CheckedMemory);
   app.add_flag("--as-root", options.as_root,
-               "Started by root: read the files as root, not as the folder's owner");
+               "When started by root: read the files as root, not as the folder's owner");
   app.add_flag("--accept-loss", options.accepts_loss,
-               "Delete the rows of what is not there, however much that is");
+               "Delete the rows of files that are not there, however many they are");
   app.add_flag("--failed", options.lists_failed,
-               "List what failed or was noted in earlier runs and has not changed, too");
+               "Also list files that failed, or were noted, in earlier runs and have not changed");
   app.add_flag("--quiet", options.quiet, "No progress on standard error");
-  app.add_flag("--json", options.json, "The result as one JSON value");
+  app.add_flag("--json", options.json, "Print the result as one JSON value");
   AddRootOption(app, options.root);
 }
 

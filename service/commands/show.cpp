@@ -93,8 +93,8 @@ std::string FoundText(const Found& found, bool terminal) {
 
 Runner DefineShow(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  app.add_option("file", options->file, "A photo or video of a library")->type_name("FILE")->required();
-  app.add_flag("--json", options->json, "One JSON object");
+  app.add_option("file", options->file, "Photo or video in a library")->type_name("FILE")->required();
+  app.add_flag("--json", options->json, "Print the result as one JSON object");
   AddRootOption(app, options->root);
   AddReadTimeoutOption(app);
   return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };

@@ -84,6 +84,6 @@ std::string FoundText(const Found& found, bool /*terminal*/) {
 
 Runner DefineStats(CLI::App& app) {
   const auto options = AddLibraryOptions(app);
-  AddJsonOption(app, *options, "One JSON object");
+  AddJsonOption(app, *options, "Print the result as one JSON object");
   return [options] { return PrintFound(Find(*options), options->json, FoundJson, FoundText); };
 }

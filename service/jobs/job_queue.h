@@ -1,4 +1,4 @@
-// The file of background jobs that the plug-in fills and a program of the package empties (ARCHITECTURE.md).
+// The file of background jobs that the plug-in fills and a program of the package empties (docs/jobs.md).
 #ifndef SERVICE_JOBS_JOB_QUEUE_H_
 #define SERVICE_JOBS_JOB_QUEUE_H_
 

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -5,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <fstream>
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
@@ -36,6 +38,22 @@ class CliTest : public ServiceTest {
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
   }
 };
+
+// The table of exit statuses in the readme as a help text has it.
+std::string DocumentedStatuses() {
+  std::ifstream document(LUMIVAULT_README);
+  std::string text = "Exit status:\n";
+  std::string section;
+  for (std::string line; std::getline(document, line);) {
+    if (line.starts_with('#')) section = line;
+    if (section != "### Exit statuses" || !line.starts_with("| ") || line.find_first_of("0123456789") != 2)
+      continue;
+    std::erase(line, '`');
+    std::string row = line.substr(2, line.size() - 4);
+    text.append("  ").append(row.replace(row.find(" | "), 3, " ")).append("\n");
+  }
+  return text;
+}
 
 // What a run of the program prints when both its outputs are a terminal.
 std::string OnTerminal(std::vector<std::string> arguments) {
@@ -72,17 +90,18 @@ TEST_F(CliTest, HelpNamesTheCommandsAndHidesTheWorker) {
   for (const char* name : kCommands) {
     EXPECT_NE(result.out.find("\n  " + std::string(name) + " "), std::string::npos) << name;
   }
-  EXPECT_NE(result.out.find("Exit status: 0 done"), std::string::npos);
   EXPECT_EQ(result.out.find("worker"), std::string::npos);
 }
 
 TEST_F(CliTest, EveryCommandHasHelpWithTheExitStatuses) {
+  const std::string statuses = DocumentedStatuses();
+  ASSERT_EQ(std::count(statuses.begin(), statuses.end(), '\n'), 10) << statuses;
   for (const char* command : kCommands) {
     const RunResult result = Run({command, "--help"});
     EXPECT_EQ(result.status, 0) << command;
     EXPECT_EQ(result.out.find("--json") == std::string::npos, std::string(command) == "export") << command;
     EXPECT_NE(result.out.find("--root"), std::string::npos) << command;
-    EXPECT_NE(result.out.find("6 another run holds"), std::string::npos) << command;
+    EXPECT_THAT(result.out, testing::HasSubstr(statuses)) << command;
   }
 }
 
