@@ -14,9 +14,9 @@ Result Guarded(const char* source, Result failure, Body&& body) noexcept {
   try {
     return std::forward<Body>(body)();
   } catch (const std::exception& error) {
-    LOG_AT(source, "Unexpected error: %s", error.what());
+    LOG_COLON(source, "Unexpected error: %s", error.what());
   } catch (...) {
-    LOG_AT(source, "Unexpected error.");
+    LOG_COLON(source, "Unexpected error.");
   }
   return failure;
 }

@@ -14,17 +14,18 @@ inline constexpr const char* kPhotoUtilSource = "photo_util.cpp";
 inline constexpr const char* kPhotoDatabaseSource = "photo_database.cpp";
 
 // "photo_index.cpp:120 Bad parameter."
-#define LOG_AT(source, format, ...) LOG_AT_LINE(source, __LINE__, format __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_COLON(source, format, ...) LOG_COLON_LINE(source, __LINE__, format __VA_OPT__(, ) __VA_ARGS__)
 // The same with the line of a caller (a parameter "int caller = __builtin_LINE()"), for a step that logs what
 // several operations share.
-#define LOG_AT_LINE(source, line, format, ...) \
+#define LOG_COLON_LINE(source, line, format, ...) \
   syslog(LOG_ERR, "%s:%d " format, source, static_cast<int>(line) __VA_OPT__(, ) __VA_ARGS__)
 // "photo_database.cpp (120) Bad parameter."
-#define LOG_IN(source, format, ...) \
+#define LOG_PARENS(source, format, ...) \
   syslog(LOG_ERR, "%s (%d) " format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-// The two without a prefix: errors that have none, and the one notice.
+// For errors that never had a prefix.
 #define LOG_BARE(format, ...) syslog(LOG_ERR, format __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_NOTICE_AT(source, format, ...) \
+// The only notice.
+#define LOG_NOTICE_COLON(source, format, ...) \
   syslog(LOG_INFO, "%s:%d " format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
 #endif  // BASE_LOG_H_

@@ -9,7 +9,8 @@ struct FreeHash {
   void operator()(RLIBCSZHASH* hash) const { RLIBCSzHashFree(hash); }
 };
 
-// A string hash that is freed with its owner; empty when it could not be allocated.
+// A string hash that is freed with its owner; empty when it could not be allocated. Used by one thread at a
+// time.
 using OwnedHash = std::unique_ptr<RLIBCSZHASH, FreeHash>;
 
 #endif  // BASE_OWNED_HASH_H_

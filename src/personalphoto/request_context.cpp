@@ -139,7 +139,7 @@ int HGAStatusCheck(const char* path) {
   // The path may be one of the record's own texts, which are cleared first.
   const auto copy = TryCopy(path);
   if (!copy) {
-    LOG_AT(kPersonalPhotoSource, "strdup failed.");
+    LOG_COLON(kPersonalPhotoSource, "strdup failed.");
     return -1;
   }
   return Guarded(kPersonalPhotoSource, -1, [&] { return Check(copy->c_str()); });

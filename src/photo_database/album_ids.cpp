@@ -17,7 +17,7 @@ constexpr int kFirstAlbumId = 1;
 int KAVOPhotoShareGetNewId() noexcept {
   Cursor cursor(PHOTO_TABLE_SHARE, nullptr, kNumberedAlbums, kHighestIdFirst, 0, 1);
   if (!cursor) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return kFirstAlbumId;
   }
   return cursor.Next() ? static_cast<int>(DecimalInt(cursor.Field("shareid")) + 1LL) : kFirstAlbumId;
@@ -26,14 +26,14 @@ int KAVOPhotoShareGetNewId() noexcept {
 int getShareIdBySharename(const char* album) noexcept {
   const RequestConnection connection;
   if (!connection) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to connect to photo database");
+    LOG_COLON(kPhotoDatabaseSource, "Failed to connect to photo database");
     return -1;
   }
   const auto statement = Statement::Build(connection.type(), kAlbumIdByName, album);
   if (!statement) return -1;
   Result result;
   if (!Execute(connection, statement.get(), &result)) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+    LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
     return -1;
   }
   return result.Next() ? DecimalInt(result.Field("shareid")) : -1;
@@ -42,12 +42,12 @@ int getShareIdBySharename(const char* album) noexcept {
 int getShareIdPrivilegeShareIdByPath(const char* file, int* share_id, int* rights_share_id) noexcept {
   char album[kPathSize] = {};
   if (GetSharenameByFilePath(file, album, sizeof album) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "Fail to get sharename: %s", OrEmpty(file));
+    LOG_COLON(kPhotoDatabaseSource, "Fail to get sharename: %s", OrEmpty(file));
     return -1;
   }
   *share_id = getShareIdBySharename(album);
   if (GetPrivilegeSharenameByFilePath(file, album, sizeof album) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "Fail to get privilege sharename: %s", OrEmpty(file));
+    LOG_COLON(kPhotoDatabaseSource, "Fail to get privilege sharename: %s", OrEmpty(file));
     return -1;
   }
   *rights_share_id = getShareIdBySharename(album);
@@ -59,7 +59,7 @@ int KAVOPhotoShareGetFieldValue(const char* album, const char* column, char* out
   if (!condition) return -1;
   Cursor cursor(PHOTO_TABLE_SHARE, nullptr, condition.get(), nullptr, 0, 1);
   if (!cursor) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return -1;
   }
   if (!cursor.Next()) return -1;

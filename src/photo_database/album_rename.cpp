@@ -40,18 +40,18 @@ std::optional<int> RenameRow(const Album& to, const Album& from, int reference_i
       Statement::Build(RequestDatabaseType(), kRenameAlbum, to.szShareName,
                        Flag(IsSubAlbumName(to.szShareName)), reference_id, from.szShareName);
   if (!statement) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to escape string!");
     return std::nullopt;
   }
   const auto changed = ChangedRows(statement);
-  if (!changed) LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+  if (!changed) LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
   return changed;
 }
 
 // What follows the rename of the row.
-std::optional<int> RunStep(const Statement& statement) {
+std::optional<int> RunFollowUp(const Statement& statement) {
   const auto changed = ChangedRows(statement);
-  if (!changed) LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+  if (!changed) LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
   return changed;
 }
 
@@ -59,13 +59,13 @@ std::optional<int> SetConversion(const Album& album, bool conversion) {
   const auto statement =
       Statement::Build(RequestDatabaseType(), kSetAlbumConversion, Flag(conversion), album.szShareName);
   if (!statement) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to escape string!");
+    LOG_COLON(kPhotoDatabaseSource, "Failed to escape string!");
     return std::nullopt;
   }
-  return RunStep(statement);
+  return RunFollowUp(statement);
 }
 
-Statement CoverMove(const Album& to, const Album& from) {
+Statement CoverMoveStatement(const Album& to, const Album& from) {
   if (HGAStatusIsHGARequest()) {
     return Statement::Build(RequestDatabaseType(), kMoveCoverPersonal, from.szShareName, to.szShareName,
                             to.szShareName);
@@ -78,12 +78,13 @@ Statement CoverMove(const Album& to, const Album& from) {
 
 // The cover is a photo of the album, so its key holds the old name.
 bool MoveCover(const Album& to, const Album& from) {
-  const auto statement = CoverMove(to, from);
+  const auto statement = CoverMoveStatement(to, from);
   if (!statement) return false;
-  const auto changed = RunStep(statement);
+  const auto changed = RunFollowUp(statement);
   if (!changed) return false;
   if (*changed == 0) {
-    LOG_AT(kPhotoDatabaseSource, "UPDATE cover failed, sharename [%s] not exists in db.", from.szShareName);
+    LOG_COLON(kPhotoDatabaseSource, "UPDATE cover failed, sharename [%s] not exists in db.",
+              from.szShareName);
     return false;
   }
   return true;
@@ -97,12 +98,12 @@ bool InsertRenamed(Album& album, bool conversion, std::optional<int> reference_i
     const auto statement =
         AlbumInsert(RequestDatabaseType(), album, comments, conversion, reference_id.value_or(album.shareId));
     if (!statement) {
-      LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+      LOG_PARENS(kPhotoDatabaseSource, "Failed to escape string!");
       return false;
     }
     if (PhotoDBExec(statement.get()) != -1) return true;
     if (!IsAlbumRecorded(album.szShareName) && i < kAlbumIdTries && TakeNextId(album)) continue;
-    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+    LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
     return false;
   }
 }

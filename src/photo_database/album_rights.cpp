@@ -49,7 +49,7 @@ int SaveRights(const Album& album) {
   char from[kConfigSize] = {};
   if (KAVOPhotoShareGetFieldValue(album.szShareName, kIdColumn, to, sizeof to) == -1 ||
       KAVOPhotoShareGetFieldValue(album.szRightsShareName, kIdColumn, from, sizeof from) == -1) {
-    LOG_IN(kPhotoDatabaseSource, "KAVOPhotoShareGetFieldValue failed.");
+    LOG_PARENS(kPhotoDatabaseSource, "KAVOPhotoShareGetFieldValue failed.");
     return -1;
   }
   ReplaceRights(tables, to, from);
@@ -72,7 +72,7 @@ void AddRight(PHOTO_TABLE_TYPE table, const char* user, const char* album) {
   char sql[kPathSize];
   std::snprintf(sql, sizeof sql, kInsertRight, PhotoMapping::GetValue(table), user, album,
                 TimeText().c_str());
-  if (PhotoDBExec(sql) == -1) LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", sql);
+  if (PhotoDBExec(sql) == -1) LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s]", sql);
 }
 
 int CopyRights(PHOTO_TABLE_TYPE table, const char* to, const char* from) {
@@ -80,7 +80,7 @@ int CopyRights(PHOTO_TABLE_TYPE table, const char* to, const char* from) {
   std::snprintf(condition, sizeof condition, kRightsOfAlbum, from);
   Cursor cursor(table, nullptr, condition, nullptr, 0, 0);
   if (!cursor) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return -1;
   }
   while (cursor.Next()) AddRight(table, OrEmpty(cursor.Field("userid")), to);
@@ -91,7 +91,7 @@ int CopyRights(PHOTO_TABLE_TYPE table, const char* to, const char* from) {
 
 int PhotoSharePriviledgeDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept {
   if (album == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameter");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return SaveRights(*album); });
@@ -100,7 +100,7 @@ int PhotoSharePriviledgeDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept {
 int PhotoSharePriviledgeDBDelete(PHOTO_TABLE_TYPE type, const char* share_id) noexcept {
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to photo database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to photo database");
     return -1;
   }
   const auto statement =
@@ -108,7 +108,7 @@ int PhotoSharePriviledgeDBDelete(PHOTO_TABLE_TYPE type, const char* share_id) no
                        PhotoMapping::GetValue(type), share_id);
   if (!statement) return -1;
   if (!Execute(connection, statement.get())) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
     return -1;
   }
   return 0;

@@ -76,7 +76,7 @@ int Save(KAVO_PHOTO_SHARE_INFO& album) {
   const bool conversion = NewAlbumAllowsConversion(album);
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to database");
     return -1;
   }
   AlbumRow row(connection.type(), album, comments, conversion);
@@ -87,7 +87,7 @@ int Save(KAVO_PHOTO_SHARE_INFO& album) {
     if (!next) break;
     statement = std::move(*next);
   }
-  if (statement) LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
+  if (statement) LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s]", statement.get());
   return -1;
 }
 
@@ -96,7 +96,7 @@ int Save(KAVO_PHOTO_SHARE_INFO& album) {
 std::string ReferenceAlbum(const char* album) {
   char reference[kContextPathSize] = {};
   if (GetReferenceSharenameBySharename(album, reference, sizeof reference) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "Get Privilege_Sharem Error(%s)", album);
+    LOG_COLON(kPhotoDatabaseSource, "Get Privilege_Sharem Error(%s)", album);
   }
   return reference;
 }
@@ -133,7 +133,7 @@ Statement AlbumInsert(int database_type, const Album& album, bool comments, bool
 
 int PhotoShareInfoDBSave(KAVO_PHOTO_SHARE_INFO* album) noexcept {
   if (album == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameter");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return Save(*album); });

@@ -32,7 +32,7 @@ int PhotoInfoDBConfigGet(const char* key, char* out, size_t size) noexcept {
   if (!condition) return -1;
   Cursor cursor(PHOTO_TABLE_CONFIG, nullptr, condition.get(), nullptr, 0, 1);
   if (!cursor) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return -1;
   }
   if (cursor.count() == 0) return -1;
@@ -55,7 +55,7 @@ bool ConfigIsOn(const char* key) {
 RLIBCSZLIST* PhotoInfoDBExcludeFormatListGet() noexcept {
   OwnedList list(RLIBCSzListAlloc(kListSize));
   if (list == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "RLIBCSzListAlloc failed");
+    LOG_COLON(kPhotoDatabaseSource, "RLIBCSzListAlloc failed");
     return nullptr;
   }
   char value[kPathSize] = {};

@@ -14,7 +14,7 @@ namespace {
 KAVODB_CONNECTION* ConnectPersonal() {
   KAVODB_CONNECTION* connection = KAVODBConnect(nullptr, nullptr, nullptr, HGAStatusDBPathGet());
   if (connection != nullptr && KAVODBExecute(connection, kForeignKeysOn, nullptr) == -1) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", kForeignKeysOn, KAVODBErrorGet(connection));
+    LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", kForeignKeysOn, KAVODBErrorGet(connection));
   }
   return connection;
 }

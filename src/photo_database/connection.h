@@ -15,7 +15,7 @@
 int RequestDatabaseType();
 
 // The connection of the request for the life of one operation: a personal one is closed at the end, the
-// shared one stays.
+// shared one stays. Used by the thread of the request, like the results made from it.
 class RequestConnection {
  public:
   RequestConnection();
@@ -43,7 +43,7 @@ class Statement {
   // variadic call with exactly the width that the builder reads.
   template <typename... Values>
   static Statement Build(int database_type, const char* sql_template, Values... values) {
-    return Statement(KAVODBEscapeStringEX3(database_type, sql_template, Wide(values)...));
+    return Statement(KAVODBEscapeStringEX3(database_type, sql_template, AsVariadic(values)...));
   }
 
   explicit operator bool() const { return text_ != nullptr; }
@@ -56,9 +56,9 @@ class Statement {
 
   explicit Statement(char* text) : text_(text) {}
 
-  static const char* Wide(const char* text) { return text; }
-  static int Wide(int number) { return number; }
-  static long long Wide(std::int64_t number) { return number; }
+  static const char* AsVariadic(const char* text) { return text; }
+  static int AsVariadic(int number) { return number; }
+  static long long AsVariadic(std::int64_t number) { return number; }
 
   std::unique_ptr<char, Free> text_;
 };

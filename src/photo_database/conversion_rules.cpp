@@ -24,7 +24,7 @@ std::optional<std::string> FolderOfPath(const char* path) {
   if (IsDirExist(folder.c_str())) return folder;
   const auto slash = folder.rfind('/');
   if (slash == std::string::npos) {
-    LOG_AT(kPhotoDatabaseSource, "Fail to get parrent path.");
+    LOG_COLON(kPhotoDatabaseSource, "Fail to get parrent path.");
     return std::nullopt;
   }
   folder.resize(slash);
@@ -35,7 +35,7 @@ std::optional<std::string> FolderOfPath(const char* path) {
 std::optional<std::string> TopAlbum(const std::string& folder) {
   auto album = AlbumName(folder.c_str());
   if (!album) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to PhotoUtilShareNameGet, path: %s.", folder.c_str());
+    LOG_COLON(kPhotoDatabaseSource, "Failed to PhotoUtilShareNameGet, path: %s.", folder.c_str());
     return std::nullopt;
   }
   return *album == kRootAlbum ? album : album->substr(0, album->find('/'));
@@ -68,7 +68,7 @@ bool Lists(const RLIBCSZLIST* formats, std::string_view extension) {
 
 int IsPathNeedConversion(const char* path) noexcept {
   if (path == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return 0;
   }
   return Guarded(kPhotoDatabaseSource, 0, [&] { return NeedsConversion(path) ? 1 : 0; });
@@ -76,7 +76,7 @@ int IsPathNeedConversion(const char* path) noexcept {
 
 int IsExcludeFormat(const char* name) noexcept {
   if (name == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return 0;
   }
   const OwnedList formats(PhotoInfoDBExcludeFormatListGet());

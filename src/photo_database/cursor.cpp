@@ -50,7 +50,7 @@ std::unique_ptr<char[]> SelectText(const Query& query) {
   const std::size_t size = std::strlen(condition) + kSelectRoom;
   std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
   if (text == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to malloc(%d)", static_cast<int>(size));
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to malloc(%d)", static_cast<int>(size));
     return nullptr;
   }
   const std::string group_by = Clause("GROUP BY ", query.group_by);
@@ -66,7 +66,8 @@ bool RunSelect(OpenCursor& cursor, const Query& query, int offset, int limit) {
   const auto sql = SelectText(query);
   if (sql == nullptr) return false;
   if (KAVODBSelectLimit(cursor.connection, sql.get(), limit, offset, &cursor.result) == -1) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql.get(), KAVODBErrorGet(cursor.connection));
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql.get(),
+               KAVODBErrorGet(cursor.connection));
     return false;
   }
   cursor.count = KAVODBNumRows(cursor.result);
@@ -77,12 +78,12 @@ bool RunSelect(OpenCursor& cursor, const Query& query, int offset, int limit) {
 MEDIA_DB_HANDLER* Open(const Query& query, int offset, int limit) {
   std::unique_ptr<OpenCursor> cursor(new (std::nothrow) OpenCursor);
   if (cursor == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to malloc");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to malloc");
     return nullptr;
   }
   cursor->connection = PhotoDBConnect();
   if (cursor->connection == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to database");
     return nullptr;
   }
   return RunSelect(*cursor, query, offset, limit) ? cursor.release() : nullptr;

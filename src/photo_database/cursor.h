@@ -4,7 +4,7 @@
 #include "lumivault/photo_database.h"
 #include "platform/database.h"
 
-// An open query for the life of a block; closed at its end.
+// An open query for the life of a block; closed at its end. Used by the thread of the request.
 class Cursor {
  public:
   // Takes over what PhotoInfoDBOpen returned.

@@ -18,12 +18,12 @@ bool HasDefaultTitle(int database_type, PHOTO_TABLE_TYPE type, const char* key) 
   if (!condition) return false;
   Cursor cursor(type, "title", condition.get(), nullptr, 0, 0);
   if (!cursor) {
-    LOG_AT(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_COLON(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return false;
   }
   if (cursor.count() < 1) return false;
   if (!cursor.Next()) {
-    LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+    LOG_COLON(kPhotoDatabaseSource, "KAVODBFetchRow failed");
     return false;
   }
   const char* title = cursor.Field("title");

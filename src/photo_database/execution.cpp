@@ -7,17 +7,17 @@
 
 int PhotoDBExec(const char* sql) noexcept {
   if (sql == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameters.");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameters.");
     return -1;
   }
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to database");
     return -1;
   }
   Result result;
   if (!Execute(connection, sql, &result)) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql, connection.error());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql, connection.error());
     return -1;
   }
   return KAVODBAffectedRows(connection.get(), result.get());
@@ -26,7 +26,7 @@ int PhotoDBExec(const char* sql) noexcept {
 int PhotoDBVacuum() noexcept {
   if (HGAStatusIsHGARequest()) return 0;
   if (PhotoDBExec(kVacuum) == -1) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s].", kVacuum);
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s].", kVacuum);
     return -1;
   }
   return 0;

@@ -52,7 +52,7 @@ RLIBCSZLIST* ListFaces(const char* path, bool all) {
   if (!CheckPath(path)) return nullptr;
   OwnedList lines(RLIBCSzListAlloc(kListSize));
   if (!lines) {
-    LOG_AT(kPhotoDatabaseSource, "RLIBCSzListAlloc failed");
+    LOG_COLON(kPhotoDatabaseSource, "RLIBCSzListAlloc failed");
     return nullptr;
   }
   const RequestConnection connection;
@@ -83,7 +83,7 @@ int ReadFaceOfLink(int link_id, const char* path, char* out, std::size_t size) {
   const auto sql = FormatText(kPathSize, kInfoOfLink, link_id);
   if (!RunStatement(connection, Statement::Build(connection.type(), sql.c_str()), &link)) return -1;
   if (!link.Next()) {
-    LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed.");
+    LOG_COLON(kPhotoDatabaseSource, "KAVODBFetchRow failed.");
     return -1;
   }
   const FaceInfo info = FaceInfoOf(link);
@@ -99,7 +99,7 @@ bool PhotoInfoDBFaceRecognitionEnableGet() {
 
 RLIBCSZLIST* PhotoInfoDBFaceRecognitionDataGet(const char* path, int selector, int /*condition*/) {
   if (path == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return nullptr;
   }
   return Guarded<RLIBCSZLIST*>(kPhotoDatabaseSource, nullptr, [&] { return ListFaces(path, selector != 0); });
@@ -111,7 +111,7 @@ int PhotoInfoDBFaceRecognitionUpdateImageLabel(int link_id, int label_id) {
 
 int PhotoInfoDBFaceRecognitionImageLabelDataGet(int link_id, const char* path, char* out, int size) {
   if (path == nullptr || out == nullptr || size <= 0) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1,
@@ -120,7 +120,7 @@ int PhotoInfoDBFaceRecognitionImageLabelDataGet(int link_id, const char* path, c
 
 int PhotoInfoDBFaceRecognitionUpdateDetectionResult(const char* info_new, int link_id) {
   if (info_new == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return SetInfoOfLink(link_id, info_new); });

@@ -13,7 +13,7 @@ namespace {
 // The id of the next row of RESULT, or -1.
 int FetchId(Result& result) {
   if (result.Next()) return IdOf(result);
-  LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+  LOG_COLON(kPhotoDatabaseSource, "KAVODBFetchRow failed");
   return -1;
 }
 
@@ -63,7 +63,7 @@ int DeleteKeywordLinks(int image_id) {
   if (!sql) return -1;
   if (Execute(connection, sql.get())) return 0;
   // With a full stop, unlike the others.
-  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s).", sql.get(), connection.error());
+  LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s] (%s).", sql.get(), connection.error());
   return -1;
 }
 
@@ -76,7 +76,7 @@ bool IsStatus(const char* text) {
 
 int PhotoInfoDBImageLabelDataAdd(int image_id, int label_id, const char* info_new, const char* status) {
   if (info_new == nullptr || !IsStatus(status)) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1,
@@ -89,7 +89,7 @@ int PhotoInfoDBImageLabelDataDelete(int image_id, int label_id) {
 
 int PhotoInfoDBImageLabelDeleteByImage(int image_id) {
   if (image_id < 1) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return DeleteKeywordLinks(image_id); });

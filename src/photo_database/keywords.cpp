@@ -60,7 +60,7 @@ std::optional<std::vector<std::string>> KeywordEntries(const char* path) {
 void LinkKeyword(const char* path, int photo_id, const std::string& keyword) {
   const int label_id = PhotoInfoDBLabelCheck(path, keyword.c_str(), kKeywordCategory);
   if (label_id == -1) {
-    LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBLabelCheck failed for %s.", keyword.c_str());
+    LOG_COLON(kPhotoDatabaseSource, "PhotoInfoDBLabelCheck failed for %s.", keyword.c_str());
     return;
   }
   LinkSavedPhoto(photo_id, label_id, keyword, "");
@@ -68,7 +68,7 @@ void LinkKeyword(const char* path, int photo_id, const std::string& keyword) {
 
 void LinkPiece(const char* path, int photo_id, std::string piece) {
   if (RLIBCStrTrimSpace(piece.data()) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "RLIBCStrTrimSpace failed for %s.", piece.c_str());
+    LOG_COLON(kPhotoDatabaseSource, "RLIBCStrTrimSpace failed for %s.", piece.c_str());
     return;
   }
   piece.resize(std::strlen(piece.c_str()));
@@ -78,7 +78,7 @@ void LinkPiece(const char* path, int photo_id, std::string piece) {
 void LinkEntry(const char* path, int photo_id, const std::string& entry) {
   const OwnedList pieces(RLIBCSzListAlloc(kListSize));
   if (pieces == nullptr || RLIBCStrSepToList(entry.c_str(), ",", pieces.get()) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "Separate value to list failed.");
+    LOG_COLON(kPhotoDatabaseSource, "Separate value to list failed.");
     return;
   }
   const int count = std::min(RLIBCSzListCount(pieces.get()), kListSize);
@@ -93,7 +93,7 @@ void ReplaceKeywords(const char* path) {
   const auto entries = KeywordEntries(path);
   if (!entries) return;
   if (PhotoInfoDBImageLabelDeleteByImage(*photo_id) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to delete photo_image_label by photo_id(%d)", *photo_id);
+    LOG_COLON(kPhotoDatabaseSource, "Failed to delete photo_image_label by photo_id(%d)", *photo_id);
     return;
   }
   for (const std::string& entry : *entries) LinkEntry(path, *photo_id, entry);

@@ -86,7 +86,7 @@ int FindPhoto(const char* path) {
   if (!condition) return -1;
   Cursor photo(PHOTO_TABLE_IMAGE, "id", condition.get(), nullptr, 0, 1);
   if (!photo) {
-    LOG_AT(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_COLON(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return -1;
   }
   return photo.Next() ? DecimalInt(photo.Field("id")) : -1;
@@ -106,13 +106,13 @@ FaceInfo FaceInfoOf(const Result& row) {
 
 bool CheckPath(const char* path, int caller) {
   if (HGAStatusCheck(path) >= 0) return true;
-  LOG_AT_LINE(kPhotoDatabaseSource, caller, "HGAStatusCheck failed for %s.", path);
+  LOG_COLON_LINE(kPhotoDatabaseSource, caller, "HGAStatusCheck failed for %s.", path);
   return false;
 }
 
 bool IsConnected(const RequestConnection& connection, int caller) {
   if (connection) return true;
-  LOG_AT_LINE(kPhotoDatabaseSource, caller, "Failed to connect to photo database");
+  LOG_COLON_LINE(kPhotoDatabaseSource, caller, "Failed to connect to photo database");
   return false;
 }
 
@@ -120,13 +120,14 @@ bool RunStatement(const RequestConnection& connection, const Statement& statemen
                   int caller) {
   if (!statement) return false;
   if (Execute(connection, statement.get(), result)) return true;
-  LOG_AT_LINE(kPhotoDatabaseSource, caller, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+  LOG_COLON_LINE(kPhotoDatabaseSource, caller, "Failed to exec [%s] (%s)", statement.get(),
+                 connection.error());
   return false;
 }
 
 int PhotoInfoDBLabelCheck(const char* path, const char* name, int category) {
   if (path == nullptr || name == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return FindOrMakeLabel(path, name, category); });
@@ -134,7 +135,7 @@ int PhotoInfoDBLabelCheck(const char* path, const char* name, int category) {
 
 int PhotoInfoDBPhotoIdGet(const char* path) {
   if (path == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return FindPhoto(path); });

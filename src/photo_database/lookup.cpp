@@ -42,8 +42,8 @@ int PhotoInfoDBGetOneEx(PHOTO_TABLE_TYPE type, const char* path, KAVO_MEDIA_INFO
   const auto condition =
       Statement::Build(RequestDatabaseType(), suffix != 0 ? kPathEndsWith : kPathEquals, StoredPath(path));
   if (!condition) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to RLIBCStrGetEx()[0x%04X %s:%d]",
-           static_cast<unsigned>(RLIBCErrGet()), RLIBCErrorGetFile(), RLIBCErrorGetLine());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to RLIBCStrGetEx()[0x%04X %s:%d]",
+               static_cast<unsigned>(RLIBCErrGet()), RLIBCErrorGetFile(), RLIBCErrorGetLine());
     return -1;
   }
   const Cursor cursor(type, nullptr, condition.get(), nullptr, 0, 0);

@@ -42,7 +42,7 @@ std::optional<std::string> PatternBelow(const char* folder, const std::string& a
   const char* key = HGAStatusIsHGARequest() ? album.c_str() : folder;
   const Statement pattern = Statement::Build(RequestDatabaseType(), kBelowFolder, key);
   if (!pattern) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to get escaped path from [%s]", folder);
+    LOG_COLON(kPhotoDatabaseSource, "Failed to get escaped path from [%s]", folder);
     return std::nullopt;
   }
   return pattern.get();
@@ -51,7 +51,7 @@ std::optional<std::string> PatternBelow(const char* folder, const std::string& a
 // A statement that does not fit its buffer is not sent: what is left of it could mean other rows.
 [[nodiscard]] bool Run(const std::string& sql) {
   if (sql.size() < kPathSize && PhotoDBExec(sql.c_str()) != -1) return true;
-  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s]", Cut(sql, kPathSize).c_str());
+  LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s]", Cut(sql, kPathSize).c_str());
   return false;
 }
 
@@ -78,7 +78,7 @@ std::string Tail(const char* joint, const KeyedTable& table, const std::string& 
 [[nodiscard]] bool MarkAllFiles(const char* folder) {
   const auto album = AlbumName(folder);
   if (!album) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to get share name from [%s]", OrEmpty(folder));
+    LOG_COLON(kPhotoDatabaseSource, "Failed to get share name from [%s]", OrEmpty(folder));
     return false;
   }
   const auto pattern = PatternBelow(folder, *album);
@@ -107,7 +107,7 @@ std::string Tail(const char* joint, const KeyedTable& table, const std::string& 
 [[nodiscard]] bool RunOnAlbums(const char* folder, const char* all, const char* below) {
   const auto album = AlbumName(folder);
   if (!album) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to get share name from [%s]", OrEmpty(folder));
+    LOG_COLON(kPhotoDatabaseSource, "Failed to get share name from [%s]", OrEmpty(folder));
     return false;
   }
   const std::string prefix = HGAStatusIsHGARequest() ? std::string(kCaseSensitiveLike) + " " : "";
@@ -116,11 +116,11 @@ std::string Tail(const char* joint, const KeyedTable& table, const std::string& 
                             ? Statement::Build(RequestDatabaseType(), sql_template.c_str())
                             : Statement::Build(RequestDatabaseType(), sql_template.c_str(), album->c_str());
   if (!sql) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to get escaped path from [%s]", folder);
+    LOG_COLON(kPhotoDatabaseSource, "Failed to get escaped path from [%s]", folder);
     return false;
   }
   if (PhotoDBExec(sql.get()) == -1) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s].", sql.get());
+    LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s].", sql.get());
     return false;
   }
   return true;

@@ -25,7 +25,7 @@ bool Select(const RequestConnection& connection, int photo_id, People people, Re
   const auto statement =
       Statement::Build(connection.type(), people_template.c_str(), kConfirmedLink, photo_id);
   if (Execute(connection, statement.get(), result)) return true;
-  LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", OrEmpty(statement.get()), connection.error());
+  LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", OrEmpty(statement.get()), connection.error());
   return false;
 }
 
@@ -33,12 +33,12 @@ bool Select(const RequestConnection& connection, int photo_id, People people, Re
 
 OwnedHash GetPhotoPeopleTaggingFromDB(int photo_id, People people, RLIBCSZHASH* columns) {
   if (photo_id < 1) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return nullptr;
   }
   OwnedHash faces(RLIBCSzHashAlloc(kListSize));
   if (faces == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "RLIBCSzHashAlloc failed");
+    LOG_COLON(kPhotoDatabaseSource, "RLIBCSzHashAlloc failed");
     return nullptr;
   }
   const RequestConnection connection;

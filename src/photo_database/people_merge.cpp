@@ -48,14 +48,14 @@ bool HasTaggedFormat(const char* path) {
   return extension && IsFormat(std::string(*extension).c_str(), kTaggedFormats) != 0;
 }
 
-const char* BlankFlag(People people) {
+const char* BlankWord(People people) {
   return people == People::kUnnamed ? "TRUE" : "FALSE";
 }
 
 std::optional<MetadataPeople> ReadRegions(const Photo& photo, People people) {
   auto regions = GetPhotoPeopleTaggingFromMetadata(photo.path, people);
   if (!regions) {
-    LOG_AT(kPhotoDatabaseSource, "GetPhotoPeopleTaggingFromMetadata failed, blank: %s", BlankFlag(people));
+    LOG_COLON(kPhotoDatabaseSource, "GetPhotoPeopleTaggingFromMetadata failed, blank: %s", BlankWord(people));
   }
   return regions;
 }
@@ -63,7 +63,7 @@ std::optional<MetadataPeople> ReadRegions(const Photo& photo, People people) {
 OwnedHash ReadFaces(const Photo& photo, People people) {
   auto faces = GetPhotoPeopleTaggingFromDB(photo.id, people, nullptr);
   if (faces == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "GetPhotoPeopleTaggingFromDB failed, blank: %s", BlankFlag(people));
+    LOG_COLON(kPhotoDatabaseSource, "GetPhotoPeopleTaggingFromDB failed, blank: %s", BlankWord(people));
   }
   return faces;
 }
@@ -115,7 +115,8 @@ std::vector<std::optional<Rectangle>> UnnamedPlaces(const PeopleTags& tags) {
 }
 
 // Takes the first of PLACES that agrees with REGION out of them; false when none does.
-bool TakePlace(const std::string& region, int orientation, std::vector<std::optional<Rectangle>>* places) {
+bool TakeAgreeingPlace(const std::string& region, int orientation,
+                       std::vector<std::optional<Rectangle>>* places) {
   const auto rectangle = ParseMetadataRectangle(region);
   if (!rectangle) return false;
   const auto found = std::find_if(places->begin(), places->end(), [&](const auto& place) {
@@ -133,7 +134,8 @@ void CompareUnnamed(const PeopleTags& tags, Differences* differences) {
   std::vector<Region> agreed;
   std::vector<Region> left;
   for (auto& [rectangle, unused] : Entries(tags.unnamed_regions.regions)) {
-    const bool agrees = !places.empty() && TakePlace(rectangle, tags.unnamed_regions.orientation, &places);
+    const bool agrees =
+        !places.empty() && TakeAgreeingPlace(rectangle, tags.unnamed_regions.orientation, &places);
     (agrees ? agreed : left).push_back({kUnnamedLabel, rectangle});
   }
   if (!places.empty()) {
@@ -146,7 +148,7 @@ void CompareUnnamed(const PeopleTags& tags, Differences* differences) {
 // The label of a person; -1, and a line in the log, on failure.
 int LabelOf(const Photo& photo, const std::string& name) {
   const int label_id = PhotoInfoDBLabelCheck(photo.path, name.c_str(), kPeopleCategory);
-  if (label_id == -1) LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBLabelCheck failed for [%s].", name.c_str());
+  if (label_id == -1) LOG_COLON(kPhotoDatabaseSource, "PhotoInfoDBLabelCheck failed for [%s].", name.c_str());
   return label_id;
 }
 
@@ -154,15 +156,15 @@ void Unlink(const Photo& photo, const std::string& name) {
   const int label_id = LabelOf(photo, name);
   if (label_id == -1) return;
   if (PhotoInfoDBImageLabelDataDelete(photo.id, label_id) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "PhotoInfoDBLabelDelete failed for %d.", label_id);
+    LOG_COLON(kPhotoDatabaseSource, "PhotoInfoDBLabelDelete failed for %d.", label_id);
   }
 }
 
 void Link(const Photo& photo, const Region& region) {
   std::string info;
   if (getPeopleTaggingRectangleToJson(region.rectangle.c_str(), &info) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "getPeopleTaggingRectangleToJson failed for [%s].",
-           region.rectangle.c_str());
+    LOG_COLON(kPhotoDatabaseSource, "getPeopleTaggingRectangleToJson failed for [%s].",
+              region.rectangle.c_str());
     return;
   }
   const int label_id = LabelOf(photo, region.name);

@@ -152,19 +152,19 @@ std::string RectangleText(const Rectangle& rectangle) {
 std::optional<Rectangle> ParseMetadataRectangle(const std::string& text) {
   const auto parts = SplitParts(text);
   auto rectangle = parts ? RectangleOf(*parts) : std::nullopt;
-  if (!rectangle) LOG_AT(kPhotoDatabaseSource, "metadata rectangle wrong. [%s]", text.c_str());
+  if (!rectangle) LOG_COLON(kPhotoDatabaseSource, "metadata rectangle wrong. [%s]", text.c_str());
   return rectangle;
 }
 
 std::optional<Rectangle> ParseFaceInfo(const std::string& text) {
   const auto rest = WithoutFace(text);
   if (!rest) {
-    LOG_AT(kPhotoDatabaseSource, "DB info [%s] wrong, remove face element failed.", text.c_str());
+    LOG_COLON(kPhotoDatabaseSource, "DB info [%s] wrong, remove face element failed.", text.c_str());
     return std::nullopt;
   }
   auto pairs = Pairs(*rest);
   auto rectangle = RectangleOf({pairs["x"], pairs["y"], pairs["width"], pairs["height"]});
-  if (!rectangle) LOG_AT(kPhotoDatabaseSource, "face recognition parsing failed. [%s]", text.c_str());
+  if (!rectangle) LOG_COLON(kPhotoDatabaseSource, "face recognition parsing failed. [%s]", text.c_str());
   return rectangle;
 }
 

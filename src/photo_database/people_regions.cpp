@@ -35,7 +35,7 @@ constexpr const char* kListKeysAndValues = "-Pkt";
 OwnedHash HashOf(const std::vector<Region>& regions, People people) {
   OwnedHash hash(RLIBCSzHashAlloc(kListSize));
   if (hash == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "RLIBCSzHashAlloc failed");
+    LOG_COLON(kPhotoDatabaseSource, "RLIBCSzHashAlloc failed");
     return nullptr;
   }
   for (const Region& region : regions) {
@@ -52,16 +52,16 @@ std::optional<int> OrientationOf(const char* path) {
   if (!IsConnected(connection)) return std::nullopt;
   const auto statement = Statement::Build(connection.type(), kPhotoRotation, StoredPath(path));
   if (!statement) {
-    LOG_AT(kPhotoDatabaseSource, "KAVODBEscapeStringEX3 failed");
+    LOG_COLON(kPhotoDatabaseSource, "KAVODBEscapeStringEX3 failed");
     return std::nullopt;
   }
   Result result;
   if (!Execute(connection, statement.get(), &result)) {
-    LOG_AT(kPhotoDatabaseSource, "KAVODBExecute failed [%s] (%s)", statement.get(), connection.error());
+    LOG_COLON(kPhotoDatabaseSource, "KAVODBExecute failed [%s] (%s)", statement.get(), connection.error());
     return std::nullopt;
   }
   if (!result.Next()) {
-    LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+    LOG_COLON(kPhotoDatabaseSource, "KAVODBFetchRow failed");
     return std::nullopt;
   }
   return DecimalInt(result.Field("rotation"));

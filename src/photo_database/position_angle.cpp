@@ -51,14 +51,14 @@ double NumberOf(const Fraction& part) {
   return static_cast<double>(part.numerator) / static_cast<double>(part.denominator);
 }
 
-bool IsUntold(const Fraction& part) {
+bool IsZeroOverZero(const Fraction& part) {
   return part.numerator == 0 && part.denominator == 0;
 }
 
 Parts NumbersOf(const Fractions& fractions) {
   Parts parts{};
   for (std::size_t i = 0; i < fractions.size(); ++i) {
-    parts.at(i) = i > 0 && IsUntold(fractions[i]) ? 0 : NumberOf(fractions[i]);
+    parts.at(i) = i > 0 && IsZeroOverZero(fractions[i]) ? 0 : NumberOf(fractions[i]);
   }
   return parts;
 }
@@ -92,7 +92,7 @@ std::optional<float> SignedSum(const Parts& parts) {
 // that is itself beyond the numbers of a sign.
 constexpr double kBeyondBounds = 180;
 
-Fraction Wrapped(const Fraction& part) {
+Fraction WithLostSign(const Fraction& part) {
   constexpr std::int64_t kFirstNegative = std::int64_t{1} << 31;
   constexpr std::int64_t kAllNumbers = std::int64_t{1} << 32;
   const bool wrapped = part.numerator >= kFirstNegative && NumberOf(part) > kBeyondBounds;
@@ -168,7 +168,7 @@ bool HidesNoNumber(const Fractions& parts, const Angle& printed) {
 
 std::optional<float> SignedDegrees(const Fractions& parts, float most) {
   Fractions wrapped;
-  std::transform(parts.begin(), parts.end(), std::back_inserter(wrapped), Wrapped);
+  std::transform(parts.begin(), parts.end(), std::back_inserter(wrapped), WithLostSign);
   for (const Fractions& candidate : {parts, wrapped}) {
     const auto degrees = SignedSum(NumbersOf(candidate));
     if (degrees && std::abs(*degrees) <= most) return degrees;

@@ -92,7 +92,7 @@ int PhotoInfoDBGet(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) noexcept 
 
 int PhotoInfoDBGetRecored(MEDIA_DB_HANDLER* handler, KAVO_MEDIA_INFO* record) noexcept {
   if (handler == nullptr || record == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameter.");
     return -1;
   }
   Clear(*record);

@@ -100,7 +100,7 @@ Statement BuildRemoval(int database_type, const Removal& removal, const char* pa
 // Callers pass over the result of a delete, so one that fails would leave no other trace.
 [[nodiscard]] bool Run(const RequestConnection& connection, const char* sql) {
   if (Execute(connection, sql)) return true;
-  LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql, connection.error());
+  LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql, connection.error());
   return false;
 }
 
@@ -121,21 +121,21 @@ std::optional<std::string> PhotoRoot() {
 
 [[nodiscard]] bool Delete(PHOTO_TABLE_TYPE type, const char* path) {
   if (IsEmpty(path)) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameter");
     return false;
   }
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to photo database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to photo database");
     return false;
   }
   const auto root = PhotoRoot();
   if (!root) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to get photo share path");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to get photo share path");
     return false;
   }
   if (const Removal* removal = FindRemoval(type)) return Remove(connection, *removal, path, *root == path);
-  LOG_IN(kPhotoDatabaseSource, "Bad table type.");
+  LOG_PARENS(kPhotoDatabaseSource, "Bad table type.");
   // No statement: the database library decides what that is.
   return Execute(connection, nullptr);
 }

@@ -21,16 +21,16 @@ struct AlbumIds {
 AlbumIds AlbumsOf(const char* path) {
   AlbumIds ids;
   if (getShareIdPrivilegeShareIdByPath(path, &ids.own, &ids.rights) < 0) {
-    LOG_AT(kPhotoDatabaseSource, "Fail to get shareid, privilege_shareid(%s)", path);
+    LOG_COLON(kPhotoDatabaseSource, "Fail to get shareid, privilege_shareid(%s)", path);
   }
   return ids;
 }
 
 void Update(const Statement& sql) {
   if (!sql) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to escape string!");
   } else if (PhotoDBExec(sql.get()) == -1) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s].", sql.get());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s].", sql.get());
   }
 }
 

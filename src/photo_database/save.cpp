@@ -28,7 +28,7 @@ SaveOutcome SaveRow(PHOTO_TABLE_TYPE type, const SaveRequest& request) {
     case PHOTO_TABLE_VIDEO:
       return SaveVideo(request);
     default:
-      LOG_IN(kPhotoDatabaseSource, "Bad table type.");
+      LOG_PARENS(kPhotoDatabaseSource, "Bad table type.");
       return SaveOutcome::kFailed;
   }
 }
@@ -36,7 +36,7 @@ SaveOutcome SaveRow(PHOTO_TABLE_TYPE type, const SaveRequest& request) {
 // The extension of KEY; nothing, and a line in the log, for a key that no row can have.
 std::optional<std::string_view> CheckedExtension(const char* key) {
   if (!RLIBCUnicodeIsUTF8(key)) {
-    LOG_IN(kPhotoDatabaseSource, "Invalid path : %s", key);
+    LOG_PARENS(kPhotoDatabaseSource, "Invalid path : %s", key);
     return std::nullopt;
   }
   const auto extension = ExtensionOf(key);
@@ -73,7 +73,7 @@ int Save(PHOTO_TABLE_TYPE type, const Json::Value& info) {
   const bool excluded = IsExcludeFormat(path.c_str()) != 0;
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to photo database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to photo database");
     return -1;
   }
   const char* key = StoredPath(path.c_str());
@@ -90,7 +90,7 @@ int Save(PHOTO_TABLE_TYPE type, const Json::Value& info) {
 
 int PhotoInfoDBSave(PHOTO_TABLE_TYPE type, Json::Value* info) {
   if (info == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameter");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1, [&] { return Save(type, *info); });
@@ -102,24 +102,24 @@ std::string RecordText(const SaveRequest& request, const char* key) {
 
 Statement RowCondition(const SaveRequest& request) {
   auto condition = Statement::Build(request.connection.type(), kMediaByPath, request.key);
-  if (!condition) LOG_AT(kPhotoDatabaseSource, "Failed to KAVODBEscapeStringEX3 path: %s", request.key);
+  if (!condition) LOG_COLON(kPhotoDatabaseSource, "Failed to KAVODBEscapeStringEX3 path: %s", request.key);
   return condition;
 }
 
 ShareIds ShareIdsOf(const std::string& path) {
   ShareIds ids;
   if (getShareIdPrivilegeShareIdByPath(path.c_str(), &ids.share, &ids.rights_share) >= 0) return ids;
-  LOG_AT(kPhotoDatabaseSource, "Get ShareId, Privilege_shareid Error(%s)", path.c_str());
+  LOG_COLON(kPhotoDatabaseSource, "Get ShareId, Privilege_shareid Error(%s)", path.c_str());
   return {};
 }
 
 SaveOutcome RunSave(const SaveRequest& request, const Statement& statement, SaveOutcome outcome) {
   if (!statement) {
-    LOG_IN(kPhotoDatabaseSource, "Fail to escape string");
+    LOG_PARENS(kPhotoDatabaseSource, "Fail to escape string");
     return SaveOutcome::kFailed;
   }
   if (!Execute(request.connection, statement.get())) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), request.connection.error());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), request.connection.error());
     return SaveOutcome::kFailed;
   }
   return outcome;

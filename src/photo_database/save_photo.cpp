@@ -69,7 +69,7 @@ Json::Value MetadataOf(const std::string& path) {
   } catch (const Exiv2::BasicError<char>&) {
     return NoMetadata();
   } catch (const std::exception& error) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to read the metadata of %s (%s)", path.c_str(), error.what());
+    LOG_COLON(kPhotoDatabaseSource, "Failed to read the metadata of %s (%s)", path.c_str(), error.what());
     return NoMetadata();
   }
 }
@@ -166,7 +166,7 @@ SaveOutcome SavePhoto(const SaveRequest& request) {
   if (!condition) return SaveOutcome::kFailed;
   Cursor rows(PHOTO_TABLE_IMAGE, kPhotoColumns, condition.get(), nullptr, 0, 0);
   if (!rows) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return SaveOutcome::kFailed;
   }
   row.shares = ShareIdsOf(request.path);
@@ -174,7 +174,7 @@ SaveOutcome SavePhoto(const SaveRequest& request) {
   FillFromMetadata(metadata, &row);
   if (rows.count() == 0) return Write(request, metadata, nullptr, &row);
   if (!rows.Next()) {
-    LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+    LOG_COLON(kPhotoDatabaseSource, "KAVODBFetchRow failed");
     return SaveOutcome::kFailed;
   }
   const CurrentPhoto current = {OrEmpty(rows.Field("title")), OrEmpty(rows.Field("description"))};

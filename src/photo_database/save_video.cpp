@@ -118,14 +118,14 @@ SaveOutcome SaveVideo(const SaveRequest& request) {
   if (!condition) return SaveOutcome::kFailed;
   Cursor rows(PHOTO_TABLE_VIDEO, kVideoColumns, condition.get(), nullptr, 0, 0);
   if (!rows) {
-    LOG_AT(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_COLON(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return SaveOutcome::kFailed;
   }
   if (rows.count() == 0) return RunSave(request, Insert(request, row), SaveOutcome::kInserted);
   // The row's own position is kept while the file has none to offer.
   if (!position) {
     if (!rows.Next()) {
-      LOG_AT(kPhotoDatabaseSource, "KAVODBFetchRow failed");
+      LOG_COLON(kPhotoDatabaseSource, "KAVODBFetchRow failed");
       return SaveOutcome::kFailed;
     }
     row.position.gps = StorableText(OrEmpty(rows.Field("gps")), kGpsSize);

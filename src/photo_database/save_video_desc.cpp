@@ -16,7 +16,7 @@ SaveOutcome SaveVideoDescription(const SaveRequest& request) {
   if (!condition) return SaveOutcome::kFailed;
   const Cursor rows(PHOTO_TABLE_VIDEO_DESC, kVideoDescColumns, condition.get(), nullptr, 0, 0);
   if (!rows) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return SaveOutcome::kFailed;
   }
   const int type = request.connection.type();

@@ -26,7 +26,7 @@ struct Size {
 std::optional<std::string> FindThumbnail(std::string_view path) {
   const std::size_t folder_size = path.size() - BaseName(path).size();
   if (folder_size + 1 > kPathSize) {
-    LOG_AT(kPhotoDatabaseSource, "%s (%d) szPath is too long", kPhotoDatabaseSource, __LINE__);
+    LOG_COLON(kPhotoDatabaseSource, "%s (%d) szPath is too long", kPhotoDatabaseSource, __LINE__);
     return std::nullopt;
   }
   return FindSideItem(path, "THUMB_XL.jpg");
@@ -46,7 +46,7 @@ std::optional<Size> SizeOf(const std::string& image) {
   int width = 0;
   int height = 0;
   if (!Measure(image, &width, &height)) {
-    LOG_IN(kPhotoDatabaseSource, "KAVOIndexImgResGet failed.");
+    LOG_PARENS(kPhotoDatabaseSource, "KAVOIndexImgResGet failed.");
     return std::nullopt;
   }
   return Size{static_cast<unsigned>(width), static_cast<unsigned>(height)};
@@ -56,7 +56,7 @@ std::optional<Size> SizeOf(const std::string& image) {
 
 int ThumbnailVersion(const char* path, int width, int height) {
   if (path == nullptr) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameters.");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameters.");
     return 0;
   }
   const auto file = FindThumbnail(path);

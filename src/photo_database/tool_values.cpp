@@ -17,7 +17,7 @@ constexpr std::size_t kScriptValueSize = 32;
 std::optional<int> Run(KAVOUtils::ProcessRunner& runner) {
   const int status = runner.run(true, true);
   if (status >= 0) return status;
-  LOG_AT(kPhotoDatabaseSource, "Failed to pipe %s", runner.toString());
+  LOG_COLON(kPhotoDatabaseSource, "Failed to pipe %s", runner.toString());
   return std::nullopt;
 }
 
@@ -52,7 +52,7 @@ std::optional<std::string> JoinedValue(std::string_view output) {
     const std::size_t length = newline == std::string_view::npos ? output.size() : newline + 1;
     const std::string line = ValueLine(output.substr(0, length));
     if (value.size() + line.size() >= kPathSize) {
-      LOG_AT(kPhotoDatabaseSource, "Failed to strcat");
+      LOG_COLON(kPhotoDatabaseSource, "Failed to strcat");
       return std::nullopt;
     }
     value += line;
@@ -75,11 +75,11 @@ std::vector<std::string> SplitWords(std::string_view text) {
 
 bool IsThereToRead(const char* path) {
   if (path == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return false;
   }
   if (RLIBCFileExist(path)) return true;
-  LOG_AT(kPhotoDatabaseSource, "File not exists: %s", path);
+  LOG_COLON(kPhotoDatabaseSource, "File not exists: %s", path);
   return false;
 }
 
@@ -91,7 +91,7 @@ std::optional<std::string> MetadataListing(const char* option, const char* path)
 
 std::optional<std::string> PhotoExifTagValueGet(const char* path, const char* key, std::size_t size) {
   if (path == nullptr || key == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return std::nullopt;
   }
   KAVOUtils::ProcessRunner tool(kMetadataTool, kMetadataTool, "-K", key, "-Pt", path);
@@ -111,7 +111,7 @@ std::optional<std::string> StoredTagValue(const char* path, const char* key) {
 
 std::optional<std::string> PhotoGPSScriptValueGet(const char* path, const char* tag) {
   if (path == nullptr || tag == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter.");
     return std::nullopt;
   }
   const std::string script = FixedPath(kGpsScript);

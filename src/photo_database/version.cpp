@@ -19,7 +19,7 @@ int VersionOf(const RequestConnection& connection, const char* key) {
   if (!statement) return 0;
   Result result;
   if (!Execute(connection, statement.get(), &result)) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
     return 0;
   }
   if (!result.Next()) return 0;
@@ -31,7 +31,7 @@ bool SetVersion(const RequestConnection& connection, const char* key, int versio
   const auto statement = Statement::Build(connection.type(), kSetVersion, version, key);
   if (!statement) return false;
   if (!Execute(connection, statement.get())) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
     return false;
   }
   return true;
@@ -43,7 +43,7 @@ int PhotoInfoDBVersionGet(const char* path) noexcept {
   if (HGAStatusCheck(path) < 0) return 0;
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to photo database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to photo database");
     return 0;
   }
   return VersionOf(connection, StoredPath(path));
@@ -53,7 +53,7 @@ int PhotoInfoDBVersionUpdate(const char* path, int version) noexcept {
   if (HGAStatusCheck(path) < 0) return -1;
   const RequestConnection connection;
   if (!connection) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to connect to database");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to connect to database");
     return -1;
   }
   return SetVersion(connection, StoredPath(path), version) ? 0 : -1;

@@ -42,13 +42,13 @@ bool IsVideoRecorded(const char* video_key) {
 std::optional<bool> IsCopyRecorded(int database_type, const ConvertedCopy& copy) {
   const auto condition = Statement::Build(database_type, kConvertByPaths, copy.video_key, copy.copy_key);
   if (!condition) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to KAVODBEscapeStringEX3 path: %s, convert_path: %s", copy.video_key,
-           copy.copy_key);
+    LOG_COLON(kPhotoDatabaseSource, "Failed to KAVODBEscapeStringEX3 path: %s, convert_path: %s",
+              copy.video_key, copy.copy_key);
     return std::nullopt;
   }
   const Cursor cursor(PHOTO_TABLE_VIDEO_CONVERT, nullptr, condition.get(), nullptr, 0, 0);
   if (!cursor) {
-    LOG_AT(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_COLON(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return std::nullopt;
   }
   return cursor.count() != 0;
@@ -78,11 +78,11 @@ int WriteCopy(const RequestConnection& connection, const ConvertedCopy& copy) {
   if (!recorded) return -1;
   const auto statement = CopyStatement(connection.type(), copy, *recorded);
   if (!statement) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to KAVODBEscapeStringEX3");
+    LOG_COLON(kPhotoDatabaseSource, "Failed to KAVODBEscapeStringEX3");
     return -1;
   }
   if (!Execute(connection, statement.get())) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
+    LOG_COLON(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", statement.get(), connection.error());
     return -1;
   }
   return 0;
@@ -92,12 +92,12 @@ int SaveCopy(KAVO_MEDIA_INFO& info, const char* path, const char* type) {
   TrimTexts(info);
   const RequestConnection connection;
   if (!connection) {
-    LOG_AT(kPhotoDatabaseSource, "Failed to connect to database");
+    LOG_COLON(kPhotoDatabaseSource, "Failed to connect to database");
     return -1;
   }
   ConvertedCopy copy{info, StoredPath(info.szPath), StoredPath(path), type, 0};
   if (!RLIBCUnicodeIsUTF8(copy.video_key) || !RLIBCUnicodeIsUTF8(copy.copy_key)) {
-    LOG_AT(kPhotoDatabaseSource, "Invalid path: %s, %s", copy.video_key, copy.copy_key);
+    LOG_COLON(kPhotoDatabaseSource, "Invalid path: %s, %s", copy.video_key, copy.copy_key);
     return -1;
   }
   // Copies of a video that is not (or no longer) indexed are passed over.
@@ -110,7 +110,7 @@ int SaveCopy(KAVO_MEDIA_INFO& info, const char* path, const char* type) {
 int PhotoInfoVideoConvertDBSave(KAVO_MEDIA_INFO* converted, const char* converted_path,
                                 const char* convert_type) noexcept {
   if (converted == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameter");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameter");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1,

@@ -57,11 +57,11 @@ std::string NewValue(const VideoRename& rename, std::string_view value, std::siz
   if (value.empty() || position == std::string_view::npos) return true;
   const Statement sql = BuildUpdate(rename, NewValue(rename, value, position));
   if (!sql) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to escape string!");
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to escape string!");
     return false;
   }
   if (!cursor.Execute(sql.get())) {
-    LOG_IN(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql.get(), cursor.error());
+    LOG_PARENS(kPhotoDatabaseSource, "Failed to exec [%s] (%s)", sql.get(), cursor.error());
     return false;
   }
   return true;
@@ -76,7 +76,7 @@ std::string NewValue(const VideoRename& rename, std::string_view value, std::siz
   // move.
   Cursor cursor(rename.type, rename.column, condition.get(), rename.column, 0, 0);
   if (!cursor) {
-    LOG_IN(kPhotoDatabaseSource, "Error occurred, failed to get records.");
+    LOG_PARENS(kPhotoDatabaseSource, "Error occurred, failed to get records.");
     return false;
   }
   if (cursor.count() < 1) return false;
@@ -88,7 +88,7 @@ std::string NewValue(const VideoRename& rename, std::string_view value, std::siz
 
 [[nodiscard]] bool RenameVideo(PHOTO_TABLE_TYPE type, const char* new_path, const char* old_path) {
   if (IsEmpty(new_path) || IsEmpty(old_path) || !IsSideTable(type)) {
-    LOG_IN(kPhotoDatabaseSource, "Bad parameter.");
+    LOG_PARENS(kPhotoDatabaseSource, "Bad parameter.");
     return false;
   }
   const char* column = type == PHOTO_TABLE_VIDEO_LABEL ? "video_path" : "path";

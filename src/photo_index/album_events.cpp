@@ -34,7 +34,7 @@ bool TakesRightsOfParent(const KAVO_PHOTO_SHARE_INFO& album) {
 
 bool SaveAlbum(KAVO_PHOTO_SHARE_INFO& album) {
   if (PhotoShareInfoDBSave(&album) >= 0) return true;
-  LOG_AT(kPhotoIndexSource, "PhotoShareInfoDBSave failed.");
+  LOG_COLON(kPhotoIndexSource, "PhotoShareInfoDBSave failed.");
   return false;
 }
 
@@ -42,7 +42,7 @@ bool SaveAlbum(KAVO_PHOTO_SHARE_INFO& album) {
 bool SaveRights(KAVO_PHOTO_SHARE_INFO& album) {
   if (!TakesRightsOfParent(album)) return true;
   if (PhotoSharePriviledgeDBSave(&album) >= 0) return true;
-  LOG_AT(kPhotoIndexSource, "PhotoSharePriviledgeDBSave failed: %s", album.szShareName);
+  LOG_COLON(kPhotoIndexSource, "PhotoSharePriviledgeDBSave failed: %s", album.szShareName);
   return false;
 }
 
@@ -101,7 +101,7 @@ int MoveInPlace(const char* new_folder, const char* old_folder) {
 
   const bool is_new = CountAlbums(old_album->szShareName) == 0;
   if (PhotoShareDBRename(new_album.get(), old_album.get()) < 0) {
-    LOG_AT(kPhotoIndexSource, "PhotoShareDBRename failed");
+    LOG_COLON(kPhotoIndexSource, "PhotoShareDBRename failed");
     return -1;
   }
   return is_new && !SaveRights(*new_album) ? -1 : 0;
@@ -116,13 +116,13 @@ int MoveFolder(const char* new_folder, const char* old_folder) {
 
 int RenameFolder(const char* new_folder, const char* old_folder) {
   if (new_folder == nullptr || IsEmpty(old_folder)) {
-    LOG_IN(kPhotoIndexSource, "Bad parameter.");
+    LOG_PARENS(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   const auto new_copy = TryCopy(new_folder);
   const auto old_copy = TryCopy(old_folder);
   if (!new_copy || !old_copy) {
-    LOG_AT(kPhotoIndexSource, "strdup failed.");
+    LOG_COLON(kPhotoIndexSource, "strdup failed.");
     return -1;
   }
   const std::string new_name = Named(new_copy->c_str());

@@ -39,7 +39,7 @@ bool SharedDefault() {
   char value[kFlagSize] = {};
   if (RLIBCFileGetKeyValue(FixedPath(kPackageSettings).c_str(), kDefaultPublicKey, value, sizeof value, 0) <
       0) {
-    LOG_AT(kPhotoIndexSource, "Can't get key valude. key=albumdefpublic");
+    LOG_COLON(kPhotoIndexSource, "Can't get key valude. key=albumdefpublic");
     return false;
   }
   return EqualsIgnoreAsciiCase(value, "yes");
@@ -48,7 +48,7 @@ bool SharedDefault() {
 bool PersonalDefault() {
   int is_public = 0;
   if (KAVOIndexPersonalAlbumDefRightGet(HGAStatusUserNameGet(), &is_public) < 0) {
-    LOG_AT(kPhotoIndexSource, "Can't get key valude. key=albumdefpublic, user:%s", HGAStatusUserNameGet());
+    LOG_COLON(kPhotoIndexSource, "Can't get key valude. key=albumdefpublic, user:%s", HGAStatusUserNameGet());
     return false;
   }
   return is_public != 0;
@@ -65,7 +65,7 @@ bool IsPublic(const char* folder, std::string_view album) {
 std::optional<std::string> SupperShareName(const char* album) {
   auto name = TryCopy(album);
   if (!name) {
-    LOG_AT(kPhotoIndexSource, "strdup failed.");
+    LOG_COLON(kPhotoIndexSource, "strdup failed.");
     return std::nullopt;
   }
   const auto slash = name->rfind('/');
@@ -79,7 +79,7 @@ std::optional<std::string> SupperShareName(const char* album) {
 bool InheritFromParent(KAVO_PHOTO_SHARE_INFO& record) {
   const auto parent = SupperShareName(record.szShareName);
   if (!parent) {
-    LOG_AT(kPhotoIndexSource, "PhotoIndexSupperShareNameGet failed.");
+    LOG_COLON(kPhotoIndexSource, "PhotoIndexSupperShareNameGet failed.");
     return false;
   }
   CopyText(record.szRightsShareName, sizeof record.szRightsShareName, *parent);
@@ -93,7 +93,7 @@ bool InheritFromParent(KAVO_PHOTO_SHARE_INFO& record) {
   }
   char flag[kFlagSize] = {};
   if (KAVOPhotoShareGetFieldValue(parent->c_str(), "public", flag, sizeof flag) == -1) {
-    LOG_AT(kPhotoIndexSource, "KAVOPhotoShareGetFieldValue failed.");
+    LOG_COLON(kPhotoIndexSource, "KAVOPhotoShareGetFieldValue failed.");
     return false;
   }
   record.isPublic = EqualsIgnoreAsciiCase(flag, "t") ? 1 : 0;
@@ -104,7 +104,7 @@ bool InheritFromParent(KAVO_PHOTO_SHARE_INFO& record) {
 
 bool IndexAlbumInfoBuild(KAVO_PHOTO_SHARE_INFO& record, const char* folder) {
   if (IsEmpty(folder)) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return false;
   }
   char album[kNameSize] = {};

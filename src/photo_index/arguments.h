@@ -6,7 +6,7 @@
 // True, and logged under the caller's line, when an entry point was not given this argument.
 [[nodiscard]] inline bool IsMissing(const void* argument, int caller = __builtin_LINE()) {
   if (argument != nullptr) return false;
-  LOG_AT_LINE(kPhotoIndexSource, caller, "Bad parameter.");
+  LOG_COLON_LINE(kPhotoIndexSource, caller, "Bad parameter.");
   return true;
 }
 

@@ -42,7 +42,7 @@ int AddVideo(const KAVO_MEDIA_INFO& source, KAVO_MEDIA_INFO& converted, const ch
   const std::string file = converted.szPath;
   CopyText(converted.szPath, sizeof converted.szPath, std::string(source.szPath));
   if (HGAStatusCheck(converted.szPath) < 0) {
-    LOG_AT(kPhotoIndexSource, "Failed to HGAStatusCheck path: %s", converted.szPath);
+    LOG_COLON(kPhotoIndexSource, "Failed to HGAStatusCheck path: %s", converted.szPath);
     return -1;
   }
   const std::string_view name = BaseName(file);
@@ -50,8 +50,8 @@ int AddVideo(const KAVO_MEDIA_INFO& source, KAVO_MEDIA_INFO& converted, const ch
     CopyText(converted.szContainerType, sizeof converted.szContainerType, kPhoneContainer);
   }
   if (PhotoInfoVideoConvertDBSave(&converted, file.c_str(), convert_type) != 0) {
-    LOG_IN(kPhotoIndexSource, "Failed to save ea converted video media metadata from file [%s].",
-           file.c_str());
+    LOG_PARENS(kPhotoIndexSource, "Failed to save ea converted video media metadata from file [%s].",
+               file.c_str());
     return -1;
   }
   return 0;
@@ -59,7 +59,7 @@ int AddVideo(const KAVO_MEDIA_INFO& source, KAVO_MEDIA_INFO& converted, const ch
 
 int AddConverted(KAVO_MEDIA_INFO* source, KAVO_MEDIA_INFO* converted) {
   if (source == nullptr || converted == nullptr || source->szPath[0] == '\0') {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   char convert_type[kNameSize] = {};

@@ -30,7 +30,7 @@ int DeleteFile(const char* path) {
   if (scope == RequestScope::kRefused) return -1;
   if (scope == RequestScope::kElsewhere) return 0;
   if (IsFileExist(path, nullptr)) {
-    LOG_NOTICE_AT(kPhotoIndexSource, "File exists. Skip remove it from database.");
+    LOG_NOTICE_COLON(kPhotoIndexSource, "File exists. Skip remove it from database.");
     return -1;
   }
   if (HasNoRows(path)) return 0;

@@ -44,7 +44,7 @@ int RenamePhoto(Json::Value& info, const char* new_path, const char* old_path) {
   const std::string condition = FormatText(kLikeConditionSize, "path like '%s' ", StoredPath(old_path));
   const int count = PhotoInfoDBGetCount(PHOTO_TABLE_IMAGE, "path", condition.c_str(), nullptr);
   if (count < 0) {
-    LOG_AT(kPhotoIndexSource, "Error occurred, failed to get records.");
+    LOG_COLON(kPhotoIndexSource, "Error occurred, failed to get records.");
     return -1;
   }
   if (count > 0) MovePhotoRow(new_path, old_path);
@@ -79,7 +79,7 @@ int MoveInPlace(Json::Value& info, const char* new_path, const char* old_path) {
 
 int RenameFile(Json::Value* info, unsigned index_type, const char* old_path) {
   if (info == nullptr || IsEmpty(old_path)) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   const std::string new_path = JsonText(*info, "szPath");
@@ -87,7 +87,7 @@ int RenameFile(Json::Value* info, unsigned index_type, const char* old_path) {
   // The caller's text may lie in the request context or inside INFO, which change on the way.
   const auto old_copy = TryCopy(old_path);
   if (!old_copy) {
-    LOG_AT(kPhotoIndexSource, "strdup failed.");
+    LOG_COLON(kPhotoIndexSource, "strdup failed.");
     return -1;
   }
   if (IndexIsIndexPath(new_path.c_str(), index_type) < 1) return 0;

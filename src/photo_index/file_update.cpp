@@ -73,13 +73,13 @@ bool UpdateRows(MediaKind kind, Json::Value& info, const char* path, const Updat
 
 bool IsUnexpectedFolder(const char* path) {
   if (!IsDirExist(path)) return false;
-  LOG_AT(kPhotoIndexSource, "Path should be a file, not a directory: %s", path);
+  LOG_COLON(kPhotoIndexSource, "Path should be a file, not a directory: %s", path);
   return true;
 }
 
 bool SaveRow(PHOTO_TABLE_TYPE table, Json::Value& info, const char* failure, int caller) {
   if (PhotoInfoDBSave(table, &info) == 0) return true;
-  LOG_AT_LINE(kPhotoIndexSource, caller, "%s", failure);
+  LOG_COLON_LINE(kPhotoIndexSource, caller, "%s", failure);
   return false;
 }
 

@@ -72,14 +72,14 @@ bool LockedQueue::Append(const std::string& line) const {
   if (end < 0) return false;
   if (WriteWhole(EndsInsideLine(end) ? "\n" + line : line)) return true;
   // Half a line would be taken for a job. Where even that fails, the next writer ends it.
-  if (ftruncate(descriptor_, end) != 0) LOG_AT(kPhotoIndexSource, "Failed to cut the job queue back.");
+  if (ftruncate(descriptor_, end) != 0) LOG_COLON(kPhotoIndexSource, "Failed to cut the job queue back.");
   return false;
 }
 
 [[nodiscard]] bool MakeQueueFolder() {
   const std::string folder = FixedPath(kQueueFolder);
   if (IsDirExist(folder.c_str()) || KAVOEAMKDir(0, folder.c_str()) == 0) return true;
-  LOG_AT(kPhotoIndexSource, "Make ea dir path error. eaDir path: %s", folder.c_str());
+  LOG_COLON(kPhotoIndexSource, "Make ea dir path error. eaDir path: %s", folder.c_str());
   return false;
 }
 
@@ -87,17 +87,17 @@ bool LockedQueue::Append(const std::string& line) const {
 // owner's choice.
 [[nodiscard]] bool AppendJob(const std::string& job) {
   if (job.find('\n') != std::string::npos) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return false;
   }
   const std::string path = FixedPath(kQueueFile);
   const LockedQueue queue(path);
   if (!queue) {
-    LOG_AT(kPhotoIndexSource, "RLIBCFileLockByFile failed: %s", path.c_str());
+    LOG_COLON(kPhotoIndexSource, "RLIBCFileLockByFile failed: %s", path.c_str());
     return false;
   }
   if (queue.Append(job + "\n")) return true;
-  LOG_AT(kPhotoIndexSource, "Failed to write %s", path.c_str());
+  LOG_COLON(kPhotoIndexSource, "Failed to write %s", path.c_str());
   return false;
 }
 
@@ -128,12 +128,12 @@ std::string WatermarkJob(const std::string& path) {
 int QueueWatermark(const Json::Value& info) {
   if (!MakeQueueFolder()) return -1;
   if (!info.isObject() || !info["szPath"].isString()) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   const std::string path = JsonText(info, "szPath");
   if (HGAStatusCheck(path.c_str()) < 0) {
-    LOG_AT(kPhotoIndexSource, "HGAStatusCheck failed: %s", path.c_str());
+    LOG_COLON(kPhotoIndexSource, "HGAStatusCheck failed: %s", path.c_str());
     return -1;
   }
   return AppendJob(WatermarkJob(path)) ? 0 : -1;

@@ -30,7 +30,7 @@ std::optional<std::string> SideText(const char* path, const char* name, const ch
 
 void IndexMediaInfoComplete(Json::Value& info) {
   const std::string path = JsonText(info, "szPath");
-  if (path.empty()) LOG_AT(kPhotoIndexSource, "Bad parameter.");
+  if (path.empty()) LOG_COLON(kPhotoIndexSource, "Bad parameter.");
 
   info["szName"] = std::string(BaseName(path));
   if (HGAStatusIsHGARequest() && EqualsIgnoreAsciiCase(JsonText(info, "szAlbum"), kPersonalRootAlbum)) {

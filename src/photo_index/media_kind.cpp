@@ -24,16 +24,16 @@ MediaKind KindOf(const char* extension) {
 
 MediaKind IndexMediaKindGet(const char* path) {
   if (path == nullptr) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return MediaKind::kNone;
   }
   if (IsDirExist(path)) {
-    LOG_AT(kPhotoIndexSource, "Cannot be a folder.");
+    LOG_COLON(kPhotoIndexSource, "Cannot be a folder.");
     return MediaKind::kNone;
   }
   const auto extension = ExtensionOf(path);
   if (!extension) {
-    LOG_AT(kPhotoIndexSource, "Bad path name %s", path);
+    LOG_COLON(kPhotoIndexSource, "Bad path name %s", path);
     return MediaKind::kNone;
   }
   return KindOf(std::string(*extension).c_str());

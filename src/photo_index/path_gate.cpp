@@ -49,7 +49,7 @@ bool IsPhotoIndexType(unsigned index_type) {
 
 int IsIndexPath(const char* path, unsigned index_type) {
   if (IsEmpty(path)) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   // Asked apart from the scope below: a refused path is a failure for every kind of folder, not only for
@@ -61,7 +61,7 @@ int IsIndexPath(const char* path, unsigned index_type) {
 
 int IsShareIndexed(const char* path) {
   if (IsEmpty(path)) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter.");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter.");
     return -1;
   }
   if (Share(kHomesShare).HasPath(path)) return 1;

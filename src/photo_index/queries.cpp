@@ -27,7 +27,7 @@ constexpr int kPeopleCategory = 0;
 enum class Formats { kAll, kNotExcluded };
 
 // True when PATH is ours and, where that counts, its format is not excluded by configuration.
-bool Concerns(const char* path, Formats formats) {
+bool IsIndexed(const char* path, Formats formats) {
   if (path == nullptr) {
     LOG_BARE("Bad parameter.");
     return false;
@@ -37,17 +37,17 @@ bool Concerns(const char* path, Formats formats) {
 }
 
 int ThumbSizes(const char* path, Formats formats) {
-  return Concerns(path, formats) && IsPathNeedConversion(path) ? kThumbSizes : 0;
+  return IsIndexed(path, formats) && IsPathNeedConversion(path) ? kThumbSizes : 0;
 }
 
 int VideoConvert(const char* path) {
-  if (!Concerns(path, Formats::kNotExcluded)) return 0;
+  if (!IsIndexed(path, Formats::kNotExcluded)) return 0;
   return IsPathNeedConversion(path) ? kNeedsConversion : kNeedsNoConversion;
 }
 
 int GetOne(int media_kind, const char* path, KAVO_MEDIA_INFO* out) {
   if (IsEmpty(path)) {
-    LOG_AT(kPhotoIndexSource, "Bad parameter: szPath");
+    LOG_COLON(kPhotoIndexSource, "Bad parameter: szPath");
     return -1;
   }
   if (media_kind != kPhotoKind && media_kind != kVideoKind) return 0;
@@ -65,7 +65,7 @@ int GetVersion(const char* path, unsigned* out) {
 int GetOwner(const char* path, char* out, unsigned size) {
   if (IsMissing(path) || IsMissing(out)) return -1;
   if (HGAStatusCheck(path) < 0) {
-    LOG_AT(kPhotoIndexSource, "HGAStatusCheck failed");
+    LOG_COLON(kPhotoIndexSource, "HGAStatusCheck failed");
     return -1;
   }
   CopyText(out, size, HGAStatusIsHGARequest() ? HGAStatusUserNameGet() : kSharedOwner);
@@ -75,7 +75,7 @@ int GetOwner(const char* path, char* out, unsigned size) {
 int AddDetectionResult(const char* info, const char* path, int label_id) {
   const int photo_id = PhotoInfoDBPhotoIdGet(path);
   if (photo_id < 0) {
-    LOG_AT(kPhotoIndexSource, "Cant find this photo in db: %s.", OrEmpty(path));
+    LOG_COLON(kPhotoIndexSource, "Cant find this photo in db: %s.", OrEmpty(path));
     return -1;
   }
   return PhotoInfoDBImageLabelDataAdd(photo_id, label_id, info, kNotConfirmed);

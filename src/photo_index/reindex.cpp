@@ -16,11 +16,11 @@ int MarkAll(const char* root) {
   if (IsMissing(root)) return -1;
   if (IndexIsIndexPath(root, kRootIndexType) < 1) return 0;
   if (KAVOPhotoInitAllRows(root) < 0) {
-    LOG_AT(kPhotoIndexSource, "Failed to set updated to 0 for all rows of photo_image table.");
+    LOG_COLON(kPhotoIndexSource, "Failed to set updated to 0 for all rows of photo_image table.");
     return -1;
   }
   if (KAVOPhotoShareInitAllRows(root) < 0) {
-    LOG_AT(kPhotoIndexSource, "Failed to set updated to 0 for all rows of photo_share table.");
+    LOG_COLON(kPhotoIndexSource, "Failed to set updated to 0 for all rows of photo_share table.");
     return -1;
   }
   return 0;
@@ -32,7 +32,7 @@ int SweepUnmarked(const char* root) {
   if (scope == RequestScope::kRefused) return -1;
   if (scope == RequestScope::kElsewhere) return 0;
   if (KAVOPhotoDeleteNoUpdateRows(root) < 0 || KAVOPhotoShareDeleteNoUpdateRows(root) < 0) {
-    LOG_IN(kPhotoIndexSource, "Failed to delete none updated rows.");
+    LOG_PARENS(kPhotoIndexSource, "Failed to delete none updated rows.");
     return -1;
   }
   static_cast<void>(PhotoDBVacuum());

@@ -58,7 +58,7 @@ std::string RightsAlbum(const std::string& album_path) {
 template <typename Name>
 int WriteName(const char* text, char* out, size_t size, Name&& name) {
   if (text == nullptr || out == nullptr) {
-    LOG_AT(kPhotoUtilSource, "Bad parameter.");
+    LOG_COLON(kPhotoUtilSource, "Bad parameter.");
     return -1;
   }
   return Guarded(kPhotoUtilSource, -1, [&] {

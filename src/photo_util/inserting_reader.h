@@ -11,6 +11,7 @@
 
 #include "base/json_value.h"
 
+// Used by one thread, which has the object to itself.
 class InsertingReader {
  public:
   // OBJECT outlives the reader.

@@ -24,7 +24,7 @@ namespace {
 int ReadItem(const char* file, const char* name, char* buf, std::size_t size) {
   char side_file[kContextPathSize] = "";
   if (KAVOEAPath(0, file, name, side_file, sizeof side_file, 0) != 0) {
-    LOG_AT(kPhotoDatabaseSource, "KAVOEAPath() failed.");
+    LOG_COLON(kPhotoDatabaseSource, "KAVOEAPath() failed.");
     return -1;
   }
   if (!SideFileExists(side_file) || !ConsumeLine(side_file, buf, size)) return -1;
@@ -35,7 +35,7 @@ int ReadItem(const char* file, const char* name, char* buf, std::size_t size) {
 
 int GetFileContentInEA(const char* file, const char* name, char* buf, int size) {
   if (file == nullptr || name == nullptr || buf == nullptr || size <= 0) {
-    LOG_AT(kPhotoDatabaseSource, "Bad parameters.");
+    LOG_COLON(kPhotoDatabaseSource, "Bad parameters.");
     return -1;
   }
   return Guarded(kPhotoDatabaseSource, -1,

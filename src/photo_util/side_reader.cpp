@@ -52,13 +52,13 @@ int OpenSideFile(const std::string& path) {
 SideLine ReadSideLine(const std::string& path, std::size_t size) {
   const File file = OpenBeneath(path);
   if (file == nullptr) {
-    LOG_AT(kPhotoDatabaseSource, "failed to open file %s.", path.c_str());
+    LOG_COLON(kPhotoDatabaseSource, "failed to open file %s.", path.c_str());
     return {SideRead::kOpenFailed, {}};
   }
   std::string line(size, '\0');
   if (std::fgets(line.data(), static_cast<int>(size), file.get()) == nullptr) {
     if (std::ferror(file.get()) == 0) return {SideRead::kDone, {}};
-    LOG_AT(kPhotoDatabaseSource, "fgets() failed.");
+    LOG_COLON(kPhotoDatabaseSource, "fgets() failed.");
     return {SideRead::kReadFailed, {}};
   }
   return {SideRead::kDone, line.c_str()};

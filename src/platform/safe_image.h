@@ -11,7 +11,7 @@
 #include <string>
 
 // A file that was opened once, for a library that opens files by name and more than once: every time it gets
-// the same file, whatever stands under the name by then. Messages tell that name.
+// the same file, whatever stands under the name by then. Messages tell that name. Used by one thread.
 class HeldFile : public Exiv2::FileIo {
  public:
   // DESCRIPTOR becomes the object's.

@@ -1,4 +1,5 @@
-// A map from text to text that keeps the order of insertion, owned by whoever allocated it.
+// A map from text to text that keeps the order of insertion, owned by whoever allocated it, used by one
+// thread at a time.
 #ifndef PLATFORM_STRING_HASH_H_
 #define PLATFORM_STRING_HASH_H_
 
