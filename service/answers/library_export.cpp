@@ -36,31 +36,31 @@ class TableExport {
         table_(table),
         write_(write),
         keys_(Joined({table.keys.begin(), table.keys.end()})) {
-    for (std::size_t i = 0; i < table.keys.size(); ++i) Fetch(table.keys[i], kKeyAliases[i]);
+    for (std::size_t i = 0; i < table.keys.size(); ++i) Select(table.keys[i], kKeyAliases[i]);
     key_list_ = Joined(expressions_);
     for (const Column& column : table.columns) {
-      if (with_ids || column.lasting()) Take(std::string("T.") + column.name, column);
+      if (with_ids || column.lasting()) SelectMember(std::string("T.") + column.name, column);
     }
-    for (const Reference& reference : table.references) Take(reference.sql, reference.column);
+    for (const Reference& reference : table.references) SelectMember(reference.sql, reference.column);
   }
 
   Step Run() {
     if (const Step step = WriteKeyless(); step != Step::kDone) return step;
     const Step step = database_.on_server() ? WriteWithCursor() : WriteInParts();
-    return step == Step::kDone ? EndKey() : step;
+    return step == Step::kDone ? WriteLinesOfKey() : step;
   }
 
  private:
-  void Fetch(const std::string& expression, const char* name) {
+  void Select(const std::string& expression, const char* name) {
     expressions_.push_back(expression + " AS " + name);
-    names_.push_back(name);
+    result_names_.push_back(name);
   }
-  void Take(const std::string& expression, const Column& column) {
-    Fetch(expression, column.name);
+  void SelectMember(const std::string& expression, const Column& column) {
+    Select(expression, column.name);
     members_.push_back(column);
   }
 
-  std::string Compared(const char* sql, const std::optional<Key>& key) const {
+  std::string KeyCondition(const char* sql, const std::optional<Key>& key) const {
     if (!key) return kEveryKeySql;
     std::vector<std::string> literals;
     for (const std::string& value : *key) literals.push_back(database_.Escaped(kKeyLiteral, value));
@@ -75,9 +75,10 @@ class TableExport {
 
   // The key at which the part behind AFTER ends; none: the rest is one part. Nothing at all on failure.
   std::optional<std::optional<Key>> FindEnd(const std::optional<Key>& after) {
-    const DatabaseReader::Columns columns(names_.begin(), names_.begin() + std::ssize(table_.keys));
+    const DatabaseReader::Columns columns(result_names_.begin(),
+                                          result_names_.begin() + std::ssize(table_.keys));
     const auto rows = database_.Query(columns, kPartEndSql, key_list_, std::string(table_.keys_from),
-                                      Compared(kAfterKeySql, after), keys_);
+                                      KeyCondition(kAfterKeySql, after), keys_);
     if (!rows) return std::nullopt;
     return rows->empty() ? std::optional<Key>() : KeyOf(rows->front());
   }
@@ -101,15 +102,16 @@ class TableExport {
     if (!database_.Query({}, kOpenCursorSql, Joined(expressions_), std::string(table_.rows), keys_))
       return Step::kUnreadable;
     for (;;) {
-      const auto rows = database_.Query(names_, kFetchSql);
+      const auto rows = database_.Query(result_names_, kFetchSql);
       if (const Step step = Write(rows); step != Step::kDone) return step;
       if (rows->empty()) return database_.Run(kCloseCursorSql) ? Step::kDone : Step::kUnreadable;
     }
   }
 
   Step WritePart(const std::optional<Key>& after, const std::optional<Key>& end) {
-    const std::string condition = Compared(kAfterKeySql, after) + " AND " + Compared(kUpToKeySql, end);
-    return Write(database_.Query(names_, kPartRowsSql, Joined(expressions_), std::string(table_.rows),
+    const std::string condition =
+        KeyCondition(kAfterKeySql, after) + " AND " + KeyCondition(kUpToKeySql, end);
+    return Write(database_.Query(result_names_, kPartRowsSql, Joined(expressions_), std::string(table_.rows),
                                  condition, keys_));
   }
 
@@ -117,32 +119,33 @@ class TableExport {
   Step WriteKeyless() {
     if (table_.keyless == nullptr) return Step::kDone;
     std::vector<std::string> expressions = expressions_;
-    for (std::size_t i = 0; i < table_.keys.size(); ++i) expressions[i] = std::string("NULL AS ") + names_[i];
-    const Step step =
-        Write(database_.Query(names_, kKeylessRowsSql, Joined(expressions), std::string(table_.keyless)));
-    return step == Step::kDone ? EndKey() : step;
+    for (std::size_t i = 0; i < table_.keys.size(); ++i)
+      expressions[i] = std::string("NULL AS ") + result_names_[i];
+    const Step step = Write(
+        database_.Query(result_names_, kKeylessRowsSql, Joined(expressions), std::string(table_.keyless)));
+    return step == Step::kDone ? WriteLinesOfKey() : step;
   }
 
   // Rows in the order of their keys, and rows of one key in the order of their texts.
   Step Write(const std::optional<std::vector<Row>>& rows) {
     if (!rows) return Step::kUnreadable;
     for (const Row& row : *rows) {
-      if (!lines_.empty() && KeyOf(row) != key_ && EndKey() == Step::kStopped) return Step::kStopped;
+      if (!lines_.empty() && KeyOf(row) != key_ && WriteLinesOfKey() == Step::kStopped) return Step::kStopped;
       key_ = KeyOf(row);
-      lines_.push_back(Line(row));
+      lines_.push_back(RowJson(row));
     }
     return Step::kDone;
   }
 
   // All rows of the current key are there.
-  Step EndKey() {
+  Step WriteLinesOfKey() {
     std::sort(lines_.begin(), lines_.end());
     const bool written = std::all_of(lines_.begin(), lines_.end(), write_);
     lines_.clear();
     return written ? Step::kDone : Step::kStopped;
   }
 
-  std::string Line(const Row& row) const {
+  std::string RowJson(const Row& row) const {
     Json::Value object(Json::objectValue);
     object[kTableMember] = table_.name;
     std::size_t index = table_.keys.size();
@@ -156,7 +159,7 @@ class TableExport {
   const std::string keys_;
   std::string key_list_;                  // the key's columns under their aliases
   std::vector<std::string> expressions_;  // what is selected: the key's columns, then the members
-  DatabaseReader::Columns names_;         // as what it comes back
+  DatabaseReader::Columns result_names_;  // as what it comes back
   std::vector<Column> members_;
   Key key_;
   std::vector<std::string> lines_;  // the rows of that key

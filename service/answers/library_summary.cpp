@@ -33,13 +33,13 @@ enum PhotoCount : std::size_t { kFiles, kPlaced, kUntaken, kDisabled, kBytes, kO
 const DatabaseReader::Columns kVideoCounts{"files", "placed", "disabled", "bytes"};
 enum VideoCount : std::size_t { kVideoFiles, kVideoPlaced, kVideoDisabled, kVideoBytes };
 
-std::string Value(const std::optional<std::string>& value) {
+std::string ValueOrEmpty(const std::optional<std::string>& value) {
   return value.value_or("");
 }
 
 std::map<std::string, std::string> KindCounts(const Row& row, const DatabaseReader::Columns& kinds) {
   std::map<std::string, std::string> counts;
-  for (std::size_t i = 0; i < kinds.size(); ++i) counts[kinds[i]] = Value(row[i]);
+  for (std::size_t i = 0; i < kinds.size(); ++i) counts[kinds[i]] = ValueOrEmpty(row[i]);
   return counts;
 }
 
@@ -57,9 +57,10 @@ Outcome<std::vector<AlbumSummary>> ReadAlbums(DatabaseReader& database) {
   if (!rows) return Unreadable(database);
   std::vector<AlbumSummary> albums;
   for (const Row& row : *rows) {
-    albums.push_back({Value(row[kAlbumId]), Value(row[kAlbumName]), Value(row[kAlbumTitle]),
-                      Value(row[kAlbumDescription]), Value(row[kAlbumPublic]) == "t",
-                      Value(row[kAlbumPhotos]), Value(row[kAlbumVideos])});
+    albums.push_back({ValueOrEmpty(row[kAlbumId]), ValueOrEmpty(row[kAlbumName]),
+                      ValueOrEmpty(row[kAlbumTitle]), ValueOrEmpty(row[kAlbumDescription]),
+                      ValueOrEmpty(row[kAlbumPublic]) == "t", ValueOrEmpty(row[kAlbumPhotos]),
+                      ValueOrEmpty(row[kAlbumVideos])});
   }
   return albums;
 }
@@ -69,8 +70,9 @@ Outcome<std::vector<LabelSummary>> ReadLabels(DatabaseReader& database) {
   if (!rows) return Unreadable(database);
   std::vector<LabelSummary> labels;
   for (const Row& row : *rows) {
-    labels.push_back({Value(row[kLabelId]), Value(row[kLabelCategory]), Value(row[kLabelName]),
-                      Value(row[kLabelPhotos]), Value(row[kLabelVideos])});
+    labels.push_back({ValueOrEmpty(row[kLabelId]), ValueOrEmpty(row[kLabelCategory]),
+                      ValueOrEmpty(row[kLabelName]), ValueOrEmpty(row[kLabelPhotos]),
+                      ValueOrEmpty(row[kLabelVideos])});
   }
   return labels;
 }
@@ -89,10 +91,11 @@ Outcome<LibrarySummary> ReadSummary(DatabaseReader& database) {
   if (!labels) return Unreadable(database);
   const Row& photo = photos->front();
   const Row& video = videos->front();
-  return LibrarySummary{{Value(photo[kFiles]), Value(photo[kPlaced]), Value(photo[kUntaken]),
-                         Value(photo[kDisabled]), Value(photo[kBytes]), photo[kOldest], photo[kNewest]},
-                        {Value(video[kVideoFiles]), Value(video[kVideoPlaced]), Value(video[kVideoDisabled]),
-                         Value(video[kVideoBytes])},
-                        Value(albums->front()[0]),
-                        KindCounts(labels->front(), kinds)};
+  return LibrarySummary{
+      {ValueOrEmpty(photo[kFiles]), ValueOrEmpty(photo[kPlaced]), ValueOrEmpty(photo[kUntaken]),
+       ValueOrEmpty(photo[kDisabled]), ValueOrEmpty(photo[kBytes]), photo[kOldest], photo[kNewest]},
+      {ValueOrEmpty(video[kVideoFiles]), ValueOrEmpty(video[kVideoPlaced]),
+       ValueOrEmpty(video[kVideoDisabled]), ValueOrEmpty(video[kVideoBytes])},
+      ValueOrEmpty(albums->front()[0]),
+      KindCounts(labels->front(), kinds)};
 }

@@ -32,24 +32,25 @@ std::vector<const char*> NamesOf(const Columns& columns) {
   return names;
 }
 
-std::string Value(const std::optional<std::string>& value) {
+std::string ValueOrEmpty(const std::optional<std::string>& value) {
   return value.value_or("");
 }
 
 // The value of column NAME in the record's row; "" when it is NULL or there is no such column.
 std::string Field(const MediaRecord& record, std::string_view name) {
   for (const auto& [column, value] : record.row) {
-    if (column.name == name) return Value(value);
+    if (column.name == name) return ValueOrEmpty(value);
   }
   return "";
 }
 
 void AddLabels(const Rows& rows, MediaRecord& record) {
   for (const auto& row : rows) {
-    const std::string info_new = Value(row[kLabelInfoNew]);
-    const std::string& info = info_new.empty() ? Value(row[kLabelInfo]) : info_new;
-    const Label label{Value(row[kLabelId]), Value(row[kLabelName]), info, Value(row[kLabelStatus]) == "t"};
-    (Value(row[kLabelCategory]) == kPeopleCategory ? record.people : record.labels).push_back(label);
+    const std::string info_new = ValueOrEmpty(row[kLabelInfoNew]);
+    const std::string& info = info_new.empty() ? ValueOrEmpty(row[kLabelInfo]) : info_new;
+    const Label label{ValueOrEmpty(row[kLabelId]), ValueOrEmpty(row[kLabelName]), info,
+                      ValueOrEmpty(row[kLabelStatus]) == "t"};
+    (ValueOrEmpty(row[kLabelCategory]) == kPeopleCategory ? record.people : record.labels).push_back(label);
   }
 }
 
@@ -72,7 +73,7 @@ bool ReadAlbum(DatabaseReader& database, MediaRecord& record) {
   if (!albums) return false;
   if (albums->empty()) return true;
   record.album = albums->front()[0];
-  record.album_public = Value(albums->front()[1]) == "t";
+  record.album_public = ValueOrEmpty(albums->front()[1]) == "t";
   return true;
 }
 
@@ -97,15 +98,16 @@ bool ReadVideoExtras(DatabaseReader& database, const std::string& key, MediaReco
 bool AddListed(const char* kind, const std::optional<Rows>& rows, std::vector<ListedEntry>& entries) {
   if (!rows) return false;
   for (const auto& row : *rows) {
-    entries.push_back({kind, NameOf(Value(row[kListPath])), Value(row[kListTaken]), Value(row[kListSize]),
-                       Value(row[kListWidth]), Value(row[kListHeight])});
+    entries.push_back({kind, NameOf(ValueOrEmpty(row[kListPath])), ValueOrEmpty(row[kListTaken]),
+                       ValueOrEmpty(row[kListSize]), ValueOrEmpty(row[kListWidth]),
+                       ValueOrEmpty(row[kListHeight])});
   }
   return true;
 }
 
 bool AddAlbums(const std::optional<Rows>& rows, std::vector<ListedEntry>& entries) {
   if (!rows) return false;
-  for (const auto& row : *rows) entries.push_back({"album", NameOf(Value(row[0])), "", "", "", ""});
+  for (const auto& row : *rows) entries.push_back({"album", NameOf(ValueOrEmpty(row[0])), "", "", "", ""});
   return true;
 }
 

@@ -32,6 +32,7 @@ struct CatalogueEntry {
   bool elsewhere = false;
 };
 
+// An open catalogue. Used by one thread at a time; no other process writes it while the library is locked.
 class Catalogue {
  public:
   // Opens FILE; one that is missing or no catalogue is made anew. The folder is there.

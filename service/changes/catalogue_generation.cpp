@@ -11,7 +11,7 @@ constexpr const char* kOwnFact = "written";
 constexpr const char* kWriterFact = "writer";
 constexpr const char* kBegunFact = "run";
 
-std::string NewName() {
+std::string NewRandomName() {
   std::random_device random;
   std::ostringstream name;
   name << std::hex << random() << '-' << random();
@@ -31,14 +31,14 @@ std::string TextOf(const Generation& generation) {
 
 std::string WriterOf(Catalogue& catalogue) {
   if (const auto writer = catalogue.Fact(kWriterFact)) return *writer;
-  std::string made = NewName();
+  std::string made = NewRandomName();
   catalogue.PutFact(kWriterFact, made);
   return made;
 }
 
 // The last generation of its runs that DATABASE has is the one that the catalogue has noted, or one of a run
 // that was killed before it could.
-bool HasWhatWasNoted(const NotedGenerations& noted, const LibraryFacts& database) {
+bool HasComeFrom(const NotedGenerations& noted, const LibraryFacts& database) {
   const auto found = database.writers.find(noted.writer);
   if (noted.writer.empty() || found == database.writers.end()) return false;
   const Generation& own = found->second;
@@ -47,40 +47,40 @@ bool HasWhatWasNoted(const NotedGenerations& noted, const LibraryFacts& database
 
 }  // namespace
 
-NotedGenerations NotedIn(const ReadFact& read) {
+NotedGenerations ReadNotedGenerations(const ReadFact& read) {
   return {read(kWriterFact), GenerationOf(read(kLastFact)), GenerationOf(read(kOwnFact)), read(kBegunFact)};
 }
 
-NotedGenerations NotedIn(Catalogue& catalogue) {
-  return NotedIn([&](const char* name) { return catalogue.Fact(name).value_or(""); });
+NotedGenerations ReadNotedGenerations(Catalogue& catalogue) {
+  return ReadNotedGenerations([&](const char* name) { return catalogue.Fact(name).value_or(""); });
 }
 
-Standing StandingOf(const NotedGenerations& noted, const LibraryFacts& database) {
-  if (database.generation == noted.last) return Standing::kInStep;
+CatalogueStanding StandingOf(const NotedGenerations& noted, const LibraryFacts& database) {
+  if (database.generation == noted.last) return CatalogueStanding::kInStep;
   const bool later = database.generation.number > noted.last.number;
-  return later && HasWhatWasNoted(noted, database) ? Standing::kBehind : Standing::kOther;
+  return later && HasComeFrom(noted, database) ? CatalogueStanding::kBehind : CatalogueStanding::kUnrelated;
 }
 
-void Adopt(Catalogue& catalogue, const LibraryFacts& database) {
+void NoteGenerations(Catalogue& catalogue, const LibraryFacts& database) {
   catalogue.PutFact(kLastFact, TextOf(database.generation));
   const auto own = database.writers.find(WriterOf(catalogue));
   if (own == database.writers.end()) return catalogue.RemoveFact(kOwnFact);
   catalogue.PutFact(kOwnFact, TextOf(own->second));
 }
 
-void AdoptMadeAnew(Catalogue& catalogue, const LibraryFacts& database) {
-  catalogue.PutFact(kWriterFact, NewName());
+void NoteGenerationsAsNew(Catalogue& catalogue, const LibraryFacts& database) {
+  catalogue.PutFact(kWriterFact, NewRandomName());
   catalogue.RemoveFact(kBegunFact);
-  Adopt(catalogue, database);
+  NoteGenerations(catalogue, database);
 }
 
 KeptGenerations::KeptGenerations(Catalogue& catalogue)
-    : catalogue_(catalogue), noted_(NotedIn(catalogue).last.number) {}
+    : catalogue_(catalogue), noted_(ReadNotedGenerations(catalogue).last.number) {}
 
 const RunName& KeptGenerations::Begin() {
   if (begun_) return name_;
   begun_ = true;
-  name_ = {WriterOf(catalogue_), NewName()};
+  name_ = {WriterOf(catalogue_), NewRandomName()};
   catalogue_.MakeDurable();
   catalogue_.PutFact(kBegunFact, name_.run);
   catalogue_.Commit();
@@ -88,9 +88,10 @@ const RunName& KeptGenerations::Begin() {
 }
 
 void KeptGenerations::Note(std::uint64_t number) {
-  ahead_.insert(number);
+  // A generation is noted only when those of all earlier batches are: a gap would never be made good.
+  done_out_of_order_.insert(number);
   const std::uint64_t before = noted_;
-  while (ahead_.erase(noted_ + 1) > 0) ++noted_;
+  while (done_out_of_order_.erase(noted_ + 1) > 0) ++noted_;
   if (noted_ == before) return;
   catalogue_.PutFact(kLastFact, TextOf({noted_, name_.run}));
   catalogue_.PutFact(kOwnFact, TextOf({noted_, name_.run}));

@@ -17,10 +17,10 @@
 #include "changes/catalogue.h"
 #include "database/library_facts.h"
 
-enum class Standing : std::uint8_t {
+enum class CatalogueStanding : std::uint8_t {
   kInStep,
-  kBehind,  // the database has come from what the catalogue speaks of
-  kOther,   // an older database was put back, or another one
+  kBehind,     // the database has come from what the catalogue speaks of
+  kUnrelated,  // an older database was put back, or another one
 };
 
 // What a catalogue has noted.
@@ -33,16 +33,17 @@ struct NotedGenerations {
 
 // READ gives the value of a fact of the catalogue, "" where there is none.
 using ReadFact = std::function<std::string(const char* name)>;
-NotedGenerations NotedIn(const ReadFact& read);
-NotedGenerations NotedIn(Catalogue& catalogue);
-Standing StandingOf(const NotedGenerations& noted, const LibraryFacts& database);
+NotedGenerations ReadNotedGenerations(const ReadFact& read);
+NotedGenerations ReadNotedGenerations(Catalogue& catalogue);
+CatalogueStanding StandingOf(const NotedGenerations& noted, const LibraryFacts& database);
 
 // CATALOGUE speaks of this state from now on. As another one where it was made of it: what it was before is
 // of no state that it knows.
-void Adopt(Catalogue& catalogue, const LibraryFacts& database);
-void AdoptMadeAnew(Catalogue& catalogue, const LibraryFacts& database);
+void NoteGenerations(Catalogue& catalogue, const LibraryFacts& database);
+void NoteGenerationsAsNew(Catalogue& catalogue, const LibraryFacts& database);
 
-// What a run with CATALOGUE, which outlives it, gives the database. Workers finish in any order.
+// What a run with CATALOGUE, which outlives it, gives the database. Workers finish in any order; the one
+// thread of the supervisor notes what they tell.
 class KeptGenerations {
  public:
   explicit KeptGenerations(Catalogue& catalogue);
@@ -55,7 +56,7 @@ class KeptGenerations {
   RunName name_;
   std::uint64_t noted_;
   bool begun_ = false;
-  std::set<std::uint64_t> ahead_;
+  std::set<std::uint64_t> done_out_of_order_;
 };
 
 #endif  // SERVICE_CHANGES_CATALOGUE_GENERATION_H_

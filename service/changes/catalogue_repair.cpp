@@ -16,10 +16,10 @@ namespace {
 
 constexpr int kDecimal = 10;
 
-using TakeEntry = std::function<void(CatalogueEntry)>;
+using EntrySink = std::function<void(CatalogueEntry)>;
 
 Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const char* sql, bool folders,
-                       const TakeEntry& take) {
+                       const EntrySink& take) {
   const auto rows = database.Query({"path", "size"}, sql);
   if (!rows) return Unreadable(database);
   for (const DatabaseReader::Row& row : *rows) {
@@ -36,8 +36,8 @@ Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const c
 
 // An entry for each row of DATABASE.
 Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, const LibraryFacts& facts,
-                          const TakeEntry& take) {
-  const MountRecord mounts = MountsOf(facts.mounts.value_or(""));
+                          const EntrySink& take) {
+  const MountRecord mounts = ParseMountText(facts.mounts.value_or(""));
   const auto place = [&](CatalogueEntry entry) {
     entry.stamp.device = facts.mounts ? RecordedDevice(mounts, entry.path) : kUnknownDevice;
     take(std::move(entry));
@@ -54,10 +54,10 @@ Outcome<Done> ReadAllRows(DatabaseReader& database, const Library& library, cons
   return Done{};
 }
 
-class Agreement {
+class RowComparison {
  public:
   // TRUSTS what the catalogue says of rows that are there; else it is good for their objects alone.
-  Agreement(Catalogue& catalogue, bool trusts) : catalogue_(catalogue), trusts_(trusts) {}
+  RowComparison(Catalogue& catalogue, bool trusts) : catalogue_(catalogue), trusts_(trusts) {}
 
   void AddRow(CatalogueEntry row) {
     auto& rows = row.kind == ItemKind::kFolder ? folders_ : files_;
@@ -65,13 +65,13 @@ class Agreement {
     rows.emplace(std::move(path), std::move(row));
   }
 
-  void Reach() {
+  void UpdateCatalogue() {
     const std::vector<CatalogueEntry> folders = catalogue_.Folders();
     CompareFilesOf("");
     for (const CatalogueEntry& folder : folders) {
       // What has no entry of its own is no row either.
       const bool recorded = folder.outcome != ItemOutcome::kPartial || folder.stamp.inode != 0;
-      if (recorded && (!trusts_ || NoAlbumReason(folder.path) == nullptr)) Compare(folder, folders_);
+      if (recorded && (!trusts_ || NoAlbumReason(folder.path) == nullptr)) CompareEntry(folder, folders_);
       CompareFilesOf(folder.path);
     }
     for (const auto* rows : {&folders_, &files_}) {
@@ -87,12 +87,12 @@ class Agreement {
     for (;;) {
       const std::vector<CatalogueEntry> files = catalogue_.Files(folder, after);
       if (files.empty()) return;
-      for (const CatalogueEntry& file : files) Compare(file, files_);
+      for (const CatalogueEntry& file : files) CompareEntry(file, files_);
       after = NameOf(files.back().path);
     }
   }
 
-  void Compare(const CatalogueEntry& entry, Rows& rows) {
+  void CompareEntry(const CatalogueEntry& entry, Rows& rows) {
     const auto row = rows.find(entry.path);
     const bool has_row = row != rows.end() && row->second.kind == entry.kind;
     if (has_row) rows.erase(row);
@@ -112,27 +112,27 @@ class Agreement {
   Rows files_;
 };
 
-Outcome<Done> Reach(Agreement agreement, DatabaseReader& database, const Library& library,
-                    const LibraryFacts& facts) {
+Outcome<Done> CompareWithRows(RowComparison comparison, DatabaseReader& database, const Library& library,
+                              const LibraryFacts& facts) {
   auto read =
-      ReadAllRows(database, library, facts, [&](CatalogueEntry row) { agreement.AddRow(std::move(row)); });
-  if (read) agreement.Reach();
+      ReadAllRows(database, library, facts, [&](CatalogueEntry row) { comparison.AddRow(std::move(row)); });
+  if (read) comparison.UpdateCatalogue();
   return read;
 }
 
 }  // namespace
 
-Outcome<Done> PutRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
-                      const LibraryFacts& facts) {
+Outcome<Done> FillFromRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                           const LibraryFacts& facts) {
   return ReadAllRows(database, library, facts, [&](const CatalogueEntry& row) { catalogue.Put(row); });
 }
 
-Outcome<Done> AgreeWithRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
-                            const LibraryFacts& facts) {
-  return Reach(Agreement(catalogue, true), database, library, facts);
+Outcome<Done> RepairFromRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                             const LibraryFacts& facts) {
+  return CompareWithRows(RowComparison(catalogue, true), database, library, facts);
 }
 
-Outcome<Done> TakeRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
-                       const LibraryFacts& facts) {
-  return Reach(Agreement(catalogue, false), database, library, facts);
+Outcome<Done> RestartFromRows(Catalogue& catalogue, DatabaseReader& database, const Library& library,
+                              const LibraryFacts& facts) {
+  return CompareWithRows(RowComparison(catalogue, false), database, library, facts);
 }

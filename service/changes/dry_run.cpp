@@ -41,7 +41,7 @@ Outcome<Catalogue> OpenCopy(const ScratchFolder& scratch, const StateRoot& root,
                             bool accepts_loss) {
   if (scratch.path().empty()) return Failure{ExitStatus::kFatal, "no temporary folder can be made"};
   const std::string copy = scratch.path() + "/catalogue.db";
-  // With the one of another database, which may be back.
+  // With the one of another database, which may be back, and the logs, which hold what was committed last.
   for (const char* suffix : {"", "-wal", ".other", ".other-wal"}) {
     std::error_code error;
     const std::string original = CatalogueFile(root, library) + suffix;
@@ -54,10 +54,10 @@ Outcome<Catalogue> OpenCopy(const ScratchFolder& scratch, const StateRoot& root,
 Outcome<std::vector<WorkItem>> WholeTree(const Library& library) {
   auto walk = Walk::Start(library.folder);
   if (!walk) return walk.failure();
-  SurveyCounts unread;
+  SurveyCounts unused_counts;
   std::vector<WorkItem> items;
   while (auto entry = walk->Next()) {
-    if (!Account(*entry, library, unread)) continue;
+    if (!Account(*entry, library, unused_counts)) continue;
     const bool folder = entry->kind == EntryKind::kFolder;
     const ItemKind kind = folder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     items.push_back({kind, std::move(entry->path)});

@@ -10,7 +10,7 @@ FolderStages::FolderStages(std::vector<WorkItem>& items) : items_(items) {
   }
 }
 
-void FolderStages::OpenRings() {
+void FolderStages::BreakRings() {
   for (WorkItem& item : items_) {
     if (item.from.empty() || !paths_.contains(item.from) || !WaitsFor(item.path, item.from)) continue;
     moves_.erase(item.from);
@@ -34,7 +34,7 @@ bool FolderStages::WaitsFor(const std::string& path, const std::string& goal) co
 }
 
 std::uint32_t FolderStages::Assign() {
-  OpenRings();
+  BreakRings();
   std::uint32_t next = 0;
   for (WorkItem& item : items_) {
     item.stage = StageOf(item.path);

@@ -12,6 +12,7 @@
 // Gives the moves and additions of folders their stages: none before the folder that it lies in, and none
 // that takes the name of another album before that one has moved on. Where those would wait for each other in
 // a ring, a move of it becomes an addition: that album stays under its name, the files move all the same.
+// Used by one thread.
 class FolderStages {
  public:
   explicit FolderStages(std::vector<WorkItem>& items);
@@ -20,7 +21,7 @@ class FolderStages {
   std::uint32_t Assign();
 
  private:
-  void OpenRings();
+  void BreakRings();
   // What is at GOAL has to wait for what is at PATH, which waits for GOAL.
   bool WaitsFor(const std::string& path, const std::string& goal) const;
   std::uint32_t StageOf(const std::string& path);

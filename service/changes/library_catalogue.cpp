@@ -26,15 +26,15 @@ constexpr const char* kDatabaseFact = "database";
 constexpr const char* kMarkedFact = "marked";
 constexpr const char* kMountsFact = "mounts";
 constexpr const char* kReaderFact = "reader";
-constexpr const char* kSetAside = ".other";
+constexpr const char* kOtherDatabaseSuffix = ".other";
 
-struct Identity {
+struct ObjectIdentity {
   std::string device;
   std::string object;  // inode and birth
   bool has_birth = false;
 };
 
-std::optional<Identity> IdentityOf(const std::string& path) {
+std::optional<ObjectIdentity> IdentityOf(const std::string& path) {
   struct statx status {};
   if (statx(AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) return std::nullopt;
   std::ostringstream device;
@@ -43,7 +43,7 @@ std::optional<Identity> IdentityOf(const std::string& path) {
   object << status.stx_ino;
   const bool has_birth = (status.stx_mask & STATX_BTIME) != 0;
   if (has_birth) object << '/' << status.stx_btime.tv_sec << '.' << status.stx_btime.tv_nsec;
-  return Identity{device.str(), object.str(), has_birth};
+  return ObjectIdentity{device.str(), object.str(), has_birth};
 }
 
 // Nothing but the library's own files is in FOLDER.
@@ -82,7 +82,7 @@ void SetFact(Catalogue& catalogue, const char* fact, const std::optional<std::st
 }
 
 // Where it may not be written, that is what is wrong, whatever it is that SQLite meets first.
-Failure Unusable(const Library& library, const DatabaseReader& database) {
+Failure UnusableDatabase(const Library& library, const DatabaseReader& database) {
   if (library.shared()) return Unreadable(database);
   const std::string file = library.database();
   const bool writable = access(file.c_str(), W_OK) == 0;
@@ -94,23 +94,24 @@ Failure Unusable(const Library& library, const DatabaseReader& database) {
 // stay for ever.
 Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::string& identity) {
   DatabaseReader database = DatabaseReader::Of(library);
-  if (!identity.empty() && !(database && database.IsReadable())) return Unusable(library, database);
+  if (!identity.empty() && !(database && database.IsReadable())) return UnusableDatabase(library, database);
   catalogue.Clear();
   LibraryFacts facts;
   if (database && database.HasSchema()) {
     auto found = ReadFacts(database);
     if (!found) return found.failure();
     facts = std::move(*found);
-    if (auto put = PutRows(catalogue, database, library, facts); !put) return put;
+    if (auto put = FillFromRows(catalogue, database, library, facts); !put) return put;
   }
-  AdoptMadeAnew(catalogue, facts);
+  NoteGenerationsAsNew(catalogue, facts);
   catalogue.PutFact(kFileSystemsFact, "");
   catalogue.PutFact(kDatabaseFact, identity);
   catalogue.Commit();
   return Done{};
 }
 
-bool Exchange(const std::string& file, const std::string& other) {
+// A kill between the two renames costs a catalogue, which is made anew.
+bool SwapFiles(const std::string& file, const std::string& other) {
   const std::string between = file + ".exchange";
   const bool had_other = std::rename(other.c_str(), between.c_str()) == 0;
   if (std::rename(file.c_str(), other.c_str()) != 0) return false;
@@ -120,10 +121,11 @@ bool Exchange(const std::string& file, const std::string& other) {
 // The catalogue of the database IDENTITY, in place of CATALOGUE, which speaks of another one.
 Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, const Library& library,
                                const std::string& identity) {
-  const std::string other = file + kSetAside;
+  const std::string other = file + kOtherDatabaseSuffix;
   const bool worth_keeping = catalogue.FileCount() > 0;
+  // Its file gets another name, so it has to be closed.
   { const Catalogue closed = std::move(catalogue); }
-  if (worth_keeping && !Exchange(file, other)) {
+  if (worth_keeping && !SwapFiles(file, other)) {
     return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
   }
   auto opened = Catalogue::Open(file);
@@ -134,42 +136,42 @@ Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, con
 }
 
 // CATALOGUE speaks of the database IDENTITY as it is now.
-Outcome<Done> Align(Catalogue& catalogue, const Library& library, const std::string& identity) {
+Outcome<Done> BringInStep(Catalogue& catalogue, const Library& library, const std::string& identity) {
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!database) return Unreadable(database);
   const auto facts = ReadFacts(database);
-  if (!facts) return Unusable(library, database);
+  if (!facts) return UnusableDatabase(library, database);
   SetFact(catalogue, kMarkedFact, facts->marked ? std::optional<std::string>("") : std::nullopt);
   SetFact(catalogue, kMountsFact, facts->mounts);
-  const Standing standing = StandingOf(NotedIn(catalogue), *facts);
-  if (standing == Standing::kInStep) return Done{};
-  const bool other = standing == Standing::kOther;
+  const CatalogueStanding standing = StandingOf(ReadNotedGenerations(catalogue), *facts);
+  if (standing == CatalogueStanding::kInStep) return Done{};
+  const bool other = standing == CatalogueStanding::kUnrelated;
   if (other && !database.HasSchema()) return MakeAnew(catalogue, library, identity);
-  if (auto agreed = other ? TakeRows(catalogue, database, library, *facts)
-                          : AgreeWithRows(catalogue, database, library, *facts);
+  if (auto agreed = other ? RestartFromRows(catalogue, database, library, *facts)
+                          : RepairFromRows(catalogue, database, library, *facts);
       !agreed)
     return agreed;
-  other ? AdoptMadeAnew(catalogue, *facts) : Adopt(catalogue, *facts);
+  other ? NoteGenerationsAsNew(catalogue, *facts) : NoteGenerations(catalogue, *facts);
   catalogue.Commit();
   return Done{};
 }
 
 // A database that is there has to be read for it; one that is not knows nothing.
-Outcome<Catalogue> Aligned(Outcome<Catalogue> catalogue, const Library& library,
-                           const std::string& identity) {
+Outcome<Catalogue> InStepWithDatabase(Outcome<Catalogue> catalogue, const Library& library,
+                                      const std::string& identity) {
   if (!catalogue) return catalogue;
   if (identity.empty()) {
     SetFact(*catalogue, kMarkedFact, std::nullopt);
     SetFact(*catalogue, kMountsFact, std::nullopt);
     return catalogue;
   }
-  if (auto aligned = Align(*catalogue, library, identity); !aligned) return aligned.failure();
+  if (auto in_step = BringInStep(*catalogue, library, identity); !in_step) return in_step.failure();
   if (catalogue->failure()) return *catalogue->failure();
   return catalogue;
 }
 
 // A later program may read what an earlier one could not.
-void NoteReader(Catalogue& catalogue) {
+void RetryForNewReader(Catalogue& catalogue) {
   if (catalogue.Fact(kReaderFact) == kReaderVersion) return;
   catalogue.TryTroublesAgain();
   catalogue.PutFact(kReaderFact, kReaderVersion);
@@ -195,13 +197,13 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
                        "a disk not mounted? (--accept-loss begins anew)"};
   }
   const bool other = database->empty() || catalogue->Fact(kDatabaseFact).value_or("") != *database;
-  auto aligned =
-      Aligned(other ? ForDatabase(std::move(*catalogue), file, library, *database) : std::move(catalogue),
-              library, *database);
-  if (!aligned) return aligned;
-  NoteReader(*aligned);
-  if (aligned->failure()) return *aligned->failure();
-  return aligned;
+  auto in_step = InStepWithDatabase(
+      other ? ForDatabase(std::move(*catalogue), file, library, *database) : std::move(catalogue), library,
+      *database);
+  if (!in_step) return in_step;
+  RetryForNewReader(*in_step);
+  if (in_step->failure()) return *in_step->failure();
+  return in_step;
 }
 
 bool HasMarkedRows(Catalogue& catalogue) {
@@ -210,7 +212,7 @@ bool HasMarkedRows(Catalogue& catalogue) {
 
 std::optional<MountRecord> NotedMounts(Catalogue& catalogue) {
   const auto noted = catalogue.Fact(kMountsFact);
-  return noted ? std::optional(MountsOf(*noted)) : std::nullopt;
+  return noted ? std::optional(ParseMountText(*noted)) : std::nullopt;
 }
 
 MountRecord MountsInDatabase(Catalogue& catalogue) {

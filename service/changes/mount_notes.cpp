@@ -26,7 +26,7 @@ std::optional<WorkItem> MountNotes::Before(const Plan& plan) {
     if (!plan.withheld_reason.empty() && !plan.mounts.contains(path)) devices.insert(0);
   }
   for (const auto& [path, device] : plan.mounts) mounts[path].insert(device);
-  return Tell(std::move(mounts));
+  return NoteIfNew(std::move(mounts));
 }
 
 std::optional<WorkItem> MountNotes::After(const Plan& plan) {
@@ -34,16 +34,16 @@ std::optional<WorkItem> MountNotes::After(const Plan& plan) {
   for (const auto& [path, devices] : known_.value_or(MountRecord())) {
     if (IsUnknown(plan.unknown, path)) mounts[path].insert(devices.begin(), devices.end());
   }
-  return Tell(std::move(mounts));
+  return NoteIfNew(std::move(mounts));
 }
 
 std::optional<WorkItem> MountNotes::Met(const std::string& path, std::uint64_t device) {
   MountRecord mounts = known_.value_or(MountRecord());
   mounts[path].insert(device);
-  return Tell(std::move(mounts));
+  return NoteIfNew(std::move(mounts));
 }
 
-std::optional<WorkItem> MountNotes::Tell(MountRecord mounts) {
+std::optional<WorkItem> MountNotes::NoteIfNew(MountRecord mounts) {
   if (mounts == known_) return std::nullopt;
   known_ = std::move(mounts);
   WorkItem note = WholeLibrary(library_.folder, ItemAction::kNoteMounts);

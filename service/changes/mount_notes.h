@@ -11,7 +11,7 @@
 #include "work/work_item.h"
 
 // Lets a library's database know of the file systems below its folder: before it gets rows of what lies on
-// them, and of their end when it has no such rows any more.
+// them, and of their end when it has no such rows any more. Used by one thread.
 class MountNotes {
  public:
   // KNOWN is what the database knows; nothing where only earlier programs have written, that did not note it.
@@ -25,12 +25,12 @@ class MountNotes {
   // After all of it, deletes too.
   std::optional<WorkItem> After(const Plan& plan);
   // Before the first rows of all.
-  std::optional<WorkItem> First() { return Tell(known_.value_or(MountRecord())); }
+  std::optional<WorkItem> First() { return NoteIfNew(known_.value_or(MountRecord())); }
   // Before what is on the file system DEVICE, which begins at PATH below the library.
   std::optional<WorkItem> Met(const std::string& path, std::uint64_t device);
 
  private:
-  std::optional<WorkItem> Tell(MountRecord mounts);
+  std::optional<WorkItem> NoteIfNew(MountRecord mounts);
 
   Library library_;
   std::optional<MountRecord> known_;  // or on its way

@@ -48,7 +48,7 @@ std::string MountText(const MountRecord& mounts) {
   return text.str();
 }
 
-MountRecord MountsOf(std::string_view text) {
+MountRecord ParseMountText(std::string_view text) {
   MountRecord mounts;
   std::istringstream words{std::string(text)};
   for (std::string word; words >> word;) {

@@ -17,7 +17,7 @@ using MountRecord = std::map<std::string, std::set<std::uint64_t>>;
 
 // One line of ASCII, whatever the paths are; "" for none.
 std::string MountText(const MountRecord& mounts);
-MountRecord MountsOf(std::string_view text);
+MountRecord ParseMountText(std::string_view text);
 
 // Of what is mounted now.
 MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts);

@@ -16,7 +16,7 @@ using Entries = std::vector<CatalogueEntry>;
 // Takes one of the entries under KEY that FITS out of MAP. Where several do (links to one file, or copies of
 // it), one that bears the name of PATH is it.
 template <typename Map, typename Key, typename Fits>
-const CatalogueEntry* TakeOne(Map& map, const Key& key, const std::string& path, const Fits& fits) {
+const CatalogueEntry* TakeBestMatch(Map& map, const Key& key, const std::string& path, const Fits& fits) {
   const auto [first, last] = map.equal_range(key);
   auto found = last;
   for (auto candidate = first; candidate != last; ++candidate) {
@@ -32,7 +32,7 @@ const CatalogueEntry* TakeOne(Map& map, const Key& key, const std::string& path,
 }
 
 // Recorded entries that are not where they were, until an arrival takes them.
-class Sources {
+class MissingByObject {
  public:
   void Add(const Entries& entries) {
     for (const CatalogueEntry& entry : entries) {
@@ -41,7 +41,7 @@ class Sources {
   }
 
   const CatalogueEntry* Take(const Arrival& arrival) {
-    return TakeOne(by_object_, arrival.stamp, arrival.path, [&](const CatalogueEntry& entry) {
+    return TakeBestMatch(by_object_, arrival.stamp, arrival.path, [&](const CatalogueEntry& entry) {
       return entry.kind == arrival.kind && entry.path != arrival.path && IsCertain(entry, arrival);
     });
   }
@@ -58,9 +58,9 @@ class Sources {
 
 // Gone files that may have been copied before they were deleted. One that may be out of reach has been copied
 // and is there still.
-class Copies {
+class MissingByContent {
  public:
-  Copies(const Entries& gone, const std::unordered_set<std::string>& moved, std::string library)
+  MissingByContent(const Entries& gone, const std::unordered_set<std::string>& moved, std::string library)
       : library_(std::move(library)) {
     for (const CatalogueEntry& entry : gone) {
       if (entry.elsewhere || entry.fingerprint.empty() || moved.contains(entry.path)) continue;
@@ -71,8 +71,8 @@ class Copies {
 
   const CatalogueEntry* Take(const Arrival& arrival) {
     if (!sizes_.contains(arrival.stamp.size)) return nullptr;
-    return TakeOne(by_content_, Fingerprint(library_ + "/" + arrival.path), arrival.path,
-                   [&](const CatalogueEntry& entry) { return entry.kind == arrival.kind; });
+    return TakeBestMatch(by_content_, Fingerprint(library_ + "/" + arrival.path), arrival.path,
+                         [&](const CatalogueEntry& entry) { return entry.kind == arrival.kind; });
   }
 
  private:
@@ -83,9 +83,9 @@ class Copies {
 
 // Gone files of which the catalogue knows name and size alone, since it was made anew from the database. One
 // that arrived is it where no other of either side has that name and size.
-class Namesakes {
+class MissingByName {
  public:
-  Namesakes(const Entries& gone, const std::vector<const Arrival*>& arrivals) {
+  MissingByName(const Entries& gone, const std::vector<const Arrival*>& arrivals) {
     for (const CatalogueEntry& entry : gone) {
       if (entry.elsewhere || entry.outcome != ItemOutcome::kPartial || entry.stamp.size == 0) continue;
       Pair& pair = pairs_[KeyOf(entry.path, entry.stamp.size)];
@@ -121,22 +121,22 @@ Move MoveOf(const CatalogueEntry& entry, const Arrival& arrival, bool same_conte
   return {entry.path, arrival.path, arrival.kind, arrival.stamp, same_content};
 }
 
-std::unordered_set<std::string> SourcesOf(const std::vector<Move>& moves) {
+std::unordered_set<std::string> OldPathsOf(const std::vector<Move>& moves) {
   std::unordered_set<std::string> paths;
   for (const Move& move : moves) paths.insert(move.from);
   return paths;
 }
 
-void DropMoved(std::deque<Arrival>& arrivals, Entries& gone, const std::vector<Move>& moves) {
+void RemoveMoved(std::deque<Arrival>& arrivals, Entries& gone, const std::vector<Move>& moves) {
   std::unordered_set<std::string> targets;
   for (const Move& move : moves) targets.insert(move.to);
-  const auto sources = SourcesOf(moves);
+  const auto sources = OldPathsOf(moves);
   std::erase_if(arrivals, [&](const Arrival& arrival) { return targets.contains(arrival.path); });
   std::erase_if(gone, [&](const CatalogueEntry& entry) { return sources.contains(entry.path); });
 }
 
 // The hidden name under which rows wait. The inode is not enough: it may have several names.
-std::string WaitingName(const Move& move, std::size_t number) {
+std::string HiddenName(const Move& move, std::size_t number) {
   const std::size_t name = move.to.rfind('/') + 1;
   const std::size_t dot = move.from.rfind('.');
   return move.to.substr(0, name) + ".lumivault-moving-" + std::to_string(move.stamp.inode) + "-" +
@@ -145,25 +145,25 @@ std::string WaitingName(const Move& move, std::size_t number) {
 
 // Gives each move its step: what stands under the new name of one moves before it. A ring is opened by
 // setting one of its files aside.
-class StepMaker {
+class MoveSteps {
  public:
   // Names in RECORDED have rows, left by a run that ended early.
-  StepMaker(std::vector<Move>& moves, const Entries& recorded) : moves_(moves) {
-    for (const CatalogueEntry& entry : recorded) taken_.insert(entry.path);
+  MoveSteps(std::vector<Move>& moves, const Entries& recorded) : moves_(moves) {
+    for (const CatalogueEntry& entry : recorded) used_names_.insert(entry.path);
     for (std::size_t i = 0; i < moves.size(); ++i) by_source_.emplace(moves[i].from, i);
   }
 
   void Run() {
     std::unordered_set<std::string> targets;
     for (const Move& move : moves_) targets.insert(move.to);
-    taken_.insert(targets.begin(), targets.end());
+    used_names_.insert(targets.begin(), targets.end());
     const std::size_t count = moves_.size();
     done_.resize(count);
     for (std::size_t i = 0; i < count; ++i) {
       if (!targets.contains(moves_[i].from)) NumberChain(ChainFrom(i), 0);
     }
     for (std::size_t i = 0; i < count; ++i) {
-      if (!done_[i]) OpenRing(i);
+      if (!done_[i]) BreakRing(i);
     }
   }
 
@@ -184,12 +184,12 @@ class StepMaker {
     for (auto move = chain.rbegin(); move != chain.rend(); ++move) moves_[*move].step = first++;
   }
 
-  void OpenRing(std::size_t start) {
+  void BreakRing(std::size_t start) {
     std::vector<std::size_t> ring = ChainFrom(start);
     Move aside = moves_[ring.back()];
     aside.sets_aside = true;
-    for (std::size_t number = start; !taken_.insert(aside.to).second; ++number) {
-      aside.to = WaitingName(aside, number);
+    for (std::size_t number = start; !used_names_.insert(aside.to).second; ++number) {
+      aside.to = HiddenName(aside, number);
     }
     moves_[ring.back()].from = aside.to;
     moves_[ring.back()].step = static_cast<std::uint32_t>(ring.size());
@@ -199,7 +199,7 @@ class StepMaker {
   }
 
   std::vector<Move>& moves_;
-  std::unordered_set<std::string> taken_;
+  std::unordered_set<std::string> used_names_;
   std::unordered_map<std::string, std::size_t> by_source_;
   std::vector<bool> done_;
 };
@@ -207,7 +207,7 @@ class StepMaker {
 }  // namespace
 
 std::vector<Move> TakeFolderMoves(Differences& differences) {
-  Sources sources;
+  MissingByObject sources;
   sources.Add(differences.gone_folders);
   sources.Add(differences.replaced_folders);
   std::vector<Move> moves;
@@ -215,13 +215,13 @@ std::vector<Move> TakeFolderMoves(Differences& differences) {
     if (arrival.known || NoAlbumReason(arrival.path) != nullptr) continue;
     if (const CatalogueEntry* entry = sources.Take(arrival)) moves.push_back(MoveOf(*entry, arrival, true));
   }
-  DropMoved(differences.folders, differences.gone_folders, moves);
+  RemoveMoved(differences.folders, differences.gone_folders, moves);
   return moves;
 }
 
 std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library,
                                 const StopQuestion& stopped) {
-  Sources sources;
+  MissingByObject sources;
   sources.Add(differences.gone_files);
   sources.Add(differences.replaced_files);
   std::vector<Move> moves;
@@ -233,8 +233,9 @@ std::vector<Move> TakeFileMoves(Differences& differences, const std::string& lib
       rest.push_back(&arrival);
     }
   }
-  Copies copies(differences.gone_files, SourcesOf(moves), library);
-  const Namesakes namesakes(differences.gone_files, rest);
+  // The surest first: an object that is known, then a content, then a name and size alone.
+  MissingByContent copies(differences.gone_files, OldPathsOf(moves), library);
+  const MissingByName namesakes(differences.gone_files, rest);
   for (const Arrival* arrival : rest) {
     if (stopped && stopped()) break;
     const CatalogueEntry* entry = copies.Take(*arrival);
@@ -242,8 +243,8 @@ std::vector<Move> TakeFileMoves(Differences& differences, const std::string& lib
     if (entry != nullptr) moves.push_back(MoveOf(*entry, *arrival, true));
   }
   const Entries recorded = differences.gone_files;
-  DropMoved(differences.files, differences.gone_files, moves);
-  StepMaker(moves, recorded).Run();
+  RemoveMoved(differences.files, differences.gone_files, moves);
+  MoveSteps(moves, recorded).Run();
   std::stable_sort(moves.begin(), moves.end(), [](const Move& a, const Move& b) { return a.step < b.step; });
   return moves;
 }

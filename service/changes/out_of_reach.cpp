@@ -27,7 +27,7 @@ std::unordered_set<std::string> SeenElsewhere(const Differences& differences) {
 }
 
 template <typename From, typename To, typename Condition>
-void Take(From& from, To& to, const Condition& condition) {
+void MoveMatching(From& from, To& to, const Condition& condition) {
   const auto taken = std::stable_partition(from.begin(), from.end(),
                                            [&](const auto& element) { return !condition(element); });
   to.insert(to.end(), std::make_move_iterator(taken), std::make_move_iterator(from.end()));
@@ -36,7 +36,7 @@ void Take(From& from, To& to, const Condition& condition) {
 
 // The folder at or above PATH on which a file system begins that FITS; "" where none is recorded.
 template <typename Fits>
-std::string MountOf(const MountRecord& recorded, const std::string& path, const Fits& fits) {
+std::string NearestMount(const MountRecord& recorded, const std::string& path, const Fits& fits) {
   for (std::string at = path; !at.empty(); at = FolderOf(at)) {
     const auto mount = recorded.find(at);
     if (mount != recorded.end()) return fits(mount->second) ? at : "";
@@ -53,16 +53,17 @@ OutOfReach TakeHiding(Differences& differences) {
   const auto hides = [](const Arrival& arrival) { return arrival.hides; };
   if (std::none_of(differences.files.begin(), differences.files.end(), hides)) return out_of_reach;
   const auto seen = SeenElsewhere(differences);
-  Take(differences.files, out_of_reach.files,
-       [&](const Arrival& arrival) { return arrival.hides && !seen.contains(arrival.path); });
+  MoveMatching(differences.files, out_of_reach.files,
+               [&](const Arrival& arrival) { return arrival.hides && !seen.contains(arrival.path); });
   return out_of_reach;
 }
 
 void TakeElsewhere(Differences& differences, OutOfReach& out_of_reach) {
   const auto is_elsewhere = [](const CatalogueEntry& entry) { return entry.elsewhere; };
-  Take(differences.gone_files, out_of_reach.gone_files, is_elsewhere);
-  Take(differences.gone_folders, out_of_reach.gone_folders, is_elsewhere);
+  MoveMatching(differences.gone_files, out_of_reach.gone_files, is_elsewhere);
+  MoveMatching(differences.gone_folders, out_of_reach.gone_folders, is_elsewhere);
   if (out_of_reach.empty()) return;
+  // An album goes with everything below it, so those above rows that stay have to stay.
   std::unordered_set<std::string> above;
   const auto note = [&](const std::string& path) {
     for (std::string at = FolderOf(path); !at.empty() && above.insert(at).second;) at = FolderOf(at);
@@ -71,22 +72,22 @@ void TakeElsewhere(Differences& differences, OutOfReach& out_of_reach) {
     for (const CatalogueEntry& entry : *entries) note(entry.path);
   }
   for (const Arrival& file : out_of_reach.files) note(file.path);
-  Take(differences.gone_folders, out_of_reach.gone_folders,
-       [&](const CatalogueEntry& folder) { return above.contains(folder.path); });
-  Take(differences.folders, out_of_reach.folders, [](const Arrival& folder) { return folder.hides; });
+  MoveMatching(differences.gone_folders, out_of_reach.gone_folders,
+               [&](const CatalogueEntry& folder) { return above.contains(folder.path); });
+  MoveMatching(differences.folders, out_of_reach.folders, [](const Arrival& folder) { return folder.hides; });
 }
 
 std::string ReasonOf(const OutOfReach& out_of_reach, const MountRecord& recorded) {
   std::set<std::string> mounts;
   for (const auto* entries : {&out_of_reach.gone_files, &out_of_reach.gone_folders}) {
     for (const CatalogueEntry& entry : *entries) {
-      mounts.insert(MountOf(recorded, entry.path, [&](const Devices& devices) {
+      mounts.insert(NearestMount(recorded, entry.path, [&](const Devices& devices) {
         return entry.stamp.device == kSomeOtherDevice || devices.contains(entry.stamp.device);
       }));
     }
   }
   for (const Arrival& file : out_of_reach.files) {
-    mounts.insert(MountOf(recorded, file.path, [&](const Devices& devices) {
+    mounts.insert(NearestMount(recorded, file.path, [&](const Devices& devices) {
       return devices.size() > 1 || !devices.contains(file.stamp.device);
     }));
   }

@@ -33,8 +33,8 @@ class Planner {
     // What is gone was not told from what moved.
     if (options_.stopped && options_.stopped()) return Plan{};
     if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
-    Judge(differences);
-    Withhold(out_of_reach);
+    AskLossBrake(differences);
+    WithholdOutOfReach(out_of_reach);
     AddFolders(folder_moves, differences.folders);
     AddFileMoves(file_moves);
     if (!options_.moves_alone) AddFiles(differences.files);
@@ -45,7 +45,7 @@ class Planner {
 
  private:
   // Which of the FILES have rows.
-  Outcome<std::set<std::string>> WithRows(const std::vector<CatalogueEntry>& files) const {
+  Outcome<std::set<std::string>> PathsWithRows(const std::vector<CatalogueEntry>& files) const {
     std::set<std::string> paths;
     DatabaseReader database = DatabaseReader::Of(library_);
     for (const CatalogueEntry& file : files) {
@@ -65,7 +65,7 @@ class Planner {
       if (file.outcome == ItemOutcome::kPlanned) planned.push_back(file);
     }
     if (planned.empty()) return Done{};
-    const auto with_rows = WithRows(planned);
+    const auto with_rows = PathsWithRows(planned);
     if (!with_rows) return with_rows.failure();
     std::vector<FileStamp> under_way;
     for (const CatalogueEntry& file : planned) {
@@ -88,7 +88,7 @@ class Planner {
     return Done{};
   }
 
-  void Judge(const Differences& differences) {
+  void AskLossBrake(const Differences& differences) {
     LossQuestion question;
     for (const CatalogueEntry& file : differences.gone_files) question.gone.push_back(file.path);
     question.gone_folders = differences.gone_folders.size();
@@ -100,12 +100,12 @@ class Planner {
     plan_.withheld_reason = plan_.verdict.reason;
   }
 
-  void Withhold(const OutOfReach& out_of_reach) {
+  void WithholdOutOfReach(const OutOfReach& out_of_reach) {
     if (out_of_reach.empty()) return;
     const std::string reason = ReasonOf(out_of_reach, MountsInDatabase(catalogue_));
     plan_.withheld_reason += (plan_.verdict.holds ? "; " : "") + reason;
     for (const Arrival& file : out_of_reach.files) {
-      plan_.withheld.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+      plan_.withheld.push_back(MakeItem(ItemAction::kAdd, file.kind, file.path, file.stamp));
       plan_.hiding.insert(plan_.withheld.back().path);
     }
     for (const Arrival& folder : out_of_reach.folders)
@@ -113,7 +113,7 @@ class Planner {
     AddDeletes(out_of_reach.gone_files, out_of_reach.gone_folders, plan_.withheld);
   }
 
-  WorkItem Item(ItemAction action, ItemKind kind, const std::string& path, const FileStamp& stamp) const {
+  WorkItem MakeItem(ItemAction action, ItemKind kind, const std::string& path, const FileStamp& stamp) const {
     WorkItem item;
     item.kind = kind;
     item.action = action;
@@ -123,20 +123,20 @@ class Planner {
     return item;
   }
 
-  WorkItem MoveItem(const Move& move) const {
+  WorkItem MakeMoveItem(const Move& move) const {
     WorkItem item =
-        Item(move.sets_aside ? ItemAction::kSetAside : ItemAction::kMove, move.kind, move.to, move.stamp);
+        MakeItem(move.sets_aside ? ItemAction::kSetAside : ItemAction::kMove, move.kind, move.to, move.stamp);
     item.from = library_.folder + "/" + move.from;
     item.same_content = move.same_content;
     return item;
   }
 
   void AddFolders(const std::vector<Move>& moves, const std::deque<Arrival>& arrivals) {
-    for (const Move& move : moves) plan_.items.push_back(MoveItem(move));
+    for (const Move& move : moves) plan_.items.push_back(MakeMoveItem(move));
     for (const Arrival& folder : arrivals) {
       // While a loss is not believed, what the folder was stays on record.
       if (folder.replaces && plan_.verdict.holds) continue;
-      plan_.items.push_back(Item(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
+      plan_.items.push_back(MakeItem(ItemAction::kAdd, ItemKind::kFolder, folder.path, folder.stamp));
     }
     stage_ = FolderStages(plan_.items).Assign();
   }
@@ -145,7 +145,7 @@ class Planner {
     const std::uint32_t first = stage_;
     for (const Move& move : moves) {
       stage_ = first + move.step;
-      plan_.items.push_back(MoveItem(move));
+      plan_.items.push_back(MakeMoveItem(move));
     }
     ++stage_;
   }
@@ -155,7 +155,7 @@ class Planner {
     plan_.items.reserve(plan_.items.size() + files.size());
     for (; !files.empty(); files.pop_front()) {
       const Arrival& file = files.front();
-      plan_.items.push_back(Item(ItemAction::kAdd, file.kind, file.path, file.stamp));
+      plan_.items.push_back(MakeItem(ItemAction::kAdd, file.kind, file.path, file.stamp));
     }
   }
 
@@ -163,10 +163,10 @@ class Planner {
   void AddDeletes(const std::vector<CatalogueEntry>& files, const std::vector<CatalogueEntry>& folders,
                   std::vector<WorkItem>& deletes) {
     for (const CatalogueEntry& file : files)
-      deletes.push_back(Item(ItemAction::kDelete, file.kind, file.path, file.stamp));
+      deletes.push_back(MakeItem(ItemAction::kDelete, file.kind, file.path, file.stamp));
     ++stage_;
     for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder)
-      deletes.push_back(Item(ItemAction::kDelete, ItemKind::kFolder, folder->path, folder->stamp));
+      deletes.push_back(MakeItem(ItemAction::kDelete, ItemKind::kFolder, folder->path, folder->stamp));
   }
 
   const Library& library_;

@@ -20,7 +20,7 @@ bool WasElsewhere(const CatalogueEntry& recorded, const FileStamp& now) {
   return recorded.stamp.device != kUnknownDevice && recorded.stamp.device != now.device;
 }
 
-CatalogueEntry Replaced(CatalogueEntry recorded, const FileStamp& now) {
+CatalogueEntry AsReplaced(CatalogueEntry recorded, const FileStamp& now) {
   recorded.elsewhere = WasElsewhere(recorded, now);
   return recorded;
 }
@@ -75,22 +75,22 @@ Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
   differences_.recorded_files = catalogue_.FileCount();
   for (CatalogueEntry& entry : catalogue_.Folders()) {
     std::string path = entry.path;
-    folders_.emplace(std::move(path), std::move(entry));
+    unmet_folders_.emplace(std::move(path), std::move(entry));
   }
-  has_numbers_ = !catalogue_.Fact(kFileSystemsFact);
+  has_device_numbers_ = !catalogue_.Fact(kFileSystemsFact);
   while (const auto entry = walk->Next()) {
-    Take(*entry, library_.Below(entry->path));
+    HandleEntry(*entry, library_.Below(entry->path));
     if (catalogue_.failure()) return *catalogue_.failure();
     if (stopped && stopped()) return Differences{};
   }
-  Advance(nullptr);
+  AdvanceTo(nullptr);
   GatherLostFolders();
-  if (has_numbers_) catalogue_.PutFact(kFileSystemsFact, "");
+  if (has_device_numbers_) catalogue_.PutFact(kFileSystemsFact, "");
   if (catalogue_.failure()) return *catalogue_.failure();
   return std::move(differences_);
 }
 
-void Survey::Take(const WalkEntry& entry, const std::string& path) {
+void Survey::HandleEntry(const WalkEntry& entry, const std::string& path) {
   const bool counts = Account(entry, library_, differences_.seen);
   if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
   if (counts) return TakeFile(entry, path);
@@ -100,31 +100,31 @@ void Survey::Take(const WalkEntry& entry, const std::string& path) {
 }
 
 void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
-  Advance(nullptr);
+  AdvanceTo(nullptr);
   folder_ = path;
-  if (path.empty()) root_number_ = entry.mounted;
+  if (path.empty()) root_device_number_ = entry.mounted;
   if (!path.empty() && entry.mounted != 0) {
     differences_.mounts[path] = entry.stamp.device;
-    if (has_numbers_) TakeOverNumbers(entry, path);
+    if (has_device_numbers_) ReplaceDeviceNumbers(entry, path);
   }
-  Fetch("");
+  FetchRecorded("");
   if (path.empty()) return;
   differences_.root_empty = false;
-  const auto found = folders_.find(path);
-  const bool known = found != folders_.end();
+  const auto found = unmet_folders_.find(path);
+  const bool known = found != unmet_folders_.end();
   const bool unread = known && found->second.outcome == ItemOutcome::kPartial;
   if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
     const bool replaces = known && !unread;
-    if (replaces) differences_.replaced_folders.push_back(Replaced(found->second, entry.stamp));
+    if (replaces) differences_.replaced_folders.push_back(AsReplaced(found->second, entry.stamp));
     const bool hides = replaces && WasElsewhere(found->second, entry.stamp);
     differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces, hides});
   }
-  if (known) folders_.erase(found);
+  if (known) unmet_folders_.erase(found);
 }
 
 void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
   differences_.root_empty = false;
-  if (const CatalogueEntry* recorded = Advance(&path)) return CompareFile(entry, path, *recorded);
+  if (const CatalogueEntry* recorded = AdvanceTo(&path)) return CompareFile(entry, path, *recorded);
   differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp});
 }
 
@@ -139,52 +139,53 @@ void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const 
   }
   const bool unread = recorded.outcome == ItemOutcome::kPartial;
   const bool replaces = !unread && !recorded.stamp.SameObject(entry.stamp);
-  if (replaces) differences_.replaced_files.push_back(Replaced(recorded, entry.stamp));
+  if (replaces) differences_.replaced_files.push_back(AsReplaced(recorded, entry.stamp));
   const bool hides = WasElsewhere(recorded, entry.stamp) && !HasContentOf(recorded, entry.stamp);
   differences_.files.push_back({path, *MediaKindOf(entry.path), entry.stamp, true, replaces, hides});
 }
 
-const CatalogueEntry* Survey::Advance(const std::string* path) {
-  while (more_) {
-    for (; next_ < recorded_.size(); ++next_) {
-      const CatalogueEntry& candidate = recorded_[next_];
+const CatalogueEntry* Survey::AdvanceTo(const std::string* path) {
+  while (more_recorded_) {
+    for (; next_recorded_ < recorded_.size(); ++next_recorded_) {
+      const CatalogueEntry& candidate = recorded_[next_recorded_];
       if (path != nullptr && candidate.path > *path) return nullptr;
-      if (path != nullptr && candidate.path == *path) return &recorded_[next_++];
+      if (path != nullptr && candidate.path == *path) return &recorded_[next_recorded_++];
       NoteGone(candidate);
     }
+    // Fewer than were asked for: there are no more.
     if (recorded_.size() < kEntriesAtOnce) {
-      more_ = false;
+      more_recorded_ = false;
       break;
     }
-    Fetch(NameOf(recorded_.back().path));
+    FetchRecorded(NameOf(recorded_.back().path));
   }
   return nullptr;
 }
 
-void Survey::Fetch(const std::string& after) {
+void Survey::FetchRecorded(const std::string& after) {
   recorded_ = catalogue_.Files(folder_, after);
-  next_ = 0;
-  more_ = !recorded_.empty();
+  next_recorded_ = 0;
+  more_recorded_ = !recorded_.empty();
 }
 
 void Survey::NoteGone(const CatalogueEntry& file) {
   if (differences_.unknown.contains(folder_) || differences_.unknown.contains(file.path)) return;
-  differences_.gone_files.push_back(Marked(file));
+  differences_.gone_files.push_back(WithElsewhere(file));
 }
 
 bool Survey::IsElsewhere(const CatalogueEntry& entry) const {
   return entry.stamp.device != kUnknownDevice && entry.stamp.device != DeviceAt(entry.path);
 }
 
-CatalogueEntry Survey::Marked(CatalogueEntry entry) const {
+CatalogueEntry Survey::WithElsewhere(CatalogueEntry entry) const {
   entry.elsewhere = IsElsewhere(entry);
   return entry;
 }
 
-void Survey::TakeOverNumbers(const WalkEntry& mounted, const std::string& path) {
-  const std::uint64_t recorded = mounted.mounted == root_number_ ? 0 : mounted.mounted;
+void Survey::ReplaceDeviceNumbers(const WalkEntry& mounted, const std::string& path) {
+  const std::uint64_t recorded = mounted.mounted == root_device_number_ ? 0 : mounted.mounted;
   catalogue_.MoveToDevice(path, recorded, mounted.stamp.device);
-  for (auto& [below, entry] : folders_) {
+  for (auto& [below, entry] : unmet_folders_) {
     if (IsOrLiesBelow(below, path) && entry.stamp.device == recorded)
       entry.stamp.device = mounted.stamp.device;
   }
@@ -202,11 +203,11 @@ std::uint64_t Survey::DeviceAt(const std::string& path) const {
 }
 
 void Survey::GatherLostFolders() {
-  for (const auto& [path, entry] : folders_) {
+  for (const auto& [path, entry] : unmet_folders_) {
     if (LiesInOne(differences_.unknown, path)) continue;
-    differences_.gone_folders.push_back(Marked(entry));
+    differences_.gone_folders.push_back(WithElsewhere(entry));
     folder_ = path;
-    Fetch("");
-    Advance(nullptr);
+    FetchRecorded("");
+    AdvanceTo(nullptr);
   }
 }

@@ -54,6 +54,7 @@ bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& count
 // Whether what is being looked for is wanted no more; asked often. It may be empty.
 using StopQuestion = std::function<bool()>;
 
+// One walk and its comparison. Used by one thread, as the catalogue is.
 class Survey {
  public:
   Survey(const Library& library, Catalogue& catalogue) : library_(library), catalogue_(catalogue) {}
@@ -62,21 +63,21 @@ class Survey {
   Outcome<Differences> Run(const StopQuestion& stopped = nullptr);
 
  private:
-  void Take(const WalkEntry& entry, const std::string& path);
+  void HandleEntry(const WalkEntry& entry, const std::string& path);
   void EnterFolder(const WalkEntry& entry, const std::string& path);
   void TakeFile(const WalkEntry& entry, const std::string& path);
   void CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded);
   // What the catalogue has of the current folder up to PATH (all of it when null) and was not met is gone.
   // The entry of PATH itself, when there is one.
-  const CatalogueEntry* Advance(const std::string* path);
+  const CatalogueEntry* AdvanceTo(const std::string* path);
   // The files of the current folder that come after AFTER.
-  void Fetch(const std::string& after);
+  void FetchRecorded(const std::string& after);
   void NoteGone(const CatalogueEntry& file);
   // ENTRY, at PATH, was on another file system than its folder is now.
   bool IsElsewhere(const CatalogueEntry& entry) const;
-  CatalogueEntry Marked(CatalogueEntry entry) const;
+  CatalogueEntry WithElsewhere(CatalogueEntry entry) const;
   // An earlier catalogue had the numbers of devices in its stamps.
-  void TakeOverNumbers(const WalkEntry& mounted, const std::string& path);
+  void ReplaceDeviceNumbers(const WalkEntry& mounted, const std::string& path);
   // The device, for stamps, of the nearest folder above PATH that is there.
   std::uint64_t DeviceAt(const std::string& path) const;
   void GatherLostFolders();
@@ -84,14 +85,14 @@ class Survey {
   const Library& library_;
   Catalogue& catalogue_;
   Differences differences_;
-  std::map<std::string, CatalogueEntry> folders_;  // recorded and not met yet
-  bool has_numbers_ = false;                       // the catalogue has the numbers of devices
-  std::uint64_t root_number_ = 0;
+  std::map<std::string, CatalogueEntry> unmet_folders_;  // recorded and not met yet
+  bool has_device_numbers_ = false;                      // the catalogue has the numbers of devices
+  std::uint64_t root_device_number_ = 0;
 
   std::string folder_;                    // the current one
   std::vector<CatalogueEntry> recorded_;  // some of its files
-  std::size_t next_ = 0;
-  bool more_ = false;
+  std::size_t next_recorded_ = 0;
+  bool more_recorded_ = false;
 };
 
 #endif  // SERVICE_CHANGES_SURVEY_H_

@@ -26,12 +26,12 @@ std::set<std::string> LinesOf(const std::string& text) {
 
 void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed) {
   const std::string before = catalogue.Fact(kFact).value_or("");
-  const std::set<std::string> told = LinesOf(before);
+  const std::set<std::string> known_lines = LinesOf(before);
   std::string now;
   for (Trouble& trouble : failed) {
     if (trouble.outcome != ItemOutcome::kUnopened) continue;
     const std::string line = LineOf(library, trouble);
-    trouble.known = told.contains(line);
+    trouble.known = known_lines.contains(line);
     now += line + "\n";
   }
   if (now != before) catalogue.PutFact(kFact, now);

@@ -16,7 +16,7 @@ namespace {
 constexpr int kSchemaVersion = 1;
 
 // The library asked for; with none asked for, the shared tree where there is one.
-Outcome<std::optional<Library>> Asked(const LibraryOptions& options) {
+Outcome<std::optional<Library>> FindRequestedLibrary(const LibraryOptions& options) {
   if (options.shared) {
     auto tree = RequireSharedTree(options.folder);
     if (!tree) return tree.failure();
@@ -98,7 +98,7 @@ int Examine(const LibraryOptions& options) {
   Findings findings = ExamineInstallation(*root);
   const auto memory = WorkerMemory(*root, std::nullopt);
   if (!memory) return ReportFailure(memory.failure(), options.json);
-  const auto library = Asked(options);
+  const auto library = FindRequestedLibrary(options);
   if (!library) return ReportNoLibrary(findings, library.failure(), options.json);
   if (*library) {
     Findings more = ExamineLibrary(*root, **library);

@@ -14,6 +14,7 @@ namespace CLI {
 class App;
 }
 
+// A library open for reading. Used by the thread of the command, which has the signals held back.
 struct OpenedLibrary {
   // Held back until a library's database is closed, so that nothing of it stays in the folder; then they end
   // the process as ever.

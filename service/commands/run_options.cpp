@@ -55,7 +55,7 @@ class ViewOfRun {
 };
 
 // What a run stands on. The view goes before the lock does.
-struct Ground {
+struct RunSetup {
   StateRoot root;
   FileDescriptor program;
   FileDescriptor view;
@@ -82,7 +82,7 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
 }
 
 // Makes WORKER, and what is the library's, the library owner's; the view of STATE that it then has.
-Outcome<FileDescriptor> TakeOwner(const StateRoot& state, WorkerStart& worker) {
+Outcome<FileDescriptor> BecomeOwners(const StateRoot& state, WorkerStart& worker) {
   worker.identity = OwnerToBecome(worker.library);
   if (!worker.identity) return FileDescriptor();
   if (auto looks = LookAs(worker.identity->user); !looks) return looks.failure();
@@ -90,7 +90,7 @@ Outcome<FileDescriptor> TakeOwner(const StateRoot& state, WorkerStart& worker) {
   return MakeWorkerView(state, worker.library, *worker.identity);
 }
 
-Outcome<Ground> Prepare(const RunOptions& options) {
+Outcome<RunSetup> Prepare(const RunOptions& options) {
   auto program = OpenWorkerProgram();
   if (!program) return program.failure();
   const auto plugin = PluginPath();
@@ -107,16 +107,16 @@ Outcome<Ground> Prepare(const RunOptions& options) {
   if (auto cleared = RemoveWorkerView(*root, *library); !cleared) return cleared.failure();
   auto view_of_run = std::make_unique<ViewOfRun>(*root, *library);
   WorkerStart worker{program->get(), *plugin, *library, *memory, std::nullopt, -1};
-  auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : TakeOwner(*root, worker);
+  auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : BecomeOwners(*root, worker);
   if (!view) return view.failure();
   worker.view = view->get();
   auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
   if (!catalogue) return catalogue.failure();
-  return Ground{*root,    std::move(*program), std::move(*view),       std::move(worker),
-                *library, std::move(*lock),    std::move(view_of_run), std::move(*catalogue)};
+  return RunSetup{*root,    std::move(*program), std::move(*view),       std::move(worker),
+                  *library, std::move(*lock),    std::move(view_of_run), std::move(*catalogue)};
 }
 
-int Conclude(const IndexRun& run, const IndexReport& report, const RunOptions& options) {
+int PrintReport(const IndexRun& run, const IndexReport& report, const RunOptions& options) {
   const std::string text =
       options.json ? JsonLine(ReportJson(report)) + "\n" : ReportText(report, options.lists_failed);
   const int printed = PrintResult(text, StatusOf(report));
@@ -124,9 +124,9 @@ int Conclude(const IndexRun& run, const IndexReport& report, const RunOptions& o
 }
 
 // Without its folder nothing can be told about a library; least of all that its files are gone.
-Failure Explained(const Failure& failure, const Ground& ground) {
-  if (ground.lock.FolderIsThere(ground.library)) return failure;
-  return {ExitStatus::kLoss, Visible(ground.library.folder) +
+Failure LossOrFailure(const Failure& failure, const RunSetup& run_setup) {
+  if (run_setup.lock.FolderIsThere(run_setup.library)) return failure;
+  return {ExitStatus::kLoss, Visible(run_setup.library.folder) +
                                  ": the folder went away while it was indexed; nothing was deleted, and what "
                                  "was done before is kept"};
 }
@@ -184,17 +184,17 @@ Outcome<Library> NamedLibrary(const RunOptions& options) {
 
 int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {
   StopSignals signals;
-  auto ground = Prepare(options);
-  if (!ground) return ReportFailure(ground.failure(), options.json);
+  auto run_setup = Prepare(options);
+  if (!run_setup) return ReportFailure(run_setup.failure(), options.json);
   const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
-  WorkerProcesses starter(ground->worker);
+  WorkerProcesses starter(run_setup->worker);
   EventLoop loop;
-  IndexRun run({options.workers, timeout, options.quiet, options.accepts_loss}, ground->library,
-               ground->catalogue, starter, loop);
+  IndexRun run({options.workers, timeout, options.quiet, options.accepts_loss}, run_setup->library,
+               run_setup->catalogue, starter, loop);
   const SignalEvents stops(signals, loop, [&](int signal) { run.Stop(signal); });
   const auto outcome = work(run);
   IndexReport report = run.report();
-  report.dropped_jobs = TendJobQueue(ground->root);
-  if (outcome) return Conclude(run, report, options);
-  return ReportBrokenRun(report, Explained(outcome.failure(), *ground), options);
+  report.dropped_jobs = TendJobQueue(run_setup->root);
+  if (outcome) return PrintReport(run, report, options);
+  return ReportBrokenRun(report, LossOrFailure(outcome.failure(), *run_setup), options);
 }

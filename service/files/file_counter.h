@@ -8,7 +8,7 @@
 #include <thread>
 
 // Counts the media files of a library in a thread of its own, ahead of the run, so that progress can say how
-// much is left.
+// much is left. Made, asked and ended by the thread of the run.
 class FileCounter {
  public:
   explicit FileCounter(std::string folder);

@@ -9,6 +9,7 @@
 #include <vector>
 
 // Names with a tag each, packed: a folder of a million files must not cost a million small allocations.
+// Used by one thread.
 template <typename Tag>
 class NameList {
  public:

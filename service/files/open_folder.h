@@ -10,7 +10,7 @@
 // Side files of the appliance; no photos are in there.
 inline constexpr std::string_view kSideFolder = "@eaDir";
 
-// A folder that is being listed.
+// A folder that is being listed, by one thread.
 class OpenFolder {
  public:
   // DESCRIPTOR becomes the object's; a negative one gives no folder.

@@ -31,7 +31,7 @@ bool LeftOutSilently(std::string_view name) {
   return rest.empty() || rest == "-wal" || rest == "-shm" || rest == "-journal";
 }
 
-constexpr unsigned kWanted = STATX_BASIC_STATS | STATX_BTIME;
+constexpr unsigned kWantedFields = STATX_BASIC_STATS | STATX_BTIME;
 
 FileStamp StampOf(const struct statx& status, std::uint64_t device) {
   FileStamp stamp;
@@ -62,11 +62,11 @@ std::string CannotBeListed(int error) {
 Outcome<Walk> Walk::Start(const std::string& root) {
   FileDescriptor folder = OpenRoot(root);
   struct statx status {};
-  if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
+  if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWantedFields, &status) != 0) {
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
   }
   Walk walk(std::move(folder), root);
-  const WalkEntry entered = walk.Enter(root);
+  const WalkEntry entered = walk.EnterFolder(root);
   if (entered.kind != EntryKind::kFolder)
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + entered.reason};
   if (const int error = walk.levels_.back().error; error != 0)
@@ -76,7 +76,8 @@ Outcome<Walk> Walk::Start(const std::string& root) {
 
 std::optional<WalkEntry> Walk::Next() {
   if (!std::exchange(started_, true))
-    return WalkEntry{EntryKind::kFolder, root_path_, "", levels_.front().stamp, levels_.front().number};
+    return WalkEntry{EntryKind::kFolder, root_path_, "", levels_.front().stamp,
+                     levels_.front().device_number};
   while (!levels_.empty()) {
     Level& level = levels_.back();
     if (const int error = std::exchange(level.error, 0); error != 0) {
@@ -89,23 +90,23 @@ std::optional<WalkEntry> Walk::Next() {
     level.files.Clear();
     level.next_file = 0;
     if (level.next_folder < level.folders.size()) {
-      return Enter(Join(level.path, level.folders.name(level.next_folder++)));
+      return EnterFolder(Join(level.path, level.folders.name(level.next_folder++)));
     }
     levels_.pop_back();
   }
   return std::nullopt;
 }
 
-WalkEntry Walk::Enter(const std::string& path) {
+WalkEntry Walk::EnterFolder(const std::string& path) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
   const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
   const Looking looking;
   FileDescriptor folder(looking ? KAVOBeneathOpenFolder(root_.get(), relative.c_str()) : -1);
   struct statx status {};
-  if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWanted, &status) != 0) {
+  if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWantedFields, &status) != 0) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
-  const bool another = BeginsAnother(status);
+  const bool another = BeginsAnotherFileSystem(status);
   // The plug-in takes none of what lies there, and its server may never answer.
   if (another && IndexIsPathRemoteOrImageMount(path.c_str()))
     return {EntryKind::kUnknown, path, "on another machine or in an image file"};
@@ -119,36 +120,38 @@ WalkEntry Walk::Enter(const std::string& path) {
               0,
               0};
   if (IsAncestor(level)) return {EntryKind::kUnknown, path, "folder inside itself"};
-  List(folder.Release(), level);
+  ListFolder(folder.Release(), level);
   levels_.push_back(std::move(level));
   return {EntryKind::kFolder, path, "", levels_.back().stamp, another ? DeviceOf(status) : 0};
 }
 
 // A part of the same file system may be shown there.
-bool Walk::BeginsAnother(const struct statx& status) const {
+bool Walk::BeginsAnotherFileSystem(const struct statx& status) const {
   if (levels_.empty()) return false;
-  return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0 || DeviceOf(status) != levels_.back().number;
+  return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0 ||
+         DeviceOf(status) != levels_.back().device_number;
 }
 
 bool Walk::IsAncestor(const Level& folder) const {
   return std::any_of(levels_.begin(), levels_.end(), [&](const Level& level) {
-    return level.number == folder.number && level.stamp.inode == folder.stamp.inode &&
+    return level.device_number == folder.device_number && level.stamp.inode == folder.stamp.inode &&
            level.stamp.birth == folder.stamp.birth;
   });
 }
 
 // Takes over the descriptor.
-void Walk::List(int descriptor, Level& level) const {
+void Walk::ListFolder(int descriptor, Level& level) const {
   const OpenFolder folder(descriptor);
   if (!folder) {
     level.error = errno;
     return;
   }
+  // The end of a listing and an error both come as null; errno tells them apart.
   errno = 0;
   while (const dirent* entry = folder.Next()) {
     const std::string_view name = entry->d_name;
     if (LeftOutSilently(name)) continue;
-    const Name found = Look(folder.descriptor(), entry->d_name, entry->d_type, level);
+    const Name found = Classify(folder.descriptor(), entry->d_name, entry->d_type, level);
     if (found.kind == NameKind::kFolder) {
       level.folders.Add(name, {});
     } else {
@@ -164,15 +167,15 @@ void Walk::List(int descriptor, Level& level) const {
 // One file system may give its files the numbers of others, as overlays do.
 std::uint64_t Walk::DeviceOfFile(const struct statx& status, const Level& level) {
   const bool mounted = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-  const std::uint64_t number = DeviceOf(status);
-  return mounted && number != level.number ? number : level.stamp.device;
+  const std::uint64_t device_number = DeviceOf(status);
+  return mounted && device_number != level.device_number ? device_number : level.stamp.device;
 }
 
-Walk::Name Walk::Look(int folder, const char* name, unsigned char type, const Level& level) {
+Walk::Name Walk::Classify(int folder, const char* name, unsigned char type, const Level& level) {
   if (*name == '.') return {NameKind::kHidden, {}};
   if (type == DT_DIR) return {NameKind::kFolder, {}};  // looked at when it is entered
   struct statx status {};
-  if (statx(folder, name, AT_SYMLINK_NOFOLLOW, kWanted, &status) != 0) return {NameKind::kUnknown, {}};
+  if (statx(folder, name, AT_SYMLINK_NOFOLLOW, kWantedFields, &status) != 0) return {NameKind::kUnknown, {}};
   const FileStamp stamp = StampOf(status, DeviceOfFile(status, level));
   switch (status.stx_mode & S_IFMT) {
     case S_IFREG:
@@ -180,15 +183,15 @@ Walk::Name Walk::Look(int folder, const char* name, unsigned char type, const Le
     case S_IFDIR:
       return {NameKind::kFolder, {}};
     case S_IFLNK:
-      return LookBehindLink(folder, name, stamp);
+      return ClassifyLinkTarget(folder, name, stamp);
     default:
       return {NameKind::kSpecial, {}};
   }
 }
 
-Walk::Name Walk::LookBehindLink(int folder, const char* name, FileStamp stamp) {
+Walk::Name Walk::ClassifyLinkTarget(int folder, const char* name, FileStamp stamp) {
   struct statx status {};
-  if (statx(folder, name, 0, kWanted, &status) != 0)
+  if (statx(folder, name, 0, kWantedFields, &status) != 0)
     return {errno == EACCES ? NameKind::kClosedLink : NameKind::kDanglingLink, {}};
   const FileStamp target = StampOf(status, 0);
   stamp.size = target.size;

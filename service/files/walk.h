@@ -43,6 +43,7 @@ struct WalkEntry {
   std::uint64_t mounted = 0;
 };
 
+// One walk, used by one thread; others may walk beside it.
 class Walk {
  public:
   // ROOT is the absolute path of a folder; its own name counts whatever it is. A failure when it cannot be
@@ -74,8 +75,8 @@ class Walk {
   struct Level {
     std::string path;
     FileStamp stamp;
-    std::uint64_t number = 0;  // of the device
-    int error = 0;             // why its listing ended early
+    std::uint64_t device_number = 0;  // of the device
+    int error = 0;                    // why its listing ended early
     NameList<Name> files;
     NameList<std::monostate> folders;
     std::size_t next_file = 0;
@@ -84,15 +85,15 @@ class Walk {
 
   Walk(FileDescriptor root, std::string path) : root_(std::move(root)), root_path_(std::move(path)) {}
 
-  WalkEntry Enter(const std::string& path);
+  WalkEntry EnterFolder(const std::string& path);
   // Another file system than that of the folder above begins at the one with STATUS.
-  bool BeginsAnother(const struct statx& status) const;
+  bool BeginsAnotherFileSystem(const struct statx& status) const;
   bool IsAncestor(const Level& folder) const;
-  void List(int folder, Level& level) const;
+  void ListFolder(int folder, Level& level) const;
   // For the stamp of a file in LEVEL.
   static std::uint64_t DeviceOfFile(const struct statx& status, const Level& level);
-  static Name Look(int folder, const char* name, unsigned char type, const Level& level);
-  static Name LookBehindLink(int folder, const char* name, FileStamp stamp);
+  static Name Classify(int folder, const char* name, unsigned char type, const Level& level);
+  static Name ClassifyLinkTarget(int folder, const char* name, FileStamp stamp);
   static WalkEntry EntryOf(const Name& name, std::string path);
 
   FileDescriptor root_;

@@ -13,7 +13,7 @@ struct AVIOContext;
 
 // A media file as libavformat sees it. Only the bytes of one descriptor are read: the content is never given
 // a name, so that neither a name nor a reference inside the file makes the library open anything else. Its
-// messages are muted.
+// messages are muted. Used by one thread.
 class AvFile {
  public:
   enum class Kind { kPicture, kVideo };

@@ -15,13 +15,13 @@ constexpr int kMostPictures = 64;
 constexpr std::uint32_t kMostPixels = 1'000'000;  // of one side
 
 // The bytes of one descriptor for the library.
-struct Source {
+struct DescriptorSource {
   int descriptor;
   off_t position = 0;
 };
 
 tmsize_t Read(thandle_t self, void* data, tmsize_t size) {
-  auto& source = *static_cast<Source*>(self);
+  auto& source = *static_cast<DescriptorSource*>(self);
   const ssize_t count = pread(source.descriptor, data, static_cast<std::size_t>(size), source.position);
   if (count > 0) source.position += count;
   return count;
@@ -33,12 +33,13 @@ tmsize_t Write(thandle_t /*self*/, void* /*data*/, tmsize_t /*size*/) {
 
 toff_t Size(thandle_t self) {
   struct stat status {};
-  return fstat(static_cast<Source*>(self)->descriptor, &status) == 0 ? static_cast<toff_t>(status.st_size)
-                                                                     : 0;
+  return fstat(static_cast<DescriptorSource*>(self)->descriptor, &status) == 0
+             ? static_cast<toff_t>(status.st_size)
+             : 0;
 }
 
 toff_t Seek(thandle_t self, toff_t offset, int whence) {
-  auto& source = *static_cast<Source*>(self);
+  auto& source = *static_cast<DescriptorSource*>(self);
   if (whence == SEEK_CUR) offset += static_cast<toff_t>(source.position);
   if (whence == SEEK_END) offset += Size(self);
   source.position = static_cast<off_t>(offset);
@@ -52,7 +53,7 @@ int Close(thandle_t /*self*/) {
 using Tiff = std::unique_ptr<TIFF, decltype(&TIFFClose)>;
 
 // No mapping into memory: the file may become shorter meanwhile.
-Tiff Open(Source& source) {
+Tiff Open(DescriptorSource& source) {
   TIFFSetErrorHandler(nullptr);
   TIFFSetWarningHandler(nullptr);
   return {TIFFClientOpen("", "rm", &source, Read, Write, Seek, Close, Size, nullptr, nullptr), TIFFClose};
@@ -63,7 +64,7 @@ std::int64_t Area(const PictureSize& size) {
 }
 
 // Makes SIZE that of the current picture, if it is a larger one.
-void Look(TIFF* tiff, std::optional<PictureSize>& size) {
+void TakeLarger(TIFF* tiff, std::optional<PictureSize>& size) {
   std::uint32_t kind = 0;
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -77,7 +78,7 @@ void Look(TIFF* tiff, std::optional<PictureSize>& size) {
 }
 
 // Where the pictures below the current one are.
-std::vector<std::uint64_t> Below(TIFF* tiff) {
+std::vector<std::uint64_t> SubPictures(TIFF* tiff) {
   std::uint16_t count = 0;
   std::uint64_t* offsets = nullptr;
   if (TIFFGetField(tiff, TIFFTAG_SUBIFD, &count, &offsets) != 1) return {};
@@ -92,18 +93,18 @@ bool IsBigTiff(std::string_view start) {
 }
 
 std::optional<PictureSize> BigTiffSize(int descriptor) {
-  Source source{descriptor};
+  DescriptorSource source{descriptor};
   const Tiff tiff = Open(source);
   if (tiff == nullptr) return std::nullopt;
   std::optional<PictureSize> size;
   std::vector<std::uint64_t> below;
   for (int i = 0; i < kMostPictures; ++i) {
-    Look(tiff.get(), size);
-    for (const std::uint64_t offset : Below(tiff.get())) below.push_back(offset);
+    TakeLarger(tiff.get(), size);
+    for (const std::uint64_t offset : SubPictures(tiff.get())) below.push_back(offset);
     if (TIFFReadDirectory(tiff.get()) != 1) break;
   }
   for (const std::uint64_t offset : below) {
-    if (TIFFSetSubDirectory(tiff.get(), offset) == 1) Look(tiff.get(), size);
+    if (TIFFSetSubDirectory(tiff.get(), offset) == 1) TakeLarger(tiff.get(), size);
   }
   return size;
 }

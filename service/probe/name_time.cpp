@@ -22,7 +22,7 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-bool Fits(char c, char wanted) {
+bool MatchesPatternCharacter(char c, char wanted) {
   constexpr std::string_view kBetweenParts = " _-T";
   constexpr std::string_view kWithin = "-._:";
   if (wanted == '#') return IsDigit(c);
@@ -31,9 +31,10 @@ bool Fits(char c, char wanted) {
 }
 
 // Takes what follows PATTERN from the beginning of TEXT: its digits; nothing where TEXT does not.
-std::optional<std::string> Take(std::string_view& text, std::string_view pattern) {
+std::optional<std::string> TakePattern(std::string_view& text, std::string_view pattern) {
   if (text.size() < pattern.size()) return std::nullopt;
-  if (!std::equal(pattern.begin(), pattern.end(), text.begin(), [](char p, char t) { return Fits(t, p); }))
+  if (!std::equal(pattern.begin(), pattern.end(), text.begin(),
+                  [](char p, char t) { return MatchesPatternCharacter(t, p); }))
     return std::nullopt;
   std::string digits(text.substr(0, pattern.size()));
   std::erase_if(digits, [](char c) { return !IsDigit(c); });
@@ -53,7 +54,7 @@ bool TakeWord(std::string_view& text) {
 }
 
 // Thousandths of a second may follow, and no more digits.
-bool Ends(std::string_view rest) {
+bool EndsClock(std::string_view rest) {
   constexpr std::size_t kThousandths = 3;
   const std::size_t digits = std::min(rest.find_first_not_of("0123456789"), rest.size());
   return digits == 0 || digits == kThousandths;
@@ -77,24 +78,24 @@ std::optional<std::string> TimeOf(std::string_view date, std::string_view clock)
 }
 
 std::optional<std::string> CompactClock(std::string_view text) {
-  const auto clock = Take(text, kCompactClock);
-  return clock && Ends(text) ? clock : std::nullopt;
+  const auto clock = TakePattern(text, kCompactClock);
+  return clock && EndsClock(text) ? clock : std::nullopt;
 }
 
 std::optional<std::string> PartedClock(std::string_view text) {
-  std::optional<std::string> clock = Take(text, kPartedClock);
+  std::optional<std::string> clock = TakePattern(text, kPartedClock);
   const bool is_short = !clock;
-  if (is_short) clock = Take(text, kShortClock);
+  if (is_short) clock = TakePattern(text, kShortClock);
   if (!clock) return std::nullopt;
   if (is_short) clock->insert(0, "0");
   if (const auto half = TakeHalfOfDay(text)) return *clock + (*half == 0 ? " AM" : " PM");
-  return !is_short && Ends(text) ? clock : std::nullopt;
+  return !is_short && EndsClock(text) ? clock : std::nullopt;
 }
 
-std::optional<std::string> TimeBehind(const std::string& date, std::string_view text, bool compact) {
+std::optional<std::string> TimeAfterDate(const std::string& date, std::string_view text, bool compact) {
   std::string_view rest = text;
   std::optional<std::string> clock;
-  if (Take(rest, kBetween)) {
+  if (TakePattern(rest, kBetween)) {
     clock = CompactClock(rest);
     if (!clock) clock = PartedClock(rest);
   } else if (compact) {
@@ -106,16 +107,16 @@ std::optional<std::string> TimeBehind(const std::string& date, std::string_view 
   return clock ? TimeOf(date, *clock) : std::nullopt;
 }
 
-std::optional<std::string> TimeAt(std::string_view text) {
+std::optional<std::string> TimeAtStart(std::string_view text) {
   std::string_view rest = text;
-  if (const auto date = Take(rest, kCompactDate)) return TimeBehind(*date, rest, true);
-  const auto date = Take(rest, kPartedDate);
-  return date ? TimeBehind(*date, rest, false) : std::nullopt;
+  if (const auto date = TakePattern(rest, kCompactDate)) return TimeAfterDate(*date, rest, true);
+  const auto date = TakePattern(rest, kPartedDate);
+  return date ? TimeAfterDate(*date, rest, false) : std::nullopt;
 }
 
 std::optional<std::string> DayOfMessage(std::string_view text) {
   constexpr std::string_view kMidnight = "000000";
-  const auto digits = Take(text, kDayOfMessage);
+  const auto digits = TakePattern(text, kDayOfMessage);
   return digits ? TimeOf(digits->substr(0, kCompactDate.size()), kMidnight) : std::nullopt;
 }
 
@@ -124,7 +125,7 @@ std::optional<std::string> FirstTime(std::string_view name) {
     const std::string_view rest = name.substr(at);
     if (auto day = DayOfMessage(rest)) return day;
     if (at > 0 && IsDigit(name[at - 1])) continue;
-    if (auto time = TimeAt(rest)) return time;
+    if (auto time = TimeAtStart(rest)) return time;
   }
   return std::nullopt;
 }

@@ -60,24 +60,25 @@ void ReadMetadata(const ParsedImage& image, MediaFacts& facts) {
 }
 
 // The library's words without the file's name in front.
-std::string Reason(const ParsedImage& image, const std::string& path) {
+std::string LibraryReason(const ParsedImage& image, const std::string& path) {
   std::string_view words = image.error;
   if (words.starts_with(path + ": ")) words.remove_prefix(path.size() + 2);
   return OneLine(words);
 }
 
 // KNOWN is a picture all the same.
-void JudgeUnparsed(const ParsedImage& image, const std::string& path, bool known, MediaFacts& facts) {
+void SetOutcomeOfUnparsed(const ParsedImage& image, const std::string& path, bool known, MediaFacts& facts) {
   facts.outcome = image.unknown_type && !known ? ProbeOutcome::kUnsupported : ProbeOutcome::kDamaged;
-  facts.reason = Reason(image, path);
+  facts.reason = LibraryReason(image, path);
 }
 
 // A file of metadata alone is no picture, and a picture that breaks off, or of which not all is read, is
 // damaged.
-void JudgeParsed(const ParsedImage& image, const std::string& path, int descriptor, MediaFacts& facts) {
+void SetOutcomeOfParsed(const ParsedImage& image, const std::string& path, int descriptor,
+                        MediaFacts& facts) {
   if (!image.error.empty()) {
     facts.outcome = ProbeOutcome::kDamaged;
-    facts.reason = Reason(image, path);
+    facts.reason = LibraryReason(image, path);
   } else if (image.type == Exiv2::ImageType::xmp || image.type == Exiv2::ImageType::exv) {
     facts.outcome = ProbeOutcome::kUnsupported;
     facts.reason = "it holds no picture";
@@ -103,7 +104,7 @@ AvPicture FindSize(const ParsedImage& image, int descriptor) {
 }
 
 // Nothing is wrong with a picture of which only the metadata library knows too little.
-void JudgeSize(int descriptor, bool late, MediaFacts& facts) {
+void SetOutcomeOfSize(int descriptor, bool late, MediaFacts& facts) {
   if (late && !IsKnown(facts.size)) {
     facts.outcome = ProbeOutcome::kLate;
     facts.reason = kTookTooLong;
@@ -130,17 +131,17 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
     return facts;
   }
   const bool parsed = image->outcome == ParsedImage::Outcome::kParsed;
-  const std::optional<SecondReading> again = ReadAgain(descriptor);
+  const std::optional<SecondReading> again = ReadWithSecondReader(descriptor);
   if (parsed) {
-    JudgeParsed(*image, path, descriptor, facts);
+    SetOutcomeOfParsed(*image, path, descriptor, facts);
     ReadMetadata(*image, facts);
   } else if (!again || again->tells_more) {
-    JudgeUnparsed(*image, path, again.has_value(), facts);
+    SetOutcomeOfUnparsed(*image, path, again.has_value(), facts);
   }
   if (facts.taken.time.empty()) facts.taken.Take(ContainerTime(descriptor));
   const AvPicture found = again ? AvPicture{again->size} : FindSize(*image, descriptor);
   facts.size = found.size;
-  JudgeSize(descriptor, found.late, facts);
+  SetOutcomeOfSize(descriptor, found.late, facts);
   return facts;
 }
 

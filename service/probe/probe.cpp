@@ -120,34 +120,34 @@ void FillRecordedTime(const MediaFacts& facts, Json::Value& media) {
   if (!facts.taken.time.empty()) media["szDate"] = facts.taken.time;
 }
 
-void Conclude(ProbeOutcome outcome, std::string reason, ProbeResult& result) {
+void SetOutcome(ProbeOutcome outcome, std::string reason, ProbeResult& result) {
   result.outcome = outcome;
   result.reason = std::move(reason);
 }
 
-std::string ReasonOf(int error) {
+std::string ReasonOfOpenError(int error) {
   if (error == EINVAL) return "not a regular file";
   return error == ELOOP ? "a link stands in the place of its folder" : ErrorText(error);
 }
 
 // ERROR is why nothing could be opened.
-void ConcludeUnopened(const std::string& path, int error, ProbeResult& result) {
-  if (error == EPERM) return Conclude(ProbeOutcome::kRefused, kRefusedLink, result);
+void SetOutcomeOfUnopened(const std::string& path, int error, ProbeResult& result) {
+  if (error == EPERM) return SetOutcome(ProbeOutcome::kRefused, kRefusedLink, result);
   struct stat status {};
   if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) FillStatus(status, result.media);
-  Conclude(ProbeOutcome::kUnreadable, ReasonOf(error), result);
+  SetOutcome(ProbeOutcome::kUnreadable, ReasonOfOpenError(error), result);
 }
 
 void ProbeInside(const std::string& path, const FileDescriptor& file, MediaKind kind, ProbeResult& result) {
   if (result.media["fileSize"].asUInt64() == 0)
-    return Conclude(ProbeOutcome::kEmpty, "the file is empty", result);
+    return SetOutcome(ProbeOutcome::kEmpty, "the file is empty", result);
   MediaFacts facts = kind == MediaKind::kPhoto ? ReadPhoto(path, file.get()) : ReadVideo(file.get());
   if (facts.taken.time.empty()) facts.taken.time = TimeInName(NamesIn(path).file).value_or(facts.taken.rough);
   if (kind == MediaKind::kVideo) FillRecordedTime(facts, result.media);
   Fill(facts, result.media);
   result.title = std::move(facts.photo.title);
   result.place = std::move(facts.place);
-  Conclude(facts.outcome, std::move(facts.reason), result);
+  SetOutcome(facts.outcome, std::move(facts.reason), result);
 }
 
 }  // namespace
@@ -159,7 +159,7 @@ ProbeResult ProbeFile(const std::string& path, MediaKind kind) {
   const FileDescriptor file(KAVOMediaOpen(path.c_str()));
   struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) {
-    ConcludeUnopened(path, errno, result);
+    SetOutcomeOfUnopened(path, errno, result);
   } else {
     FillStatus(status, result.media);
     ProbeInside(path, file, kind, result);

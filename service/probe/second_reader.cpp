@@ -71,7 +71,7 @@ bool EndsBehindPicture(int descriptor) {
   return !data.empty() && std::all_of(data.begin(), data.end(), [](const Box& box) { return box.whole; });
 }
 
-std::optional<SecondReading> ReadAgain(int descriptor) {
+std::optional<SecondReading> ReadWithSecondReader(int descriptor) {
   const std::string start = StartOf(descriptor);
   if (FirstBox(start) == "ftyp") return ReadHeif(descriptor);
   if (IsJxl(start)) return OfSize(JxlSize(descriptor));

@@ -16,7 +16,7 @@ struct SecondReading {
 
 // What the header of the picture that is open as DESCRIPTOR tells; nothing is decoded. Nothing for other
 // formats (JPEG, PNG, ...) and where there is no whole header.
-[[nodiscard]] std::optional<SecondReading> ReadAgain(int descriptor);
+[[nodiscard]] std::optional<SecondReading> ReadWithSecondReader(int descriptor);
 
 // Whether the file that is open as DESCRIPTOR is JPEG XL, whose library tells standard error what is wrong.
 [[nodiscard]] bool IsJxlFile(int descriptor);

@@ -142,7 +142,7 @@ void ReadSound(const AVStream& stream, VideoFacts& video) {
   video.frequency = std::max(parameters.sample_rate, 0);
 }
 
-void Judge(const AvFile& file, bool has_pictures, MediaFacts& facts) {
+void SetOutcome(const AvFile& file, bool has_pictures, MediaFacts& facts) {
   if (file.late()) {
     facts.outcome = ProbeOutcome::kLate;
     facts.reason = kTookTooLong;
@@ -168,7 +168,7 @@ MediaFacts ReadVideo(int descriptor) {
   const AvFile file(descriptor, AvFile::Kind::kVideo, {});
   AVFormatContext* format = file.format();
   if (format == nullptr) {
-    Judge(file, false, facts);
+    SetOutcome(file, false, facts);
     return facts;
   }
   facts.taken = RecordedTime(*format, descriptor);
@@ -179,6 +179,6 @@ MediaFacts ReadVideo(int descriptor) {
   const AVStream* pictures = BestStream(format, AVMEDIA_TYPE_VIDEO);
   if (pictures != nullptr) ReadPictures(*pictures, facts);
   if (const AVStream* sound = BestStream(format, AVMEDIA_TYPE_AUDIO)) ReadSound(*sound, facts.video);
-  Judge(file, pictures != nullptr, facts);
+  SetOutcome(file, pictures != nullptr, facts);
   return facts;
 }

@@ -25,7 +25,7 @@ constexpr std::string_view kDatabaseStart{"SQLite format 3\0", 16};
 constexpr std::array<std::string_view, 2> kLogStarts{"\x37\x7f\x06\x82", "\x37\x7f\x06\x83"};
 constexpr std::uint32_t kLogIndexVersion = 3007000;
 
-bool BeginsAs(const std::string& suffix, std::string_view start) {
+bool IsStartOf(const std::string& suffix, std::string_view start) {
   if (suffix.empty()) return start == kDatabaseStart;
   if (suffix == "-wal") {
     const std::string_view magic = start.substr(0, kLogStarts[0].size());
@@ -36,10 +36,10 @@ bool BeginsAs(const std::string& suffix, std::string_view start) {
   return version == kLogIndexVersion;
 }
 
-bool Begins(int file, const std::string& suffix) {
+bool BeginsAsItShould(int file, const std::string& suffix) {
   std::array<char, kDatabaseStart.size()> start{};
   const ssize_t count = pread(file, start.data(), start.size(), 0);
-  return count == static_cast<ssize_t>(start.size()) && BeginsAs(suffix, {start.data(), start.size()});
+  return count == static_cast<ssize_t>(start.size()) && IsStartOf(suffix, {start.data(), start.size()});
 }
 
 FileDescriptor OpenIn(const FileDescriptor& folder, const std::string& name) {
@@ -48,7 +48,7 @@ FileDescriptor OpenIn(const FileDescriptor& folder, const std::string& name) {
 }
 
 // NAME in FOLDER is what is open as FILE.
-bool IsStill(const FileDescriptor& folder, const std::string& name, const FileDescriptor& file) {
+bool IsStillNamed(const FileDescriptor& folder, const std::string& name, const FileDescriptor& file) {
   const auto held = IdOfOpen(file.get());
   return held && held == IdOfName(folder.get(), name.c_str());
 }
@@ -58,7 +58,7 @@ bool IsStill(const FileDescriptor& folder, const std::string& name, const FileDe
 bool MayBeGiven(const FileDescriptor& file, const std::string& suffix) {
   struct stat status {};
   return fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-         (status.st_mode & S_IROTH) != 0 && Begins(file.get(), suffix);
+         (status.st_mode & S_IROTH) != 0 && BeginsAsItShould(file.get(), suffix);
 }
 
 bool IsRoots(const FileDescriptor& file) {
@@ -67,7 +67,7 @@ bool IsRoots(const FileDescriptor& file) {
 }
 
 // Where it fails the worker tells that it cannot write.
-void Give(const FileDescriptor& file, const WorkerIdentity& owner) {
+void GiveTo(const FileDescriptor& file, const WorkerIdentity& owner) {
   static_cast<void>(!fchown(file.get(), owner.user, owner.group));
 }
 
@@ -76,7 +76,7 @@ bool HasOurSchema(const Library& library) {
   return database && database.HasSchema();
 }
 
-Failure NotGiven(const Library& library, const std::string& name, const WorkerIdentity& owner) {
+Failure RefusedToGive(const Library& library, const std::string& name, const WorkerIdentity& owner) {
   const std::string file = library.folder + "/" + name;
   return {ExitStatus::kDatabase, Visible(file) +
                                      ": belongs to root, and may be another file of root's that was moved "
@@ -94,14 +94,14 @@ Outcome<Done> AdoptDatabase(const Library& library, const WorkerIdentity& owner)
   const FileDescriptor database = OpenIn(folder, kDatabaseName);
   const bool given = IsRoots(database);
   if (given &&
-      !(MayBeGiven(database, "") && HasOurSchema(library) && IsStill(folder, kDatabaseName, database)))
-    return NotGiven(library, kDatabaseName, owner);
+      !(MayBeGiven(database, "") && HasOurSchema(library) && IsStillNamed(folder, kDatabaseName, database)))
+    return RefusedToGive(library, kDatabaseName, owner);
   for (const std::string suffix : {"-wal", "-shm"}) {
     const FileDescriptor file = OpenIn(folder, kDatabaseName + suffix);
     if (!IsRoots(file)) continue;
-    if (!given || !MayBeGiven(file, suffix)) return NotGiven(library, kDatabaseName + suffix, owner);
-    Give(file, owner);
+    if (!given || !MayBeGiven(file, suffix)) return RefusedToGive(library, kDatabaseName + suffix, owner);
+    GiveTo(file, owner);
   }
-  if (given) Give(database, owner);
+  if (given) GiveTo(database, owner);
   return Done{};
 }

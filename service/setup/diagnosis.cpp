@@ -28,14 +28,14 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kRunMakesIt = "run: lumivault index, or lumivault init --shared; both make it";
-constexpr const char* kGone = "No such file or directory";
+constexpr const char* kNoSuchFile = "No such file or directory";
 
 void Add(Findings& findings, std::string subject, std::string problem, std::string remedy,
          ExitStatus status = ExitStatus::kConfiguration) {
   findings.push_back({std::move(subject), std::move(problem), std::move(remedy), status});
 }
 
-bool Missing(const std::string& path) {
+bool IsMissing(const std::string& path) {
   return access(path.c_str(), F_OK) != 0 && errno == ENOENT;
 }
 
@@ -47,7 +47,7 @@ std::string InitCommand(const Library& tree) {
 
 void ExamineSettings(const StateRoot& root, Findings& findings) {
   const std::string settings = root.Place(kPackageSettings);
-  if (Missing(settings)) return Add(findings, settings, kGone, kRunMakesIt);
+  if (IsMissing(settings)) return Add(findings, settings, kNoSuchFile, kRunMakesIt);
   if (access(settings.c_str(), R_OK) != 0)
     return Add(findings, settings, ErrorText(errno), "make it readable for this user");
   if (RLIBCFileCheckKeyValue(settings.c_str(), kPersonalSetting, "yes", 0) == 0) {
@@ -132,7 +132,7 @@ void ExamineSharedDatabase(const Library& tree, Findings& findings) {
 }
 
 // A database whose schema does more than hold data: what is foreign in it, and behind that what to do.
-std::optional<Finding> Foreign(const DatabaseReader& database, const std::string& file) {
+std::optional<Finding> ForeignSchema(const DatabaseReader& database, const std::string& file) {
   constexpr std::string_view kForeign = "Its schema is not ours: ";
   constexpr std::string_view kEnd = ". ";
   const std::string error = database.error();
@@ -146,7 +146,7 @@ void ExamineFile(DatabaseReader& database, const std::string& file, Findings& fi
                              Visible(fs::path(file).parent_path().string()) +
                              "; people and comments given by hand are in the copy alone";
   const auto damage = database.Query({"quick_check"}, kQuickCheckSql);
-  if (const auto foreign = damage ? std::nullopt : Foreign(database, file))
+  if (const auto foreign = damage ? std::nullopt : ForeignSchema(database, file))
     return static_cast<void>(findings.push_back(*foreign));
   if (!damage) return Add(findings, file, "damaged: " + database.error(), remedy, ExitStatus::kDatabase);
   if (damage->empty() || damage->front()[0] == "ok") return;
@@ -165,9 +165,9 @@ std::string RemedyOfUnopened(const std::string& file, const std::string& error) 
 void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   const std::string file = library.database();
   const std::string index = "run: lumivault index " + Visible(library.folder);
-  if (Missing(file)) return Add(findings, Visible(file), kGone, index, ExitStatus::kDatabase);
+  if (IsMissing(file)) return Add(findings, Visible(file), kNoSuchFile, index, ExitStatus::kDatabase);
   DatabaseReader database = DatabaseReader::ForReading(library);
-  if (const auto foreign = database ? std::nullopt : Foreign(database, Visible(file)))
+  if (const auto foreign = database ? std::nullopt : ForeignSchema(database, Visible(file)))
     return static_cast<void>(findings.push_back(*foreign));
   if (!database) {
     return Add(findings, Visible(file), database.error(), RemedyOfUnopened(file, database.error()),
@@ -185,7 +185,7 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
 
 // --- What runs have noted.
 
-std::string Only(const std::optional<std::vector<DatabaseReader::Row>>& rows) {
+std::string OnlyValue(const std::optional<std::vector<DatabaseReader::Row>>& rows) {
   return rows && !rows->empty() ? rows->front().front().value_or("") : "";
 }
 
@@ -211,7 +211,7 @@ void ExamineRows(DatabaseReader& catalogue, DatabaseReader& database, const Libr
 // A run that goes on has not noted yet what it has done.
 void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& findings) {
   const std::string file = CatalogueFile(root, library);
-  if (Missing(file) || IsHeld(library)) return;
+  if (IsMissing(file) || IsHeld(library)) return;
   DatabaseReader catalogue = DatabaseReader::ForReading(file);
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!catalogue || !database) return;
@@ -220,15 +220,15 @@ void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& f
   const std::string subject =
       library.shared() ? "database " + library.database() : Visible(library.database());
   const std::string of_library = library.shared() ? " --shared" : " " + Visible(library.folder);
-  const NotedGenerations noted =
-      NotedIn([&](const char* name) { return Only(catalogue.Query({"value"}, kFact, std::string(name))); });
+  const NotedGenerations noted = ReadNotedGenerations(
+      [&](const char* name) { return OnlyValue(catalogue.Query({"value"}, kFact, std::string(name))); });
   switch (StandingOf(noted, *facts)) {
-    case Standing::kInStep:
+    case CatalogueStanding::kInStep:
       return ExamineRows(catalogue, database, library, subject, "run: lumivault reindex" + of_library,
                          findings);
-    case Standing::kBehind:
+    case CatalogueStanding::kBehind:
       return;
-    case Standing::kOther:
+    case CatalogueStanding::kUnrelated:
       return Add(
           findings, subject,
           "it is not as the last run has left it: an older copy was put back, or runs with another state "
@@ -242,7 +242,7 @@ void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& f
 void ExamineFolder(const Library& library, Findings& findings) {
   const std::string folder = Visible(library.folder);
   if (RLIBCFileCheckDir(library.folder.c_str()) != 1) {
-    const std::string problem = Missing(library.folder) ? kGone : "not a folder, or out of reach";
+    const std::string problem = IsMissing(library.folder) ? kNoSuchFile : "not a folder, or out of reach";
     return Add(findings, folder, problem,
                library.shared() ? "mount or make it, or remove the link var/services/photo in the state "
                                   "folder and choose another with lumivault init --shared"
@@ -258,7 +258,8 @@ void ExamineFolder(const Library& library, Findings& findings) {
 
 void ExaminePersonalSwitch(const StateRoot& root, const Library& library, Findings& findings) {
   const std::string file = root.Place(library.PreferenceFile());
-  if (Missing(file)) return Add(findings, file, kGone, "run: lumivault index " + Visible(library.folder));
+  if (IsMissing(file))
+    return Add(findings, file, kNoSuchFile, "run: lumivault index " + Visible(library.folder));
   if (RLIBCFileCheckKeyValue(file.c_str(), kPersonalSetting, "yes", 0) != 0) return;
   Add(findings, file, std::string(kPersonalSetting) + " is not \"yes\"",
       std::string("set ") + kPersonalSetting + "=\"yes\" in it");
@@ -268,7 +269,7 @@ void ExaminePersonalSwitch(const StateRoot& root, const Library& library, Findin
 
 Findings ExamineInstallation(const StateRoot& root) {
   Findings findings;
-  if (Missing(root.path())) {
+  if (IsMissing(root.path())) {
     Add(findings, Visible(root.path()), "the state folder is not there", kRunMakesIt);
     return findings;
   }

@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* kServices = "/var/services";
 
-Failure OfDatabase(const std::string& why) {
+Failure DatabaseFailure(const std::string& why) {
   return {ExitStatus::kDatabase, std::string("the database ") + kSharedDatabase + ": " + why};
 }
 
@@ -38,7 +38,7 @@ bool HoldsNothingBut(const std::string& folder, std::string_view name) {
 
 // Without a tree the job queues of personal libraries stand where the link belongs. Nobody reads them, unless
 // face recognition does.
-void ClearOfQueues(const StateRoot& root, const std::string& link) {
+void RemoveUnreadQueues(const StateRoot& root, const std::string& link) {
   if (FaceRecognitionTakesJobs() && ReadJobQueue(root)) return;
   std::error_code error;
   const bool folder = fs::symlink_status(link, error).type() == fs::file_type::directory;
@@ -55,7 +55,7 @@ std::string WhyNoLink(const std::string& link, int error) {
 Outcome<Done> MakeLink(const StateRoot& root, const std::string& folder) {
   const std::string link = root.Place(kSharedPhotoLink);
   if (auto made = root.MakeFolder(kServices); !made) return made;
-  ClearOfQueues(root, link);
+  RemoveUnreadQueues(root, link);
   if (symlink(folder.c_str(), link.c_str()) == 0) return Done{};
   const int error = errno;
   std::error_code unreadable;
@@ -77,7 +77,7 @@ Outcome<Done> MakeDatabase() {
   // Somebody else may just have made it; or it is there and cannot be entered.
   const DatabaseReader present = DatabaseReader::OnServer(kSharedDatabase);
   if (present) return Done{};
-  return OfDatabase(server.HasDatabase(kSharedDatabase) ? present.error() : why);
+  return DatabaseFailure(server.HasDatabase(kSharedDatabase) ? present.error() : why);
 }
 
 // Columns that came later; the script makes what is missing as a whole.
@@ -86,7 +86,7 @@ Outcome<Done> AddColumns(DatabaseReader& database, const std::string& script) {
   if (!gaps) return gaps.failure();
   for (const SchemaGap& gap : *gaps) {
     const auto sql = AddColumnStatement(database, script, gap);
-    if (sql && !database.Run(sql->c_str())) return OfDatabase(database.error());
+    if (sql && !database.Run(sql->c_str())) return DatabaseFailure(database.error());
   }
   return Done{};
 }
@@ -96,10 +96,10 @@ Outcome<Done> PrepareDatabase() {
   if (!script) return script.failure();
   if (auto made = MakeDatabase(); !made) return made;
   DatabaseReader database = DatabaseReader::OnServer(kSharedDatabase);
-  if (!database) return OfDatabase(database.error());
+  if (!database) return DatabaseFailure(database.error());
   if (auto added = AddColumns(database, *script); !added) return added;
   if (!database.Run(script->c_str()) || !database.Run(kMergePeopleByDefaultSql))
-    return OfDatabase(database.error());
+    return DatabaseFailure(database.error());
   return Done{};
 }
 

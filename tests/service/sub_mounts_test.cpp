@@ -397,7 +397,7 @@ TYPED_TEST(SubMountsTest, ALinkThatLeadsNowhereKeepsWhatIsKnownOfItsOwnPlaceAlon
   this->Pull();
   EXPECT_EQ(this->Status("index"), kLoss);
   EXPECT_EQ(this->Index({"--accept-loss"})["deleted"].asInt(), 4);
-  const MountRecord left = MountsOf(this->Mounts());
+  const MountRecord left = ParseMountText(this->Mounts());
   ASSERT_EQ(left.size(), 1U) << this->Mounts() << " of " << both;
   EXPECT_EQ(left.begin()->first, "port/deep");
 }
@@ -426,8 +426,8 @@ TYPED_TEST(SubMountsTest, AnOverlayOfTwoFileSystemsIsOne) {
 
 TEST(MountRecord, OfSeveralDevicesIsNoneOfThem) {
   const MountRecord mounts{{"stick", {7, 0xffff0000ffff0000}}, {"a b/\n:c", {1}}};
-  EXPECT_EQ(MountsOf(MountText(mounts)), mounts);
-  EXPECT_EQ(MountsOf(MountText({})), MountRecord());
+  EXPECT_EQ(ParseMountText(MountText(mounts)), mounts);
+  EXPECT_EQ(ParseMountText(MountText({})), MountRecord());
   EXPECT_EQ(RecordedDevice(mounts, "stick/deep/a.jpg"), kSomeOtherDevice);
   EXPECT_EQ(RecordedDevice(mounts, "stick"), kSomeOtherDevice);
   EXPECT_EQ(RecordedDevice(mounts, "a b/\n:c/x.jpg"), 1U);
