@@ -7,7 +7,9 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <set>
+#include <thread>
 
 #include "base/file_descriptor.h"
 #include "changes/catalogue_sql.h"
@@ -226,6 +228,18 @@ void Catalogue::Commit() {
 void Catalogue::MakeDurable() {
   Commit();  // inside a transaction it could not be switched
   Select({}, kDurableCatalogue);
+}
+
+bool Catalogue::EndLog() {
+  constexpr int kTries = 100;
+  constexpr std::chrono::milliseconds kPause{100};
+  Commit();
+  for (int i = 0; i < kTries && !failure_; ++i) {
+    if (database_.Run(kEndCatalogueLog)) return true;
+    std::this_thread::sleep_for(kPause);
+  }
+  if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, Visible(file_) + ": " + database_.error()};
+  return false;
 }
 
 std::optional<std::string> Catalogue::Fact(const std::string& name) {

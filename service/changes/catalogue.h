@@ -65,6 +65,10 @@ class Catalogue {
   // What is committed from here on survives a power cut.
   void MakeDurable();
 
+  // Takes in the log beside the file and does without one until it is opened again, so that the file alone
+  // may be renamed. Waits for others that have it open; false, with a failure, where they keep it.
+  [[nodiscard]] bool EndLog();
+
   // Single facts about the library; nothing when it was never recorded.
   std::optional<std::string> Fact(const std::string& name);
   void PutFact(const std::string& name, const std::string& value);

@@ -1,7 +1,9 @@
 #include "changes/catalogue_repair.h"
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <unordered_map>
@@ -18,9 +20,18 @@ constexpr int kDecimal = 10;
 
 using EntrySink = std::function<void(CatalogueEntry)>;
 
+// A time of day of this machine, as the probe writes it; 0 for anything else.
+std::int64_t ModifiedIn(const std::string& text) {
+  std::tm fields{};
+  const char* end = strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &fields);
+  if (end == nullptr || *end != '\0') return 0;
+  fields.tm_isdst = -1;  // to be found out
+  return std::mktime(&fields) * kNanosecondsOfSecond;
+}
+
 Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const char* sql, bool folders,
                        const EntrySink& take) {
-  const auto rows = database.Query({"path", "size"}, sql);
+  const auto rows = database.Query({"path", "size", "modified"}, sql);
   if (!rows) return Unreadable(database);
   for (const DatabaseReader::Row& row : *rows) {
     CatalogueEntry entry;
@@ -28,7 +39,8 @@ Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const c
     if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
     entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
     entry.outcome = ItemOutcome::kPartial;
-    entry.stamp.size = std::strtoll(row.back().value_or("0").c_str(), nullptr, kDecimal);
+    entry.stamp.size = std::strtoll(row[1].value_or("0").c_str(), nullptr, kDecimal);
+    entry.stamp.modified = ModifiedIn(row.back().value_or(""));
     if (!entry.path.empty()) take(std::move(entry));
   }
   return Done{};

@@ -21,6 +21,8 @@ inline constexpr const char* kMakeCatalogue =
     "modified INTEGER NOT NULL, changed INTEGER NOT NULL, fingerprint TEXT NOT NULL, state TEXT NOT NULL, "
     "reason TEXT NOT NULL, PRIMARY KEY (folder, name)) WITHOUT ROWID; "
     "CREATE TABLE IF NOT EXISTS fact (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;";
+// Refused while another connection has the file open.
+inline constexpr const char* kEndCatalogueLog = "PRAGMA journal_mode = DELETE";
 inline constexpr const char* kDurableCatalogue = "PRAGMA synchronous = FULL";
 
 inline constexpr const char* kBeginCatalogue = "BEGIN IMMEDIATE";
@@ -82,9 +84,10 @@ inline constexpr const char* kServerIdentity =
     "FROM pg_database D WHERE D.datname = current_database()";
 
 // What a library's database tells of its files and folders, for a catalogue that was lost.
-inline constexpr const char* kIndexedPhotos = "SELECT path, size FROM photo_image";
-inline constexpr const char* kIndexedVideos = "SELECT path, filesize AS size FROM video";
+// With the time of the file's content.
+inline constexpr const char* kIndexedPhotos = "SELECT path, size, create_time AS modified FROM photo_image";
+inline constexpr const char* kIndexedVideos = "SELECT path, filesize AS size, mdate AS modified FROM video";
 inline constexpr const char* kIndexedFolders =
-    "SELECT sharename AS path, 0 AS size FROM photo_share WHERE sharename != '/'";
+    "SELECT sharename AS path, 0 AS size, '' AS modified FROM photo_share WHERE sharename != '/'";
 
 #endif  // SERVICE_CHANGES_CATALOGUE_SQL_H_

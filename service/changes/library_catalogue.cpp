@@ -27,6 +27,7 @@ constexpr const char* kMarkedFact = "marked";
 constexpr const char* kMountsFact = "mounts";
 constexpr const char* kReaderFact = "reader";
 constexpr const char* kOtherDatabaseSuffix = ".other";
+constexpr const char* kBetweenSuffix = ".exchange";
 
 struct ObjectIdentity {
   std::string device;
@@ -110,9 +111,22 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
   return Done{};
 }
 
-// A kill between the two renames costs a catalogue, which is made anew.
+bool Exists(const std::string& file) {
+  return access(file.c_str(), F_OK) == 0;
+}
+
+// What a run that was killed while it exchanged two catalogues has left between them goes on to its place, or
+// back.
+void FinishExchange(const std::string& file) {
+  const std::string between = file + kBetweenSuffix;
+  if (!Exists(between)) return;
+  for (const std::string& place : {file, file + kOtherDatabaseSuffix}) {
+    if (!Exists(place)) return static_cast<void>(std::rename(between.c_str(), place.c_str()));
+  }
+}
+
 bool SwapFiles(const std::string& file, const std::string& other) {
-  const std::string between = file + ".exchange";
+  const std::string between = file + kBetweenSuffix;
   const bool had_other = std::rename(other.c_str(), between.c_str()) == 0;
   if (std::rename(file.c_str(), other.c_str()) != 0) return false;
   return !had_other || std::rename(between.c_str(), file.c_str()) == 0;
@@ -124,6 +138,7 @@ Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, con
   const std::string other = file + kOtherDatabaseSuffix;
   const bool worth_keeping = catalogue.FileCount() > 0;
   // Its file gets another name, so it has to be closed.
+  if (worth_keeping && !catalogue.EndLog()) return *catalogue.failure();
   { const Catalogue closed = std::move(catalogue); }
   if (worth_keeping && !SwapFiles(file, other)) {
     return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
@@ -185,6 +200,7 @@ std::string CatalogueFile(const StateRoot& root, const Library& library) {
 }
 
 Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& library, bool accepts_loss) {
+  FinishExchange(file);
   auto catalogue = Catalogue::Open(file);
   if (!catalogue) return catalogue;
   const auto database = IdentityOfDatabase(library);

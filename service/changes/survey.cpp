@@ -25,9 +25,10 @@ CatalogueEntry AsReplaced(CatalogueEntry recorded, const FileStamp& now) {
   return recorded;
 }
 
-// As far as it is known: of what only the database tells it is the size.
-bool HasContentOf(const CatalogueEntry& recorded, const FileStamp& now) {
-  return recorded.stamp.inode == 0 ? recorded.stamp.size == now.size : recorded.stamp.SameContent(now);
+// As far as it is known: the database tells seconds.
+bool HasContentOf(const CatalogueEntry& recorded, FileStamp now) {
+  if (recorded.stamp.inode == 0) now.modified -= now.modified % kNanosecondsOfSecond;
+  return recorded.stamp.SameContent(now);
 }
 
 bool IsUnchanged(const CatalogueEntry& recorded, const FileStamp& stamp) {

@@ -9,6 +9,8 @@
 inline constexpr std::uint64_t kUnknownDevice = ~std::uint64_t{0};
 inline constexpr std::uint64_t kSomeOtherDevice = kUnknownDevice - 1;
 
+inline constexpr std::int64_t kNanosecondsOfSecond = 1'000'000'000;
+
 // What tells one state of a file or folder from another. Times are nanoseconds since 1970.
 struct FileStamp {
   // 0 on the file system of the library's root, whatever its number is today: numbers of devices change when

@@ -5,10 +5,11 @@
 
 #include <cstdint>
 
+#include "files/file_stamp.h"
+
 // Since 1970.
 inline std::int64_t Nanoseconds(const statx_timestamp& time) {
-  constexpr std::int64_t kOfSecond = 1'000'000'000;
-  return time.tv_sec * kOfSecond + time.tv_nsec;
+  return time.tv_sec * kNanosecondsOfSecond + time.tv_nsec;
 }
 
 // When the file was made, in nanoseconds; 0 where the file system does not tell. STATUS was asked for it

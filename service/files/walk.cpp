@@ -53,6 +53,10 @@ FileDescriptor OpenRoot(const std::string& root) {
   return FileDescriptor(looking ? open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
 }
 
+WalkEntry Elsewhere(const std::string& path) {
+  return {EntryKind::kUnknown, path, "on another machine or in an image file"};
+}
+
 std::string CannotBeListed(int error) {
   return "cannot be listed: " + ErrorText(error);
 }
@@ -99,6 +103,9 @@ std::optional<WalkEntry> Walk::Next() {
 
 WalkEntry Walk::EnterFolder(const std::string& path) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
+  // The plug-in takes none of what lies there, and its server may never answer: the list of mounts is asked,
+  // and again for what is mounted by the opening.
+  if (!levels_.empty() && IndexIsPathRemoteOrImageMount(path.c_str())) return Elsewhere(path);
   const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
   const Looking looking;
   FileDescriptor folder(looking ? KAVOBeneathOpenFolder(root_.get(), relative.c_str()) : -1);
@@ -107,9 +114,7 @@ WalkEntry Walk::EnterFolder(const std::string& path) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
   const bool another = BeginsAnotherFileSystem(status);
-  // The plug-in takes none of what lies there, and its server may never answer.
-  if (another && IndexIsPathRemoteOrImageMount(path.c_str()))
-    return {EntryKind::kUnknown, path, "on another machine or in an image file"};
+  if (another && IndexIsPathRemoteOrImageMount(path.c_str())) return Elsewhere(path);
   const std::uint64_t above = levels_.empty() ? 0 : levels_.back().stamp.device;
   Level level{path,
               StampOf(status, another ? FileSystemId(folder.get(), status) : above),

@@ -29,6 +29,7 @@ namespace {
 
 constexpr const char* kModesSetting = "file_modes";
 constexpr mode_t kPrivate = 0700;
+constexpr mode_t kPassable = 0755;
 constexpr mode_t kPrivateFile = 0600;
 constexpr int kValueSize = 128;
 
@@ -56,8 +57,8 @@ Failure Unusable(const std::string& path, int error) {
   return {ExitStatus::kConfiguration, path + ": " + ErrorText(error)};
 }
 
-bool MakeOne(const std::string& folder) {
-  return mkdir(folder.c_str(), kPrivate) == 0 || (errno == EEXIST && fs::is_directory(folder));
+bool MakeOne(const std::string& folder, mode_t mode) {
+  return mkdir(folder.c_str(), mode) == 0 || (errno == EEXIST && fs::is_directory(folder));
 }
 
 bool HasSetting(const std::string& settings, const char* key) {
@@ -109,9 +110,9 @@ Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
 Outcome<Done> StateRoot::MakeFolder(std::string_view folder) const {
   const std::string whole = Place(folder);
   for (std::size_t end = path_.size(); end != std::string::npos; end = whole.find('/', end + 1)) {
-    if (!MakeOne(whole.substr(0, end))) return Unusable(whole.substr(0, end), errno);
+    if (!MakeOne(whole.substr(0, end), kPrivate)) return Unusable(whole.substr(0, end), errno);
   }
-  if (!MakeOne(whole)) return Unusable(whole, errno);
+  if (!MakeOne(whole, kPrivate)) return Unusable(whole, errno);
   return Done{};
 }
 
@@ -125,11 +126,18 @@ Outcome<FileDescriptor> StateRoot::Lock() const {
   return lock;
 }
 
+Outcome<Done> StateRoot::MakeWay() const {
+  for (std::size_t end = path_.find('/', 1); end != std::string::npos; end = path_.find('/', end + 1)) {
+    if (!MakeOne(path_.substr(0, end), kPassable)) return Unusable(path_.substr(0, end), errno);
+  }
+  return Done{};
+}
+
 Outcome<Done> StateRoot::Prepare() const {
-  std::error_code error;
-  fs::create_directories(fs::path(path_).parent_path(), error);
-  if (error) return Unusable(path_, error.value());
+  if (auto made = MakeWay(); !made) return made;
   if (auto made = MakeFolder(""); !made) return made;
+  // What was not there when it was located may have been made by others.
+  if (auto trusted = TrustStateFolder(path_); !trusted) return trusted;
   auto lock = Lock();
   if (!lock) return lock.failure();
   return PrepareLocked();

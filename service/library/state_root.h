@@ -40,6 +40,8 @@ class StateRoot {
  private:
   explicit StateRoot(std::string path) : path_(std::move(path)) {}
 
+  // The folders above it, which others may have to pass and nobody else may write to.
+  Outcome<Done> MakeWay() const;
   Outcome<Done> PrepareLocked() const;
   Outcome<Done> PrepareSettings() const;
   Outcome<Done> PrepareSchema() const;

@@ -18,6 +18,7 @@
 #include "database/database_reader.h"
 #include "database/database_schema.h"
 #include "database/library_facts.h"
+#include "database/library_tables.h"
 #include "database/queries_sql.h"
 #include "database/schema_sql.h"
 #include "platform/files.h"
@@ -29,6 +30,7 @@ namespace {
 
 constexpr const char* kRunMakesIt = "run: lumivault index, or lumivault init --shared; both make it";
 constexpr const char* kNoSuchFile = "No such file or directory";
+constexpr const char* kWhole = "ok";
 
 void Add(Findings& findings, std::string subject, std::string problem, std::string remedy,
          ExitStatus status = ExitStatus::kConfiguration) {
@@ -141,16 +143,30 @@ std::optional<Finding> ForeignSchema(const DatabaseReader& database, const std::
   return Finding{file, error.substr(0, end + 1), error.substr(end + kEnd.size()), ExitStatus::kDatabase};
 }
 
+// What is wrong with DATABASE, "" where nothing is: with tables of other programs there may be what they
+// like. Nothing where it cannot be told.
+std::optional<std::string> DamageOf(DatabaseReader& database) {
+  const auto whole = database.Query({"quick_check"}, kQuickCheckSql);
+  if (!whole) return std::nullopt;
+  const std::string first = whole->empty() ? kWhole : whole->front()[0].value_or("");
+  if (first == kWhole) return "";
+  if (first.starts_with(kDamageOfFile)) return first;
+  for (const LibraryTable& table : LibraryTables()) {
+    const auto damage = database.Query({"quick_check"}, kQuickCheckOfTableSql, std::string(table.name));
+    if (damage && !damage->empty() && damage->front()[0] != kWhole) return damage->front()[0].value_or("");
+  }
+  return "";
+}
+
 void ExamineFile(DatabaseReader& database, const std::string& file, Findings& findings) {
   const std::string remedy = "keep a copy of it, delete it and run: lumivault index " +
                              Visible(fs::path(file).parent_path().string()) +
                              "; people and comments given by hand are in the copy alone";
-  const auto damage = database.Query({"quick_check"}, kQuickCheckSql);
+  const auto damage = DamageOf(database);
   if (const auto foreign = damage ? std::nullopt : ForeignSchema(database, file))
     return static_cast<void>(findings.push_back(*foreign));
   if (!damage) return Add(findings, file, "damaged: " + database.error(), remedy, ExitStatus::kDatabase);
-  if (damage->empty() || damage->front()[0] == "ok") return;
-  Add(findings, file, "damaged: " + Visible(damage->front()[0].value_or("")), remedy, ExitStatus::kDatabase);
+  if (!damage->empty()) Add(findings, file, "damaged: " + Visible(*damage), remedy, ExitStatus::kDatabase);
 }
 
 // What is wrong with it may be somebody's file beside it.

@@ -144,6 +144,19 @@ TEST_F(SqliteFilesTest, AnAnswerHasABound) {
   EXPECT_EQ(Value(db, "SELECT v FROM t"), "v") << "the connection goes on";
 }
 
+// Of each only its place is kept.
+TEST_F(SqliteFilesTest, AnAnswerOfNothingsHasABoundToo) {
+  const auto many = [](int count) {
+    std::string columns = "NULL";
+    for (int i = 1; i < 100; ++i) columns += ", NULL";
+    return "WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+           std::to_string(count) + ") SELECT " + columns + " FROM n";
+  };
+  const Connection db = OpenSqlite(file());
+  EXPECT_EQ(ErrorOf(db, many(150'000)), "(none)");
+  EXPECT_EQ(ErrorOf(db, many(700'000)), "The answer is larger than 512 MiB.");
+}
+
 TEST_F(SqliteFilesTest, AJournalThatNamesAnotherFileIsNotTakenBack) {
   std::ofstream(Beside("victim")) << "not yours";
   PlantJournal(file(), Beside("victim"));

@@ -1,8 +1,10 @@
 // What `doctor` finds, one situation each, and that its remedy helps where it is a command.
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <memory>
 
 #include "support/media_maker.h"
 #include "support/shared_tree_test.h"
@@ -24,6 +26,18 @@ class DoctorTest : public ServiceTest {
   }
   RunResult Doctor() { return Run({"doctor", folder()}); }
   fs::path Database() const { return folder() / ".KAVOHGADB"; }
+  void Execute(const std::string& sql) const {
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(Database().c_str(), &handle), SQLITE_OK);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closed(handle, &sqlite3_close);
+    ASSERT_EQ(sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(handle);
+  }
+  // Its rows stay as they are.
+  void ChangeTable(const std::string& table, const std::string& from, const std::string& to) const {
+    Execute("PRAGMA writable_schema = ON; UPDATE sqlite_schema SET sql = replace(sql, '" + from + "', '" +
+            to + "') WHERE name = '" + table + "'");
+  }
 };
 
 TEST_F(DoctorTest, FindsNothingWhereAllIsWell) {
@@ -139,6 +153,25 @@ TEST_F(DoctorTest, ADamagedDatabase) {
                             "run: lumivault index " +
                             folder().string() +
                             "; people and comments given by hand are in the copy alone\n");
+}
+
+// A rule that was added to a table later finds rows that do not keep it.
+TEST_F(DoctorTest, ATableOfAnotherProgramThatIsNotAsItShouldBeIsNoDamage) {
+  Execute("CREATE TABLE notes (x); INSERT INTO notes VALUES (NULL)");
+  ChangeTable("notes", "x", "x NOT NULL");
+  ASSERT_EQ(Value("PRAGMA quick_check"), "NULL value in notes.x");
+  EXPECT_EQ(Doctor().out, kAllIsWell);
+}
+
+TEST_F(DoctorTest, ATableOfTheLibraryThatIsNotAsItShouldBeIsDamage) {
+  Execute("CREATE TABLE notes (x); INSERT INTO notes VALUES (NULL)");
+  ChangeTable("notes", "x", "x NOT NULL");
+  Query("INSERT INTO video_comment (path) VALUES ('a.mp4')");
+  ChangeTable("video_comment", "name TEXT", "name TEXT NOT NULL");
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.out,
+              StartsWith(Database().string() + ": damaged: NULL value in video_comment.name\n  keep a copy"));
 }
 
 TEST_F(DoctorTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabase) {

@@ -22,6 +22,9 @@ namespace {
 constexpr uid_t kOwner = 20'002;      // of the library
 constexpr uid_t kNeighbour = 20'001;  // whose files are private
 
+constexpr const char* kSecretText = "what a neighbour wrote";
+constexpr const char* kSecretKeyword = "neighbours-keyword";
+
 // Who runs the program.
 enum class Caller { kRoot, kUser };
 
@@ -39,9 +42,9 @@ std::string StateOf(const fs::path& folder) {
     struct stat status {};
     lstat(path.c_str(), &status);
     state += path.string() + " " + std::to_string(status.st_mode) + " " + std::to_string(status.st_uid) +
-             " " + std::to_string(status.st_ino) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
-             std::to_string(status.st_mtim.tv_nsec) + " " + (S_ISREG(status.st_mode) ? ReadFile(path) : "") +
-             "\n";
+             " " + std::to_string(status.st_ino) + " " + std::to_string(status.st_nlink) + " " +
+             std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec) + " " +
+             (S_ISREG(status.st_mode) ? ReadFile(path) : "") + "\n";
   }
   return state;
 }
@@ -64,8 +67,8 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
 
   // A file of each kind that a name of the library may be taken for.
   void MakePrivateFiles() {
-    MakeJpeg(Private("photo"), 8, 6, {{"Iptc.Application2.Keywords", "private"}});
-    WriteFile(Private("text"), "private text");
+    MakeJpeg(Private("photo"), 8, 6, {{"Iptc.Application2.Keywords", kSecretKeyword}});
+    WriteFile(Private("text"), kSecretText);
     WriteFile(Private("empty"), "");
     fs::create_directories(Private("folder"));
     WriteFile(Private("folder/a.jpg"), ReadFile(Private("photo")));
@@ -142,6 +145,19 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     return text.starts_with(temporary) || text.starts_with("/dev/") || text.starts_with("/memfd:");
   }
 
+  // Neither the output nor the database, which everybody may read, has anything that a neighbour keeps
+  // private.
+  void ExpectNothingTold(const RunResult& result) const {
+    if (caller_user() != 0) return;  // the private files are the caller's own
+    const fs::path database = File(".KAVOHGADB");
+    const bool is_ours =
+        fs::is_regular_file(fs::symlink_status(database)) && fs::hard_link_count(database) == 1;
+    for (const std::string& text : {result.out, result.err, is_ours ? ReadFile(database) : ""}) {
+      for (const char* secret : {kSecretText, kSecretKeyword})
+        EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+    }
+  }
+
   // Runs the command and looks at what it did.
   void HuntWith(const std::vector<std::string>& command) {
     SCOPED_TRACE(testing::PrintToString(command));
@@ -155,6 +171,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     if (caller_user() != 0) user = caller_user();
     const RunResult result = ProgramRun(arguments, scratch() / "hunt", {}, user, kTracer).Wait();
     EXPECT_LT(result.status, kOverdue) << result.err;  // neither crashed nor waiting for ever
+    ExpectNothingTold(result);
     EXPECT_EQ(StateOf(private_folder()), before);
     const std::vector<FileCall> calls = TakeFileCalls(trace);
     EXPECT_GT(calls.size(), 0U) << "nothing was traced";
@@ -286,7 +303,8 @@ TEST_P(ForeignStateTest, Locks) {
 }
 TEST_P(ForeignStateTest, TheCatalogue) {
   HuntInState({library_ + "catalogue.db", library_ + "catalogue.db-wal", library_ + "catalogue.db-shm",
-               library_ + "catalogue.db-journal", library_ + "catalogue.db.other"});
+               library_ + "catalogue.db-journal", library_ + "catalogue.db.other",
+               library_ + "catalogue.db.exchange"});
 }
 TEST_P(ForeignStateTest, Jobs) {
   HuntInState({"oldest-job", "var/services/photo/@eaDir", "var/services/photo/@eaDir/kavophoto_face.queue",

@@ -75,6 +75,28 @@ TEST_F(StateRootTest, NobodyElseMayLookIntoIt) {
   EXPECT_EQ(ModeOf(root_path()), 0700U);
 }
 
+TEST_F(StateRootTest, OthersMayPassTheFoldersAboveItAndNoMore) {
+  umask(0);
+  const auto prepared = StateRoot::Locate(dir_path() / "above/deep/state")->Prepare();
+  umask(022);
+  ASSERT_TRUE(prepared) << prepared.failure().message;
+  EXPECT_EQ(ModeOf(dir_path() / "above"), 0755U);
+  EXPECT_EQ(ModeOf(dir_path() / "above/deep"), 0755U);
+  EXPECT_EQ(ModeOf(dir_path() / "above/deep/state"), 0700U);
+}
+
+// There was nothing to be looked at when the folder was located.
+TEST_F(StateRootTest, OneThatOthersMadeMeanwhileIsRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give folders to others";
+  const auto root = StateRoot::Locate(dir_path() / "above/state");
+  ASSERT_TRUE(root);
+  fs::create_directory(dir_path() / "above");
+  ASSERT_EQ(chown((dir_path() / "above").c_str(), 20'001, 20'001), 0);
+  const auto prepared = root->Prepare();
+  ASSERT_FALSE(prepared);
+  EXPECT_EQ(prepared.failure().status, ExitStatus::kConfiguration);
+}
+
 TEST_F(StateRootTest, PreparingAgainTouchesNothing) {
   Prepared();
   const auto settings_time = fs::last_write_time(root_path().string() + kSettings);

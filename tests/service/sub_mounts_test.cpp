@@ -1,12 +1,16 @@
 // File systems that are mounted below a library, and what is told of their files when they are away or others
 // stand in their place. On both engines.
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
+#include "base/file_descriptor.h"
 #include "changes/mount_record.h"
 #include "files/file_system_id.h"
 #include "support/media_maker.h"
@@ -52,6 +56,16 @@ class SubMountsTest : public Base {
   void Pull() {
     while (umount2(Stick().c_str(), MNT_DETACH) == 0) {
     }
+  }
+  // Another stick with the same files, times included, in the place of the one that is there.
+  void ExchangeForCopy() {
+    const auto copy = [](const fs::path& from, const fs::path& to) {
+      ASSERT_EQ(std::system(("cp -a '" + from.string() + "' '" + to.string() + "'").c_str()), 0);
+    };
+    copy(Stick() / "deep", this->scratch() / "copy");
+    Pull();
+    Put();
+    copy(this->scratch() / "copy", Stick() / "deep");
   }
   void MakePhotos() {
     for (int i = 0; i < 3; ++i) MakeJpeg(Stick() / "deep" / (std::to_string(i) + ".jpg"), 16 + i, 8);
@@ -135,19 +149,37 @@ TYPED_TEST(SubMountsTest, AStickWithTheSameNamesDoesNotTakeTheRowsOfTheOther) {
   EXPECT_EQ(this->Status("index"), 0);
 }
 
-TYPED_TEST(SubMountsTest, ACopyOfAStickStandsForIt) {
+// Of what was there the database tells names, sizes and times.
+TYPED_TEST(SubMountsTest, NorDoesOneWithTheSameSizesWithANewStateFolder) {
   this->PutWithPhotos();
-  fs::copy(this->Stick(), this->scratch() / "copy", fs::copy_options::recursive);
-  for (int i = 0; i < 3; ++i) {
-    const std::string name = "deep/" + std::to_string(i) + ".jpg";
-    fs::last_write_time(this->scratch() / "copy" / name, fs::last_write_time(this->Stick() / name));
-  }
+  this->NamePerson("stick/deep/1.jpg", "Ada");
+  this->rows_ = this->Rows();
   this->Pull();
   this->Put();
-  ASSERT_EQ(std::system(
-                ("cp -a '" + (this->scratch() / "copy/deep").string() + "' '" + this->Stick().string() + "'")
-                    .c_str()),
-            0);
+  this->MakePhotos();
+  for (const auto& photo : fs::directory_iterator(this->Stick() / "deep"))
+    fs::last_write_time(photo, fs::last_write_time(photo) - std::chrono::hours(1));
+  this->NewStateFolder();
+  this->ExpectKept();
+  EXPECT_EQ(this->PersonOn("stick/deep/1.jpg"), "Ada");
+}
+
+TYPED_TEST(SubMountsTest, ACopyOfAStickStandsForItWithANewStateFolderToo) {
+  this->Put();
+  const bool with_video = MakeVideo(this->Stick() / "deep/film.mp4", 32, 32, 1);
+  this->MakePhotos();
+  this->Index();
+  const std::string id = this->IdOf("stick/deep/1.jpg");
+  this->ExchangeForCopy();
+  this->NewStateFolder();
+  EXPECT_EQ(this->Status("index"), 0);
+  EXPECT_EQ(this->IdOf("stick/deep/1.jpg"), id);
+  if (!with_video) GTEST_SKIP() << "no ffmpeg: without a video";
+}
+
+TYPED_TEST(SubMountsTest, ACopyOfAStickStandsForIt) {
+  this->PutWithPhotos();
+  this->ExchangeForCopy();
   EXPECT_EQ(this->Status("index"), 0);
   EXPECT_EQ(this->Rows(), this->rows_);
   EXPECT_EQ(this->Index()["unchanged"].asInt(), 4);
@@ -347,6 +379,25 @@ TYPED_TEST(SubMountsTest, WhatLiesOnAnotherMachineIsLeftOutAndSaidOnce) {
   const Json::Value report = this->Index();
   EXPECT_EQ(report["added"].asInt(), 1);
   EXPECT_EQ(report["failed"].size(), 0U);
+  EXPECT_EQ(report["skipped"]["on another machine or in an image file"].asInt(), 1);
+}
+
+// Whatever is asked of it waits for ever.
+TYPED_TEST(SubMountsTest, AServerThatIsGoneIsNotAsked) {
+  FileDescriptor server(open("/dev/fuse", O_RDWR | O_CLOEXEC));
+  const std::string options = "rootmode=40000,user_id=0,group_id=0,fd=" + std::to_string(server.get());
+  if (!server || mount("server:/photos", this->Stick().c_str(), "fuse.sshfs", 0, options.c_str()) != 0)
+    GTEST_SKIP() << "no file system of a server's here: " << std::strerror(errno);
+  constexpr std::chrono::seconds kPatience{20};
+  const auto begin = std::chrono::steady_clock::now();
+  std::jthread end([&](const std::stop_token& stopped) {
+    while (!stopped.stop_requested() && std::chrono::steady_clock::now() - begin < kPatience)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    server = FileDescriptor();  // whoever waits is told of an error
+  });
+  const Json::Value report = this->Index();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, kPatience);
+  EXPECT_EQ(report["added"].asInt(), 1);
   EXPECT_EQ(report["skipped"]["on another machine or in an image file"].asInt(), 1);
 }
 
