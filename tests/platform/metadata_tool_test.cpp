@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/exiv2_scope.h"
+#include "platform/heif_reading.h"
 #include "platform/image_cache.h"
 #include "platform/printed_metadata.h"
 #include "support/comma_locale.h"
@@ -63,6 +64,7 @@ std::optional<SpawnResult> AskRealTool(const Arguments& arguments) {
 
 // Video containers, in the library's words. It is not used on them.
 bool IsRefusedContainer(const std::string& path) try {
+  const HeifReading heif;
   const int type = Exiv2::ImageFactory::getType(path);
   return type >= kFirstContainerType && type != kWebPType;
 } catch (const Exiv2::AnyError&) {
