@@ -19,9 +19,8 @@ inline constexpr const char* kAddColumnSql = "ALTER TABLE @KAVO:NEVAR ADD COLUMN
 inline constexpr const char* kMakeSharedDatabaseSql =
     "CREATE DATABASE photo TEMPLATE template0 ENCODING 'UTF8' LC_COLLATE 'C' LC_CTYPE 'C'";
 
-// "ok", or the first damage: of the file as such, which begins so, or else of what a table or an index holds.
+// "ok", or the first damage: of the file as such, or else of what a table or an index holds.
 inline constexpr const char* kQuickCheckSql = "PRAGMA quick_check(1)";
-inline constexpr const char* kDamageOfFile = "*** in database";
 // The same of one table.
 inline constexpr const char* kQuickCheckOfTableSql = "PRAGMA quick_check('@KAVO:VAR')";
 inline constexpr const char* kServerFactsSql =

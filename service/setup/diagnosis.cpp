@@ -31,6 +31,8 @@ namespace {
 constexpr const char* kRunMakesIt = "run: lumivault index, or lumivault init --shared; both make it";
 constexpr const char* kNoSuchFile = "No such file or directory";
 constexpr const char* kWhole = "ok";
+// So begins what is wrong with the file as such, in SQLite's words.
+constexpr const char* kDamageOfFile = "*** in database";
 
 void Add(Findings& findings, std::string subject, std::string problem, std::string remedy,
          ExitStatus status = ExitStatus::kConfiguration) {

@@ -154,15 +154,15 @@ std::set<std::string> UnplannedTexts() {
           "kInsertLabelWithId", "kInsertLink", "kInsertAlbum", "kInsertRight", "kPutEntry", "kPutFact",
           "kMergePeopleByDefaultSql", "kRaiseGenerationSql", "kNoteMarkedSql", "kNoteMountsSql",
           // Settings and transactions.
-          "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kBeginCatalogue",
-          "kCommitCatalogue", "kAnyTableSql", "kLinkStatisticsSql", "kServerAnswersSql", "kServerFactsSql",
-          "kServerIdentity", "kDatabaseOfServerSql", "kMakeSharedDatabaseSql", "kAddColumnSql",
-          "kColumnsOfSqlite", "kColumnsOfPostgres", "kFactTableOfSqlite", "kFactTableOfPostgres",
-          "kNamesOfSqlite", "kNamesOfPostgres",
+          "kForeignKeysOn", "kVacuum", "kMakeCatalogue", "kDurableCatalogue", "kEndCatalogueLog",
+          "kBeginCatalogue", "kCommitCatalogue", "kAnyTableSql", "kLinkStatisticsSql", "kServerAnswersSql",
+          "kServerFactsSql", "kServerIdentity", "kDatabaseOfServerSql", "kMakeSharedDatabaseSql",
+          "kAddColumnSql", "kColumnsOfSqlite", "kColumnsOfPostgres", "kFactTableOfSqlite",
+          "kFactTableOfPostgres", "kNamesOfSqlite", "kNamesOfPostgres",
           // On PostgreSQL an export reads each table whole, through a cursor.
           "kOpenCursorSql", "kFetchSql", "kCloseCursorSql",
           // Asked for by doctor, of the whole file.
-          "kQuickCheckSql",
+          "kQuickCheckSql", "kQuickCheckOfTableSql",
           // A new catalogue is made of every row.
           "kIndexedPhotos", "kIndexedVideos", "kIndexedFolders",
           // Parts that the tables of the library are made of.

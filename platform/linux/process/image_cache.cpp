@@ -101,16 +101,15 @@ std::atomic<HeifMetadataReader>& TheReader() {
   return reader;
 }
 
-// What the library has read of IMAGE before it gave up is worth to be kept. Of a HEIF image READER knows
-// more.
-bool KeepsBegin(const Exiv2::Image& image, int code) {
-  const bool holds = !image.exifData().empty() || !image.iptcData().empty() || !image.xmpData().empty();
-  return TheReader() != nullptr && holds && !MayPass(code) && image.imageType() != Exiv2::ImageType::bmff;
-}
-
+// The picture is as good as ever where the library gave up at its colour profile alone. Of a HEIF image the
+// reader knows more.
 bool IsWellButItsProfile(const Exiv2::Image& image, int code) {
   return TheReader() != nullptr && code == Exiv2::kerInvalidIccProfile &&
-         image.imageType() == Exiv2::ImageType::jpeg;
+         image.imageType() != Exiv2::ImageType::bmff;
+}
+
+bool HoldsAnything(const Exiv2::Image& image) {
+  return !image.exifData().empty() || !image.iptcData().empty() || !image.xmpData().empty();
 }
 
 // Null where even that cannot be read. The image refers to HEAD.
@@ -160,10 +159,11 @@ void Read(const std::string& path, ParsedImage& parsed, Parse& parse) {
   try {
     image->readMetadata();
   } catch (const Exiv2::AnyError& error) {
-    const bool again = IsWellButItsProfile(*image, error.code());
-    if (again) head = HeadWithoutProfiles(descriptor);
-    Exiv2::Image::AutoPtr rest = again ? ReadHead(head) : Exiv2::Image::AutoPtr();
-    if (rest.get() == nullptr && !KeepsBegin(*image, error.code())) throw;
+    if (!IsWellButItsProfile(*image, error.code())) throw;
+    const bool is_jpeg = image->imageType() == Exiv2::ImageType::jpeg;
+    if (is_jpeg) head = HeadWithoutProfiles(descriptor);
+    Exiv2::Image::AutoPtr rest = is_jpeg ? ReadHead(head) : Exiv2::Image::AutoPtr();
+    if (rest.get() == nullptr && !HoldsAnything(*image)) throw;
     if (rest.get() != nullptr) image = rest;
     parsed.error = error.what();
   }
