@@ -20,6 +20,7 @@
 #include "platform/text.h"
 #include "process/spawn.h"
 #include "support/appliance_tree.h"
+#include "support/silent_spawn.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -45,19 +46,6 @@ bool EndsSoon(pid_t id) {
   }
   return false;
 }
-
-// False where user-mode emulation makes a copy of the process to spawn from, and the copy's failure stays its
-// own: a program that cannot be run then ends with 127.
-bool SpawnTellsOfFailure() {
-  const char folder[] = "/";
-  char* const arguments[] = {nullptr};
-  pid_t id = -1;
-  if (posix_spawn(&id, folder, nullptr, nullptr, arguments, nullptr) != 0) return true;
-  waitpid(id, nullptr, 0);
-  return false;
-}
-
-constexpr const char* kSilentSpawn = "posix_spawn does not tell here that a program cannot be run";
 
 class Process : public testing::Test {
  protected:

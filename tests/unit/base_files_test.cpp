@@ -16,6 +16,7 @@
 #include "base/file_id.h"
 #include "base/process_start.h"
 #include "base/read_on.h"
+#include "support/silent_spawn.h"
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
@@ -236,6 +237,7 @@ TEST_F(ProcessStartTest, NothingIsStartedAfterAStepThatFailed) {
 }
 
 TEST_F(ProcessStartTest, AProgramThatIsNotThereTellsWhy) {
+  if (!SpawnTellsOfFailure()) GTEST_SKIP() << kSilentSpawn;
   pid_t id = 0;
   EXPECT_EQ(ProcessStart().Run("/nowhere/at/all", {"all"}, {}, id), ENOENT);
 }

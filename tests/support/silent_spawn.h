@@ -1,0 +1,20 @@
+#ifndef TESTS_SUPPORT_SILENT_SPAWN_H_
+#define TESTS_SUPPORT_SILENT_SPAWN_H_
+
+#include <spawn.h>
+#include <sys/wait.h>
+
+// False where user-mode emulation makes a copy of the process to spawn from, and the copy's failure stays its
+// own: a program that cannot be run then ends with 127.
+inline bool SpawnTellsOfFailure() {
+  const char folder[] = "/";
+  char* const arguments[] = {nullptr};
+  pid_t id = -1;
+  if (posix_spawn(&id, folder, nullptr, nullptr, arguments, nullptr) != 0) return true;
+  waitpid(id, nullptr, 0);
+  return false;
+}
+
+inline constexpr const char* kSilentSpawn = "posix_spawn does not tell here that a program cannot be run";
+
+#endif  // TESTS_SUPPORT_SILENT_SPAWN_H_
