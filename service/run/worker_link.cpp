@@ -103,7 +103,8 @@ void WorkerLink::Serve() {
     while (channel.Next()) {
     }
     if (channel.broken()) worker_->Kill();
-    return closed || channel.broken() ? Expire() : void();
+    if (closed || channel.broken()) Expire();
+    return;
   }
   while (const auto message = channel.Next()) {
     if (!Accept(*message)) return listener_.Lost(*this, kNonsense);
