@@ -19,8 +19,10 @@ struct Options {
 
 // As the run itself would.
 Outcome<Done> LookAsOwner(const RunOptions& options, const Library& library) {
-  const auto owner = options.as_root ? std::nullopt : OwnerToBecome(library);
-  return owner ? LookAs(owner->user) : Done{};
+  if (options.as_root) return Done{};
+  const auto owner = OwnerToBecome(library);
+  if (!owner) return owner.failure();
+  return *owner ? LookAs((*owner)->user) : Done{};
 }
 
 int ShowDryRun(const RunOptions& options) {

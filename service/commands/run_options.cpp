@@ -83,7 +83,9 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
 
 // Makes WORKER, and what is the library's, the library owner's; the view of STATE that it then has.
 Outcome<FileDescriptor> BecomeOwners(const StateRoot& state, WorkerStart& worker) {
-  worker.identity = OwnerToBecome(worker.library);
+  const auto owner = OwnerToBecome(worker.library);
+  if (!owner) return owner.failure();
+  worker.identity = *owner;
   if (!worker.identity) return FileDescriptor();
   if (auto looks = LookAs(worker.identity->user); !looks) return looks.failure();
   if (auto adopted = AdoptDatabase(worker.library, *worker.identity); !adopted) return adopted.failure();

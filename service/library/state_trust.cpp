@@ -1,7 +1,6 @@
 #include "library/state_trust.h"
 
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,6 +9,7 @@
 
 #include "base/fixed_path.h"
 #include "common/display.h"
+#include "library/folder_trust.h"
 #include "library/state_root.h"
 
 namespace fs = std::filesystem;
@@ -17,7 +17,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr uid_t kRoot = 0;
-constexpr gid_t kRootsGroup = 0;
 constexpr const char* kJobFolder = "@eaDir";
 
 // What the service goes by, one by one: the folder may be the root of an appliance.
@@ -34,7 +33,6 @@ constexpr const char* kForeign =
 constexpr const char* kOpen =
     "others, or a group, may write there, and could change what a run does; "
     "forbid them that, or name another state folder with --root";
-constexpr const char* kAccessList = "system.posix_acl_access";
 
 Failure Untrusted(const std::string& path, const char* why) {
   return {ExitStatus::kConfiguration, Visible(path) + ": " + why};
@@ -47,27 +45,11 @@ std::optional<struct stat> StatusOf(const std::string& path) {
   return status;
 }
 
-bool IsOurs(const struct stat& status) {
-  return status.st_uid == kRoot || status.st_uid == geteuid();
-}
-
-// Where there is one, the group's bits are what anybody named in it may have.
-bool HasAccessList(const std::string& path) {
-  return lgetxattr(path.c_str(), kAccessList, nullptr, 0) > 0;
-}
-
-// Who is in a user's group he may not know; root's group is root's affair.
-bool OthersMayWrite(const std::string& path, const struct stat& folder) {
-  if ((folder.st_mode & S_IWOTH) != 0) return true;
-  if ((folder.st_mode & S_IWGRP) == 0) return false;
-  return geteuid() != kRoot || folder.st_gid != kRootsGroup || HasAccessList(path);
-}
-
-Outcome<Done> TrustFolder(const std::string& folder, bool others_keep_off) {
+Outcome<Done> TrustFolder(const std::string& folder) {
   const auto status = StatusOf(folder);
   if (!status) return Done{};
   if (!IsOurs(*status)) return Untrusted(folder, kForeign);
-  if (!others_keep_off && OthersMayWrite(folder, *status)) return Untrusted(folder, kOpen);
+  if (OthersMayWrite(folder, *status)) return Untrusted(folder, kOpen);
   return Done{};
 }
 
@@ -116,20 +98,16 @@ class Names {
   bool others_enter_ = false;
 };
 
-// In a sticky folder (/tmp) nobody touches what is another's.
-Outcome<Done> TrustWay(const fs::path& folder) {
-  for (fs::path above = folder.parent_path();; above = above.parent_path()) {
-    const auto status = StatusOf(above.string());
-    const bool sticky = status && (status->st_mode & S_ISVTX) != 0;
-    if (auto trusted = TrustFolder(above.string(), sticky); !trusted) return trusted;
-    if (above == above.root_path()) return Done{};
-  }
+Outcome<Done> TrustWay(const std::string& folder) {
+  const auto above = DistrustedAbove(folder);
+  if (!above) return Done{};
+  return Untrusted(above->path, above->why == Distrust::kForeign ? kForeign : kOpen);
 }
 
 }  // namespace
 
 Outcome<Done> TrustStateFolder(const std::string& folder) {
-  if (auto trusted = TrustFolder(folder, false); !trusted) return trusted;
+  if (auto trusted = TrustFolder(folder); !trusted) return trusted;
   if (auto trusted = geteuid() == kRoot ? TrustWay(folder) : Outcome<Done>(Done{}); !trusted) return trusted;
   const Names names(folder);
   for (const char* place : kPlaces) {

@@ -14,6 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "common/display.h"
+#include "library/folder_trust.h"
+
 namespace {
 
 constexpr uid_t kRoot = 0;
@@ -87,15 +90,21 @@ bool HasLostRoot(uid_t user, const Groups& groups) {
          setresuid(kRoot, kRoot, kRoot) != 0;
 }
 
+Failure Exchangeable(const Library& library, const DistrustedFolder& above) {
+  return {ExitStatus::kUsage, Visible(library.folder) + ": belongs to root, but somebody else may put " +
+                                  "another folder in its place in " + Visible(above.path) +
+                                  "; give it to its user, or say --as-root"};
+}
+
 }  // namespace
 
-std::optional<WorkerIdentity> OwnerToBecome(const Library& library) {
+Outcome<std::optional<WorkerIdentity>> OwnerToBecome(const Library& library) {
   struct stat status {};
-  if (geteuid() != kRoot || library.shared() || stat(library.folder.c_str(), &status) != 0 ||
-      status.st_uid == kRoot) {
-    return std::nullopt;
-  }
-  return WorkerIdentity{status.st_uid, status.st_gid};
+  if (geteuid() != kRoot || library.shared() || stat(library.folder.c_str(), &status) != 0)
+    return std::optional<WorkerIdentity>();
+  if (status.st_uid != kRoot) return std::optional(WorkerIdentity{status.st_uid, status.st_gid});
+  if (const auto above = DistrustedAbove(library.folder)) return Exchangeable(library, *above);
+  return std::optional<WorkerIdentity>();
 }
 
 bool Become(uid_t user) {

@@ -7,6 +7,7 @@
 
 #include <optional>
 
+#include "common/outcome.h"
 #include "library/library.h"
 
 struct WorkerIdentity {
@@ -15,8 +16,9 @@ struct WorkerIdentity {
 };
 
 // The owner of the library's folder, who is to become its workers; nothing when they stay who started the
-// run: an ordinary user, the owner himself, or a shared tree, which holds the files of many.
-std::optional<WorkerIdentity> OwnerToBecome(const Library& library);
+// run: an ordinary user, the owner himself, or a shared tree, which holds the files of many. Fails where the
+// folder is root's now and somebody else could put his own in its place a moment later.
+Outcome<std::optional<WorkerIdentity>> OwnerToBecome(const Library& library);
 
 // This process becomes USER, for good: with the groups of the account, or nobody's alone where there is none,
 // no privileges and no way to new ones, in a session and with keys of its own; it makes no file that others

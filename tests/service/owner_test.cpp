@@ -219,6 +219,31 @@ TEST_F(OwnerTest, FolderOfRootsIsReadByRoot) {
   EXPECT_EQ(OwnerOf(Database()), 0U);
 }
 
+// Whoever may exchange it for a folder of his own would have workers that stay root.
+TEST_F(OwnerTest, FolderOfRootsThatSomebodyElseMayExchangeIsNotReadByRoot) {
+  Photo("up/kept/a.jpg");
+  Own(File("up/kept"), 0);
+  const auto refused = [this](const fs::path& above) {
+    return "lumivault: " + File("up/kept").string() +
+           ": belongs to root, but somebody else may put another folder in its place in " + above.string() +
+           "; give it to its user, or say --as-root\n";
+  };
+  for (const char* way : {"--failed", "--dry-run"}) {
+    const RunResult result = Run({"index", File("up/kept"), way});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, refused(File("up")));
+  }
+  EXPECT_FALSE(fs::exists(File("up/kept/.KAVOHGADB")));
+  Own(File("up"), 0);
+  EXPECT_EQ(Run({"index", File("up/kept")}).err, refused(folder())) << "further up";
+  Own(folder(), 0);
+  chmod(File("up").c_str(), 0777);
+  EXPECT_EQ(Run({"index", File("up/kept")}).err, refused(File("up"))) << "everybody may write there";
+  EXPECT_EQ(Run({"index", File("up/kept"), "--as-root"}).status, 0);
+  chmod(File("up").c_str(), 01777);
+  EXPECT_EQ(Run({"index", File("up/kept")}).status, 0) << "nobody exchanges what is another's there";
+}
+
 TEST_F(OwnerTest, DatabaseThatRootMadeIsGivenToTheOwner) {
   Photo("a.jpg");
   Index({"--as-root"});
