@@ -103,15 +103,21 @@ AvPicture FindSize(const ParsedImage& image, int descriptor) {
   return found;
 }
 
+// A format that is laid out as a TIFF image says of its size what its maker liked, or nothing.
+bool MayHideItsSize(const ParsedImage& image) {
+  return image.type != Exiv2::ImageType::jpeg && image.type != Exiv2::ImageType::png && !image.exif.empty();
+}
+
 // Nothing is wrong with a picture of which only the metadata library knows too little.
-void SetOutcomeOfSize(int descriptor, bool late, MediaFacts& facts) {
+void SetOutcomeOfSize(const ParsedImage& image, int descriptor, bool late, MediaFacts& facts) {
   if (late && !IsKnown(facts.size)) {
     facts.outcome = ProbeOutcome::kLate;
     facts.reason = kTookTooLong;
   }
   if (facts.outcome != ProbeOutcome::kOk) return;
   if (!IsKnown(facts.size)) {
-    facts.outcome = ProbeOutcome::kDamaged;
+    const bool of_a_camera = MayHideItsSize(image) && !facts.photo.make.empty();
+    facts.outcome = of_a_camera ? ProbeOutcome::kSizeless : ProbeOutcome::kDamaged;
     facts.reason = "the size of the picture cannot be found";
   } else if (!EndsBehindPicture(descriptor)) {
     facts.outcome = ProbeOutcome::kDamaged;
@@ -141,7 +147,7 @@ MediaFacts ReadPhoto(const std::string& path, int descriptor) {
   if (facts.taken.time.empty()) facts.taken.Take(ContainerTime(descriptor));
   const AvPicture found = again ? AvPicture{again->size} : FindSize(*image, descriptor);
   facts.size = found.size;
-  SetOutcomeOfSize(descriptor, found.late, facts);
+  SetOutcomeOfSize(*image, descriptor, found.late, facts);
   return facts;
 }
 

@@ -17,6 +17,7 @@ enum class ProbeOutcome : std::uint8_t {
   kEmpty,        // no bytes
   kUnsupported,  // not a file of that kind, or of a format that is not read
   kDamaged,      // of that kind, but cut short or corrupt
+  kSizeless,     // a camera's picture, whole as far as anybody can tell, whose size nobody tells
 };
 
 struct ProbeResult {

@@ -47,7 +47,11 @@ void RemoveUnreadQueues(const StateRoot& root, const std::string& link) {
 
 std::string WhyNoLink(const std::string& link, int error) {
   std::error_code unreadable;
-  if (fs::symlink_status(link, unreadable).type() == fs::file_type::directory)
+  const bool folder = fs::symlink_status(link, unreadable).type() == fs::file_type::directory;
+  if (folder && HoldsNothingBut(link, kSideFolder))
+    return "background jobs wait in it, which face recognition is to take; let it take them first, or delete "
+           "the folder with them";
+  if (folder)
     return "is a folder with something in it; to have the link in its place, move that elsewhere first";
   return ErrorText(error);
 }

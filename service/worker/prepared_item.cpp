@@ -20,7 +20,8 @@ bool LiesDirectlyIn(const std::string& path, const std::string& folder) {
 // A damaged picture that still shows something belongs into its owner's library.
 bool Storable(const ProbeResult& probed) {
   const bool tells = probed.outcome == ProbeOutcome::kDamaged || probed.outcome == ProbeOutcome::kLate;
-  return probed.outcome == ProbeOutcome::kOk || (tells && probed.media["resolutionX"].asInt() > 0);
+  return probed.outcome == ProbeOutcome::kOk || probed.outcome == ProbeOutcome::kSizeless ||
+         (tells && probed.media["resolutionX"].asInt() > 0);
 }
 
 }  // namespace

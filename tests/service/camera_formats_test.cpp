@@ -43,6 +43,14 @@ std::string RawOfItsOwn() {
   return std::string("IIU\0", 4) + LittleEndian(8, 4) + Directory({{0x2, 40}, {0x3, 30}});
 }
 
+// A maker's name and nothing of a size.
+std::string RawWithoutSize() {
+  constexpr int kMake = 0x10F;
+  constexpr int kText = 2;
+  return std::string("II*\0", 4) + LittleEndian(8, 4) + LittleEndian(1, 2) + LittleEndian(kMake, 2) +
+         LittleEndian(kText, 2) + LittleEndian(4, 4) + std::string("Ann\0", 4) + LittleEndian(0, 4);
+}
+
 class CameraFormatsTest : public ServiceTest {
  protected:
   void SetUp() override { fs::create_directories(folder()); }
@@ -96,6 +104,19 @@ TEST_F(CameraFormatsTest, EveryVideoGetsItsRow) {
   }
   Index();
   EXPECT_EQ(Value("SELECT count(*) FROM video WHERE resolutionX = 64 AND container_type = 'mp4'"), "2");
+}
+
+// What its metadata tells is more than nothing.
+TEST_F(CameraFormatsTest, APictureOfACamerasWhoseSizeNobodyTellsHasItsRow) {
+  WriteFile(File("a.dng"), RawWithoutSize());
+  WriteFile(File("b.dng"), std::string("II*\0", 4) + LittleEndian(8, 4) + Directory({{0xFE, 1}}));
+  const Json::Value report = Index({}, 3);
+  EXPECT_EQ(report["added"].asInt(), 1);
+  EXPECT_EQ(FailureOf(report, "b.dng"), "the size of the picture cannot be found");
+  EXPECT_EQ(report["notes"][0]["reason"].asString(), "the size of the picture cannot be found");
+  EXPECT_EQ(Value("SELECT camera_make || '|' || resolutionx || '|' || resolutiony FROM photo_image"),
+            "Ann|0|0");
+  EXPECT_EQ(Index()["added"].asInt(), 0) << "known";
 }
 
 }  // namespace

@@ -157,7 +157,12 @@ TEST_F(InitAfterPersonalRunTest, LeavesJobsThatFaceRecognitionTakes) {
   const fs::path queue = Link() / "@eaDir/kavophoto_face.queue";
   WriteFile(state() / "var/packages/Lumivault/etc/settings.conf", "runfacerecognition=yes\n");
   WriteFile(queue, "f:a.jpg\n");
-  EXPECT_EQ(Init(folder()).status, 4);
+  const RunResult result = Init(folder());
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.err,
+            "lumivault: " + Link().string() +
+                ": background jobs wait in it, which face recognition is to take; let it take them "
+                "first, or delete the folder with them\n");
   EXPECT_EQ(ReadFile(queue), "f:a.jpg\n");
   WriteFile(queue, "");
   EXPECT_EQ(Init(folder()).status, 0);
