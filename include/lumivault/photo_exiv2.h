@@ -15,10 +15,10 @@
  * context, nor a database. Files are parsed one at a time; for that time Exiv2 is silent and the locale of
  * the program's C++ streams is "C" and its switch for HEIF (enableBMFF) is on. Afterwards Exiv2 is as the
  * program had it: that switch, its XMP namespaces and its lock are, and what a file declares is forgotten.
- * Its keys can be asked for here all the same. A namespace that another thread registers meanwhile is taken for
- * the file's, so a program registers its own while no thread makes a PhotoExiv2. One thing stays: the XMP parser is initialized, so a program
- * that gives it a lock does so before its first PhotoExiv2, or calls XmpParser::terminate first. Ownership:
- * PATH and OUT are the caller's. The object holds no file open. */
+ * Its keys can be asked for here all the same. A namespace that another thread registers meanwhile is taken
+ * for the file's, so a program registers its own while no thread makes a PhotoExiv2. One thing stays: the XMP
+ * parser is initialized, so a program that gives it a lock does so before its first PhotoExiv2, or calls
+ * XmpParser::terminate first. Ownership: PATH and OUT are the caller's. The object holds no file open. */
 class LUMIVAULT_API PhotoExiv2 {
  public:
   /* Opens PATH and reads its metadata. Throws Exiv2::BasicError<char> for NULL, a missing, unreadable or

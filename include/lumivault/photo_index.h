@@ -4,17 +4,17 @@
  * the folder that the environment variable LUMIVAULT_ROOT names: the state folder of the program lumivault.
  *
  * Arguments: every path is absolute and belongs to the caller; NULL and the empty path are failures where a
- * function says nothing else; the empty path is nobody's business, 0, for IndexDelete, IndexRename (as the new
- * one), IndexDirAdd, IndexDirDelete, IndexDirRename (as the new one), IndexPreReindex and IndexPostReindex, and
- * like any other path of the shared tree for IndexPhotoUserNameGet ("root"), IndexVersionUpdate (0), the three
- * functions of labels and faces (IndexFaceRecognitionLableCheck, ...DataGet, ...ImageLabelDataGet),
- * IndexFaceRecognitionQueueAdd and IndexWatermarkQueueAdd (a job without a photo). Slashes at the end of a folder's name count in the
- * reindex of a whole library alone, whose ROOT has none. INDEXTYPE is the kind of the indexed folder; only
- * 1, 2, 4 and 5 concern this plug-in, any other gives 0. SIZE counts bytes, terminator included. Results: 0
- * done or not this plug-in's business, -1 failure, where a function says nothing else. The reason of a
- * failure goes to syslog. No exception leaves these functions. Threads: one call at a time in a process,
- * whatever its thread; calls set the request context (request_context.h) and may wait up to 30 s for a
- * database that another process writes.
+ * function says nothing else; the empty path is nobody's business, 0, for IndexDelete, IndexRename (as the
+ * new one), IndexDirAdd, IndexDirDelete, IndexDirRename (as the new one), IndexPreReindex and
+ * IndexPostReindex, and like any other path of the shared tree for IndexPhotoUserNameGet ("root"),
+ * IndexVersionUpdate (0), the three functions of labels and faces (IndexFaceRecognitionLableCheck,
+ * ...DataGet, ...ImageLabelDataGet), IndexFaceRecognitionQueueAdd and IndexWatermarkQueueAdd (a job without a
+ * photo). Slashes at the end of a folder's name count in the reindex of a whole library alone, whose ROOT has
+ * none. INDEXTYPE is the kind of the indexed folder; only 1, 2, 4 and 5 concern this plug-in, any other gives
+ * 0. SIZE counts bytes, terminator included. Results: 0 done or not this plug-in's business, -1 failure,
+ * where a function says nothing else. The reason of a failure goes to syslog. No exception leaves these
+ * functions. Threads: one call at a time in a process, whatever its thread; calls set the request context
+ * (request_context.h) and may wait up to 30 s for a database that another process writes.
  */
 #ifndef LUMIVAULT_PHOTO_INDEX_H_
 #define LUMIVAULT_PHOTO_INDEX_H_
