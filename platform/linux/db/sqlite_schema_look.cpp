@@ -53,10 +53,10 @@ std::string SqliteSchemaLook::ForeignIn(const Rows& rows) {
   return foreign ? Told(*foreign) : "";
 }
 
-bool SqliteSchemaLook::Holds() const {
-  if (witness_ == nullptr) return false;
-  sqlite3_step(witness_.get());
-  return sqlite3_reset(witness_.get()) == SQLITE_OK;
+bool SqliteSchemaLook::Holds() {
+  if (witness_ != nullptr) sqlite3_step(witness_.get());
+  known_ = witness_ != nullptr && sqlite3_reset(witness_.get()) == SQLITE_OK;
+  return known_;
 }
 
 void SqliteSchemaLook::PrepareAnew() {
@@ -64,8 +64,15 @@ void SqliteSchemaLook::PrepareAnew() {
   witness_ = PrepareOnce(database_, "SELECT 1 FROM main.sqlite_master LIMIT 1", ignored);
 }
 
-// Let go of first: it may have been read at another moment.
 int SqliteSchemaLook::Look(std::string& text) {
+  const int code = LookAnew(text);
+  known_ = code == SQLITE_OK;
+  foreign_ = code == SQLITE_AUTH;
+  return code;
+}
+
+// Let go of first: it may have been read at another moment.
+int SqliteSchemaLook::LookAnew(std::string& text) {
   witness_.reset();
   int code = Run("PRAGMA writable_schema=RESET", text);
   if (code != SQLITE_OK) return code;

@@ -1,0 +1,138 @@
+#include "db/sqlite_own_files.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "core/open_below.h"
+#include "core/person.h"
+
+namespace {
+
+constexpr const char* kAccessList = "system.posix_acl_access";
+constexpr mode_t kPrivate = 0600;
+constexpr uid_t kRoot = 0;
+constexpr int kLeaseTries = 100;
+constexpr std::chrono::milliseconds kLeasePause{20};
+constexpr int kTries = 16;  // each time somebody else has made or removed the file in between
+
+int Answer(int error) {
+  errno = error;
+  return -1;
+}
+
+}  // namespace
+
+SqliteOwnFiles::SqliteOwnFiles(DatabaseFile place, SqliteRefusal& refusal)
+    : place_(std::move(place)),
+      journal_(place_.name() + "-journal"),
+      log_(place_.name() + "-wal"),
+      shared_(place_.name() + "-shm"),
+      refusal_(refusal) {}
+
+const std::string* SqliteOwnFiles::Find(const char* path) const {
+  const std::string_view whole = path;
+  const std::string& database = place_.path();
+  if (!whole.starts_with(database)) return nullptr;
+  const std::string_view suffix = whole.substr(database.size());
+  for (const std::string* name : {&place_.name(), &journal_, &log_, &shared_}) {
+    if (std::string_view(*name).substr(place_.name().size()) == suffix) return name;
+  }
+  return nullptr;
+}
+
+int SqliteOwnFiles::Open(const char* path, int flags, mode_t mode) {
+  const std::string* name = Find(path);
+  return name != nullptr ? OpenNamed(*name, flags, mode) : Answer(EPERM);
+}
+
+FileDescriptor SqliteOwnFiles::OpenNameless() const {
+  return FileDescriptor(openat(place_.folder().get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivate));
+}
+
+int SqliteOwnFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
+  const int folder = place_.folder().get();
+  for (int i = 0; i < kTries; ++i) {
+    // Nobody notices this open: neither what waits behind a pipe nor a device.
+    const FileDescriptor found(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (found) return OpenFound(found, name, flags);
+    if (errno != ENOENT || (flags & O_CREAT) == 0) return -1;
+    // It would be foreign to all others, and stay: who may not write the database cannot end its log.
+    if (!writable_) {
+      refusal_.Note(Why::kNotWritable, &place_.name(), database_->st_uid);
+      return Answer(EACCES);
+    }
+    FileDescriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (made && IsDatabase(&name)) NoteDatabase(made);
+    if (made || errno != EEXIST) return made.Release();
+  }
+  return Answer(EAGAIN);
+}
+
+int SqliteOwnFiles::OpenFound(const FileDescriptor& found, const std::string& name, int flags) {
+  const auto status = StatusOf(found);
+  if (!status.has_value()) return -1;
+  const Why why = Judge(*status, name);
+  if (why != Why::kNothing) {
+    refusal_.Note(why, &name);
+    return Answer(EPERM);
+  }
+  if (IsDatabase(&name)) {
+    NoteDatabase(found);
+    // On a disk that is only read nothing is left beside it anyway.
+    writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0 || errno == EROFS;
+  }
+  return OpenUnheld(found, name, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW));
+}
+
+void SqliteOwnFiles::NoteDatabase(const FileDescriptor& database) {
+  database_ = StatusOf(database);
+  opened_ = Reopen(database, O_PATH);
+}
+
+int SqliteOwnFiles::OpenUnheld(const FileDescriptor& found, const std::string& name, int flags) {
+  // Refused for writing, SQLite asks again for reading, which not every lease forbids.
+  if (refusal_.Is(Why::kHeld)) return Answer(EWOULDBLOCK);
+  for (int i = 0; i < kLeaseTries; ++i) {
+    FileDescriptor opened = Reopen(found, flags | O_NONBLOCK);
+    if (opened || errno != EWOULDBLOCK) return opened.Release();
+    std::this_thread::sleep_for(kLeasePause);
+  }
+  refusal_.Note(Why::kHeld, &name);
+  return Answer(EWOULDBLOCK);
+}
+
+SqliteRefusal::Why SqliteOwnFiles::Judge(const struct stat& status, const std::string& name) const {
+  if (!S_ISREG(status.st_mode)) return Why::kNoFile;
+  if (status.st_nlink > 1) return Why::kTwoNames;
+  if (IsDatabase(&name) || !database_.has_value()) return Why::kNothing;
+  return IsOwn(status) ? Why::kNothing : Why::kForeign;
+}
+
+bool SqliteOwnFiles::IsOwn(const struct stat& side_file) const {
+  const struct stat& database = *database_;
+  if (side_file.st_uid == database.st_uid) return true;
+  // SQLite gives root's side files to the database's owner. What was root's before would be given away: only
+  // one that has just been made, by root, is taken for a side file.
+  if (geteuid() == kRoot && side_file.st_uid == kRoot) return side_file.st_size == 0;
+  if (side_file.st_uid == geteuid() || side_file.st_uid == kRoot) return true;
+  // Who may write the database could write there what a side file has it take in.
+  return (database.st_mode & S_IWOTH) != 0 || GroupMayWrite(side_file.st_uid);
+}
+
+// The file's own group says nothing of who has made it: folders hand theirs down. Where there is an access
+// list the group's bits are no longer the group's.
+bool SqliteOwnFiles::GroupMayWrite(uid_t user) const {
+  const bool may = (database_->st_mode & S_IWGRP) != 0 &&
+                   getxattr(NameOfDescriptor(opened_).c_str(), kAccessList, nullptr, 0) <= 0;
+  const std::vector<gid_t> groups = may ? FindPerson(user).groups : std::vector<gid_t>();
+  return std::find(groups.begin(), groups.end(), database_->st_gid) != groups.end();
+}
