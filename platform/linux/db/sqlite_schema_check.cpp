@@ -70,19 +70,97 @@ std::string DropOf(const std::string& kind, std::string_view name) {
   return "Remove it (sqlite3 FILE 'DROP " + kind + " " + std::string(name) + "'), or " + keep;
 }
 
+// A foreign key may write such a table when one of ours is written.
+bool IsWrittenAlong(std::string_view created) {
+  SqliteTokens tokens(created);
+  for (std::string_view token = tokens.Next(); !token.empty(); token = tokens.Next()) {
+    if (IsOneOf(token, {"CASCADE", "SET"})) return true;
+  }
+  return tokens.broken();
+}
+
+// A place in the text that created something: the token there, and the one before it.
+class Place {
+ public:
+  explicit Place(std::string_view created) : tokens_(created) { Move(); }
+
+  [[nodiscard]] std::string_view now() const { return now_; }
+  [[nodiscard]] std::string_view before() const { return before_; }
+  // The text means something else to everybody who reads it a little differently, from here on.
+  [[nodiscard]] bool broken() const { return tokens_.broken(); }
+
+  void Move() {
+    before_ = now_;
+    now_ = tokens_.Next();
+  }
+  bool Passes(const char* word) {
+    if (!IsOneOf(now_, {word})) return false;
+    Move();
+    return true;
+  }
+
+ private:
+  SqliteTokens tokens_;
+  std::string_view before_;
+  std::string_view now_;
+};
+
+// A function has any name, in quotes or not, and some operators are functions.
+bool Calls(const Place& place) {
+  if (IsOneOf(place.now(), {"LIKE", "GLOB", "REGEXP", "MATCH"})) return true;
+  if (place.now() == ">" && place.before() == "-") return true;
+  if (place.now() != "(" || place.before().empty()) return false;
+  const char first = place.before().front();
+  if (SqliteTokens::IsQuote(first)) return true;
+  return SqliteTokens::BeginsWord(first) &&
+         !IsOneOf(place.before(), {"AND", "OR", "NOT", "IN", "BETWEEN", "CASE", "WHEN", "THEN", "ELSE", "IS",
+                                   "CHECK", "DEFAULT", "WHERE"});
+}
+
+std::string Called(const Place& place) {
+  if (place.now() == ">") return "->";
+  return Shown(place.now() == "(" ? place.before() : place.now()) + "()";
+}
+
+// What is foreign at one place of an expression of an object, in words; empty when nothing is. What all
+// conditions of the object have together is counted.
+class Expressions {
+ public:
+  // What is not for a short comparison.
+  std::string InCondition(const Place& place) {
+    if (Calls(place)) return Called(place);
+    const std::string_view now = place.now();
+    if (now.size() == 1 && std::string_view("|*/%&~").find(now.front()) != std::string_view::npos)
+      return "a computation (" + std::string(now) + ")";
+    return ++condition_tokens_ > kMostConditionTokens ? "a long condition" : "";
+  }
+  // In a list of columns, or, where it may have SIGNS, in what goes with a type.
+  static std::string InList(const Place& place, bool signs) {
+    if (Calls(place)) return Called(place);
+    const std::string_view now = place.now();
+    const bool is_name = SqliteTokens::BeginsWord(now.front()) || SqliteTokens::IsQuote(now.front());
+    const bool computes = IsOneOf(
+        now, {"AND", "OR", "NOT", "IS", "IN", "BETWEEN", "CASE", "ISNULL", "NOTNULL", "ESCAPE", "CAST"});
+    const bool is_sign = signs && (now == "+" || now == "-" || now == ".");
+    return (is_name && !computes) || now == "," || is_sign ? "" : "an expression";
+  }
+
+ private:
+  int condition_tokens_ = 0;
+};
+
 // Reads what was created, up to what is foreign in it.
 class Reading {
  public:
-  explicit Reading(const SchemaObject& object) : row_table_(object.table), tokens_(object.created) {
-    Move();
-    const bool created = Passes("CREATE");
-    if (created && Passes("TABLE")) {
+  explicit Reading(const SchemaObject& object) : row_table_(object.table), place_(object.created) {
+    const bool created = place_.Passes("CREATE");
+    if (created && place_.Passes("TABLE")) {
       kind_ = Kind::kTable;
       TakeName("the table");
-    } else if (created && (Passes("UNIQUE"), Passes("INDEX"))) {
+    } else if (created && (place_.Passes("UNIQUE"), place_.Passes("INDEX"))) {
       kind_ = Kind::kIndex;
       TakeName("the index");
-      on_ = Passes("ON");
+      on_ = place_.Passes("ON");
       if (on_) TakeTable();
     } else if (created) {
       kind_ = Kind::kOther;
@@ -91,15 +169,6 @@ class Reading {
 
   [[nodiscard]] bool is_table() const { return kind_ == Kind::kTable; }
   [[nodiscard]] const std::string& table() const { return table_; }
-
-  // A foreign key may write such a table when one of ours is written.
-  static bool IsWrittenAlong(std::string_view created) {
-    SqliteTokens tokens(created);
-    for (std::string_view token = tokens.Next(); !token.empty(); token = tokens.Next()) {
-      if (IsOneOf(token, {"CASCADE", "SET"})) return true;
-    }
-    return tokens.broken();
-  }
 
   // MAY_COMPUTE: nobody evaluates what it says.
   std::optional<ForeignPart> Foreign(bool may_compute) {
@@ -119,24 +188,15 @@ class Reading {
  private:
   enum class Kind { kNone, kTable, kIndex, kOther };
 
-  void Move() {
-    before_ = now_;
-    now_ = tokens_.Next();
-  }
-  bool Passes(const char* word) {
-    if (!IsOneOf(now_, {word})) return false;
-    Move();
-    return true;
-  }
   std::string In(const std::string& what) const { return what + " in " + object_; }
   void TakeName(const char* kind) {
-    object_ = kind + (" " + Shown(now_));
-    name_ = table_ = SqliteTokens::NameOf(now_);
-    Move();
+    object_ = kind + (" " + Shown(place_.now()));
+    name_ = table_ = SqliteTokens::NameOf(place_.now());
+    place_.Move();
   }
   void TakeTable() {
-    table_ = SqliteTokens::NameOf(now_);
-    Move();
+    table_ = SqliteTokens::NameOf(place_.now());
+    place_.Move();
   }
 
   std::optional<ForeignPart> Told(const std::string& what) const {
@@ -146,50 +206,18 @@ class Reading {
     return ForeignPart{what, "Put a copy of the file back that has none."};
   }
   ForeignPart Other() {
-    const bool is_virtual = Passes("VIRTUAL");
-    const std::string kind = is_virtual ? "TABLE" : Upper(now_);
-    std::string shown = is_virtual ? "virtual table" : Shown(now_);
+    const bool is_virtual = place_.Passes("VIRTUAL");
+    const std::string kind = is_virtual ? "TABLE" : Upper(place_.now());
+    std::string shown = is_virtual ? "virtual table" : Shown(place_.now());
     std::transform(shown.begin(), shown.end(), shown.begin(), LowerAscii);
-    Move();
-    const std::string what = "the " + shown + " " + Shown(now_);
-    return {what, DropOf(kind, IsOneOf(kind, {"TABLE", "VIEW", "TRIGGER"}) ? now_ : "")};
+    place_.Move();
+    const std::string what = "the " + shown + " " + Shown(place_.now());
+    return {what, DropOf(kind, IsOneOf(kind, {"TABLE", "VIEW", "TRIGGER"}) ? place_.now() : "")};
   }
   // Where the text ends or is broken.
   std::string AtEnd(std::size_t depth) const {
-    if (tokens_.broken()) return In("a variable, or a quote or comment without end");
+    if (place_.broken()) return In("a variable, or a quote or comment without end");
     return depth > 0 ? In("a parenthesis without end") : "";
-  }
-
-  // A function has any name, in quotes or not, and some operators are functions.
-  bool Calls() const {
-    if (IsOneOf(now_, {"LIKE", "GLOB", "REGEXP", "MATCH"})) return true;
-    if (now_ == ">" && before_ == "-") return true;
-    if (now_ != "(" || before_.empty()) return false;
-    const char first = before_.front();
-    if (SqliteTokens::IsQuote(first)) return true;
-    return SqliteTokens::BeginsWord(first) &&
-           !IsOneOf(before_, {"AND", "OR", "NOT", "IN", "BETWEEN", "CASE", "WHEN", "THEN", "ELSE", "IS",
-                              "CHECK", "DEFAULT", "WHERE"});
-  }
-  std::string Called() const {
-    if (now_ == ">") return In("->");
-    return In(Shown(now_ == "(" ? before_ : now_) + "()");
-  }
-  // What is not for a short comparison, in one token.
-  std::string ForeignInCondition() {
-    if (Calls()) return Called();
-    if (now_.size() == 1 && std::string_view("|*/%&~").find(now_.front()) != std::string_view::npos)
-      return In("a computation (" + std::string(now_) + ")");
-    return ++condition_tokens_ > kMostConditionTokens ? In("a long condition") : "";
-  }
-  // In a list of columns, or what goes with a type.
-  std::string ForeignInList() const {
-    if (Calls()) return Called();
-    const bool is_name = SqliteTokens::BeginsWord(now_.front()) || SqliteTokens::IsQuote(now_.front());
-    const bool computes = IsOneOf(
-        now_, {"AND", "OR", "NOT", "IS", "IN", "BETWEEN", "CASE", "ISNULL", "NOTNULL", "ESCAPE", "CAST"});
-    const bool is_sign = is_table() && (now_ == "+" || now_ == "-" || now_ == ".");
-    return (is_name && !computes) || now_ == "," || is_sign ? "" : In("an expression");
   }
 
   std::string ForeignInIndex(bool may_compute) {
@@ -197,18 +225,20 @@ class Reading {
     if (table_.starts_with(kOfSqlite) || row_table.starts_with(kOfSqlite))
       return object_ + " of a table of SQLite's own";
     if (!on_) return In("no ON");
-    if (!Passes("(")) return In(Shown(now_) + " behind the table's name");
+    if (!place_.Passes("(")) return In(Shown(place_.now()) + " behind the table's name");
     std::size_t depth = 1;
     bool in_condition = false;
-    for (; !now_.empty(); Move()) {
-      if (now_ == ";") return In("a semicolon");
-      if (now_ == "(") ++depth;
-      if (now_ == ")" && depth == 0) return In("a parenthesis too many");
-      if (now_ == ")" && --depth == 0 && !in_condition) continue;
+    for (; !place_.now().empty(); place_.Move()) {
+      const std::string_view now = place_.now();
+      if (now == ";") return In("a semicolon");
+      if (now == "(") ++depth;
+      if (now == ")" && depth == 0) return In("a parenthesis too many");
+      if (now == ")" && --depth == 0 && !in_condition) continue;
       if (depth == 0) in_condition = true;
       if (may_compute) continue;
-      std::string foreign = in_condition ? ForeignInCondition() : ForeignInList();
-      if (!foreign.empty()) return foreign;
+      const std::string foreign =
+          in_condition ? expressions_.InCondition(place_) : Expressions::InList(place_, false);
+      if (!foreign.empty()) return In(foreign);
     }
     return AtEnd(depth);
   }
@@ -216,19 +246,19 @@ class Reading {
   std::string ForeignInTable(bool may_compute) {
     if (table_.starts_with(kOfSqlite) && !Has(kKnownOfSqlite, table_))
       return object_ + " with a name of SQLite's own";
-    if (!Passes("(")) return In(now_.empty() ? "no column" : Shown(now_) + " behind the name");
+    if (!place_.Passes("("))
+      return In(place_.now().empty() ? "no column" : Shown(place_.now()) + " behind the name");
     std::size_t expression = 0;  // the depth of the one that is being read
     std::size_t depth = 1;
-    for (; !now_.empty() && depth > 0; Move()) {
-      if (now_ == ";") return In("a semicolon");
-      if (depth == 1 && IsOneOf(now_, {"AS"})) return In("a generated column");
-      if (now_ == "(") ++depth;
-      if (now_ == "(" && expression == 0 && IsOneOf(before_, {"CHECK", "DEFAULT"})) expression = depth;
-      if (std::string foreign = may_compute ? "" : ForeignInDefinition(depth, expression != 0);
-          !foreign.empty()) {
-        return foreign;
-      }
-      if (now_ != ")") continue;
+    for (; !place_.now().empty() && depth > 0; place_.Move()) {
+      const std::string_view now = place_.now();
+      if (now == ";") return In("a semicolon");
+      if (depth == 1 && IsOneOf(now, {"AS"})) return In("a generated column");
+      if (now == "(") ++depth;
+      if (now == "(" && expression == 0 && IsOneOf(place_.before(), {"CHECK", "DEFAULT"})) expression = depth;
+      const std::string foreign = may_compute ? "" : ForeignInDefinition(depth, expression != 0);
+      if (!foreign.empty()) return In(foreign);
+      if (now != ")") continue;
       if (depth == expression) expression = 0;
       --depth;
     }
@@ -237,26 +267,25 @@ class Reading {
   // Outside of expressions there are sizes of types and lists of columns in parentheses.
   std::string ForeignInDefinition(std::size_t depth, bool in_expression) {
     constexpr std::size_t kInList = 2;
-    if (in_expression) return ForeignInCondition();
-    if (depth < kInList || now_ == "(" || now_ == ")") return depth > kInList ? In("an expression") : "";
-    return ForeignInList();
+    if (in_expression) return expressions_.InCondition(place_);
+    if (depth < kInList || place_.now() == "(" || place_.now() == ")")
+      return depth > kInList ? "an expression" : "";
+    return Expressions::InList(place_, true);
   }
   // WITHOUT ROWID, STRICT
   std::string ForeignBehindTable() {
-    for (; !now_.empty(); Move()) {
-      if (now_ != "," && !IsOneOf(now_, {"WITHOUT", "ROWID", "STRICT"}))
-        return In(Shown(now_) + " behind the columns");
+    for (; !place_.now().empty(); place_.Move()) {
+      if (place_.now() != "," && !IsOneOf(place_.now(), {"WITHOUT", "ROWID", "STRICT"}))
+        return In(Shown(place_.now()) + " behind the columns");
     }
     return AtEnd(0);
   }
 
   std::string_view row_table_;
-  SqliteTokens tokens_;
-  std::string_view before_;
-  std::string_view now_;
+  Place place_;
+  Expressions expressions_;
   Kind kind_ = Kind::kNone;
   bool on_ = false;
-  int condition_tokens_ = 0;
   std::string object_;
   std::string name_;
   std::string table_;
@@ -269,7 +298,7 @@ std::set<std::string> NeverWritten(const std::vector<SchemaObject>& schema) {
     const Reading reading(object);
     const std::string& name = reading.table();
     const bool is_others = reading.is_table() && !Has(kOurs, name) && !name.starts_with(kOfSqlite);
-    if (is_others && !Reading::IsWrittenAlong(object.created)) tables.insert(name);
+    if (is_others && !IsWrittenAlong(object.created)) tables.insert(name);
   }
   return tables;
 }
