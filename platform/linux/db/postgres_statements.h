@@ -22,6 +22,7 @@ struct PostgresCall {
   std::vector<std::string> values;
 };
 
+// Used by the connection's thread.
 class PostgresStatements {
  public:
   // SQL as a kept statement with its values, which lives until the next Clear. Nothing where SQL is none that

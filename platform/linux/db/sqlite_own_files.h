@@ -13,7 +13,7 @@
 
 // Which names one connection's own files have, and which files it takes under them: regular ones with one
 // name, a side file of somebody who may write the database. They are looked at and opened below the held
-// folder, never through a link. What is refused is noted in REFUSAL.
+// folder, never through a link. What is refused is noted in REFUSAL, which outlives this.
 //
 // Used by the connection's thread.
 class SqliteOwnFiles {

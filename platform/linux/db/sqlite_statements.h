@@ -33,7 +33,7 @@ struct ReturnStatement {
 using BorrowedStatement = std::unique_ptr<sqlite3_stmt, ReturnStatement>;
 
 // They go before the connection does, and one is borrowed at a time. When the schema has changed they are of
-// no more use.
+// no more use. Used by the connection's thread.
 class SqliteStatements {
  public:
   // The statement of SHAPE with its values, which must outlive the loan, and whether it was PREPARED for

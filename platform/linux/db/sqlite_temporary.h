@@ -11,7 +11,8 @@
 #include "db/sqlite_refusal.h"
 
 // The temporary files of one connection. They lie in memory, and have a bound for all of them together; what
-// goes beyond fails as on a full disk, and is noted in REFUSAL. Used by the connection's thread.
+// goes beyond fails as on a full disk, and is noted in REFUSAL, which outlives this. Used by the connection's
+// thread.
 class SqliteTemporary {
  public:
   static constexpr std::int64_t kMost = std::int64_t{256} << 20;
