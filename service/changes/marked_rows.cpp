@@ -6,6 +6,7 @@
 #include "database/queries_sql.h"
 #include "files/gone.h"
 #include "library/album_name.h"
+#include "platform/index.h"
 
 namespace {
 
@@ -16,6 +17,11 @@ struct Source {
 constexpr std::array kSources{Source{kMarkedPhotosSql, ItemKind::kPhoto},
                               Source{kMarkedVideosSql, ItemKind::kVideo},
                               Source{kMarkedAlbumsSql, ItemKind::kFolder}};
+
+// For sure: what is on another machine is not asked for, since that may never answer.
+bool HasGone(const Library& library, const std::string& path, ItemKind kind) {
+  return !KAVOIndexLeadsToForeignMount(library.folder.c_str(), path.c_str()) && IsGone(path, kind);
+}
 
 }  // namespace
 
@@ -31,7 +37,7 @@ Outcome<MarkedRows> FindMarkedRows(const Library& library) {
       const std::string path =
           kind == ItemKind::kFolder ? library.folder + "/" + key : library.PathOfFileKey(key);
       // Without the album of the library itself the database counts as incomplete.
-      if (key == kRootAlbum || !IsGone(path, kind)) {
+      if (key == kRootAlbum || !HasGone(library, path, kind)) {
         ++marked.kept;
         continue;
       }

@@ -53,8 +53,8 @@ FileDescriptor OpenRoot(const std::string& root) {
   return FileDescriptor(looking ? open(root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
 }
 
-WalkEntry Elsewhere(const std::string& path) {
-  return {EntryKind::kUnknown, path, "on another machine or in an image file"};
+WalkEntry Elsewhere(std::string path) {
+  return {EntryKind::kUnknown, std::move(path), "on another machine or in an image file"};
 }
 
 std::string CannotBeListed(int error) {
@@ -105,7 +105,7 @@ WalkEntry Walk::EnterFolder(const std::string& path) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
   // The plug-in takes none of what lies there, and its server may never answer: the list of mounts is asked,
   // and again for what is mounted by the opening.
-  if (!levels_.empty() && IndexIsPathRemoteOrImageMount(path.c_str())) return Elsewhere(path);
+  if (!levels_.empty() && LeadsElsewhere(path)) return Elsewhere(path);
   const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
   const Looking looking;
   FileDescriptor folder(looking ? KAVOBeneathOpenFolder(root_.get(), relative.c_str()) : -1);
@@ -114,7 +114,7 @@ WalkEntry Walk::EnterFolder(const std::string& path) {
     return {EntryKind::kFailed, path, "cannot be opened: " + ErrorText(errno)};
   }
   const bool another = BeginsAnotherFileSystem(status);
-  if (another && IndexIsPathRemoteOrImageMount(path.c_str())) return Elsewhere(path);
+  if (another && LeadsElsewhere(path)) return Elsewhere(path);
   const std::uint64_t above = levels_.empty() ? 0 : levels_.back().stamp.device;
   Level level{path,
               StampOf(status, another ? FileSystemId(folder.get(), status) : above),
@@ -128,6 +128,10 @@ WalkEntry Walk::EnterFolder(const std::string& path) {
   ListFolder(folder.Release(), level);
   levels_.push_back(std::move(level));
   return {EntryKind::kFolder, path, "", levels_.back().stamp, another ? DeviceOf(status) : 0};
+}
+
+bool Walk::LeadsElsewhere(const std::string& path) const {
+  return KAVOIndexLeadsToForeignMount(root_path_.c_str(), path.c_str());
 }
 
 // A part of the same file system may be shown there.
@@ -176,9 +180,11 @@ std::uint64_t Walk::DeviceOfFile(const struct statx& status, const Level& level)
   return mounted && device_number != level.device_number ? device_number : level.stamp.device;
 }
 
-Walk::Name Walk::Classify(int folder, const char* name, unsigned char type, const Level& level) {
+Walk::Name Walk::Classify(int folder, const char* name, unsigned char type, const Level& level) const {
   if (*name == '.') return {NameKind::kHidden, {}};
   if (type == DT_DIR) return {NameKind::kFolder, {}};  // looked at when it is entered
+  // As EnterFolder does: a link is followed.
+  if (type != DT_REG && LeadsElsewhere(Join(level.path, name))) return {NameKind::kElsewhere, {}};
   struct statx status {};
   if (statx(folder, name, AT_SYMLINK_NOFOLLOW, kWantedFields, &status) != 0) return {NameKind::kUnknown, {}};
   const FileStamp stamp = StampOf(status, DeviceOfFile(status, level));
@@ -218,6 +224,8 @@ WalkEntry Walk::EntryOf(const Name& name, std::string path) {
       return {EntryKind::kUnknown, std::move(path), "link that leads nowhere"};
     case NameKind::kClosedLink:
       return {EntryKind::kUnknown, std::move(path), kRefusedLink};
+    case NameKind::kElsewhere:
+      return Elsewhere(std::move(path));
     case NameKind::kUnknown:
       return {EntryKind::kFailed, std::move(path), "cannot be looked at"};
     case NameKind::kFile:

@@ -63,6 +63,7 @@ class Walk {
     kFolderLink,
     kDanglingLink,
     kClosedLink,
+    kElsewhere,
     kUnknown
   };
 
@@ -86,13 +87,15 @@ class Walk {
   Walk(FileDescriptor root, std::string path) : root_(std::move(root)), root_path_(std::move(path)) {}
 
   WalkEntry EnterFolder(const std::string& path);
+  // To another machine or into an image file.
+  bool LeadsElsewhere(const std::string& path) const;
   // Another file system than that of the folder above begins at the one with STATUS.
   bool BeginsAnotherFileSystem(const struct statx& status) const;
   bool IsAncestor(const Level& folder) const;
   void ListFolder(int folder, Level& level) const;
   // For the stamp of a file in LEVEL.
   static std::uint64_t DeviceOfFile(const struct statx& status, const Level& level);
-  static Name Classify(int folder, const char* name, unsigned char type, const Level& level);
+  Name Classify(int folder, const char* name, unsigned char type, const Level& level) const;
   static Name ClassifyLinkTarget(int folder, const char* name, FileStamp stamp);
   static WalkEntry EntryOf(const Name& name, std::string path);
 

@@ -32,6 +32,10 @@ KAVO_API bool BlKAVOIndexIsVideo(const char* extension);
 
 // True when PATH lies on a remote or image (loop) mount inside a photo folder, or nobody can tell in whose.
 KAVO_API bool IndexIsPathRemoteOrImageMount(const char* path);
+// True when PATH, over links or not, leads to a remote or image mount that does not hold FOLDER, or nobody
+// can tell. Nothing is asked of that mount: its server may never answer. Both paths are absolute, FOLDER
+// without links. From any thread.
+KAVO_API bool KAVOIndexLeadsToForeignMount(const char* folder, const char* path);
 // Positive, and the kind of conversion in OUT of SIZE bytes, when NAME is that of a converted video; else 0.
 KAVO_API int ConvertVideoTypeGet(const char* name, char* out, int size);
 

@@ -175,6 +175,68 @@ TEST_F(MountsTest, AMountWhoseServerIsGoneIsNotLookedAt) {
   close(device);
 }
 
+TEST_F(MountsTest, WhereALinkLeadsIsToldWithoutGoingThere) {
+  InNamespace([&] {
+    const fs::path nas = Folder("nas");
+    const fs::path outside = tree_.root() / "outside";
+    const fs::path local = Folder("local");
+    fs::create_directories(outside / "deep");
+    WriteFile(local / "a.jpg", "");
+    fs::create_directory_symlink("outside/deep", tree_.root() / "way");
+    const auto link = [&](const char* name, const fs::path& target) {
+      fs::create_symlink(target, local / name);
+      return local / name;
+    };
+    const fs::path inside = link("inside.jpg", "../nas/./x/../a.jpg");
+    const fs::path second = link("second.jpg", local / "inside.jpg");
+    const fs::path away = link("away.jpg", tree_.root() / "way/a.jpg");
+    const fs::path back = link("back.jpg", "../nas/../local/a.jpg");
+    const fs::path above = link("above.jpg", tree_.root() / "way/../../etc/a.jpg");
+    const fs::path round = link("round.jpg", "round.jpg");
+    Mount(nas, "nas:/export");
+    Mount(outside / "deep", "nas:/export");
+    // Who only passes asks as well.
+    for (const fs::path& path : {inside, second, away, back, above}) EXPECT_TRUE(IsForeign(path)) << path;
+    for (const fs::path& path : {local / "a.jpg", round, local / "gone.jpg"})
+      EXPECT_FALSE(IsForeign(path)) << path;
+  });
+}
+
+// The way to the folder leads over a server's.
+TEST_F(MountsTest, ALocalFolderBelowARemoteOneIsNotForeign) {
+  InNamespace([&] {
+    const fs::path nas = tree_.root() / "nas";
+    fs::create_directories(nas);
+    Mount(nas, "nas:/export");
+    const std::string library = nas / "library";
+    fs::create_directories(library);
+    Mount(library, "none");
+    WriteFile(library + "/trip/a.jpg", "");
+    fs::create_symlink(nas / "b.jpg", library + "/away.jpg");
+    fs::create_symlink(library + "/trip/a.jpg", library + "/own.jpg");
+    const auto leads_away = [&](const char* name) {
+      return KAVOIndexLeadsToForeignMount(library.c_str(), (library + name).c_str());
+    };
+    EXPECT_FALSE(leads_away("/trip/a.jpg"));
+    EXPECT_FALSE(leads_away("/own.jpg"));
+    EXPECT_TRUE(leads_away("/away.jpg"));
+  });
+}
+
+// Of which no list of libraries has to tell.
+TEST_F(MountsTest, AnyFolderCanBeAskedAbout) {
+  InNamespace([&] {
+    const fs::path folder = tree_.root() / "any";
+    fs::create_directories(folder / "nas");
+    Mount(folder / "nas", "nas:/export");
+    EXPECT_TRUE(KAVOIndexLeadsToForeignMount(folder.c_str(), (folder / "nas").c_str()));
+    EXPECT_FALSE(KAVOIndexLeadsToForeignMount(folder.c_str(), folder.c_str()));
+    EXPECT_FALSE(KAVOIndexLeadsToForeignMount((folder / "nas").c_str(), (folder / "nas/a").c_str()));
+    EXPECT_FALSE(KAVOIndexLeadsToForeignMount(nullptr, folder.c_str()));
+    EXPECT_FALSE(KAVOIndexLeadsToForeignMount(folder.c_str(), nullptr));
+  });
+}
+
 TEST_F(MountsTest, PathsOutsideThePhotoFoldersAreNobodysBusiness) {
   EXPECT_FALSE(IsForeign("/proc"));
   EXPECT_FALSE(IndexIsPathRemoteOrImageMount(nullptr));

@@ -1,5 +1,6 @@
 // Whose a path is where that cannot be told.
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +13,7 @@
 #include "platform/index.h"
 #include "platform/share.h"
 #include "support/appliance_tree.h"
+#include "support/child_processes.h"
 #include "support/failing_memory.h"
 #include "support/syslog_capture.h"
 #include "support/temp_dir.h"
@@ -21,21 +23,37 @@ namespace fs = std::filesystem;
 namespace {
 
 // What read() does in this program.
-enum class Reading { kAll, kByBytes, kFails, kEndsEarly };
+enum class Reading { kAll, kByBytes, kFails, kEndsEarly, kFailsOfMounts, kOpensNoMounts };
 Reading reading = Reading::kAll;
 bool memory_is_out = false;
+
+bool IsListOfMounts(int descriptor) {
+  char path[4096];
+  const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), path, sizeof path);
+  return length > 0 && std::string(path, static_cast<std::size_t>(length)).ends_with("/mountinfo");
+}
 
 }  // namespace
 
 // NOLINTNEXTLINE(misc-definitions-in-headers, readability-identifier-naming): the C library's
 extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, void* buffer, size_t size) {
-  if (reading == Reading::kFails) {
+  if (reading == Reading::kFails || (reading == Reading::kFailsOfMounts && IsListOfMounts(descriptor))) {
     errno = EIO;
     return -1;
   }
   if (reading == Reading::kEndsEarly) return 0;
   const size_t wanted = reading == Reading::kByBytes ? std::min<size_t>(size, 1) : size;
   return static_cast<ssize_t>(syscall(SYS_read, descriptor, buffer, wanted));
+}
+
+// NOLINTNEXTLINE(misc-definitions-in-headers, readability-identifier-naming): the same, of files that are
+// there
+extern "C" __attribute__((visibility("default"))) int open64(const char* path, int flags, ...) {
+  if (reading == Reading::kOpensNoMounts && std::string(path).ends_with("/mountinfo")) {
+    errno = EMFILE;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, 0600));
 }
 
 namespace {
@@ -179,6 +197,30 @@ TEST_F(UnknownOwner, APathInAnUnknownFolderMayLieOnAForeignMount) {
   EXPECT_FALSE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
   reading = Reading::kFails;
   EXPECT_TRUE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
+}
+
+// A process of its own reads the list of mounts anew.
+TEST_F(UnknownOwner, WithoutAListOfMountsEveryPathMayLieOnAForeignMount) {
+  EXPECT_FALSE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
+  EXPECT_TRUE(RunChildren(1, [&](int) {
+    reading = Reading::kFailsOfMounts;
+    EXPECT_TRUE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
+    EXPECT_FALSE(IndexIsPathRemoteOrImageMount("/proc")) << "nobody's";
+    reading = Reading::kAll;
+    EXPECT_FALSE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
+    return HasFailure() ? 1 : 0;
+  }));
+}
+
+// As without a descriptor for it.
+TEST_F(UnknownOwner, NorWithOneThatCannotBeOpened) {
+  EXPECT_TRUE(RunChildren(1, [&](int) {
+    reading = Reading::kOpensNoMounts;
+    EXPECT_TRUE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
+    reading = Reading::kAll;
+    EXPECT_FALSE(IndexIsPathRemoteOrImageMount(tree_.shared().c_str()));
+    return HasFailure() ? 1 : 0;
+  }));
 }
 
 TEST_F(UnknownOwner, OfAnotherPackageAPathIsNeverPersonal) {

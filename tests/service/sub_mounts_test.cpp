@@ -7,9 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <thread>
 
-#include "base/file_descriptor.h"
 #include "changes/mount_record.h"
 #include "support/media_maker.h"
 #include "support/private_namespace.h"
@@ -377,25 +375,6 @@ TYPED_TEST(SubMountsTest, WhatLiesOnAnotherMachineIsLeftOutAndSaidOnce) {
   const Json::Value report = this->Index();
   EXPECT_EQ(report["added"].asInt(), 1);
   EXPECT_EQ(report["failed"].size(), 0U);
-  EXPECT_EQ(report["skipped"]["on another machine or in an image file"].asInt(), 1);
-}
-
-// Whatever is asked of it waits for ever.
-TYPED_TEST(SubMountsTest, AServerThatIsGoneIsNotAsked) {
-  FileDescriptor server(open("/dev/fuse", O_RDWR | O_CLOEXEC));
-  const std::string options = "rootmode=40000,user_id=0,group_id=0,fd=" + std::to_string(server.get());
-  if (!server || mount("server:/photos", this->Stick().c_str(), "fuse.sshfs", 0, options.c_str()) != 0)
-    GTEST_SKIP() << "no file system of a server's here: " << std::strerror(errno);
-  constexpr std::chrono::seconds kPatience{20};
-  const auto begin = std::chrono::steady_clock::now();
-  std::jthread end([&](const std::stop_token& stopped) {
-    while (!stopped.stop_requested() && std::chrono::steady_clock::now() - begin < kPatience)
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    server = FileDescriptor();  // whoever waits is told of an error
-  });
-  const Json::Value report = this->Index();
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, kPatience);
-  EXPECT_EQ(report["added"].asInt(), 1);
   EXPECT_EQ(report["skipped"]["on another machine or in an image file"].asInt(), 1);
 }
 

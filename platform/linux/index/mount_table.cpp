@@ -97,10 +97,6 @@ std::optional<Mount> ParseLine(std::string_view line) {
   return Mount{Unescaped(fields[kPoint]), std::string(separator[1]), Unescaped(separator[2])};
 }
 
-bool Holds(const Mount& mount, std::string_view path) {
-  return mount.point == "/" || IsOrLiesBelow(path, mount.point);
-}
-
 }  // namespace
 
 MountTable ParseMountTable(std::string_view text) {
@@ -118,6 +114,10 @@ bool IsRemoteOrImage(const Mount& mount) {
          mount.source.starts_with("/dev/loop");
 }
 
+bool IsHeldBy(const Mount& mount, std::string_view path) {
+  return mount.point == "/" || IsOrLiesBelow(path, mount.point);
+}
+
 bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::string_view folder) {
   const Mount* mount = MountOf(table, path);
   return mount != nullptr && IsRemoteOrImage(*mount) && mount != MountOf(table, folder);
@@ -126,7 +126,7 @@ bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::str
 const Mount* MountOf(const MountTable& table, std::string_view path) {
   const Mount* best = nullptr;
   for (const Mount& mount : table) {
-    if (Holds(mount, path) && (best == nullptr || mount.point.size() >= best->point.size())) best = &mount;
+    if (IsHeldBy(mount, path) && (best == nullptr || mount.point.size() >= best->point.size())) best = &mount;
   }
   return best;
 }

@@ -21,6 +21,9 @@ MountTable ParseMountTable(std::string_view text);
 // A file system of another machine, or one that lies in an image file or on a disc.
 bool IsRemoteOrImage(const Mount& mount);
 
+// Whether the real path PATH is the point of MOUNT or lies below it, be it on another mount.
+bool IsHeldBy(const Mount& mount, std::string_view path);
+
 // Whether PATH lies on a remote or image mount that does not hold FOLDER too; both are real paths. A folder
 // that lies on such a mount as a whole is somebody's choice.
 bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::string_view folder);

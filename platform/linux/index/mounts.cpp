@@ -1,14 +1,14 @@
 #include <fcntl.h>
+#include <limits.h>
 #include <poll.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <string_view>
 
 #include "base/file_descriptor.h"
 #include "base/path_below.h"
@@ -24,6 +24,7 @@ namespace {
 // The mount table, read again whenever the kernel says that it has changed.
 class MountWatch {
  public:
+  // Null when it cannot be read.
   std::shared_ptr<const MountTable> Table() {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!IsOpenHere()) Open();
@@ -48,8 +49,8 @@ class MountWatch {
 
   std::shared_ptr<const MountTable> Read() const {
     std::string text;
-    lseek(list_.get(), 0, SEEK_SET);
-    static_cast<void>(ReadOn(list_.get(), text.max_size(), text));
+    if (!list_ || lseek(list_.get(), 0, SEEK_SET) != 0 || !ReadOn(list_.get(), text.max_size(), text))
+      return nullptr;
     return std::make_shared<const MountTable>(ParseMountTable(text));
   }
 
@@ -66,21 +67,6 @@ std::string PhotoFolderOf(const std::string& path, const PathOwner& owner) {
   return LiesIn(path, shared) ? shared : "";
 }
 
-struct Existing {
-  std::string path;
-  dev_t device;
-};
-
-// PATH or, when it is gone, the nearest folder around it that is there.
-std::optional<Existing> NearestExisting(std::string path) {
-  while (!path.empty()) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0) return Existing{path, status.st_dev};
-    path.erase(std::min(path.rfind('/'), path.size()));
-  }
-  return std::nullopt;
-}
-
 std::string WithoutLinks(const std::string& path) {
   const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
   return real != nullptr ? real.get() : path;
@@ -91,24 +77,51 @@ std::shared_ptr<const MountTable> CurrentMounts() {
   return watch.Table();
 }
 
-// A mount whose server is gone never answers, so what the names tell already is not asked of it.
-bool IsForeignByName(const std::string& path, const std::string& folder) {
-  const bool plain = path.find("/..") == std::string::npos;
-  return plain && LiesOnForeignMount(*CurrentMounts(), path, folder);
+// Where the link PATH leads; empty for what is none, or is not there.
+std::string TargetOf(const std::string& path) {
+  std::array<char, PATH_MAX> target;
+  const ssize_t length = readlink(path.c_str(), target.data(), target.size());
+  return {target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+}
+
+std::string TakeName(std::string& way) {
+  way.erase(0, std::min(way.find_first_not_of('/'), way.size()));
+  std::string name = way.substr(0, way.find('/'));
+  way.erase(0, name.size());
+  return name;
+}
+
+// WAY name by name, whose links are read and not followed: a mount whose server is gone never answers, so
+// nothing is asked of one that is foreign to the real path FOLDER.
+bool LeadsToForeignMount(const MountTable& table, std::string way, const std::string& folder) {
+  constexpr int kMostLinks = 40;  // as the kernel has it
+  std::string at;
+  for (int links = 0; !way.empty() && links <= kMostLinks;) {
+    const std::string name = TakeName(way);
+    if (name.empty() || name == ".") continue;
+    const std::string above = at;
+    at = name == ".." ? at.substr(0, std::min(at.rfind('/'), at.size())) : at.append("/").append(name);
+    // The way to FOLDER itself may lead over others.
+    if (LiesOnForeignMount(table, at, folder) && !IsHeldBy(*MountOf(table, at), folder)) return true;
+    const std::string target = TargetOf(at);
+    if (target.empty()) continue;
+    ++links;
+    at = target.starts_with('/') ? "" : above;
+    way = target + "/" + way;
+  }
+  return LiesOnForeignMount(table, at, folder);
+}
+
+bool IsForeign(const std::string& path, const std::string& folder) {
+  const auto mounts = CurrentMounts();
+  return mounts == nullptr || LeadsToForeignMount(*mounts, path, folder);
 }
 
 bool IsForeign(const std::string& path) {
   const PathOwner owner = OwnerOf(path);
   if (!owner.known) return true;
   const std::string folder = PhotoFolderOf(path, owner);
-  if (folder.empty()) return false;
-  if (IsForeignByName(path, folder)) return true;
-  const auto existing = NearestExisting(path);
-  struct stat status {};
-  if (!existing.has_value() || stat(folder.c_str(), &status) != 0) return false;
-  // As a rule all of a library lies on one device, and that is all there is to know.
-  return existing->device != status.st_dev &&
-         LiesOnForeignMount(*CurrentMounts(), WithoutLinks(existing->path), WithoutLinks(folder));
+  return !folder.empty() && IsForeign(path, WithoutLinks(folder));
 }
 
 }  // namespace
@@ -116,4 +129,8 @@ bool IsForeign(const std::string& path) {
 bool IndexIsPathRemoteOrImageMount(const char* path) {
   // What cannot be found out counts as foreign: what is left out keeps its rows.
   return path != nullptr && Contained(true, [&] { return IsForeign(path); });
+}
+
+bool KAVOIndexLeadsToForeignMount(const char* folder, const char* path) {
+  return folder != nullptr && path != nullptr && Contained(true, [&] { return IsForeign(path, folder); });
 }
