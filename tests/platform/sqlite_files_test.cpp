@@ -2,11 +2,9 @@
 #include "db/sqlite_files.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -164,17 +162,6 @@ TEST_F(SqliteFilesTest, ASideFileThatIsAFolderIsRefused) {
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal is not a regular file.");
 }
 
-TEST_F(SqliteFilesTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabaseIsRefused) {
-  if (geteuid() != 0) GTEST_SKIP() << "files cannot be given away here";
-  constexpr uid_t kOwner = 1234;
-  ASSERT_EQ(chown(file().c_str(), kOwner, kOwner), 0);
-  std::ofstream(file() + "-wal") << "something";
-  ASSERT_EQ(chown((file() + "-wal").c_str(), kNobody, kNobody), 0);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
-  chmod(file().c_str(), 0666);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
-}
-
 // One of readers would let the file be opened for reading; a writer is not made a reader silently.
 TEST_F(SqliteFilesTest, ALeaseHoldsNobodyForLong) {
   signal(SIGIO, SIG_IGN);
@@ -214,84 +201,6 @@ TEST_F(SqliteFilesTest, WhoMayNotWriteTheDatabaseLeavesNothingBesideIt) {
   }));
   EXPECT_EQ(Names(), std::set<std::string>{"photo.db"});
   EXPECT_EQ(ErrorOf("INSERT INTO t VALUES ('w')"), "(none)");
-}
-
-// A file of root's that somebody has moved here would become the database owner's, who could read it.
-TEST_F(SqliteFilesTest, NoSideFileThatWasRootsIsGivenToTheOwner) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
-  ASSERT_EQ(chown(file().c_str(), kNobody, kNobody), 0);
-  for (const char* suffix : {"-wal", "-journal", "-shm"}) {
-    SCOPED_TRACE(suffix);
-    std::ofstream(file() + suffix) << "root's own";
-    EXPECT_EQ(ErrorOf("SELECT * FROM t"),
-              std::string("photo.db") + suffix + " belongs to somebody who may not write the database.");
-    struct stat status {};
-    ASSERT_EQ(lstat((file() + suffix).c_str(), &status), 0);
-    EXPECT_EQ(status.st_uid, 0U);
-    EXPECT_EQ(ReadFile(file() + suffix), "root's own");
-    fs::remove(file() + suffix);
-  }
-}
-
-TEST_F(SqliteFilesTest, AGroupThatMayWriteIsTheDatabasesOwn) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
-  constexpr gid_t kGroup = 20'003;
-  ASSERT_EQ(chown(file().c_str(), kNobody, kGroup), 0);
-  ASSERT_EQ(chmod(file().c_str(), 0664), 0);
-  std::ofstream(file() + "-wal").close();
-  ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, 20'004), 0);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
-  const passwd* member = getpwnam("bin");
-  if (member == nullptr) GTEST_SKIP() << "no account but root's here";
-  ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
-  ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, kGroup), 0);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "(none)");
-}
-
-TEST_F(SqliteFilesTest, AGroupThatMayOnlyReadIsNot) {
-  const passwd* member = getpwnam("bin");
-  if (geteuid() != 0 || member == nullptr) GTEST_SKIP() << "only root can give files to others";
-  ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
-  ASSERT_EQ(chmod(file().c_str(), 0644), 0);
-  std::ofstream(file() + "-wal").close();
-  ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, member->pw_gid), 0);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
-}
-
-// Its folder has given it the database's group.
-TEST_F(SqliteFilesTest, ASideFileOfSomebodyOutsideTheGroupIsRefusedThoughItBearsIt) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
-  constexpr gid_t kGroup = 20'003;
-  ASSERT_EQ(chown(file().c_str(), kNobody, kGroup), 0);
-  ASSERT_EQ(chmod(file().c_str(), 0664), 0);
-  std::ofstream(file() + "-wal").close();
-  ASSERT_EQ(chown((file() + "-wal").c_str(), 20'004, kGroup), 0);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
-}
-
-// The owner, a user and the mask of an access list may write; the group reads.
-TEST_F(SqliteFilesTest, WhatAnAccessListAllowsIsNotTheGroups) {
-  const passwd* member = getpwnam("bin");
-  if (geteuid() != 0 || member == nullptr) GTEST_SKIP() << "only root can give files to others";
-  struct Entry {
-    std::uint16_t tag;
-    std::uint16_t rights;
-    std::uint32_t id;
-  };
-  struct List {
-    std::uint32_t version = 2;
-    Entry entries[5];
-  };
-  const List list{2, {{1, 6, ~0U}, {2, 6, 20'005}, {4, 4, ~0U}, {16, 6, ~0U}, {32, 4, ~0U}}};
-  ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
-  if (setxattr(file().c_str(), "system.posix_acl_access", &list, sizeof list, 0) != 0)
-    GTEST_SKIP() << "no access lists here";
-  struct stat status {};
-  ASSERT_EQ(stat(file().c_str(), &status), 0);
-  ASSERT_EQ(status.st_mode & 0777, 0664U);
-  std::ofstream(file() + "-wal").close();
-  ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, member->pw_gid), 0);
-  EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
 }
 
 TEST_F(SqliteFilesTest, SideFilesThatRootMakesBelongToTheDatabasesOwner) {
@@ -375,6 +284,8 @@ TEST_F(SqliteFilesTest, TheHostsOwnConnectionsAreAsBefore) {
   sqlite3_vfs* system = sqlite3_vfs_find("unix");
   const auto open_before = system->xGetSystemCall(system, "open");
   const auto stat_before = system->xGetSystemCall(system, "stat");
+  const auto give_before = system->xGetSystemCall(system, "fchown");
+  const auto mode_before = system->xGetSystemCall(system, "fchmod");
   {
     const Connection db = OpenSqlite(file());
     Send(db, "INSERT INTO t VALUES ('w')");
@@ -383,6 +294,8 @@ TEST_F(SqliteFilesTest, TheHostsOwnConnectionsAreAsBefore) {
     EXPECT_EQ(system->xGetSystemCall(system, "stat"), stat_before);
   }
   EXPECT_EQ(system->xGetSystemCall(system, "open"), open_before);
+  EXPECT_EQ(system->xGetSystemCall(system, "fchown"), give_before);
+  EXPECT_EQ(system->xGetSystemCall(system, "fchmod"), mode_before);
   int registered = 0;
   for (const sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr); vfs != nullptr; vfs = vfs->pNext)
     registered += std::string(vfs->zName).starts_with("lumivault") ? 1 : 0;

@@ -13,6 +13,8 @@ namespace {
 
 constexpr const char* kOpen = "open";
 constexpr const char* kStatus = "stat";
+constexpr const char* kGive = "fchown";
+constexpr const char* kMode = "fchmod";
 constexpr const char* kNothing = "/dev/null";  // SQLite fills the places of missing standard streams with it
 
 }  // namespace
@@ -20,6 +22,8 @@ constexpr const char* kNothing = "/dev/null";  // SQLite fills the places of mis
 thread_local SqliteGate* SqliteGate::current_ = nullptr;
 std::atomic<SqliteGate::OpenCall> SqliteGate::open_before_{nullptr};
 std::atomic<SqliteGate::StatusCall> SqliteGate::status_before_{nullptr};
+std::atomic<SqliteGate::GiveCall> SqliteGate::give_before_{nullptr};
+std::atomic<SqliteGate::ModeCall> SqliteGate::mode_before_{nullptr};
 
 std::mutex& SqliteGate::TheMutex() {
   static std::mutex mutex;
@@ -31,14 +35,21 @@ SqliteGate::SqliteGate(sqlite3_vfs& system, SqliteOwnFiles& own, SqliteFileKind 
   // Other threads may come through ours at once, so what was before is known by then.
   open_before_ = reinterpret_cast<OpenCall>(Before(kOpen));
   status_before_ = reinterpret_cast<StatusCall>(Before(kStatus));
+  give_before_ = reinterpret_cast<GiveCall>(Before(kGive));
+  mode_before_ = reinterpret_cast<ModeCall>(Before(kMode));
+  own_.ForgetMade();
   Replace(kOpen, reinterpret_cast<sqlite3_syscall_ptr>(&Open));
   Replace(kStatus, reinterpret_cast<sqlite3_syscall_ptr>(&Status));
+  Replace(kGive, reinterpret_cast<sqlite3_syscall_ptr>(&Give));
+  Replace(kMode, reinterpret_cast<sqlite3_syscall_ptr>(&GiveMode));
   current_ = this;
 }
 
 SqliteGate::~SqliteGate() {
   const int kept = errno;
   current_ = nullptr;
+  Replace(kMode, reinterpret_cast<sqlite3_syscall_ptr>(mode_before_.load()));
+  Replace(kGive, reinterpret_cast<sqlite3_syscall_ptr>(give_before_.load()));
   Replace(kStatus, reinterpret_cast<sqlite3_syscall_ptr>(status_before_.load()));
   Replace(kOpen, reinterpret_cast<sqlite3_syscall_ptr>(open_before_.load()));
   errno = kept;
@@ -71,6 +82,20 @@ int SqliteGate::Status(const char* path, void* status) {
     return -1;
   }
   return Contained(-1, [&] { return status_before_.load()(NameOfDescriptor(database).c_str(), status); });
+}
+
+// SQLite gives whatever it opens beside the database to the database's owner, when it runs as root, and to
+// what is empty the database's mode. What was there before may be anybody's: it stays as it is.
+bool SqliteGate::MayChange(int file) {
+  return current_ == nullptr || current_->own_.HasMade(file);
+}
+
+int SqliteGate::Give(int file, uid_t user, gid_t group) {
+  return MayChange(file) ? give_before_.load()(file, user, group) : 0;
+}
+
+int SqliteGate::GiveMode(int file, mode_t mode) {
+  return MayChange(file) ? mode_before_.load()(file, mode) : 0;
 }
 
 int SqliteGate::OpenDescriptor(const char* path, int flags, mode_t mode) {

@@ -34,17 +34,24 @@ class SqliteGate {
  private:
   using OpenCall = int (*)(const char* path, int flags, int mode);
   using StatusCall = int (*)(const char* path, void* status);
+  using GiveCall = int (*)(int file, uid_t user, gid_t group);
+  using ModeCall = int (*)(int file, mode_t mode);
 
   static std::mutex& TheMutex();
   [[nodiscard]] sqlite3_syscall_ptr Before(const char* call) const;
   void Replace(const char* call, sqlite3_syscall_ptr with) const;
   static int Open(const char* path, int flags, int mode);
   static int Status(const char* path, void* status);
+  static bool MayChange(int file);
+  static int Give(int file, uid_t user, gid_t group);
+  static int GiveMode(int file, mode_t mode);
   [[nodiscard]] int OpenDescriptor(const char* path, int flags, mode_t mode);
 
   static thread_local SqliteGate* current_;
   static std::atomic<OpenCall> open_before_;
   static std::atomic<StatusCall> status_before_;
+  static std::atomic<GiveCall> give_before_;
+  static std::atomic<ModeCall> mode_before_;
 
   const std::lock_guard<std::mutex> lock_;
   sqlite3_vfs& system_;

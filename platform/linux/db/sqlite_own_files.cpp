@@ -2,24 +2,19 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <string_view>
 #include <thread>
 #include <utility>
-#include <vector>
 
+#include "core/file_identity.h"
 #include "core/open_below.h"
-#include "core/person.h"
 
 namespace {
 
-constexpr const char* kAccessList = "system.posix_acl_access";
 constexpr mode_t kPrivate = 0600;
-constexpr uid_t kRoot = 0;
 constexpr int kLeaseTries = 100;
 constexpr std::chrono::milliseconds kLeasePause{20};
 constexpr int kTries = 16;  // each time somebody else has made or removed the file in between
@@ -71,6 +66,7 @@ int SqliteOwnFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
       return Answer(EACCES);
     }
     FileDescriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (made) made_ = IdOfOpen(made.get());
     if (made && IsDatabase(&name)) NoteDatabase(made);
     if (made || errno != EEXIST) return made.Release();
   }
@@ -80,7 +76,7 @@ int SqliteOwnFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
 int SqliteOwnFiles::OpenFound(const FileDescriptor& found, const std::string& name, int flags) {
   const auto status = StatusOf(found);
   if (!status.has_value()) return -1;
-  const Why why = Judge(*status, name);
+  const Why why = Judge({*status, found}, name);
   if (why != Why::kNothing) {
     refusal_.Note(why, &name);
     return Answer(EPERM);
@@ -90,7 +86,16 @@ int SqliteOwnFiles::OpenFound(const FileDescriptor& found, const std::string& na
     // On a disk that is only read nothing is left beside it anyway.
     writable_ = faccessat(AT_FDCWD, NameOfDescriptor(found).c_str(), W_OK, AT_EACCESS) == 0 || errno == EROFS;
   }
-  return OpenUnheld(found, name, flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW));
+  const int opening = flags & ~(O_CREAT | O_EXCL | O_NOFOLLOW);
+  const auto user = database_ ? RightsFor(*status, *database_) : std::nullopt;
+  if (!user) return OpenUnheld(found, name, opening);
+  const FileIdentity as_user(*user);
+  if (!as_user) return Answer(EPERM);
+  const int opened = OpenUnheld(found, name, opening);
+  // Refused for writing, SQLite asks again for reading.
+  if (opened < 0 && errno == EACCES && (opening & O_ACCMODE) == O_RDONLY)
+    refusal_.Note(Why::kMorePrivate, &name);
+  return opened;
 }
 
 void SqliteOwnFiles::NoteDatabase(const FileDescriptor& database) {
@@ -110,29 +115,11 @@ int SqliteOwnFiles::OpenUnheld(const FileDescriptor& found, const std::string& n
   return Answer(EWOULDBLOCK);
 }
 
-SqliteRefusal::Why SqliteOwnFiles::Judge(const struct stat& status, const std::string& name) const {
-  if (!S_ISREG(status.st_mode)) return Why::kNoFile;
-  if (status.st_nlink > 1) return Why::kTwoNames;
+SqliteRefusal::Why SqliteOwnFiles::Judge(const FoundFile& found, const std::string& name) const {
+  if (!S_ISREG(found.status.st_mode)) return Why::kNoFile;
+  if (found.status.st_nlink > 1) return Why::kTwoNames;
   if (IsDatabase(&name) || !database_.has_value()) return Why::kNothing;
-  return IsOwn(status) ? Why::kNothing : Why::kForeign;
-}
-
-bool SqliteOwnFiles::IsOwn(const struct stat& side_file) const {
-  const struct stat& database = *database_;
-  if (side_file.st_uid == database.st_uid) return true;
-  // SQLite gives root's side files to the database's owner. What was root's before would be given away: only
-  // one that has just been made, by root, is taken for a side file.
-  if (geteuid() == kRoot && side_file.st_uid == kRoot) return side_file.st_size == 0;
-  if (side_file.st_uid == geteuid() || side_file.st_uid == kRoot) return true;
-  // Who may write the database could write there what a side file has it take in.
-  return (database.st_mode & S_IWOTH) != 0 || GroupMayWrite(side_file.st_uid);
-}
-
-// The file's own group says nothing of who has made it: folders hand theirs down. Where there is an access
-// list the group's bits are no longer the group's.
-bool SqliteOwnFiles::GroupMayWrite(uid_t user) const {
-  const bool may = (database_->st_mode & S_IWGRP) != 0 &&
-                   getxattr(NameOfDescriptor(opened_).c_str(), kAccessList, nullptr, 0) <= 0;
-  const std::vector<gid_t> groups = may ? FindPerson(user).groups : std::vector<gid_t>();
-  return std::find(groups.begin(), groups.end(), database_->st_gid) != groups.end();
+  const FoundFile database{*database_, opened_};
+  if (!IsOfAWriter(found.status, database)) return Why::kForeign;
+  return IsAsPublic(found, database) ? Why::kNothing : Why::kMorePrivate;
 }

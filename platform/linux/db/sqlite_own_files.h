@@ -8,12 +8,15 @@
 #include <string>
 
 #include "base/file_descriptor.h"
+#include "base/file_id.h"
 #include "db/database_file.h"
+#include "db/side_file.h"
 #include "db/sqlite_refusal.h"
 
 // Which names one connection's own files have, and which files it takes under them: regular ones with one
-// name, a side file of somebody who may write the database. They are looked at and opened below the held
-// folder, never through a link. What is refused is noted in REFUSAL, which outlives this.
+// name, a side file of somebody who may write the database, which hides nothing from those who read that.
+// They are looked at and opened below the held folder, never through a link. What is refused is noted in
+// REFUSAL, which outlives this.
 //
 // Used by the connection's thread.
 class SqliteOwnFiles {
@@ -33,6 +36,9 @@ class SqliteOwnFiles {
 
   // As open(2) does.
   [[nodiscard]] int Open(const char* path, int flags, mode_t mode);
+  // FILE is what was made since the last ForgetMade; all else was there before.
+  [[nodiscard]] bool HasMade(int file) const { return made_ && made_ == IdOfOpen(file); }
+  void ForgetMade() { made_.reset(); }
   // A file without a name in the folder, where there can be one.
   [[nodiscard]] FileDescriptor OpenNameless() const;
   // Stands for the database that was opened (O_PATH), whatever bears its name by now; empty before.
@@ -46,10 +52,7 @@ class SqliteOwnFiles {
   // An owner may have a lease on a file, for which the open of another waits as long as the system lets it
   // (45 s); this one waits two seconds.
   [[nodiscard]] int OpenUnheld(const FileDescriptor& found, const std::string& name, int flags);
-  [[nodiscard]] Why Judge(const struct stat& status, const std::string& name) const;
-  // Whether it may lie beside the database: made by who may write that.
-  [[nodiscard]] bool IsOwn(const struct stat& side_file) const;
-  [[nodiscard]] bool GroupMayWrite(uid_t user) const;
+  [[nodiscard]] Why Judge(const FoundFile& found, const std::string& name) const;
   void NoteDatabase(const FileDescriptor& database);
 
   const DatabaseFile place_;
@@ -59,6 +62,7 @@ class SqliteOwnFiles {
   SqliteRefusal& refusal_;
   std::optional<struct stat> database_;  // as it was opened
   FileDescriptor opened_;
+  std::optional<FileId> made_;
   bool writable_ = true;  // the database, by whoever has opened it
 };
 

@@ -27,6 +27,8 @@ std::string SqliteRefusal::Text() const {
       return name + " has another name (a hard link); a copy has not.";
     case Why::kForeign:
       return name + " belongs to somebody who may not write the database.";
+    case Why::kMorePrivate:
+      return name + " is more private than the database.";
     case Why::kNotWritable:
       return name + " belongs to user " + std::to_string(number_) + "; user " + std::to_string(geteuid()) +
              " may not write it.";

@@ -14,6 +14,7 @@ class SqliteRefusal {
     kNoFile,
     kTwoNames,
     kForeign,
+    kMorePrivate,
     kNotWritable,  // with the owner's user id
     kHeld,
     kOtherName,
