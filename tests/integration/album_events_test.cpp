@@ -6,6 +6,7 @@
 #include "support/databases.h"
 #include "support/media_maker.h"
 #include "support/media_record.h"
+#include "support/scaled.h"
 
 namespace fs = std::filesystem;
 
@@ -111,7 +112,7 @@ TEST_P(AlbumEventsTest, PrivateSubAlbumGetsTheRightsOfItsParent) {
 // Each finds no album of that name, and each gives the new one the rights of its parent.
 TEST_P(AlbumEventsTest, ProcessesThatAddAnAlbumAtTheSameMomentGiveItItsRightsOnce) {
   constexpr int kProcesses = 3;
-  constexpr int kRounds = 60;
+  constexpr int kRounds = Scaled(60, 15);
   ASSERT_EQ(Add("2024"), 0);
   GiveRight("2024");
   for (int i = 0; i < kRounds; ++i) fs::create_directories(photos() / "2024" / std::to_string(i));

@@ -9,13 +9,14 @@
 #include "support/databases.h"
 #include "support/media_maker.h"
 #include "support/media_record.h"
+#include "support/scaled.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr int kProcesses = 4;
-constexpr int kAlbums = 6;
+constexpr int kAlbums = Scaled(6, 3);
 constexpr int kPhotos = 4;
 
 class SubTreesTest : public LibraryTest {

@@ -12,6 +12,7 @@
 
 #include "db/sqlite.h"
 #include "db/statement_shape.h"
+#include "support/scaled.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -259,7 +260,7 @@ TEST_F(KeptStatementsRandom, DoWhatPlainOnesDo) {
       "AS p, "
       "quote(x) AS v FROM t";
   const char* wanted = std::getenv("LUMIVAULT_RANDOM_STATEMENTS");
-  const int count = wanted != nullptr ? std::atoi(wanted) : 2'000;
+  const int count = wanted != nullptr ? std::atoi(wanted) : Scaled(2'000, 500);
   const auto plain = Open("plain.db");
   const auto keeping = Open("keeping.db");
   keeping->KeepStatements();

@@ -12,10 +12,11 @@
 #include <vector>
 
 #include "db/sqlite_schema_check.h"
+#include "support/scaled.h"
 
 namespace {
 
-constexpr int kTexts = 5'000;
+constexpr int kTexts = Scaled(5'000, 1'000);
 
 // $D is a definition, $C a constraint, $X an expression, $N a name, $_ what may stand between two words.
 constexpr const char* kForms[] = {"CREATE$_TABLE$_video$_($D)",

@@ -17,7 +17,7 @@ struct FileCall {
 std::string CannotTrace();
 
 // The program that is run in the place of the traced one, and the arguments to be put before its own. One
-// that goes on for a minute is ended, with the status kOverdue.
+// that goes on for five minutes is ended, with the status kOverdue.
 inline constexpr const char* kTracer = "/usr/bin/timeout";
 inline constexpr int kOverdue = 124;
 std::vector<std::string> TracerArguments(const std::filesystem::path& trace);
