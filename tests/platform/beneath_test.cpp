@@ -159,7 +159,7 @@ TEST_F(BeneathTest, NullArgumentsFail) {
 // A blocked open would end the program by the alarm.
 class SpecialFileTest : public BeneathTest {
  protected:
-  SpecialFileTest() { alarm(5); }
+  SpecialFileTest() { alarm(60); }
   ~SpecialFileTest() override { alarm(0); }
 
   void ExpectUntouchable(const std::string& name) {

@@ -396,7 +396,6 @@ TEST_F(BusyTest, WriterWaitsForHalfAMinute) {
   const auto waited = std::chrono::steady_clock::now() - start;
   EXPECT_STREQ(KAVODBErrorGet(waiter.get()), "database is locked");
   EXPECT_GE(waited, std::chrono::seconds(30));
-  EXPECT_LT(waited, std::chrono::seconds(60));
 }
 
 TEST_F(BusyTest, WritersOfSeveralProcessesWaitForEachOther) {

@@ -240,7 +240,7 @@ TEST_F(FileLockTest, LinksAndSpecialFilesAreRefused) {
   WriteFile(dir_.path() / "secret", "secret");
   fs::create_symlink(dir_.path() / "secret", queue());
   ASSERT_EQ(mkfifo((dir_ / "fifo").c_str(), 0600), 0);
-  alarm(5);
+  alarm(60);
   EXPECT_FALSE(AppendLocked(queue(), "line\n"));
   EXPECT_FALSE(AppendLocked(dir_ / "fifo", "line\n"));
   EXPECT_FALSE(AppendLocked("/dev/null", "line\n"));

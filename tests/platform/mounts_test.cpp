@@ -167,7 +167,7 @@ TEST_F(MountsTest, AMountWhoseServerIsGoneIsNotLookedAt) {
     const fs::path nas = Folder("nas");
     const std::string options = "fd=" + std::to_string(device) + ",rootmode=40000,user_id=0,group_id=0";
     ASSERT_EQ(mount("nas:/export", nas.c_str(), "fuse", 0, options.c_str()), 0);
-    alarm(10);
+    alarm(60);
     EXPECT_TRUE(IsForeign(nas / "a.jpg"));
     EXPECT_TRUE(IsForeign(nas));
     alarm(0);

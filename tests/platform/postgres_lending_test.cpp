@@ -10,6 +10,7 @@
 #include "platform/connection_lending.h"
 #include "platform/database_fixture.h"
 #include "platform/files.h"
+#include "support/silent_spawn.h"
 
 namespace {
 
@@ -258,9 +259,12 @@ TEST_F(PostgresBatchTest, DeadlockWithOthersLosesTheWholeBatch) {
   Send(outside(), "SET deadlock_timeout = '1h'; BEGIN; UPDATE t SET n = 10 WHERE n = 1");
   BeginBatch();
   const Connection handle = OpenPostgres();
+  // It looks for a circle once, that long after it began to wait.
   Send(handle, "SET deadlock_timeout = '1s'; UPDATE t SET n = 20 WHERE n = 2");
   std::future<int> other =
       std::async(std::launch::async, [&] { return Execute(outside(), "UPDATE t SET n = 21 WHERE n = 2"); });
+  const Connection watcher(KAVODBConnect(nullptr, kUser, nullptr, "postgres"));
+  AwaitTrue(watcher, "SELECT count(*) > 0 FROM pg_locks WHERE NOT granted");
   EXPECT_EQ(Execute(handle, "UPDATE t SET n = 11 WHERE n = 1"), -1);
   EXPECT_STREQ(KAVODBErrorGet(handle.get()), "ERROR:  deadlock detected");
   EXPECT_EQ(Execute(handle, "INSERT INTO t VALUES (3)"), -1);
@@ -287,10 +291,11 @@ TEST_F(PostgresBatchTest, TheNextOneWaitsForTheEndOfTheOther) {
 }
 
 TEST_F(PostgresLendingTest, AServerThatIsSlowToComeBackIsWaitedFor) {
+  if (SpawnCopiesThreads()) GTEST_SKIP() << kCopiedThreads;
   const Connection handle = OpenPostgres();
   ASSERT_TRUE(cluster().Stop("immediate"));
   std::future<bool> started = std::async(std::launch::async, [] {
-    std::this_thread::sleep_for(std::chrono::seconds(5));
+    std::this_thread::sleep_for(std::chrono::seconds(2));
     return cluster().Start();
   });
   EXPECT_EQ(Value(handle, "SELECT 7 AS v"), "7");
@@ -302,7 +307,8 @@ TEST_F(PostgresLendingTest, AServerThatIsSlowToComeBackIsWaitedFor) {
 TEST_F(PostgresLendingTest, StatementsOfTheirOwnSurviveADeadlock) {
   Send(outside(), "INSERT INTO t VALUES (1), (2)");
   const Connection other(KAVODBConnect(nullptr, kUser, nullptr, kDatabase));
-  Send(other, "SET deadlock_timeout = '1s'");
+  // Enough for the circle to be closed before it looks for one, which it does once.
+  Send(other, "SET deadlock_timeout = '5s'");
   Send(outside(), "SET deadlock_timeout = '1h'; BEGIN; UPDATE t SET n = -1 WHERE n = 1");
   std::future<int> done = std::async(std::launch::async, [&] {
     return Execute(other, "UPDATE t SET n = n + 20 WHERE n = 2; UPDATE t SET n = n + 10 WHERE n IN (1, -1)");
@@ -318,10 +324,10 @@ TEST_F(PostgresLendingTest, StatementsOfTheirOwnSurviveADeadlock) {
 TEST_F(PostgresLendingTest, ALockThatIsNotGivenUpIsWaitedForOnce) {
   Send(outside(), "BEGIN; LOCK TABLE t");
   const Connection waiter = std::async(std::launch::async, OpenPostgres).get();
-  Send(waiter, "SET lock_timeout = '10500ms'");
+  Send(waiter, "SET lock_timeout = '15s'");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(Execute(waiter, "INSERT INTO t VALUES (1)"), -1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(29));
   EXPECT_NE(std::string(KAVODBErrorGet(waiter.get())).find("lock timeout"), std::string::npos);
   Send(outside(), "COMMIT");
 }

@@ -43,13 +43,15 @@ class PrivateCluster {
   }
 
   [[nodiscard]] bool Start() const {
-    return Run("pg_ctl", "-w -l " + (dir_ / "log") + " -o \"-k " + dir_.path().string() +
+    return Run("pg_ctl", "-w -t 300 -l " + (dir_ / "log") + " -o \"-k " + dir_.path().string() +
                              " -h '' -c fsync=" + (durable_ ? "on" : "off") + "\" start");
   }
   // After Make: whether this machine has the server's programs.
   bool installed() const { return bin_.has_value(); }
   // "fast" asks all sessions to end, "immediate" is a crash.
-  [[nodiscard]] bool Stop(const std::string& mode) const { return Run("pg_ctl", "-w -m " + mode + " stop"); }
+  [[nodiscard]] bool Stop(const std::string& mode) const {
+    return Run("pg_ctl", "-w -t 300 -m " + mode + " stop");
+  }
 
  private:
   static std::optional<std::string> FindPrograms() {

@@ -40,7 +40,7 @@ bool IsAlive(pid_t id) {
 
 // A process that was killed a moment ago may still be going.
 bool EndsSoon(pid_t id) {
-  for (int tries = 0; tries < 200; ++tries) {
+  for (int tries = 0; tries < 6'000; ++tries) {
     if (!IsAlive(id)) return true;
     usleep(10'000);
   }
@@ -57,6 +57,21 @@ class Process : public testing::Test {
   }
   SpawnRequest Script(const std::string& script) {
     return {.program = "/bin/sh", .arguments = {"sh", "-c", script}, .capture = true};
+  }
+  // The process ids that the script of REQUEST, which has until LIMIT, has written: again with three times as
+  // long until there are COUNT, since a busy machine may leave it no time to start what it is to start.
+  std::vector<pid_t> IdsOfHung(SpawnRequest request, std::chrono::milliseconds limit, std::size_t count) {
+    std::vector<pid_t> ids;
+    for (; ids.size() < count && limit < 60s; limit *= 3) {
+      std::filesystem::remove(dir_ / "ids");
+      request.limit = limit;
+      const auto start = std::chrono::steady_clock::now();
+      EXPECT_FALSE(RunProgram(request));
+      EXPECT_LT(std::chrono::steady_clock::now() - start, limit + 18s);
+      ids = Ids();
+      for (const pid_t id : ids) EXPECT_TRUE(EndsSoon(id)) << id;
+    }
+    return ids;
   }
   // The process ids that a script has written to the file "ids".
   std::vector<pid_t> Ids() {
@@ -184,14 +199,8 @@ TEST_F(Process, AProgramHasThirtySeconds) {
 }
 
 TEST_F(Process, AHungProgramIsKilledWithItsChildren) {
-  SpawnRequest request = Script("sleep 1000 & echo $$ $! >" + dir_ / "ids" + "; sleep 1000");
-  request.limit = 2s;
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_FALSE(RunProgram(request));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
-  const std::vector<pid_t> ids = Ids();
-  ASSERT_EQ(ids.size(), 2U);
-  for (const pid_t id : ids) EXPECT_TRUE(EndsSoon(id)) << id;
+  const SpawnRequest request = Script("sleep 1000 & echo $$ $! >" + dir_ / "ids" + "; sleep 1000");
+  EXPECT_EQ(IdsOfHung(request, 1s, 2).size(), 2U);
 }
 
 TEST_F(Process, AProgramThatIgnoresSignalsIsKilled) {
@@ -219,13 +228,9 @@ TEST_F(Process, ChildrenThatItLeavesBehindAreNotWaitedFor) {
 }
 
 TEST_F(Process, ManyChildrenOfOneProgramAllEnd) {
-  SpawnRequest request = Script("for i in 1 2 3 4 5 6 7 8; do (echo $$ >/dev/null; sh -c 'echo $$ >>" +
-                                dir_ / "ids" + "; sleep 1000; :') & done; wait");
-  request.limit = 800ms;
-  EXPECT_FALSE(RunProgram(request));
-  const std::vector<pid_t> ids = Ids();
-  EXPECT_EQ(ids.size(), 8U);
-  for (const pid_t id : ids) EXPECT_TRUE(EndsSoon(id)) << id;
+  const SpawnRequest request = Script("for i in 1 2 3 4 5 6 7 8; do (echo $$ >/dev/null; sh -c 'echo $$ >>" +
+                                      dir_ / "ids" + "; sleep 1000; :') & done; wait");
+  EXPECT_EQ(IdsOfHung(request, 800ms, 8).size(), 8U);
 }
 
 TEST_F(Process, WhatIsBeyondTheCapIsDropped) {
@@ -301,6 +306,7 @@ TEST_F(Process, ACallerThatCollectsEveryChildGetsTheStatus) {
 
 // Its number may be that of another program by then.
 TEST_F(Process, AProgramThatAnotherThreadCollectsIsAFailure) {
+  if (SpawnCopiesThreads()) GTEST_SKIP() << kCopiedThreads;
   constexpr int kRounds = 50;  // the two threads race for the child: the thief wins one of them
   for (int round = 0; round < kRounds; ++round) {
     std::atomic<bool> collected = false;
@@ -343,6 +349,8 @@ TEST_F(Process, NoDescriptorAndNoZombieStays) {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                          std::filesystem::directory_iterator());
   };
+  while (waitpid(-1, nullptr, 0) > 0) {  // what earlier tests have killed may be dying still
+  }
   const auto before = count();
   for (int run = 0; run < 20; ++run) EXPECT_TRUE(RunProgram(Script("echo text")));
   EXPECT_FALSE(RunProgram({.program = "/nonexistent/program", .arguments = {"x"}, .capture = true}));

@@ -273,7 +273,7 @@ TEST_F(ForeignSchemaTest, ComputedStatisticsCostNothing) {
   EXPECT_EQ(ErrorOf(OpenSqlite(file()), "SELECT a FROM t"),
             "Its schema is not ours: a generated column in the table sqlite_stat1. "
             "Keep that table in a database of its own.");
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5))
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60))
       << "unbounded it takes minutes";
 }
 

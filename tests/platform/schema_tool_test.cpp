@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/resource.h>
@@ -213,8 +214,7 @@ TEST_P(SchemaToolTest, WhoeverFindsItFindsAllOfIt) {
   for (int i = 0; i < kRounds; ++i) {
     const bool whole = RunChildren(6, [&](int number) {
       if (number % 2 == 0) return Make();
-      while (access(database().c_str(), F_OK) != 0) {
-      }
+      while (access(database().c_str(), F_OK) != 0) sched_yield();
       const std::string image = ReadFile(database());
       return image.size() > 4096 && image.size() % 4096 == 0 && image[18] == 2 ? 0 : 1;
     });

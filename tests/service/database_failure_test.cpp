@@ -45,14 +45,24 @@ class DatabaseFailureTest : public ServiceTest {
   }
 };
 
-// With the plug-in that does as the names of the files say, so that a run takes its time.
+// With the plug-in that does as the names of the files say: the last photo waits until the test lets it go,
+// so that no run ends before the test has done its damage.
 class FailureDuringRunTest : public DatabaseFailureTest, public testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
     Environment("LUMIVAULT_PLUGIN", TEST_PLUGIN);
-    MakePhotos(kPhotos, "slow");
+    Environment("TEST_PLUGIN_GATE", gate());
+    WriteFile(gate(), "");
+    MakePhotos(kPhotos - 1, "slow");
+    MakeJpeg(File("z_gate.jpg"), 8, 8);
   }
 
+  fs::path gate() const { return scratch() / "gate"; }
+  // How RUN ends with what was done to its database.
+  RunResult LetGo(ProgramRun& run) const {
+    fs::remove(gate());
+    return run.Wait();
+  }
   std::unique_ptr<ProgramRun> StartAndAwaitRows() {
     auto run = Start({"index", folder(), "--json", "--quiet", "-j", GetParam()});
     EXPECT_TRUE(Eventually([&] { return Kept(database()) > 0; }));
@@ -73,7 +83,7 @@ TEST_P(FailureDuringRunTest, TheDatabaseIsRenamedAway) {
   const fs::path log = database().string() + "-wal";
   if (fs::exists(log)) fs::rename(log, away().string() + "-wal");
   fs::rename(database(), away());
-  const Json::Value report = ExpectBroken(run->Wait(), Line("it was removed or replaced"), kDatabaseStatus);
+  const Json::Value report = ExpectBroken(LetGo(*run), Line("it was removed or replaced"), kDatabaseStatus);
   EXPECT_GT(report["added"].asInt(), 0);
   EXPECT_LT(report["added"].asInt(), kPhotos);
   EXPECT_LT(report["found"].asInt(), kPhotos);
@@ -83,7 +93,7 @@ TEST_P(FailureDuringRunTest, TheDatabaseIsRenamedAway) {
 TEST_P(FailureDuringRunTest, TheDatabaseIsRemovedAndTheNextRunMakesItAnew) {
   const auto run = StartAndAwaitRows();
   fs::remove(database());
-  ExpectBroken(run->Wait(), Line("it was removed or replaced"), kDatabaseStatus);
+  ExpectBroken(LetGo(*run), Line("it was removed or replaced"), kDatabaseStatus);
   EXPECT_EQ(Index()["added"].asInt(), kPhotos);
   EXPECT_EQ(Kept(database()), kPhotos);
 }
@@ -93,7 +103,7 @@ TEST_P(FailureDuringRunTest, AnotherDatabaseTakesItsPlaceAndIsNotTakenForTheOneT
   WriteFile(scratch() / "empty", "");
   fs::rename(database(), away());
   fs::rename(scratch() / "empty", database());
-  ExpectBroken(run->Wait(), Line("it was removed or replaced"), kDatabaseStatus);
+  ExpectBroken(LetGo(*run), Line("it was removed or replaced"), kDatabaseStatus);
   Index();
   EXPECT_EQ(Kept(database()), kPhotos);
 }
@@ -101,7 +111,7 @@ TEST_P(FailureDuringRunTest, AnotherDatabaseTakesItsPlaceAndIsNotTakenForTheOneT
 TEST_P(FailureDuringRunTest, TheFolderIsRenamedAwayAndBack) {
   const auto run = StartAndAwaitRows();
   fs::rename(folder(), away());
-  const RunResult result = run->Wait();
+  const RunResult result = LetGo(*run);
   ExpectBroken(
       result,
       "lumivault: " + folder().string() +

@@ -293,7 +293,7 @@ TEST_F(SharedDoctorTest, AServerThatIsAway) {
 }
 
 TEST_F(SharedDoctorTest, ADatabaseThatIsAbsent) {
-  ASSERT_EQ(std::system("dropdb -U postgres photo"), 0);
+  ASSERT_EQ(std::system("dropdb --force -U postgres photo"), 0);
   const RunResult result = Doctor();
   EXPECT_EQ(result.status, 5);
   EXPECT_THAT(result.out, HasSubstr("database \"photo\" does not exist\n  run: lumivault init --shared " +
@@ -336,12 +336,12 @@ TEST_F(SharedDoctorTest, AServerThatOnlyReads) {
 }
 
 TEST_F(SharedDoctorTest, ADatabaseOfAnotherEncoding) {
-  ASSERT_EQ(std::system("dropdb -U postgres photo && "
+  ASSERT_EQ(std::system("dropdb --force -U postgres photo && "
                         "createdb -U postgres -T template0 -E SQL_ASCII --locale=C photo"),
             0);
   ASSERT_EQ(Run({"init", "--shared", folder()}).status, 0);
   const RunResult result = Doctor();
-  ASSERT_EQ(std::system("dropdb -U postgres photo && createdb -U postgres photo"), 0);
+  ASSERT_EQ(std::system("dropdb --force -U postgres photo && createdb -U postgres photo"), 0);
   EXPECT_EQ(result.status, 5);
   EXPECT_EQ(
       result.out,

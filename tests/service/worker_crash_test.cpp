@@ -12,6 +12,9 @@
 
 namespace {
 
+// So many slow photos that no test sees the end of the run that reads them.
+constexpr int kEndless = 2000;
+
 // The program with the plug-in that does as the names of the files say.
 class WorkerCrashTest : public ServiceTest {
  protected:
@@ -105,7 +108,9 @@ TEST_F(WorkerCrashTest, AFileWhoseWorkerIsKilledIsTriedAgainAndNotHeldToBeBad) {
   for (int attempt = 0; attempt < 2; ++attempt) {
     ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(hangs()); })) << attempt;
     std::filesystem::remove(hangs());
-    kill(ChildOf(run->pid()), SIGKILL);
+    const pid_t worker = ChildOf(run->pid());
+    ASSERT_GT(worker, 0);
+    kill(worker, SIGKILL);
   }
   const RunResult result = run->Wait();
   EXPECT_EQ(result.status, 3);
@@ -116,21 +121,22 @@ TEST_F(WorkerCrashTest, AFileWhoseWorkerIsKilledIsTriedAgainAndNotHeldToBeBad) {
 TEST_F(WorkerCrashTest, AFileThatHangsIsGivenUpAtItsDeadline) {
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
   const auto start = std::chrono::steady_clock::now();
-  const Json::Value report = Index({"--timeout", "0.5", "-j", "1"}, 3);
+  const Json::Value report = Index({"--timeout", "3", "-j", "1"}, 3);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
   EXPECT_EQ(report["added"].asInt(), 2);
-  EXPECT_EQ(FailureOf(report, "hang.jpg"), "timed out after 0.5 s");
+  EXPECT_EQ(FailureOf(report, "hang.jpg"), "timed out after 3 s");
   EXPECT_EQ(Kept("a.jpg"), 1);
   EXPECT_EQ(Kept("z.jpg"), 1);
 }
 
+// Four deadlines over two workers; if neighbours cost theirs too, it were ten times as long.
 TEST_F(WorkerCrashTest, ManyHangingFilesCostTheirDeadlinesAndNoMore) {
   MakePhotos(30, "p");
   MakePhotos({"hang1.jpg", "hang2.jpg", "hang3.jpg", "hang4.jpg"});
-  const Json::Value report = Index({"--timeout", "0.3", "-j", "2"}, 3);
+  const Json::Value report = Index({"--timeout", "3", "-j", "2"}, 3);
   EXPECT_EQ(report["added"].asInt(), 30);
   EXPECT_EQ(report["failed"].size(), 4U);
-  EXPECT_LT(report["seconds"].asDouble(), 5.0);
+  EXPECT_LT(report["seconds"].asDouble(), 40.0);
 }
 
 TEST_F(WorkerCrashTest, TheReasonOfARefusedFileIsWhatThePlugInLogged) {
@@ -197,8 +203,8 @@ TEST_F(WorkerCrashTest, FoldersAreAddedBeforeWhatTheyHold) {
 }
 
 TEST_F(WorkerCrashTest, CtrlCKeepsWhatIsCommitted) {
-  MakePhotos(400, "slow");
-  for (int i = 0; i < 400; ++i) WriteFile(File("slow" + std::to_string(1000 + i) + ".txt"), "x");
+  MakePhotos(kEndless, "slow");
+  for (int i = 0; i < kEndless; ++i) WriteFile(File("slow" + std::to_string(1000 + i) + ".txt"), "x");
   const auto run = Start({"index", folder(), "--json", "--quiet", "-j", "2"});
   ASSERT_TRUE(Eventually([&] { return HasRows(); }));
   run->Signal(SIGINT);
@@ -207,7 +213,7 @@ TEST_F(WorkerCrashTest, CtrlCKeepsWhatIsCommitted) {
   const Json::Value report = StrictJson(result.out);
   EXPECT_TRUE(report["interrupted"].asBool());
   EXPECT_GT(report["added"].asInt(), 0);
-  EXPECT_LT(report["added"].asInt(), 400);
+  EXPECT_LT(report["added"].asInt(), kEndless);
   EXPECT_EQ(report["added"].asInt(), KeptPhotos());
   EXPECT_EQ(report["found"].asInt(), KeptPhotos()) << "not what was only looked ahead at";
   EXPECT_LE(report["skipped"]["not a photo or video"].asInt(), KeptPhotos());
@@ -235,7 +241,7 @@ TEST_F(WorkerCrashTest, TheEndOfItsTerminalEndsARunWithItsOwnStatus) {
 TEST_F(WorkerCrashTest, WhatItsStarterHadIgnoredEndsNoRun) {
   MakePhotos({"a.jpg", "hang.jpg"});
   IgnoreStopSignals();
-  const auto run = StartAndHang({"--timeout", "2"});
+  const auto run = StartAndHang({"--timeout", "5"});
   for (const int number : {SIGHUP, SIGINT, SIGTERM}) run->Signal(number);
   EXPECT_EQ(run->Wait().status, 3) << "the file alone failed";
   EXPECT_EQ(Kept("a.jpg"), 1);
@@ -259,7 +265,7 @@ TEST_F(WorkerCrashTest, ASecondSignalEndsTheRunAtOnce) {
 
 TEST_F(WorkerCrashTest, AWorkerThatComesAfterTheDatabaseWentMakesNoOther) {
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
-  const auto run = StartAndHang({"--timeout", "2"});
+  const auto run = StartAndHang({"--timeout", "5"});
   std::filesystem::remove(folder() / ".KAVOHGADB");
   const RunResult result = run->Wait();
   EXPECT_EQ(result.status, 5);
@@ -282,7 +288,7 @@ FileDescriptor SharedTurnOf(pid_t supervisor) {
 
 TEST_F(WorkerCrashTest, AWorkerWaitsForItsTurn) {
   constexpr std::chrono::milliseconds kManyTransactions{500};
-  MakePhotos(400, "slow");
+  MakePhotos(kEndless, "slow");
   const auto run = Start({"index", folder(), "--quiet", "-j", "1"});
   ASSERT_TRUE(Eventually([&] { return HasRows(); }));
   const FileDescriptor shared = SharedTurnOf(run->pid());
@@ -358,7 +364,7 @@ TEST_F(WorkerCrashTest, AWorkerThatTellsForEverWhereItIsIsLost) {
 TEST_F(WorkerCrashTest, TheWorkerProgramMayGoDuringARun) {
   const std::filesystem::path programs = UseCopyOfProgram();
   MakePhotos({"a.jpg", "hang.jpg", "z.jpg"});
-  const auto run = StartAndHang({"--timeout", "1"});
+  const auto run = StartAndHang({"--timeout", "5"});
   std::filesystem::remove(programs / "lumivault-worker");
   EXPECT_EQ(run->Wait().status, 3);
   EXPECT_EQ(Kept("z.jpg"), 1) << "a second worker did it";

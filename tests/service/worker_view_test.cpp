@@ -49,7 +49,7 @@ class WorkerViewTest : public OwnedLibraryTest {
   fs::path LibraryPlace() const { return fs::directory_iterator(state() / "libraries")->path(); }
   // Ends a run, whose worker is at a photo, by the signal.
   void StopBy(int number) {
-    UsePreviewTool("sleep 2");
+    UsePreviewTool("sleep 20");
     const auto run = Start({"index", folder(), "--quiet"});
     EXPECT_TRUE(Eventually([&] { return !View().empty() && ChildOf(run->pid()) != 0; }));
     run->Signal(number);

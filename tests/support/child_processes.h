@@ -9,11 +9,16 @@
 
 #include <vector>
 
-// A process that runs BODY and ends with its result as exit status, without the cleaning up of this one.
+// A process that runs BODY and ends with its result as exit status, without the cleaning up of this one. One
+// that waits for what never comes, since another one died, is killed.
 template <typename Body>
 pid_t StartChild(Body&& body) {
   const pid_t child = fork();
-  if (child == 0) _exit(body());
+  if (child == 0) {
+    constexpr unsigned kLongest = 300;  // seconds
+    alarm(kLongest);
+    _exit(body());
+  }
   return child;
 }
 

@@ -49,7 +49,7 @@ std::vector<Row> QuerySqlite(const std::string& file, const std::string& sql) {
 }
 
 Postgres ConnectPostgres() {
-  Postgres connection(PQconnectdb("user=postgres dbname=photo connect_timeout=5"));
+  Postgres connection(PQconnectdb("user=postgres dbname=photo connect_timeout=60"));
   PQsetNoticeProcessor(
       connection.get(), [](void*, const char*) {}, nullptr);
   return connection;

@@ -13,7 +13,7 @@ std::string SchemaScript(const std::string& name) {
 
 bool PostgresAnswers() {
   if (std::getenv("PGHOST") == nullptr) return false;
-  PGconn* connection = PQconnectdb("user=postgres dbname=photo connect_timeout=5");
+  PGconn* connection = PQconnectdb("user=postgres dbname=photo connect_timeout=60");
   const bool answers = PQstatus(connection) == CONNECTION_OK;
   EXPECT_TRUE(answers) << "the server that PGHOST names: " << PQerrorMessage(connection);
   PQfinish(connection);

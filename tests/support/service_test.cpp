@@ -191,7 +191,7 @@ std::vector<DatabaseRow> QueryDatabase(const fs::path& file, const std::string& 
 
 std::vector<DatabaseRow> QueryServer(const std::string& sql) {
   const std::unique_ptr<PGconn, decltype(&PQfinish)> connection(
-      PQconnectdb("user=postgres dbname=photo connect_timeout=5"), &PQfinish);
+      PQconnectdb("user=postgres dbname=photo connect_timeout=60"), &PQfinish);
   PQsetNoticeProcessor(
       connection.get(), [](void*, const char*) {}, nullptr);
   const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(connection.get(), sql.c_str()), &PQclear);

@@ -15,6 +15,13 @@ inline bool SpawnTellsOfFailure() {
   return false;
 }
 
+// True there: the copy of a process that has threads may wait for ever for what one of them held, and any use
+// of posix_spawn, popen or system makes such a copy.
+inline bool SpawnCopiesThreads() {
+  return !SpawnTellsOfFailure();
+}
+
+inline constexpr const char* kCopiedThreads = "a process with threads cannot start programs here";
 inline constexpr const char* kSilentSpawn = "posix_spawn does not tell here that a program cannot be run";
 
 #endif  // TESTS_SUPPORT_SILENT_SPAWN_H_
