@@ -1,6 +1,7 @@
 #include "setup/diagnosis.h"
 
 #include <errno.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -171,11 +172,24 @@ void ExamineFile(DatabaseReader& database, const std::string& file, Findings& fi
   if (!damage->empty()) Add(findings, file, "damaged: " + Visible(*damage), remedy, ExitStatus::kDatabase);
 }
 
+// FILE lies beside the database and is somebody's who may have committed rows there, or another file of his
+// that was renamed.
+std::string RemedyOfSideFile(const Library& library, const std::string& file) {
+  const std::string now = "while nothing else uses the library, run: ";
+  struct stat status {};
+  if (lstat(file.c_str(), &status) == 0 && status.st_size == 0) return now + "rm " + Visible(file);
+  return "user " + std::to_string(status.st_uid) +
+         " may have added to the library through it: let that user run lumivault ls " +
+         Visible(library.folder) + "; or else, " + now + "mv " + Visible(file) + " " +
+         Visible(file + ".kept");
+}
+
 // What is wrong with it may be somebody's file beside it.
-std::string RemedyOfUnopened(const std::string& file, const std::string& error) {
+std::string RemedyOfUnopened(const Library& library, const std::string& error) {
   for (const char* suffix : {"-wal", "-shm", "-journal"}) {
-    if (error.starts_with(std::string(kDatabaseName) + suffix + " belongs to somebody"))
-      return "while nothing else uses the library, run: rm " + Visible(file + suffix);
+    const std::string name = std::string(kDatabaseName) + suffix;
+    if (error.starts_with(name + " belongs to somebody") || error.starts_with(name + " is more private"))
+      return RemedyOfSideFile(library, library.database() + suffix);
   }
   return "make it a regular file that this user may read, with nothing of others beside it";
 }
@@ -188,7 +202,7 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   if (const auto foreign = database ? std::nullopt : ForeignSchema(database, Visible(file)))
     return static_cast<void>(findings.push_back(*foreign));
   if (!database) {
-    return Add(findings, Visible(file), database.error(), RemedyOfUnopened(file, database.error()),
+    return Add(findings, Visible(file), database.error(), RemedyOfUnopened(library, database.error()),
                ExitStatus::kDatabase);
   }
   const std::size_t before = findings.size();

@@ -1,8 +1,11 @@
 #include "platform/share.h"
 
+#include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <limits.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +21,22 @@
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
+
+namespace {
+// Is exchanged for each folder that is made beside it, as soon as that is there; null for no such thing.
+const char* exchanged_for = nullptr;
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int mkdirat(int folder, const char* name,
+                                                              mode_t mode) noexcept {
+  using Function = int (*)(int, const char*, mode_t);
+  static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "mkdirat"));
+  const int result = next(folder, name, mode);
+  if (result == 0 && exchanged_for != nullptr) {
+    EXPECT_EQ(renameat2(folder, name, folder, exchanged_for, RENAME_EXCHANGE), 0);
+  }
+  return result;
+}
 
 namespace {
 
@@ -154,6 +173,23 @@ TEST_F(SideFolderTest, MakesTheFolderForAllUsersWhateverTheUmask) {
   EXPECT_EQ(ModeOf(tree_.shared() / "@eaDir"), 0777U);
   EXPECT_EQ(ModeOf(tree_.shared() / "@eaDir" / "a.jpg"), 0777U);
   EXPECT_EQ(KAVOEAMKDir(0, (tree_.shared() / "@eaDir" / "a.jpg").c_str()), 0);
+}
+
+// Whoever owns the folder above may put a neighbour's private folder into its place.
+TEST_F(SideFolderTest, AnothersFolderThatTakesItsPlaceKeepsItsMode) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give folders to others";
+  constexpr uid_t kNeighbour = 20'002;
+  const fs::path folder = tree_.shared() / "private";
+  fs::create_directory(folder);
+  ASSERT_EQ(chmod(folder.c_str(), 0700), 0);
+  ASSERT_EQ(chown(folder.c_str(), kNeighbour, kNeighbour), 0);
+  exchanged_for = "private";
+  const mode_t old_mask = umask(022);
+  KAVOEAMKDir(0, (tree_.shared() / "@eaDir").c_str());
+  umask(old_mask);
+  exchanged_for = nullptr;
+  ASSERT_EQ(ModeOf(folder), 0755U) << "the one that was made";
+  EXPECT_EQ(ModeOf(tree_.shared() / "@eaDir"), 0700U);
 }
 
 TEST_F(SideFolderTest, WithKeepTheUmaskDecides) {

@@ -1,13 +1,17 @@
 // Whose files SQLite takes for what it keeps beside a database, and what root does with them.
 #include "db/side_file.h"
 
+#include <errno.h>
+#include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 
 #include "platform/sqlite_files_fixture.h"
@@ -195,10 +199,11 @@ TEST_F(SqliteFilesTest, ASideFileOfSomebodyOutsideTheGroupIsRefusedThoughItBears
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
 }
 
-// The owner, a user and the mask of an access list may write; the group reads.
-TEST_F(SqliteFilesTest, WhatAnAccessListAllowsIsNotTheGroups) {
-  const passwd* member = getpwnam("bin");
-  if (geteuid() != 0 || member == nullptr) GTEST_SKIP() << "only root can give files to others";
+constexpr uid_t kNamed = 20'005;
+
+// Lets the user kNamed write FILE, and its own group do what GROUP says; false where there are no access
+// lists.
+bool NameInList(const std::string& file, std::uint16_t group, std::uint16_t others) {
   struct Entry {
     std::uint16_t tag;
     std::uint16_t rights;
@@ -208,16 +213,88 @@ TEST_F(SqliteFilesTest, WhatAnAccessListAllowsIsNotTheGroups) {
     std::uint32_t version = 2;
     Entry entries[5];
   };
-  const List list{2, {{1, 6, ~0U}, {2, 6, 20'005}, {4, 4, ~0U}, {16, 6, ~0U}, {32, 4, ~0U}}};
+  const List list{2, {{1, 6, ~0U}, {2, 6, kNamed}, {4, group, ~0U}, {16, 6, ~0U}, {32, others, ~0U}}};
+  return setxattr(file.c_str(), "system.posix_acl_access", &list, sizeof list, 0) == 0;
+}
+
+// The owner, a user and the mask of an access list may write; the group reads.
+TEST_F(SqliteFilesTest, WhatAnAccessListAllowsIsNotTheGroups) {
+  const passwd* member = getpwnam("bin");
+  if (geteuid() != 0 || member == nullptr) GTEST_SKIP() << "only root can give files to others";
   ASSERT_EQ(chown(file().c_str(), kNobody, member->pw_gid), 0);
-  if (setxattr(file().c_str(), "system.posix_acl_access", &list, sizeof list, 0) != 0)
-    GTEST_SKIP() << "no access lists here";
+  if (!NameInList(file(), 4, 4)) GTEST_SKIP() << "no access lists here";
   struct stat status {};
   ASSERT_EQ(stat(file().c_str(), &status), 0);
   ASSERT_EQ(status.st_mode & 0777, 0664U);
   std::ofstream(file() + "-wal").close();
   ASSERT_EQ(chown((file() + "-wal").c_str(), member->pw_uid, member->pw_gid), 0);
   EXPECT_EQ(ErrorOf("SELECT * FROM t"), "photo.db-wal belongs to somebody who may not write the database.");
+}
+
+// A database of kNobody's that kNamed may write by an access list, in a folder that all may write.
+class ListedDatabaseTest : public SqliteFilesTest {
+ protected:
+  static constexpr gid_t kGroup = 20'003;
+  static constexpr gid_t kOwnGroup = 20'006;
+
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can be several users";
+    SqliteFilesTest::SetUp();
+    ASSERT_EQ(chown(file().c_str(), kNobody, kGroup), 0);
+    ASSERT_EQ(chmod(folder().parent_path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(folder().c_str(), 0777), 0);
+    if (!NameInList(file(), 6, 0)) GTEST_SKIP() << "no access lists here";
+  }
+
+  // What ACT answers as USER, of the groups OWN and FURTHER.
+  template <typename Act>
+  static bool As(uid_t user, gid_t own, gid_t further, Act&& act) {
+    return RunChildren(1, [&](int) {
+      const bool is_user = setgroups(1, &further) == 0 && setgid(own) == 0 && setuid(user) == 0;
+      return is_user && act() ? 0 : 1;
+    });
+  }
+  // kNamed adds a row and is killed.
+  bool LeaveLog(gid_t further) const {
+    return As(kNamed, kOwnGroup, further, [this] {
+      const Connection db = OpenSqlite(file());
+      const bool sent = ErrorOf(db, "INSERT INTO t VALUES ('of kNamed')") == "(none)";
+      _exit(sent ? 0 : 1);
+      return false;
+    });
+  }
+  bool ReadsAll(const std::string& rows) const {
+    const Connection db = OpenSqlite(file());
+    return db != nullptr && Value(db, "SELECT count(*) v FROM t") == rows;
+  }
+};
+
+TEST_F(ListedDatabaseTest, ItsOwnerTakesInWhatSomebodyOfTheListHasLeft) {
+  ASSERT_TRUE(LeaveLog(kOwnGroup));
+  ASSERT_TRUE(fs::exists(file() + "-wal"));
+  EXPECT_TRUE(As(kNobody, kNobody, kNobody, [this] { return ReadsAll("2"); }));
+  EXPECT_EQ(Names(), std::set<std::string>{"photo.db"}) << "the log was taken in";
+}
+
+TEST_F(ListedDatabaseTest, SoDoesRoot) {
+  ASSERT_TRUE(LeaveLog(kOwnGroup));
+  EXPECT_TRUE(ReadsAll("2"));
+  EXPECT_EQ(Names(), std::set<std::string>{"photo.db"});
+}
+
+TEST_F(ListedDatabaseTest, SoDoesAMemberOfTheDatabasesGroup) {
+  for (const gid_t group_of_log : {kOwnGroup, kGroup}) {
+    ASSERT_TRUE(LeaveLog(group_of_log));
+    EXPECT_TRUE(As(20'007, 20'008, kGroup, [&] { return ReadsAll(group_of_log == kGroup ? "3" : "2"); }));
+    EXPECT_EQ(Names(), std::set<std::string>{"photo.db"});
+  }
+}
+
+// Whoever else is in kNamed's group may not read the database.
+TEST_F(ListedDatabaseTest, TheLogIsNotOpenedToTheGroupOfItsMaker) {
+  ASSERT_TRUE(LeaveLog(kOwnGroup));
+  EXPECT_TRUE(As(20'007, kOwnGroup, kOwnGroup,
+                 [this] { return access((file() + "-wal").c_str(), R_OK) != 0 && errno == EACCES; }));
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <string>
 
 #include "support/media_maker.h"
 #include "support/shared_tree_test.h"
@@ -191,6 +193,31 @@ TEST_F(DoctorTest, ASideFileOfSomebodyWhoMayNotWriteTheDatabase) {
     fs::remove(file);
   }
   EXPECT_EQ(Doctor().out, kAllIsWell);
+}
+
+// It may be what he has committed, or a file of his that the folder's owner has renamed.
+TEST_F(DoctorTest, WhatASideFileOfSomebodyHoldsIsNotThrownAway) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
+  for (const char* suffix : {"-wal", "-shm", "-journal"}) {
+    for (const auto& [mode, problem] :
+         std::map<mode_t, std::string>{{0644, " belongs to somebody who may not write the database."},
+                                       {0666, " is more private than the database."}}) {
+      ASSERT_EQ(chmod(Database().c_str(), mode), 0);
+      const std::string file = Database().string() + suffix;
+      WriteFile(file, "something");
+      ASSERT_EQ(chmod(file.c_str(), 0600), 0);
+      ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+      const RunResult result = Doctor();
+      EXPECT_EQ(result.status, 5);
+      EXPECT_EQ(
+          result.out,
+          Database().string() + ": .KAVOHGADB" + suffix + problem +
+              "\n  user 65534 may have added to the library through it: let that user run lumivault ls " +
+              folder().string() + "; or else, while nothing else uses the library, run: mv " + file + " " +
+              file + ".kept\n");
+      fs::remove(file);
+    }
+  }
 }
 
 TEST_F(DoctorTest, AnOldSchema) {

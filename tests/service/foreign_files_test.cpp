@@ -8,8 +8,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <map>
 #include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
@@ -25,13 +28,16 @@ constexpr uid_t kNeighbour = 20'001;  // whose files are private
 constexpr const char* kSecretText = "what a neighbour wrote";
 constexpr const char* kSecretKeyword = "neighbours-keyword";
 
-// Who runs the program.
-enum class Caller { kRoot, kUser };
+// Who runs the program: root as the folder's owner, as itself or in a folder of its own, or a user.
+enum class Caller { kRoot, kUser, kAsRoot, kInRootsFolder };
 
 // What stands under a name in the place of what belongs there.
-enum class Form { kLinkToFile, kLinkToFolder, kLinkToNowhere, kPipe, kFolder, kHardLink };
-constexpr Form kForms[] = {Form::kLinkToFile, Form::kLinkToFolder, Form::kLinkToNowhere,
-                           Form::kPipe,       Form::kFolder,       Form::kHardLink};
+enum class Form { kLinkToFile, kLinkToFolder, kLinkToNowhere, kPipe, kFolder, kHardLink, kMovedFile };
+// In a state folder there is nothing of others to be moved.
+constexpr Form kStateForms[] = {Form::kLinkToFile, Form::kLinkToFolder, Form::kLinkToNowhere,
+                                Form::kPipe,       Form::kFolder,       Form::kHardLink};
+constexpr Form kForms[] = {Form::kLinkToFile, Form::kLinkToFolder, Form::kLinkToNowhere, Form::kPipe,
+                           Form::kFolder,     Form::kHardLink,     Form::kMovedFile};
 
 // Everything that the tree FOLDER holds, as a text that any change makes another.
 std::string StateOf(const fs::path& folder, bool with_links) {
@@ -47,6 +53,35 @@ std::string StateOf(const fs::path& folder, bool with_links) {
              " " + (S_ISREG(status.st_mode) ? ReadFile(path) : "") + "\n";
   }
   return state;
+}
+
+// Owner, mode and number of names of all that people have in LIBRARY: all but its database, what is PUT there
+// in the place of one of its files excepted.
+std::map<std::string, std::string> PeoplesFiles(const fs::path& library, const std::string& put) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(library)) {
+    const std::string name = entry.path().lexically_relative(library);
+    struct stat status {};
+    if ((name.starts_with(".KAVOHGADB") && name != put) || lstat(entry.path().c_str(), &status) != 0)
+      continue;
+    files[name] = std::to_string(status.st_uid) + ":" + std::to_string(status.st_gid) + " " +
+                  std::to_string(status.st_mode) + " " +
+                  (S_ISREG(status.st_mode) ? std::to_string(status.st_nlink) : "");
+  }
+  return files;
+}
+
+// Side files go when what they say has been taken in, and nothing else does.
+void ExpectAsBefore(const std::map<std::string, std::string>& before,
+                    const std::map<std::string, std::string>& now) {
+  for (const auto& [name, file] : before) {
+    const auto found = now.find(name);
+    if (found != now.end()) {
+      EXPECT_EQ(found->second, file) << name;
+    } else {
+      EXPECT_TRUE(name.starts_with("@eaDir/")) << name << " is gone";
+    }
+  }
 }
 
 void GiveTree(const fs::path& tree, uid_t user) {
@@ -72,7 +107,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     WriteFile(Private("empty"), "");
     fs::create_directories(Private("folder"));
     WriteFile(Private("folder/a.jpg"), ReadFile(Private("photo")));
-    GiveTree(private_folder(), caller_user() == 0 ? kNeighbour : caller_user());
+    GiveTree(private_folder(), private_user());
     for (const auto& entry : fs::recursive_directory_iterator(private_folder())) {
       fs::permissions(entry.path(), entry.is_directory() ? fs::perms::owner_all : fs::perms(0600));
     }
@@ -91,14 +126,16 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
       GiveTree(state(), caller_user());
       fs::permissions(scratch(), fs::perms::all);
     }
-    GiveTree(folder(), kOwner);
+    GiveTree(folder(), owner());
     // A folder that several people put photos into.
     for (const fs::path& shared : {folder(), File("trip"), File("@eaDir"), File("@eaDir/a.jpg")})
       fs::permissions(shared, fs::perms::all);
     fs::permissions(File(".KAVOHGADB"), fs::perms(0666));
   }
 
-  uid_t caller_user() const { return GetParam() == Caller::kRoot ? 0 : kNobody; }
+  uid_t caller_user() const { return GetParam() == Caller::kUser ? kNobody : 0; }
+  uid_t private_user() const { return caller_user() == 0 ? kNeighbour : caller_user(); }
+  uid_t owner() const { return GetParam() == Caller::kInRootsFolder ? 0 : kOwner; }
   fs::path private_folder() const { return scratch() / "private"; }
   fs::path Private(const std::string& name) const { return private_folder() / name; }
 
@@ -112,7 +149,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
   void Put(const fs::path& path, Form form) const {
     fs::remove_all(path);
     Make(path, form, Private(LikeOf(path)));
-    if (form != Form::kHardLink) {
+    if (form != Form::kHardLink && form != Form::kMovedFile) {
       ASSERT_EQ(lchown(path.c_str(), kOwner, kOwner), 0);
     }
   }
@@ -133,6 +170,11 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
         return fs::permissions(path, fs::perms::all);
       case Form::kHardLink:
         return fs::create_hard_link(victim, path);
+      case Form::kMovedFile:
+        fs::copy_file(victim, path);
+        ASSERT_EQ(chown(path.c_str(), private_user(), private_user()), 0);
+        ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+        return;
     }
   }
 
@@ -145,14 +187,19 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     return text.starts_with(temporary) || text.starts_with("/dev/") || text.starts_with("/memfd:");
   }
 
+  // The library's own database; a private file in its place tells what it did before.
+  std::string DatabaseText() const {
+    const fs::path database = File(".KAVOHGADB");
+    struct stat status {};
+    const bool is_ours = lstat(database.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+                         status.st_nlink == 1 && status.st_uid != private_user();
+    return is_ours ? ReadFile(database) : "";
+  }
   // Neither the output nor the database, which everybody may read, has anything that a neighbour keeps
   // private.
   void ExpectNothingTold(const RunResult& result) const {
     if (caller_user() != 0) return;  // the private files are the caller's own
-    const fs::path database = File(".KAVOHGADB");
-    const bool is_ours =
-        fs::is_regular_file(fs::symlink_status(database)) && fs::hard_link_count(database) == 1;
-    for (const std::string& text : {result.out, result.err, is_ours ? ReadFile(database) : ""}) {
+    for (const std::string& text : {result.out, result.err, DatabaseText()}) {
       for (const char* secret : {kSecretText, kSecretKeyword})
         EXPECT_EQ(text.find(secret), std::string::npos) << secret;
     }
@@ -161,10 +208,19 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
   // The program gives the names in question to files of its own, which takes a link away.
   bool replaces_names_ = false;
 
-  // Runs the command and looks at what it did.
-  void HuntWith(const std::vector<std::string>& command) {
+  // Where root stays root, a private file of one name that somebody put there is read like any other; in a
+  // folder of root's, which all may write, also one with another name.
+  bool IsReadByRoot(Form form) const {
+    if (GetParam() == Caller::kAsRoot) return form == Form::kMovedFile;
+    return GetParam() == Caller::kInRootsFolder && (form == Form::kMovedFile || form == Form::kHardLink);
+  }
+
+  // Runs the command where FORM is PUT, a name below the library, and looks at what it did.
+  void HuntWith(const std::vector<std::string>& command, Form form, const std::string& put) {
     SCOPED_TRACE(testing::PrintToString(command));
-    const std::string before = StateOf(private_folder(), !replaces_names_);
+    const auto peoples_before = PeoplesFiles(folder(), put);
+    const bool with_links = !replaces_names_ && !IsReadByRoot(form);
+    const std::string before = StateOf(private_folder(), with_links);
     const fs::path trace = scratch() / "trace";
     std::vector<std::string> arguments = TracerArguments(trace);
     arguments.emplace_back(LUMIVAULT_PROGRAM);
@@ -172,10 +228,12 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     arguments.push_back("--root=" + state().string());
     std::optional<uid_t> user;
     if (caller_user() != 0) user = caller_user();
-    const RunResult result = ProgramRun(arguments, scratch() / "hunt", {}, user, kTracer).Wait();
+    const RunResult result =
+        ProgramRun(arguments, scratch() / "hunt", {{"PGHOST", "/nowhere"}}, user, kTracer).Wait();
     EXPECT_LT(result.status, kOverdue) << result.err;  // neither crashed nor waiting for ever
-    ExpectNothingTold(result);
-    EXPECT_EQ(StateOf(private_folder(), !replaces_names_), before);
+    if (!IsReadByRoot(form)) ExpectNothingTold(result);
+    ExpectAsBefore(peoples_before, PeoplesFiles(folder(), put));
+    EXPECT_EQ(StateOf(private_folder(), with_links), before);
     const std::vector<FileCall> calls = TakeFileCalls(trace);
     EXPECT_GT(calls.size(), 0U) << "nothing was traced";
     for (const FileCall& call : calls) {
@@ -186,36 +244,54 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
 
   // Each of FORMS under NAME, and every command on it.
   void Hunt(const std::string& name) {
+    const fs::path kept_state = scratch() / "kept-state";
+    fs::copy(state(), kept_state, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     for (const Form form : kForms) {
       SCOPED_TRACE(name + " as form " + std::to_string(static_cast<int>(form)));
       const fs::path kept = scratch() / "kept";
       fs::remove_all(kept);
       fs::copy(folder(), kept, fs::copy_options::recursive);
       Put(File(name), form);
-      for (const auto& command : CommandsOf(form, name)) HuntWith(command);
+      for (const auto& command : CommandsOf(form, name)) HuntWith(command, form, name);
       fs::remove_all(folder());
       fs::rename(kept, folder());
-      GiveTree(folder(), kOwner);
+      GiveTree(folder(), owner());
       fs::permissions(folder(), fs::perms::all);
+      fs::remove_all(state());
+      fs::copy(kept_state, state(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+      GiveTree(state(), caller_user());
     }
   }
 
-  // One that writes and one that reads: all come in turn, unless LUMIVAULT_ALL_COMMANDS asks for every one
-  // each time, which takes ten minutes.
-  std::vector<std::vector<std::string>> CommandsOf(Form form, const std::string& name) const {
+  using Commands = std::vector<std::vector<std::string>>;
+
+  Commands ReadingCommands() const {
     const std::string library = folder();
-    const std::vector<std::vector<std::string>> reading{
-        {"ls", library},          {"show", File("a.jpg")}, {"albums", library},
-        {"labels", library},      {"stats", library},      {"export", library},
-        {"rights", File("trip")}, {"doctor", library},     {"index", "--dry-run", library}};
-    const std::vector<std::vector<std::string>> writing{{"index", "--quiet", "-j", "1", library},
-                                                        {"reindex", "--quiet", "-j", "1", library}};
-    std::vector<std::vector<std::string>> commands;
+    return {{"ls", library},          {"show", File("a.jpg")}, {"albums", library},
+            {"labels", library},      {"stats", library},      {"export", library},
+            {"rights", File("trip")}, {"doctor", library},     {"index", "--dry-run", library}};
+  }
+  // The last one finds no server.
+  Commands WritingCommands() const {
+    Commands commands{{"index", "-j", "1", folder()}, {"reindex", "-j", "1", folder()}};
+    for (auto& command : commands) {
+      if (GetParam() == Caller::kAsRoot) command.emplace_back("--as-root");
+    }
+    commands.push_back({"init", "--shared", folder()});
+    return commands;
+  }
+
+  // One that writes and one that reads: all come in turn, unless LUMIVAULT_ALL_COMMANDS asks for every one
+  // each time, which takes an hour. Readers do the same wherever root stays root.
+  Commands CommandsOf(Form form, const std::string& name) const {
+    const bool all = FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0;
+    const bool reads = GetParam() == Caller::kRoot || GetParam() == Caller::kUser;
+    Commands commands;
     const std::size_t turn = name.size() + static_cast<std::size_t>(form);
-    for (const auto& kind : {reading, writing}) {
-      if (FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0) {
+    for (const Commands& kind : {reads || all ? ReadingCommands() : Commands(), WritingCommands()}) {
+      if (all) {
         commands.insert(commands.end(), kind.begin(), kind.end());
-      } else {
+      } else if (!kind.empty()) {
         commands.push_back(kind[turn % kind.size()]);
       }
     }
@@ -276,7 +352,7 @@ class ForeignStateTest : public ForeignFilesTest {
         GiveTree(state(), caller_user());
         fs::create_directories((state() / name).parent_path());
         Put(state() / name, form);
-        for (const auto& command : CommandsOf(form, name)) HuntWith(command);
+        for (const auto& command : CommandsOf(form, name)) HuntWith(command, form, "");
         fs::remove_all(state());
       }
     }
@@ -284,8 +360,9 @@ class ForeignStateTest : public ForeignFilesTest {
 
   // The one that cannot be told by its owner, and one of the others in turn unless all are asked for.
   static std::vector<Form> FormsFor(const std::string& name) {
-    if (FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0) return {std::begin(kForms), std::end(kForms)};
-    return {Form::kHardLink, kForms[name.size() % (std::size(kForms) - 1)]};
+    if (FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0)
+      return {std::begin(kStateForms), std::end(kStateForms)};
+    return {Form::kHardLink, kStateForms[name.size() % (std::size(kStateForms) - 1)]};
   }
 
   std::string library_;  // where the state folder keeps what is about the library
@@ -317,9 +394,21 @@ TEST_P(ForeignStateTest, Jobs) {
 }
 
 std::string CallerName(const testing::TestParamInfo<Caller>& info) {
-  return info.param == Caller::kRoot ? "Root" : "User";
+  switch (info.param) {
+    case Caller::kRoot:
+      return "Root";
+    case Caller::kUser:
+      return "User";
+    case Caller::kAsRoot:
+      return "AsRoot";
+    case Caller::kInRootsFolder:
+      return "InRootsFolder";
+  }
+  return "";
 }
-INSTANTIATE_TEST_SUITE_P(Callers, ForeignFilesTest, testing::Values(Caller::kRoot, Caller::kUser),
+INSTANTIATE_TEST_SUITE_P(Callers, ForeignFilesTest,
+                         testing::Values(Caller::kRoot, Caller::kUser, Caller::kAsRoot,
+                                         Caller::kInRootsFolder),
                          CallerName);
 INSTANTIATE_TEST_SUITE_P(Callers, ForeignStateTest, testing::Values(Caller::kRoot, Caller::kUser),
                          CallerName);

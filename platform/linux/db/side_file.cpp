@@ -19,6 +19,7 @@ namespace {
 
 constexpr uid_t kRoot = 0;
 constexpr uid_t kSameUser = static_cast<uid_t>(-1);
+constexpr id_t kNoId = static_cast<id_t>(ACL_UNDEFINED_ID);
 constexpr const char* kAccessList = "system.posix_acl_access";
 
 using Entry = posix_acl_xattr_entry;
@@ -50,6 +51,30 @@ AccessList ListOfMode(mode_t mode) {
   constexpr unsigned kAll = 7;
   return {EntryOf(ACL_USER_OBJ, (mode >> 2 * kBits) & kAll, 0),
           EntryOf(ACL_GROUP_OBJ, (mode >> kBits) & kAll, 0), EntryOf(ACL_OTHER, mode & kAll, 0)};
+}
+
+// What MADE, which has the group of the database or another, needs for the same people as the database with
+// LIST: that one's owner and group are named in it.
+AccessList ListFor(const FileDescriptor& made, const AccessList& list, const struct stat& database) {
+  const auto status = StatusOf(made);
+  const bool same_group = status && status->st_gid == database.st_gid;
+  AccessList shared;
+  for (const Entry& entry : list) {
+    const unsigned rights = le16toh(entry.e_perm);
+    const bool names_group = TagOf(entry) == ACL_GROUP_OBJ && !same_group;
+    shared.push_back(names_group ? EntryOf(ACL_GROUP_OBJ, 0, kNoId) : entry);
+    if (TagOf(entry) == ACL_USER_OBJ) shared.push_back(EntryOf(ACL_USER, rights, database.st_uid));
+    if (names_group) shared.push_back(EntryOf(ACL_GROUP, rights, database.st_gid));
+  }
+  return shared;
+}
+
+void SetList(const FileDescriptor& file, const AccessList& list) {
+  const posix_acl_xattr_header header{htole32(POSIX_ACL_XATTR_VERSION)};
+  std::vector<char> bytes(sizeof(header) + list.size() * sizeof(Entry));
+  std::memcpy(bytes.data(), &header, sizeof(header));
+  std::memcpy(bytes.data() + sizeof(header), list.data(), list.size() * sizeof(Entry));
+  fsetxattr(file.get(), kAccessList, bytes.data(), bytes.size(), 0);
 }
 
 // Who may do what with a file.
@@ -132,4 +157,14 @@ std::optional<uid_t> RightsFor(const struct stat& side_file, const struct stat& 
   const bool foreign = side_file.st_uid != database.st_uid && side_file.st_uid != kRoot;
   if (geteuid() != kRoot || database.st_uid == kRoot || !foreign) return std::nullopt;
   return database.st_uid;
+}
+
+void ShareWithWriters(const FileDescriptor& made, const FoundFile& database) {
+  const struct stat& status = database.status;
+  if (geteuid() == kRoot || geteuid() == status.st_uid) return;
+  // For one who is in that group.
+  const int ignored = fchown(made.get(), kSameUser, status.st_gid);
+  static_cast<void>(ignored);
+  const AccessList list = ListOf(database.descriptor);
+  if (!list.empty()) SetList(made, ListFor(made, list, status));
 }

@@ -28,4 +28,8 @@ bool IsAsPublic(const FoundFile& side_file, const FoundFile& database);
 // owner could not; nothing for its own rights, and in other processes.
 std::optional<uid_t> RightsFor(const struct stat& side_file, const struct stat& database);
 
+// Lets all who may open the database open MADE too, which this process has just made beside it, as far as it
+// can. What root makes SQLite gives to the database's owner.
+void ShareWithWriters(const FileDescriptor& made, const FoundFile& database);
+
 #endif  // PLATFORM_LINUX_DB_SIDE_FILE_H_

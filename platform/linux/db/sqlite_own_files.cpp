@@ -68,6 +68,7 @@ int SqliteOwnFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
     FileDescriptor made(openat(folder, name.c_str(), flags | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (made) made_ = IdOfOpen(made.get());
     if (made && IsDatabase(&name)) NoteDatabase(made);
+    if (made && database_) ShareWithWriters(made, {*database_, opened_});
     if (made || errno != EEXIST) return made.Release();
   }
   return Answer(EAGAIN);

@@ -1,6 +1,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -57,12 +58,18 @@ SideParts Cut(std::string_view folder) {
   return {std::string(folder.substr(0, std::max<std::size_t>(cut, 1))), std::string(folder.substr(cut + 1))};
 }
 
-// The folder NAME of FOLDER, made when missing; never a link.
+bool IsOurs(const FileDescriptor& folder) {
+  const auto status = StatusOf(folder);
+  return status.has_value() && status->st_uid == geteuid();
+}
+
+// The folder NAME of FOLDER, made when missing; never a link. What is there by then may be another's folder,
+// which somebody has put in the place of the one that was made.
 FileDescriptor MakeFolder(const FileDescriptor& folder, const std::string& name) {
   const bool made = mkdirat(folder.get(), name.c_str(), kFolderMode) == 0;
   if (!made && errno != EEXIST) return FileDescriptor();
   FileDescriptor opened = OpenBelow(folder.get(), name, O_PATH | O_DIRECTORY);
-  if (opened && made && GiveMode(opened, kFolderMode) != 0) return FileDescriptor();
+  if (opened && made && IsOurs(opened) && GiveMode(opened, kFolderMode) != 0) return FileDescriptor();
   return opened;
 }
 
