@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kOpens = Scaled(200'000, 40'000);
+constexpr int kOpens = Scaled(200'000, 20'000);
 
 class Attacker {
  public:
@@ -118,7 +118,7 @@ TEST_F(RaceTest, NothingForeignIsRead) {
 }
 
 TEST_F(RaceTest, NothingForeignIsRemoved) {
-  constexpr int kRemovals = Scaled(20'000, 4'000);
+  constexpr int kRemovals = Scaled(20'000, 2'000);
   int removed = 0;
   {
     const Attacker attacker = Attack();
