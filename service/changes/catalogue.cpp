@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <set>
 #include <thread>
@@ -21,75 +20,19 @@
 namespace {
 
 constexpr mode_t kPrivateFile = 0600;
-constexpr std::array<std::pair<ItemOutcome, const char*>, 5> kStates{{{ItemOutcome::kStored, "sent"},
-                                                                      {ItemOutcome::kDamaged, "damaged"},
-                                                                      {ItemOutcome::kUnusable, "failed"},
-                                                                      {ItemOutcome::kPartial, "unread"},
-                                                                      {ItemOutcome::kPlanned, "planned"}}};
 const DatabaseReader::Columns kEntryColumns{"folder", "name", "facts"};
-
-// SQLite's integers are signed; the bits come back as they went in.
-std::int64_t Number(std::string_view text) {
-  std::int64_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
-
-// The text up to the next blank, which goes too.
-std::string_view NextWord(std::string_view& text) {
-  const std::string_view word = text.substr(0, text.find(' '));
-  text.remove_prefix(std::min(word.size() + 1, text.size()));
-  return word;
-}
 
 std::string Text(std::uint64_t number) {
   return std::to_string(static_cast<std::int64_t>(number));
-}
-
-ItemOutcome OutcomeOf(std::string_view text) {
-  const auto found =
-      std::find_if(kStates.begin(), kStates.end(), [&](const auto& one) { return one.second == text; });
-  return found == kStates.end() ? ItemOutcome::kPartial : found->first;
-}
-
-std::string TextOf(ItemOutcome outcome) {
-  const auto found = std::find_if(kStates.begin(), kStates.end(),
-                                  [&](const auto& one) { return one.first == AsKept(outcome); });
-  return found == kStates.end() ? "" : found->second;
-}
-
-CatalogueEntry EntryOf(const DatabaseReader::Row& row) {
-  CatalogueEntry entry;
-  entry.path = row[0].value_or("");
-  if (!entry.path.empty()) entry.path += '/';
-  entry.path += row[1].value_or("");
-  std::string_view facts = *row[2];
-  entry.kind = static_cast<ItemKind>(Number(NextWord(facts)));
-  if (entry.kind == ItemKind::kFolder) entry.path.pop_back();
-  entry.stamp.device = static_cast<std::uint64_t>(Number(NextWord(facts)));
-  entry.stamp.inode = static_cast<std::uint64_t>(Number(NextWord(facts)));
-  entry.stamp.birth = Number(NextWord(facts));
-  entry.stamp.size = Number(NextWord(facts));
-  entry.stamp.modified = Number(NextWord(facts));
-  entry.stamp.changed = Number(NextWord(facts));
-  entry.outcome = OutcomeOf(NextWord(facts));
-  entry.fingerprint = NextWord(facts);
-  entry.reason = facts;
-  return entry;
 }
 
 std::vector<CatalogueEntry> EntriesOf(const std::vector<DatabaseReader::Row>& rows) {
   std::vector<CatalogueEntry> entries;
   entries.reserve(rows.size());
   for (const DatabaseReader::Row& row : rows) {
-    if (row.back()) entries.push_back(EntryOf(row));
+    if (row.back()) entries.push_back(EntryOf(row[0].value_or(""), row[1].value_or(""), *row.back()));
   }
   return entries;
-}
-
-// As it stands in the column `name`.
-std::string RecordedName(const std::string& path, ItemKind kind) {
-  return kind == ItemKind::kFolder ? NameOf(path) + "/" : NameOf(path);
 }
 
 Outcome<DatabaseReader> TryOpen(const std::string& file) {
@@ -112,24 +55,6 @@ bool IsNone(const Failure& failure) {
 }
 
 }  // namespace
-
-ItemOutcome AsKept(ItemOutcome outcome) {
-  switch (outcome) {
-    case ItemOutcome::kStored:
-    case ItemOutcome::kDamaged:
-    case ItemOutcome::kUnusable:
-    case ItemOutcome::kPartial:
-    case ItemOutcome::kPlanned:
-      return outcome;
-    case ItemOutcome::kCrashed:
-      return ItemOutcome::kUnusable;
-    case ItemOutcome::kUnopened:
-    case ItemOutcome::kNotKept:
-    case ItemOutcome::kSkipped:
-      break;
-  }
-  return ItemOutcome::kPartial;
-}
 
 Outcome<Catalogue> Catalogue::Open(const std::string& file) {
   auto database = TryOpen(file);
@@ -187,7 +112,7 @@ std::vector<CatalogueEntry> Catalogue::Folders() {
 
 std::size_t Catalogue::FileCount() {
   const auto rows = Select({"count"}, kCountFiles);
-  return rows.empty() ? 0 : static_cast<std::size_t>(Number(rows.front().front().value_or("")));
+  return rows.empty() ? 0 : static_cast<std::size_t>(SqliteNumber(rows.front().front().value_or("")));
 }
 
 void Catalogue::Put(const CatalogueEntry& entry) {
@@ -195,7 +120,7 @@ void Catalogue::Put(const CatalogueEntry& entry) {
   Change(kPutEntry, FolderOf(entry.path), RecordedName(entry.path, entry.kind),
          Text(static_cast<std::uint64_t>(entry.kind)), Text(stamp.device), Text(stamp.inode),
          std::to_string(stamp.birth), std::to_string(stamp.size), std::to_string(stamp.modified),
-         std::to_string(stamp.changed), entry.fingerprint, TextOf(entry.outcome), entry.reason);
+         std::to_string(stamp.changed), entry.fingerprint, StateOf(entry.outcome), entry.reason);
 }
 
 void Catalogue::Remove(const std::string& path, ItemKind kind) {

@@ -11,26 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "changes/catalogue_entry.h"
 #include "common/outcome.h"
 #include "database/database_reader.h"
-#include "files/file_stamp.h"
-#include "work/work_item.h"
-
-// What the catalogue keeps of OUTCOME: whether a file is as it was sent, is not worth sending again, or is to
-// be sent: kStored, kDamaged, kUnusable, kPartial or kPlanned.
-ItemOutcome AsKept(ItemOutcome outcome);
-
-struct CatalogueEntry {
-  std::string path;  // below the library
-  ItemKind kind = ItemKind::kPhoto;
-  FileStamp stamp;
-  std::string fingerprint = {};
-  ItemOutcome outcome = ItemOutcome::kStored;
-  std::string reason = {};
-  // What a scan finds gone or replaced: it was on another file system than its folder is now. It may be out
-  // of reach with it.
-  bool elsewhere = false;
-};
 
 // An open catalogue. Used by one thread at a time; no other process writes it while the library is locked.
 class Catalogue {

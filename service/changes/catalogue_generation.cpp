@@ -18,17 +18,6 @@ std::string NewRandomName() {
   return name.str();
 }
 
-Generation GenerationOf(const std::string& fact) {
-  Generation noted;
-  std::istringstream text(fact);
-  text >> noted.number >> noted.run;
-  return noted;
-}
-
-std::string TextOf(const Generation& generation) {
-  return std::to_string(generation.number) + " " + generation.run;
-}
-
 std::string WriterOf(Catalogue& catalogue) {
   if (const auto writer = catalogue.Fact(kWriterFact)) return *writer;
   std::string made = NewRandomName();

@@ -14,6 +14,7 @@
 #include "changes/survey.h"
 #include "common/outcome.h"
 #include "library/library.h"
+#include "work/work_item.h"
 
 struct Plan {
   SurveyCounts seen;  // what was skipped, failed, unchanged or failed before

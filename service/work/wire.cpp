@@ -6,6 +6,8 @@
 
 #include <array>
 
+#include "files/fingerprint.h"
+
 namespace {
 
 // A batch of moves between the longest paths is a third of it.
@@ -134,6 +136,7 @@ std::optional<Results> DecodeResults(std::string_view content) {
     std::string reason = reader.Text();
     std::string fingerprint = reader.Text();
     if (reason.size() > kLongestReason || fingerprint.size() > kLongestFingerprint) return std::nullopt;
+    if (!IsFingerprint(fingerprint)) return std::nullopt;
     results.items.push_back({static_cast<ItemOutcome>(outcome), std::move(reason), std::move(fingerprint)});
   }
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {

@@ -130,6 +130,18 @@ TEST(Wire, WhatIsToldOfAnItemHasABound) {
   EXPECT_FALSE(with(4096, 129));
 }
 
+// It is kept in a line of words.
+TEST(Wire, AFingerprintIsOneWord) {
+  const auto with = [](std::string_view fingerprint) {
+    return DecodeResults(
+        MessageWriter().Number(0).Number(1).Byte(0).Text("").Text(fingerprint).Number(0).content());
+  };
+  EXPECT_TRUE(with("c0ffee"));
+  EXPECT_TRUE(with(""));
+  EXPECT_FALSE(with("c0 ffee"));
+  EXPECT_FALSE(with(std::string_view("c0\0ffee", 7)));
+}
+
 TEST(Wire, ALongTroubleIsCut) {
   const auto results = DecodeResults(EncodeResults({0, {ItemResult::Failed(std::string(5000, 'x'))}}));
   ASSERT_TRUE(results);

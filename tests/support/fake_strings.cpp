@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/utf8.h"
 #include "platform/string_hash.h"
 #include "platform/string_list.h"
 #include "platform/text.h"
@@ -123,19 +124,6 @@ void RLIBCSzHashFree(RLIBCSZHASH* hash) {
 
 namespace {
 
-// The length of the UTF-8 character at TEXT by its first byte, 0 when its bytes do not belong together.
-std::size_t CharacterLength(const unsigned char* text) {
-  const std::size_t length = text[0] < 0x80                      ? 1
-                             : text[0] >= 0xC2 && text[0] < 0xE0 ? 2
-                             : text[0] >= 0xE0 && text[0] < 0xF0 ? 3
-                             : text[0] >= 0xF0 && text[0] < 0xF5 ? 4
-                                                                 : 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((text[i] & 0xC0) != 0x80) return 0;
-  }
-  return length;
-}
-
 void TrimSet(char* text, const char* blanks) {
   const std::string whole = text;
   const auto first = whole.find_first_not_of(blanks);
@@ -149,13 +137,7 @@ void TrimSet(char* text, const char* blanks) {
 int RLIBCUnicodeIsUTF8(const char* text) {
   return Answered("RLIBCUnicodeIsUTF8", [&]() -> int {
     if (Fails("RLIBCUnicodeIsUTF8", text) || text == nullptr) return 0;
-    const auto* at = reinterpret_cast<const unsigned char*>(text);
-    while (*at != 0) {
-      const std::size_t length = CharacterLength(at);
-      if (length == 0) return 0;
-      at += length;
-    }
-    return 1;
+    return IsUtf8(text) ? 1 : 0;
   });
 }
 
