@@ -7,6 +7,7 @@ build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-
 test_packages="sqlite3 libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg strace"
 abi_packages="abigail-tools"
 mutate_packages="python3"
+fuzz_packages="clang libclang-rt-dev"
 lint_packages="clang-format clang-tidy shellcheck"
 
 # The 32-bit ARM build: tools for this machine, and what goes into its sysroot.

@@ -9,11 +9,10 @@
 #include "base/limits.h"
 #include "base/log.h"
 #include "base/owned_list.h"
-#include "base/text.h"
 #include "lumivault/photo_database.h"
+#include "photo_database/keyword_listing.h"
 #include "photo_database/label.h"
 #include "photo_database/saved_photo.h"
-#include "photo_database/storable_text.h"
 #include "photo_database/tool_values.h"
 #include "platform/text.h"
 
@@ -21,33 +20,12 @@ namespace {
 
 constexpr int kKeywordCategory = 2;
 constexpr const char* kXmpKeywords = "Xmp.dc.subject";
-constexpr std::string_view kIptcKeywords = "Iptc.Application2.Keywords";
 constexpr const char* kListEverything = "-pa";
-constexpr std::size_t kListingLineSize = 255;
-constexpr std::size_t kListingColumns = 3;  // key, type and count stand before a value
-
-// The value in one line of the listing, its words joined with single blanks.
-std::string ListedValue(const std::string& line) {
-  const std::vector<std::string> words = SplitWords(StorableText(Cut(line, kListingLineSize)));
-  std::string value;
-  for (std::size_t i = kListingColumns; i < words.size(); ++i) {
-    if (!value.empty()) value += ' ';
-    value += words[i];
-  }
-  return value;
-}
 
 std::optional<std::vector<std::string>> IptcEntries(const char* path) {
   const auto listing = MetadataListing(kListEverything, path);
   if (!listing) return std::nullopt;
-  std::vector<std::string> entries;
-  for (const std::string& line : SplitLines(*listing)) {
-    if (entries.size() == kListSize) break;
-    if (line.find(kIptcKeywords) == std::string::npos) continue;
-    std::string value = ListedValue(line);
-    if (!value.empty()) entries.push_back(std::move(value));
-  }
-  return entries;
+  return ListedKeywords(*listing);
 }
 
 // The keyword texts of the file, each one keyword or several with commas between; nothing when the file

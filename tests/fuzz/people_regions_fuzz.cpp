@@ -31,9 +31,6 @@ void CheckRectangle(const std::string& text) {
 
 }  // namespace
 
-// What is logged is not tried.
-extern "C" void syslog(int /*priority*/, const char* /*format*/, ...) {}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FakePlatform::Reset();
   std::string listing(reinterpret_cast<const char*>(data), size);

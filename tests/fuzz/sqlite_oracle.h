@@ -3,19 +3,11 @@
 
 #include <sqlite3.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
-// Ends the run with the reason when a property does not hold; libFuzzer keeps the input.
-inline void Require(bool holds, const char* property, const std::string& sql) {
-  if (holds) return;
-  std::fprintf(stderr, "%s: [%s]\n", property, sql.c_str());
-  std::abort();
-}
+#include "fuzz/fuzz_input.h"
 
 // SQLite in memory, as the judge of what a text means.
 class SqliteOracle {
