@@ -12,7 +12,8 @@
 //   state  'sent'       its rows are in the database
 //          'damaged'    they are, as far as the file could be read; reason says what is wrong with it
 //          'failed'     nothing could be made of it; reason says why. Left alone until it changes.
-//          'unread'     known from the library's database alone
+//          'unread'     to be sent by the next run, whatever it looks like: known from the
+//                       library's database alone, or its rows could not be written or are not all there
 //          'planned'    rows are about to be set aside under this name, which no file bears
 inline constexpr const char* kMakeCatalogue =
     "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; "

@@ -24,8 +24,9 @@ struct Plan {
   // What is not sent because files may only be out of reach, and why; nothing when all of it is.
   std::vector<WorkItem> withheld;
   std::string withheld_reason;
-  LossVerdict verdict;                          // on what is gone and not out of reach with its file system
-  std::unordered_set<std::string> hiding;       // absolute paths of what stands in the place of what may be
+  LossVerdict verdict;  // on what is gone and not out of reach with its file system
+  std::unordered_set<std::string>
+      hiding;  // absolute paths of what stands where something may be out of reach
   std::map<std::string, std::uint64_t> mounts;  // folders on another file system than the one above them
   std::set<std::string> unknown;                // paths that could not be looked at, and all below them
 };

@@ -73,7 +73,7 @@ class Survey {
   // The files of the current folder that come after AFTER.
   void FetchRecorded(const std::string& after);
   void NoteGone(const CatalogueEntry& file);
-  // ENTRY, at PATH, was on another file system than its folder is now.
+  // ENTRY was on another file system than its folder is now.
   bool IsElsewhere(const CatalogueEntry& entry) const;
   CatalogueEntry WithElsewhere(CatalogueEntry entry) const;
   // An earlier catalogue had the numbers of devices in its stamps.

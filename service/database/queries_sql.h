@@ -1,6 +1,6 @@
-// Every statement of the service's own, as templates of the database layer. All but those on the merge of
-// people only read, and each is answered by an index, but for those of the root folder, which look at every
-// path.
+// What the service asks of a library's rows, as templates of the database layer; the few statements that write
+// say so by their first word. Each is answered by an index but where a comment says that it looks at every
+// row. Schema, rights and what the commands print have headers of their own beside this one.
 #ifndef SERVICE_DATABASE_QUERIES_SQL_H_
 #define SERVICE_DATABASE_QUERIES_SQL_H_
 

@@ -10,7 +10,7 @@ inline constexpr int kWorkerTurn = 5;
 inline constexpr int kWorkerView = 6;  // of the state folder, for one that becomes somebody else
 
 // The arguments of the program after the file of the plug-in, the folder, the database and the supervisor's
-// number are the memory and the kind of library; two numbers follow for one that becomes somebody else.
+// number are the memory and the kind of library; the user's follows for one that becomes somebody else.
 inline constexpr const char* kPersonalArgument = "personal";
 inline constexpr const char* kSharedArgument = "shared";
 

@@ -23,7 +23,7 @@ class RowLookup {
 
   // The key of the row of the file at PATH.
   std::string KeyOf(const std::string& path) const { return library_.FileKey(library_.Below(path)); }
-  // Shares the transaction; made anew when it was lost.
+  // Shares the transaction; opened by the first question that can.
   DatabaseReader& Database();
 
  private:
