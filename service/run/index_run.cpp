@@ -4,35 +4,42 @@
 #include <utility>
 
 #include "changes/library_catalogue.h"
-#include "changes/survey.h"
 #include "changes/unopened.h"
+#include "run/sweep.h"
 #include "run/tree_source.h"
 #include "work/work_queue.h"
 
 namespace {
 
-constexpr const char* kSweepFact = "sweep-loss";
 // How often a run that looks at files sees whether it is to stop.
 constexpr std::chrono::milliseconds kPollInterval{50};
+
+std::vector<WorkItem> Alone(std::optional<WorkItem> item) {
+  std::vector<WorkItem> items;
+  if (item) items.push_back(*std::move(item));
+  return items;
+}
 
 // What a supervisor tells goes to the books and to whoever watches.
 class Told : public RunObserver {
  public:
-  Told(Ledger& ledger, RunProgress& progress) : ledger_(ledger), progress_(progress) {}
+  Told(Ledger& ledger, RunRecords& records, RunProgress& progress)
+      : ledger_(ledger), records_(records), progress_(progress) {}
 
-  void LibraryOpen() override { ledger_.LibraryOpen(); }
+  void LibraryOpen() override { records_.LibraryOpen(); }
   void ItemDone(const WorkItem& item, const ItemResult& result) override {
     ledger_.NoteDone(item, result);
     progress_.NoteDone(item);
   }
-  void BatchKept(std::uint64_t generation) override { ledger_.NoteKept(generation); }
+  void BatchKept(std::uint64_t generation) override { records_.NoteKept(generation); }
   void Tick(Moment now) override {
-    ledger_.CommitWhenDue(now);
+    records_.CommitWhenDue(now);
     progress_.ShowWhenDue();
   }
 
  private:
   Ledger& ledger_;
+  RunRecords& records_;
   RunProgress& progress_;
 };
 
@@ -46,7 +53,8 @@ IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& cata
       starter_(starter),
       loop_(loop),
       held_(library),
-      ledger_(library, catalogue, held_),
+      records_(library, catalogue),
+      ledger_(library, records_, held_),
       mounts_(library, NotedMounts(catalogue)),
       progress_(library.folder, options_.quiet) {}
 
@@ -60,7 +68,7 @@ Outcome<Done> IndexRun::UpdateFirstTime() {
   auto tree = TreeSource::Start(library_, ledger_);
   if (!tree) return tree.failure();
   FirstSource source(*tree, mounts_, library_);
-  auto sent = Send([&] { return source.Next(); });
+  auto sent = SendFrom([&] { return source.Next(); });
   if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());
   return sent;
 }
@@ -70,17 +78,13 @@ Outcome<Done> IndexRun::UpdateDifferences() {
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
   ledger_.report().Add(std::move(plan->seen));
-  if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
+  if (auto noted = Send(Alone(mounts_.Before(*plan))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
-  if (auto sent = SendDeletes(*plan); !sent) return sent;
+  ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
+  held_.LeaveOut(plan->deletes);
+  if (auto sent = Send(std::move(plan->deletes)); !sent) return sent;
   return ForgetMounts(*plan);
-}
-
-Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
-  ledger_.NoteWithheld(plan.withheld_reason, plan.withheld);
-  held_.LeaveOut(plan.deletes);
-  return Send(std::move(plan.deletes));
 }
 
 Outcome<Done> IndexRun::Reindex() {
@@ -95,7 +99,7 @@ Outcome<Done> IndexRun::MarkSendAndSweep() {
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
-  if (auto noted = Send(mounts_.Before(*plan)); !noted) return noted;
+  if (auto noted = Send(Alone(mounts_.Before(*plan))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   if (auto sent = SendEverything(plan->hiding); !sent) return sent;
@@ -107,7 +111,7 @@ Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hi
   auto tree = TreeSource::Start(library_, ledger_);
   if (!tree) return tree.failure();
   bool marked = false;
-  auto sent = Send([&]() -> std::optional<WorkItem> {
+  auto sent = SendFrom([&]() -> std::optional<WorkItem> {
     if (!std::exchange(marked, true)) return WholeLibrary(library_.folder, ItemAction::kMark);
     auto item = tree->Next(ItemAction::kReindex);
     for (; item && hiding.contains(item->path); item = tree->Next(ItemAction::kReindex)) {
@@ -115,12 +119,23 @@ Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hi
     }
     if (!item) return item;
     // A reindex queues no background jobs.
-    if (item->kind != ItemKind::kFolder && ledger_.Waits(*item)) item->action = ItemAction::kAdd;
+    if (item->kind != ItemKind::kFolder && records_.Waits(*item)) item->action = ItemAction::kAdd;
     item->stage = 1;
     return item;
   });
   if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());
   return sent;
+}
+
+Outcome<LossVerdict> IndexRun::LookAgain(MarkedRows& marked) {
+  // A disk may have gone away while everything was sent.
+  auto again = Look(true);
+  if (!again) return again.failure();
+  if (again->verdict.holds || stopped_by_ != 0) return again->verdict;
+  const SweepQuestion question{library_, catalogue_, options_.accepts_loss};
+  KeepUnreached(marked, *again, question);
+  if (!again->withheld_reason.empty()) ledger_.NoteWithheld(again->withheld_reason, again->withheld);
+  return JudgeSweep(marked, question);
 }
 
 Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
@@ -130,7 +145,7 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
   if (!marked) return marked.failure();
   held_.LeaveOut(marked->gone);
   held_.LeaveOut(plan.deletes);
-  const auto verdict = JudgeSweep(*marked);
+  const auto verdict = LookAgain(*marked);
   if (!verdict) return verdict.failure();
   if (stopped_by_ != 0) return Done{};
   if (verdict->holds) {
@@ -138,46 +153,16 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
     return Done{};
   }
   const bool all_gone = marked->kept == 0 && !held_.has_move();
-  auto sent = all_gone ? Send(WholeLibrary(library_.folder, ItemAction::kSweep)) : Send(marked->gone);
+  auto sent = all_gone ? Send({WholeLibrary(library_.folder, ItemAction::kSweep)}) : Send(marked->gone);
   if (!sent || stopped_by_ != 0) return sent;
   if (all_gone) ledger_.report().deleted += marked->gone.size();
   // What had rows is noted as it is deleted.
   std::unordered_set<std::string> with_rows;
   for (const WorkItem& item : marked->gone) with_rows.insert(item.path);
   for (const WorkItem& item : plan.deletes) {
-    if (all_gone || !with_rows.contains(item.path)) ledger_.Forget(item);
+    if (all_gone || !with_rows.contains(item.path)) records_.Forget(item);
   }
   return Done{};
-}
-
-Outcome<LossVerdict> IndexRun::JudgeSweep(MarkedRows& marked) {
-  // A disk may have gone away while everything was sent.
-  auto again = Look(true);
-  if (!again) return again.failure();
-  if (again->verdict.holds || stopped_by_ != 0) return again->verdict;
-  KeepUnreached(marked, *again);
-  if (!again->withheld_reason.empty()) ledger_.NoteWithheld(again->withheld_reason, again->withheld);
-  LossQuestion question;
-  question.fact = kSweepFact;
-  for (const WorkItem& item : marked.gone) {
-    if (item.kind != ItemKind::kFolder) question.gone.push_back(library_.Below(item.path));
-  }
-  question.recorded = marked.rows;
-  question.accepted = options_.accepts_loss;
-  return JudgeLoss(question, catalogue_);
-}
-
-void IndexRun::KeepUnreached(MarkedRows& marked, const Plan& again) {
-  // Rows of other programs are in no catalogue.
-  const MountRecord recorded = MountsInDatabase(catalogue_);
-  const MountRecord now = RecordOf(again.mounts);
-  std::unordered_set<std::string> withheld;
-  for (const WorkItem& item : again.withheld) withheld.insert(item.path);
-  marked.kept += std::erase_if(marked.gone, [&](const WorkItem& item) {
-    const std::string path = library_.Below(item.path);
-    return withheld.contains(item.path) || LiesInOne(again.unknown, path) ||
-           (!options_.accepts_loss && RecordedDevice(recorded, path) != RecordedDevice(now, path));
-  });
 }
 
 Outcome<Plan> IndexRun::Look(bool moves_alone) {
@@ -194,31 +179,27 @@ bool IndexRun::StopAsked() {
 }
 
 Outcome<Done> IndexRun::Unmark() {
-  return ledger_.marked() ? Send(WholeLibrary(library_.folder, ItemAction::kUnmark)) : Done{};
+  return records_.marked() ? Send({WholeLibrary(library_.folder, ItemAction::kUnmark)}) : Done{};
 }
 
 Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
   if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
-  return Send(mounts_.After(plan));
-}
-
-Outcome<Done> IndexRun::Send(std::optional<WorkItem> item) {
-  return item ? Send(std::vector<WorkItem>{*std::move(item)}) : Done{};
+  return Send(Alone(mounts_.After(plan)));
 }
 
 Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
   if (items.empty()) return Done{};
-  ledger_.NoteWaiting(items);
+  records_.NoteWaiting(items);
   if (catalogue_.failure()) return *catalogue_.failure();
   progress_.Expect(items.size());
   std::size_t next = 0;
-  return Send([&]() -> std::optional<WorkItem> {
+  return SendFrom([&]() -> std::optional<WorkItem> {
     if (next == items.size()) return std::nullopt;
     return std::move(items[next++]);
   });
 }
 
-Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
+Outcome<Done> IndexRun::SendFrom(WorkQueue::Source source) {
   if (stopped_by_ != 0) return Done{};
   progress_.Begin();
   WorkQueue queue(std::move(source), [this](const WorkItem& item) {
@@ -226,8 +207,8 @@ Outcome<Done> IndexRun::Send(WorkQueue::Source source) {
     if (held) ledger_.NoteRefused(item);
     return !held;
   });
-  Told told(ledger_, progress_);
-  Supervisor supervisor({library_, ledger_.Begin(), options_.workers, options_.file_timeout}, queue, told,
+  Told told(ledger_, records_, progress_);
+  Supervisor supervisor({library_, records_.Begin(), options_.workers, options_.file_timeout}, queue, told,
                         starter_, loop_);
   supervisor_ = &supervisor;
   while (!supervisor.finished()) loop_.Turn();
@@ -248,7 +229,8 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, bool full) {
   const bool whole = outcome && stopped_by_ == 0;
   IndexReport& report = ledger_.report();
   if (whole && !full) CompareUnopened(catalogue_, library_, report.failed);
-  ledger_.Close(static_cast<bool>(outcome));
+  ledger_.Close();
+  records_.Close(outcome && report.withheld_reason.empty());
   report.interrupted = stopped_by_ != 0;
   report.elapsed = progress_.Elapsed();
   if (outcome && catalogue_.failure()) return *catalogue_.failure();

@@ -19,6 +19,7 @@
 #include "run/ledger.h"
 #include "run/report.h"
 #include "run/run_progress.h"
+#include "run/run_records.h"
 #include "run/started_worker.h"
 #include "run/supervisor.h"
 
@@ -58,19 +59,15 @@ class IndexRun {
   Outcome<Done> MarkSendAndSweep();
   // But what is HIDING others.
   Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
-  Outcome<Done> SendDeletes(Plan& plan);
   Outcome<Done> SweepOrDelete(Plan& plan);
-  // Whether what a full reindex has not met may be deleted.
-  Outcome<LossVerdict> JudgeSweep(MarkedRows& marked);
-  // Takes out of MARKED what is unknown, or may be out of reach with its file system, as AGAIN tells.
-  void KeepUnreached(MarkedRows& marked, const Plan& again);
+  // Whether what a full reindex has not met may be deleted: what may only be out of reach leaves MARKED.
+  Outcome<LossVerdict> LookAgain(MarkedRows& marked);
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
   Outcome<Done> ForgetMounts(const Plan& plan);
 
-  Outcome<Done> Send(std::optional<WorkItem> item);
   Outcome<Done> Send(std::vector<WorkItem> items);
-  Outcome<Done> Send(WorkQueue::Source source);
+  Outcome<Done> SendFrom(WorkQueue::Source source);
   // FULL: everything was read, and told of.
   Outcome<Done> Conclude(Outcome<Done> outcome, bool full);
 
@@ -80,6 +77,7 @@ class IndexRun {
   WorkerStarter& starter_;
   EventLoop& loop_;
   HeldBack held_;
+  RunRecords records_;
   Ledger ledger_;
   MountNotes mounts_;
   RunProgress progress_;

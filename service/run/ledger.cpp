@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "changes/library_catalogue.h"
 #include "library/album_name.h"
 
 namespace {
 
-constexpr std::chrono::seconds kCommitInterval{1};
 constexpr const char* kWaits = "waits for what could not be done in this run";
 
 bool IsUpdate(const WorkItem& item) {
@@ -26,22 +24,8 @@ void Tell(std::vector<Trouble>& troubles, const WorkItem& item, const ItemResult
 
 }  // namespace
 
-Ledger::Ledger(const Library& library, Catalogue& catalogue, HeldBack& held)
-    : catalogue_(catalogue), held_(held), generations_(catalogue), marked_(HasMarkedRows(catalogue)) {
+Ledger::Ledger(const Library& library, RunRecords& records, HeldBack& held) : records_(records), held_(held) {
   report_.library = library;
-}
-
-// A database that takes the place of this one later has not got what the catalogue then says of it.
-void Ledger::LibraryOpen() {
-  RecordDatabase(catalogue_, report_.library);
-}
-
-void Ledger::NoteWaiting(const std::vector<WorkItem>& items) {
-  for (const WorkItem& item : items) {
-    if (item.action != ItemAction::kSetAside) continue;
-    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
-  }
-  catalogue_.Commit();
 }
 
 void Ledger::NotePassed(const WorkItem& item, SurveyCounts&& passed) {
@@ -74,34 +58,21 @@ void Ledger::NoteWithheld(const std::string& reason, const std::vector<WorkItem>
   for (const WorkItem& item : items) report_.withheld.push_back(item.path);
 }
 
-void Ledger::Forget(const WorkItem& item) {
-  catalogue_.Remove(Key(item.path), item.kind);
-}
-
-void Ledger::CommitWhenDue(Moment now) {
-  if (!moved_ && now - committed_ < kCommitInterval) return;
-  catalogue_.Commit();
-  committed_ = now;
-  moved_ = false;
-}
-
-void Ledger::Close(bool good) {
+void Ledger::Close() {
   // Not in the order in which the workers came to them.
   for (auto* troubles : {&report_.failed, &report_.notes}) {
     std::stable_sort(troubles->begin(), troubles->end(),
                      [](const auto& one, const auto& other) { return one.path < other.path; });
   }
-  if (good && report_.withheld_reason.empty()) RecordRoot(catalogue_, report_.library);
-  catalogue_.Commit();
 }
 
 void Ledger::NoteWholeLibrary(const WorkItem& item, const ItemResult& result) {
   if (!result.done()) {
     failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.reason};
   } else if (item.action == ItemAction::kNoteMounts) {
-    RecordMounts(catalogue_, item.from);
+    records_.NoteMounts(item.from);
   } else {
-    marked_ = item.action == ItemAction::kMark;
+    records_.NoteMarked(item.action == ItemAction::kMark);
   }
 }
 
@@ -109,26 +80,23 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   const bool folder = item.kind == ItemKind::kFolder;
   NoteTrouble(item, result);
   if (result.done() && !folder) ++report_.added;
-  if (result.done() && folder && NoAlbumReason(Key(item.path)) == nullptr) ++report_.folders;
+  if (result.done() && folder && NoAlbumReason(report_.library.Below(item.path)) == nullptr)
+    ++report_.folders;
   if (item.path == report_.library.folder) return;
   if (folder && result.outcome == ItemOutcome::kNotKept) held_.Add(item);
-  if (result.done() || (!folder && IsLearned(result.outcome))) catalogue_.Put(EntryOf(item, result));
+  if (result.done() || (!folder && IsLearned(result.outcome))) records_.Put(item, result);
 }
 
 void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
-  moved_ = true;
+  records_.CommitSoon();
   // Unless it crashed, a failure says that there was nothing to move.
   const bool settled = result.done() || (result.outcome == ItemOutcome::kUnusable);
   if (!settled) return NoteFailedMove(item, result);
-  catalogue_.Remove(Key(item.from), item.kind);
+  records_.ForgetOldName(item);
   if (result.done() && item.action != ItemAction::kSetAside) ++report_.moved;
-  CatalogueEntry entry = EntryOf(item, result);
-  if (const std::string crash = held_.CrashOf(item.path); !crash.empty()) {
-    entry.outcome = ItemOutcome::kUnusable;
-    entry.reason = crash;
-  }
-  catalogue_.Put(entry);
+  const std::string crash = held_.CrashOf(item.path);
+  records_.Put(item, crash.empty() ? result : ItemResult{ItemOutcome::kUnusable, crash, result.fingerprint});
 }
 
 // The rows of a photo can follow it unread; those of a video cannot, it is tried again by the next run.
@@ -143,11 +111,7 @@ void Ledger::NoteDelete(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
   if (!result.done()) return;
   ++report_.deleted;
-  if (item.kind == ItemKind::kFolder) {
-    catalogue_.RemoveTree(Key(item.path));
-  } else {
-    catalogue_.Remove(Key(item.path), item.kind);
-  }
+  records_.ForgetAll(item);
 }
 
 void Ledger::NoteTrouble(const WorkItem& item, const ItemResult& result) {
@@ -156,28 +120,8 @@ void Ledger::NoteTrouble(const WorkItem& item, const ItemResult& result) {
     return;
   }
   if (result.outcome == ItemOutcome::kStored) return;
-  Tell(result.done() ? report_.notes : report_.failed, item, result, WasTold(item, result));
+  Tell(result.done() ? report_.notes : report_.failed, item, result, records_.WasTold(item, result));
   told_.insert(item.path);
-}
-
-std::optional<CatalogueEntry> Ledger::Recorded(const WorkItem& item) {
-  return catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
-}
-
-// A change of rights, a move or a full reindex makes no new damage of an old one.
-bool Ledger::WasTold(const WorkItem& item, const ItemResult& result) {
-  const auto recorded = Recorded(item);
-  return recorded && recorded->outcome == AsKept(result.outcome) && recorded->reason == result.reason &&
-         recorded->stamp.SameContent(item.stamp);
-}
-
-bool Ledger::Waits(const WorkItem& item) {
-  const auto recorded = Recorded(item);
-  return !recorded || (recorded->outcome == ItemOutcome::kPartial && !recorded->reason.empty());
-}
-
-CatalogueEntry Ledger::EntryOf(const WorkItem& item, const ItemResult& result) const {
-  return {Key(item.path), item.kind, item.stamp, result.fingerprint, AsKept(result.outcome), result.reason};
 }
 
 void Ledger::CountPassed(const WorkItem& item) {

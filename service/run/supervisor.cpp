@@ -14,10 +14,8 @@ constexpr milliseconds kTick{100};
 constexpr milliseconds kStopPatience{2'000};
 // How long one may take to close the database at the end.
 constexpr milliseconds kEndPatience{10'000};
-constexpr int kMostFailedStarts = 3;
 // A worker takes longer to start than to do fewer than these.
 constexpr std::size_t kItemsWorthAWorker = 8;
-constexpr const char* kKilled = "killed by signal 9 (Killed)";
 
 }  // namespace
 
@@ -26,11 +24,9 @@ Supervisor::Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver&
     : options_(std::move(options)),
       queue_(queue),
       observer_(observer),
-      starter_(starter),
       loop_(loop),
-      next_tick_(loop.Now()) {
-  loop_.Add(*this);
-}
+      crew_(options_.file_timeout, starter, loop),
+      ticker_(loop, kTick, [this] { Served(); }) {}
 
 Outcome<Done> Supervisor::outcome() const {
   if (failure_) return *failure_;
@@ -39,7 +35,7 @@ Outcome<Done> Supervisor::outcome() const {
 
 void Supervisor::Stop() {
   if (phase_ == Phase::kEnding) {
-    for (const auto& link : workers_) link->EndBy(loop_.Now());
+    crew_.EndAllBy(loop_.Now());
   } else if (std::exchange(asked_to_stop_, true)) {
     stop_until_ = loop_.Now();
   } else {
@@ -50,12 +46,7 @@ void Supervisor::Stop() {
 void Supervisor::StopWorkers() {
   phase_ = Phase::kStopping;
   stop_until_ = loop_.Now() + kStopPatience;
-  for (const auto& link : workers_) link->Stop();
-}
-
-void Supervisor::Expire() {
-  next_tick_ = loop_.Now() + kTick;
-  Served();
+  crew_.StopAll();
 }
 
 void Supervisor::Served() {
@@ -66,22 +57,21 @@ void Supervisor::Served() {
 void Supervisor::Advance() {
   if (phase_ == Phase::kWorking && HasWork()) HandOut();
   const bool going = phase_ == Phase::kWorking || phase_ == Phase::kStopping;
-  if (going && (!HasWork() || (failure_ && workers_.empty()))) End();
-  if (phase_ == Phase::kEnding && workers_.empty()) phase_ = Phase::kFinished;
+  if (going && (!HasWork() || (failure_ && crew_.empty()))) End();
+  if (phase_ == Phase::kEnding && crew_.empty()) phase_ = Phase::kFinished;
 }
 
 bool Supervisor::HasWork() {
   if (phase_ == Phase::kWorking) return !queue_.Finished();
-  const bool busy =
-      std::any_of(workers_.begin(), workers_.end(), [](const auto& link) { return link->busy(); });
-  return busy && loop_.Now() < stop_until_;
+  return crew_.HasBusy() && loop_.Now() < stop_until_;
 }
 
 void Supervisor::HandOut() {
-  for (const auto& link : workers_) {
+  for (const auto& link : crew_.links()) {
     if (link->idle() && !GiveBatch(*link)) return;
   }
-  if (queue_.HasWaiting()) StartWorkers();
+  if (!queue_.HasWaiting()) return;
+  if (auto grown = crew_.GrowTo(WantedWorkers(), *this); !grown) Fail(grown.failure());
 }
 
 // False when nothing can be given out at the moment.
@@ -94,32 +84,15 @@ bool Supervisor::GiveBatch(WorkerLink& link) {
 
 // The first worker makes the database, where there is none yet; the others come when it is there.
 std::size_t Supervisor::WantedWorkers() const {
-  if (!database_) return 1;
+  if (!crew_.has_opened()) return 1;
   return std::min(options_.workers, queue_.KnownWaiting() / kItemsWorthAWorker + 1);
 }
 
-// Where starting fails again and again, those that run go on alone.
-void Supervisor::StartWorkers() {
-  WorkerLinkListener& listener = *this;
-  const std::size_t wanted = WantedWorkers();
-  while (workers_.size() < wanted && (workers_.empty() || failed_starts_ < kMostFailedStarts)) {
-    auto started = starter_.Start(database_.value_or(""));
-    if (!started) {
-      ++failed_starts_;
-      if (workers_.empty()) Fail(started.failure());
-      return;
-    }
-    workers_.push_back(
-        std::make_unique<WorkerLink>(std::move(*started), options_.file_timeout, listener, loop_));
-  }
-}
-
 void Supervisor::Opened(const std::string& database) {
-  failed_starts_ = 0;
-  if (!database_) {
-    database_ = database;
+  const Crew::Opening opening = crew_.NoteOpened(database);
+  if (opening == Crew::Opening::kFirst) {
     observer_.LibraryOpen();
-  } else if (database != *database_) {
+  } else if (opening == Crew::Opening::kOther) {
     // The others still write what is no longer the library's.
     Fail({ExitStatus::kDatabase, Visible(options_.library.database()) +
                                      ": it was removed or replaced; what was done before is kept"});
@@ -133,7 +106,7 @@ void Supervisor::ItemDone(const WorkItem& item, const ItemResult& result) {
 
 // What cannot be opened by a further worker is still open in the others.
 void Supervisor::Unusable(bool had_opened, Failure reason) {
-  if (had_opened || workers_.size() == 1) Fail(std::move(reason));
+  if (had_opened || crew_.has_one()) Fail(std::move(reason));
 }
 
 void Supervisor::Fail(Failure reason) {
@@ -142,44 +115,24 @@ void Supervisor::Fail(Failure reason) {
 }
 
 void Supervisor::Lost(WorkerLink& link, const std::string& why) {
-  const bool last = workers_.size() == 1;
-  if (link.starting() && ++failed_starts_ >= kMostFailedStarts && last)
+  if (link.starting() && crew_.NoteFailedStart() && crew_.has_one())
     Fail({ExitStatus::kFatal, "no worker can be started: " + why});
-  ReturnRest(link.TakeRest(), why);
-  std::erase_if(workers_, [&](const auto& other) { return other.get() == &link; });
+  LostBatch lost = JudgeRest(link.TakeRest(), why, phase_ == Phase::kWorking);
+  for (const auto& [item, result] : lost.failed) ItemDone(item, result);
+  queue_.Return(std::move(lost.innocent));
+  crew_.Remove(link);
   Advance();
-}
-
-void Supervisor::ReturnRest(WorkerLink::Rest rest, const std::string& why) {
-  std::vector<WorkQueue::Entry> innocent;
-  for (std::size_t i = 0; i < rest.entries.size(); ++i) {
-    WorkQueue::Entry& entry = rest.entries[i];
-    const bool current = rest.current == i;
-    // Somebody else, or want of memory, may have killed it whatever it was at: that is no fault of the file.
-    const bool killed = current && why == kKilled;
-    const bool suspected = (!rest.current || killed) && phase_ == Phase::kWorking;
-    if (killed && entry.alone) {
-      ItemDone(entry.item, ItemResult::NotKept(why));
-    } else if ((current && !killed) || (suspected && entry.alone)) {
-      ItemDone(entry.item, ItemResult::Crashed(why));
-    } else {
-      entry.alone = entry.alone || suspected;
-      innocent.push_back(std::move(entry));
-    }
-  }
-  queue_.Return(std::move(innocent));
 }
 
 // What still has something in hand by now is given up: its transaction is rolled back. The others, with them
 // those that have only the end of their batch to tell, close the database, so that it is left in one file.
 void Supervisor::End() {
   phase_ = Phase::kEnding;
-  std::erase_if(workers_, [](const auto& link) { return link->has_open_items(); });
-  const Moment until = loop_.Now() + (asked_to_stop_ ? kStopPatience : kEndPatience);
-  for (const auto& link : workers_) link->EndBy(until);
+  crew_.RemoveThoseWithOpenItems();
+  crew_.EndAllBy(loop_.Now() + (asked_to_stop_ ? kStopPatience : kEndPatience));
 }
 
 void Supervisor::Ended(WorkerLink& link) {
-  std::erase_if(workers_, [&](const auto& other) { return other.get() == &link; });
+  crew_.Remove(link);
   Advance();
 }

@@ -4,14 +4,14 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "common/event_loop.h"
 #include "common/outcome.h"
+#include "common/ticker.h"
 #include "library/library.h"
+#include "run/crew.h"
 #include "run/started_worker.h"
 #include "run/worker_link.h"
 #include "work/work_queue.h"
@@ -40,12 +40,11 @@ struct SupervisorOptions {
 // Gives the items of a queue to workers until it is empty. A worker that dies is replaced; the item it was at
 // is failed, what it had not committed is given out again. It does nothing but when its loop turns, which may
 // turn for others too; to be used in the loop's thread.
-class Supervisor : private WorkerLinkListener, private EventHandler {
+class Supervisor : private WorkerLinkListener {
  public:
   // What it borrows outlives it.
   Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver& observer, WorkerStarter& starter,
              EventLoop& loop);
-  ~Supervisor() override { loop_.Remove(*this); }
   Supervisor(const Supervisor&) = delete;
   Supervisor& operator=(const Supervisor&) = delete;
 
@@ -69,16 +68,11 @@ class Supervisor : private WorkerLinkListener, private EventHandler {
   void Lost(WorkerLink& link, const std::string& why) override;
   void Ended(WorkerLink& link) override;
 
-  Awaited Awaits() const override { return {-1, false, next_tick_}; }
-  void Expire() override;
-
   void Advance();
   bool HasWork();
   void HandOut();
   bool GiveBatch(WorkerLink& link);
   std::size_t WantedWorkers() const;
-  void StartWorkers();
-  void ReturnRest(WorkerLink::Rest rest, const std::string& why);
   void Fail(Failure reason);
   void StopWorkers();
   void End();
@@ -86,16 +80,13 @@ class Supervisor : private WorkerLinkListener, private EventHandler {
   SupervisorOptions options_;
   WorkQueue& queue_;
   RunObserver& observer_;
-  WorkerStarter& starter_;
   EventLoop& loop_;
   Phase phase_ = Phase::kWorking;
-  std::vector<std::unique_ptr<WorkerLink>> workers_;
-  std::optional<std::string> database_;  // which file it is; one worker has opened it, more may follow
-  int failed_starts_ = 0;                // in a row
+  Crew crew_;
   bool asked_to_stop_ = false;
-  Moment next_tick_;
   Moment stop_until_;
   std::optional<Failure> failure_;
+  Ticker ticker_;
 };
 
 #endif  // SERVICE_RUN_SUPERVISOR_H_

@@ -1,7 +1,6 @@
 #include "run/worker_link.h"
 
 #include <algorithm>
-#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -45,16 +44,12 @@ WorkerLink::WorkerLink(std::unique_ptr<StartedWorker> worker, milliseconds file_
 }
 
 void WorkerLink::Give(const RunName& name, std::vector<WorkQueue::Entry> batch) {
-  batch_ = std::move(batch);
-  Batch message{name, {}};
-  for (const WorkQueue::Entry& entry : batch_) message.items.push_back(entry.item);
+  batch_.Begin(std::move(batch));
   state_ = State::kBusy;
-  reported_ = 0;
   messages_ = 0;
-  current_ = kNoItem;
   heard_ = loop_.Now();
   batch_end_ = heard_ + BatchLimit();
-  worker_->channel().Post(MessageType::kBatch, EncodeBatch(message));
+  worker_->channel().Post(MessageType::kBatch, EncodeBatch(batch_.AsMessage(name)));
 }
 
 void WorkerLink::Stop() {
@@ -67,17 +62,8 @@ void WorkerLink::EndBy(Moment until) {
   end_ = until;
 }
 
-WorkerLink::Rest WorkerLink::TakeRest() {
-  Rest rest;
-  const auto open = batch_.begin() + static_cast<std::ptrdiff_t>(reported_);
-  if (current_ != kNoItem && current_ >= reported_) rest.current = current_ - reported_;
-  rest.entries.assign(std::make_move_iterator(open), std::make_move_iterator(batch_.end()));
-  ForgetBatch();
-  return rest;
-}
-
 milliseconds WorkerLink::Limit() const {
-  return current_ == kNoItem ? kOtherWork : file_timeout_;
+  return batch_.at_item() ? file_timeout_ : kOtherWork;
 }
 
 // Telling where it is gives a worker more time, but not without end.
@@ -134,7 +120,7 @@ bool WorkerLink::Accept(const Message& message) {
     case MessageType::kUnusable:
       return !idle() && AcceptUnusable(message.content);
     case MessageType::kAt:
-      return busy() && AcceptPosition(message.content);
+      return busy() && batch_.TurnTo(message.content);
     case MessageType::kResults:
       return busy() && AcceptResults(message.content);
     case MessageType::kBatchEnd:
@@ -160,39 +146,23 @@ bool WorkerLink::AcceptUnusable(std::string_view content) {
   if (!reader.Complete() || !MayEndRun(status, starting())) return false;
   const bool had_opened = busy();
   if (had_opened) state_ = State::kIdle;
-  ForgetBatch();
+  batch_.Forget();
   listener_.Unusable(had_opened, std::move(reason));
   return true;
 }
 
-bool WorkerLink::AcceptPosition(std::string_view content) {
-  MessageReader reader(content);
-  current_ = reader.Number();
-  const bool possible = current_ == kNoItem || current_ < batch_.size();
-  if (!possible) current_ = kNoItem;
-  return possible && reader.Complete();
-}
-
 bool WorkerLink::AcceptResults(std::string_view content) {
   const auto results = DecodeResults(content);
-  if (!results || results->first != reported_ || results->items.size() > batch_.size() - reported_ ||
-      results->generations.size() > results->items.size()) {
-    return false;
-  }
-  for (const ItemResult& result : results->items) listener_.ItemDone(batch_[reported_++].item, result);
+  if (!results || !batch_.Fits(*results)) return false;
+  for (const ItemResult& result : results->items) listener_.ItemDone(batch_.TakeNext(), result);
   for (const std::uint64_t generation : results->generations) listener_.Kept(generation);
-  current_ = kNoItem;
+  batch_.NoteToldOf();
   return true;
 }
 
 bool WorkerLink::AcceptBatchEnd() {
-  if (reported_ != batch_.size()) return false;
+  if (!batch_.told_of_all()) return false;
   state_ = State::kIdle;
-  ForgetBatch();
+  batch_.Forget();
   return true;
-}
-
-void WorkerLink::ForgetBatch() {
-  batch_.clear();
-  reported_ = 0;
 }

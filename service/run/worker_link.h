@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "common/event_loop.h"
 #include "common/outcome.h"
+#include "run/handed_batch.h"
 #include "run/started_worker.h"
 #include "work/wire.h"
 #include "work/work_queue.h"
@@ -37,7 +37,7 @@ class WorkerLinkListener {
   virtual void Ended(WorkerLink& link) = 0;
 };
 
-// One worker as its supervisor sees it: what it has in hand, what it may say, and by when. A broken file may
+// One worker as its supervisor sees it: what it may say at which point, and by when. A broken file may
 // have taken the worker over, so whatever does not belong where it stands ends it. To be used in the loop's
 // thread.
 class WorkerLink : public EventHandler {
@@ -53,7 +53,7 @@ class WorkerLink : public EventHandler {
   bool idle() const { return state_ == State::kIdle; }
   bool busy() const { return state_ == State::kBusy; }
   // Something that was given to it is not told of yet.
-  bool has_open_items() const { return busy() && reported_ < batch_.size(); }
+  bool has_open_items() const { return busy() && !batch_.told_of_all(); }
 
   // To one that is idle.
   void Give(const RunName& name, std::vector<WorkQueue::Entry> batch);
@@ -62,12 +62,7 @@ class WorkerLink : public EventHandler {
   // It closes the database and is gone at UNTIL at the latest. What it says meanwhile is not heard.
   void EndBy(Moment until);
 
-  // What it has not told of, and at which of that it was.
-  struct Rest {
-    std::vector<WorkQueue::Entry> entries;
-    std::optional<std::size_t> current;
-  };
-  Rest TakeRest();
+  HandedBatch::Rest TakeRest() { return batch_.TakeRest(); }
 
   Awaited Awaits() const override;
   void Serve() override;
@@ -80,10 +75,8 @@ class WorkerLink : public EventHandler {
   bool Accept(const Message& message);
   bool AcceptReady(std::string_view content);
   bool AcceptUnusable(std::string_view content);
-  bool AcceptPosition(std::string_view content);
   bool AcceptResults(std::string_view content);
   bool AcceptBatchEnd();
-  void ForgetBatch();
   std::chrono::milliseconds Limit() const;
   std::chrono::milliseconds BatchLimit() const;
 
@@ -92,13 +85,11 @@ class WorkerLink : public EventHandler {
   WorkerLinkListener& listener_;
   EventLoop& loop_;
   State state_ = State::kStarting;
-  std::vector<WorkQueue::Entry> batch_;
-  std::size_t reported_ = 0;         // results of the batch that have come
-  std::size_t messages_ = 0;         // of the batch
-  std::uint32_t current_ = kNoItem;  // the item it is at
-  Moment heard_;                     // when it last said something, or was given something
-  Moment batch_end_;                 // when it must be done with the batch
-  Moment end_;                       // when it must be gone
+  HandedBatch batch_;
+  std::size_t messages_ = 0;  // of the batch
+  Moment heard_;              // when it last said something, or was given something
+  Moment batch_end_;          // when it must be done with the batch
+  Moment end_;                // when it must be gone
 };
 
 #endif  // SERVICE_RUN_WORKER_LINK_H_

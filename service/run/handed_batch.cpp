@@ -1,0 +1,62 @@
+#include "run/handed_batch.h"
+
+#include <iterator>
+
+namespace {
+
+constexpr const char* kKilled = "killed by signal 9 (Killed)";
+
+}  // namespace
+
+void HandedBatch::Begin(std::vector<WorkQueue::Entry> entries) {
+  Forget();
+  entries_ = std::move(entries);
+}
+
+Batch HandedBatch::AsMessage(const RunName& name) const {
+  Batch message{name, {}};
+  for (const WorkQueue::Entry& entry : entries_) message.items.push_back(entry.item);
+  return message;
+}
+
+bool HandedBatch::TurnTo(std::string_view content) {
+  MessageReader reader(content);
+  current_ = reader.Number();
+  const bool possible = current_ == kNoItem || current_ < entries_.size();
+  if (!possible) current_ = kNoItem;
+  return possible && reader.Complete();
+}
+
+bool HandedBatch::Fits(const Results& results) const {
+  return results.first == reported_ && results.items.size() <= entries_.size() - reported_ &&
+         results.generations.size() <= results.items.size();
+}
+
+HandedBatch::Rest HandedBatch::TakeRest() {
+  Rest rest;
+  const auto open = entries_.begin() + static_cast<std::ptrdiff_t>(reported_);
+  if (current_ != kNoItem && current_ >= reported_) rest.current = current_ - reported_;
+  rest.entries.assign(std::make_move_iterator(open), std::make_move_iterator(entries_.end()));
+  Forget();
+  return rest;
+}
+
+LostBatch JudgeRest(HandedBatch::Rest rest, const std::string& why, bool suspecting) {
+  LostBatch lost;
+  for (std::size_t i = 0; i < rest.entries.size(); ++i) {
+    WorkQueue::Entry& entry = rest.entries[i];
+    const bool current = rest.current == i;
+    // Somebody else, or want of memory, may have killed it whatever it was at: that is no fault of the file.
+    const bool killed = current && why == kKilled;
+    const bool suspected = (!rest.current || killed) && suspecting;
+    if (killed && entry.alone) {
+      lost.failed.emplace_back(std::move(entry.item), ItemResult::NotKept(why));
+    } else if ((current && !killed) || (suspected && entry.alone)) {
+      lost.failed.emplace_back(std::move(entry.item), ItemResult::Crashed(why));
+    } else {
+      entry.alone = entry.alone || suspected;
+      lost.innocent.push_back(std::move(entry));
+    }
+  }
+  return lost;
+}

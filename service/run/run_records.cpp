@@ -1,0 +1,77 @@
+#include "run/run_records.h"
+
+#include <chrono>
+
+#include "changes/library_catalogue.h"
+
+namespace {
+
+constexpr std::chrono::seconds kCommitInterval{1};
+
+}  // namespace
+
+RunRecords::RunRecords(const Library& library, Catalogue& catalogue)
+    : library_(library), catalogue_(catalogue), generations_(catalogue), marked_(HasMarkedRows(catalogue)) {}
+
+// A database that takes the place of this one later has not got what the catalogue then says of it.
+void RunRecords::LibraryOpen() {
+  RecordDatabase(catalogue_, library_);
+}
+
+void RunRecords::NoteWaiting(const std::vector<WorkItem>& items) {
+  for (const WorkItem& item : items) {
+    if (item.action != ItemAction::kSetAside) continue;
+    catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
+  }
+  catalogue_.Commit();
+}
+
+void RunRecords::Put(const WorkItem& item, const ItemResult& result) {
+  catalogue_.Put(
+      {Key(item.path), item.kind, item.stamp, result.fingerprint, AsKept(result.outcome), result.reason});
+}
+
+void RunRecords::Forget(const WorkItem& item) {
+  catalogue_.Remove(Key(item.path), item.kind);
+}
+
+void RunRecords::ForgetAll(const WorkItem& item) {
+  if (item.kind != ItemKind::kFolder) return Forget(item);
+  catalogue_.RemoveTree(Key(item.path));
+}
+
+void RunRecords::ForgetOldName(const WorkItem& item) {
+  catalogue_.Remove(Key(item.from), item.kind);
+}
+
+void RunRecords::NoteMounts(const std::string& mounts) {
+  RecordMounts(catalogue_, mounts);
+}
+
+std::optional<CatalogueEntry> RunRecords::Recorded(const WorkItem& item) {
+  return catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
+}
+
+// A change of rights, a move or a full reindex makes no new damage of an old one.
+bool RunRecords::WasTold(const WorkItem& item, const ItemResult& result) {
+  const auto recorded = Recorded(item);
+  return recorded && recorded->outcome == AsKept(result.outcome) && recorded->reason == result.reason &&
+         recorded->stamp.SameContent(item.stamp);
+}
+
+bool RunRecords::Waits(const WorkItem& item) {
+  const auto recorded = Recorded(item);
+  return !recorded || (recorded->outcome == ItemOutcome::kPartial && !recorded->reason.empty());
+}
+
+void RunRecords::CommitWhenDue(Moment now) {
+  if (!soon_ && now - committed_ < kCommitInterval) return;
+  catalogue_.Commit();
+  committed_ = now;
+  soon_ = false;
+}
+
+void RunRecords::Close(bool complete) {
+  if (complete) RecordRoot(catalogue_, library_);
+  catalogue_.Commit();
+}
