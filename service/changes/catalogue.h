@@ -8,21 +8,22 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "changes/catalogue_entry.h"
+#include "changes/catalogue_facts.h"
+#include "changes/catalogue_store.h"
 #include "common/outcome.h"
-#include "database/database_reader.h"
 
-// An open catalogue. Used by one thread at a time; no other process writes it while the library is locked.
+// An open catalogue: its entries. Used by one thread at a time; no other process writes it while the library
+// is locked.
 class Catalogue {
  public:
   // Opens FILE; one that is missing or no catalogue is made anew. The folder is there.
   static Outcome<Catalogue> Open(const std::string& file);
   Catalogue(Catalogue&&) noexcept = default;
   Catalogue& operator=(Catalogue&&) = delete;
-  ~Catalogue();
 
   // The files directly in FOLDER whose names come after AFTER ("" for all) in byte order, some at a time;
   // empty when there are no more. A failure of the file shows in failure().
@@ -44,36 +45,18 @@ class Catalogue {
   void TryTroublesAgain();
   // What is at and below FOLDER and has the device FROM is on the device TO.
   void MoveToDevice(const std::string& folder, std::uint64_t from, std::uint64_t to);
-  void Commit();
-  // What is committed from here on survives a power cut.
-  void MakeDurable();
+  void Commit() { store_->Commit(); }
 
-  // Takes in the log beside the file and does without one until it is opened again, so that the file alone
-  // may be renamed. Waits for others that have it open; false, with a failure, where they keep it.
-  [[nodiscard]] bool EndLog();
-
-  // Single facts about the library; nothing when it was never recorded.
-  std::optional<std::string> Fact(const std::string& name);
-  void PutFact(const std::string& name, const std::string& value);
-  void RemoveFact(const std::string& name);
-
+  // Both as long as it is there.
+  CatalogueFacts facts() { return CatalogueFacts(*store_); }
+  CatalogueStore& store() { return *store_; }
   // The first thing that went wrong.
-  const std::optional<Failure>& failure() const { return failure_; }
+  const std::optional<Failure>& failure() const { return store_->failure(); }
 
  private:
-  Catalogue(std::string file, DatabaseReader database)
-      : file_(std::move(file)), database_(std::move(database)) {}
+  explicit Catalogue(std::unique_ptr<CatalogueStore> store) : store_(std::move(store)) {}
 
-  template <typename... Values>
-  std::vector<DatabaseReader::Row> Select(const DatabaseReader::Columns& columns, const char* sql,
-                                          const Values&... values);
-  template <typename... Values>
-  void Change(const char* sql, const Values&... values);
-
-  std::string file_;
-  DatabaseReader database_;
-  bool changing_ = false;
-  std::optional<Failure> failure_;
+  std::unique_ptr<CatalogueStore> store_;
 };
 
 #endif  // SERVICE_CHANGES_CATALOGUE_H_

@@ -19,9 +19,9 @@ std::string NewRandomName() {
 }
 
 std::string WriterOf(Catalogue& catalogue) {
-  if (const auto writer = catalogue.Fact(kWriterFact)) return *writer;
+  if (const auto writer = catalogue.facts().Find(kWriterFact)) return *writer;
   std::string made = NewRandomName();
-  catalogue.PutFact(kWriterFact, made);
+  catalogue.facts().Put(kWriterFact, made);
   return made;
 }
 
@@ -41,7 +41,7 @@ NotedGenerations ReadNotedGenerations(const ReadFact& read) {
 }
 
 NotedGenerations ReadNotedGenerations(Catalogue& catalogue) {
-  return ReadNotedGenerations([&](const char* name) { return catalogue.Fact(name).value_or(""); });
+  return ReadNotedGenerations([&](const char* name) { return catalogue.facts().Find(name).value_or(""); });
 }
 
 CatalogueStanding StandingOf(const NotedGenerations& noted, const LibraryFacts& database) {
@@ -51,15 +51,15 @@ CatalogueStanding StandingOf(const NotedGenerations& noted, const LibraryFacts& 
 }
 
 void NoteGenerations(Catalogue& catalogue, const LibraryFacts& database) {
-  catalogue.PutFact(kLastFact, TextOf(database.generation));
+  catalogue.facts().Put(kLastFact, TextOf(database.generation));
   const auto own = database.writers.find(WriterOf(catalogue));
-  if (own == database.writers.end()) return catalogue.RemoveFact(kOwnFact);
-  catalogue.PutFact(kOwnFact, TextOf(own->second));
+  if (own == database.writers.end()) return catalogue.facts().Remove(kOwnFact);
+  catalogue.facts().Put(kOwnFact, TextOf(own->second));
 }
 
 void NoteGenerationsAsNew(Catalogue& catalogue, const LibraryFacts& database) {
-  catalogue.PutFact(kWriterFact, NewRandomName());
-  catalogue.RemoveFact(kBegunFact);
+  catalogue.facts().Put(kWriterFact, NewRandomName());
+  catalogue.facts().Remove(kBegunFact);
   NoteGenerations(catalogue, database);
 }
 
@@ -70,8 +70,8 @@ const RunName& KeptGenerations::Begin() {
   if (begun_) return name_;
   begun_ = true;
   name_ = {WriterOf(catalogue_), NewRandomName()};
-  catalogue_.MakeDurable();
-  catalogue_.PutFact(kBegunFact, name_.run);
+  catalogue_.store().MakeDurable();
+  catalogue_.facts().Put(kBegunFact, name_.run);
   catalogue_.Commit();
   return name_;
 }
@@ -82,6 +82,6 @@ void KeptGenerations::Note(std::uint64_t number) {
   const std::uint64_t before = noted_;
   while (done_out_of_order_.erase(noted_ + 1) > 0) ++noted_;
   if (noted_ == before) return;
-  catalogue_.PutFact(kLastFact, TextOf({noted_, name_.run}));
-  catalogue_.PutFact(kOwnFact, TextOf({noted_, name_.run}));
+  catalogue_.facts().Put(kLastFact, TextOf({noted_, name_.run}));
+  catalogue_.facts().Put(kOwnFact, TextOf({noted_, name_.run}));
 }

@@ -78,8 +78,8 @@ Outcome<std::string> IdentityOfDatabase(const Library& library) {
 }
 
 void SetFact(Catalogue& catalogue, const char* fact, const std::optional<std::string>& value) {
-  if (catalogue.Fact(fact) == value) return;
-  value ? catalogue.PutFact(fact, *value) : catalogue.RemoveFact(fact);
+  if (catalogue.facts().Find(fact) == value) return;
+  value ? catalogue.facts().Put(fact, *value) : catalogue.facts().Remove(fact);
 }
 
 // Where it may not be written, that is what is wrong, whatever it is that SQLite meets first.
@@ -105,8 +105,8 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
     if (auto put = FillFromRows(catalogue, database, library, facts); !put) return put;
   }
   NoteGenerationsAsNew(catalogue, facts);
-  catalogue.PutFact(kFileSystemsFact, "");
-  catalogue.PutFact(kDatabaseFact, identity);
+  catalogue.facts().Put(kFileSystemsFact, "");
+  catalogue.facts().Put(kDatabaseFact, identity);
   catalogue.Commit();
   return Done{};
 }
@@ -138,13 +138,13 @@ Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, con
   const std::string other = file + kOtherDatabaseSuffix;
   const bool worth_keeping = catalogue.FileCount() > 0;
   // Its file gets another name, so it has to be closed.
-  if (worth_keeping && !catalogue.EndLog()) return *catalogue.failure();
+  if (worth_keeping && !catalogue.store().EndLog()) return *catalogue.failure();
   { const Catalogue closed = std::move(catalogue); }
   if (worth_keeping && !SwapFiles(file, other)) {
     return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
   }
   auto opened = Catalogue::Open(file);
-  if (!opened || (!identity.empty() && opened->Fact(kDatabaseFact) == identity)) return opened;
+  if (!opened || (!identity.empty() && opened->facts().Find(kDatabaseFact) == identity)) return opened;
   if (auto made = MakeAnew(*opened, library, identity); !made) return made.failure();
   if (opened->failure()) return *opened->failure();
   return opened;
@@ -187,9 +187,9 @@ Outcome<Catalogue> InStepWithDatabase(Outcome<Catalogue> catalogue, const Librar
 
 // A later program may read what an earlier one could not.
 void RetryForNewReader(Catalogue& catalogue) {
-  if (catalogue.Fact(kReaderFact) == kReaderVersion) return;
+  if (catalogue.facts().Find(kReaderFact) == kReaderVersion) return;
   catalogue.TryTroublesAgain();
-  catalogue.PutFact(kReaderFact, kReaderVersion);
+  catalogue.facts().Put(kReaderFact, kReaderVersion);
   catalogue.Commit();
 }
 
@@ -212,7 +212,7 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
                        ": neither the database nor the files of earlier runs are here; nothing was done. Is "
                        "a disk not mounted? (--accept-loss begins anew)"};
   }
-  const bool other = database->empty() || catalogue->Fact(kDatabaseFact).value_or("") != *database;
+  const bool other = database->empty() || catalogue->facts().Find(kDatabaseFact).value_or("") != *database;
   auto in_step = InStepWithDatabase(
       other ? ForDatabase(std::move(*catalogue), file, library, *database) : std::move(catalogue), library,
       *database);
@@ -223,11 +223,11 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
 }
 
 bool HasMarkedRows(Catalogue& catalogue) {
-  return catalogue.Fact(kMarkedFact).has_value();
+  return catalogue.facts().Find(kMarkedFact).has_value();
 }
 
 std::optional<MountRecord> NotedMounts(Catalogue& catalogue) {
-  const auto noted = catalogue.Fact(kMountsFact);
+  const auto noted = catalogue.facts().Find(kMountsFact);
   return noted ? std::optional(ParseMountText(*noted)) : std::nullopt;
 }
 
@@ -236,11 +236,11 @@ MountRecord MountsInDatabase(Catalogue& catalogue) {
 }
 
 void RecordMounts(Catalogue& catalogue, const std::string& mounts) {
-  catalogue.PutFact(kMountsFact, mounts);
+  catalogue.facts().Put(kMountsFact, mounts);
 }
 
 bool RootChanged(Catalogue& catalogue, const Library& library) {
-  const auto recorded = catalogue.Fact(kRootFact);
+  const auto recorded = catalogue.facts().Find(kRootFact);
   const auto now = IdentityOf(library.folder);
   if (!recorded || !now) return false;
   if (*recorded == now->device + " " + now->object) return false;
@@ -252,12 +252,12 @@ void RecordRoot(Catalogue& catalogue, const Library& library) {
   const auto now = IdentityOf(library.folder);
   if (!now) return;
   const std::string identity = now->device + " " + now->object;
-  if (catalogue.Fact(kRootFact) != identity) catalogue.PutFact(kRootFact, identity);
+  if (catalogue.facts().Find(kRootFact) != identity) catalogue.facts().Put(kRootFact, identity);
 }
 
 void RecordDatabase(Catalogue& catalogue, const Library& library) {
   // The shared one was there when the catalogue was opened.
-  if (library.shared() || !catalogue.Fact(kDatabaseFact).value_or("").empty()) return;
+  if (library.shared() || !catalogue.facts().Find(kDatabaseFact).value_or("").empty()) return;
   const auto identity = IdentityOfFile(library.database());
-  if (identity && !identity->empty()) catalogue.PutFact(kDatabaseFact, *identity);
+  if (identity && !identity->empty()) catalogue.facts().Put(kDatabaseFact, *identity);
 }

@@ -34,14 +34,14 @@ std::string HashOf(std::vector<std::string> paths) {
 bool FoundBefore(const LossQuestion& question, Catalogue& catalogue) {
   const std::string hash = HashOf(question.gone);
   const std::int64_t now = Now();
-  std::istringstream earlier(catalogue.Fact(question.fact).value_or(""));
+  std::istringstream earlier(catalogue.facts().Find(question.fact).value_or(""));
   std::string earlier_hash;
   std::int64_t earlier_time = 0;
   // A time to come was told by a clock that was wrong.
   if (earlier >> earlier_hash >> earlier_time && earlier_hash == hash && earlier_time <= now) {
     return now - earlier_time >= kPatienceSeconds;
   }
-  catalogue.PutFact(question.fact, hash + " " + std::to_string(now));
+  catalogue.facts().Put(question.fact, hash + " " + std::to_string(now));
   return false;
 }
 
@@ -62,7 +62,7 @@ LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
   LossVerdict verdict = OutOfReachAsAWhole(question);
   const bool many = !verdict.holds && !question.accepted && IsMany(question);
-  if (!many && catalogue.Fact(question.fact)) catalogue.RemoveFact(question.fact);
+  if (!many && catalogue.facts().Find(question.fact)) catalogue.facts().Remove(question.fact);
   if (!many || FoundBefore(question, catalogue)) return verdict;
   return {true, std::to_string(question.gone.size()) + " of " + std::to_string(question.recorded) +
                     " files are gone"};

@@ -78,7 +78,7 @@ Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
     std::string path = entry.path;
     unmet_folders_.emplace(std::move(path), std::move(entry));
   }
-  has_device_numbers_ = !catalogue_.Fact(kFileSystemsFact);
+  has_device_numbers_ = !catalogue_.facts().Find(kFileSystemsFact);
   while (const auto entry = walk->Next()) {
     HandleEntry(*entry, library_.Below(entry->path));
     if (catalogue_.failure()) return *catalogue_.failure();
@@ -86,7 +86,7 @@ Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
   }
   AdvanceTo(nullptr);
   GatherLostFolders();
-  if (has_device_numbers_) catalogue_.PutFact(kFileSystemsFact, "");
+  if (has_device_numbers_) catalogue_.facts().Put(kFileSystemsFact, "");
   if (catalogue_.failure()) return *catalogue_.failure();
   return std::move(differences_);
 }

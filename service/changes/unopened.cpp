@@ -25,7 +25,7 @@ std::set<std::string> LinesOf(const std::string& text) {
 }  // namespace
 
 void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed) {
-  const std::string before = catalogue.Fact(kFact).value_or("");
+  const std::string before = catalogue.facts().Find(kFact).value_or("");
   const std::set<std::string> known_lines = LinesOf(before);
   std::string now;
   for (Trouble& trouble : failed) {
@@ -34,5 +34,5 @@ void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<T
     trouble.known = known_lines.contains(line);
     now += line + "\n";
   }
-  if (now != before) catalogue.PutFact(kFact, now);
+  if (now != before) catalogue.facts().Put(kFact, now);
 }

@@ -1,64 +1,44 @@
 #ifndef SERVICE_WORKER_PLUGIN_CALLS_H_
 #define SERVICE_WORKER_PLUGIN_CALLS_H_
 
-#include <json/value.h>
-
-#include <optional>
-#include <string>
-
 #include "database/transaction.h"
 #include "library/library.h"
 #include "work/work_item.h"
 #include "worker/batch_seams.h"
+#include "worker/file_calls.h"
+#include "worker/folder_calls.h"
+#include "worker/library_calls.h"
 #include "worker/log_capture.h"
 #include "worker/plugin.h"
+#include "worker/plugin_answers.h"
 #include "worker/prepared_item.h"
 #include "worker/row_lookup.h"
 
-// What the plug-in is called with for an item, and what its answers come to. One call at a time, in a
+// Which call of the plug-in an item becomes, and that a move is made as a whole. One call at a time, in a
 // transaction that the caller has begun and ends, and on its thread.
 class PluginCalls : public ItemCalls {
  public:
   // PLUGIN, LOG and ROWS outlive it.
-  PluginCalls(const Plugin& plugin, Library library, LogCapture& log, RowLookup& rows)
-      : plugin_(plugin), library_(std::move(library)), log_(log), rows_(rows) {}
+  PluginCalls(const Plugin& plugin, const Library& library, LogCapture& log, RowLookup& rows)
+      : log_(log),
+        rows_(rows),
+        answers_(log, rows),
+        library_(plugin, rows, answers_),
+        folders_(plugin, library, rows, answers_),
+        files_(plugin, rows, answers_) {}
 
   ItemResult Make(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) override;
 
  private:
   ItemResult Call(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
   ItemResult CallForMove(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
-  // Of the library as a whole.
-  ItemResult Mark(const WorkItem& item);
-  ItemResult Unmark();
-  ItemResult Sweep(const WorkItem& item);
-  // Of folders.
-  ItemResult CallForFolder(const WorkItem& item);
-  ItemResult AddFolder(const std::string& folder);
-  ItemResult MoveFolder(const WorkItem& item);
-  ItemResult DeleteFolder(const WorkItem& item);
-  // Of files.
-  ItemResult Update(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
-  ItemResult UpdateMoved(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
-  ItemResult MoveFile(const WorkItem& item, PreparedItem& prepared, Transaction& transaction);
-  ItemResult DeleteFile(const WorkItem& item, Transaction& transaction);
-  // The rows of `from`, if there are any, become those of `path`; RECORD describes it.
-  ItemResult RenameRows(const WorkItem& item, Json::Value record, Transaction& transaction);
-  // The place to be stored with the video: none where the row has one, since that may be a person's.
-  std::string PlaceToStore(const WorkItem& item, const PreparedItem& prepared);
 
-  // A result of the plug-in as ours.
-  ItemResult ResultOf(int result, std::string trouble = "");
-  // The same where the rows of what was at PATH are not to be there any more.
-  ItemResult ResultOfRemoval(int result, ItemKind kind, const std::string& path);
-  // STORED, when the row of ITEM is there.
-  ItemResult WithRow(const WorkItem& item, ItemResult stored);
-  ItemResult CannotAsk();
-
-  const Plugin& plugin_;
-  Library library_;
   LogCapture& log_;
   RowLookup& rows_;
+  PluginAnswers answers_;
+  LibraryCalls library_;
+  FolderCalls folders_;
+  FileCalls files_;
 };
 
 #endif  // SERVICE_WORKER_PLUGIN_CALLS_H_

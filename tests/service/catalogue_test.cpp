@@ -96,9 +96,9 @@ TEST_F(CatalogueTest, AFileThatTookTheNameOfAFolderOutlivesItsRemoval) {
 }
 
 TEST_F(CatalogueTest, FactsAreKept) {
-  EXPECT_FALSE(Open().Fact("root"));
-  Open().PutFact("root", "1 'two'");
-  EXPECT_EQ(Open().Fact("root"), "1 'two'");
+  EXPECT_FALSE(Open().facts().Find("root"));
+  Open().facts().Put("root", "1 'two'");
+  EXPECT_EQ(Open().facts().Find("root"), "1 'two'");
 }
 
 TEST_F(CatalogueTest, AFileThatIsNoCatalogueIsMadeAnew) {
@@ -117,7 +117,7 @@ TEST_F(CatalogueTest, AnotherDatabaseInItsPlaceIsMadeAnew) {
 
 // Out of descriptors, room or memory it is as it was.
 TEST_F(CatalogueTest, OneThatCannotBeOpenedTodayIsKept) {
-  Open().PutFact("root", "here");
+  Open().facts().Put("root", "here");
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);
   for (rlim_t allowed = 3; allowed < 16; ++allowed) {
@@ -131,7 +131,7 @@ TEST_F(CatalogueTest, OneThatCannotBeOpenedTodayIsKept) {
     EXPECT_EQ(catalogue.failure().status, ExitStatus::kConfiguration);
     EXPECT_TRUE(why.starts_with(file() + ": the catalogue cannot be opened: ")) << why;
   }
-  EXPECT_EQ(Open().Fact("root"), "here");
+  EXPECT_EQ(Open().facts().Find("root"), "here");
 }
 
 TEST_F(CatalogueTest, APlaceThatCannotHoldItIsAFailure) {

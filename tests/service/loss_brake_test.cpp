@@ -26,11 +26,11 @@ class LossBrakeTest : public testing::Test {
   }
   // The remembered scan was SECONDS earlier than it was.
   void Age(long seconds, const char* fact = "loss") {
-    const std::string value = catalogue_.Fact(fact).value_or("");
+    const std::string value = catalogue_.facts().Find(fact).value_or("");
     const std::size_t blank = value.find(' ');
     ASSERT_NE(blank, std::string::npos);
     const long time = std::atol(value.c_str() + blank) - seconds;
-    catalogue_.PutFact(fact, value.substr(0, blank + 1) + std::to_string(time));
+    catalogue_.facts().Put(fact, value.substr(0, blank + 1) + std::to_string(time));
   }
 
   TempDir dir_;
