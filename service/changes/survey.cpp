@@ -71,9 +71,10 @@ bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& count
 }
 
 Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
-  auto walk = Walk::Start(library_.folder);
+  auto walk = Walk::Start(library_.folder, scope_);
   if (!walk) return walk.failure();
   differences_.recorded_files = catalogue_.FileCount();
+  differences_.root_empty = scope_.Top().has_all_names();
   for (CatalogueEntry& entry : catalogue_.Folders()) {
     std::string path = entry.path;
     unmet_folders_.emplace(std::move(path), std::move(entry));
@@ -86,12 +87,13 @@ Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
   }
   AdvanceTo(nullptr);
   GatherLostFolders();
-  if (has_device_numbers_) catalogue_.facts().Put(kFileSystemsFact, "");
+  if (has_device_numbers_ && scope_.Top().is_tree()) catalogue_.facts().Put(kFileSystemsFact, "");
   if (catalogue_.failure()) return *catalogue_.failure();
   return std::move(differences_);
 }
 
 void Survey::HandleEntry(const WalkEntry& entry, const std::string& path) {
+  if (!entry.meant) return PassOnTheWay(entry, path);
   const bool counts = Account(entry, library_, differences_.seen);
   if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
   if (counts) return TakeFile(entry, path);
@@ -100,27 +102,37 @@ void Survey::HandleEntry(const WalkEntry& entry, const std::string& path) {
   differences_.unknown.insert(path);
 }
 
+void Survey::PassOnTheWay(const WalkEntry& entry, const std::string& path) {
+  if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
+  if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
+  if (entry.kind == EntryKind::kFailed) Account(entry, library_, differences_.seen);
+  for (std::string& top : scope_.At(path).Tops(path)) differences_.unknown.insert(std::move(top));
+}
+
 void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   AdvanceTo(nullptr);
-  folder_ = path;
   if (path.empty()) root_device_number_ = entry.mounted;
   if (!path.empty() && entry.mounted != 0) {
     differences_.mounts[path] = entry.stamp.device;
     if (has_device_numbers_) ReplaceDeviceNumbers(entry, path);
   }
-  FetchRecorded("");
+  TurnTo(path, scope_.At(path));
   if (path.empty()) return;
   differences_.root_empty = false;
   const auto found = unmet_folders_.find(path);
   const bool known = found != unmet_folders_.end();
-  const bool unread = known && found->second.outcome == ItemOutcome::kPartial;
-  if (!known || unread || !found->second.stamp.SameObject(entry.stamp)) {
-    const bool replaces = known && !unread;
-    if (replaces) differences_.replaced_folders.push_back(AsReplaced(found->second, entry.stamp));
-    const bool hides = replaces && WasElsewhere(found->second, entry.stamp);
-    differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces, hides});
-  }
+  if (entry.meant) CompareFolder(entry, path, known ? &found->second : nullptr);
   if (known) unmet_folders_.erase(found);
+}
+
+void Survey::CompareFolder(const WalkEntry& entry, const std::string& path, const CatalogueEntry* recorded) {
+  const bool known = recorded != nullptr;
+  const bool unread = known && recorded->outcome == ItemOutcome::kPartial;
+  if (known && !unread && recorded->stamp.SameObject(entry.stamp)) return;
+  const bool replaces = known && !unread;
+  if (replaces) differences_.replaced_folders.push_back(AsReplaced(*recorded, entry.stamp));
+  const bool hides = replaces && WasElsewhere(*recorded, entry.stamp);
+  differences_.folders.push_back({path, ItemKind::kFolder, entry.stamp, known, replaces, hides});
 }
 
 void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
@@ -153,8 +165,7 @@ const CatalogueEntry* Survey::AdvanceTo(const std::string* path) {
       if (path != nullptr && candidate.path == *path) return &recorded_[next_recorded_++];
       NoteGone(candidate);
     }
-    // Fewer than were asked for: there are no more.
-    if (recorded_.size() < kEntriesAtOnce) {
+    if (all_fetched_) {
       more_recorded_ = false;
       break;
     }
@@ -163,8 +174,25 @@ const CatalogueEntry* Survey::AdvanceTo(const std::string* path) {
   return nullptr;
 }
 
+void Survey::TurnTo(const std::string& path, const WalkScope::Part& part) {
+  folder_ = path;
+  part_ = part;
+  FetchRecorded("");
+}
+
 void Survey::FetchRecorded(const std::string& after) {
-  recorded_ = catalogue_.Files(folder_, after);
+  if (part_.has_all_names()) {
+    recorded_ = catalogue_.Files(folder_, after);
+  } else {
+    recorded_.clear();
+    for (const std::string& name : part_.Names()) {
+      // Photos and videos stand under the same names.
+      auto file = catalogue_.Find(folder_.empty() ? name : folder_ + "/" + name, ItemKind::kPhoto);
+      if (file) recorded_.push_back(*std::move(file));
+    }
+  }
+  // Fewer than are given at once: there are no more.
+  all_fetched_ = !part_.has_all_names() || recorded_.size() < kEntriesAtOnce;
   next_recorded_ = 0;
   more_recorded_ = !recorded_.empty();
 }
@@ -204,11 +232,14 @@ std::uint64_t Survey::DeviceAt(const std::string& path) const {
 }
 
 void Survey::GatherLostFolders() {
+  std::set<std::string> lost;
   for (const auto& [path, entry] : unmet_folders_) {
     if (LiesInOne(differences_.unknown, path)) continue;
-    differences_.gone_folders.push_back(WithElsewhere(entry));
-    folder_ = path;
-    FetchRecorded("");
+    const WalkScope::Part part = scope_.At(path);
+    const bool gone = part.is_meant() || LiesInOne(lost, path);
+    if (gone) differences_.gone_folders.push_back(WithElsewhere(entry));
+    if (gone && !part.is_tree()) lost.insert(path);
+    TurnTo(path, gone ? WalkScope::Part(Reach::kTree) : part);
     AdvanceTo(nullptr);
   }
 }

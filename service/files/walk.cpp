@@ -63,14 +63,14 @@ std::string CannotBeListed(int error) {
 
 }  // namespace
 
-Outcome<Walk> Walk::Start(const std::string& root) {
+Outcome<Walk> Walk::Start(const std::string& root, const WalkScope& scope) {
   FileDescriptor folder = OpenRoot(root);
   struct statx status {};
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWantedFields, &status) != 0) {
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
   }
   Walk walk(std::move(folder), root);
-  const WalkEntry entered = walk.EnterFolder(root);
+  const WalkEntry entered = walk.EnterFolder(root, scope.Top());
   if (entered.kind != EntryKind::kFolder)
     return Failure{ExitStatus::kFatal, Visible(root) + ": " + entered.reason};
   if (const int error = walk.levels_.back().error; error != 0)
@@ -80,28 +80,42 @@ Outcome<Walk> Walk::Start(const std::string& root) {
 
 std::optional<WalkEntry> Walk::Next() {
   if (!std::exchange(started_, true))
-    return WalkEntry{EntryKind::kFolder, root_path_, "", levels_.front().stamp,
-                     levels_.front().device_number};
+    return WalkEntry{EntryKind::kFolder,
+                     root_path_,
+                     "",
+                     levels_.front().stamp,
+                     levels_.front().device_number,
+                     levels_.front().part.is_meant()};
   while (!levels_.empty()) {
     Level& level = levels_.back();
     if (const int error = std::exchange(level.error, 0); error != 0) {
-      return WalkEntry{EntryKind::kFailed, level.path, CannotBeListed(error)};
+      return WalkEntry{EntryKind::kFailed, level.path, CannotBeListed(error), {}, 0, level.part.is_meant()};
     }
     if (level.next_file < level.files.size()) {
       const std::size_t index = level.next_file++;
-      return EntryOf(level.files.tag(index), Join(level.path, level.files.name(index)));
+      const std::string_view name = level.files.name(index);
+      WalkEntry entry = EntryOf(level.files.tag(index), Join(level.path, name));
+      entry.meant = level.part.Below(name).is_meant();
+      return entry;
     }
     level.files.Clear();
     level.next_file = 0;
-    if (level.next_folder < level.folders.size()) {
-      return EnterFolder(Join(level.path, level.folders.name(level.next_folder++)));
-    }
+    if (level.next_folder < level.folders.size()) return NextFolder();
     levels_.pop_back();
   }
   return std::nullopt;
 }
 
-WalkEntry Walk::EnterFolder(const std::string& path) {
+WalkEntry Walk::NextFolder() {
+  Level& level = levels_.back();
+  const std::string_view name = level.folders.name(level.next_folder++);
+  const WalkScope::Part part = level.part.Below(name);
+  WalkEntry entry = EnterFolder(Join(level.path, name), part);
+  entry.meant = part.is_meant();
+  return entry;
+}
+
+WalkEntry Walk::EnterFolder(const std::string& path, const WalkScope::Part& part) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
   // The plug-in takes none of what lies there, and its server may never answer: the list of mounts is asked,
   // and again for what is mounted by the opening.
@@ -119,13 +133,14 @@ WalkEntry Walk::EnterFolder(const std::string& path) {
   Level level{path,
               StampOf(status, another ? FileSystemId(folder.get(), status) : above),
               DeviceOf(status),
+              part,
               0,
               {},
               {},
               0,
               0};
   if (IsAncestor(level)) return {EntryKind::kUnknown, path, "folder inside itself"};
-  ListFolder(folder.Release(), level);
+  if (part.has_names()) ListFolder(folder.Release(), level);
   levels_.push_back(std::move(level));
   return {EntryKind::kFolder, path, "", levels_.back().stamp, another ? DeviceOf(status) : 0};
 }
@@ -159,7 +174,7 @@ void Walk::ListFolder(int descriptor, Level& level) const {
   errno = 0;
   while (const dirent* entry = folder.Next()) {
     const std::string_view name = entry->d_name;
-    if (LeftOutSilently(name)) continue;
+    if (LeftOutSilently(name) || level.part.Below(name).empty()) continue;
     const Name found = Classify(folder.descriptor(), entry->d_name, entry->d_type, level);
     if (found.kind == NameKind::kFolder) {
       level.folders.Add(name, {});

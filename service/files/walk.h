@@ -1,5 +1,7 @@
 // Walks a library's folder: each folder, then its files sorted by name, then its sub-folders sorted by name.
-// Streamed: what is kept at a time is the folders still to come of the levels above.
+// Streamed: what is kept at a time is the folders still to come of the levels above. Of a part of the tree
+// the same comes as of all of it: the folders on the way are opened and listed, and nothing else in them is
+// looked at.
 //
 // Left out: hidden names (leading '.'), side folders ("@eaDir") and with them everything below. A link to a
 // file counts as a file, one to a folder is not followed. Mount points are entered, but neither a folder
@@ -22,6 +24,7 @@
 #include "common/outcome.h"
 #include "files/file_stamp.h"
 #include "files/name_list.h"
+#include "files/walk_scope.h"
 
 enum class EntryKind : std::uint8_t {
   kFolder,   // a folder that was opened; what it holds follows
@@ -41,14 +44,15 @@ struct WalkEntry {
   FileStamp stamp = {};
   // Of the root and of a folder on which another file system begins: the number of its device.
   std::uint64_t mounted = 0;
+  bool meant = true;  // false: only on the way to what is
 };
 
 // One walk, used by one thread; others may walk beside it.
 class Walk {
  public:
   // ROOT is the absolute path of a folder; its own name counts whatever it is. A failure when it cannot be
-  // listed.
-  static Outcome<Walk> Start(const std::string& root);
+  // listed. SCOPE, of what is below it, outlives the walk.
+  static Outcome<Walk> Start(const std::string& root, const WalkScope& scope = WalkScope::Whole());
 
   // The next entry; nothing at the end.
   std::optional<WalkEntry> Next();
@@ -77,6 +81,7 @@ class Walk {
     std::string path;
     FileStamp stamp;
     std::uint64_t device_number = 0;  // of the device
+    WalkScope::Part part;             // of the scope
     int error = 0;                    // why its listing ended early
     NameList<Name> files;
     NameList<std::monostate> folders;
@@ -86,7 +91,8 @@ class Walk {
 
   Walk(FileDescriptor root, std::string path) : root_(std::move(root)), root_path_(std::move(path)) {}
 
-  WalkEntry EnterFolder(const std::string& path);
+  WalkEntry NextFolder();
+  WalkEntry EnterFolder(const std::string& path, const WalkScope::Part& part);
   // To another machine or into an image file.
   bool LeadsElsewhere(const std::string& path) const;
   // Another file system than that of the folder above begins at the one with STATUS.
