@@ -8,12 +8,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "platform/cluster_test.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
 #include "support/system_call_trace.h"
@@ -118,7 +120,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
   void MakeLibrary() {
     MakeJpeg(File("a.jpg"), 8, 6);
     MakeJpeg(File("trip/b.jpg"), 8, 6);
-    ASSERT_EQ(Run({"index", folder(), "--quiet"}).status, 0);
+    ASSERT_EQ(Run({"index", shared() ? "--shared" : folder(), "--quiet"}).status, 0);
     WriteFile(File("@eaDir/a.jpg/KAVOPHOTO_TITLE"), "a title");
     WriteFile(File("a.jpg"), ReadFile(File("a.jpg")));  // it differs: the next run reads it again
     if (caller_user() != 0) {
@@ -130,7 +132,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     // A folder that several people put photos into.
     for (const fs::path& shared : {folder(), File("trip"), File("@eaDir"), File("@eaDir/a.jpg")})
       fs::permissions(shared, fs::perms::all);
-    fs::permissions(File(".KAVOHGADB"), fs::perms(0666));
+    if (!shared()) fs::permissions(File(".KAVOHGADB"), fs::perms(0666));
   }
 
   uid_t caller_user() const { return GetParam() == Caller::kUser ? kNobody : 0; }
@@ -229,7 +231,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     std::optional<uid_t> user;
     if (caller_user() != 0) user = caller_user();
     const RunResult result =
-        ProgramRun(arguments, scratch() / "hunt", {{"PGHOST", "/nowhere"}}, user, kTracer).Wait();
+        ProgramRun(arguments, scratch() / "hunt", {{"PGHOST", server()}}, user, kTracer).Wait();
     EXPECT_LT(result.status, kOverdue) << result.err;  // neither crashed nor waiting for ever
     if (!IsReadByRoot(form)) ExpectNothingTold(result);
     ExpectAsBefore(peoples_before, PeoplesFiles(folder(), put));
@@ -263,6 +265,9 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
     }
   }
 
+  // Of the shared tree's database.
+  virtual std::string server() const { return "/nowhere"; }
+
   using Commands = std::vector<std::vector<std::string>>;
 
   Commands ReadingCommands() const {
@@ -283,7 +288,7 @@ class ForeignFilesTest : public ServiceTest, public testing::WithParamInterface<
 
   // One that writes and one that reads: all come in turn, unless LUMIVAULT_ALL_COMMANDS asks for every one
   // each time, which takes an hour. Readers do the same wherever root stays root.
-  Commands CommandsOf(Form form, const std::string& name) const {
+  virtual Commands CommandsOf(Form form, const std::string& name) const {
     const bool all = FromEnvironment("LUMIVAULT_ALL_COMMANDS", 0) != 0;
     const bool reads = GetParam() == Caller::kRoot || GetParam() == Caller::kUser;
     Commands commands;
@@ -325,6 +330,43 @@ TEST_P(ForeignFilesTest, TheSideFilesOfAPhoto) {
 }
 TEST_P(ForeignFilesTest, ASideFile) {
   Hunt("@eaDir/a.jpg/KAVOPHOTO_TITLE");
+}
+
+// The shared tree, which root reads as root.
+class SharedHunt : public ForeignFilesTest {
+ protected:
+  void SetUp() override {
+    UseSharedTree();
+    ForeignFilesTest::SetUp();
+  }
+  std::string server() const override { return std::getenv("PGHOST"); }
+  // One that writes, in turn, and one that tells all that is in the database then.
+  Commands CommandsOf(Form form, const std::string& name) const override {
+    const Commands writing{{"index", "-j", "1", "--shared"}, {"reindex", "-j", "1", "--shared"}};
+    return {writing[(name.size() + static_cast<std::size_t>(form)) % writing.size()],
+            {"init", "--shared", folder()},
+            {"export", "--shared"}};
+  }
+};
+using ForeignSharedFilesTest = OnPrivateCluster<SharedHunt>;
+
+TEST_P(ForeignSharedFilesTest, APhoto) {
+  Hunt("a.jpg");
+}
+TEST_P(ForeignSharedFilesTest, AFolder) {
+  Hunt("trip");
+}
+TEST_P(ForeignSharedFilesTest, TheFolderOfSideFiles) {
+  Hunt("@eaDir");
+}
+TEST_P(ForeignSharedFilesTest, TheSideFilesOfAPhoto) {
+  Hunt("@eaDir/a.jpg");
+}
+TEST_P(ForeignSharedFilesTest, ASideFile) {
+  Hunt("@eaDir/a.jpg/KAVOPHOTO_TITLE");
+}
+TEST_P(ForeignSharedFilesTest, TheJobs) {
+  Hunt("@eaDir/kavophoto_face.queue");
 }
 
 // The state folder is the caller's, and what stands under one of its names is not.
@@ -410,6 +452,7 @@ INSTANTIATE_TEST_SUITE_P(Callers, ForeignFilesTest,
                          testing::Values(Caller::kRoot, Caller::kUser, Caller::kAsRoot,
                                          Caller::kInRootsFolder),
                          CallerName);
+INSTANTIATE_TEST_SUITE_P(Callers, ForeignSharedFilesTest, testing::Values(Caller::kAsRoot), CallerName);
 INSTANTIATE_TEST_SUITE_P(Callers, ForeignStateTest, testing::Values(Caller::kRoot, Caller::kUser),
                          CallerName);
 
