@@ -41,8 +41,9 @@ Outcome<Catalogue> OpenCopy(const ScratchFolder& scratch, const StateRoot& root,
                             bool accepts_loss) {
   if (scratch.path().empty()) return Failure{ExitStatus::kFatal, "no temporary folder can be made"};
   const std::string copy = scratch.path() + "/catalogue.db";
-  // With the one of another database, which may be back, and the logs, which hold what was committed last.
-  for (const char* suffix : {"", "-wal", ".other", ".other-wal"}) {
+  // With the one of another database, which may be back or on its way, and the logs, which hold what was
+  // committed last.
+  for (const char* suffix : {"", "-wal", ".other", ".other-wal", ".exchange"}) {
     std::error_code error;
     const std::string original = CatalogueFile(root, library) + suffix;
     if (fs::exists(original, error)) fs::copy_file(original, copy + suffix, error);

@@ -128,6 +128,7 @@ void FinishExchange(const std::string& file) {
 bool SwapFiles(const std::string& file, const std::string& other) {
   const std::string between = file + kBetweenSuffix;
   const bool had_other = std::rename(other.c_str(), between.c_str()) == 0;
+  if (!had_other && errno != ENOENT) return false;
   if (std::rename(file.c_str(), other.c_str()) != 0) return false;
   return !had_other || std::rename(between.c_str(), file.c_str()) == 0;
 }

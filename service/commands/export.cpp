@@ -12,7 +12,9 @@ namespace {
 Outcome<Done> WriteLibrary(const LibraryOptions& options, bool with_ids) {
   auto opened = OpenLibrary(options);
   if (!opened) return opened.failure();
-  const auto write = [&](const std::string& line) { return Write(line + "\n") == 0 && !opened->Stopped(); };
+  const auto write = [&](const std::string& line) {
+    return Write(line + "\n", opened->signals.get()) == 0 && !opened->Stopped();
+  };
   const auto complete = ExportLibrary(opened->database, with_ids, write);
   if (!complete) return complete.failure();
   return Done{};

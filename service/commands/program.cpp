@@ -46,7 +46,8 @@ constexpr const char* kExitStatuses =
     "  3 done, but some files failed that had not failed before\n"
     "  4 bad configuration: state folder, plug-in or a tool is missing or unusable\n"
     "  5 the database cannot be reached, or it failed\n"
-    "  6 another run holds the library, be it one with another --root\n"
+    "  6 another run holds the library, be it one with another --root, or keeps the state folder for ten "
+    "seconds\n"
     "  7 rows of files that may only be out of reach were kept; --accept-loss deletes them\n"
     "  129, 130, 143 stopped by SIGHUP, SIGINT (Ctrl-C) or SIGTERM; everything so far is kept";
 

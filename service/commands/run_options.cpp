@@ -6,6 +6,8 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <new>
+#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -118,11 +120,18 @@ Outcome<RunSetup> Prepare(const RunOptions& options) {
                   *library, std::move(*lock),    std::move(view_of_run), std::move(*catalogue)};
 }
 
-int PrintReport(const IndexRun& run, const IndexReport& report, const RunOptions& options) {
+// What is left of a run when it holds nothing any more.
+struct RunEnd {
+  IndexReport report;
+  int stopped_by = 0;
+  std::optional<Failure> failure;
+};
+
+int PrintReport(const RunEnd& end, const RunOptions& options) {
   const std::string text =
-      options.json ? JsonLine(ReportJson(report)) + "\n" : ReportText(report, options.lists_failed);
-  const int printed = PrintResult(text, StatusOf(report));
-  return run.stopped_by() != 0 ? kSignalExitBase + run.stopped_by() : printed;
+      options.json ? JsonLine(ReportJson(end.report)) + "\n" : ReportText(end.report, options.lists_failed);
+  const int printed = PrintResult(text, StatusOf(end.report));
+  return end.stopped_by != 0 ? kSignalExitBase + end.stopped_by : printed;
 }
 
 // Without its folder nothing can be told about a library; least of all that its files are gone.
@@ -138,6 +147,36 @@ int ReportBrokenRun(const IndexReport& report, const Failure& failure, const Run
   ReportFailure(failure);
   if (options.json) return PrintResult(JsonLine(ReportJson(report, failure)) + "\n", failure.status);
   return PrintResult(report.DidAnything() ? ReportText(report, options.lists_failed) : "", failure.status);
+}
+
+// Whatever keeps the queue from being tended, the report of what was done is not lost.
+std::size_t DroppedJobs(const StateRoot& root) {
+  try {
+    return TendJobQueue(root);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+}
+
+// The library and the signals are let go when this returns: nobody has to wait for who reads the report.
+Outcome<RunEnd> PerformRun(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {
+  StopSignals signals;
+  auto run_setup = Prepare(options);
+  if (!run_setup) return run_setup.failure();
+  const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
+  WorkerProcesses starter(run_setup->worker);
+  EventLoop loop;
+  IndexRun run({options.workers, timeout, options.quiet, options.accepts_loss}, run_setup->library,
+               run_setup->catalogue, starter, loop);
+  const SignalEvents stops(signals, loop, [&](int signal) { run.Stop(signal); });
+  const auto outcome = work(run);
+  RunEnd end{run.report(), run.stopped_by(), std::nullopt};
+  end.report.dropped_jobs = DroppedJobs(run_setup->root);
+  if (!outcome) end.failure = LossOrFailure(outcome.failure(), *run_setup);
+  // Further ones wished for nothing more, and what was done by then is to be told.
+  while (end.stopped_by != 0 && signals.Take() != 0) {
+  }
+  return end;
 }
 
 // In CLI11's form: why TEXT is refused.
@@ -185,18 +224,7 @@ Outcome<Library> NamedLibrary(const RunOptions& options) {
 }
 
 int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {
-  StopSignals signals;
-  auto run_setup = Prepare(options);
-  if (!run_setup) return ReportFailure(run_setup.failure(), options.json);
-  const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
-  WorkerProcesses starter(run_setup->worker);
-  EventLoop loop;
-  IndexRun run({options.workers, timeout, options.quiet, options.accepts_loss}, run_setup->library,
-               run_setup->catalogue, starter, loop);
-  const SignalEvents stops(signals, loop, [&](int signal) { run.Stop(signal); });
-  const auto outcome = work(run);
-  IndexReport report = run.report();
-  report.dropped_jobs = TendJobQueue(run_setup->root);
-  if (outcome) return PrintReport(run, report, options);
-  return ReportBrokenRun(report, LossOrFailure(outcome.failure(), *run_setup), options);
+  const auto end = PerformRun(options, work);
+  if (!end) return ReportFailure(end.failure(), options.json);
+  return end->failure ? ReportBrokenRun(end->report, *end->failure, options) : PrintReport(*end, options);
 }

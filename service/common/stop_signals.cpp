@@ -21,6 +21,13 @@ bool StopSignals::Pending() const {
   return poll(&events, 1, 0) > 0;
 }
 
+bool StopIsPending() {
+  sigset_t heeded = HeededStopSignals();
+  sigset_t pending;
+  sigset_t both;
+  return sigpending(&pending) == 0 && sigandset(&both, &heeded, &pending) == 0 && sigisemptyset(&both) == 0;
+}
+
 int StopSignals::Take() {
   signalfd_siginfo event{};
   const bool arrived = read(events_.get(), &event, sizeof(event)) == static_cast<ssize_t>(sizeof(event));

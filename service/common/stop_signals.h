@@ -26,4 +26,7 @@ class StopSignals {
   FileDescriptor events_;
 };
 
+// One has arrived that this process holds back, whoever made it do so.
+bool StopIsPending();
+
 #endif  // SERVICE_COMMON_STOP_SIGNALS_H_

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <sstream>
@@ -22,7 +23,7 @@ constexpr const char* kQueue = "/var/services/photo/@eaDir/kavophoto_face.queue"
 constexpr const char* kSeen = "/oldest-job";
 constexpr std::size_t kTimeSpace = 32;
 constexpr std::int64_t kLongestJob = 8192;  // a path and a user's name
-constexpr std::size_t kKept = kMostJobBytes / 2;
+constexpr std::int64_t kKept = kMostJobBytes / 2;
 constexpr std::int64_t kMostCounted = 4 * kMostJobBytes;  // one run may have made it longer than it may be
 
 // The queue lies in a folder that others may write to: only a regular file is read, none behind a link and no
@@ -39,12 +40,13 @@ std::int64_t SizeOf(int file) {
   return fstat(file, &status) == 0 ? status.st_size : 0;
 }
 
-// Its first bytes, all SIZE of them unless it is shorter.
-std::string ReadFront(int file, std::int64_t size) {
+// SIZE bytes from BEGIN on, fewer where there are no more.
+std::string ReadAt(int file, std::int64_t begin, std::int64_t size) {
   std::string text(static_cast<std::size_t>(size), '\0');
   std::size_t filled = 0;
   while (filled < text.size()) {
-    const ssize_t count = pread(file, text.data() + filled, text.size() - filled, static_cast<off_t>(filled));
+    const ssize_t count = pread(file, text.data() + filled, text.size() - filled,
+                                static_cast<off_t>(begin + static_cast<std::int64_t>(filled)));
     if (count <= 0) break;
     filled += static_cast<std::size_t>(count);
   }
@@ -53,12 +55,28 @@ std::string ReadFront(int file, std::int64_t size) {
 }
 
 std::string OldestJob(int file) {
-  const std::string front = ReadFront(file, kLongestJob);
+  const std::string front = ReadAt(file, 0, kLongestJob);
   return front.substr(0, front.find('\n'));
 }
 
 std::size_t LinesOf(const std::string& text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// Those in the first SIZE bytes. In a hole, which may be of any size, is none.
+std::size_t LinesOf(int file, std::int64_t size) {
+  constexpr std::int64_t kBlock = std::int64_t{1} << 20;
+  std::size_t lines = 0;
+  for (std::int64_t at = 0; at < size;) {
+    const off_t data = lseek(file, static_cast<off_t>(at), SEEK_DATA);
+    if (data < 0 && errno == ENXIO) break;
+    at = std::max<std::int64_t>(at, data);
+    const std::string text = ReadAt(file, at, std::clamp<std::int64_t>(size - at, 0, kBlock));
+    if (text.empty()) break;
+    lines += LinesOf(text);
+    at += static_cast<std::int64_t>(text.size());
+  }
+  return lines;
 }
 
 std::string Now() {
@@ -92,14 +110,14 @@ void NoteOldest(const std::string& seen, int file) {
 // before the rest goes, so that a kill in between loses none: some jobs are there twice then, which is
 // allowed, and one is cut in front, where it has no mark of a job.
 std::size_t DropOldest(int file, std::int64_t size) {
-  const std::string all = ReadFront(file, size);
-  if (static_cast<std::int64_t>(all.size()) != size) return 0;
-  const std::size_t line_end = all.find('\n', all.size() - std::min(all.size(), kKept));
-  const std::string kept = line_end == std::string::npos ? "" : all.substr(line_end + 1);
+  const std::string end = ReadAt(file, size - kKept, kKept);
+  if (static_cast<std::int64_t>(end.size()) != kKept) return 0;
+  const std::size_t line_end = end.find('\n');
+  const std::string kept = line_end == std::string::npos ? "" : end.substr(line_end + 1);
+  const std::size_t before = LinesOf(file, size - static_cast<std::int64_t>(kept.size()));
   const bool written = pwrite(file, kept.data(), kept.size(), 0) == static_cast<ssize_t>(kept.size());
-  const std::size_t left = written ? kept.size() : 0;
-  if (ftruncate(file, static_cast<off_t>(left)) != 0) return 0;
-  return LinesOf(all) - (written ? LinesOf(kept) : 0);
+  if (ftruncate(file, written ? static_cast<off_t>(kept.size()) : 0) != 0) return 0;
+  return before + (written ? 0 : LinesOf(kept));
 }
 
 std::size_t Bound() {
@@ -130,7 +148,7 @@ std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
   queue.path = JobQueuePath();
   queue.bytes = file ? SizeOf(file.get()) : 0;
   if (queue.bytes == 0) return std::nullopt;
-  queue.jobs = LinesOf(ReadFront(file.get(), std::min(queue.bytes, kMostCounted)));
+  queue.jobs = LinesOf(file.get(), std::min(queue.bytes, kMostCounted));
   queue.unread_since = SeenSince(root, file.get());
   return queue;
 }

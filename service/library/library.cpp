@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "base/file_id.h"
 #include "base/fixed_path.h"
@@ -86,11 +88,20 @@ Failure Busy(const Library& library) {
   return {ExitStatus::kLibraryBusy, Visible(library.folder) + ": another run holds the library"};
 }
 
+// Whoever asks whether it is held has it for a moment, so it is tried twice. False with errno.
+bool LockAtOnce(const FileDescriptor& file) {
+  constexpr std::chrono::milliseconds kPause{20};
+  if (flock(file.get(), LOCK_EX | LOCK_NB) == 0) return true;
+  if (errno != EWOULDBLOCK) return false;
+  std::this_thread::sleep_for(kPause);
+  return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
 Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library) {
   const std::string file = root.Place(library.StateFolder() + "/lock");
   FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
   if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
-  if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  if (LockAtOnce(lock)) return lock;
   if (errno == EWOULDBLOCK) return Busy(library);
   return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
 }
@@ -266,7 +277,7 @@ Outcome<LibraryLock> LibraryLock::Take(const StateRoot& root, const Library& lib
   auto in_root = LockInRoot(root, library);
   if (!in_root) return in_root.failure();
   FileDescriptor folder(open(library.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder && flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
+  if (folder && !LockAtOnce(folder)) {
     if (errno == EWOULDBLOCK) return Busy(library);
     // Some network file systems lock no folder; runs with this state folder are kept off all the same.
   }

@@ -9,8 +9,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <optional>
+#include <thread>
 
 #include "base/fixed_path.h"
 #include "base/limits.h"
@@ -18,6 +20,7 @@
 #include "common/display.h"
 #include "common/error_text.h"
 #include "common/installation.h"
+#include "common/stop_signals.h"
 #include "library/root_variable.h"
 #include "library/state_trust.h"
 #include "library/trusted_way.h"
@@ -32,6 +35,9 @@ constexpr mode_t kPrivate = 0700;
 constexpr mode_t kPassable = 0755;
 constexpr mode_t kPrivateFile = 0600;
 constexpr int kValueSize = 128;
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds kLockPatience{10};  // whoever has it makes some small files
+constexpr std::chrono::milliseconds kLockPause{2};
 
 std::string Variable(const char* name) {
   const char* value = getenv(name);
@@ -120,8 +126,14 @@ Outcome<FileDescriptor> StateRoot::Lock() const {
   const std::string file = Place("/lock");
   FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
   if (!lock) return Unusable(file, errno);
-  while (flock(lock.get(), LOCK_EX) != 0) {
-    if (errno != EINTR) return Unusable(file, errno);
+  // A wait inside flock would have no end, for its signals wait as well.
+  const auto deadline = Clock::now() + kLockPatience;
+  while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return Unusable(file, errno);
+    if (StopIsPending() || Clock::now() >= deadline) {
+      return Failure{ExitStatus::kLibraryBusy, Visible(path_) + ": another run holds the state folder"};
+    }
+    std::this_thread::sleep_for(kLockPause);
   }
   return lock;
 }

@@ -34,7 +34,8 @@ class StateRoot {
 
   // Makes FOLDER (an appliance path) with its parents.
   Outcome<Done> MakeFolder(std::string_view folder) const;
-  // Waits until no other process changes the root; until the descriptor closes.
+  // Waits until no other process changes the root; held until the descriptor closes. Fails with kLibraryBusy
+  // when that takes ten seconds, or a signal to stop arrives meanwhile.
   Outcome<FileDescriptor> Lock() const;
 
  private:

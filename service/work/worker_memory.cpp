@@ -53,8 +53,11 @@ void LimitMemory(unsigned megabytes) {
 void AllowMapping([[maybe_unused]] std::uint64_t bytes) {
 #ifndef __SANITIZE_ADDRESS__
   if (limit == 0) return;
+  // The hard one is of whoever has started the run; nobody but root may raise it.
+  rlimit both{};
+  if (getrlimit(RLIMIT_AS, &both) != 0) return;
   const rlim_t whole = limit + std::min<std::uint64_t>(bytes, kLargestMapping);
-  const rlimit both{std::min<rlim_t>(whole, RLIM_INFINITY), RLIM_INFINITY};
+  both.rlim_cur = std::min<rlim_t>(whole, both.rlim_max);
   setrlimit(RLIMIT_AS, &both);
 #endif
 }

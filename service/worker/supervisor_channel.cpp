@@ -2,15 +2,47 @@
 
 #include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "base/file_descriptor.h"
+#include "platform/media_file.h"
 #include "work/worker_memory.h"
 #include "worker/prepared_item.h"
 
-bool SupervisorChannel::TurnTo(std::uint32_t index, const WorkItem& item) {
+namespace {
+
+using namespace std::string_view_literals;
+
+// What files begin with that Exiv2 maps into memory whole: TIFF and its descendants, with the raw formats of
+// Olympus, Panasonic and Canon. It reads all others in pieces.
+constexpr std::array kMappedStarts = {"II*\0"sv, "MM\0*"sv, "IIRO"sv,    "IIRS"sv,
+                                      "MMOR"sv,  "IIU\0"sv, "II\x1a\0"sv};
+
+bool IsMapped(int file) {
+  std::array<char, 4> start{};
+  if (pread(file, start.data(), start.size(), 0) != static_cast<ssize_t>(start.size())) return false;
+  return std::find(kMappedStarts.begin(), kMappedStarts.end(),
+                   std::string_view(start.data(), start.size())) != kMappedStarts.end();
+}
+
+// How much of the address space the file of ITEM takes beside what is made of it: a hole in a file of another
+// kind, which costs nothing, must not buy memory.
+std::uint64_t MappedBytes(const WorkItem& item) {
+  if (item.kind != ItemKind::kPhoto || !ReadsFile(item)) return 0;
+  const FileDescriptor file(KAVOMediaOpen(item.path.c_str()));
   struct stat status {};
-  AllowMapping(ReadsFile(item) && stat(item.path.c_str(), &status) == 0
-                   ? static_cast<std::uint64_t>(status.st_size)
-                   : 0);
+  if (!file || !IsMapped(file.get()) || fstat(file.get(), &status) != 0) return 0;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+}  // namespace
+
+bool SupervisorChannel::TurnTo(std::uint32_t index, const WorkItem& item) {
+  AllowMapping(MappedBytes(item));
   return Announce(index);
 }
 

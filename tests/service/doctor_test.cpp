@@ -393,4 +393,14 @@ TEST_F(SharedDoctorTest, ALinkThatLeadsNowhere) {
                             "--shared\n");
 }
 
+// Which it does by holding it for a moment.
+TEST_F(DoctorTest, ThatAsksWhetherALibraryIsHeldFailsNoRunThatBegins) {
+  Environment("LD_PRELOAD", FAILING_CALLS);
+  Environment("FAIL_CALL", "flock-first");
+  for (const std::string held : {"photos", "lock"}) {
+    Environment("FAIL_NAME", held);
+    Index();
+  }
+}
+
 }  // namespace

@@ -1,9 +1,10 @@
 // Put in front of the system's calls by LD_PRELOAD: those that FAIL_CALL names fail with an I/O error for the
-// name FAIL_NAME, as on a disk that breaks.
+// name FAIL_NAME, as on a disk that breaks. "flock-first" is held by somebody else the first time.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,15 +28,15 @@ std::string NameOf(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-std::string NameOfFolder(DIR* folder) {
-  const std::string link = "/proc/self/fd/" + std::to_string(dirfd(folder));
+std::string NameOfOpen(int descriptor) {
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
   std::array<char, 4096> path{};
   return readlink(link.c_str(), path.data(), path.size() - 1) > 0 ? NameOf(path.data()) : "";
 }
 
 dirent64* Read(DIR* folder, const char* next) {
   static int listed = 0;
-  const std::string name = NameOfFolder(folder);
+  const std::string name = NameOfOpen(dirfd(folder));
   const bool fails =
       Fails("readdir", name) || (Fails("readdir-later", name) && ++listed > kNamesBeforeTheError);
   if (fails) {
@@ -62,6 +63,16 @@ __attribute__((visibility("default"))) int statx(int folder, const char* path, i
   }
   using Function = int (*)(int, const char*, int, unsigned, struct statx*);
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "statx"))(folder, path, flags, mask, status);
+}
+
+__attribute__((visibility("default"))) int flock(int file, int operation) {
+  static int calls = 0;
+  if (Fails("flock-first", NameOfOpen(file)) && ++calls == 1) {
+    errno = EWOULDBLOCK;
+    return -1;
+  }
+  using Function = int (*)(int, int);
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "flock"))(file, operation);
 }
 
 }  // extern "C"

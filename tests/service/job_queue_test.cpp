@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
@@ -137,6 +138,16 @@ TEST_F(JobQueueTest, JobsThatNoEarlierRunHasSeenAreKeptBeyondTheBound) {
   EXPECT_FALSE(Index().isMember("dropped_jobs"));
   EXPECT_EQ(ReadFile(queue()), before);
   EXPECT_TRUE(Index().isMember("dropped_jobs"));
+}
+
+// Jobs of an earlier version, for years; what is dropped is not held in memory.
+TEST_F(JobQueueTest, OneOfAnySizeIsBroughtWithinItsBound) {
+  Index();
+  fs::resize_file(queue(), std::uintmax_t{1} << 40);
+  std::ofstream(queue(), std::ios::app) << "x\nw:c.jpg\n";
+  const Json::Value report = Index();
+  EXPECT_EQ(report["dropped_jobs"].asInt(), 2);
+  EXPECT_EQ(ReadFile(queue()), "w:c.jpg\n");
 }
 
 TEST_F(JobQueueTest, UpToItsBoundAllAreKept) {

@@ -64,6 +64,23 @@ class MemoryTest : public ServiceTest {
     MakeJpeg(File("z.jpg"), 8, 6);
   }
 
+  // The KiB that the worker may have where it stores the photo a, run as an ordinary user behind FIRST in a
+  // shell.
+  std::string ToldLimits(const std::string& first = "") {
+    fs::remove(File("z.jpg"));
+    const fs::path told = scratch() / "told";
+    UsePreviewTool("ulimit -v >" + told.string());
+    WriteFile(told, "");
+    EXPECT_TRUE(BecomeNobody());
+    const std::optional<uid_t> user = geteuid() == 0 ? std::optional<uid_t>(kNobody) : std::nullopt;
+    const RunResult result = ProgramRun({"-c", first + "exec \"$@\"", "sh", LUMIVAULT_PROGRAM, "index",
+                                         "--quiet", folder(), "--root=" + state().string()},
+                                        scratch() / "shell", {}, user, "/bin/sh")
+                                 .Wait();
+    EXPECT_NE(result.err.find("lumivault: "), 0U) << result.err;
+    return ReadFile(told);
+  }
+
   // A JPEG with SEGMENTS segments of 65,000 bytes in which XMP is continued.
   void MakeLargeJpeg(const std::string& name, int segments) const {
     constexpr std::uint32_t kLength = 65'002;
@@ -126,6 +143,29 @@ TEST_F(MemoryTest, LimitIsOfTheSettingsAndOfTheOption) {
   EXPECT_EQ(FailureOf(Index({}, 3), "b.tif"), kOutOfMemoryWords);
   fs::last_write_time(File("b.tif"), fs::file_time_type::clock::now());
   EXPECT_EQ(Index({"--worker-memory=0"})["added"].asInt(), 1);
+}
+
+// A hole costs nothing on the disk, and this reader maps nothing.
+TEST_F(MemoryTest, HoleInAFileThatIsNotMappedBuysNone) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers take terabytes";
+  fs::resize_file(File("a.jpg"), std::uintmax_t{6000} * kMegabyte);
+  EXPECT_EQ(ToldLimits(), "524288\n");
+}
+
+// But a picture of a kind that it does map has the room for that, and no more.
+TEST_F(MemoryTest, FileThatIsMappedHasItsOwnSizeBeside) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers take terabytes";
+  fs::remove(File("a.jpg"));
+  MakeSparseTiff(File("a.tif"), 50'000, 4);
+  fs::resize_file(File("a.tif"), std::uintmax_t{100} * kMegabyte);
+  EXPECT_EQ(ToldLimits(), std::to_string(612 * 1024) + "\n");
+}
+
+TEST_F(MemoryTest, HardLimitOfWhoeverStartsTheRunStaysAndKeepsTheLimitInForce) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers take terabytes";
+  EXPECT_EQ(ToldLimits("ulimit -v 3145728; "), "524288\n");
+  fs::last_write_time(File("a.jpg"), fs::file_time_type::clock::now());
+  EXPECT_EQ(ToldLimits("ulimit -v 409600; "), "409600\n") << "where it is lower";
 }
 
 TEST_F(MemoryTest, SettingThatIsNoNumberIsRefused) {

@@ -65,4 +65,29 @@ TEST_F(SetAsideCatalogueTest, IsTakenUpWhereTheOtherHasLeftItsPlace) {
   EXPECT_EQ(Index()["unchanged"].asInt(), kFiles);
 }
 
+TEST_F(SetAsideCatalogueTest, IsKnownToADryRunFromBetweenTheTwoPlacesToo) {
+  TakeDatabaseAway();
+  Index();
+  fs::rename(Catalogue(".other"), Catalogue(".exchange"));
+  fs::rename(Catalogue(), Catalogue(".other"));
+  PutDatabaseBack();
+  const RunResult tried = Run({"index", folder(), "--dry-run"});
+  EXPECT_EQ(tried.status, 0) << tried.err;
+  EXPECT_EQ(tried.out, "");
+  EXPECT_TRUE(fs::exists(Catalogue(".exchange"))) << "it changes nothing";
+}
+
+// As on a disk on which there is no room for another name.
+TEST_F(SetAsideCatalogueTest, StaysWhereTheOtherCannotBeRenamed) {
+  TakeDatabaseAway();
+  Index();
+  PutDatabaseBack();
+  WriteFile(Catalogue(".exchange") / "x", "");
+  const RunResult result = Run({"index", folder(), "--quiet"});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.err, "lumivault: " + Catalogue().string() + ": Is a directory\n");
+  fs::remove_all(Catalogue(".exchange"));
+  EXPECT_EQ(Index()["unchanged"].asInt(), kFiles);
+}
+
 }  // namespace

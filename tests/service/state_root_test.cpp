@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -9,6 +10,8 @@
 #include <optional>
 
 #include "commands/opened_library.h"
+#include "common/read_timeout.h"
+#include "common/stop_signals.h"
 #include "library/library.h"
 #include "service/state_root_fixture.h"
 #include "support/child_processes.h"
@@ -149,6 +152,44 @@ TEST_F(StateRootTest, AFileInItsPlaceIsABadConfiguration) {
   ASSERT_FALSE(root);
   EXPECT_EQ(root.failure().status, ExitStatus::kConfiguration);
   EXPECT_EQ(root.failure().message, root_path().string() + ": is not a folder");
+}
+
+// Somebody may have stopped whoever holds it.
+TEST_F(StateRootTest, OneThatIsHeldForLongIsWaitedForATime) {
+  const StateRoot root = Prepared();
+  const auto held = root.Lock();
+  ASSERT_TRUE(held);
+  const auto refused = root.Lock();
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.failure().status, ExitStatus::kLibraryBusy);
+  EXPECT_EQ(refused.failure().message, root_path().string() + ": another run holds the state folder");
+}
+
+TEST_F(StateRootTest, ASignalEndsTheWaitForIt) {
+  const StateRoot root = Prepared();
+  std::optional held = root.Lock();
+  const int status = WaitFor(StartChild([&] {
+    signal(SIGTERM, SIG_DFL);
+    const StopSignals signals;
+    raise(SIGTERM);
+    held.reset();  // the parent has it still
+    return root.Lock() ? 1 : 2;
+  }));
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+}
+
+// Half a minute.
+TEST_F(StateRootTest, AQuestionHasALimitUnlessAnotherIsSet) {
+  const StateRoot root = Prepared();
+  const fs::path photos = Photos("photos");
+  ASSERT_TRUE(MakeLibrary(root, photos));
+  unsetenv(kReadTimeout);
+  EXPECT_FALSE(OpenLibraryAround(root_path(), photos)) << "nothing is indexed";
+  EXPECT_STREQ(getenv(kReadTimeout), "30000");
+  setenv(kReadTimeout, "5", 1);
+  EXPECT_FALSE(OpenLibraryAround(root_path(), photos));
+  EXPECT_STREQ(getenv(kReadTimeout), "5");
+  unsetenv(kReadTimeout);
 }
 
 TEST_F(StateRootTest, ManyProcessesMayMakeItAndTheirLibrariesAtOnce) {
