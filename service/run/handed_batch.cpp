@@ -1,12 +1,8 @@
 #include "run/handed_batch.h"
 
+#include <signal.h>
+
 #include <iterator>
-
-namespace {
-
-constexpr const char* kKilled = "killed by signal 9 (Killed)";
-
-}  // namespace
 
 void HandedBatch::Begin(std::vector<WorkQueue::Entry> entries) {
   Forget();
@@ -41,18 +37,18 @@ HandedBatch::Rest HandedBatch::TakeRest() {
   return rest;
 }
 
-LostBatch JudgeRest(HandedBatch::Rest rest, const std::string& why, bool suspecting) {
+LostBatch JudgeRest(HandedBatch::Rest rest, const WorkerEnd& end, bool suspecting) {
   LostBatch lost;
   for (std::size_t i = 0; i < rest.entries.size(); ++i) {
     WorkQueue::Entry& entry = rest.entries[i];
     const bool current = rest.current == i;
     // Somebody else, or want of memory, may have killed it whatever it was at: that is no fault of the file.
-    const bool killed = current && why == kKilled;
+    const bool killed = current && end.signal == SIGKILL;
     const bool suspected = (!rest.current || killed) && suspecting;
     if (killed && entry.alone) {
-      lost.failed.emplace_back(std::move(entry.item), ItemResult::NotKept(why));
+      lost.failed.emplace_back(std::move(entry.item), ItemResult::NotKept(end.text));
     } else if ((current && !killed) || (suspected && entry.alone)) {
-      lost.failed.emplace_back(std::move(entry.item), ItemResult::Crashed(why));
+      lost.failed.emplace_back(std::move(entry.item), ItemResult::Crashed(end.text));
     } else {
       entry.alone = entry.alone || suspected;
       lost.innocent.push_back(std::move(entry));

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "run/started_worker.h"
 #include "work/wire.h"
 #include "work/work_queue.h"
 
@@ -50,7 +51,7 @@ struct LostBatch {
   std::vector<std::pair<WorkItem, ItemResult>> failed;
   std::vector<WorkQueue::Entry> innocent;  // to be given out again
 };
-// WHY it is gone. SUSPECTING: where nobody knows at what it was, any of the items may be to blame.
-LostBatch JudgeRest(HandedBatch::Rest rest, const std::string& why, bool suspecting);
+// END is how it went. SUSPECTING: where nobody knows at what it was, any of the items may be to blame.
+LostBatch JudgeRest(HandedBatch::Rest rest, const WorkerEnd& end, bool suspecting);
 
 #endif  // SERVICE_RUN_HANDED_BATCH_H_

@@ -3,10 +3,17 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "common/outcome.h"
 #include "work/wire.h"
+
+// How a worker ended.
+struct WorkerEnd {
+  std::string text;  // for people: "killed by signal 11 (Segmentation fault)", with the last line it wrote
+  std::optional<int> signal;  // that ended it
+};
 
 // A worker that was started; it ends with the object.
 class StartedWorker {
@@ -18,9 +25,8 @@ class StartedWorker {
   // Ends it if it still runs.
   virtual void Kill() = 0;
   // Waits for the end of one that has closed its end of the conversation or was told to stop, kills it when
-  // it takes longer than PATIENCE, and tells how it ended: "killed by signal 11 (Segmentation fault)", with
-  // the last line it wrote.
-  virtual std::string AwaitEnd(std::chrono::milliseconds patience) = 0;
+  // it takes longer than PATIENCE, and tells how it ended.
+  virtual WorkerEnd AwaitEnd(std::chrono::milliseconds patience) = 0;
 };
 
 class WorkerStarter {

@@ -114,10 +114,10 @@ void Supervisor::Fail(Failure reason) {
   if (phase_ == Phase::kWorking) StopWorkers();
 }
 
-void Supervisor::Lost(WorkerLink& link, const std::string& why) {
+void Supervisor::Lost(WorkerLink& link, const WorkerEnd& end) {
   if (link.starting() && crew_.NoteFailedStart() && crew_.has_one())
-    Fail({ExitStatus::kFatal, "no worker can be started: " + why});
-  LostBatch lost = JudgeRest(link.TakeRest(), why, phase_ == Phase::kWorking);
+    Fail({ExitStatus::kFatal, "no worker can be started: " + end.text});
+  LostBatch lost = JudgeRest(link.TakeRest(), end, phase_ == Phase::kWorking);
   for (const auto& [item, result] : lost.failed) ItemDone(item, result);
   queue_.Return(std::move(lost.innocent));
   crew_.Remove(link);

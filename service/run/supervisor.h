@@ -65,7 +65,7 @@ class Supervisor : private WorkerLinkListener {
   void Kept(std::uint64_t generation) override { observer_.BatchKept(generation); }
   void Unusable(bool had_opened, Failure reason) override;
   void Served() override;
-  void Lost(WorkerLink& link, const std::string& why) override;
+  void Lost(WorkerLink& link, const WorkerEnd& end) override;
   void Ended(WorkerLink& link) override;
 
   void Advance();

@@ -93,9 +93,9 @@ void WorkerLink::Serve() {
     return;
   }
   while (const auto message = channel.Next()) {
-    if (!Accept(*message)) return listener_.Lost(*this, kNonsense);
+    if (!Accept(*message)) return listener_.Lost(*this, {kNonsense, {}});
   }
-  if (channel.broken()) return listener_.Lost(*this, kNonsense);
+  if (channel.broken()) return listener_.Lost(*this, {kNonsense, {}});
   if (closed) return listener_.Lost(*this, worker_->AwaitEnd(kEndPatience));
   listener_.Served();
 }
@@ -108,7 +108,7 @@ void WorkerLink::Expire() {
   }
   worker_->Kill();
   const bool batch_is_over = busy() && loop_.Now() >= batch_end_;
-  listener_.Lost(*this, TimedOut(batch_is_over ? BatchLimit() : Limit()));
+  listener_.Lost(*this, {TimedOut(batch_is_over ? BatchLimit() : Limit()), {}});
 }
 
 bool WorkerLink::Accept(const Message& message) {

@@ -31,8 +31,8 @@ class WorkerLinkListener {
   virtual void Unusable(bool had_opened, Failure reason) = 0;
   // It has said all that it had to say for now.
   virtual void Served() = 0;
-  // It is gone: WHY.
-  virtual void Lost(WorkerLink& link, const std::string& why) = 0;
+  // It is gone, in this way.
+  virtual void Lost(WorkerLink& link, const WorkerEnd& end) = 0;
   // It is gone as it was told to.
   virtual void Ended(WorkerLink& link) = 0;
 };

@@ -150,9 +150,11 @@ void WorkerProcess::Kill() {
   static_cast<void>(AwaitEnd(kPatience));
 }
 
-std::string WorkerProcess::AwaitEnd(std::chrono::milliseconds patience) {
+WorkerEnd WorkerProcess::AwaitEnd(std::chrono::milliseconds patience) {
   const std::optional<int> status = Reap(std::exchange(pid_, 0), patience);
-  if (!status) return "cannot be ended";
+  if (!status) return {"cannot be ended", {}};
   const std::string last_line = Visible(LastLine(ReadPipe(log_.get())));
-  return EndText(*status) + (last_line.empty() ? "" : ": " + last_line);
+  WorkerEnd end{EndText(*status) + (last_line.empty() ? "" : ": " + last_line), {}};
+  if (WIFSIGNALED(*status)) end.signal = WTERMSIG(*status);
+  return end;
 }

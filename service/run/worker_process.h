@@ -38,7 +38,7 @@ class WorkerProcess : public StartedWorker {
 
   Channel& channel() override { return channel_; }
   void Kill() override;
-  std::string AwaitEnd(std::chrono::milliseconds patience) override;
+  WorkerEnd AwaitEnd(std::chrono::milliseconds patience) override;
 
  private:
   WorkerProcess(pid_t pid, Channel channel, FileDescriptor log)

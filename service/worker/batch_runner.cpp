@@ -68,7 +68,6 @@ void BatchRunner::WriteSome(std::size_t first) {
   results_.clear();
   generations_.clear();
   AnnounceNoItem();
-  const WriteTurn::Holder turn(seams_.turn);
   Attempt attempt = WriteTogether(first, prepared_.size());
   if (attempt.kept) {
     results_ = std::move(attempt.results);
@@ -79,6 +78,7 @@ void BatchRunner::WriteSome(std::size_t first) {
 
 BatchRunner::Attempt BatchRunner::WriteTogether(std::size_t first, std::size_t end) {
   Attempt attempt;
+  const WriteTurn::Holder turn(seams_.turn);
   Transaction transaction(seams_.database);
   if (!transaction) {
     GiveUp(seams_.database.error());

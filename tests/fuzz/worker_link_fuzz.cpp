@@ -19,7 +19,7 @@ class AnyWorker : public StartedWorker {
   explicit AnyWorker(FileDescriptor socket) : channel_(std::move(socket)) {}
   Channel& channel() override { return channel_; }
   void Kill() override {}
-  std::string AwaitEnd(std::chrono::milliseconds /*patience*/) override { return "ended"; }
+  WorkerEnd AwaitEnd(std::chrono::milliseconds /*patience*/) override { return {"ended", {}}; }
 
  private:
   Channel channel_;
@@ -46,7 +46,7 @@ struct Heard : WorkerLinkListener {
     unusable = true;
   }
   void Served() override {}
-  void Lost(WorkerLink& /*link*/, const std::string& /*why*/) override { lost = true; }
+  void Lost(WorkerLink& /*link*/, const WorkerEnd& /*end*/) override { lost = true; }
   void Ended(WorkerLink& /*link*/) override {}
 
   bool opened = false;

@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -104,6 +105,19 @@ TEST_F(BatchRunnerTest, ALostTransactionIsMadeAnewItemByItem) {
   EXPECT_EQ(around_.database.removed(), Set({"a", "c"}));
   EXPECT_EQ(around_.giver.taken[0].generations, std::vector<std::uint64_t>({1, 2}));
   EXPECT_EQ(around_.reads, Names({"a", "poison", "c", "a", "poison", "c"}));
+}
+
+// Reading takes as long as a file may; the other workers write meanwhile.
+TEST_F(BatchRunnerTest, KeepsTheTurnToWriteWhileItWritesAlone) {
+  constexpr std::chrono::seconds kPatience{20};
+  ASSERT_TRUE(around_.shared_turn);
+  around_.at_read = [this] {
+    const auto start = std::chrono::steady_clock::now();
+    std::thread([this] { const WriteTurn::Holder other(around_.turn, kPatience); }).join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kPatience) << "the turn was kept";
+  };
+  EXPECT_TRUE(Run({"a", "poison", "c"}));
+  EXPECT_EQ(around_.reads.size(), 6U);
 }
 
 TEST_F(BatchRunnerTest, ASpoiledTransactionIsNotKeptAndNotGoneOnWith) {

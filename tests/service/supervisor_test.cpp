@@ -22,7 +22,7 @@ using testing::IsEmpty;
 constexpr milliseconds kFileTimeout{7'000};
 constexpr int kMostTurns = 20'000;
 constexpr const char* kSegmentationFault = "killed by signal 11 (Segmentation fault)";
-constexpr const char* kKilled = "killed by signal 9 (Killed)";
+constexpr const char* kKilled = "killed by signal 9 (Killed): its last words";
 constexpr const char* kNonsense = "the worker's answer makes no sense";
 
 // What a run was told, and what its workers committed.

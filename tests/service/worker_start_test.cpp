@@ -37,7 +37,7 @@ class WorkerStartTest : public testing::Test {
     setrlimit(RLIMIT_NOFILE, &few);
     auto worker = WorkerProcess::Start(start_, "", turn_);
     setrlimit(RLIMIT_NOFILE, &before_);
-    return worker ? (*worker)->AwaitEnd(std::chrono::seconds(30)) : worker.failure().message;
+    return worker ? (*worker)->AwaitEnd(std::chrono::seconds(30)).text : worker.failure().message;
   }
 
   const TempDir dir_;
@@ -77,6 +77,23 @@ TEST_F(WorkerStartTest, HasAllDescriptorsOrIsNotStarted) {
 TEST_F(WorkerStartTest, TellsItsLastLine) {
   Script("echo first >&2; echo last >&2; exit 3");
   EXPECT_EQ(Outcome(before_.rlim_cur), "ended with exit status 3: last");
+}
+
+// Whoever judges the file that it was at goes by the signal, whatever the words are.
+TEST_F(WorkerStartTest, TellsTheSignalThatEndedItBesideItsLastLine) {
+  Script("echo last >&2; kill -9 $$");
+  auto worker = WorkerProcess::Start(start_, "", turn_);
+  ASSERT_TRUE(worker);
+  const WorkerEnd end = (*worker)->AwaitEnd(std::chrono::seconds(30));
+  EXPECT_EQ(end.signal, SIGKILL);
+  EXPECT_EQ(end.text, "killed by signal 9 (Killed): last");
+}
+
+TEST_F(WorkerStartTest, OneThatEndsByItselfWasEndedByNoSignal) {
+  Script("exit 9");
+  auto worker = WorkerProcess::Start(start_, "", turn_);
+  ASSERT_TRUE(worker);
+  EXPECT_EQ((*worker)->AwaitEnd(std::chrono::seconds(30)).signal, std::nullopt);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -28,7 +29,7 @@ class ScriptedWorker : public StartedWorker, private EventHandler {
 
   Channel& channel() override { return channel_; }
   void Kill() override { Go(); }
-  std::string AwaitEnd(std::chrono::milliseconds) override {
+  WorkerEnd AwaitEnd(std::chrono::milliseconds) override {
     Go();
     return end_;
   }
@@ -99,11 +100,11 @@ class ScriptedWorker : public StartedWorker, private EventHandler {
   bool Suffer(Fault fault) {
     switch (fault) {
       case Fault::kDies:
-        end_ = "killed by signal 11 (Segmentation fault)";
+        end_ = {"killed by signal 11 (Segmentation fault)", SIGSEGV};
         Go();
         return false;
       case Fault::kKilled:
-        end_ = "killed by signal 9 (Killed)";
+        end_ = {"killed by signal 9 (Killed): its last words", SIGKILL};
         Go();
         return false;
       case Fault::kNonsense:
@@ -134,7 +135,7 @@ class ScriptedWorker : public StartedWorker, private EventHandler {
   ScriptedWorkers& all_;
   Channel channel_;
   std::optional<Channel> own_;  // the worker's end; nothing when it is gone
-  std::string end_ = "ended with exit status 0";
+  WorkerEnd end_{"ended with exit status 0", {}};
   Batch batch_;
   std::uint32_t place_ = 0;
   Moment next_;  // when it does something again

@@ -3,6 +3,7 @@
 #define TESTS_SUPPORT_SUBSTITUTE_BATCH_H_
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/file_descriptor.h"
 #include "work/write_turn.h"
 #include "worker/batch_seams.h"
 
@@ -239,6 +241,7 @@ struct SubstituteBatch {
     prepared.late = item.path.find("late") != std::string::npos;
     prepared.fingerprint = "of " + item.path;
     reads.push_back(item.path);
+    at_read();
     return prepared;
   }
   std::chrono::steady_clock::time_point Now() {
@@ -251,7 +254,9 @@ struct SubstituteBatch {
   SubstituteDatabase database{faults};
   SubstituteCalls calls{faults, database};
   SubstituteGiver giver{faults, database};
-  WriteTurn turn{-1};
+  FileDescriptor shared_turn = WriteTurn::MakeShared();
+  WriteTurn turn{shared_turn.get()};
+  std::function<void()> at_read = [] {};
   std::chrono::milliseconds step;
   std::chrono::steady_clock::time_point time;
   std::vector<std::string> reads;
