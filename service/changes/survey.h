@@ -60,7 +60,8 @@ using StopQuestion = std::function<bool()>;
 //
 // Of what lies in its scope it tells what the survey of the whole library would tell, and of nothing else; a
 // folder of the scope that is gone is gone with everything below it, whatever the scope says of that. What
-// lies behind something that cannot be looked at is unknown.
+// lies behind something that cannot be looked at is unknown; a folder that is meant by its name alone is not
+// listed, so it is not known whether it could be.
 class Survey {
  public:
   // SCOPE is of paths below the library. What it borrows outlives it.

@@ -1,6 +1,6 @@
-// What the service asks of a library's rows, as templates of the database layer; the few statements that write
-// say so by their first word. Each is answered by an index but where a comment says that it looks at every
-// row. Schema, rights and what the commands print have headers of their own beside this one.
+// What the service asks of a library's rows, as templates of the database layer; the few statements that
+// write say so by their first word. Each is answered by an index but where a comment says that it looks at
+// every row. Schema, rights and what the commands print have headers of their own beside this one.
 #ifndef SERVICE_DATABASE_QUERIES_SQL_H_
 #define SERVICE_DATABASE_QUERIES_SQL_H_
 

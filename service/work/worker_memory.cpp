@@ -51,7 +51,7 @@ void LimitMemory(unsigned megabytes) {
 }
 
 void AllowMapping([[maybe_unused]] std::uint64_t bytes) {
-#ifndef __SANITIZE_ADDRESS__
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   if (limit == 0) return;
   // The hard one is of whoever has started the run; nobody but root may raise it.
   rlimit both{};

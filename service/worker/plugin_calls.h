@@ -26,6 +26,8 @@ class PluginCalls : public ItemCalls {
         library_(plugin, rows, answers_),
         folders_(plugin, library, rows, answers_),
         files_(plugin, rows, answers_) {}
+  PluginCalls(const PluginCalls&) = delete;
+  PluginCalls& operator=(const PluginCalls&) = delete;
 
   ItemResult Make(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) override;
 

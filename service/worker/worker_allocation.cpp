@@ -1,7 +1,7 @@
 // What every allocation of the worker goes through, those of the libraries that it loads included: one that
 // is refused ends the process. Exiv2 goes on after some and gives half of a file's metadata for the whole of
 // it, or waits for ever; the C library's own functions stay below. A sanitizer has its own.
-#ifndef __SANITIZE_ADDRESS__
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 #include <errno.h>
 #include <stdlib.h>

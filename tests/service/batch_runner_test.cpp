@@ -19,6 +19,8 @@
 namespace {
 
 using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+using Moment = Clock::time_point;
 
 constexpr milliseconds kStep{20};  // so that three items or so are one transaction
 
@@ -107,17 +109,31 @@ TEST_F(BatchRunnerTest, ALostTransactionIsMadeAnewItemByItem) {
   EXPECT_EQ(around_.reads, Names({"a", "poison", "c", "a", "poison", "c"}));
 }
 
+// How long another worker waits for its turn to write, which is PATIENCE at the most.
+Moment::duration WaitForTurn(const WriteTurn& turn, milliseconds patience) {
+  const Moment start = Clock::now();
+  std::thread([&] { const WriteTurn::Holder other(turn, patience); }).join();
+  return Clock::now() - start;
+}
+
 // Reading takes as long as a file may; the other workers write meanwhile.
-TEST_F(BatchRunnerTest, KeepsTheTurnToWriteWhileItWritesAlone) {
-  constexpr std::chrono::seconds kPatience{20};
+TEST_F(BatchRunnerTest, GivesUpTheTurnToWriteWhileItReadsAgain) {
+  constexpr milliseconds kPatience{20'000};
   ASSERT_TRUE(around_.shared_turn);
-  around_.at_read = [this] {
-    const auto start = std::chrono::steady_clock::now();
-    std::thread([this] { const WriteTurn::Holder other(around_.turn, kPatience); }).join();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, kPatience) << "the turn was kept";
-  };
+  around_.at_read = [this, kPatience] { EXPECT_LT(WaitForTurn(around_.turn, kPatience), kPatience); };
   EXPECT_TRUE(Run({"a", "poison", "c"}));
   EXPECT_EQ(around_.reads.size(), 6U);
+}
+
+TEST_F(BatchRunnerTest, HasTheTurnWhenItWritesSeveralAndWhenItWritesOneAlone) {
+  constexpr milliseconds kPatience{50};
+  int writes = 0;
+  around_.calls.at_make = [&] {
+    ++writes;
+    EXPECT_GE(WaitForTurn(around_.turn, kPatience), kPatience) << writes;
+  };
+  EXPECT_TRUE(Run({"a", "poison", "c"}));
+  EXPECT_EQ(writes, 6);
 }
 
 TEST_F(BatchRunnerTest, ASpoiledTransactionIsNotKeptAndNotGoneOnWith) {

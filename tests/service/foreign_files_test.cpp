@@ -340,7 +340,7 @@ class SharedHunt : public ForeignFilesTest {
     ForeignFilesTest::SetUp();
   }
   std::string server() const override { return std::getenv("PGHOST"); }
-  // One that writes, in turn, and one that tells all that is in the database then.
+  // One that writes, in turn, what makes the tree anew, and what tells all that is in the database then.
   Commands CommandsOf(Form form, const std::string& name) const override {
     const Commands writing{{"index", "-j", "1", "--shared"}, {"reindex", "-j", "1", "--shared"}};
     return {writing[(name.size() + static_cast<std::size_t>(form)) % writing.size()],

@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
+// The tests themselves may be built without what the worker is built with.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(LUMIVAULT_SANITIZED_WORKER)
 constexpr bool kSanitized = true;
 #else
 constexpr bool kSanitized = false;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "service/owned_library_fixture.h"
 #include "support/media_maker.h"
@@ -30,16 +31,17 @@ class OwnerAccountTest : public OwnedLibraryTest {
     Add("/etc/group", "own:x:20011:\nfamily:x:20012:bob,annie\nothers:x:20013:bob\nsecond:x:20014:annie\n");
   }
   void TearDown() override {
-    for (const char* list : {"/etc/passwd", "/etc/group"}) umount2(list, MNT_DETACH);
+    for (const std::string& list : replaced_) umount2(list.c_str(), MNT_DETACH);
     OwnedLibraryTest::TearDown();
   }
 
   // LINES, which the list FILE has as well from now on.
-  void Add(const fs::path& file, const std::string& lines) const {
+  void Add(const fs::path& file, const std::string& lines) {
     const fs::path copy = scratch() / file.filename();
     WriteFile(copy, ReadFile(file) + lines);
     fs::permissions(copy, fs::perms(0644));
     ASSERT_EQ(mount(copy.c_str(), file.c_str(), nullptr, MS_BIND, nullptr), 0) << std::strerror(errno);
+    replaced_.push_back(file);
   }
   // What SCRIPT, run by a worker, writes.
   std::string ToldByWorker(const std::string& script) {
@@ -52,6 +54,9 @@ class OwnerAccountTest : public OwnedLibraryTest {
     EXPECT_EQ(Index()["added"].asInt(), 1);
     return ReadFile(told);
   }
+
+ private:
+  std::vector<std::string> replaced_;
 };
 
 TEST_F(OwnerAccountTest, WorkerIsInTheGroupsOfTheAccountAndInNoOther) {

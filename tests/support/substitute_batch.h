@@ -171,6 +171,7 @@ class SubstituteCalls : public ItemCalls {
 
   ItemResult Make(const WorkItem& item, PreparedItem& /*prepared*/, Transaction& transaction) override {
     const auto holds = [&](const char* word) { return item.path.find(word) != std::string::npos; };
+    at_make();
     outside_ = outside_ || !database_.open();
     database_.Consume(item.path);
     if (faults_.Fails(Seam::kMake) || holds("refused")) return ItemResult::NotKept("refused");
@@ -187,6 +188,8 @@ class SubstituteCalls : public ItemCalls {
 
   // A call was made without a transaction.
   bool outside() const { return outside_; }
+
+  std::function<void()> at_make = [] {};
 
  private:
   Faults& faults_;
