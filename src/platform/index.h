@@ -31,6 +31,7 @@ KAVO_API bool BlKAVOIndexIsVideoOnWeb(const char* extension);
 KAVO_API bool BlKAVOIndexIsVideo(const char* extension);
 
 // True when PATH lies on a remote or image (loop) mount inside a photo folder, or nobody can tell in whose.
+// To root, here and below, what a user serves himself (FUSE) is one, too.
 KAVO_API bool IndexIsPathRemoteOrImageMount(const char* path);
 // True when PATH, over links or not, leads to a remote or image mount that does not hold FOLDER, or nobody
 // can tell. Nothing is asked of that mount: its server may never answer. Both paths are absolute, FOLDER

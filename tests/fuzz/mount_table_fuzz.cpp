@@ -28,14 +28,15 @@ std::string Listed(const MountTable& table) {
   std::string text;
   for (const Mount& mount : table) {
     text += "22 1 0:21 / " + Escaped(mount.point) + " rw shared:1 - " + mount.type + " " +
-            Escaped(mount.source) + " rw\n";
+            Escaped(mount.source) + " rw" + (mount.served_by_user ? ",user_id=1" : "") + "\n";
   }
   return text;
 }
 
 bool Same(const MountTable& a, const MountTable& b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const Mount& one, const Mount& other) {
-    return one.point == other.point && one.type == other.type && one.source == other.source;
+    return one.point == other.point && one.type == other.type && one.source == other.source &&
+           one.served_by_user == other.served_by_user;
   });
 }
 
@@ -46,7 +47,8 @@ void CheckHolder(const MountTable& table, const std::string& path) {
     Require(!holds || (holder != nullptr && holder->point.size() >= mount.point.size()), "not the innermost",
             path);
   }
-  Require(!LiesOnForeignMount(table, path, path), "foreign to itself", path);
+  for (const uid_t caller : {uid_t{0}, uid_t{1}})
+    Require(!LiesOnForeignMount(table, path, path, caller), "foreign to itself", path);
 }
 
 }  // namespace

@@ -44,10 +44,13 @@ TEST(MountTableTest, OfTwoAtOnePlaceTheLaterHidesTheEarlier) {
 
 TEST(MountTableTest, AMountIsForeignOnlyToAFolderThatLiesOutsideIt) {
   const MountTable table = ParseMountTable(kTable);
-  EXPECT_TRUE(LiesOnForeignMount(table, "/photo/my disc\\/a.jpg", "/photo"));
-  EXPECT_FALSE(LiesOnForeignMount(table, "/photo/my disc\\/a.jpg", "/photo/my disc\\"));
-  EXPECT_FALSE(LiesOnForeignMount(table, "/photo/my disc\\/a.jpg", "/photo/my disc\\/library"));
-  EXPECT_FALSE(LiesOnForeignMount(table, "/photo2/a.jpg", "/photo"));
+  const auto foreign = [&](const char* path, const char* folder) {
+    return LiesOnForeignMount(table, path, folder, geteuid());
+  };
+  EXPECT_TRUE(foreign("/photo/my disc\\/a.jpg", "/photo"));
+  EXPECT_FALSE(foreign("/photo/my disc\\/a.jpg", "/photo/my disc\\"));
+  EXPECT_FALSE(foreign("/photo/my disc\\/a.jpg", "/photo/my disc\\/library"));
+  EXPECT_FALSE(foreign("/photo2/a.jpg", "/photo"));
 }
 
 TEST(MountTableTest, MalformedLinesAreLeftOut) {
@@ -74,6 +77,59 @@ TEST(MountTableTest, RemoteAndImageFileSystemsAreKnown) {
   EXPECT_FALSE(foreign("tmpfs", "tmpfs"));
   EXPECT_FALSE(foreign("zfs", "pool/photos"));
   EXPECT_FALSE(foreign("overlay", "overlay"));
+}
+
+// The mount of a line with TYPE, SOURCE and OPTIONS, as the kernel writes them.
+Mount MountOfLine(const std::string& type, const std::string& source, const std::string& options) {
+  const std::string line =
+      "40 22 0:50 / /photo/x rw shared:7 - " + type + " " + source + " " + options + "\n";
+  const MountTable table = ParseMountTable(line);
+  return table.empty() ? Mount() : table.front();
+}
+
+bool IsServedByUser(const std::string& type, const std::string& source, const std::string& options) {
+  const Mount mount = MountOfLine(type, source, options);
+  EXPECT_EQ(mount.type, type);
+  return mount.served_by_user;
+}
+
+TEST(MountTableTest, WhoServesAFileSystemHimselfIsKnownByItsOptions) {
+  constexpr const char* kUsers = "rw,user_id=1000,group_id=1000,default_permissions,allow_other";
+  EXPECT_TRUE(IsServedByUser("fuse", "/dev/fuse", kUsers));
+  EXPECT_TRUE(IsServedByUser("fuse.blob", "blob", kUsers));
+  EXPECT_TRUE(IsServedByUser("fuse.blob", "blob", "user_id=1000"));
+  EXPECT_TRUE(IsServedByUser("fuse.blob", "blob", "ro,user_id=10"));
+  EXPECT_FALSE(IsServedByUser("fuse.blob", "blob", "rw,user_id=0,group_id=1000,allow_other"));
+  EXPECT_FALSE(IsServedByUser("fuse.blob", "blob", "rw,group_id=1000"));
+  EXPECT_FALSE(IsServedByUser("fuse.blob", "blob", "rw,other_user_id=1000"));
+  EXPECT_FALSE(IsServedByUser("fusectl", "fusectl", "rw,user_id=1000"));
+  EXPECT_FALSE(IsServedByUser("vfat", "/dev/sdb1", "rw,user_id=1000"));
+}
+
+// A source may be empty, or look like options.
+TEST(MountTableTest, NoSourceHidesWhoServesAFileSystem) {
+  EXPECT_TRUE(IsServedByUser("fuse.blob", "", "rw,user_id=1000"));
+  EXPECT_EQ(MountOfLine("fuse.blob", "", "rw,user_id=1000").source, "");
+  EXPECT_TRUE(IsServedByUser("fuse.blob", "-", "rw,user_id=1000"));
+  EXPECT_TRUE(IsServedByUser("fuse.blob", "a\\040rw,user_id=0", "rw,user_id=1000"));
+  EXPECT_FALSE(IsServedByUser("fuse.blob", "user_id=1000", "rw,user_id=0"));
+}
+
+TEST(MountTableTest, WhatAUserServesIsForeignToRootAlone) {
+  constexpr uid_t kRoot = 0;
+  constexpr uid_t kUser = 1000;
+  const MountTable table = {{"/", "ext4", "/dev/sda1"},
+                            {"/photo/users", "fuse.blob", "blob", true},
+                            {"/photo/roots", "fuse.blob", "blob", false},
+                            {"/photo/nas", "nfs", "nas:/export"}};
+  const auto foreign = [&](const char* path, const char* folder, uid_t caller) {
+    return LiesOnForeignMount(table, path, folder, caller);
+  };
+  EXPECT_TRUE(foreign("/photo/users/a.jpg", "/photo", kRoot));
+  EXPECT_FALSE(foreign("/photo/users/a.jpg", "/photo", kUser));
+  EXPECT_FALSE(foreign("/photo/users/a.jpg", "/photo/users", kRoot)) << "somebody has chosen it";
+  EXPECT_FALSE(foreign("/photo/roots/a.jpg", "/photo", kRoot));
+  for (const uid_t caller : {kRoot, kUser}) EXPECT_TRUE(foreign("/photo/nas/a.jpg", "/photo", caller));
 }
 
 // Mounts of our own, which need a mount namespace: each test runs in a child process. A tmpfs whose source
@@ -157,6 +213,24 @@ TEST_F(MountsTest, PersonalFoldersAreLookedAtToo) {
     EXPECT_TRUE(IsForeign(nas / "a.jpg"));
     EXPECT_FALSE(IsForeign(tree_.personal("alice") / "a.jpg"));
   });
+}
+
+// One of a user's that nobody serves either, whatever he calls it.
+TEST_F(MountsTest, AMountThatAUserServesIsNotLookedAtByRoot) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root is not to look at it";
+  const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+  if (device < 0) GTEST_SKIP() << "no /dev/fuse";
+  InNamespace([&] {
+    const fs::path stick = Folder("stick");
+    const std::string options =
+        "fd=" + std::to_string(device) + ",rootmode=40000,user_id=20002,group_id=20002,allow_other";
+    ASSERT_EQ(mount("blob", stick.c_str(), "fuse.blob", 0, options.c_str()), 0);
+    alarm(60);
+    EXPECT_TRUE(IsForeign(stick / "a.jpg"));
+    EXPECT_TRUE(IsForeign(stick));
+    alarm(0);
+  });
+  close(device);
 }
 
 // Nobody serves this mount: whoever looks at a file on it waits for ever.

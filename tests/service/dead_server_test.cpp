@@ -26,13 +26,24 @@ const std::string& WhyNoMounts() {
   return why;
 }
 
+struct FileSystem {
+  const char* type;
+  const char* source;
+  const char* options;
+};
+constexpr FileSystem kSshfs{"fuse.sshfs", "server:/photos", "user_id=0,group_id=0"};
+// Served by the very user whose it is, under a name that he has made up.
+constexpr FileSystem kUsers{"fuse.blob", "blob", "user_id=20002,group_id=20002,allow_other"};
+
 // Mounted at PLACE as long as one lives, or until the patience with whoever asks it is at its end: he is told
 // of an error then.
 class DeadServer {
  public:
-  explicit DeadServer(const fs::path& place) : place_(place), server_(open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
-    const std::string options = "rootmode=40000,user_id=0,group_id=0,fd=" + std::to_string(server_.get());
-    if (!server_ || mount("server:/photos", place_.c_str(), "fuse.sshfs", 0, options.c_str()) != 0) {
+  explicit DeadServer(const fs::path& place, const FileSystem& kind = kSshfs)
+      : place_(place), server_(open("/dev/fuse", O_RDWR | O_CLOEXEC)) {
+    const std::string options =
+        "rootmode=40000," + std::string(kind.options) + ",fd=" + std::to_string(server_.get());
+    if (!server_ || mount(kind.source, place_.c_str(), kind.type, 0, options.c_str()) != 0) {
       why_not_ = strerror(errno);
       return;
     }
@@ -117,6 +128,21 @@ TYPED_TEST(DeadServerTest, IsNotAskedByLaterRuns) {
   fs::remove(this->File("local/new.jpg"));
   this->Loudly("reindex");
   EXPECT_EQ(this->Rows(), rows);
+}
+
+// A user lets root in and never answers.
+TYPED_TEST(DeadServerTest, ThatAUserServesHimselfIsNotAskedByRoot) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root leaves out what a user serves";
+  MakeJpeg(this->Place() / "a.jpg", 8, 8);
+  this->Loudly("index");
+  const auto rows = this->Rows();
+  DeadServer server(this->Place(), kUsers);
+  if (!server.why_not().empty()) GTEST_SKIP() << "no file system of a user's here: " << server.why_not();
+  fs::create_symlink("../stick/x.jpg", this->File("local/link.jpg"));
+  EXPECT_EQ(this->Loudly("index")["skipped"][kElsewhere].asInt(), 2);
+  this->Loudly("reindex");
+  EXPECT_EQ(this->Rows(), rows);
+  this->Loudly("index", {"--dry-run"});
 }
 
 TYPED_TEST(DeadServerTest, IsNotAskedBehindALink) {

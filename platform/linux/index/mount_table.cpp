@@ -76,25 +76,39 @@ std::string Unescaped(std::string_view field) {
   return text;
 }
 
-std::vector<std::string_view> FieldsOf(std::string_view line) {
+// What separators divide; a field may be empty, as a source may.
+std::vector<std::string_view> FieldsOf(std::string_view text, char separator) {
   std::vector<std::string_view> fields;
-  while (!line.empty()) {
-    const std::size_t end = std::min(line.find(' '), line.size());
-    if (end > 0) fields.push_back(line.substr(0, end));
-    line.remove_prefix(std::min(end + 1, line.size()));
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(separator), text.size());
+    fields.push_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
   }
   return fields;
+}
+
+// The kernel tells of each FUSE file system whose process serves it.
+bool IsServedByUser(std::string_view type, std::string_view options) {
+  if (type != "fuse" && !type.starts_with("fuse.")) return false;
+  const auto fields = FieldsOf(options, ',');
+  return std::any_of(fields.begin(), fields.end(), [](std::string_view option) {
+    return option.starts_with("user_id=") && option != "user_id=0";
+  });
 }
 
 // "id parent major:minor root POINT options [tags...] - TYPE SOURCE options"
 std::optional<Mount> ParseLine(std::string_view line) {
   constexpr std::ptrdiff_t kPoint = 4;
   constexpr std::ptrdiff_t kFirstTag = 6;
-  const auto fields = FieldsOf(line);
+  constexpr std::ptrdiff_t kOptions = 3;
+  const auto fields = FieldsOf(line, ' ');
   if (std::ssize(fields) <= kFirstTag) return std::nullopt;
   const auto separator = std::find(fields.begin() + kFirstTag, fields.end(), "-");
-  if (fields.end() - separator < 3) return std::nullopt;
-  return Mount{Unescaped(fields[kPoint]), std::string(separator[1]), Unescaped(separator[2])};
+  const std::ptrdiff_t count = fields.end() - separator;
+  if (count < kOptions) return std::nullopt;
+  const std::string_view options = count > kOptions ? separator[kOptions] : "";
+  return Mount{Unescaped(fields[kPoint]), std::string(separator[1]), Unescaped(separator[2]),
+               IsServedByUser(separator[1], options)};
 }
 
 }  // namespace
@@ -118,9 +132,15 @@ bool IsHeldBy(const Mount& mount, std::string_view path) {
   return mount.point == "/" || IsOrLiesBelow(path, mount.point);
 }
 
-bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::string_view folder) {
+bool IsForeignTo(uid_t caller, const Mount& mount) {
+  constexpr uid_t kRoot = 0;
+  return IsRemoteOrImage(mount) || (caller == kRoot && mount.served_by_user);
+}
+
+bool LiesOnForeignMount(const MountTable& table, std::string_view path, std::string_view folder,
+                        uid_t caller) {
   const Mount* mount = MountOf(table, path);
-  return mount != nullptr && IsRemoteOrImage(*mount) && mount != MountOf(table, folder);
+  return mount != nullptr && IsForeignTo(caller, *mount) && mount != MountOf(table, folder);
 }
 
 const Mount* MountOf(const MountTable& table, std::string_view path) {

@@ -95,6 +95,7 @@ std::string TakeName(std::string& way) {
 // nothing is asked of one that is foreign to the real path FOLDER.
 bool LeadsToForeignMount(const MountTable& table, std::string way, const std::string& folder) {
   constexpr int kMostLinks = 40;  // as the kernel has it
+  const uid_t caller = geteuid();
   std::string at;
   for (int links = 0; !way.empty() && links <= kMostLinks;) {
     const std::string name = TakeName(way);
@@ -102,14 +103,14 @@ bool LeadsToForeignMount(const MountTable& table, std::string way, const std::st
     const std::string above = at;
     at = name == ".." ? at.substr(0, std::min(at.rfind('/'), at.size())) : at.append("/").append(name);
     // The way to FOLDER itself may lead over others.
-    if (LiesOnForeignMount(table, at, folder) && !IsHeldBy(*MountOf(table, at), folder)) return true;
+    if (LiesOnForeignMount(table, at, folder, caller) && !IsHeldBy(*MountOf(table, at), folder)) return true;
     const std::string target = TargetOf(at);
     if (target.empty()) continue;
     ++links;
     at = target.starts_with('/') ? "" : above;
     way = target + "/" + way;
   }
-  return LiesOnForeignMount(table, at, folder);
+  return LiesOnForeignMount(table, at, folder, caller);
 }
 
 bool IsForeign(const std::string& path, const std::string& folder) {
