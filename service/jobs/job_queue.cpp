@@ -10,6 +10,7 @@
 #include <chrono>
 #include <ctime>
 #include <sstream>
+#include <utility>
 
 #include "base/file_descriptor.h"
 #include "base/fixed_path.h"
@@ -26,13 +27,20 @@ constexpr std::int64_t kLongestJob = 8192;  // a path and a user's name
 constexpr std::int64_t kKept = kMostJobBytes / 2;
 constexpr std::int64_t kMostCounted = 4 * kMostJobBytes;  // one run may have made it longer than it may be
 
-// The queue lies in a folder that others may write to: only a regular file is read, none behind a link and no
-// other name of somebody's file.
+// Root could read it, and others may not.
+bool IsPrivateOfAnother(const struct stat& file) {
+  constexpr uid_t kRoot = 0;
+  return geteuid() == kRoot && file.st_uid != kRoot && (file.st_mode & S_IROTH) == 0;
+}
+
+// The queue lies in a folder that others may write to: only a regular file is read, none behind a link, no
+// other name of somebody's file and no private one that was moved there.
 FileDescriptor OpenQueue() {
   FileDescriptor file(KAVOBeneathOpen(FixedPath(kSharedPhotoLink).c_str(), JobQueuePath().c_str()));
   struct stat status {};
-  if (file && fstat(file.get(), &status) == 0 && status.st_nlink == 1) return file;
-  return {};
+  const bool counts =
+      file && fstat(file.get(), &status) == 0 && status.st_nlink == 1 && !IsPrivateOfAnother(status);
+  return counts ? std::move(file) : FileDescriptor();
 }
 
 std::int64_t SizeOf(int file) {

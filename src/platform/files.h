@@ -36,9 +36,10 @@ KAVO_API int RLIBCFileCheckKeyValue(const char* file, const char* key, const cha
 
 // Opens the regular file FILE for reading and writing, made when missing, and takes an exclusive lock against
 // all other openers; waits at most 10 s, then logs it and fails. No symbolic link below the shared photo
-// folder is followed; a file with a second name (a hard link) is refused (EMLINK). A reader may rename or
-// remove FILE while it has the lock: whoever waits then gets the new file. MODE is 1. Non-zero and the
-// descriptor on success, 0 on failure.
+// folder is followed; a file with a second name (a hard link) is refused (EMLINK), and to root what others
+// may not write to (EPERM), unless it is root's or stands in its owner's folder, to which nobody else writes.
+// A reader may rename or remove FILE while it has the lock: whoever waits then gets the new file. MODE is 1.
+// Non-zero and the descriptor on success, 0 on failure.
 KAVO_API int RLIBCFileLockByFile(const char* file, int mode, int* descriptor);
 // Unlocks and closes.
 KAVO_API void RLIBCFileUnlockByFile(int descriptor);

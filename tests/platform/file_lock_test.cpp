@@ -260,6 +260,82 @@ TEST_F(FileLockTest, AFileWithASecondNameIsRefused) {
   EXPECT_TRUE(AppendLocked(queue(), "line\n"));
 }
 
+// In a folder that others write to, who may have moved it there.
+class ForeignQueueTest : public FileLockTest {
+ protected:
+  static constexpr uid_t kOwner = 20'001;
+  static constexpr gid_t kGroup = 20'003;
+
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give files to others";
+    fs::permissions(dir_.path(), fs::perms::all);
+    fs::create_directories(queue_.parent_path());
+    fs::create_directories(dir_ / "appliance/var/services");
+    fs::create_directory_symlink(dir_.path() / "tree", dir_ / "appliance/var/services/photo");
+    Folder(kOwner, 0777);
+  }
+
+  // The folder of the queue, and the queue with a text of its owner's.
+  void Folder(uid_t owner, mode_t mode) const { Give(queue_.parent_path(), owner, mode); }
+  void File(uid_t owner, mode_t mode) const {
+    WriteFile(queue_, "secret");
+    Give(queue_, owner, mode);
+  }
+  static void Give(const fs::path& path, uid_t owner, mode_t mode) {
+    ASSERT_EQ(chown(path.c_str(), owner, kGroup), 0);
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+  }
+  bool Append() const {
+    return AppendLocked(dir_ / "appliance/var/services/photo/@eaDir/face.queue", "line\n");
+  }
+
+  const fs::path queue_ = dir_.path() / "tree/@eaDir/face.queue";
+};
+
+TEST_F(ForeignQueueTest, WhatOnlyItsOwnerMayWriteIsNotWrittenByRoot) {
+  for (const mode_t mode : {0600U, 0644U, 0664U, 0770U}) {
+    SCOPED_TRACE(mode);
+    File(kOwner, mode);
+    errno = 0;
+    EXPECT_FALSE(Append());
+    EXPECT_EQ(errno, EPERM);
+    EXPECT_EQ(ReadFile(queue_), "secret");
+  }
+}
+
+TEST_F(ForeignQueueTest, WhatOthersMayWriteIsWritten) {
+  File(kOwner, 0602);
+  EXPECT_TRUE(Append());
+}
+
+TEST_F(ForeignQueueTest, OnesOwnIsWritten) {
+  File(0, 0600);
+  EXPECT_TRUE(Append());
+}
+
+// As it is made with kept modes, by somebody who has made its folder so, too.
+TEST_F(ForeignQueueTest, WhatStandsInItsOwnersFolderIsWrittenWhereNobodyElseWritesThere) {
+  const auto is_written = [&](uid_t folders_owner, mode_t folders_mode) {
+    Folder(folders_owner, folders_mode);
+    File(kOwner, 0644);
+    return Append();
+  };
+  EXPECT_TRUE(is_written(kOwner, 0755));
+  EXPECT_FALSE(is_written(kOwner, 0757));
+  EXPECT_FALSE(is_written(kOwner, 0775));
+  EXPECT_FALSE(is_written(kOwner + 1, 0755));
+}
+
+TEST_F(ForeignQueueTest, WhoIsNotRootWritesWhatHeMay) {
+  File(kOwner, 0660);
+  EXPECT_EQ(WaitFor(StartChild([&] {
+              if (setgid(kGroup) != 0 || setuid(kOwner + 1) != 0) return 2;
+              return Append() ? 0 : 1;
+            })),
+            0);
+  EXPECT_EQ(ReadFile(queue_), "secretline\n");
+}
+
 TEST_F(FileLockTest, BelowTheSharedFolderOnlyTheFolderItselfMayBeALink) {
   const fs::path shared = dir_.path() / "appliance/var/services/photo";
   fs::create_directories(dir_.path() / "volume" / "@eaDir");

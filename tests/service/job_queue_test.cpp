@@ -84,6 +84,22 @@ TEST_F(JobQueueTest, WhatALinkOrAnotherNameLeadsToIsNotSpokenOf) {
   EXPECT_EQ(Doctor(), kWell);
 }
 
+// Others may write to its folder in a shared tree.
+TEST_F(JobQueueTest, APrivateFileOfSomebodysInItsPlaceIsNeitherReadNorWritten) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root may write to others' private files";
+  constexpr uid_t kSomebody = 20'001;
+  const std::string secret = "a private line\n" + std::string(kMostBytes, 'x') + "\n";
+  fs::create_directories(queue().parent_path());
+  fs::permissions(queue().parent_path(), fs::perms::all);
+  WriteFile(queue(), secret);
+  ASSERT_EQ(chown(queue().c_str(), kSomebody, kSomebody), 0);
+  fs::permissions(queue(), fs::perms::owner_read | fs::perms::owner_write);
+  for (int run = 0; run < 2; ++run) EXPECT_EQ(FailureOf(Index({}, run == 0 ? 3 : 0), "a.jpg"), kNoJob);
+  EXPECT_EQ(Doctor().find("background jobs"), std::string::npos);
+  EXPECT_FALSE(fs::exists(state() / "oldest-job"));
+  EXPECT_TRUE(ReadFile(queue()) == secret);
+}
+
 TEST_F(JobQueueTest, AnEmptyQueueIsNotSpokenOf) {
   Index();
   WriteFile(queue(), "");

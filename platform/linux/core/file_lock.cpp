@@ -46,9 +46,29 @@ FileDescriptor FindFile(const Place& place) {
   return OpenBelow(place.folder.get(), place.relative, O_PATH);
 }
 
-// Opens the regular file that stands there; a device or FIFO is not touched, nor another name of some file.
+// The folder itself that the file stands in, and the file's name there.
+Place InItsFolder(const Place& place) {
+  const std::size_t slash = place.relative.rfind('/');
+  const std::string above = slash == place.relative.npos ? "." : place.relative.substr(0, slash);
+  return {OpenBelow(place.folder.get(), above, O_PATH | O_DIRECTORY), place.relative.substr(slash + 1)};
+}
+
+// Whoever may write to FOLDER may have moved a private file of somebody's there, which root would write to.
+// Others write with their own rights.
+bool MayWrite(const struct stat& file, const FileDescriptor& folder) {
+  constexpr uid_t kRoot = 0;
+  constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+  if (geteuid() != kRoot || file.st_uid == kRoot || (file.st_mode & S_IWOTH) != 0) return true;
+  // With kept modes it is its maker's alone, who has put it there himself where nobody else could.
+  const auto above = StatusOf(folder);
+  return above.has_value() && above->st_uid == file.st_uid && (above->st_mode & kOthersWrite) == 0;
+}
+
+// Opens the regular file that stands there; a device or FIFO is not touched, nor another name of some file,
+// nor what root may not write to.
 FileDescriptor OpenExisting(const Place& place) {
-  const FileDescriptor found = FindFile(place);
+  const Place here = InItsFolder(place);
+  const FileDescriptor found = here.folder ? FindFile(here) : FileDescriptor();
   if (!found) return FileDescriptor();
   const auto status = StatusOf(found);
   if (!status.has_value() || !S_ISREG(status->st_mode)) {
@@ -57,6 +77,10 @@ FileDescriptor OpenExisting(const Place& place) {
   }
   if (status->st_nlink > 1) {
     errno = EMLINK;
+    return FileDescriptor();
+  }
+  if (!MayWrite(*status, here.folder)) {
+    errno = EPERM;
     return FileDescriptor();
   }
   return Reopen(found, O_RDWR | O_NONBLOCK | O_NOCTTY);
