@@ -35,10 +35,11 @@ KAVO_API int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, 
 KAVO_API int RLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int flags);
 
 // Opens the regular file FILE for reading and writing, made when missing, and takes an exclusive lock against
-// all other openers; waits at most 10 s, then logs it and fails. No symbolic link below the shared photo
-// folder is followed; a file with a second name (a hard link) is refused (EMLINK), and to root what others
-// may not write to (EPERM), unless it is root's or stands in its owner's folder, to which nobody else writes.
-// A reader may rename or remove FILE while it has the lock: whoever waits then gets the new file. MODE is 1.
+// all other openers; waits at most 10 s, then logs it and fails. Once a process has waited so for FILE in
+// vain, it waits a tenth of a second until it has got it. No symbolic link below the shared photo folder is
+// followed; a file with a second name (a hard link) is refused (EMLINK), and to root what others may not
+// write to (EPERM), unless it is root's or stands in its owner's folder, to which nobody else writes. A
+// reader may rename or remove FILE while it has the lock: whoever waits then gets the new file. MODE is 1.
 // Non-zero and the descriptor on success, 0 on failure.
 KAVO_API int RLIBCFileLockByFile(const char* file, int mode, int* descriptor);
 // Unlocks and closes.

@@ -165,12 +165,13 @@ TEST_F(FileLockTest, NothingIsLostWhenTheReaderTakesTheFileAway) {
   ExpectAllInOrder(Examine(taken + (fs::exists(queue()) ? ReadFile(queue()) : "")));
 }
 
-// A process that has the lock and keeps it until it is killed.
-pid_t StartHolder(const std::string& file) {
+// A process that has the lock and keeps it until it is killed, which happens after SECONDS unless they are 0.
+pid_t StartHolder(const std::string& file, unsigned seconds = 0) {
   int ready[2];
   EXPECT_EQ(pipe(ready), 0);
   const pid_t holder = StartChild([&] {
     const FileDescriptor locked = LockFile(file, milliseconds(1'000));
+    alarm(seconds);
     if (write(ready[1], "r", 1) != 1) return 1;
     pause();
     return 0;
@@ -205,6 +206,31 @@ TEST_F(FileLockTest, AHungHolderIsNotWaitedForWithoutEnd) {
               ElementsAre("Another process holds the lock of " + queue() + "; gave up."));
   kill(holder, SIGKILL);
   WaitFor(holder);
+}
+
+// Whoever keeps it would make each photo of a run wait.
+TEST_F(FileLockTest, WhoHasWaitedInVainForAFileWaitsNoMoreUntilHeHasGotIt) {
+  const pid_t holder = StartHolder(queue());
+  const auto fails_within = [&](milliseconds limit) {
+    const auto start = steady_clock::now();
+    EXPECT_FALSE(AppendLocked(queue(), "line\n"));
+    EXPECT_EQ(errno, ETIMEDOUT);
+    const auto waited = steady_clock::now() - start;
+    EXPECT_LT(waited, limit);
+    return waited;
+  };
+  EXPECT_GE(fails_within(milliseconds(30'000)), milliseconds(10'000));
+  for (int job = 0; job < 2; ++job) fails_within(milliseconds(5'000));
+  const std::string other = dir_ / "other.queue";
+  const pid_t others_holder = StartHolder(other, 1);
+  EXPECT_TRUE(AppendLocked(other, "line\n")) << "it was not waited for";
+  kill(holder, SIGKILL);
+  WaitFor(holder);
+  EXPECT_TRUE(AppendLocked(queue(), "line\n"));
+  const pid_t next = StartHolder(queue(), 1);
+  EXPECT_TRUE(AppendLocked(queue(), "line\n")) << "it was not waited for again";
+  WaitFor(others_holder);
+  WaitFor(next);
 }
 
 TEST_F(FileLockTest, UnlockingFreesTheFileEvenIfAChildHasItOpen) {

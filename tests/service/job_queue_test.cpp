@@ -199,7 +199,7 @@ TEST_F(JobQueueTest, NothingElseIsReadInItsPlace) {
   EXPECT_EQ(Doctor(), kWell);
 }
 
-// With a queue that somebody holds locked: the plug-in waits ten seconds for it, each time.
+// With a queue that somebody holds locked: the plug-in waits ten seconds for it at first.
 using JobQueueLockTest = JobQueueTest;
 
 // The row is there meanwhile, so it moves and goes with its file.

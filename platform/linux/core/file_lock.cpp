@@ -7,7 +7,9 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 
 #include "base/file_id.h"
@@ -25,6 +27,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr milliseconds kWaitLimit{10'000};
+constexpr milliseconds kTurn{100};  // within which writers that do not keep the lock let each other in
 constexpr mode_t kFileMode = 0777;
 constexpr mode_t kPlainFileMode = 0666;
 
@@ -107,7 +110,7 @@ FileDescriptor OpenOrCreate(const Place& place, Clock::time_point deadline) {
 }
 
 // 0, or errno: ETIMEDOUT after DEADLINE. Asks again and again, because a wait inside flock has no limit;
-// sixteen writers that never pause still get their turn within a tenth of a second.
+// sixteen writers that never pause still get their turn (kTurn).
 int Lock(const FileDescriptor& opened, Clock::time_point deadline) {
   constexpr std::chrono::microseconds kFirstPause{100};
   constexpr std::chrono::microseconds kLongestPause{2'000};
@@ -126,6 +129,39 @@ bool IsStillThere(const FileDescriptor& locked, const Place& place) {
   const FileDescriptor found = FindFile(place);
   const auto ours = IdOfOpen(locked.get());
   return found && ours.has_value() && ours == IdOfOpen(found.get());
+}
+
+// How long a file's lock is waited for. Whoever keeps one that this process has waited for in vain would make
+// it wait again for every job; until it has got the lock, a turn is all that it waits for. From any thread.
+class Patience {
+ public:
+  milliseconds For(const std::string& file) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return lost_.contains(file) ? kTurn : kWaitLimit;
+  }
+  void Lose(const std::string& file) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lost_.insert(file);
+  }
+  void Regain(const std::string& file) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lost_.erase(file);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::set<std::string> lost_;
+};
+
+// Empty with errno on failure.
+FileDescriptor LockPatiently(const std::string& file) {
+  static Patience patience;
+  FileDescriptor locked = LockFile(file, patience.For(file));
+  const int error = errno;
+  if (locked) patience.Regain(file);
+  if (!locked && error == ETIMEDOUT) patience.Lose(file);
+  errno = error;
+  return locked;
 }
 
 }  // namespace
@@ -149,8 +185,7 @@ FileDescriptor LockFile(const std::string& file, milliseconds limit) {
 int RLIBCFileLockByFile(const char* file, int /*mode*/, int* descriptor) {
   return Contained(0, [&] {
     errno = EINVAL;
-    FileDescriptor locked =
-        file != nullptr && descriptor != nullptr ? LockFile(file, kWaitLimit) : FileDescriptor();
+    FileDescriptor locked = file != nullptr && descriptor != nullptr ? LockPatiently(file) : FileDescriptor();
     if (!locked) {
       RECORD_ERROR(errno);
       return 0;
