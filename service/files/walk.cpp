@@ -117,11 +117,11 @@ WalkEntry Walk::NextFolder() {
 
 WalkEntry Walk::EnterFolder(const std::string& path, const WalkScope::Part& part) {
   if (path.size() > kLongestPath) return {EntryKind::kFailed, path, "the path is too long"};
-  // The plug-in takes none of what lies there, and its server may never answer: the list of mounts is asked,
-  // and again for what is mounted by the opening.
-  if (!levels_.empty() && LeadsElsewhere(path)) return Elsewhere(path);
-  const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
   const Looking looking;
+  // The plug-in takes none of what lies there, and its server may never answer: the list of mounts is asked,
+  // and again for what is mounted by the opening. A link may stand here by now.
+  if (!levels_.empty() && looking && LeadsElsewhere(path)) return Elsewhere(path);
+  const std::string relative = path.substr(std::min(path.size(), root_path_.size() + 1));
   FileDescriptor folder(looking ? KAVOBeneathOpenFolder(root_.get(), relative.c_str()) : -1);
   struct statx status {};
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWantedFields, &status) != 0) {

@@ -2,6 +2,9 @@
 #include "files/looking.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 #include <string>
@@ -12,6 +15,7 @@
 #include "files/gone.h"
 #include "files/walk.h"
 #include "service/owned_library_fixture.h"
+#include "support/child_processes.h"
 
 namespace fs = std::filesystem;
 
@@ -131,6 +135,39 @@ TEST_F(LookingTest, AWalkEndsWithTheRightsThatItBeganWith) {
   auto walk = Walk::Start(folder());
   ASSERT_TRUE(walk);
   while (walk->Next()) EXPECT_TRUE(fs::exists(secret()));
+}
+
+// The owner exchanges FOLDER, which WALK has listed, for a link to TARGET; what is told of it then.
+std::string ReasonAfterExchange(const fs::path& folder, const fs::path& target) {
+  auto walk = Walk::Start(folder.parent_path());
+  EXPECT_TRUE(walk && walk->Next());
+  fs::remove_all(folder);
+  fs::create_directory_symlink(target, folder);
+  EXPECT_EQ(lchown(folder.c_str(), kOwner, kOwner), 0);
+  while (const auto entry = walk->Next()) {
+    if (entry->path == folder) return entry->reason;
+  }
+  return "";
+}
+
+TEST_F(LookingTest, WhetherALinkThatTheOwnerMayNotReadLeadsToAServerIsNotTold) {
+  constexpr int kNoMounts = 77;
+  Photo("trip/c.jpg");
+  const fs::path beyond = scratch() / "beyond";
+  fs::create_directories(beyond / "server");
+  fs::create_directory_symlink("server", beyond / "way");
+  chmod(beyond.c_str(), 0700);
+  const int status = WaitFor(StartChild([&] {
+    if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("nas:/export", (beyond / "server").c_str(), "tmpfs", 0, nullptr) != 0)
+      return kNoMounts;
+    EXPECT_TRUE(LookAs(kOwner));
+    const std::string reason = ReasonAfterExchange(File("trip"), beyond / "way/x");
+    EXPECT_TRUE(reason.starts_with("cannot be opened: ")) << reason;
+    return HasFailure() ? 1 : 0;
+  }));
+  if (WIFEXITED(status) && WEXITSTATUS(status) == kNoMounts) GTEST_SKIP() << "may not mount";
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(LookingTest, WhoIsNotRootLooksAsHeIs) {
