@@ -85,7 +85,7 @@ const char* KindOf(const WorkItem& item) {
 
 void WriteLine(const WorkItem& item, bool withheld, std::ostream& out) {
   out << (withheld ? "withheld: " : "") << EventOf(item) << ' ' << KindOf(item) << ' ';
-  if (!item.from.empty()) out << Visible(item.from) << " -> ";
+  if (IsMove(item)) out << Visible(item.from) << " -> ";
   out << Visible(item.path) << '\n';
 }
 
@@ -94,7 +94,7 @@ Json::Value EventJson(const WorkItem& item, bool withheld) {
   json["event"] = EventOf(item);
   json["kind"] = KindOf(item);
   SetBytes(json, "path", item.path);
-  if (!item.from.empty()) SetBytes(json, "from", item.from);
+  if (IsMove(item)) SetBytes(json, "from", item.from);
   if (withheld) json["withheld"] = true;
   return json;
 }

@@ -25,8 +25,8 @@
 #include "run/report.h"
 #include "run/worker_process.h"
 #include "setup/database_adoption.h"
+#include "setup/worker_view.h"
 #include "work/worker_memory.h"
-#include "work/worker_view.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "run/started_worker.h"
+#include "run/work_queue.h"
 #include "work/wire.h"
-#include "work/work_queue.h"
 
 // What a worker has in hand, and how far it has told of it. To be used in the loop's thread.
 class HandedBatch {
@@ -30,7 +30,7 @@ class HandedBatch {
   bool Fits(const Results& results) const;
   // The next item, which is told of now.
   const WorkItem& TakeNext() { return entries_[reported_++].item; }
-  void NoteToldOf() { current_ = kNoItem; }
+  void NoteAtNone() { current_ = kNoItem; }
 
   // What it has not told of, and at which of that it was.
   struct Rest {

@@ -6,7 +6,7 @@
 
 void HeldBack::Add(const WorkItem& item) {
   paths_.insert(item.path);
-  if (!item.from.empty()) paths_.insert(item.from);
+  if (IsMove(item)) paths_.insert(item.from);
   if (item.kind == ItemKind::kFolder) without_album_.insert(item.path);
   has_move_ = has_move_ || IsMove(item);
 }

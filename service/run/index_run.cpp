@@ -7,14 +7,14 @@
 #include "changes/unopened.h"
 #include "run/sweep.h"
 #include "run/tree_source.h"
-#include "work/work_queue.h"
+#include "run/work_queue.h"
 
 namespace {
 
 // How often a run that looks at files sees whether it is to stop.
 constexpr std::chrono::milliseconds kPollInterval{50};
 
-std::vector<WorkItem> Alone(std::optional<WorkItem> item) {
+std::vector<WorkItem> ListOf(std::optional<WorkItem> item) {
   std::vector<WorkItem> items;
   if (item) items.push_back(*std::move(item));
   return items;
@@ -78,7 +78,7 @@ Outcome<Done> IndexRun::UpdateDifferences() {
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
   ledger_.report().Add(std::move(plan->seen));
-  if (auto noted = Send(Alone(mounts_.Before(*plan))); !noted) return noted;
+  if (auto noted = Send(ListOf(mounts_.Before(*plan))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
@@ -99,7 +99,7 @@ Outcome<Done> IndexRun::MarkSendAndSweep() {
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
-  if (auto noted = Send(Alone(mounts_.Before(*plan))); !noted) return noted;
+  if (auto noted = Send(ListOf(mounts_.Before(*plan))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   if (auto sent = SendEverything(plan->hiding); !sent) return sent;
@@ -127,7 +127,7 @@ Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hi
   return sent;
 }
 
-Outcome<LossVerdict> IndexRun::LookAgain(MarkedRows& marked) {
+Outcome<LossVerdict> IndexRun::JudgeMarked(MarkedRows& marked) {
   // A disk may have gone away while everything was sent.
   auto again = Look(true);
   if (!again) return again.failure();
@@ -145,7 +145,7 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
   if (!marked) return marked.failure();
   held_.LeaveOut(marked->gone);
   held_.LeaveOut(plan.deletes);
-  const auto verdict = LookAgain(*marked);
+  const auto verdict = JudgeMarked(*marked);
   if (!verdict) return verdict.failure();
   if (stopped_by_ != 0) return Done{};
   if (verdict->holds) {
@@ -184,7 +184,7 @@ Outcome<Done> IndexRun::Unmark() {
 
 Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
   if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
-  return Send(Alone(mounts_.After(plan)));
+  return Send(ListOf(mounts_.After(plan)));
 }
 
 Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {

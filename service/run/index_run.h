@@ -61,7 +61,7 @@ class IndexRun {
   Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
   Outcome<Done> SweepOrDelete(Plan& plan);
   // Whether what a full reindex has not met may be deleted: what may only be out of reach leaves MARKED.
-  Outcome<LossVerdict> LookAgain(MarkedRows& marked);
+  Outcome<LossVerdict> JudgeMarked(MarkedRows& marked);
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
   Outcome<Done> ForgetMounts(const Plan& plan);

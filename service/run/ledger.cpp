@@ -111,7 +111,7 @@ void Ledger::NoteDelete(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
   if (!result.done()) return;
   ++report_.deleted;
-  records_.ForgetAll(item);
+  records_.ForgetTree(item);
 }
 
 void Ledger::NoteTrouble(const WorkItem& item, const ItemResult& result) {

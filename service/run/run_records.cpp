@@ -35,7 +35,7 @@ void RunRecords::Forget(const WorkItem& item) {
   catalogue_.Remove(Key(item.path), item.kind);
 }
 
-void RunRecords::ForgetAll(const WorkItem& item) {
+void RunRecords::ForgetTree(const WorkItem& item) {
   if (item.kind != ItemKind::kFolder) return Forget(item);
   catalogue_.RemoveTree(Key(item.path));
 }
@@ -49,7 +49,7 @@ void RunRecords::NoteMounts(const std::string& mounts) {
 }
 
 std::optional<CatalogueEntry> RunRecords::Recorded(const WorkItem& item) {
-  return catalogue_.Find(Key(item.from.empty() ? item.path : item.from), item.kind);
+  return catalogue_.Find(Key(IsMove(item) ? item.from : item.path), item.kind);
 }
 
 // A change of rights, a move or a full reindex makes no new damage of an old one.

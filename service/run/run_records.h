@@ -33,7 +33,7 @@ class RunRecords {
   // The rows of ITEM are gone, whoever has deleted them.
   void Forget(const WorkItem& item);
   // The same, with everything below it where it is a folder.
-  void ForgetAll(const WorkItem& item);
+  void ForgetTree(const WorkItem& item);
   // What moved has no rows under its old name any more.
   void ForgetOldName(const WorkItem& item);
   // What the database knows of mounts, as its text.

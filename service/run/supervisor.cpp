@@ -13,7 +13,7 @@ constexpr milliseconds kTick{100};
 // How long workers may take to commit what they have when the run is stopped.
 constexpr milliseconds kStopPatience{2'000};
 // How long one may take to close the database at the end.
-constexpr milliseconds kEndPatience{10'000};
+constexpr milliseconds kClosingPatience{10'000};
 // A worker takes longer to start than to do fewer than these.
 constexpr std::size_t kItemsWorthAWorker = 8;
 
@@ -129,7 +129,7 @@ void Supervisor::Lost(WorkerLink& link, const WorkerEnd& end) {
 void Supervisor::End() {
   phase_ = Phase::kEnding;
   crew_.RemoveThoseWithOpenItems();
-  crew_.EndAllBy(loop_.Now() + (asked_to_stop_ ? kStopPatience : kEndPatience));
+  crew_.EndAllBy(loop_.Now() + (asked_to_stop_ ? kStopPatience : kClosingPatience));
 }
 
 void Supervisor::Ended(WorkerLink& link) {

@@ -13,8 +13,8 @@
 #include "library/library.h"
 #include "run/crew.h"
 #include "run/started_worker.h"
+#include "run/work_queue.h"
 #include "run/worker_link.h"
-#include "work/work_queue.h"
 
 // Hears what a run does, in the loop's thread.
 class RunObserver {

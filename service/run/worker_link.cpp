@@ -11,7 +11,7 @@ using std::chrono::milliseconds;
 // Work that belongs to no file: opening the library, waiting for other processes' transactions, committing.
 constexpr milliseconds kOtherWork{60'000};
 // How long a process that has closed its socket may take to end.
-constexpr milliseconds kEndPatience{2'000};
+constexpr milliseconds kExitPatience{2'000};
 // Of a batch, each item of which is announced when it is read, when it is written and when it is tried alone.
 constexpr std::size_t kMostMessages = 16 * kBatchSize;
 constexpr const char* kNonsense = "the worker's answer makes no sense";
@@ -96,14 +96,14 @@ void WorkerLink::Serve() {
     if (!Accept(*message)) return listener_.Lost(*this, {kNonsense, {}});
   }
   if (channel.broken()) return listener_.Lost(*this, {kNonsense, {}});
-  if (closed) return listener_.Lost(*this, worker_->AwaitEnd(kEndPatience));
+  if (closed) return listener_.Lost(*this, worker_->AwaitEnd(kExitPatience));
   listener_.Served();
 }
 
 void WorkerLink::Expire() {
   if (state_ == State::kEnding) {
     const auto left = std::chrono::ceil<milliseconds>(end_ - loop_.Now());
-    static_cast<void>(worker_->AwaitEnd(std::clamp(left, milliseconds(0), kEndPatience)));
+    static_cast<void>(worker_->AwaitEnd(std::clamp(left, milliseconds(0), kExitPatience)));
     return listener_.Ended(*this);
   }
   worker_->Kill();
@@ -156,7 +156,7 @@ bool WorkerLink::AcceptResults(std::string_view content) {
   if (!results || !batch_.Fits(*results)) return false;
   for (const ItemResult& result : results->items) listener_.ItemDone(batch_.TakeNext(), result);
   for (const std::uint64_t generation : results->generations) listener_.Kept(generation);
-  batch_.NoteToldOf();
+  batch_.NoteAtNone();
   return true;
 }
 

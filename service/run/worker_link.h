@@ -13,8 +13,8 @@
 #include "common/outcome.h"
 #include "run/handed_batch.h"
 #include "run/started_worker.h"
+#include "run/work_queue.h"
 #include "work/wire.h"
-#include "work/work_queue.h"
 
 class WorkerLink;
 

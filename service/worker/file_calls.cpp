@@ -6,8 +6,8 @@
 #include "common/display.h"
 #include "database/savepoint.h"
 #include "platform/files.h"
-#include "work/lent_position.h"
 #include "worker/cut_metadata.h"
+#include "worker/lent_position.h"
 #include "worker/people_merge_pause.h"
 #include "worker/title_choice.h"
 

@@ -23,6 +23,6 @@ ItemResult LibraryCalls::Unmark() {
                                                                              : answers_.CannotAsk();
 }
 
-ItemResult LibraryCalls::TakeMounts(const WorkItem& item) {
-  return NoteMounts(rows_.Database(), item.from) ? ItemResult::Stored() : answers_.CannotAsk();
+ItemResult LibraryCalls::NoteMounts(const WorkItem& item) {
+  return ::NoteMounts(rows_.Database(), item.from) ? ItemResult::Stored() : answers_.CannotAsk();
 }

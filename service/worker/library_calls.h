@@ -17,7 +17,7 @@ class LibraryCalls {
   ItemResult Mark(const WorkItem& item);
   ItemResult Unmark();
   ItemResult Sweep(const WorkItem& item);
-  ItemResult TakeMounts(const WorkItem& item);
+  ItemResult NoteMounts(const WorkItem& item);
 
  private:
   const Plugin& plugin_;

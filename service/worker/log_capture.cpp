@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kName = "lumivault";
 constexpr std::string_view kMessageStart = "lumivault: ";  // as syslog writes it
-constexpr std::size_t kLongestReason = 600;
+constexpr std::size_t kLongestLogReason = 600;
 
 // Drops "photo_index.cpp:120 " and "photo_index.cpp (120) ".
 std::string_view WithoutPosition(std::string_view message) {
@@ -77,5 +77,5 @@ std::string ReasonOf(const std::vector<std::string>& messages) {
   if (told.empty()) return "the plug-in gave no reason";
   std::string reason(CauseAmong(told));
   if (told.back() != reason) reason.append("; ").append(told.back());
-  return reason.substr(0, kLongestReason);
+  return reason.substr(0, kLongestLogReason);
 }

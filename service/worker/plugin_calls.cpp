@@ -23,7 +23,7 @@ bool LosesJob(const std::vector<std::string>& messages) {
 // The rows are there. Sent again by the next run, the file gets its job; what has moved is not sent again.
 void TakeJobLoss(const WorkItem& item, ItemResult& result) {
   constexpr const char* kNoJob = "its background job could not be queued";
-  if (!item.from.empty()) return result.AddNote(kNoJob);
+  if (IsMove(item)) return result.AddNote(kNoJob);
   result.outcome = ItemOutcome::kPartial;
   result.reason = kNoJob;
 }
@@ -33,7 +33,7 @@ void TakeJobLoss(const WorkItem& item, ItemResult& result) {
 ItemResult PluginCalls::Make(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   static_cast<void>(log_.Take());
   ItemResult result =
-      item.from.empty() ? Call(item, prepared, transaction) : CallForMove(item, prepared, transaction);
+      IsMove(item) ? CallForMove(item, prepared, transaction) : Call(item, prepared, transaction);
   if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
   return result;
 }
@@ -55,7 +55,7 @@ ItemResult PluginCalls::Call(const WorkItem& item, PreparedItem& prepared, Trans
     case ItemAction::kUnmark:
       return library_.Unmark();
     case ItemAction::kNoteMounts:
-      return library_.TakeMounts(item);
+      return library_.NoteMounts(item);
     case ItemAction::kSweep:
       return library_.Sweep(item);
     case ItemAction::kSetAside:

@@ -10,7 +10,7 @@
 #include "worker/reason_text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  constexpr std::size_t kLongestReason = 600;
+  constexpr std::size_t kLongestLogReason = 600;
   constexpr std::size_t kMostOfOurs = 100;  // words of our own, with brackets
   const std::string input = TextOf(data, size);
   LogCapture log(MemoryFile(input));
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   Require(bytes <= input.size() && (messages.empty() == input.empty()), "more than was written", input);
   const std::string reason = ReasonOf(messages);
-  Require(reason.size() <= kLongestReason && (!reason.empty() || !input.empty()), "a bound", reason);
+  Require(reason.size() <= kLongestLogReason && (!reason.empty() || !input.empty()), "a bound", reason);
   const std::string told = ReasonForPeople(reason);
   Require(told.size() <= reason.size() + kMostOfOurs, "a bound", told);
   Require(ReasonForPeople(input).size() <= input.size() + kMostOfOurs, "a bound", input);

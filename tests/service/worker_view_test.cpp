@@ -1,5 +1,5 @@
 // What the owner's worker sees of root's state folder is there as long as the run is.
-#include "work/worker_view.h"
+#include "setup/worker_view.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

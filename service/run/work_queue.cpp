@@ -1,4 +1,4 @@
-#include "work/work_queue.h"
+#include "run/work_queue.h"
 
 #include <algorithm>
 #include <iterator>

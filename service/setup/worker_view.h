@@ -1,5 +1,5 @@
-#ifndef SERVICE_WORK_WORKER_VIEW_H_
-#define SERVICE_WORK_WORKER_VIEW_H_
+#ifndef SERVICE_SETUP_WORKER_VIEW_H_
+#define SERVICE_SETUP_WORKER_VIEW_H_
 
 #include "base/file_descriptor.h"
 #include "common/outcome.h"
@@ -17,4 +17,4 @@ Outcome<FileDescriptor> MakeWorkerView(const StateRoot& root, const Library& lib
 // Takes it away, where there is one; a killed run has left its own.
 Outcome<Done> RemoveWorkerView(const StateRoot& root, const Library& library);
 
-#endif  // SERVICE_WORK_WORKER_VIEW_H_
+#endif  // SERVICE_SETUP_WORKER_VIEW_H_

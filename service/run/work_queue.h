@@ -1,5 +1,5 @@
-#ifndef SERVICE_WORK_WORK_QUEUE_H_
-#define SERVICE_WORK_WORK_QUEUE_H_
+#ifndef SERVICE_RUN_WORK_QUEUE_H_
+#define SERVICE_RUN_WORK_QUEUE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -65,4 +65,4 @@ class WorkQueue {
   std::map<std::uint32_t, std::size_t> given_out_;               // stage -> items
 };
 
-#endif  // SERVICE_WORK_WORK_QUEUE_H_
+#endif  // SERVICE_RUN_WORK_QUEUE_H_

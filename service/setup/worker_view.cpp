@@ -1,4 +1,4 @@
-#include "work/worker_view.h"
+#include "setup/worker_view.h"
 
 #include <errno.h>
 #include <fcntl.h>

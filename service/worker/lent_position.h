@@ -1,5 +1,5 @@
-#ifndef SERVICE_WORK_LENT_POSITION_H_
-#define SERVICE_WORK_LENT_POSITION_H_
+#ifndef SERVICE_WORKER_LENT_POSITION_H_
+#define SERVICE_WORKER_LENT_POSITION_H_
 
 #include <string>
 
@@ -19,4 +19,4 @@ class LentPosition {
   LentPosition& operator=(const LentPosition&) = delete;
 };
 
-#endif  // SERVICE_WORK_LENT_POSITION_H_
+#endif  // SERVICE_WORKER_LENT_POSITION_H_
