@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/limits.h"
+
 namespace {
 
 // The text up to the next slash, which goes too with those behind it.
@@ -59,7 +61,8 @@ const WalkScope& WalkScope::Whole() {
 }
 
 void WalkScope::Add(std::string_view path, Reach reach) {
-  if (path.find('\0') != std::string_view::npos) return;  // no file bears such a name
+  // No file bears such a name.
+  if (path.size() >= kPathSize || path.find('\0') != std::string_view::npos) return;
   Node* node = &top_;
   for (std::string_view name = NextName(path); !name.empty(); name = NextName(path)) {
     node = &node->below[std::string(name)];

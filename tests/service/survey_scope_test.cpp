@@ -208,6 +208,17 @@ TEST_F(SurveyScopeTest, ANameWithAByteThatNoNameHasIsNotTheOneBeforeIt) {
   EXPECT_EQ(Lines({{std::string("a.jpg\0b", 7), Reach::kName}}), Strings());
 }
 
+TEST_F(SurveyScopeTest, APathThatIsTooLongForAFileMeansNothing) {
+  constexpr int kNames = 1'000'000;
+  std::string path;
+  for (int i = 0; i < kNames; ++i) path += "a/";
+  WalkScope scope;
+  scope.Add(path, Reach::kTree);
+  EXPECT_TRUE(scope.Top().empty());
+  scope.Add(std::string(4095, 'a'), Reach::kName);
+  EXPECT_FALSE(scope.Top().empty());
+}
+
 TEST_F(SurveyScopeTest, NamesAreBytes) {
   Strings names = HostileNames();
   const Strings bytes = HostileBytes();
