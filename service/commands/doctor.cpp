@@ -87,6 +87,11 @@ int ReportNoLibrary(const Findings& findings, const Failure& failure, bool json)
   return PrintResult(JsonLine(object) + "\n", failure.status);
 }
 
+std::string HeldText(const Library& library) {
+  return Visible(library.folder) +
+         ": held by a run, or locked by somebody else, so what runs have noted was not compared\n";
+}
+
 Json::Value WithMemory(Json::Value json, unsigned megabytes) {
   json["worker_memory"] = megabytes;
   return json;
@@ -100,16 +105,21 @@ int Examine(const LibraryOptions& options) {
   if (!memory) return ReportFailure(memory.failure(), options.json);
   const auto library = FindRequestedLibrary(options);
   if (!library) return ReportNoLibrary(findings, library.failure(), options.json);
+  bool held = false;
   if (*library) {
-    Findings more = ExamineLibrary(*root, **library);
-    findings.insert(findings.end(), std::make_move_iterator(more.begin()),
-                    std::make_move_iterator(more.end()));
+    LibraryExamination more = ExamineLibrary(*root, **library);
+    findings.insert(findings.end(), std::make_move_iterator(more.findings.begin()),
+                    std::make_move_iterator(more.findings.end()));
+    held = more.held;
   }
   const ExitStatus status = findings.empty() ? ExitStatus::kDone : findings.front().status;
   const auto queue = ReadJobQueue(*root);
   if (!options.json)
-    return PrintResult(FindingsText(findings, *memory) + (queue ? QueueText(*queue) : ""), status);
+    return PrintResult(FindingsText(findings, *memory) + (held ? HeldText(**library) : "") +
+                           (queue ? QueueText(*queue) : ""),
+                       status);
   Json::Value json = WithMemory(FindingsJson(findings), *memory);
+  if (held) json["held"] = true;
   if (queue) json["job_queue"] = QueueJson(*queue);
   return PrintResult(JsonLine(json) + "\n", status);
 }

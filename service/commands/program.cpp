@@ -47,7 +47,7 @@ constexpr const char* kExitStatuses =
     "  4 bad configuration: state folder, plug-in or a tool is missing or unusable\n"
     "  5 the database cannot be reached, or it failed\n"
     "  6 another run holds the library, be it one with another --root, or keeps the state folder for ten "
-    "seconds\n"
+    "seconds; or somebody else keeps the library's folder locked\n"
     "  7 rows of files that may only be out of reach were kept; --accept-loss deletes them\n"
     "  129, 130, 143 stopped by SIGHUP, SIGINT (Ctrl-C) or SIGTERM; everything so far is kept";
 

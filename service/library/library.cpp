@@ -88,13 +88,22 @@ Failure Busy(const Library& library) {
   return {ExitStatus::kLibraryBusy, Visible(library.folder) + ": another run holds the library"};
 }
 
-// Whoever asks whether it is held has it for a moment, so it is tried twice. False with errno.
+// Whoever may look at the folder can lock it, and nobody knows who has.
+Failure FolderBusy(const Library& library) {
+  Failure failure = Busy(library);
+  failure.message += ", or somebody else keeps its folder locked";
+  return failure;
+}
+
+// Those who ask whether it is held have it for a moment each, so it is tried some times. False with errno.
 bool LockAtOnce(const FileDescriptor& file) {
   constexpr std::chrono::milliseconds kPause{20};
-  if (flock(file.get(), LOCK_EX | LOCK_NB) == 0) return true;
-  if (errno != EWOULDBLOCK) return false;
-  std::this_thread::sleep_for(kPause);
-  return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+  constexpr int kTries = 3;
+  for (int tried = 1; flock(file.get(), LOCK_EX | LOCK_NB) != 0; ++tried) {
+    if (errno != EWOULDBLOCK || tried == kTries) return false;
+    std::this_thread::sleep_for(kPause);
+  }
+  return true;
 }
 
 Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library) {
@@ -112,6 +121,15 @@ bool IsAlive(const StateRoot& root, const Library& library) {
   if (access(library.database().c_str(), F_OK) == 0) return true;
   const auto lock = LockInRoot(root, library);
   return !lock && lock.failure().status == ExitStatus::kLibraryBusy;
+}
+
+// Why OTHER is in the way of LIBRARY, which it overlaps, and what people can do; "" for one that is dead. A
+// server that never answers is not asked for its database: all others wait for who does.
+std::string InTheWay(const StateRoot& root, const Library& other, const Library& library) {
+  const std::string way = "; to give that one up, delete its " + std::string(kDatabaseName);
+  if (KAVOIndexLeadsToForeignMount(library.folder.c_str(), other.database().c_str()))
+    return ", which is on another machine or in an image file" + way + ", and unmount it for the next run";
+  return IsAlive(root, other) ? way : "";
 }
 
 // The content of personal.conf, empty where there is none. One that cannot be read is not written anew: it
@@ -138,9 +156,8 @@ Outcome<std::string> WithoutDeadOverlaps(const StateRoot& root, const Library& l
         RLIBCFileGetKeyValue(personal_file.c_str(), user.c_str(), folder.data(), kPathSize, 0) >= 0;
     if (!known || !Overlap(folder.data(), library.folder)) {
       result += line + "\n";
-    } else if (IsAlive(root, {folder.data(), user})) {
-      return Refused(library.folder, "lies in or around the library " + Visible(folder.data()) +
-                                         "; to give that one up, delete its " + kDatabaseName);
+    } else if (const std::string why = InTheWay(root, {folder.data(), user}, library); !why.empty()) {
+      return Refused(library.folder, "lies in or around the library " + Visible(folder.data()) + why);
     }
   }
   return result;
@@ -278,7 +295,7 @@ Outcome<LibraryLock> LibraryLock::Take(const StateRoot& root, const Library& lib
   if (!in_root) return in_root.failure();
   FileDescriptor folder(open(library.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder && !LockAtOnce(folder)) {
-    if (errno == EWOULDBLOCK) return Busy(library);
+    if (errno == EWOULDBLOCK) return FolderBusy(library);
     // Some network file systems lock no folder; runs with this state folder are kept off all the same.
   }
   return LibraryLock(std::move(*in_root), std::move(folder));

@@ -79,7 +79,7 @@ class LibraryLock {
   FileDescriptor folder_;  // empty where the folder cannot be opened or locked
 };
 
-// A run holds LIBRARY now, be it one with another state folder.
+// A run holds LIBRARY now, be it one with another state folder, or somebody else keeps its folder locked.
 bool IsHeld(const Library& library);
 
 // The absolute path of PATH as libraries know it: links on the way to it are resolved, PATH itself is taken

@@ -240,10 +240,8 @@ void ExamineRows(DatabaseReader& catalogue, DatabaseReader& database, const Libr
       ExitStatus::kDatabase);
 }
 
-// A run that goes on has not noted yet what it has done.
 void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& findings) {
   const std::string file = CatalogueFile(root, library);
-  if (IsMissing(file) || IsHeld(library)) return;
   DatabaseReader catalogue = DatabaseReader::ForReading(file);
   DatabaseReader database = DatabaseReader::ForReading(library);
   if (!catalogue || !database) return;
@@ -315,8 +313,9 @@ Findings ExamineInstallation(const StateRoot& root) {
   return findings;
 }
 
-Findings ExamineLibrary(const StateRoot& root, const Library& library) {
-  Findings findings;
+LibraryExamination ExamineLibrary(const StateRoot& root, const Library& library) {
+  LibraryExamination result;
+  Findings& findings = result.findings;
   ExamineFolder(library, findings);
   if (library.shared()) {
     ExamineSharedDatabase(library, findings);
@@ -324,6 +323,9 @@ Findings ExamineLibrary(const StateRoot& root, const Library& library) {
     ExaminePersonalSwitch(root, library, findings);
     ExaminePersonalDatabase(library, findings);
   }
-  if (findings.empty()) ExamineCatalogue(root, library, findings);
-  return findings;
+  if (!findings.empty() || IsMissing(CatalogueFile(root, library))) return result;
+  // A run that goes on has not noted yet what it has done.
+  result.held = IsHeld(library);
+  if (!result.held) ExamineCatalogue(root, library, findings);
+  return result;
 }

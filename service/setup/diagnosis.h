@@ -19,7 +19,12 @@ using Findings = std::vector<Finding>;
 
 // The state folder with its settings and tools, and the plug-in.
 Findings ExamineInstallation(const StateRoot& root);
-// A library with its folder and database.
-Findings ExamineLibrary(const StateRoot& root, const Library& library);
+struct LibraryExamination {
+  Findings findings;
+  // A run or somebody else holds the library, so that what runs have noted was not compared with it.
+  bool held = false;
+};
+// A library with its folder and database, and what runs have noted about it.
+LibraryExamination ExamineLibrary(const StateRoot& root, const Library& library);
 
 #endif  // SERVICE_SETUP_DIAGNOSIS_H_

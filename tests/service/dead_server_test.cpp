@@ -167,6 +167,22 @@ TYPED_TEST(DeadServerTest, OutsideOfTheLibraryIsNotAskedEither) {
   EXPECT_EQ(this->Loudly("index")["skipped"][kElsewhere].asInt(), 1);
 }
 
+// Its first run may be under way, so nobody knows whether it still is one.
+class DeadLibraryTest : public DeadServerTest<LibraryRowsTest> {};
+
+TEST_F(DeadLibraryTest, IsNotAskedByOneAroundIt) {
+  MakeJpeg(Place() / "a.jpg", 8, 8);
+  ASSERT_EQ(Run({"index", Place()}).status, 0);
+  DeadServer server(Place());
+  if (!server.why_not().empty()) GTEST_SKIP() << "no file system of a server's here: " << server.why_not();
+  const RunResult result = Run({"index", folder()});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "lumivault: " + folder().string() + ": lies in or around the library " +
+                            Place().string() +
+                            ", which is on another machine or in an image file; to give that one up, delete "
+                            "its .KAVOHGADB, and unmount it for the next run\n");
+}
+
 TYPED_TEST(DeadServerTest, IsNotAskedByADryRun) {
   DeadServer server(this->Place());
   if (!server.why_not().empty()) GTEST_SKIP() << "no file system of a server's here: " << server.why_not();

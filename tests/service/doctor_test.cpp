@@ -1,6 +1,8 @@
 // What `doctor` finds, one situation each, and that its remedy helps where it is a command.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -8,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "base/file_descriptor.h"
 #include "support/media_maker.h"
 #include "support/shared_tree_test.h"
 
@@ -393,11 +396,28 @@ TEST_F(SharedDoctorTest, ALinkThatLeadsNowhere) {
                             "--shared\n");
 }
 
+// Whoever may look at a folder can lock it.
+TEST_F(DoctorTest, SaysThatItLooksAtNoLibraryThatIsHeld) {
+  const FileDescriptor held(open(folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+  const RunResult result = Doctor();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, kAllIsWell + folder().string() +
+                            ": held by a run, or locked by somebody else, so what runs have noted was not "
+                            "compared\n");
+  EXPECT_TRUE(StrictJson(Run({"doctor", folder(), "--json"}).out)["held"].asBool());
+}
+
+TEST_F(DoctorTest, SaysNothingOfOneThatIsNotHeld) {
+  EXPECT_FALSE(StrictJson(Run({"doctor", folder(), "--json"}).out).isMember("held"));
+}
+
 // Which it does by holding it for a moment.
 TEST_F(DoctorTest, ThatAsksWhetherALibraryIsHeldFailsNoRunThatBegins) {
   Environment("LD_PRELOAD", FAILING_CALLS);
   Environment("FAIL_CALL", "flock-first");
-  for (const std::string held : {"photos", "lock"}) {
+  const fs::path in_state = fs::directory_iterator(state() / "libraries")->path();
+  for (const std::string& held : {std::string("photos"), in_state.filename().string() + "/lock"}) {
     Environment("FAIL_NAME", held);
     Index();
   }

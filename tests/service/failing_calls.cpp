@@ -1,9 +1,12 @@
 // Put in front of the system's calls by LD_PRELOAD: those that FAIL_CALL names fail with an I/O error for the
-// name FAIL_NAME, as on a disk that breaks. "flock-first" is held by somebody else the first time.
+// name FAIL_NAME, which may have folders in front, as on a disk that breaks. "flock-first" is held by
+// somebody else the first two times. With "-signalled" behind its name a call is made, and the process told
+// to stop. "pread-locked" fails while the file is locked; "malloc" has no memory in large pieces.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,28 +20,42 @@ namespace {
 
 constexpr int kNamesBeforeTheError = 4;  // "." and ".." among them
 
-bool Fails(const char* call, const std::string& name) {
+constexpr int kHeldTimes = 2;
+constexpr std::size_t kBlock = std::size_t{1} << 20;
+constexpr std::size_t kLargePiece = std::size_t{32} << 20;
+
+bool FailingCallIs(const std::string& call) {
   const char* failing = getenv("FAIL_CALL");
-  const char* failing_name = getenv("FAIL_NAME");
-  return failing != nullptr && failing_name != nullptr && std::string(failing) == call &&
-         name == failing_name;
+  return failing != nullptr && failing == call;
 }
 
-std::string NameOf(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
+bool Fails(const std::string& call, const std::string& path) {
+  const char* name = getenv("FAIL_NAME");
+  return FailingCallIs(call) && name != nullptr && ("/" + path).ends_with(std::string("/") + name);
 }
 
-std::string NameOfOpen(int descriptor) {
+void SignalAt(const std::string& call, const std::string& path) {
+  if (Fails(call + "-signalled", path)) kill(getpid(), SIGTERM);
+}
+
+std::string PathOfOpen(int descriptor) {
   const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
   std::array<char, 4096> path{};
-  return readlink(link.c_str(), path.data(), path.size() - 1) > 0 ? NameOf(path.data()) : "";
+  return readlink(link.c_str(), path.data(), path.size() - 1) > 0 ? path.data() : "";
+}
+
+bool IsLocked(int descriptor) {
+  const int other = open(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), O_RDONLY | O_CLOEXEC);
+  const bool locked = flock(other, LOCK_EX | LOCK_NB) != 0;
+  close(other);
+  return locked;
 }
 
 dirent64* Read(DIR* folder, const char* next) {
   static int listed = 0;
-  const std::string name = NameOfOpen(dirfd(folder));
+  const std::string path = PathOfOpen(dirfd(folder));
   const bool fails =
-      Fails("readdir", name) || (Fails("readdir-later", name) && ++listed > kNamesBeforeTheError);
+      Fails("readdir", path) || (Fails("readdir-later", path) && ++listed > kNamesBeforeTheError);
   if (fails) {
     errno = EIO;
     return nullptr;
@@ -57,7 +74,7 @@ __attribute__((visibility("default"))) dirent64* readdir64(DIR* folder) {
 
 __attribute__((visibility("default"))) int statx(int folder, const char* path, int flags, unsigned mask,
                                                  struct statx* status) {
-  if (Fails("statx", NameOf(path))) {
+  if (Fails("statx", path)) {
     errno = EIO;
     return -1;
   }
@@ -67,12 +84,40 @@ __attribute__((visibility("default"))) int statx(int folder, const char* path, i
 
 __attribute__((visibility("default"))) int flock(int file, int operation) {
   static int calls = 0;
-  if (Fails("flock-first", NameOfOpen(file)) && ++calls == 1) {
+  SignalAt("flock", PathOfOpen(file));
+  if (Fails("flock-first", PathOfOpen(file)) && ++calls <= kHeldTimes) {
     errno = EWOULDBLOCK;
     return -1;
   }
   using Function = int (*)(int, int);
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "flock"))(file, operation);
+}
+
+__attribute__((visibility("default"))) int unlink(const char* path) {
+  SignalAt("unlink", path);
+  using Function = int (*)(const char*);
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "unlink"))(path);
+}
+
+__attribute__((visibility("default"))) ssize_t pread64(int file, void* data, std::size_t size,
+                                                       off64_t offset) {
+  if (size == kBlock) {
+    SignalAt("pread", PathOfOpen(file));
+    if (Fails("pread-locked", PathOfOpen(file)) && IsLocked(file)) {
+      errno = EIO;
+      return -1;
+    }
+  }
+  using Function = ssize_t (*)(int, void*, std::size_t, off64_t);
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pread64"))(file, data, size, offset);
+}
+
+void* __libc_malloc(std::size_t size);
+
+__attribute__((visibility("default"))) void* malloc(std::size_t size) {
+  if (size < kLargePiece || !FailingCallIs("malloc")) return __libc_malloc(size);
+  errno = ENOMEM;
+  return nullptr;
 }
 
 }  // extern "C"

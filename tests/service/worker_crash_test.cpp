@@ -405,7 +405,8 @@ TEST_F(WorkerCrashTest, ASecondRunWithAnotherStateFolderIsRefused) {
                    scratch() / "other_run", {}, std::nullopt);
   const RunResult second = other.Wait();
   EXPECT_EQ(second.status, 6);
-  const std::string message = folder().string() + ": another run holds the library";
+  const std::string message =
+      folder().string() + ": another run holds the library, or somebody else keeps its folder locked";
   EXPECT_EQ(second.err, "lumivault: " + message + "\n");
   EXPECT_EQ(StrictJson(second.out)["error"].asString(), message);
   EXPECT_EQ(StrictJson(second.out)["status"].asInt(), 6);
