@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <exception>
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -44,9 +44,11 @@ ExitStatus StatusOf(const IndexReport& report) {
 // As long as one lives, the library's worker may have a view of the state folder.
 class ViewOfRun {
  public:
-  ViewOfRun(StateRoot root, Library library) : root_(std::move(root)), library_(std::move(library)) {}
+  // LEFT outlives it: why it could not be removed, to be told when the library is held no more.
+  ViewOfRun(StateRoot root, Library library, std::optional<Failure>& left)
+      : root_(std::move(root)), library_(std::move(library)), left_(left) {}
   ~ViewOfRun() {
-    if (const auto removed = RemoveWorkerView(root_, library_); !removed) ReportFailure(removed.failure());
+    if (const auto removed = RemoveWorkerView(root_, library_); !removed) left_ = removed.failure();
   }
   ViewOfRun(const ViewOfRun&) = delete;
   ViewOfRun& operator=(const ViewOfRun&) = delete;
@@ -54,6 +56,7 @@ class ViewOfRun {
  private:
   const StateRoot root_;
   const Library library_;
+  std::optional<Failure>& left_;
 };
 
 // What a run stands on. The view goes before the lock does.
@@ -94,7 +97,7 @@ Outcome<FileDescriptor> BecomeOwners(const StateRoot& state, WorkerStart& worker
   return MakeWorkerView(state, worker.library, *worker.identity);
 }
 
-Outcome<RunSetup> Prepare(const RunOptions& options) {
+Outcome<RunSetup> Prepare(const RunOptions& options, std::optional<Failure>& left) {
   auto program = OpenWorkerProgram();
   if (!program) return program.failure();
   const auto plugin = PluginPath();
@@ -109,7 +112,7 @@ Outcome<RunSetup> Prepare(const RunOptions& options) {
   auto lock = LibraryLock::Take(*root, *library);
   if (!lock) return lock.failure();
   if (auto cleared = RemoveWorkerView(*root, *library); !cleared) return cleared.failure();
-  auto view_of_run = std::make_unique<ViewOfRun>(*root, *library);
+  auto view_of_run = std::make_unique<ViewOfRun>(*root, *library, left);
   WorkerStart worker{program->get(), *plugin, *library, *memory, std::nullopt, -1};
   auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : BecomeOwners(*root, worker);
   if (!view) return view.failure();
@@ -153,15 +156,15 @@ int ReportBrokenRun(const IndexReport& report, const Failure& failure, const Run
 std::size_t DroppedJobs(const StateRoot& root) {
   try {
     return TendJobQueue(root);
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     return 0;
   }
 }
 
-// The library and the signals are let go when this returns: nobody has to wait for who reads the report.
-Outcome<RunEnd> PerformRun(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {
-  StopSignals signals;
-  auto run_setup = Prepare(options);
+// The library is let go when this returns.
+Outcome<RunEnd> PerformRun(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work,
+                           StopSignals& signals, std::optional<Failure>& left) {
+  auto run_setup = Prepare(options, left);
   if (!run_setup) return run_setup.failure();
   const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
   WorkerProcesses starter(run_setup->worker);
@@ -173,8 +176,19 @@ Outcome<RunEnd> PerformRun(const RunOptions& options, const std::function<Outcom
   RunEnd end{run.report(), run.stopped_by(), std::nullopt};
   end.report.dropped_jobs = DroppedJobs(run_setup->root);
   if (!outcome) end.failure = LossOrFailure(outcome.failure(), *run_setup);
-  // Further ones wished for nothing more, and what was done by then is to be told.
-  while (end.stopped_by != 0 && signals.Take() != 0) {
+  return end;
+}
+
+// Nothing is held any more when this returns, the signals neither: nobody has to wait for who reads what is
+// then told.
+Outcome<RunEnd> PerformStoppableRun(const RunOptions& options,
+                                    const std::function<Outcome<Done>(IndexRun&)>& work,
+                                    std::optional<Failure>& left) {
+  StopSignals signals;
+  auto end = PerformRun(options, work, signals, left);
+  // There is nothing left that they could stop, and what was done, or failed, is to be told.
+  while (const int signal = signals.Take()) {
+    if (end && end->stopped_by == 0) end->stopped_by = signal;
   }
   return end;
 }
@@ -224,7 +238,9 @@ Outcome<Library> NamedLibrary(const RunOptions& options) {
 }
 
 int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work) {
-  const auto end = PerformRun(options, work);
+  std::optional<Failure> left;
+  const auto end = PerformStoppableRun(options, work, left);
+  if (left) ReportFailure(*left);
   if (!end) return ReportFailure(end.failure(), options.json);
   return end->failure ? ReportBrokenRun(end->report, *end->failure, options) : PrintReport(*end, options);
 }

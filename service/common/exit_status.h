@@ -16,4 +16,8 @@ enum class ExitStatus : int {
 
 inline constexpr int kSignalExitBase = 128;
 
+inline constexpr ExitStatus StoppedBy(int signal) {
+  return static_cast<ExitStatus>(kSignalExitBase + signal);
+}
+
 #endif  // SERVICE_COMMON_EXIT_STATUS_H_

@@ -21,11 +21,14 @@ bool StopSignals::Pending() const {
   return poll(&events, 1, 0) > 0;
 }
 
-bool StopIsPending() {
-  sigset_t heeded = HeededStopSignals();
+int PendingStop() {
+  const sigset_t heeded = HeededStopSignals();
   sigset_t pending;
-  sigset_t both;
-  return sigpending(&pending) == 0 && sigandset(&both, &heeded, &pending) == 0 && sigisemptyset(&both) == 0;
+  if (sigpending(&pending) != 0) return 0;
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    if (sigismember(&heeded, number) == 1 && sigismember(&pending, number) == 1) return number;
+  }
+  return 0;
 }
 
 int StopSignals::Take() {

@@ -26,7 +26,8 @@ class StopSignals {
   FileDescriptor events_;
 };
 
-// One has arrived that this process holds back, whoever made it do so.
-bool StopIsPending();
+// The number of one that has arrived and that this process holds back, whoever made it do so; 0 when there is
+// none.
+int PendingStop();
 
 #endif  // SERVICE_COMMON_STOP_SIGNALS_H_

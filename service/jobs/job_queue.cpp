@@ -15,6 +15,7 @@
 #include "base/file_descriptor.h"
 #include "base/fixed_path.h"
 #include "common/atomic_file.h"
+#include "common/stop_signals.h"
 #include "platform/files.h"
 
 namespace {
@@ -71,15 +72,19 @@ std::size_t LinesOf(const std::string& text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// Those in the first SIZE bytes. In a hole, which may be of any size, is none.
-std::size_t LinesOf(int file, std::int64_t size) {
+enum class Patience { kToTheEnd, kUntilASignal };
+
+// Those from BEGIN to END. In a hole, which may be of any size, is none. Nothing when a signal to stop comes
+// that is heeded.
+std::optional<std::size_t> LinesOf(int file, std::int64_t begin, std::int64_t end, Patience patience) {
   constexpr std::int64_t kBlock = std::int64_t{1} << 20;
   std::size_t lines = 0;
-  for (std::int64_t at = 0; at < size;) {
+  for (std::int64_t at = begin; at < end;) {
+    if (patience == Patience::kUntilASignal && PendingStop() != 0) return std::nullopt;
     const off_t data = lseek(file, static_cast<off_t>(at), SEEK_DATA);
     if (data < 0 && errno == ENXIO) break;
     at = std::max<std::int64_t>(at, data);
-    const std::string text = ReadAt(file, at, std::clamp<std::int64_t>(size - at, 0, kBlock));
+    const std::string text = ReadAt(file, at, std::clamp<std::int64_t>(end - at, 0, kBlock));
     if (text.empty()) break;
     lines += LinesOf(text);
     at += static_cast<std::int64_t>(text.size());
@@ -114,26 +119,50 @@ void NoteOldest(const std::string& seen, int file) {
   static_cast<void>(WriteWholeFile(seen, text));
 }
 
+// What stands in front of the younger half of a queue.
+struct OlderPart {
+  std::int64_t bytes = 0;
+  std::size_t jobs = 0;
+  std::string oldest;
+};
+
+// It may be of any size: it is counted before anybody has to wait for the queue. Nothing when a signal to
+// stop comes meanwhile.
+std::optional<OlderPart> OlderPartOf(int file) {
+  OlderPart part{SizeOf(file) - kKept, 0, OldestJob(file)};
+  const auto jobs = LinesOf(file, 0, part.bytes, Patience::kUntilASignal);
+  if (!jobs) return std::nullopt;
+  part.jobs = *jobs;
+  return part;
+}
+
 // Keeps the younger half, from the beginning of a line; everything where that cannot be read. It is written
 // before the rest goes, so that a kill in between loses none: some jobs are there twice then, which is
 // allowed, and one is cut in front, where it has no mark of a job.
-std::size_t DropOldest(int file, std::int64_t size) {
+std::size_t DropOldest(int file, std::int64_t size, const OlderPart& older) {
   const std::string end = ReadAt(file, size - kKept, kKept);
   if (static_cast<std::int64_t>(end.size()) != kKept) return 0;
   const std::size_t line_end = end.find('\n');
   const std::string kept = line_end == std::string::npos ? "" : end.substr(line_end + 1);
-  const std::size_t before = LinesOf(file, size - static_cast<std::int64_t>(kept.size()));
+  // A queue grows at its end alone.
+  const auto grown =
+      LinesOf(file, older.bytes, size - static_cast<std::int64_t>(kept.size()), Patience::kUntilASignal);
+  if (!grown) return 0;
+  const std::size_t before = older.jobs + *grown;
   const bool written = pwrite(file, kept.data(), kept.size(), 0) == static_cast<ssize_t>(kept.size());
   if (ftruncate(file, written ? static_cast<off_t>(kept.size()) : 0) != 0) return 0;
   return before + (written ? 0 : LinesOf(kept));
 }
 
-std::size_t Bound() {
+// Of the queue, which is open as QUEUE too.
+std::size_t Bound(int queue) {
+  const auto older = OlderPartOf(queue);
   int file = -1;
-  if (RLIBCFileLockByFile(JobQueuePath().c_str(), 1, &file) == 0) return 0;
+  if (!older || RLIBCFileLockByFile(JobQueuePath().c_str(), 1, &file) == 0) return 0;
   // A reader may have come meanwhile.
   const std::int64_t size = SizeOf(file);
-  const std::size_t dropped = size > kMostJobBytes ? DropOldest(file, size) : 0;
+  const bool as_counted = size >= older->bytes + kKept && OldestJob(file) == older->oldest;
+  const std::size_t dropped = as_counted ? DropOldest(file, size, *older) : 0;
   RLIBCFileUnlockByFile(file);
   return dropped;
 }
@@ -156,7 +185,7 @@ std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
   queue.path = JobQueuePath();
   queue.bytes = file ? SizeOf(file.get()) : 0;
   if (queue.bytes == 0) return std::nullopt;
-  queue.jobs = LinesOf(file.get(), std::min(queue.bytes, kMostCounted));
+  queue.jobs = LinesOf(file.get(), 0, std::min(queue.bytes, kMostCounted), Patience::kToTheEnd).value_or(0);
   queue.unread_since = SeenSince(root, file.get());
   return queue;
 }
@@ -165,7 +194,7 @@ std::size_t TendJobQueue(const StateRoot& root) {
   const FileDescriptor file = OpenQueue();
   // A reader that is slower than this run loses nothing: the oldest has waited since an earlier one.
   const bool waits = file && SeenSince(root, file.get());
-  const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound() : 0;
+  const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound(file.get()) : 0;
   const std::string seen = root.path() + kSeen;
   if (!file || SizeOf(file.get()) == 0) {
     unlink(seen.c_str());

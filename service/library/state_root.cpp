@@ -36,7 +36,6 @@ constexpr mode_t kPassable = 0755;
 constexpr mode_t kPrivateFile = 0600;
 constexpr int kValueSize = 128;
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kLockPatience{10};  // whoever has it makes some small files
 constexpr std::chrono::milliseconds kLockPause{2};
 
 std::string Variable(const char* name) {
@@ -122,15 +121,18 @@ Outcome<Done> StateRoot::MakeFolder(std::string_view folder) const {
   return Done{};
 }
 
-Outcome<FileDescriptor> StateRoot::Lock() const {
+Outcome<FileDescriptor> StateRoot::Lock(std::chrono::milliseconds patience) const {
   const std::string file = Place("/lock");
   FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
   if (!lock) return Unusable(file, errno);
   // A wait inside flock would have no end, for its signals wait as well.
-  const auto deadline = Clock::now() + kLockPatience;
+  const auto deadline = Clock::now() + patience;
   while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK && errno != EINTR) return Unusable(file, errno);
-    if (StopIsPending() || Clock::now() >= deadline) {
+    if (const int signal = PendingStop(); signal != 0) {
+      return Failure{StoppedBy(signal), Visible(path_) + ": stopped while waiting for the state folder"};
+    }
+    if (Clock::now() >= deadline) {
       return Failure{ExitStatus::kLibraryBusy, Visible(path_) + ": another run holds the state folder"};
     }
     std::this_thread::sleep_for(kLockPause);

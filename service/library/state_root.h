@@ -10,6 +10,7 @@
 #ifndef SERVICE_LIBRARY_STATE_ROOT_H_
 #define SERVICE_LIBRARY_STATE_ROOT_H_
 
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,9 +35,11 @@ class StateRoot {
 
   // Makes FOLDER (an appliance path) with its parents.
   Outcome<Done> MakeFolder(std::string_view folder) const;
+  // Whoever has the lock makes some small files.
+  static constexpr std::chrono::seconds kLockPatience{10};
   // Waits until no other process changes the root; held until the descriptor closes. Fails with kLibraryBusy
-  // when that takes ten seconds, or a signal to stop arrives meanwhile.
-  Outcome<FileDescriptor> Lock() const;
+  // when that takes longer than PATIENCE, as stopped when a signal to stop arrives meanwhile.
+  Outcome<FileDescriptor> Lock(std::chrono::milliseconds patience = kLockPatience) const;
 
  private:
   explicit StateRoot(std::string path) : path_(std::move(path)) {}

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{64} << 20;
 constexpr std::size_t kJobSize = 1'000;
+constexpr int kTerminated = 128 + SIGTERM;
 
 constexpr const char* kNoJob = "its background job could not be queued";
 
@@ -172,6 +173,40 @@ TEST_F(JobQueueTest, UpToItsBoundAllAreKept) {
   const std::string before = ReadFile(queue());
   EXPECT_FALSE(Index().isMember("dropped_jobs"));
   EXPECT_EQ(ReadFile(queue()), before);
+}
+
+// The plug-in waits for the lock, and loses its job then.
+TEST_F(JobQueueTest, WhatIsDroppedIsCountedBeforeTheQueueIsLocked) {
+  Index();
+  const std::size_t before = Fill(kMostBytes + 1);
+  Index();
+  Environment("LD_PRELOAD", FAILING_CALLS);
+  Environment("FAIL_CALL", "pread-locked");
+  Environment("FAIL_NAME", queue().filename());
+  const Json::Value report = Index();
+  EXPECT_EQ(report["dropped_jobs"].asUInt64(), before - LinesIn(ReadFile(queue())));
+}
+
+// There may be more of it than anybody waits for.
+TEST_F(JobQueueTest, ASignalEndsTheCountAndNothingIsDropped) {
+  Index();
+  Fill(kMostBytes + 1);
+  Index();
+  const std::string before = ReadFile(queue());
+  Environment("LD_PRELOAD", FAILING_CALLS);
+  Environment("FAIL_CALL", "pread-signalled");
+  Environment("FAIL_NAME", queue().filename());
+  EXPECT_FALSE(Index({}, kTerminated).isMember("dropped_jobs"));
+  EXPECT_EQ(ReadFile(queue()), before);
+}
+
+TEST_F(JobQueueTest, WantOfMemoryForItCostsNoReport) {
+  Index();
+  Fill(kMostBytes + 1);
+  Index();
+  Environment("LD_PRELOAD", FAILING_CALLS);
+  Environment("FAIL_CALL", "malloc");
+  EXPECT_EQ(Index()["unchanged"].asInt(), 1);
 }
 
 TEST_F(JobQueueTest, TheTextTellsHowManyWereDropped) {

@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 
@@ -18,6 +19,7 @@
 #include "support/temp_dir.h"
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -159,23 +161,58 @@ TEST_F(StateRootTest, OneThatIsHeldForLongIsWaitedForATime) {
   const StateRoot root = Prepared();
   const auto held = root.Lock();
   ASSERT_TRUE(held);
+  const auto begin = std::chrono::steady_clock::now();
   const auto refused = root.Lock();
+  const auto waited = std::chrono::steady_clock::now() - begin;
   ASSERT_FALSE(refused);
   EXPECT_EQ(refused.failure().status, ExitStatus::kLibraryBusy);
   EXPECT_EQ(refused.failure().message, root_path().string() + ": another run holds the state folder");
+  EXPECT_GE(waited, 10s);
+  EXPECT_LT(waited, 20s);
+}
+
+TEST_F(StateRootTest, NobodyHasToWaitForItSoLong) {
+  const StateRoot root = Prepared();
+  const auto held = root.Lock();
+  ASSERT_TRUE(held);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(root.Lock(50ms));
+  const auto waited = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(waited, 50ms);
+  EXPECT_LT(waited, 5s);
 }
 
 TEST_F(StateRootTest, ASignalEndsTheWaitForIt) {
   const StateRoot root = Prepared();
   std::optional held = root.Lock();
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    const int status = WaitFor(StartChild([&] {
+      signal(number, SIG_DFL);
+      StopSignals signals;
+      raise(number);
+      held.reset();  // the parent has it still
+      const auto refused = root.Lock();
+      signals.Take();
+      const bool told = !refused && refused.failure().message ==
+                                        root_path().string() + ": stopped while waiting for the state folder";
+      return told ? static_cast<int>(refused.failure().status) : 0;
+    }));
+    EXPECT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(WEXITSTATUS(status), kSignalExitBase + number);
+  }
+}
+
+// The lock is one that nobody had to be waited for.
+TEST_F(StateRootTest, ASignalIsNoReasonNotToTakeIt) {
+  const StateRoot root = Prepared();
   const int status = WaitFor(StartChild([&] {
-    signal(SIGTERM, SIG_DFL);
-    const StopSignals signals;
+    StopSignals signals;
     raise(SIGTERM);
-    held.reset();  // the parent has it still
-    return root.Lock() ? 1 : 2;
+    const bool taken = static_cast<bool>(root.Lock());
+    signals.Take();
+    return taken ? 0 : 1;
   }));
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+  EXPECT_EQ(status, 0);
 }
 
 // Half a minute.
