@@ -42,8 +42,12 @@ std::uint64_t MappedBytes(const WorkItem& item) {
 }  // namespace
 
 bool SupervisorChannel::TurnTo(std::uint32_t index, const WorkItem& item) {
-  AllowMapping(MappedBytes(item));
-  return Announce(index);
+  // First, so that a disk that does not answer is charged to the file that is asked of it.
+  const bool told = Announce(index);
+  const auto [mapped, first_time] = mapped_.try_emplace(index, 0);
+  if (first_time) mapped->second = MappedBytes(item);
+  AllowMapping(mapped->second);
+  return told;
 }
 
 bool SupervisorChannel::TurnToNone() {
@@ -61,6 +65,7 @@ bool SupervisorChannel::Take(const Results& results) {
 }
 
 bool SupervisorChannel::End() {
+  mapped_.clear();
   return channel_.Send(MessageType::kBatchEnd);
 }
 

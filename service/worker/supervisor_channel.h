@@ -2,6 +2,7 @@
 #define SERVICE_WORKER_SUPERVISOR_CHANNEL_H_
 
 #include <cstdint>
+#include <unordered_map>
 
 #include "work/wire.h"
 #include "work/work_item.h"
@@ -24,6 +25,7 @@ class SupervisorChannel : public BatchGiver {
   bool Announce(std::uint32_t index);
 
   Channel& channel_;
+  std::unordered_map<std::uint32_t, std::uint64_t> mapped_;  // of the batch's items that it has turned to
 };
 
 #endif  // SERVICE_WORKER_SUPERVISOR_CHANNEL_H_

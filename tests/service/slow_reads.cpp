@@ -1,12 +1,16 @@
 // Put in front of the system's calls by LD_PRELOAD, as on a disk that has to start: the first large read of a
 // file, or the one behind SLOW_READ_AFTER others, takes SLOW_READ_SECONDS. Nobody waits for it: the process's
-// clock goes on.
+// clock goes on. The file STUCK_READ_NAME never answers who asks for its first four bytes.
 #include <dlfcn.h>
 #include <sys/types.h>
 #include <time.h>
+#include <unistd.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <string>
+#include <string_view>
 
 namespace {
 
@@ -25,9 +29,20 @@ void TakeTime(std::size_t size) {
   if (size == kLargeRead && left-- == 0) ahead += FromEnvironment("SLOW_READ_SECONDS", 0);
 }
 
+void GetStuck(int descriptor, std::size_t size) {
+  constexpr std::size_t kStart = 4;
+  const char* name = getenv("STUCK_READ_NAME");
+  if (size != kStart || name == nullptr) return;
+  std::array<char, 4096> path{};
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  if (readlink(link.c_str(), path.data(), path.size() - 1) <= 0) return;
+  while (std::string_view(path.data()).ends_with(name)) pause();
+}
+
 ssize_t Read(int descriptor, void* data, std::size_t size, off64_t offset) {
   using Function = ssize_t (*)(int, void*, std::size_t, off64_t);
   TakeTime(size);
+  GetStuck(descriptor, size);
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pread64"))(descriptor, data, size, offset);
 }
 

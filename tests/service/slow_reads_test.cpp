@@ -90,6 +90,20 @@ TEST_F(SlowReadsTest, AVideoThatMovedKeepsItsRowWhenItCannotBeReadInTime) {
   EXPECT_EQ(Value("SELECT path FROM video WHERE duration > 0"), Key("b.mp4"));
 }
 
+// It, and at once: a worker that is at nothing may take a minute longer.
+TEST_F(SlowReadsTest, AFileThatIsNeverReadIsTheOneToBlame) {
+  fs::remove(File("a.mp4"));
+  for (const char* name : {"b.jpg", "c.jpg", "d.jpg"}) MakeJpeg(File(name), 8, 8);
+  Environment("LD_PRELOAD", SLOW_READS);
+  Environment("STUCK_READ_NAME", "/c.jpg");
+  const auto begin = std::chrono::steady_clock::now();
+  const Json::Value report = Index({"--jobs=1", "--timeout=1"}, kSomeFailed);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s);
+  EXPECT_EQ(report["added"].asInt(), 2);
+  ASSERT_EQ(report["failed"].size(), 1U);
+  EXPECT_TRUE(report["failed"][0]["path"].asString().ends_with("/c.jpg")) << report.toStyledString();
+}
+
 bool IsLate(const fs::path& path, const AvFile::Limits& limits) {
   const int descriptor = open(path.c_str(), O_RDONLY);
   const bool late = AvFile(descriptor, AvFile::Kind::kVideo, limits).late();
