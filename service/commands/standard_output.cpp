@@ -1,6 +1,5 @@
 #include "commands/standard_output.h"
 
-#include <limits.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -9,6 +8,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <string>
+#include <utility>
+
+#include "common/unwaiting_output.h"
 
 namespace {
 
@@ -28,21 +30,40 @@ int Note(int error) {
   return first_error;
 }
 
-// False when STOPS has a signal. Nothing else interrupts a write that waits for a reader.
-bool WaitForReader(const StopSignals& stops) {
+// Or for a signal.
+void WaitForReader(const StopSignals& stops) {
   std::array<pollfd, 2> events{pollfd{STDOUT_FILENO, POLLOUT, 0}, pollfd{stops.descriptor(), POLLIN, 0}};
   while (poll(events.data(), events.size(), -1) < 0 && errno == EINTR) {
   }
-  return events.back().revents == 0;
 }
 
-int Drain(const StopSignals* stops) {
+// A terminal may say that it takes something, and have no room for what is next.
+void PauseUntil(const StopSignals& stops) {
+  constexpr int kPause = 10;  // milliseconds
+  pollfd event{stops.descriptor(), POLLIN, 0};
+  poll(&event, 1, kPause);
+}
+
+int DrainUnless(const StopSignals& stops) {
+  static const UnwaitingOutput output(STDOUT_FILENO);
+  bool waited = false;
+  for (std::string_view rest = Buffer(); !rest.empty();) {
+    if (stops.Pending()) return Note(EINTR);
+    const auto taken = output.Write(rest);
+    if (!taken) return Note(errno);
+    rest.remove_prefix(*taken);
+    const bool again = std::exchange(waited, *taken == 0);
+    if (waited && again) PauseUntil(stops);
+    if (waited && !again) WaitForReader(stops);
+  }
+  Buffer().clear();
+  return first_error;
+}
+
+int Drain() {
   std::string_view rest = Buffer();
   while (!rest.empty()) {
-    if (stops != nullptr && !WaitForReader(*stops)) return Note(EINTR);
-    // What a pipe that is not full takes without waiting.
-    const std::size_t size = stops != nullptr ? std::min<std::size_t>(rest.size(), PIPE_BUF) : rest.size();
-    const ssize_t written = write(STDOUT_FILENO, rest.data(), size);
+    const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
     if (written < 0 && errno != EINTR) return Note(errno);
     rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
   }
@@ -54,10 +75,11 @@ int Drain(const StopSignals* stops) {
 
 int Write(std::string_view text, const StopSignals* stops) {
   Buffer() += text;
-  return Buffer().size() < kBufferBytes ? first_error : Drain(stops);
+  if (Buffer().size() < kBufferBytes) return first_error;
+  return stops != nullptr ? DrainUnless(*stops) : Drain();
 }
 
 int WriteOut(std::string_view text) {
   Buffer() += text;
-  return Drain(nullptr);
+  return Drain();
 }

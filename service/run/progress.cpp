@@ -74,6 +74,10 @@ ProgressMode ProgressModeFor(std::FILE* out, bool quiet) {
   return isatty(fileno(out)) != 0 && !dumb ? ProgressMode::kTerminal : ProgressMode::kLines;
 }
 
+Progress::Progress(std::FILE* out, ProgressMode mode) : out_(out), mode_(mode) {
+  if (mode != ProgressMode::kNone) output_.emplace(fileno(out));
+}
+
 milliseconds Progress::Interval() const {
   return mode_ == ProgressMode::kTerminal ? kRedraw : kLine;
 }
@@ -86,16 +90,22 @@ void Progress::Show(const ProgressState& state) {
   last_ = Clock::now();
   const std::string line = ProgressLine(state);
   if (mode_ == ProgressMode::kTerminal) {
-    std::fprintf(out_, "\r%s\033[K", Fitted(line, Width(out_) - 1).c_str());
-    drawn_ = true;
+    if (Put("\r" + Fitted(line, Width(out_) - 1) + "\033[K")) drawn_ = true;
   } else if (mode_ == ProgressMode::kLines) {
-    std::fprintf(out_, "lumivault: %s\n", line.c_str());
+    Put("lumivault: " + line + "\n");
   }
-  std::fflush(out_);
 }
 
 void Progress::Clear() {
-  if (!std::exchange(drawn_, false)) return;
-  std::fputs("\r\033[K", out_);
-  std::fflush(out_);
+  if (std::exchange(drawn_, false)) Put("\r\033[K");
+}
+
+bool Progress::Put(std::string text) {
+  if (!rest_.empty()) {
+    rest_.erase(0, output_->Write(rest_).value_or(rest_.size()));
+    if (!rest_.empty()) return false;
+  }
+  const std::size_t taken = output_->Write(text).value_or(0);
+  if (taken > 0) rest_ = text.erase(0, taken);
+  return taken > 0;
 }

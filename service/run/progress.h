@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "common/unwaiting_output.h"
+
 // How far a run is.
 struct ProgressState {
   std::size_t done = 0;
@@ -24,10 +26,11 @@ enum class ProgressMode { kNone, kLines, kTerminal };
 ProgressMode ProgressModeFor(std::FILE* out, bool quiet);
 
 // Shows a run's progress on a terminal as one line that is redrawn at most ten times a second, elsewhere as a
-// plain line every five seconds.
+// plain line every five seconds. What is not taken at once is not shown: a run waits for nobody who looks at
+// it.
 class Progress {
  public:
-  Progress(std::FILE* out, ProgressMode mode) : out_(out), mode_(mode) {}
+  Progress(std::FILE* out, ProgressMode mode);
   ~Progress() { Clear(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -42,9 +45,13 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
   std::chrono::milliseconds Interval() const;
+  // False where it is dropped. What was taken in part is completed before anything else.
+  bool Put(std::string text);
 
   std::FILE* out_;
   ProgressMode mode_;
+  std::optional<UnwaitingOutput> output_;  // nothing for kNone
+  std::string rest_;
   Clock::time_point last_ = Clock::now();
   bool drawn_ = false;
 };

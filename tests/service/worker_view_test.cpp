@@ -1,14 +1,20 @@
 // What the owner's worker sees of root's state folder is there as long as the run is.
 #include "setup/worker_view.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <array>
 #include <filesystem>
+#include <map>
 #include <string>
 
+#include "base/file_descriptor.h"
 #include "service/owned_library_fixture.h"
 
 namespace fs = std::filesystem;
@@ -47,6 +53,13 @@ class WorkerViewTest : public OwnedLibraryTest {
     return {};
   }
   fs::path LibraryPlace() const { return fs::directory_iterator(state() / "libraries")->path(); }
+  static constexpr int kLevels = 100;
+  // More folders in one another than can be open at once.
+  void MakeDeep() const {
+    std::string deep(kJobs);
+    for (int i = 0; i < kLevels; ++i) deep += "/d";
+    UsePreviewTool("mkdir -p " + deep);
+  }
   // Ends a run, whose worker is at a photo, by the signal.
   void StopBy(int number) {
     UsePreviewTool("sleep 20");
@@ -97,16 +110,35 @@ TEST_F(WorkerViewTest, HasNothingOfAnEarlierRun) {
 }
 
 TEST_F(WorkerViewTest, ThatCannotBeRemovedIsTold) {
-  constexpr int kLevels = 100;
-  std::string deep(kJobs);
-  for (int i = 0; i < kLevels; ++i) deep += "/d";
-  UsePreviewTool("mkdir -p " + deep);
+  MakeDeep();
   const FewFiles few(kLevels / 2);
   for (const int status : {0, 4}) {
     const RunResult result = Run({"index", folder(), "--quiet"});
     EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.err, "lumivault: " + View().string() + ": cannot be removed: Too many open files\n");
   }
+}
+
+// The line about it is for somebody who may take nothing.
+TEST_F(WorkerViewTest, ThatCannotBeRemovedHoldsNoLibrary) {
+  Index();
+  Photo("b.jpg");
+  MakeDeep();
+  const FewFiles few(kLevels / 2);
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  const FileDescriptor reader(ends.front());
+  const FileDescriptor writer(ends.back());
+  const auto room = static_cast<std::size_t>(fcntl(writer.get(), F_GETPIPE_SZ));
+  ASSERT_EQ(write(writer.get(), std::string(room, '.').data(), room), static_cast<ssize_t>(room));
+  const std::string redirection = "exec \"$@\" 2>/proc/self/fd/" + std::to_string(writer.get());
+  const std::map<std::string, std::string> as_it_is;
+  const ProgramRun run({"-c", redirection, "sh", LUMIVAULT_PROGRAM, "index", folder(), "--quiet",
+                        "--root=" + state().string()},
+                       scratch() / "stalled", as_it_is, std::nullopt, "/bin/sh");
+  EXPECT_TRUE(Eventually([&] { return Value("SELECT count(*) FROM photo_image") == "2"; }));
+  const FileDescriptor library(open(folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  EXPECT_TRUE(Eventually([&] { return flock(library.get(), LOCK_EX | LOCK_NB) == 0; }));
 }
 
 }  // namespace
