@@ -69,7 +69,7 @@ void Say(int socket, std::string_view bytes, WorkerLink& link) {
 
 // The end of the conversation: of five items some are done, and the others are left.
 void CheckRest(WorkerLink& link, const Heard& heard) {
-  const WorkerLink::Rest rest = link.TakeRest();
+  const HandedBatch::Rest rest = link.TakeRest();
   Require(heard.done + rest.entries.size() == kItems, "an item is lost");
   Require(!rest.current || *rest.current < rest.entries.size(), "it is at nothing");
 }
