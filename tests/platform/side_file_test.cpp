@@ -5,7 +5,6 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -15,6 +14,7 @@
 #include <string>
 
 #include "platform/sqlite_files_fixture.h"
+#include "support/access_list.h"
 #include "support/child_processes.h"
 
 namespace fs = std::filesystem;
@@ -201,20 +201,9 @@ TEST_F(SqliteFilesTest, ASideFileOfSomebodyOutsideTheGroupIsRefusedThoughItBears
 
 constexpr uid_t kNamed = 20'005;
 
-// Lets the user kNamed write FILE, and its own group do what GROUP says; false where there are no access
-// lists.
+// Lets the user kNamed write FILE.
 bool NameInList(const std::string& file, std::uint16_t group, std::uint16_t others) {
-  struct Entry {
-    std::uint16_t tag;
-    std::uint16_t rights;
-    std::uint32_t id;
-  };
-  struct List {
-    std::uint32_t version = 2;
-    Entry entries[5];
-  };
-  const List list{2, {{1, 6, ~0U}, {2, 6, kNamed}, {4, group, ~0U}, {16, 6, ~0U}, {32, others, ~0U}}};
-  return setxattr(file.c_str(), "system.posix_acl_access", &list, sizeof list, 0) == 0;
+  return NameInAccessList(file, kNamed, {6, group, others});
 }
 
 // The owner, a user and the mask of an access list may write; the group reads.

@@ -1,7 +1,7 @@
 // Put in front of the system's calls by LD_PRELOAD: those that FAIL_CALL names fail with an I/O error for the
 // name FAIL_NAME, which may have folders in front, as on a disk that breaks. "flock-first" is held by
 // somebody else the first two times. With "-signalled" behind its name a call is made, and the process told
-// to stop. "pread-locked" fails while the file is locked; "malloc" has no memory in large pieces.
+// to stop. "pread-locked" fails while the file is locked.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
@@ -22,16 +22,12 @@ constexpr int kNamesBeforeTheError = 4;  // "." and ".." among them
 
 constexpr int kHeldTimes = 2;
 constexpr std::size_t kBlock = std::size_t{1} << 20;
-constexpr std::size_t kLargePiece = std::size_t{32} << 20;
-
-bool FailingCallIs(const std::string& call) {
-  const char* failing = getenv("FAIL_CALL");
-  return failing != nullptr && failing == call;
-}
 
 bool Fails(const std::string& call, const std::string& path) {
+  const char* failing = getenv("FAIL_CALL");
   const char* name = getenv("FAIL_NAME");
-  return FailingCallIs(call) && name != nullptr && ("/" + path).ends_with(std::string("/") + name);
+  return failing != nullptr && failing == call && name != nullptr &&
+         ("/" + path).ends_with(std::string("/") + name);
 }
 
 void SignalAt(const std::string& call, const std::string& path) {
@@ -110,14 +106,6 @@ __attribute__((visibility("default"))) ssize_t pread64(int file, void* data, std
   }
   using Function = ssize_t (*)(int, void*, std::size_t, off64_t);
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pread64"))(file, data, size, offset);
-}
-
-void* __libc_malloc(std::size_t size);
-
-__attribute__((visibility("default"))) void* malloc(std::size_t size) {
-  if (size < kLargePiece || !FailingCallIs("malloc")) return __libc_malloc(size);
-  errno = ENOMEM;
-  return nullptr;
 }
 
 }  // extern "C"

@@ -201,11 +201,13 @@ TEST_F(JobQueueTest, ASignalEndsTheCountAndNothingIsDropped) {
 }
 
 TEST_F(JobQueueTest, WantOfMemoryForItCostsNoReport) {
+#ifdef LUMIVAULT_SANITIZED_WORKER
+  GTEST_SKIP() << "a sanitizer has an allocation of its own";
+#endif
   Index();
   Fill(kMostBytes + 1);
   Index();
-  Environment("LD_PRELOAD", FAILING_CALLS);
-  Environment("FAIL_CALL", "malloc");
+  Environment("LD_PRELOAD", FAILING_MEMORY);
   EXPECT_EQ(Index()["unchanged"].asInt(), 1);
 }
 
