@@ -140,6 +140,11 @@ Outcome<std::optional<MediaRecord>> ReadRecord(DatabaseReader& database, const s
   return record;
 }
 
+bool IsAlbum(DatabaseReader& database, const std::string& below) {
+  const auto album = database.Query({"shareid"}, kAlbumByNameSql, below.empty() ? kRootAlbum : below);
+  return album && !album->empty();
+}
+
 Outcome<std::optional<std::vector<ListedEntry>>> ListFolder(DatabaseReader& database, const Library& library,
                                                             const std::string& below) {
   const std::string root = library.shared() ? library.folder : "";

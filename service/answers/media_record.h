@@ -33,6 +33,9 @@ struct MediaRecord {
 // The record of the file with this key (Library::FileKey). Absent: no row. A failed statement is a failure.
 Outcome<std::optional<MediaRecord>> ReadRecord(DatabaseReader& database, const std::string& key);
 
+// The folder with the path BELOW the library is an album.
+bool IsAlbum(DatabaseReader& database, const std::string& below);
+
 // One line of a folder's list.
 struct ListedEntry {
   const char* kind = "";  // "album", "photo" or "video"

@@ -105,7 +105,7 @@ Outcome<DryRun> TryRun(const StateRoot& root, const Library& library, bool accep
   const ScratchFolder scratch;
   auto catalogue = OpenCopy(scratch, root, library, accepts_loss);
   if (!catalogue) return catalogue.failure();
-  if (catalogue->FileCount() == 0 && catalogue->Folders().empty()) {
+  if (IsFirstRun(*catalogue)) {
     auto items = WholeTree(library);
     if (!items) return items.failure();
     return DryRun{std::move(*items), {}, {}, ""};

@@ -25,6 +25,7 @@ constexpr const char* kRootFact = "root";
 constexpr const char* kDatabaseFact = "database";
 constexpr const char* kMarkedFact = "marked";
 constexpr const char* kMountsFact = "mounts";
+constexpr const char* kRootAlbumFact = "root_album";
 constexpr const char* kReaderFact = "reader";
 constexpr const char* kOtherDatabaseSuffix = ".other";
 constexpr const char* kBetweenSuffix = ".exchange";
@@ -97,6 +98,7 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
   DatabaseReader database = DatabaseReader::Of(library);
   if (!identity.empty() && !(database && database.IsReadable())) return UnusableDatabase(library, database);
   catalogue.Clear();
+  catalogue.facts().Remove(kRootAlbumFact);
   LibraryFacts facts;
   if (database && database.HasSchema()) {
     auto found = ReadFacts(database);
@@ -162,6 +164,7 @@ Outcome<Done> BringInStep(Catalogue& catalogue, const Library& library, const st
   const CatalogueStanding standing = StandingOf(ReadNotedGenerations(catalogue), *facts);
   if (standing == CatalogueStanding::kInStep) return Done{};
   const bool other = standing == CatalogueStanding::kUnrelated;
+  if (other) catalogue.facts().Remove(kRootAlbumFact);
   if (other && !database.HasSchema()) return MakeAnew(catalogue, library, identity);
   if (auto agreed = other ? RestartFromRows(catalogue, database, library, *facts)
                           : RepairFromRows(catalogue, database, library, *facts);
@@ -238,6 +241,14 @@ MountRecord MountsInDatabase(Catalogue& catalogue) {
 
 void RecordMounts(Catalogue& catalogue, const std::string& mounts) {
   catalogue.facts().Put(kMountsFact, mounts);
+}
+
+bool IsFirstRun(Catalogue& catalogue) {
+  return catalogue.FileCount() == 0 && catalogue.Folders().empty() && !catalogue.facts().Find(kRootAlbumFact);
+}
+
+void RecordRootAlbum(Catalogue& catalogue) {
+  SetFact(catalogue, kRootAlbumFact, "");
 }
 
 bool RootChanged(Catalogue& catalogue, const Library& library) {

@@ -33,6 +33,11 @@ void RecordMounts(Catalogue& catalogue, const std::string& mounts);
 
 // The folder is not the one that the catalogue was made of: another disk, or something in its place.
 bool RootChanged(Catalogue& catalogue, const Library& library);
+// Nothing of the library was ever stored, its own album neither.
+bool IsFirstRun(Catalogue& catalogue);
+// The library's own album is in the database.
+void RecordRootAlbum(Catalogue& catalogue);
+
 // Notes the folder of today.
 void RecordRoot(Catalogue& catalogue, const Library& library);
 // Notes the database of today, where there was none when the catalogue was opened. Another one that takes its

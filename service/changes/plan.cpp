@@ -34,6 +34,7 @@ class Planner {
     if (options_.stopped && options_.stopped()) return Plan{};
     if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
     AskLossBrake(differences);
+    if (auto taken = TakeRowless(differences.gone_files); !taken) return taken.failure();
     WithholdOutOfReach(out_of_reach);
     AddFolders(folder_moves, differences.folders);
     AddFileMoves(file_moves);
@@ -98,6 +99,23 @@ class Planner {
     question.accepted = options_.accepts_loss;
     plan_.verdict = JudgeLoss(question, catalogue_);
     plan_.withheld_reason = plan_.verdict.reason;
+  }
+
+  // They are forgotten when the others are deleted.
+  Outcome<Done> TakeRowless(std::vector<CatalogueEntry>& gone) {
+    std::vector<CatalogueEntry> unstored;
+    for (const CatalogueEntry& file : gone) {
+      if (file.outcome == ItemOutcome::kUnusable) unstored.push_back(file);
+    }
+    if (unstored.empty()) return Done{};
+    const auto with_rows = PathsWithRows(unstored);
+    if (!with_rows) return with_rows.failure();
+    std::erase_if(gone, [&](const CatalogueEntry& file) {
+      const bool rowless = file.outcome == ItemOutcome::kUnusable && !with_rows->contains(file.path);
+      if (rowless) plan_.rowless.push_back(MakeItem(ItemAction::kDelete, file.kind, file.path, file.stamp));
+      return rowless;
+    });
+    return Done{};
   }
 
   void WithholdOutOfReach(const OutOfReach& out_of_reach) {

@@ -21,6 +21,8 @@ struct Plan {
   // Both in the order of their stages. The deletes come when everything else is done.
   std::vector<WorkItem> items;
   std::vector<WorkItem> deletes;
+  // What is gone and has no rows to delete: files that could not be stored. Forgotten with the deletes.
+  std::vector<WorkItem> rowless;
   // What is not sent because files may only be out of reach, and why; nothing when all of it is.
   std::vector<WorkItem> withheld;
   std::string withheld_reason;

@@ -17,8 +17,11 @@ struct Options {
   bool dry_run = false;
 };
 
-// As the run itself would.
-Outcome<Done> LookAsOwner(const RunOptions& options, const Library& library) {
+// Refused, and looked at, as the run itself would.
+Outcome<Done> MayBeTried(const RunOptions& options, const StateRoot& root, const Library& library) {
+  if (!library.shared()) {
+    if (auto may = MayBeMade(root, library); !may) return may;
+  }
   if (options.as_root) return Done{};
   const auto owner = OwnerToBecome(library);
   if (!owner) return owner.failure();
@@ -30,8 +33,8 @@ int ShowDryRun(const RunOptions& options) {
   if (!root) return ReportFailure(root.failure(), options.json);
   const auto library = NamedLibrary(options);
   if (!library) return ReportFailure(library.failure(), options.json);
-  if (auto looks = LookAsOwner(options, *library); !looks)
-    return ReportFailure(looks.failure(), options.json);
+  if (auto may = MayBeTried(options, *root, *library); !may)
+    return ReportFailure(may.failure(), options.json);
   const auto run = TryRun(*root, *library, options.accepts_loss);
   if (!run) return ReportFailure(run.failure(), options.json);
   const std::string text = options.json ? JsonLine(DryRunJson(*run)) + "\n" : DryRunText(*run);
@@ -49,7 +52,7 @@ int Index(const Options& options) {
 
 Runner DefineIndex(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  AddRunOptions(app, options->run);
+  AddRunOptions(app, options->run, "Folder to index; its database is made inside it");
   app.add_flag("--dry-run", options->dry_run, "Show what a run would change; change nothing")
       ->excludes("--failed");
   return [options] { return Index(*options); };

@@ -52,6 +52,8 @@ Failure InNoLibrary(const std::string& path, ExitStatus status) {
                 ": the list of libraries (etc/kavo/personal.conf in the state folder) or a home cannot be "
                 "read, so it cannot be told in whose library this lies"};
   }
+  if (access(path.c_str(), F_OK) != 0 && errno == ENOENT)
+    return {status, Visible(path) + ": " + ErrorText(ENOENT)};
   return {status, Visible(path) + ": lies in no library; lumivault index makes one of a folder"};
 }
 

@@ -29,7 +29,7 @@ struct OpenedLibrary {
   std::string key() const { return library.Below(path); }
 };
 
-// Nothing was ever indexed around PATH.
+// Nothing was ever indexed around PATH, or it is not there.
 Failure InNoLibrary(const std::string& path, ExitStatus status);
 
 // The library that the absolute PATH lies in (or is), for a state folder named ROOT.

@@ -1,6 +1,7 @@
 #include "commands/program.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <exception>
@@ -14,42 +15,96 @@
 
 namespace {
 
+// What a command does, for the exit statuses that it can end with.
+enum Doing : unsigned { kReads = 1, kRuns = 2, kMakes = 4, kExamines = 8, kAll = 15 };
+
 struct Command {
   const char* name;
   const char* help;
   Runner (*define)(CLI::App& app);
+  Doing doing;
 };
 
 constexpr std::array kCommands{
-    Command{"init", "Set up a tree that several people share, with its PostgreSQL database", &DefineInit},
-    Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex},
+    Command{"init", "Set up a tree that several people share, with its PostgreSQL database", &DefineInit,
+            kMakes},
+    Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, kRuns},
     Command{"reindex", "Read every file of a library again and delete the rows of files that are not there",
-            &DefineReindex},
-    Command{"show", "Show the row of one file, with its labels, people and album", &DefineShow},
-    Command{"ls", "List what is indexed directly in a folder", &DefineList},
-    Command{"albums", "List the albums of a library", &DefineAlbums},
-    Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels},
-    Command{"stats", "Count the photos, videos, albums and labels of a library", &DefineStats},
+            &DefineReindex, kRuns},
+    Command{"show", "Show the row of one file, with its labels, people and album", &DefineShow, kReads},
+    Command{"ls", "List what is indexed directly in a folder", &DefineList, kReads},
+    Command{"albums", "List the albums of a library", &DefineAlbums, kReads},
+    Command{"labels", "List the labels of a library: people, places and keywords", &DefineLabels, kReads},
+    Command{"stats", "Count the photos, videos, albums and labels of a library", &DefineStats, kReads},
     Command{"export", "Print every row of a library as JSON, one object a line, to compare two libraries",
-            &DefineExport},
-    Command{"rights", "Show who may see, upload to and manage an album", &DefineRights},
-    Command{"doctor", "Report what is missing or wrong, and how to fix it", &DefineDoctor},
+            &DefineExport, kReads},
+    Command{"rights", "Show who may see, upload to and manage an album", &DefineRights, kReads},
+    Command{"doctor", "Report what is missing or wrong, and how to fix it", &DefineDoctor, kExamines},
+};
+
+struct StatusLine {
+  unsigned ends;  // what it can end
+  const char* text;
 };
 
 // The table of README.md; a test compares them.
-constexpr const char* kExitStatuses =
-    "Exit status:\n"
-    "  0 done\n"
-    "  1 fatal error, or the result could not be written; for commands that only read, also: no such row or "
-    "library\n"
-    "  2 wrong command line\n"
-    "  3 done, but some files failed that had not failed before\n"
-    "  4 bad configuration: state folder, plug-in or a tool is missing or unusable\n"
-    "  5 the database cannot be reached, or it failed\n"
-    "  6 another run holds the library, be it one with another --root, or keeps the state folder for ten "
-    "seconds; or somebody else keeps the library's folder locked\n"
-    "  7 rows of files that may only be out of reach were kept; --accept-loss deletes them\n"
-    "  129, 130, 143 stopped by SIGHUP, SIGINT (Ctrl-C) or SIGTERM; everything so far is kept";
+constexpr std::array kExitStatuses{
+    StatusLine{kAll, "0 done"},
+    StatusLine{
+        kAll,
+        "1 fatal error, or the result could not be written; for commands that only read, also: no such "
+        "row or library"},
+    StatusLine{kAll, "2 wrong command line, or a folder that cannot be what the command makes of it"},
+    StatusLine{kRuns, "3 done, but some files failed that had not failed before"},
+    StatusLine{kAll,
+               "4 bad configuration: state folder, plug-in or a tool is missing or unusable; for doctor, "
+               "also: no such library"},
+    StatusLine{kAll, "5 the database cannot be reached, or it failed"},
+    StatusLine{kRuns | kMakes,
+               "6 another run holds the library, be it one with another --root, or keeps the state folder "
+               "for ten seconds; or somebody else keeps the library's folder locked"},
+    StatusLine{kRuns, "7 rows of files that may only be out of reach were kept; --accept-loss deletes them"},
+    StatusLine{kAll,
+               "129, 130, 143 stopped by SIGHUP, SIGINT (Ctrl-C) or SIGTERM; everything so far is kept"},
+};
+
+// LINE in lines that fit a terminal, those after the first further in.
+std::string Wrapped(std::string line) {
+  constexpr std::size_t kWidth = 79;
+  constexpr const char* kFirst = "  ";
+  constexpr const char* kNext = "\n      ";
+  std::string text = kFirst;
+  for (std::size_t room = kWidth - 2; line.size() > room; room = kWidth - 6) {
+    const std::size_t blank = line.rfind(' ', room);
+    text += line.substr(0, blank) + kNext;
+    line.erase(0, blank + 1);
+  }
+  return text + line + "\n";
+}
+
+std::string ExitStatuses(Doing doing) {
+  std::string text = "Exit status:\n";
+  for (const StatusLine& line : kExitStatuses) {
+    if ((line.ends & doing) != 0) text += Wrapped(line.text);
+  }
+  text.pop_back();
+  return text;
+}
+
+bool IsCommand(const std::string& name) {
+  return std::any_of(kCommands.begin(), kCommands.end(),
+                     [&](const auto& command) { return name == command.name; });
+}
+
+// "help" and "help COMMAND" are other names of --help.
+std::vector<std::string> WithoutHelp(std::vector<std::string> arguments) {
+  if (arguments.empty() || arguments.front() != "help") return arguments;
+  arguments.erase(arguments.begin());
+  const bool unknown =
+      !arguments.empty() && !arguments.front().starts_with('-') && !IsCommand(arguments.front());
+  if (!unknown) arguments.emplace_back("--help");
+  return arguments;
+}
 
 // What is wrong with the command line, in one line. The parser misses a command before it looks at what
 // stands in its place.
@@ -65,18 +120,20 @@ std::string UsageText(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Lumivault: indexes the photos and videos of a folder in a database");
+  CLI::App app("Lumivault: indexes the photos and videos of a folder in a database", "lumivault");
   app.set_version_flag("--version", "lumivault " LUMIVAULT_VERSION);
   app.require_subcommand(1);
-  app.footer(kExitStatuses);
+  app.footer(ExitStatuses(kAll) + "\n\nlumivault help COMMAND tells the options of one.");
   Runner runner;
   for (const Command& command : kCommands) {
     CLI::App* sub = app.add_subcommand(command.name, command.help);
-    sub->footer(kExitStatuses);
+    sub->footer(ExitStatuses(command.doing));
     sub->final_callback([&runner, run = command.define(*sub)] { runner = run; });
   }
   try {
-    app.parse(argc, argv);
+    std::vector<std::string> arguments = WithoutHelp({argv + 1, argv + std::max(argc, 1)});
+    std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
+    app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
       return ReportFailure({ExitStatus::kUsage, UsageText(app, error)});

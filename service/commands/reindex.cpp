@@ -6,6 +6,6 @@
 
 Runner DefineReindex(CLI::App& app) {
   const auto options = std::make_shared<RunOptions>();
-  AddRunOptions(app, *options);
+  AddRunOptions(app, *options, "Library whose files are read again");
   return [options] { return RunOnLibrary(*options, [](IndexRun& run) { return run.Reindex(); }); };
 }

@@ -203,11 +203,10 @@ std::string CheckedMemory(const std::string& text) {
 
 }  // namespace
 
-void AddRunOptions(CLI::App& app, RunOptions& options) {
+void AddRunOptions(CLI::App& app, RunOptions& options, const char* folder) {
   options.workers = std::max(1U, std::thread::hardware_concurrency());
   options.timeout = kDefaultTimeout;
-  app.add_option("folder", options.folder, "Folder to index; its database is made inside it")
-      ->type_name("FOLDER");
+  app.add_option("folder", options.folder, folder)->type_name("FOLDER");
   AddSharedOption(app, options.shared);
   app.add_option("-j,--jobs", options.workers, "Number of worker processes; default one per processor")
       ->type_name("N")
@@ -216,8 +215,8 @@ void AddRunOptions(CLI::App& app, RunOptions& options) {
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestTimeout, kLongestTimeout));
   app.add_option("--worker-memory", options.worker_memory,
-                 "Memory that one worker may use, in MiB, 0 for no limit; default 512, or worker_memory in "
-                 "settings.conf")
+                 "Memory that one worker may use, in MiB, at least 256, or 0 for no limit; default 512, or "
+                 "worker_memory in settings.conf")
       ->type_name("MIB")
       ->check(CheckedMemory);
   app.add_flag("--as-root", options.as_root,

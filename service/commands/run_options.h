@@ -27,7 +27,8 @@ struct RunOptions {
   bool json = false;
 };
 
-void AddRunOptions(CLI::App& app, RunOptions& options);
+// FOLDER says in the help text what the folder is.
+void AddRunOptions(CLI::App& app, RunOptions& options, const char* folder);
 
 // The library that they name, which is not made.
 Outcome<Library> NamedLibrary(const RunOptions& options);

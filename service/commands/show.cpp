@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int kSchemaVersion = 1;
+constexpr const char* kFolder = "is a folder; lumivault ls lists it";
 
 struct Options {
   std::string file;
@@ -29,10 +30,10 @@ Outcome<Found> Find(const Options& options) {
   if (options.file.empty()) return Failure{ExitStatus::kUsage, "show needs a file name"};
   auto opened = OpenLibraryAround(options.root, KeyPath(options.file));
   if (!opened) return opened.failure();
-  if (opened->key().empty()) return NotIndexed(opened->path, "not a file");
-  auto record = ReadRecord(opened->database, opened->library.FileKey(opened->key()));
+  const std::string key = opened->key();
+  auto record = ReadRecord(opened->database, opened->library.FileKey(key));
   if (!record) return record.failure();
-  if (!*record) return NotIndexed(opened->path, "not indexed");
+  if (!*record) return NotIndexed(opened->path, IsAlbum(opened->database, key) ? kFolder : "not indexed");
   return Found{opened->path, opened->library, std::move(**record)};
 }
 

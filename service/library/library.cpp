@@ -106,9 +106,9 @@ bool LockAtOnce(const FileDescriptor& file) {
   return true;
 }
 
-Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library) {
+Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library, int make) {
   const std::string file = root.Place(library.StateFolder() + "/lock");
-  FileDescriptor lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
+  FileDescriptor lock(open(file.c_str(), O_RDWR | make | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
   if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
   if (LockAtOnce(lock)) return lock;
   if (errno == EWOULDBLOCK) return Busy(library);
@@ -119,7 +119,7 @@ Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library
 // just make it.
 bool IsAlive(const StateRoot& root, const Library& library) {
   if (access(library.database().c_str(), F_OK) == 0) return true;
-  const auto lock = LockInRoot(root, library);
+  const auto lock = LockInRoot(root, library, 0);
   return !lock && lock.failure().status == ExitStatus::kLibraryBusy;
 }
 
@@ -238,6 +238,11 @@ Outcome<Done> ClearOfLibraries(const StateRoot& root, const Library& library) {
   return WriteWholeFile(personal_file, *content);
 }
 
+Outcome<Done> MayBeMade(const StateRoot& root, const Library& library) {
+  const auto content = WithoutDeadOverlaps(root, library);
+  return content ? Outcome<Done>(Done{}) : content.failure();
+}
+
 std::optional<Library> SharedTree() {
   std::array<char, kPathSize> link{};
   std::array<char, kPathSize> folder{};
@@ -291,7 +296,7 @@ bool OwnerIsKnown(const std::string& path) {
 }
 
 Outcome<LibraryLock> LibraryLock::Take(const StateRoot& root, const Library& library) {
-  auto in_root = LockInRoot(root, library);
+  auto in_root = LockInRoot(root, library, O_CREAT);
   if (!in_root) return in_root.failure();
   FileDescriptor folder(open(library.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder && !LockAtOnce(folder)) {

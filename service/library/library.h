@@ -47,6 +47,9 @@ Outcome<Library> MakeLibrary(const StateRoot& root, const std::string& folder);
 // tree.
 Outcome<Library> NameLibrary(const std::string& folder);
 
+// Fails where MakeLibrary would refuse LIBRARY for another library; nothing is made.
+Outcome<Done> MayBeMade(const StateRoot& root, const Library& library);
+
 // The shared tree that FOLDER would be; nothing is made.
 Outcome<Library> NameSharedTree(const std::string& folder);
 // Fails when a personal library lies in or around LIBRARY; one that was given up is forgotten instead.

@@ -62,6 +62,13 @@ Failure Unusable(const std::string& path, int error) {
   return {ExitStatus::kConfiguration, path + ": " + ErrorText(error)};
 }
 
+// FOLDER is the one of STATE or on the way to it; people named neither, but what they want to index.
+Failure NoStateFolder(const std::string& state, const std::string& folder, int error) {
+  return {ExitStatus::kConfiguration, "the state folder " + Visible(state) +
+                                          " cannot be made: " + Visible(folder) + ": " + ErrorText(error) +
+                                          "; name another with --root"};
+}
+
 bool MakeOne(const std::string& folder, mode_t mode) {
   return mkdir(folder.c_str(), mode) == 0 || (errno == EEXIST && fs::is_directory(folder));
 }
@@ -115,7 +122,9 @@ Outcome<StateRoot> StateRoot::Locate(const std::string& named) {
 Outcome<Done> StateRoot::MakeFolder(std::string_view folder) const {
   const std::string whole = Place(folder);
   for (std::size_t end = path_.size(); end != std::string::npos; end = whole.find('/', end + 1)) {
-    if (!MakeOne(whole.substr(0, end), kPrivate)) return Unusable(whole.substr(0, end), errno);
+    const std::string above = whole.substr(0, end);
+    if (!MakeOne(above, kPrivate))
+      return end == path_.size() ? NoStateFolder(path_, above, errno) : Unusable(above, errno);
   }
   if (!MakeOne(whole, kPrivate)) return Unusable(whole, errno);
   return Done{};
@@ -142,7 +151,8 @@ Outcome<FileDescriptor> StateRoot::Lock(std::chrono::milliseconds patience) cons
 
 Outcome<Done> StateRoot::MakeWay() const {
   for (std::size_t end = path_.find('/', 1); end != std::string::npos; end = path_.find('/', end + 1)) {
-    if (!MakeOne(path_.substr(0, end), kPassable)) return Unusable(path_.substr(0, end), errno);
+    const std::string above = path_.substr(0, end);
+    if (!MakeOne(above, kPassable)) return NoStateFolder(path_, above, errno);
   }
   return Done{};
 }

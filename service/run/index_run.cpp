@@ -60,8 +60,7 @@ IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& cata
 
 Outcome<Done> IndexRun::Update() {
   if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked, false);
-  const bool first_time = catalogue_.FileCount() == 0 && catalogue_.Folders().empty();
-  return Conclude(first_time ? UpdateFirstTime() : UpdateDifferences(), false);
+  return Conclude(IsFirstRun(catalogue_) ? UpdateFirstTime() : UpdateDifferences(), false);
 }
 
 Outcome<Done> IndexRun::UpdateFirstTime() {
@@ -84,7 +83,7 @@ Outcome<Done> IndexRun::UpdateDifferences() {
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
   held_.LeaveOut(plan->deletes);
   if (auto sent = Send(std::move(plan->deletes)); !sent) return sent;
-  return ForgetMounts(*plan);
+  return ForgetGone(*plan);
 }
 
 Outcome<Done> IndexRun::Reindex() {
@@ -104,7 +103,7 @@ Outcome<Done> IndexRun::MarkSendAndSweep() {
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   if (auto sent = SendEverything(plan->hiding); !sent) return sent;
   if (auto swept = SweepOrDelete(*plan); !swept) return swept;
-  return ForgetMounts(*plan);
+  return ForgetGone(*plan);
 }
 
 Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hiding) {
@@ -182,8 +181,10 @@ Outcome<Done> IndexRun::Unmark() {
   return records_.marked() ? Send({WholeLibrary(library_.folder, ItemAction::kUnmark)}) : Done{};
 }
 
-Outcome<Done> IndexRun::ForgetMounts(const Plan& plan) {
+Outcome<Done> IndexRun::ForgetGone(Plan& plan) {
   if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
+  held_.LeaveOut(plan.rowless);
+  for (const WorkItem& item : plan.rowless) records_.Forget(item);
   return Send(ListOf(mounts_.After(plan)));
 }
 

@@ -64,7 +64,8 @@ class IndexRun {
   Outcome<LossVerdict> JudgeMarked(MarkedRows& marked);
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
-  Outcome<Done> ForgetMounts(const Plan& plan);
+  // What went and leaves no rows: files that had none, mounts.
+  Outcome<Done> ForgetGone(Plan& plan);
 
   Outcome<Done> Send(std::vector<WorkItem> items);
   Outcome<Done> SendFrom(WorkQueue::Source source);

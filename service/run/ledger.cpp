@@ -82,7 +82,10 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   if (result.done() && !folder) ++report_.added;
   if (result.done() && folder && NoAlbumReason(report_.library.Below(item.path)) == nullptr)
     ++report_.folders;
-  if (item.path == report_.library.folder) return;
+  if (item.path == report_.library.folder) {
+    if (result.done()) records_.NoteRootAlbum();
+    return;
+  }
   if (folder && result.outcome == ItemOutcome::kNotKept) held_.Add(item);
   if (result.done() || (!folder && IsLearned(result.outcome))) records_.Put(item, result);
 }

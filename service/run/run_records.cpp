@@ -44,6 +44,10 @@ void RunRecords::ForgetOldName(const WorkItem& item) {
   catalogue_.Remove(Key(item.from), item.kind);
 }
 
+void RunRecords::NoteRootAlbum() {
+  RecordRootAlbum(catalogue_);
+}
+
 void RunRecords::NoteMounts(const std::string& mounts) {
   RecordMounts(catalogue_, mounts);
 }

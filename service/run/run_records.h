@@ -37,6 +37,7 @@ class RunRecords {
   // What moved has no rows under its old name any more.
   void ForgetOldName(const WorkItem& item);
   // What the database knows of mounts, as its text.
+  void NoteRootAlbum();
   void NoteMounts(const std::string& mounts);
   // Rows are marked by a full reindex.
   void NoteMarked(bool marked) { marked_ = marked; }

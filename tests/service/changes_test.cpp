@@ -359,4 +359,47 @@ TEST_F(ChangesTest, ADryRunOfANewFolderWritesNothing) {
   EXPECT_FALSE(fs::exists(other / ".KAVOHGADB"));
 }
 
+// As a run is: for a folder in a library, and for one around it.
+TEST_F(ChangesTest, ADryRunIsRefusedWhereARunIs) {
+  const std::string trip = File("trip").string();
+  const std::string above = scratch().string();
+  for (const std::string& refused : {trip, above}) {
+    const RunResult run = Run({"index", refused});
+    const RunResult tried = Run({"index", refused, "--dry-run"});
+    EXPECT_EQ(tried.status, 2);
+    EXPECT_EQ(tried.out, "");
+    EXPECT_EQ(tried.err, run.err);
+    EXPECT_EQ(tried.err, "lumivault: " + refused + ": lies in or around the library " + folder().string() +
+                             "; to give that one up, delete its .KAVOHGADB\n");
+  }
+}
+
+TEST_F(ChangesTest, ADryRunOfAFolderInAnAbandonedLibraryForgetsNothing) {
+  fs::remove(File(".KAVOHGADB"));
+  const fs::path list = state() / "etc/kavo/personal.conf";
+  const std::string before = ReadFile(list);
+  EXPECT_EQ(Run({"index", File("trip"), "--dry-run"}).status, 0);
+  EXPECT_EQ(ReadFile(list), before);
+}
+
+TEST_F(ChangesTest, AnEmptyLibraryIsMadeOnce) {
+  const fs::path empty = scratch() / "empty";
+  fs::create_directory(empty);
+  EXPECT_EQ(Run({"index", empty, "--dry-run"}).out, "add folder " + empty.string() + "\n");
+  EXPECT_EQ(StrictJson(Run({"index", empty, "--json"}).out)["folders"].asInt(), 1);
+  EXPECT_EQ(Run({"index", empty, "--dry-run"}).out, "");
+  EXPECT_EQ(StrictJson(Run({"index", empty, "--json"}).out)["folders"].asInt(), 0);
+  fs::remove(empty / ".KAVOHGADB");
+  EXPECT_EQ(StrictJson(Run({"index", empty, "--json"}).out)["folders"].asInt(), 1);
+}
+
+TEST_F(ChangesTest, AnEmptiedLibraryHasItsAlbumStill) {
+  for (const auto& entry : fs::directory_iterator(folder())) {
+    if (!entry.path().filename().string().starts_with('.')) fs::remove_all(entry.path());
+  }
+  EXPECT_EQ(Index({"--accept-loss"})["folders"].asInt(), 0);
+  EXPECT_EQ(Index()["folders"].asInt(), 0);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_share"), "1");
+}
+
 }  // namespace

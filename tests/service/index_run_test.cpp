@@ -144,6 +144,20 @@ TEST_F(IndexRunTest, AFirstRunSendsEverythingAndTheNextNothing) {
   EXPECT_EQ(workers().steps(), 0U) << "no worker was started";
 }
 
+// Nothing else tells that the library was ever stored.
+TEST_F(IndexRunTest, TheAlbumOfAnEmptyLibraryIsSentUntilItIsThere) {
+  const auto refused = [](const WorkItem&) { return ItemResult{ItemOutcome::kNotKept, "refused", ""}; };
+  for (int run = 0; run < 2; ++run) {
+    workers_ = std::make_unique<ScriptedWorkers>(loop_, refused);
+    EXPECT_EQ(Update().report.failed.size(), 1U) << run;
+  }
+  NewWorkers();
+  EXPECT_EQ(Update().report.folders, 1U);
+  NewWorkers();
+  EXPECT_EQ(Update().report.folders, 0U);
+  EXPECT_EQ(workers().steps(), 0U);
+}
+
 TEST_F(IndexRunTest, ChangesOfAllKindsMakeTheRowsTrue) {
   MakeTree();
   Update();

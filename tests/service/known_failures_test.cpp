@@ -64,6 +64,42 @@ TEST_F(KnownFailuresTest, TheJsonTellsWhatIsKnown) {
   EXPECT_TRUE(report["notes"][0]["known"].asBool());
 }
 
+// It never had a row.
+TEST_F(KnownFailuresTest, OneThatGoesIsNoRowDeleted) {
+  fs::remove(File("bad.jpg"));
+  EXPECT_EQ(Run({"index", "--dry-run", folder()}).out, "");
+  for (int run = 0; run < 2; ++run) {
+    const Json::Value report = Index();
+    EXPECT_EQ(report["deleted"].asInt(), 0);
+    EXPECT_EQ(report["failed"].size(), 0U);
+  }
+  WriteFile(File("bad.jpg"), "");
+  EXPECT_FALSE(IsKnown(Index({}, kSomeFailed), "bad.jpg")) << "it was forgotten";
+}
+
+TEST_F(KnownFailuresTest, OneThatGoesWithAllOthersIsNotWithheld) {
+  for (const char* name : {"bad.jpg", "good.jpg", "cut.jpg"}) fs::remove(File(name));
+  constexpr int kLoss = 7;
+  const Json::Value withheld = Index({}, kLoss)["withheld"]["paths"];
+  ASSERT_EQ(withheld.size(), 2U);
+  EXPECT_EQ(withheld[0]["path"].asString(), File("cut.jpg").string());
+  EXPECT_EQ(withheld[1]["path"].asString(), File("good.jpg").string());
+  WriteFile(File("bad.jpg"), "");
+  MakeJpeg(File("good.jpg"), 8, 8);
+  const Json::Value accepted = Index({"--accept-loss"}, kSomeFailed);
+  EXPECT_EQ(accepted["deleted"].asInt(), 1) << "the one cut short";
+}
+
+// Its row is that of what it was.
+TEST_F(KnownFailuresTest, OneWithARowIsDeleted) {
+  WriteFile(File("good.jpg"), "");
+  Index({}, kSomeFailed);
+  fs::remove(File("good.jpg"));
+  EXPECT_EQ(Run({"index", "--dry-run", folder()}).out, "delete photo " + File("good.jpg").string() + "\n");
+  EXPECT_EQ(Index()["deleted"].asInt(), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
+}
+
 // The file was damaged before; that its row stays now is another matter.
 TEST_F(KnownFailuresTest, ARefusedDeleteOfADamagedFileIsNew) {
   WriteFile(File("good.jpg"), "");

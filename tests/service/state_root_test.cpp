@@ -157,6 +157,21 @@ TEST_F(StateRootTest, AFileInItsPlaceIsABadConfiguration) {
 }
 
 // Somebody may have stopped whoever holds it.
+// It is the home's, as a rule, and people named something else.
+TEST_F(StateRootTest, OneThatCannotBeMadeIsNamedWithTheRemedy) {
+  const std::string file = dir_path() / "file";
+  WriteFile(file, "");
+  for (const std::string& state : {file + "/state", file + "/deep/state"}) {
+    const auto root = StateRoot::Locate(state);
+    ASSERT_TRUE(root);
+    const auto prepared = root->Prepare();
+    ASSERT_FALSE(prepared);
+    EXPECT_EQ(prepared.failure().status, ExitStatus::kConfiguration);
+    EXPECT_EQ(prepared.failure().message, "the state folder " + state + " cannot be made: " + file +
+                                              ": File exists; name another with --root");
+  }
+}
+
 TEST_F(StateRootTest, OneThatIsHeldForLongIsWaitedForATime) {
   const StateRoot root = Prepared();
   const auto held = root.Lock();
