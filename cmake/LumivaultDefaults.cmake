@@ -18,8 +18,7 @@ endif()
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
   set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-  # Without this it passes on whatever uses a precompiled header.
-  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE_PROGRAM})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${PROJECT_SOURCE_DIR}/cmake/cached-compiler ${PROJECT_SOURCE_DIR})
 endif()
 
 # Linked by every target of our own; third-party headers come in as SYSTEM and stay out of the warnings.

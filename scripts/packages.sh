@@ -52,13 +52,21 @@ need_build_folder() {
     fail "cannot write below $project/build; build in a clone of your own"
 }
 
+# The cache of compiled files is one for all clones of a user, or where he has none, the clone's own.
+use_compiler_cache() {
+  [ -z "${CCACHE_DIR:-}" ] || return 0
+  CCACHE_DIR="${XDG_CACHE_HOME:-${HOME:-}/.cache}/lumivault/ccache"
+  mkdir -p "$CCACHE_DIR" 2>/dev/null && [ -w "$CCACHE_DIR" ] || CCACHE_DIR="$project/build/ccache"
+  export CCACHE_DIR CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-10G}"
+}
+
 # build_preset PRESET TARGET...: configures and builds below build/PRESET; shows the output only when that fails.
 build_preset() {
   preset=$1
   shift
   need_build_folder "$preset"
   log="$project/build/$preset/build.log"
-  export CCACHE_DIR="${CCACHE_DIR:-$project/build/ccache}"
+  use_compiler_cache
   (
     cd "$project" &&
       cmake --preset "$preset" && cmake --build --preset "$preset" ${1:+--target "$@"}
