@@ -17,6 +17,9 @@ void* operator new(std::size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
+void* operator new(std::size_t size, const std::nothrow_t& /*none*/) noexcept {
+  return memory_is_short != nullptr && memory_is_short(size) ? nullptr : std::malloc(size);
+}
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
