@@ -9,6 +9,7 @@
 #include "base/export_guard.h"
 #include "base/fixed_path.h"
 #include "base/limits.h"
+#include "base/one_event.h"
 #include "base/text.h"
 #include "platform/files.h"
 #include "platform/index.h"
@@ -132,6 +133,22 @@ int Check(const char* path) {
   return 0;
 }
 
+// What an event asks again about the path that it has asked about last: the context is still of that.
+struct Checked {
+  unsigned long event = OneEvent::kNone;
+  std::string path;
+};
+
+int CheckOnce(const std::string& path) {
+  static Checked last;
+  const unsigned long event = OneEvent::Current();
+  if (event != OneEvent::kNone && last.event == event && last.path == path) return 0;
+  last.event = OneEvent::kNone;
+  if (Check(path.c_str()) < 0) return -1;
+  last = {event, path};
+  return 0;
+}
+
 }  // namespace
 
 int HGAStatusCheck(const char* path) {
@@ -142,7 +159,7 @@ int HGAStatusCheck(const char* path) {
     LOG_COLON(kPersonalPhotoSource, "strdup failed.");
     return -1;
   }
-  return Guarded(kPersonalPhotoSource, -1, [&] { return Check(copy->c_str()); });
+  return Guarded(kPersonalPhotoSource, -1, [&] { return CheckOnce(*copy); });
 }
 
 int HGAStatusIsHGARequest(void) {

@@ -8,6 +8,7 @@
 #include "base/json_value.h"
 #include "base/limits.h"
 #include "base/log.h"
+#include "base/one_event.h"
 #include "base/text.h"
 #include "lumivault/photo_database.h"
 #include "lumivault/photo_index.h"
@@ -69,6 +70,7 @@ int RenameWebVideo(Json::Value& info, const char* new_path, const char* old_path
 int MoveInPlace(Json::Value& info, const char* new_path, const char* old_path) {
   const MediaKind kind = IndexMediaKindGet(new_path);
   if (HGAStatusCheck(new_path) < 0) return -1;
+  const OneEvent event;
   IndexMediaInfoComplete(info);
   if (kind == MediaKind::kPhoto) return RenamePhoto(info, new_path, old_path);
   if (kind == MediaKind::kWebVideo) return RenameWebVideo(info, new_path, old_path);

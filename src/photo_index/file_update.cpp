@@ -7,6 +7,7 @@
 #include "base/fixed_path.h"
 #include "base/json_value.h"
 #include "base/log.h"
+#include "base/one_event.h"
 #include "lumivault/photo_index.h"
 #include "lumivault/photo_util.h"
 #include "photo_index/arguments.h"
@@ -85,6 +86,7 @@ bool SaveRow(PHOTO_TABLE_TYPE table, Json::Value& info, const char* failure, int
 
 int UpdateFile(Json::Value* info, unsigned index_type, const UpdateRules& rules) {
   if (IsMissing(info)) return -1;
+  const OneEvent event;
   const std::string path = JsonText(*info, "szPath");
   if (IsUnexpectedFolder(path.c_str())) return -1;
   const MediaKind kind = IndexMediaKindGet(path.c_str());

@@ -7,6 +7,7 @@
 
 #include "base/limits.h"
 #include "base/log.h"
+#include "base/one_event.h"
 #include "base/text.h"
 #include "photo_util/photo_dir.h"
 #include "platform/files.h"
@@ -26,11 +27,30 @@ File OpenBeneath(const std::string& path) {
   return file;
 }
 
+// Most files have no side files at all, and an event asks for eight: one look at the folder in which all of
+// them lie answers for the event. Outside of events each is looked for.
+bool SideFolderIsGone(const std::string& root, std::string_view folder) {
+  struct Look {
+    unsigned long event = OneEvent::kNone;
+    std::string folder;
+    bool gone = false;
+  };
+  static Look last;
+  const unsigned long event = OneEvent::Current();
+  if (event == OneEvent::kNone) return false;
+  if (last.event != event || last.folder != folder) {
+    last = {event, std::string(folder), false};
+    last.gone = KAVOBeneathFolderGone(root.c_str(), last.folder.c_str()) != 0;
+  }
+  return last.gone;
+}
+
 }  // namespace
 
 bool SideFileExists(const std::string& path) {
   const auto root = PhotoRootIn(path.c_str());
-  return root && KAVOBeneathExist(root->c_str(), path.c_str()) != 0;
+  return root && !SideFolderIsGone(*root, FolderOf(path)) &&
+         KAVOBeneathExist(root->c_str(), path.c_str()) != 0;
 }
 
 std::optional<std::string> FindSideItem(std::string_view path, const char* item) {

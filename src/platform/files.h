@@ -61,6 +61,9 @@ KAVO_API int KAVOBeneathRootGet(const char* folder, char* out, int size);
 KAVO_API int KAVOBeneathRemove(const char* root, const char* path);
 // Non-zero when the regular file PATH exists and its removal is not pending.
 KAVO_API int KAVOBeneathExist(const char* root, const char* path);
+// Non-zero when nothing stands under the name of FOLDER, so that no file in it exists; 0 also when that
+// cannot be told.
+KAVO_API int KAVOBeneathFolderGone(const char* root, const char* folder);
 // Gives the regular file or directory PATH the mode. With file_modes=keep in the package's settings it leaves
 // the mode as it is and succeeds, and so with settings that cannot be read: a person's photos are opened up
 // to nobody. A process of root's refuses (EPERM) a file with a second name, and what in a user's folder is

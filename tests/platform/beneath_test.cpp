@@ -90,6 +90,19 @@ TEST_F(BeneathTest, ARelativePathDoesNotClimb) {
   }
 }
 
+TEST_F(BeneathTest, AFolderIsGoneWhenNothingBearsItsName) {
+  const auto gone = [&](const std::string& name) {
+    return KAVOBeneathFolderGone(root().c_str(), (root() / name).c_str());
+  };
+  EXPECT_NE(gone("@eaDir/a.jpg"), 0);
+  fs::create_directories(root() / "@eaDir/a.jpg");
+  EXPECT_EQ(gone("@eaDir/a.jpg"), 0);
+  fs::create_directory_symlink(root(), root() / "@eaDir/b.jpg");
+  EXPECT_EQ(gone("@eaDir/b.jpg"), 0) << "a link is something";
+  EXPECT_EQ(KAVOBeneathFolderGone(root().c_str(), "/nowhere"), 0) << "not below the root: not told";
+  EXPECT_EQ(KAVOBeneathFolderGone(nullptr, nullptr), 0);
+}
+
 TEST_F(BeneathTest, NullArgumentsFail) {
   EXPECT_EQ(KAVOBeneathOpen(nullptr, "/a"), -1);
   EXPECT_EQ(KAVOBeneathRemove("/", nullptr), -1);

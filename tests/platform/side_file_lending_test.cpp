@@ -61,6 +61,16 @@ class SideFileLendingTest : public testing::Test {
   LoanScript loan_;
 };
 
+TEST_F(SideFileLendingTest, ItsFolderIsNotGoneWhileItIsLent) {
+  const std::string folder = SideFile().parent_path();
+  EXPECT_NE(KAVOBeneathFolderGone(root().c_str(), folder.c_str()), 0);
+  Lend();
+  EXPECT_EQ(KAVOBeneathFolderGone(root().c_str(), folder.c_str()), 0);
+  EXPECT_NE(KAVOBeneathFolderGone(root().c_str(), (folder + "x").c_str()), 0);
+  ASSERT_EQ(Remove(), 0);
+  EXPECT_NE(KAVOBeneathFolderGone(root().c_str(), folder.c_str()), 0);
+}
+
 TEST_F(SideFileLendingTest, NothingIsThereUntilItIsLent) {
   EXPECT_FALSE(Exists());
   EXPECT_EQ(Text(), "-");

@@ -119,6 +119,14 @@ int KAVOBeneathExist(const char* root, const char* path) {
   });
 }
 
+int KAVOBeneathFolderGone(const char* root, const char* folder) {
+  return Answered("KAVOBeneathFolderGone", [&]() -> int {
+    if (Fails("KAVOBeneathFolderGone", root, folder)) return 0;
+    struct stat status;
+    return PathIsIn(folder, root) && stat(folder, &status) != 0 && errno == ENOENT ? 1 : 0;
+  });
+}
+
 int KAVOBeneathMode(const char* root, const char* path, mode_t mode) {
   return Answered("KAVOBeneathMode", [&]() -> int {
     char octal[16];

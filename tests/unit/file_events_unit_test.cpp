@@ -48,6 +48,29 @@ TEST_F(FileAdd, LeavesOtherKindsOfFoldersAlone) {
   EXPECT_FALSE(info_.isMember("szName"));
 }
 
+TEST_F(FileAdd, LooksAtTheSettingsOnceAndTheNextAddNoticesAChange) {
+  UsePersonal();
+  const std::string path = PersonalFile("a.jpg");
+  const int before = fake().Count("KAVOIndexPersonalPhotoPathGet");
+  ASSERT_EQ(Add(path), 0);
+  EXPECT_EQ(fake().Count("KAVOIndexPersonalPhotoPathGet") - before, 1);
+  Set("runpersonallumivault", "no");
+  fake().statements.clear();
+  EXPECT_EQ(Add(path), 0);
+  EXPECT_THAT(fake().statements, IsEmpty());
+}
+
+TEST_F(FileAdd, LooksOnceForSideFilesAndTheNextAddNoticesOne) {
+  UsePersonal();
+  const std::string path = PersonalFile("a.jpg");
+  ASSERT_EQ(Add(path), 0);
+  EXPECT_EQ(fake().Count("KAVOBeneathFolderGone"), 1);
+  EXPECT_EQ(fake().Count("KAVOBeneathExist"), 0);
+  WriteFile(personal() + "/@eaDir/a.jpg/KAVOPHOTO_TITLE", "title");
+  ASSERT_EQ(Add(path), 0);
+  EXPECT_EQ(info_["szTitle"], "title");
+}
+
 TEST_F(FileAdd, DoesNothingForARefusedPath) {
   UsePersonal();
   const std::string side = personal() + "/@eaDir/a.jpg/KAVOPHOTO_TITLE";

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "base/one_event.h"
 #include "lumivault/photo_database.h"
 #include "support/failing_memory.h"
 #include "support/fake_platform.h"
@@ -51,6 +52,58 @@ class RequestContextTest : public testing::Test {
 bool IsAllZero(const HGA_INFORMATION& context) {
   const HGA_INFORMATION zero{};
   return std::memcmp(&context, &zero, sizeof zero) == 0;
+}
+
+// How often the personal switch was looked up: once for each check that was made.
+constexpr const char* kOneCheck = "KAVOIndexPersonalPhotoPathGet";
+
+TEST_F(RequestContextTest, OutsideOfAnEventEveryCheckAsksAnew) {
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  fake().key_values[settings()]["runpersonallumivault"] = "no";
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), -1);
+}
+
+TEST_F(RequestContextTest, AnEventAsksOnceForAPathInARow) {
+  const std::string file = photos_ + "/a.jpg";
+  const OneEvent event;
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(HGAStatusCheck(file.c_str()), 0);
+  EXPECT_EQ(fake().Count(kOneCheck), 1);
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 1);
+  EXPECT_EQ(HGAStatusCheck(file.c_str()), 0);
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 0);
+  EXPECT_EQ(fake().Count(kOneCheck), 3);
+}
+
+TEST_F(RequestContextTest, AnEventWithinAnEventBelongsToIt) {
+  const OneEvent event;
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  {
+    const OneEvent inner;
+    EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  }
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  EXPECT_EQ(fake().Count(kOneCheck), 1);
+}
+
+TEST_F(RequestContextTest, TheNextEventNoticesAChangedSetting) {
+  {
+    const OneEvent event;
+    EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  }
+  fake().key_values[settings()]["runpersonallumivault"] = "no";
+  const OneEvent event;
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), -1);
+}
+
+TEST_F(RequestContextTest, ARefusalIsNotRemembered) {
+  const OneEvent event;
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  EXPECT_EQ(HGAStatusCheck("user:"), -1);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 0);
+  EXPECT_EQ(HGAStatusCheck("user:"), -1);
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  EXPECT_EQ(HGAStatusIsHGARequest(), 1);
 }
 
 TEST_F(RequestContextTest, RecordHasItsFixedLayout) {

@@ -151,6 +151,13 @@ int KAVOBeneathExist(const char* root, const char* path) {
   });
 }
 
+int KAVOBeneathFolderGone(const char* root, const char* folder) {
+  return Contained(0, [&] {
+    if (root == nullptr || folder == nullptr || HoldsLentSideFile(folder)) return 0;
+    return !FindBelow(root, folder) && errno == ENOENT ? 1 : 0;
+  });
+}
+
 int KAVOBeneathMode(const char* root, const char* path, mode_t mode) {
   return Noted(root, path, [mode](const std::string& folder, const std::string& file) {
     return ChangeMode(folder, file, mode);

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string_view>
 
+#include "base/path_below.h"
 #include "core/error.h"
 #include "core/open_below.h"
 #include "platform/share.h"
@@ -36,6 +37,10 @@ int Lend(const char* path, const char* item, std::string_view text) {
 
 bool IsLentSideFile(const std::string& root, const std::string& path) {
   return lent.has_value() && lent->path == path && RelativeTo(root, path).has_value();
+}
+
+bool HoldsLentSideFile(std::string_view folder) {
+  return lent.has_value() && LiesBelow(lent->path, folder);
 }
 
 FileDescriptor OpenLentSideFile() {
