@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr std::string_view kIptcKeywords = "Iptc.Application2.Keywords";
 constexpr std::size_t kListingLineSize = 255;
 constexpr std::size_t kListingColumns = 3;  // key, type and count stand before a value
 

@@ -23,7 +23,7 @@ constexpr const char* kXmpKeywords = "Xmp.dc.subject";
 constexpr const char* kListEverything = "-pa";
 
 std::optional<std::vector<std::string>> IptcEntries(const char* path) {
-  const auto listing = MetadataListing(kListEverything, path);
+  const auto listing = MetadataListing(kListEverything, path, {kIptcKeywords});
   if (!listing) return std::nullopt;
   return ListedKeywords(*listing);
 }

@@ -71,7 +71,7 @@ std::optional<int> OrientationOf(const char* path) {
 
 std::optional<MetadataPeople> GetPhotoPeopleTaggingFromMetadata(const char* path, People people) {
   if (!IsThereToRead(path)) return std::nullopt;
-  const auto listing = MetadataListing(kListKeysAndValues, path);
+  const auto listing = MetadataListing(kListKeysAndValues, path, {kMicrosoftRegion, kGroupRegion});
   if (!listing) return std::nullopt;
   OwnedHash regions = HashOf(ParseRegions(*listing), people);
   if (regions == nullptr) return std::nullopt;

@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr std::string_view kMicrosoftRegion = "Xmp.MP.RegionInfo/MPRI:Regions[";
-constexpr std::string_view kGroupRegion = "Xmp.mwg-rs.Regions/mwg-rs:RegionList[";
 constexpr const char* kMicrosoftName = "/MPReg:PersonDisplayName";
 constexpr const char* kMicrosoftRectangle = "/MPReg:Rectangle";
 constexpr const char* kGroupName = "/mwg-rs:Name";

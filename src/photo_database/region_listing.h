@@ -6,6 +6,10 @@
 #include <string_view>
 #include <vector>
 
+// What the lines begin with that tell of one.
+inline constexpr const char* kMicrosoftRegion = "Xmp.MP.RegionInfo/MPRI:Regions[";
+inline constexpr const char* kGroupRegion = "Xmp.mwg-rs.Regions/mwg-rs:RegionList[";
+
 // A person in a photo's metadata.
 struct Region {
   std::string name;       // "" for nobody known

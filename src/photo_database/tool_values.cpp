@@ -83,8 +83,10 @@ bool IsThereToRead(const char* path) {
   return false;
 }
 
-std::optional<std::string> MetadataListing(const char* option, const char* path) {
+std::optional<std::string> MetadataListing(const char* option, const char* path,
+                                           std::initializer_list<const char*> wanted) {
   KAVOUtils::ProcessRunner tool(kMetadataTool, kMetadataTool, option, path);
+  for (const char* text : wanted) tool.wantOnly(text);
   if (Run(tool) != 0) return std::nullopt;
   return tool.getCapturedOutput();
 }

@@ -3,6 +3,7 @@
 #define PHOTO_DATABASE_TOOL_VALUES_H_
 
 #include <cstddef>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,10 +11,12 @@
 // Whether there is a file at PATH, which may be null, to ask anything about; that there is none is logged.
 bool IsThereToRead(const char* path);
 
-// All that the metadata tool prints for OPTION and PATH; "" for a file without metadata. Nothing when the
+// All that the metadata tool prints for OPTION and PATH; "" for a file without metadata. It may leave out the
+// lines that have nothing to do with the WANTED texts, where some are named. Nothing when the
 // tool cannot be run (that is logged) or says that it could not read the file to its end: a file that is just
 // being copied must not pass for one without metadata, nor a part of a listing for all of it.
-std::optional<std::string> MetadataListing(const char* option, const char* path);
+std::optional<std::string> MetadataListing(const char* option, const char* path,
+                                           std::initializer_list<const char*> wanted = {});
 
 // The pieces of TEXT that end with a newline, without it, and what follows the last one.
 std::vector<std::string> SplitLines(std::string_view text);

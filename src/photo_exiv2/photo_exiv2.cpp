@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <locale>
 #include <sstream>
+#include <utility>
 
 #include "base/c_locale.h"
 #include "base/text.h"
@@ -80,9 +81,10 @@ PhotoExiv2::PhotoExiv2(const char* path) {
   const CLocale decimal_point;
   image_ = KAVOImageOpen(OrEmpty(path));
   image_->readMetadata();
-  exif_ = image_->exifData();
-  xmp_ = image_->xmpData();
-  iptc_ = image_->iptcData();
+  // Of the image only the kinds of metadata that it can have are asked later.
+  exif_ = std::move(image_->exifData());
+  xmp_ = std::move(image_->xmpData());
+  iptc_ = std::move(image_->iptcData());
 }
 
 // Keys by value: so the functions are exported.

@@ -5,6 +5,7 @@
 
 #include <exiv2/exiv2.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,12 +14,15 @@
 
 struct PrintedDatum {
   std::string key;
-  std::string type;  // and count, in the columns of a full listing
-  std::string value;
+  const Exiv2::Metadatum* datum;  // of the image
+  // Nothing for long binary data, which make most of a listing as numbers, and which hardly anybody reads:
+  // who does has them printed.
+  std::optional<std::string> value;
 };
 
 struct PrintedMetadata {
   std::vector<PrintedDatum> data;  // ends where it gets longer than an output may be
+  std::size_t bytes = 0;           // of the shortest listing
   bool failed = false;             // an error inside the library at the last value ended it
 };
 
@@ -27,6 +31,11 @@ struct PrintedMetadata {
 std::shared_ptr<const PrintedMetadata> Printed(const ParsedImage& image);
 // The same when it is kept already, else null.
 std::shared_ptr<const PrintedMetadata> PrintedBefore(const ParsedImage& image);
+
+// " Short       1": type and count in the columns of a full listing.
+std::string TypeColumns(const Exiv2::Metadatum& datum);
+// The text of DATUM, which is of IMAGE. While an Exiv2Scope lives.
+std::string ValueOf(const PrintedDatum& datum, const ParsedImage& image);
 
 // Parses and prints the image at PATH now, so that the questions about it that follow cost next to nothing
 // as long as the image is kept.

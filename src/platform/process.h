@@ -37,6 +37,9 @@ class KAVO_API ProcessRunner {
   // Appends up to five more.
   void addArguments(const char* a0, const char* a1 = nullptr, const char* a2 = nullptr,
                     const char* a3 = nullptr, const char* a4 = nullptr);
+  // Of a listing of metadata only the values are wanted in whose key or text one of these stands: the
+  // built-in tool prints no others. A program prints what it prints.
+  void wantOnly(const char* text, const char* other_text = nullptr);
   // Runs it and waits; with CAPTURE keeps its standard output, in which NUL bytes become blanks. The exit
   // status, or negative when it could not be run, did not end by itself, printed more than 16 MiB, or left
   // somebody behind who prints on (there is no output then). WAIT must be true: a program that nobody waits

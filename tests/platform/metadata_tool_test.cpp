@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <locale>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -315,6 +316,56 @@ TEST_F(MetadataTool, AListingBeyondTheCapIsIncomplete) {
     EXPECT_EQ(result->complete, size < kMaxCapturedOutput);
     EXPECT_LE(result->output.size(), kMaxCapturedOutput);
   }
+}
+
+// What of LISTING belongs to lines with TEXT in them.
+std::string LinesWith(const std::string& text, const std::string& listing) {
+  std::istringstream lines(listing);
+  std::string found;
+  for (std::string line; std::getline(lines, line);)
+    if (line.find(text) != std::string::npos) found += line + "\n";
+  return found;
+}
+
+TEST_F(MetadataTool, ForAWantedTextAllItsLinesAreThereAsInTheWholeListing) {
+  constexpr const char* kKeywords = "Iptc.Application2.Keywords";
+  Tags tags = kRichTags;
+  tags.push_back({"Exif.Image.Artist", std::string("one\n") + kKeywords + " String 1 in a value"});
+  MakeJpeg(dir_ / "a.jpg", 8, 8, tags);
+  for (const Arguments& question : {Listing(dir_ / "a.jpg"), KeyListing(dir_ / "a.jpg")}) {
+    const auto some = AnswerMetadataQuestion(question, {kKeywords});
+    const auto all = AnswerMetadataQuestion(question);
+    EXPECT_EQ(some->status, 0);
+    EXPECT_LT(some->output.size(), all->output.size());
+    EXPECT_EQ(LinesWith(kKeywords, some->output), LinesWith(kKeywords, all->output));
+    EXPECT_THAT(some->output, testing::HasSubstr("in a value\n"));
+    Compare(question);
+  }
+}
+
+TEST_F(MetadataTool, NothingWantedIsThereAndTheFileIsRead) {
+  MakeJpeg(dir_ / "a.jpg", 8, 8, kRichTags);
+  const auto none = AnswerMetadataQuestion(Listing(dir_ / "a.jpg"), {"Xmp.MP.RegionInfo"});
+  EXPECT_EQ(none->status, 0);
+  EXPECT_EQ(none->output, "");
+}
+
+TEST_F(MetadataTool, BinaryDataArePrintedForWhoWantsThemAll) {
+  std::string bytes = "0";
+  for (int i = 1; i < 256; ++i) bytes += " " + std::to_string(i);
+  MakeJpeg(dir_ / "a.jpg", 8, 8, {{"Exif.Photo.MakerNote", bytes}, {"Exif.Photo.CFAPattern", bytes}});
+  static_cast<void>(AnswerMetadataQuestion(Listing(dir_ / "a.jpg"), {"Iptc."}));
+  Compare(Listing(dir_ / "a.jpg"));
+  Compare(KeyListing(dir_ / "a.jpg"));
+  Compare(OneKey("Exif.Photo.MakerNote", dir_ / "a.jpg"));
+  EXPECT_THAT(AnswerMetadataQuestion(Listing(dir_ / "a.jpg"))->output, testing::HasSubstr(" 9 10 11 "));
+}
+
+// What is left out of it counts.
+TEST_F(MetadataTool, AListingBeyondTheCapIsIncompleteWhateverIsWanted) {
+  const std::string path = dir_ / "a.tif";
+  MakeImage(path, 8, 6, {{"Exif.Image.Artist", std::string(kMaxCapturedOutput + 1, 'x')}});
+  EXPECT_FALSE(AnswerMetadataQuestion(Listing(path), {"Iptc."})->complete);
 }
 
 TEST_F(MetadataTool, PeopleRegionsAreListedAsTheProgramDoes) {

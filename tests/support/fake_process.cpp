@@ -75,6 +75,8 @@ void ProcessRunner::addArguments(const char* a0, const char* a1, const char* a2,
   for (const std::string& argument : UpToNull({a0, a1, a2, a3, a4})) impl_->arguments.push_back(argument);
 }
 
+void ProcessRunner::wantOnly(const char* /*text*/, const char* /*other_text*/) {}
+
 int ProcessRunner::run(bool /*wait*/, bool capture) {
   impl_->output.clear();
   if (Fails("ProcessRunner", impl_->Command())) return -1;

@@ -1,5 +1,6 @@
 #include "process/metadata_tool.h"
 
+#include <algorithm>
 #include <ostream>
 #include <sstream>
 #include <string_view>
@@ -20,9 +21,10 @@ constexpr std::size_t kKeyWidth = 44;
 
 struct Question {
   std::string path{};
-  std::optional<std::string> key{};  // nothing: every key
-  bool show_type = false;            // and count
-  bool as_stored = false;            // the value uninterpreted
+  std::optional<std::string> key{};     // nothing: every key
+  bool show_type = false;               // and count
+  bool as_stored = false;               // the value uninterpreted
+  const WantedTexts* wanted = nullptr;  // null for everything
 };
 
 std::optional<Question> Understand(const std::vector<std::string>& arguments) {
@@ -52,19 +54,44 @@ SpawnResult Captured(int status, std::string output) {
   return {status, std::move(output), complete};
 }
 
+// Of the longest name of a type and the longest count, with what stands around them.
+constexpr std::size_t kMostColumns = 64;
+
+// Whether a whole listing is certainly no longer than an output may be.
+bool CertainlyFits(const PrintedMetadata& printed) {
+  return printed.bytes + printed.data.size() * (kKeyWidth + kMostColumns) <= kMaxCapturedOutput;
+}
+
+// Numbers have no words.
+bool IsWanted(const PrintedDatum& datum, const WantedTexts& wanted) {
+  return std::any_of(wanted.begin(), wanted.end(), [&](const std::string& text) {
+    return datum.key.find(text) != std::string::npos ||
+           (datum.value && datum.value->find(text) != std::string::npos);
+  });
+}
+
+// What is asked for of PRINTED, which is of IMAGE.
+std::string Lines(const Question& question, const ParsedImage& image, const PrintedMetadata& printed) {
+  const bool everything = question.wanted == nullptr || !CertainlyFits(printed);
+  const Exiv2Scope scope;
+  std::string output;
+  for (const PrintedDatum& datum : printed.data) {
+    if (!everything && !IsWanted(datum, *question.wanted)) continue;
+    AppendPadded(datum.key, kKeyWidth, output);
+    if (question.show_type) output += TypeColumns(*datum.datum);
+    output += "  ";
+    output += ValueOf(datum, image);
+    output += '\n';
+  }
+  return output;
+}
+
 // Every key, with type and count where QUESTION asks for them. An error inside the library ends the listing
 // in the middle of a line.
 SpawnResult List(const Question& question, const ParsedImage& image) {
   const std::shared_ptr<const PrintedMetadata> printed = Printed(image);
-  std::string output;
-  for (const PrintedDatum& datum : printed->data) {
-    AppendPadded(datum.key, kKeyWidth, output);
-    if (question.show_type) output += datum.type;
-    output += "  ";
-    output += datum.value;
-    output += '\n';
-  }
-  if (printed->failed) output.pop_back();
+  std::string output = Lines(question, image, *printed);
+  if (printed->failed && !output.empty()) output.pop_back();
   return Captured(printed->failed ? kNothingRead : kFound, std::move(output));
 }
 
@@ -127,7 +154,7 @@ void Values::PrintEach(std::string_view family, const Data& data) {
 void Values::PrintEach(const PrintedMetadata& printed) {
   for (const PrintedDatum& datum : printed.data) {
     if (question_.key != datum.key) continue;
-    out_ << datum.value << '\n';
+    out_ << ValueOf(datum, image_) << '\n';
     found_ = true;
   }
 }
@@ -157,9 +184,11 @@ SpawnResult Answer(const Question& question) {
 
 }  // namespace
 
-std::optional<SpawnResult> AnswerMetadataQuestion(const std::vector<std::string>& arguments) noexcept {
+std::optional<SpawnResult> AnswerMetadataQuestion(const std::vector<std::string>& arguments,
+                                                  const WantedTexts& wanted) noexcept {
   return Contained(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
-    const std::optional<Question> question = Understand(arguments);
+    std::optional<Question> question = Understand(arguments);
+    if (question && !wanted.empty()) question->wanted = &wanted;
     if (question) return Answer(*question);
     RECORD_ERROR(EINVAL);
     return std::nullopt;

@@ -30,17 +30,15 @@ std::string TypeName(const Exiv2::Metadatum& datum) {
   return number.data();
 }
 
-// " Short       1"
-std::string TypeColumns(const Exiv2::Metadatum& datum) {
-  constexpr std::size_t kTypeWidth = 9;
-  constexpr std::size_t kCountWidth = 3;
-  const std::string name = TypeName(datum);
-  const std::string count = std::to_string(datum.count());
-  std::string columns = " " + name;
-  columns.append(name.size() < kTypeWidth ? kTypeWidth - name.size() : 0, ' ') += ' ';
-  columns.append(count.size() < kCountWidth ? kCountWidth - count.size() : 0, ' ') += count;
-  return columns;
+// The function that prints TAG of GROUP; null for a tag that the library does not know.
+Exiv2::PrintFct PrintOf(const std::string& group, std::uint16_t tag) {
+  constexpr std::uint16_t kLast = 0xFFFF;
+  const Exiv2::TagInfo* info = Exiv2::ExifTags::tagList(group);
+  while (info != nullptr && info->tag_ != tag && info->tag_ != kLast) ++info;
+  return info != nullptr && info->tag_ == tag ? info->printFct_ : nullptr;
 }
+
+constexpr std::uint16_t kMakerNote = 0x927C;
 
 // Whole numbers in the usual form, of which large binary values have thousands. Everything else as ever.
 class PlainNumbers : public std::num_put<char> {
@@ -85,13 +83,42 @@ class ValuePrinter {
   std::ostringstream stream_;
 };
 
+// How the library prints what it has no better words for.
+Exiv2::PrintFct PlainPrint() {
+  static const Exiv2::PrintFct plain = PrintOf("Photo", kMakerNote);
+  return plain;
+}
+
+// Bytes that the library prints as numbers, and no tag's own way of printing them, which might fail.
+bool IsLongBinary(const Exiv2::Metadatum& datum) {
+  constexpr long kLong = 32;
+  if (datum.typeId() != Exiv2::undefined || datum.size() < kLong) return false;
+  const auto* exif = dynamic_cast<const Exiv2::Exifdatum*>(&datum);
+  if (exif == nullptr || dynamic_cast<const Exiv2::DataValue*>(&exif->value()) == nullptr) return false;
+  const auto print = PrintOf(exif->groupName(), exif->tag());
+  return print != nullptr && print == PlainPrint();
+}
+
+// Of the bytes of DATUM as numbers, with a blank between each two.
+std::size_t PrintedLength(const Exiv2::Metadatum& datum) {
+  constexpr Exiv2::byte kTwoDigits = 10;
+  constexpr Exiv2::byte kThreeDigits = 100;
+  std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(datum.size()));
+  datum.value().copy(bytes.data(), Exiv2::invalidByteOrder);
+  std::size_t length = 2 * bytes.size() - 1;
+  for (const Exiv2::byte byte : bytes)
+    length += (byte >= kTwoDigits ? 1U : 0U) + (byte >= kThreeDigits ? 1U : 0U);
+  return length;
+}
+
 // Collects one kind of metadata after the other.
 class Printer {
  public:
   explicit Printer(const ParsedImage& image) : image_(image), values_(image.exif) {}
 
   PrintedMetadata Print();
-  std::size_t bytes() const { return bytes_; }
+  // Of the texts that were printed.
+  std::size_t kept() const { return kept_; }
 
  private:
   template <typename Data>
@@ -100,7 +127,7 @@ class Printer {
   const ParsedImage& image_;
   ValuePrinter values_;
   PrintedMetadata printed_;
-  std::size_t bytes_ = 0;  // of the shortest listing
+  std::size_t kept_ = 0;
 };
 
 PrintedMetadata Printer::Print() {
@@ -118,15 +145,33 @@ PrintedMetadata Printer::Print() {
 template <typename Data>
 void Printer::Add(const Data& data) {
   for (const Exiv2::Metadatum& datum : data) {
-    if (bytes_ > kMaxCapturedOutput) return;
+    if (printed_.bytes > kMaxCapturedOutput) return;
     if (!IsPrinted(datum)) continue;
-    PrintedDatum& added = printed_.data.emplace_back(PrintedDatum{datum.key(), TypeColumns(datum), {}});
-    added.value = values_.Print(datum);
-    bytes_ += added.key.size() + added.value.size() + 1;
+    PrintedDatum& added = printed_.data.emplace_back(PrintedDatum{datum.key(), &datum, {}});
+    const bool waits = IsLongBinary(datum);
+    if (!waits) added.value = values_.Print(datum);
+    const std::size_t kept = added.key.size() + (added.value ? added.value->size() : 0) + 1;
+    kept_ += kept;
+    printed_.bytes += kept + (waits ? PrintedLength(datum) : 0);
   }
 }
 
 }  // namespace
+
+std::string TypeColumns(const Exiv2::Metadatum& datum) {
+  constexpr std::size_t kTypeWidth = 9;
+  constexpr std::size_t kCountWidth = 3;
+  const std::string name = TypeName(datum);
+  const std::string count = std::to_string(datum.count());
+  std::string columns = " " + name;
+  columns.append(name.size() < kTypeWidth ? kTypeWidth - name.size() : 0, ' ') += ' ';
+  columns.append(count.size() < kCountWidth ? kCountWidth - count.size() : 0, ' ') += count;
+  return columns;
+}
+
+std::string ValueOf(const PrintedDatum& datum, const ParsedImage& image) {
+  return datum.value ? *datum.value : ValuePrinter(image.exif).Print(*datum.datum);
+}
 
 bool IsPrinted(const Exiv2::Metadatum& datum) {
   return !datum.tagName().starts_with("0x");
@@ -141,7 +186,7 @@ std::shared_ptr<const PrintedMetadata> Printed(const ParsedImage& image) {
   if (auto before = PrintedBefore(image)) return before;
   Printer printer(image);
   auto printed = std::make_shared<const PrintedMetadata>(printer.Print());
-  if (printer.bytes() > kMostKept) return printed;
+  if (printer.kept() > kMostKept) return printed;
   const std::lock_guard lock(TheMutex());
   image.printed = printed;
   return printed;

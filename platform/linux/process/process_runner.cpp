@@ -59,14 +59,14 @@ std::optional<SchemaCommand> BuiltInSchemaCommand(const SpawnRequest& request) {
 }
 
 // An executable of that name wins over the built-in one.
-std::optional<SpawnResult> Run(SpawnRequest request) {
+std::optional<SpawnResult> Run(SpawnRequest request, const WantedTexts& wanted = {}) {
   if (const auto command = BuiltInSchemaCommand(request)) return AnswerSchemaCommand(*command);
   const std::string path = PlaceOf(request.program);
   if (IsExecutable(path)) {
     request.program = path;
     return RunProgram(request);
   }
-  if (request.program == kMetadataToolProgram) return AnswerMetadataQuestion(request.arguments);
+  if (request.program == kMetadataToolProgram) return AnswerMetadataQuestion(request.arguments, wanted);
   RECORD_ERROR(errno);
   return std::nullopt;
 }
@@ -93,6 +93,7 @@ class ProcessRunner::Impl {
  public:
   std::string program;
   Arguments arguments;
+  WantedTexts wanted;
   std::string output;
   mutable std::string command;
 };
@@ -112,6 +113,10 @@ void ProcessRunner::addArguments(const char* a0, const char* a1, const char* a2,
   Append(impl_->arguments, {a0, a1, a2, a3, a4});
 }
 
+void ProcessRunner::wantOnly(const char* text, const char* other_text) {
+  Append(impl_->wanted, {text, other_text});
+}
+
 int ProcessRunner::run(bool wait, bool capture) {
   impl_->output.clear();
   return Contained(kNotRun, [&] {
@@ -120,7 +125,7 @@ int ProcessRunner::run(bool wait, bool capture) {
       return kNotRun;
     }
     std::optional<SpawnResult> result =
-        Run({.program = impl_->program, .arguments = impl_->arguments, .capture = capture});
+        Run({.program = impl_->program, .arguments = impl_->arguments, .capture = capture}, impl_->wanted);
     if (!result) return kNotRun;
     // A part of an output must not pass for all of it, neither after the cap nor before a NUL byte.
     if (!result->complete) {
