@@ -17,7 +17,8 @@ constexpr rlim_t kMegabyte = rlim_t{1} << 20;
 
 constexpr std::uint64_t kLargestMapping = std::uint64_t{4} << 30;
 
-rlim_t limit = 0;  // of this process
+rlim_t limit = 0;                      // of this process
+std::optional<std::uint64_t> allowed;  // mapped bytes, by the last call
 
 std::optional<unsigned> Number(std::string_view text) {
   unsigned number = 0;
@@ -47,12 +48,14 @@ Outcome<unsigned> WorkerMemory(const StateRoot& root, const std::optional<unsign
 
 void LimitMemory(unsigned megabytes) {
   limit = megabytes * kMegabyte;
+  allowed.reset();
   AllowMapping(0);
 }
 
 void AllowMapping([[maybe_unused]] std::uint64_t bytes) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  if (limit == 0) return;
+  if (limit == 0 || allowed == bytes) return;
+  allowed = bytes;
   // The hard one is of whoever has started the run; nobody but root may raise it.
   rlimit both{};
   if (getrlimit(RLIMIT_AS, &both) != 0) return;

@@ -45,6 +45,8 @@ bool SupervisorChannel::TurnTo(std::uint32_t index, const WorkItem& item) {
   // First, so that a disk that does not answer is charged to the file that is asked of it.
   const bool told = Announce(index);
   const auto [mapped, first_time] = mapped_.try_emplace(index, 0);
+  // All that read it now read what is opened once.
+  static_cast<void>(KAVOMediaKeep(first_time && ReadsFile(item) ? item.path.c_str() : nullptr));
   if (first_time) mapped->second = MappedBytes(item);
   AllowMapping(mapped->second);
   return told;
@@ -52,6 +54,7 @@ bool SupervisorChannel::TurnTo(std::uint32_t index, const WorkItem& item) {
 
 bool SupervisorChannel::TurnToNone() {
   AllowMapping(0);
+  static_cast<void>(KAVOMediaKeep(nullptr));
   return Announce(kNoItem);
 }
 

@@ -19,6 +19,11 @@ KAVO_API int KAVOMediaFolderHold(const char* folder);
 // the place of a folder, EXDEV for a path elsewhere.
 KAVO_API int KAVOMediaOpen(const char* path);
 
+// Opens PATH like that for all who are about to read it: until another path is kept, or null, KAVOMediaOpen
+// of PATH gives copies of this one descriptor, which share its position. 0, or -1 with errno; then PATH is
+// opened each time. One thread of a process keeps and opens.
+KAVO_API int KAVOMediaKeep(const char* path);
+
 }  // extern "C"
 
 #endif  // PLATFORM_MEDIA_FILE_H_

@@ -22,11 +22,14 @@ class HeldFile : public Exiv2::FileIo {
   HeldFile& operator=(const HeldFile&) = delete;
 
   int open() override {
+    if (isopen() && error() == 0) return seek(0, Exiv2::BasicIo::beg);
     opening_ = true;
     const int result = FileIo::open();
     opening_ = false;
     return result;
   }
+  // Whoever opens it next finds it open.
+  int close() override { return munmap(); }
   // The base class opens what this says.
   std::string path() const override { return opening_ ? FileIo::path() : path_; }
 

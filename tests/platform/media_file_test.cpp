@@ -31,7 +31,16 @@ class MediaFileTest : public testing::Test {
     fs::create_directories(library());
     chmod(dir_.path().c_str(), 0755);
   }
-  void TearDown() override { KAVOMediaFolderHold(nullptr); }
+  void TearDown() override {
+    KAVOMediaKeep(nullptr);
+    KAVOMediaFolderHold(nullptr);
+  }
+  static std::string TextOf(const std::string& path) {
+    const FileDescriptor file(KAVOMediaOpen(path.c_str()));
+    std::string text(16, '\0');
+    const ssize_t count = file ? pread(file.get(), text.data(), text.size(), 0) : 0;
+    return text.substr(0, static_cast<std::size_t>(count));
+  }
 
   fs::path library() const { return dir_.path() / "library"; }
   fs::path outside() const { return dir_.path() / "outside"; }
@@ -74,6 +83,30 @@ class MediaFileOfRootTest : public MediaFileTest {
     Link("a.jpg", outside() / "a.jpg");
   }
 };
+
+TEST_F(MediaFileTest, WhatIsKeptIsOpenedOnceUntilItIsKeptNoMore) {
+  Hold();
+  const std::string path = library() / "a.jpg";
+  WriteFile(path, "first");
+  WriteFile(library() / "b.jpg", "other");
+  ASSERT_EQ(KAVOMediaKeep(path.c_str()), 0);
+  fs::remove(path);
+  WriteFile(path, "second");
+  EXPECT_EQ(TextOf(path), "first");
+  EXPECT_EQ(TextOf(path), "first") << "a second copy";
+  EXPECT_EQ(TextOf(library() / "b.jpg"), "other");
+  ASSERT_EQ(KAVOMediaKeep(nullptr), 0);
+  EXPECT_EQ(TextOf(path), "second");
+}
+
+TEST_F(MediaFileTest, WhatCannotBeKeptIsOpenedEachTime) {
+  Hold();
+  const std::string path = library() / "a.jpg";
+  EXPECT_EQ(KAVOMediaKeep(path.c_str()), -1);
+  EXPECT_EQ(errno, ENOENT);
+  WriteFile(path, "now");
+  EXPECT_EQ(TextOf(path), "now");
+}
 
 TEST_F(MediaFileTest, RegularFileIsOpened) {
   WriteFile(library() / "trip/a.jpg", "a");

@@ -112,6 +112,35 @@ int Hold(const char* folder) {
   return 0;
 }
 
+FileDescriptor Open(const std::string& path) {
+  return Held().folder ? OpenHeld(path) : ReadRegular(FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC)));
+}
+
+struct KeptFile {
+  std::string path;
+  FileDescriptor file;
+};
+
+KeptFile& Kept() {
+  static KeptFile kept;
+  return kept;
+}
+
+int Keep(const char* path) {
+  Kept() = {};
+  if (path == nullptr) return 0;
+  FileDescriptor opened = Open(path);
+  if (!opened) return -1;
+  Kept() = {path, std::move(opened)};
+  return 0;
+}
+
+FileDescriptor OpenOrCopy(const std::string& path) {
+  const KeptFile& kept = Kept();
+  return kept.file && kept.path == path ? FileDescriptor(fcntl(kept.file.get(), F_DUPFD_CLOEXEC, 0))
+                                        : Open(path);
+}
+
 }  // namespace
 
 int KAVOMediaFolderHold(const char* folder) {
@@ -126,9 +155,16 @@ int KAVOMediaOpen(const char* path) {
   return Contained(-1, [&] {
     errno = EINVAL;
     FileDescriptor opened;
-    if (path != nullptr)
-      opened = Held().folder ? OpenHeld(path) : ReadRegular(FileDescriptor(open(path, O_PATH | O_CLOEXEC)));
+    if (path != nullptr) opened = OpenOrCopy(path);
     if (!opened) RECORD_ERROR(errno);
     return opened.Release();
+  });
+}
+
+int KAVOMediaKeep(const char* path) {
+  return Contained(-1, [&] {
+    const int kept = Keep(path);
+    if (kept < 0) RECORD_ERROR(errno);
+    return kept;
   });
 }
