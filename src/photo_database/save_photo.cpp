@@ -2,6 +2,7 @@
 #include <time.h>
 
 #include <exception>
+#include <exiv2/exiv2.hpp>
 #include <optional>
 
 #include "base/json_value.h"
@@ -9,13 +10,13 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "base/value_format.h"
-#include "lumivault/photo_exiv2.h"
 #include "photo_database/cursor.h"
 #include "photo_database/photo_sql.h"
 #include "photo_database/position.h"
 #include "photo_database/save.h"
 #include "photo_database/storable_text.h"
 #include "photo_database/thumbnail_version.h"
+#include "photo_exiv2/image_metadata.h"
 
 namespace {
 
@@ -65,7 +66,7 @@ Json::Value NoMetadata() {
 // there is, which is worth a line in the log.
 Json::Value MetadataOf(const std::string& path) {
   try {
-    return PhotoExiv2(path.c_str()).GetMetadata();
+    return ImageMetadata(path);
   } catch (const Exiv2::BasicError<char>&) {
     return NoMetadata();
   } catch (const std::exception& error) {
