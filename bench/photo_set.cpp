@@ -34,8 +34,21 @@ bool IsOneOf(const std::array<const char*, N>& extensions, std::string extension
   return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
 }
 
-std::vector<fs::path> Photos(const fs::path& source) {
+// Those of the list that lie below SOURCE, in its order. Odd and tiny files take long to read with Exiv2
+// alone, which flatters what is compared with that.
+std::vector<fs::path> OrdinaryPhotos(const fs::path& source) {
   std::vector<fs::path> photos;
+  std::ifstream names(LUMIVAULT_ORDINARY_PHOTOS);
+  for (std::string name; std::getline(names, name);) {
+    const fs::path photo = source / name;
+    if (!name.empty() && !name.starts_with('#') && fs::is_regular_file(photo)) photos.push_back(photo);
+  }
+  return photos;
+}
+
+std::vector<fs::path> Photos(const fs::path& source) {
+  std::vector<fs::path> photos = OrdinaryPhotos(source);
+  if (!photos.empty()) return photos;
   for (const auto& entry : fs::recursive_directory_iterator(source)) {
     if (entry.is_regular_file() && IsOneOf(kExtensions, entry.path().extension()) && Readable(entry.path())) {
       photos.push_back(entry.path());
@@ -75,7 +88,8 @@ std::vector<std::string> MakePhotoSet(const fs::path& source, const fs::path& fo
     fs::create_directories(album);
     files.push_back(album / (std::to_string(i) + "-" + photo.filename().string()));
     std::string content = Content(photo);
-    if (IsOneOf(kTakeTrailingBytes, photo.extension())) content += "copy " + std::to_string(i);
+    // A JPEG that ends in something else than its last marker is looked through for it.
+    if (IsOneOf(kTakeTrailingBytes, photo.extension())) content += "copy " + std::to_string(i) + "\xFF\xD9";
     std::ofstream(files.back(), std::ios::binary) << content;
   }
   return files;
