@@ -27,6 +27,7 @@ constexpr const char* kMarkedFact = "marked";
 constexpr const char* kMountsFact = "mounts";
 constexpr const char* kRootAlbumFact = "root_album";
 constexpr const char* kReaderFact = "reader";
+constexpr const char* kSurveyedFact = "surveyed";
 constexpr const char* kOtherDatabaseSuffix = ".other";
 constexpr const char* kBetweenSuffix = ".exchange";
 
@@ -99,6 +100,7 @@ Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::
   if (!identity.empty() && !(database && database.IsReadable())) return UnusableDatabase(library, database);
   catalogue.Clear();
   catalogue.facts().Remove(kRootAlbumFact);
+  SetFact(catalogue, kSurveyedFact, std::nullopt);
   LibraryFacts facts;
   if (database && database.HasSchema()) {
     auto found = ReadFacts(database);
@@ -163,6 +165,7 @@ Outcome<Done> BringInStep(Catalogue& catalogue, const Library& library, const st
   SetFact(catalogue, kMountsFact, facts->mounts);
   const CatalogueStanding standing = StandingOf(ReadNotedGenerations(catalogue), *facts);
   if (standing == CatalogueStanding::kInStep) return Done{};
+  SetFact(catalogue, kSurveyedFact, std::nullopt);
   const bool other = standing == CatalogueStanding::kUnrelated;
   if (other) catalogue.facts().Remove(kRootAlbumFact);
   if (other && !database.HasSchema()) return MakeAnew(catalogue, library, identity);
@@ -193,6 +196,7 @@ Outcome<Catalogue> InStepWithDatabase(Outcome<Catalogue> catalogue, const Librar
 void RetryForNewReader(Catalogue& catalogue) {
   if (catalogue.facts().Find(kReaderFact) == kReaderVersion) return;
   catalogue.TryTroublesAgain();
+  SetFact(catalogue, kSurveyedFact, std::nullopt);
   catalogue.facts().Put(kReaderFact, kReaderVersion);
   catalogue.Commit();
 }
@@ -228,6 +232,14 @@ Outcome<Catalogue> OpenLibraryCatalogue(const std::string& file, const Library& 
 
 bool HasMarkedRows(Catalogue& catalogue) {
   return catalogue.facts().Find(kMarkedFact).has_value();
+}
+
+bool WasSurveyed(Catalogue& catalogue) {
+  return catalogue.facts().Find(kSurveyedFact).has_value();
+}
+
+void RecordSurveyed(Catalogue& catalogue) {
+  SetFact(catalogue, kSurveyedFact, "");
 }
 
 std::optional<MountRecord> NotedMounts(Catalogue& catalogue) {

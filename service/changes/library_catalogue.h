@@ -31,6 +31,11 @@ std::optional<MountRecord> NotedMounts(Catalogue& catalogue);
 MountRecord MountsInDatabase(Catalogue& catalogue);
 void RecordMounts(Catalogue& catalogue, const std::string& mounts);
 
+// A run has looked at the whole library since the catalogue was made or brought in step with the database; as
+// long as none has, looking at a part is not enough.
+bool WasSurveyed(Catalogue& catalogue);
+void RecordSurveyed(Catalogue& catalogue);
+
 // The folder is not the one that the catalogue was made of: another disk, or something in its place.
 bool RootChanged(Catalogue& catalogue, const Library& library);
 // Nothing of the library was ever stored, its own album neither.

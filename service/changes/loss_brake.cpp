@@ -62,8 +62,9 @@ LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
   LossVerdict verdict = OutOfReachAsAWhole(question);
   const bool many = !verdict.holds && !question.accepted && IsMany(question);
-  if (!many && catalogue.facts().Find(question.fact)) catalogue.facts().Remove(question.fact);
-  if (!many || FoundBefore(question, catalogue)) return verdict;
+  if (!many && !question.is_part && catalogue.facts().Find(question.fact))
+    catalogue.facts().Remove(question.fact);
+  if (!many || (!question.is_part && FoundBefore(question, catalogue))) return verdict;
   return {true, std::to_string(question.gone.size()) + " of " + std::to_string(question.recorded) +
                     " files are gone"};
 }

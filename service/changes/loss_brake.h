@@ -21,12 +21,14 @@ struct LossQuestion {
   bool root_changed = false;
   bool root_empty = false;
   bool accepted = false;      // somebody has said that the loss is meant
+  bool is_part = false;       // only a part of the library was looked at: what was remembered stays as it is
   const char* fact = "loss";  // under which the catalogue remembers it: each kind of look has its own
 };
 
 // More than a tenth of the library and more than a hundred files need somebody who accepts that, or a second
 // scan an hour later that finds the very same files gone; CATALOGUE remembers the first until a scan finds
-// something else: the same disk may be away twice. A folder that is empty or another one is never believed.
+// something else: the same disk may be away twice. A look at a part of the library is no scan in this sense.
+// A folder that is empty or another one is never believed.
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue);
 
 #endif  // SERVICE_CHANGES_LOSS_BRAKE_H_

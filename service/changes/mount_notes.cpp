@@ -17,13 +17,14 @@ bool IsUnknown(const std::set<std::string>& unknown, const std::string& path) {
 
 }  // namespace
 
-std::optional<WorkItem> MountNotes::Before(const Plan& plan) {
+std::optional<WorkItem> MountNotes::Before(const Plan& plan, const WalkScope& scope) {
   // Rows may lie on what is away, and nobody has noted where that was.
   if (!known_ && plan.mounts.empty() && !plan.withheld_reason.empty()) return std::nullopt;
   MountRecord mounts = known_.value_or(MountRecord());
   for (auto& [path, devices] : mounts) {
     // Rows of another disk, or of the folder below, may be there too.
-    if (!plan.withheld_reason.empty() && !plan.mounts.contains(path)) devices.insert(0);
+    const bool away = scope.Contains(path) && !plan.mounts.contains(path);
+    if (!plan.withheld_reason.empty() && away) devices.insert(0);
   }
   for (const auto& [path, device] : plan.mounts) mounts[path].insert(device);
   return NoteIfNew(std::move(mounts));

@@ -20,9 +20,9 @@ class MountNotes {
 
   // Each gives what is to be sent, nothing when the database knows already.
   //
-  // Before what PLAN adds.
-  std::optional<WorkItem> Before(const Plan& plan);
-  // After all of it, deletes too.
+  // Before what PLAN, of SCOPE, adds.
+  std::optional<WorkItem> Before(const Plan& plan, const WalkScope& scope = WalkScope::Whole());
+  // After all of it, deletes too; of the plan of the whole library.
   std::optional<WorkItem> After(const Plan& plan);
   // Before the first rows of all.
   std::optional<WorkItem> First() { return NoteIfNew(known_.value_or(MountRecord())); }

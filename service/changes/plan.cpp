@@ -17,6 +17,10 @@
 
 namespace {
 
+bool HasLost(const Differences& differences) {
+  return !differences.gone_files.empty() || !differences.gone_folders.empty();
+}
+
 class Planner {
  public:
   Planner(const Library& library, Catalogue& catalogue, const PlanOptions& options)
@@ -95,7 +99,9 @@ class Planner {
     question.gone_folders = differences.gone_folders.size();
     question.recorded = differences.recorded_files;
     question.root_changed = RootChanged(catalogue_, library_);
-    question.root_empty = differences.root_empty;
+    question.is_part = !options_.scope.is_whole();
+    question.root_empty =
+        question.is_part ? HasLost(differences) && HoldsNothing(library_) : differences.root_empty;
     question.accepted = options_.accepts_loss;
     plan_.verdict = JudgeLoss(question, catalogue_);
     plan_.withheld_reason = plan_.verdict.reason;
@@ -173,6 +179,7 @@ class Planner {
     plan_.items.reserve(plan_.items.size() + files.size());
     for (; !files.empty(); files.pop_front()) {
       const Arrival& file = files.front();
+      if (options_.unsettled && options_.unsettled(file.path)) continue;
       plan_.items.push_back(MakeItem(ItemAction::kAdd, file.kind, file.path, file.stamp));
     }
   }
@@ -202,7 +209,7 @@ bool Hold(const Library& library) {
 }  // namespace
 
 Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options) {
-  auto differences = Survey(library, catalogue).Run(options.stopped);
+  auto differences = Survey(library, catalogue, options.scope).Run(options.stopped);
   if (!differences) return differences.failure();
   if (options.stopped && options.stopped()) return Plan{};
   // Files that may have moved are read.

@@ -3,6 +3,7 @@
 #define SERVICE_CHANGES_PLAN_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -13,6 +14,7 @@
 #include "changes/loss_brake.h"
 #include "changes/survey.h"
 #include "common/outcome.h"
+#include "files/walk_scope.h"
 #include "library/library.h"
 #include "work/work_item.h"
 
@@ -37,10 +39,14 @@ struct PlanOptions {
   bool accepts_loss = false;
   bool moves_alone = false;  // and the folders that moved files need
   StopQuestion stopped = nullptr;
+  // What is compared; it outlives the making.
+  const WalkScope& scope = WalkScope::Whole();
+  // Of a path below the library: the file there is being written, and is not to be read now. It may be empty.
+  std::function<bool(const std::string&)> unsettled = nullptr;
 };
 
-// Compares the library with its catalogue. Nothing is sent, and no media file is opened but one that may be
-// the copy of a file that is gone. One that was stopped on the way has nothing in it.
+// Compares the library, or a part of it, with its catalogue. Nothing is sent, and no media file is opened but
+// one that may be the copy of a file that is gone. One that was stopped on the way has nothing in it.
 Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options);
 
 #endif  // SERVICE_CHANGES_PLAN_H_

@@ -70,6 +70,18 @@ bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& count
   return false;
 }
 
+bool HoldsNothing(const Library& library) {
+  WalkScope names;
+  names.Add("", Reach::kFolder);
+  auto walk = Walk::Start(library.folder, names);
+  if (!walk) return true;
+  SurveyCounts counts;
+  while (const auto entry = walk->Next()) {
+    if (entry->path != library.folder && Account(*entry, library, counts)) return false;
+  }
+  return true;
+}
+
 Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
   auto walk = Walk::Start(library_.folder, scope_);
   if (!walk) return walk.failure();

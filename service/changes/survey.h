@@ -53,6 +53,9 @@ bool LiesInOne(const std::set<std::string>& folders, const std::string& path);
 // Counts what is no folder and no photo or video of LIBRARY; true for what is.
 bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts);
 
+// The folder of LIBRARY has no file and no folder directly in it that counts, as far as it can be listed.
+bool HoldsNothing(const Library& library);
+
 // Whether what is being looked for is wanted no more; asked often. It may be empty.
 using StopQuestion = std::function<bool()>;
 

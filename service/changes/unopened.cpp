@@ -24,15 +24,15 @@ std::set<std::string> LinesOf(const std::string& text) {
 
 }  // namespace
 
-void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed) {
+void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed, bool part) {
   const std::string before = catalogue.facts().Find(kFact).value_or("");
   const std::set<std::string> known_lines = LinesOf(before);
-  std::string now;
+  std::string now = part ? before : "";
   for (Trouble& trouble : failed) {
     if (trouble.outcome != ItemOutcome::kUnopened) continue;
     const std::string line = LineOf(library, trouble);
     trouble.known = known_lines.contains(line);
-    now += line + "\n";
+    if (!part || !trouble.known) now += line + "\n";
   }
   if (now != before) catalogue.facts().Put(kFact, now);
 }

@@ -62,6 +62,7 @@ class WalkScope {
   Part Top() const { return Part(top_.reach, &top_); }
   Part At(std::string_view path) const;
   bool Contains(std::string_view path) const { return At(path).is_meant(); }
+  bool is_whole() const { return top_.reach == Reach::kTree; }
 
  private:
   Node top_;

@@ -58,9 +58,15 @@ IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& cata
       mounts_(library, NotedMounts(catalogue)),
       progress_(library.folder, options_.quiet) {}
 
-Outcome<Done> IndexRun::Update() {
-  if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked, false);
-  return Conclude(IsFirstRun(catalogue_) ? UpdateFirstTime() : UpdateDifferences(), false);
+Outcome<Done> IndexRun::Update(const Part& part) {
+  const bool enough = WasSurveyed(catalogue_) && !RootChanged(catalogue_, library_) && !records_.marked();
+  const bool whole = part.scope.is_whole() || !enough;
+  const Extent extent = whole ? Extent::kDifferences : Extent::kPart;
+  if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked, extent);
+  if (!whole) return Conclude(UpdateDifferences(part), extent);
+  return Conclude(IsFirstRun(catalogue_) ? UpdateFirstTime()
+                                         : UpdateDifferences({WalkScope::Whole(), part.unsettled}),
+                  extent);
 }
 
 Outcome<Done> IndexRun::UpdateFirstTime() {
@@ -72,25 +78,25 @@ Outcome<Done> IndexRun::UpdateFirstTime() {
   return sent;
 }
 
-Outcome<Done> IndexRun::UpdateDifferences() {
-  auto plan = Look(false);
+Outcome<Done> IndexRun::UpdateDifferences(const Part& part) {
+  auto plan = LookAt(part);
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
   ledger_.report().Add(std::move(plan->seen));
-  if (auto noted = Send(ListOf(mounts_.Before(*plan))); !noted) return noted;
+  if (auto noted = Send(ListOf(mounts_.Before(*plan, part.scope))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
   held_.LeaveOut(plan->deletes);
   if (auto sent = Send(std::move(plan->deletes)); !sent) return sent;
-  return ForgetGone(*plan);
+  return ForgetGone(*plan, part.scope.is_whole());
 }
 
 Outcome<Done> IndexRun::Reindex() {
   auto outcome = MarkSendAndSweep();
   // Where rows are kept that were not met, or a loss is not believed.
   if (outcome) outcome = Unmark();
-  return Conclude(std::move(outcome), true);
+  return Conclude(std::move(outcome), Extent::kEverything);
 }
 
 Outcome<Done> IndexRun::MarkSendAndSweep() {
@@ -103,7 +109,7 @@ Outcome<Done> IndexRun::MarkSendAndSweep() {
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   if (auto sent = SendEverything(plan->hiding); !sent) return sent;
   if (auto swept = SweepOrDelete(*plan); !swept) return swept;
-  return ForgetGone(*plan);
+  return ForgetGone(*plan, true);
 }
 
 Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hiding) {
@@ -168,6 +174,11 @@ Outcome<Plan> IndexRun::Look(bool moves_alone) {
   return MakePlan(library_, catalogue_, {options_.accepts_loss, moves_alone, [this] { return StopAsked(); }});
 }
 
+Outcome<Plan> IndexRun::LookAt(const Part& part) {
+  return MakePlan(library_, catalogue_,
+                  {options_.accepts_loss, false, [this] { return StopAsked(); }, part.scope, part.unsettled});
+}
+
 // The loop serves whoever else it drives, too.
 bool IndexRun::StopAsked() {
   if (const Moment now = loop_.Now(); now >= next_poll_) {
@@ -181,11 +192,11 @@ Outcome<Done> IndexRun::Unmark() {
   return records_.marked() ? Send({WholeLibrary(library_.folder, ItemAction::kUnmark)}) : Done{};
 }
 
-Outcome<Done> IndexRun::ForgetGone(Plan& plan) {
+Outcome<Done> IndexRun::ForgetGone(Plan& plan, bool whole) {
   if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
   held_.LeaveOut(plan.rowless);
   for (const WorkItem& item : plan.rowless) records_.Forget(item);
-  return Send(ListOf(mounts_.After(plan)));
+  return whole ? Send(ListOf(mounts_.After(plan))) : Done{};
 }
 
 Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
@@ -225,13 +236,15 @@ void IndexRun::Stop(int signal) {
   if (supervisor_ != nullptr) supervisor_->Stop();
 }
 
-Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, bool full) {
+Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, Extent extent) {
   progress_.Clear();
-  const bool whole = outcome && stopped_by_ == 0;
+  const bool ended = outcome && stopped_by_ == 0;
+  const bool part = extent == Extent::kPart;
   IndexReport& report = ledger_.report();
-  if (whole && !full) CompareUnopened(catalogue_, library_, report.failed);
+  if (ended && extent != Extent::kEverything) CompareUnopened(catalogue_, library_, report.failed, part);
+  if (ended && !part) RecordSurveyed(catalogue_);
   ledger_.Close();
-  records_.Close(outcome && report.withheld_reason.empty());
+  records_.Close(outcome && !part && report.withheld_reason.empty());
   report.interrupted = stopped_by_ != 0;
   report.elapsed = progress_.Elapsed();
   if (outcome && catalogue_.failure()) return *catalogue_.failure();

@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -14,6 +16,7 @@
 #include "changes/plan.h"
 #include "common/event_loop.h"
 #include "common/outcome.h"
+#include "files/walk_scope.h"
 #include "library/library.h"
 #include "run/held_back.h"
 #include "run/ledger.h"
@@ -39,7 +42,15 @@ class IndexRun {
            EventLoop& loop);
 
   // Sends the differences between the folder and its catalogue.
-  Outcome<Done> Update();
+  Outcome<Done> Update() { return Update({WalkScope::Whole(), nullptr}); }
+  // What of the folder may differ, as somebody has told. UNSETTLED: PlanOptions.
+  struct Part {
+    const WalkScope& scope;
+    std::function<bool(const std::string&)> unsettled;
+  };
+  // Of what lies in PART; of everything where a part is not enough, since the catalogue was made anew or the
+  // folder is another one.
+  Outcome<Done> Update(const Part& part);
   // Sends everything again and deletes what is not there.
   Outcome<Done> Reindex();
 
@@ -53,9 +64,10 @@ class IndexRun {
  private:
   // Nothing is in it when a signal came meanwhile. MOVES_ALONE: and the folders that moved files need.
   Outcome<Plan> Look(bool moves_alone);
+  Outcome<Plan> LookAt(const Part& part);
   bool StopAsked();
   Outcome<Done> UpdateFirstTime();
-  Outcome<Done> UpdateDifferences();
+  Outcome<Done> UpdateDifferences(const Part& part);
   Outcome<Done> MarkSendAndSweep();
   // But what is HIDING others.
   Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
@@ -65,12 +77,17 @@ class IndexRun {
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
   // What went and leaves no rows: files that had none, mounts.
-  Outcome<Done> ForgetGone(Plan& plan);
+  Outcome<Done> ForgetGone(Plan& plan, bool whole);
 
   Outcome<Done> Send(std::vector<WorkItem> items);
   Outcome<Done> SendFrom(WorkQueue::Source source);
-  // FULL: everything was read, and told of.
-  Outcome<Done> Conclude(Outcome<Done> outcome, bool full);
+  // What a run has looked at.
+  enum class Extent : std::uint8_t {
+    kPart,
+    kDifferences,  // of the whole library
+    kEverything,   // it was read, and told of
+  };
+  Outcome<Done> Conclude(Outcome<Done> outcome, Extent extent);
 
   IndexOptions options_;
   Library library_;

@@ -12,6 +12,8 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include "changes/library_catalogue.h"
 #include "support/scripted_workers.h"
@@ -102,6 +104,18 @@ class IndexRunTest : public testing::Test {
     return {outcome, run.report(), run.stopped_by()};
   }
 
+  // Of what WANTED may have changed.
+  Ended UpdatePart(const std::vector<std::pair<std::string, Reach>>& wanted,
+                   const std::string& unsettled = "") {
+    NewWorkers();
+    WalkScope scope;
+    for (const auto& [path, reach] : wanted) scope.Add(path, reach);
+    Catalogue catalogue = std::move(*Catalogue::Open(dir_ / "catalogue.db"));
+    IndexRun run({2, milliseconds(7'000), true, false}, library(), catalogue, workers(), loop_);
+    auto outcome = run.Update({scope, [&](const std::string& path) { return path == unsettled; }});
+    return {outcome, run.report(), run.stopped_by()};
+  }
+
   // Anew for each run, so that steps count from its beginning.
   ScriptedWorkers& workers() {
     if (!workers_) NewWorkers();
@@ -167,6 +181,81 @@ TEST_F(IndexRunTest, ChangesOfAllKindsMakeTheRowsTrue) {
   EXPECT_THAT(changed.report.failed, IsEmpty());
   EXPECT_EQ(Rows(), OnDisk());
   EXPECT_EQ(changed.report.deleted, 3U);
+}
+
+TEST_F(IndexRunTest, OfAPartNothingElseIsSent) {
+  MakeTree();
+  Update();
+  Make("a/new.jpg");
+  Make("b/new.jpg");
+  fs::remove(root() / "b/1.jpg");
+  const Ended part = UpdatePart({{"a/new.jpg", Reach::kName}, {"a/0.jpg", Reach::kName}});
+  EXPECT_EQ(part.report.added, 1U);
+  EXPECT_EQ(part.report.deleted, 0U);
+  EXPECT_TRUE(Rows().contains("a/new.jpg"));
+  EXPECT_FALSE(Rows().contains("b/new.jpg"));
+  EXPECT_EQ(UpdatePart({{"b", Reach::kTree}}).report.deleted, 1U);
+  EXPECT_EQ(Rows(), OnDisk());
+}
+
+TEST_F(IndexRunTest, AMoveWithinAPartIsAMove) {
+  MakeTree();
+  Update();
+  fs::rename(root() / "a/1.jpg", root() / "b/moved.jpg");
+  const Ended part = UpdatePart({{"a/1.jpg", Reach::kName}, {"b/moved.jpg", Reach::kName}});
+  EXPECT_EQ(part.report.moved, 1U);
+  EXPECT_EQ(part.report.added, 0U);
+}
+
+TEST_F(IndexRunTest, APartIsNotEnoughBeforeEverythingWasLookedAt) {
+  MakeTree();
+  EXPECT_EQ(UpdatePart({{"a/0.jpg", Reach::kName}}).report.added, 30U);
+  Make("b/new.jpg");
+  EXPECT_EQ(UpdatePart({{"a/0.jpg", Reach::kName}}).report.added, 0U);
+}
+
+TEST_F(IndexRunTest, APartIsNotEnoughWhereTheFolderIsAnother) {
+  MakeTree();
+  Update();
+  fs::rename(root(), dir_.path() / "away");
+  fs::create_directory(root());
+  Make("c/new.jpg");
+  const Ended part = UpdatePart({{"a/0.jpg", Reach::kName}});
+  EXPECT_EQ(part.report.added, 1U);
+  EXPECT_EQ(part.report.withheld_reason, "the folder is not the one that was indexed before");
+  EXPECT_TRUE(Rows().contains("a/1.jpg"));
+}
+
+TEST_F(IndexRunTest, AfterAPartAnotherFolderIsStillAnother) {
+  MakeTree();
+  Update();
+  fs::rename(root(), dir_.path() / "away");
+  fs::create_directory(root());
+  for (int i = 0; i < 2; ++i) {
+    UpdatePart({{"nowhere", Reach::kName}});
+    EXPECT_EQ(Rows().size(), 33U) << "nothing was deleted";
+  }
+}
+
+TEST_F(IndexRunTest, OfAnEmptiedFolderNoPartIsBelieved) {
+  MakeTree(1);
+  Update();
+  for (const char* folder : {"a", "b"}) fs::remove_all(root() / folder);
+  const Ended part = UpdatePart({{"a", Reach::kTree}});
+  EXPECT_EQ(part.report.deleted, 0U);
+  EXPECT_EQ(part.report.withheld_reason, "the folder is empty");
+  Make("c/new.jpg");
+  EXPECT_EQ(UpdatePart({{"a", Reach::kTree}}).report.deleted, 2U);
+}
+
+TEST_F(IndexRunTest, WhatIsBeingWrittenWaits) {
+  MakeTree();
+  Update();
+  Make("a/growing.jpg");
+  Make("a/new.jpg");
+  EXPECT_EQ(UpdatePart({{"a", Reach::kTree}}, "a/growing.jpg").report.added, 1U);
+  EXPECT_FALSE(Rows().contains("a/growing.jpg"));
+  EXPECT_EQ(UpdatePart({{"a/growing.jpg", Reach::kName}}).report.added, 1U);
 }
 
 TEST_F(IndexRunTest, AFileThatKillsItsWorkerIsNotTriedAgain) {

@@ -156,4 +156,18 @@ TEST_F(LossBrakeTest, EachKindOfLookHasItsOwnMemory) {
   EXPECT_EQ(Judge(sweep), "");
 }
 
+TEST_F(LossBrakeTest, APartIsNoScanAndChangesNoMemory) {
+  LossQuestion part = Gone(101);
+  part.is_part = true;
+  EXPECT_EQ(Judge(part), kMany);
+  EXPECT_FALSE(catalogue_.facts().Find("loss"));
+  EXPECT_EQ(Judge(Gone(101)), kMany);
+  Age(kHour);
+  EXPECT_EQ(Judge(part), kMany);
+  LossQuestion little = Gone(1);
+  little.is_part = true;
+  EXPECT_EQ(Judge(little), "");
+  EXPECT_EQ(Judge(Gone(101)), "");
+}
+
 }  // namespace
