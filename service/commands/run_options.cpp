@@ -11,21 +11,17 @@
 #include <system_error>
 #include <thread>
 
-#include "changes/library_catalogue.h"
 #include "commands/command.h"
 #include "common/display.h"
 #include "common/event_loop.h"
-#include "common/installation.h"
 #include "common/signal_events.h"
 #include "common/stop_signals.h"
-#include "files/looking.h"
 #include "jobs/job_queue.h"
 #include "library/library.h"
 #include "library/state_root.h"
 #include "run/report.h"
 #include "run/worker_process.h"
-#include "setup/database_adoption.h"
-#include "setup/worker_view.h"
+#include "setup/prepared_run.h"
 #include "work/worker_memory.h"
 
 namespace {
@@ -40,36 +36,6 @@ ExitStatus StatusOf(const IndexReport& report) {
   if (!report.withheld_reason.empty()) return ExitStatus::kLoss;
   return report.HasNewFailure() ? ExitStatus::kSomeFailed : ExitStatus::kDone;
 }
-
-// As long as one lives, the library's worker may have a view of the state folder.
-class ViewOfRun {
- public:
-  // LEFT outlives it: why it could not be removed, to be told when the library is held no more.
-  ViewOfRun(StateRoot root, Library library, std::optional<Failure>& left)
-      : root_(std::move(root)), library_(std::move(library)), left_(left) {}
-  ~ViewOfRun() {
-    if (const auto removed = RemoveWorkerView(root_, library_); !removed) left_ = removed.failure();
-  }
-  ViewOfRun(const ViewOfRun&) = delete;
-  ViewOfRun& operator=(const ViewOfRun&) = delete;
-
- private:
-  const StateRoot root_;
-  const Library library_;
-  std::optional<Failure>& left_;
-};
-
-// What a run stands on. The view goes before the lock does.
-struct RunSetup {
-  StateRoot root;
-  FileDescriptor program;
-  FileDescriptor view;
-  WorkerStart worker;
-  Library library;
-  LibraryLock lock;
-  std::unique_ptr<ViewOfRun> view_of_run;
-  Catalogue catalogue;
-};
 
 // In the state folder that is there for the run.
 Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options) {
@@ -86,43 +52,6 @@ Outcome<Library> PrepareLibrary(const StateRoot& root, const RunOptions& options
   return tree;
 }
 
-// Makes WORKER, and what is the library's, the library owner's; the view of STATE that it then has.
-Outcome<FileDescriptor> BecomeOwners(const StateRoot& state, WorkerStart& worker) {
-  const auto owner = OwnerToBecome(worker.library);
-  if (!owner) return owner.failure();
-  worker.identity = *owner;
-  if (!worker.identity) return FileDescriptor();
-  if (auto looks = LookAs(worker.identity->user); !looks) return looks.failure();
-  if (auto adopted = AdoptDatabase(worker.library, *worker.identity); !adopted) return adopted.failure();
-  return MakeWorkerView(state, worker.library, *worker.identity);
-}
-
-Outcome<RunSetup> Prepare(const RunOptions& options, std::optional<Failure>& left) {
-  auto program = OpenWorkerProgram();
-  if (!program) return program.failure();
-  const auto plugin = PluginPath();
-  if (!plugin) return plugin.failure();
-  const auto root = StateRoot::Locate(options.root);
-  if (!root) return root.failure();
-  if (const auto prepared = root->Prepare(); !prepared) return prepared.failure();
-  const auto memory = WorkerMemory(*root, options.worker_memory);
-  if (!memory) return memory.failure();
-  const auto library = PrepareLibrary(*root, options);
-  if (!library) return library.failure();
-  auto lock = LibraryLock::Take(*root, *library);
-  if (!lock) return lock.failure();
-  if (auto cleared = RemoveWorkerView(*root, *library); !cleared) return cleared.failure();
-  auto view_of_run = std::make_unique<ViewOfRun>(*root, *library, left);
-  WorkerStart worker{program->get(), *plugin, *library, *memory, std::nullopt, -1};
-  auto view = options.as_root ? Outcome<FileDescriptor>(FileDescriptor()) : BecomeOwners(*root, worker);
-  if (!view) return view.failure();
-  worker.view = view->get();
-  auto catalogue = OpenLibraryCatalogue(CatalogueFile(*root, *library), *library, options.accepts_loss);
-  if (!catalogue) return catalogue.failure();
-  return RunSetup{*root,    std::move(*program), std::move(*view),       std::move(worker),
-                  *library, std::move(*lock),    std::move(view_of_run), std::move(*catalogue)};
-}
-
 // What is left of a run when it holds nothing any more.
 struct RunEnd {
   IndexReport report;
@@ -135,14 +64,6 @@ int PrintReport(const RunEnd& end, const RunOptions& options) {
       options.json ? JsonLine(ReportJson(end.report)) + "\n" : ReportText(end.report, options.lists_failed);
   const int printed = PrintResult(text, StatusOf(end.report));
   return end.stopped_by != 0 ? kSignalExitBase + end.stopped_by : printed;
-}
-
-// Without its folder nothing can be told about a library; least of all that its files are gone.
-Failure LossOrFailure(const Failure& failure, const RunSetup& run_setup) {
-  if (run_setup.lock.FolderIsThere(run_setup.library)) return failure;
-  return {ExitStatus::kLoss, Visible(run_setup.library.folder) +
-                                 ": the folder went away while it was indexed; nothing was deleted, and what "
-                                 "was done before is kept"};
 }
 
 // The run ended before its time. What it did by then is told all the same.
@@ -164,9 +85,11 @@ std::size_t DroppedJobs(const StateRoot& root) {
 // The library is let go when this returns.
 Outcome<RunEnd> PerformRun(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work,
                            StopSignals& signals, std::optional<Failure>& left) {
-  auto run_setup = Prepare(options, left);
+  auto run_setup = PrepareRun({options.root, options.worker_memory, options.as_root, options.accepts_loss,
+                               [&](const StateRoot& root) { return PrepareLibrary(root, options); }},
+                              left);
   if (!run_setup) return run_setup.failure();
-  const auto timeout = std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
+  const auto timeout = FileTimeout(options);
   WorkerProcesses starter(run_setup->worker);
   EventLoop loop;
   IndexRun run({options.workers, timeout, options.quiet, options.accepts_loss}, run_setup->library,
@@ -203,11 +126,9 @@ std::string CheckedMemory(const std::string& text) {
 
 }  // namespace
 
-void AddRunOptions(CLI::App& app, RunOptions& options, const char* folder) {
+void AddWorkerOptions(CLI::App& app, RunOptions& options) {
   options.workers = std::max(1U, std::thread::hardware_concurrency());
   options.timeout = kDefaultTimeout;
-  app.add_option("folder", options.folder, folder)->type_name("FOLDER");
-  AddSharedOption(app, options.shared);
   app.add_option("-j,--jobs", options.workers, "Number of worker processes; default one per processor")
       ->type_name("N")
       ->check(CLI::Range(1U, kMostWorkers));
@@ -221,13 +142,23 @@ void AddRunOptions(CLI::App& app, RunOptions& options, const char* folder) {
       ->check(CheckedMemory);
   app.add_flag("--as-root", options.as_root,
                "When started by root: read the files as root, not as the folder's owner");
+  app.add_flag("--quiet", options.quiet, "No progress on standard error");
+  app.add_flag("--json", options.json, "Print the result as one JSON value");
+  AddRootOption(app, options.root);
+}
+
+void AddRunOptions(CLI::App& app, RunOptions& options, const char* folder) {
+  app.add_option("folder", options.folder, folder)->type_name("FOLDER");
+  AddSharedOption(app, options.shared);
+  AddWorkerOptions(app, options);
   app.add_flag("--accept-loss", options.accepts_loss,
                "Delete the rows of files that are not there, however many they are");
   app.add_flag("--failed", options.lists_failed,
                "Also list files that failed, or were noted, in earlier runs and have not changed");
-  app.add_flag("--quiet", options.quiet, "No progress on standard error");
-  app.add_flag("--json", options.json, "Print the result as one JSON value");
-  AddRootOption(app, options.root);
+}
+
+std::chrono::milliseconds FileTimeout(const RunOptions& options) {
+  return std::chrono::milliseconds(std::lround(options.timeout * kMillisecondsOfSecond));
 }
 
 Outcome<Library> NamedLibrary(const RunOptions& options) {

@@ -2,6 +2,7 @@
 #ifndef SERVICE_COMMANDS_RUN_OPTIONS_H_
 #define SERVICE_COMMANDS_RUN_OPTIONS_H_
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -29,6 +30,11 @@ struct RunOptions {
 
 // FOLDER says in the help text what the folder is.
 void AddRunOptions(CLI::App& app, RunOptions& options, const char* folder);
+// Those of them that say how files are read and what is printed.
+void AddWorkerOptions(CLI::App& app, RunOptions& options);
+
+// How long one file may take.
+std::chrono::milliseconds FileTimeout(const RunOptions& options);
 
 // The library that they name, which is not made.
 Outcome<Library> NamedLibrary(const RunOptions& options);

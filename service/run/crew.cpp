@@ -17,7 +17,9 @@ Outcome<Done> Crew::GrowTo(std::size_t count, WorkerLinkListener& listener) {
       if (links_.empty()) return started.failure();
       break;
     }
+    const auto opened = (*started)->opened();
     links_.push_back(std::make_unique<WorkerLink>(std::move(*started), file_timeout_, listener, loop_));
+    if (opened) listener.Opened(*opened);
   }
   return Done{};
 }
@@ -43,6 +45,10 @@ void Crew::Remove(const WorkerLink& link) {
 
 void Crew::RemoveThoseWithOpenItems() {
   std::erase_if(links_, [](const auto& link) { return link->has_open_items(); });
+}
+
+void Crew::LeaveIdle() {
+  std::erase_if(links_, [&](const auto& link) { return link->idle() && link->Leave(starter_, *database_); });
 }
 
 void Crew::StopAll() {

@@ -42,6 +42,8 @@ class Crew {
   void Remove(const WorkerLink& link);
   // Gives up those with something in hand: what they have not committed is rolled back.
   void RemoveThoseWithOpenItems();
+  // Those that wait for work stay for a later run, where the starter keeps them.
+  void LeaveIdle();
   void StopAll();
   void EndAllBy(Moment until);
 

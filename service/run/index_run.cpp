@@ -64,9 +64,9 @@ Outcome<Done> IndexRun::Update(const Part& part) {
   const Extent extent = whole ? Extent::kDifferences : Extent::kPart;
   if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked, extent);
   if (!whole) return Conclude(UpdateDifferences(part), extent);
-  return Conclude(IsFirstRun(catalogue_) ? UpdateFirstTime()
-                                         : UpdateDifferences({WalkScope::Whole(), part.unsettled}),
-                  extent);
+  return Conclude(
+      IsFirstRun(catalogue_) ? UpdateFirstTime() : UpdateDifferences({WalkScope::Whole(), part.unsettled}),
+      extent);
 }
 
 Outcome<Done> IndexRun::UpdateFirstTime() {

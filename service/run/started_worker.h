@@ -20,6 +20,8 @@ class StartedWorker {
  public:
   virtual ~StartedWorker() = default;
 
+  // Which file the database is of one that has opened it before.
+  virtual std::optional<std::string> opened() const { return std::nullopt; }
   // The conversation with it.
   virtual Channel& channel() = 0;
   // Ends it if it still runs.
@@ -34,6 +36,15 @@ class WorkerStarter {
   virtual ~WorkerStarter() = default;
   // DATABASE is the file that the run has opened, "" for its first worker.
   virtual Outcome<std::unique_ptr<StartedWorker>> Start(const std::string& database) = 0;
+  // Keeps workers for later runs.
+  virtual bool keeps() const { return false; }
+  // A run that went well has no more work for WORKER, which has opened DATABASE and has nothing in hand. What
+  // is given back is to be ended.
+  virtual std::unique_ptr<StartedWorker> Keep(std::unique_ptr<StartedWorker> worker,
+                                              const std::string& database) {
+    static_cast<void>(database);
+    return worker;
+  }
 };
 
 #endif  // SERVICE_RUN_STARTED_WORKER_H_

@@ -24,6 +24,7 @@ Supervisor::Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver&
     : options_(std::move(options)),
       queue_(queue),
       observer_(observer),
+      starter_(starter),
       loop_(loop),
       crew_(options_.file_timeout, starter, loop),
       ticker_(loop, kTick, [this] { Served(); }) {}
@@ -62,19 +63,25 @@ void Supervisor::Advance() {
 }
 
 bool Supervisor::HasWork() {
-  if (phase_ == Phase::kWorking) return !queue_.Finished();
+  // One that is to be kept comes to the end of its batch.
+  if (phase_ == Phase::kWorking) return !queue_.Finished() || (starter_.keeps() && crew_.HasBusy());
   return crew_.HasBusy() && loop_.Now() < stop_until_;
 }
 
 void Supervisor::HandOut() {
-  for (const auto& link : crew_.links()) {
-    if (link->idle() && !GiveBatch(*link)) return;
-  }
-  if (!queue_.HasWaiting()) return;
-  if (auto grown = crew_.GrowTo(WantedWorkers(), *this); !grown) Fail(grown.failure());
+  if (!GiveToIdle() || !queue_.HasWaiting()) return;
+  if (auto grown = crew_.GrowTo(WantedWorkers(), *this); !grown) return Fail(grown.failure());
+  // Those that an earlier run has left have nothing to open.
+  if (phase_ == Phase::kWorking) GiveToIdle();
 }
 
-// False when nothing can be given out at the moment.
+bool Supervisor::GiveToIdle() {
+  for (const auto& link : crew_.links()) {
+    if (link->idle() && !GiveBatch(*link)) return false;
+  }
+  return true;
+}
+
 bool Supervisor::GiveBatch(WorkerLink& link) {
   auto batch = queue_.Take(options_.workers);
   if (batch.empty()) return false;
@@ -129,6 +136,7 @@ void Supervisor::Lost(WorkerLink& link, const WorkerEnd& end) {
 void Supervisor::End() {
   phase_ = Phase::kEnding;
   crew_.RemoveThoseWithOpenItems();
+  if (!failure_ && !asked_to_stop_) crew_.LeaveIdle();
   crew_.EndAllBy(loop_.Now() + (asked_to_stop_ ? kStopPatience : kClosingPatience));
 }
 

@@ -71,6 +71,8 @@ class Supervisor : private WorkerLinkListener {
   void Advance();
   bool HasWork();
   void HandOut();
+  // False when nothing can be given out at the moment, as for the next.
+  bool GiveToIdle();
   bool GiveBatch(WorkerLink& link);
   std::size_t WantedWorkers() const;
   void Fail(Failure reason);
@@ -80,6 +82,7 @@ class Supervisor : private WorkerLinkListener {
   SupervisorOptions options_;
   WorkQueue& queue_;
   RunObserver& observer_;
+  WorkerStarter& starter_;
   EventLoop& loop_;
   Phase phase_ = Phase::kWorking;
   Crew crew_;

@@ -39,6 +39,7 @@ WorkerLink::WorkerLink(std::unique_ptr<StartedWorker> worker, milliseconds file_
       file_timeout_(file_timeout),
       listener_(listener),
       loop_(loop),
+      state_(worker_->opened() ? State::kIdle : State::kStarting),
       heard_(loop.Now()) {
   loop_.Add(*this);
 }
@@ -60,6 +61,11 @@ void WorkerLink::EndBy(Moment until) {
   if (state_ != State::kEnding) Stop();
   state_ = State::kEnding;
   end_ = until;
+}
+
+bool WorkerLink::Leave(WorkerStarter& starter, const std::string& database) {
+  worker_ = starter.Keep(std::move(worker_), database);
+  return worker_ == nullptr;
 }
 
 milliseconds WorkerLink::Limit() const {

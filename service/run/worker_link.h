@@ -62,6 +62,9 @@ class WorkerLink : public EventHandler {
   // It closes the database and is gone at UNTIL at the latest. What it says meanwhile is not heard.
   void EndBy(Moment until);
 
+  // One that is idle goes to STARTER, for a later run; false when it is not kept.
+  bool Leave(WorkerStarter& starter, const std::string& database);
+
   HandedBatch::Rest TakeRest() { return batch_.TakeRest(); }
 
   Awaited Awaits() const override;
@@ -84,7 +87,7 @@ class WorkerLink : public EventHandler {
   std::chrono::milliseconds file_timeout_;
   WorkerLinkListener& listener_;
   EventLoop& loop_;
-  State state_ = State::kStarting;
+  State state_;
   HandedBatch batch_;
   std::size_t messages_ = 0;  // of the batch
   Moment heard_;              // when it last said something, or was given something

@@ -49,7 +49,7 @@ class WorkerProcess : public StartedWorker {
   FileDescriptor log_;
 };
 
-// Starts the worker program.
+// Starts the worker program, for one run.
 class WorkerProcesses : public WorkerStarter {
  public:
   // The descriptors of START are open as long as the object.

@@ -9,7 +9,6 @@
 #include <optional>
 #include <vector>
 
-#include "base/file_id.h"
 #include "common/display.h"
 #include "common/error_text.h"
 #include "common/exit_status.h"
@@ -18,6 +17,7 @@
 #include "library/root_variable.h"
 #include "platform/media_file.h"
 #include "probe/probe.h"
+#include "work/database_file.h"
 #include "work/wire.h"
 #include "work/worker_arguments.h"
 #include "work/worker_memory.h"
@@ -55,12 +55,6 @@ int Refuse(Channel& channel, const Failure& failure) {
 
 Failure FolderGone(const Library& library) {
   return {ExitStatus::kConfiguration, Visible(library.folder) + ": " + ErrorText(errno)};
-}
-
-// Which file the database at PATH is, "" when that cannot be told.
-std::string FileIdentity(const std::string& path) {
-  const auto id = IdBehind(path.c_str());
-  return id ? std::to_string(id->device) + ":" + std::to_string(id->inode) : "";
 }
 
 bool AnnounceDatabase(Channel& channel, const std::string& path) {
