@@ -16,7 +16,7 @@
 namespace {
 
 // What a command does, for the exit statuses that it can end with.
-enum Doing : unsigned { kReads = 1, kRuns = 2, kMakes = 4, kExamines = 8, kAll = 15 };
+enum Doing : unsigned { kReads = 1, kRuns = 2, kMakes = 4, kExamines = 8, kWatches = 16, kAll = 31 };
 
 struct Command {
   const char* name;
@@ -31,6 +31,8 @@ constexpr std::array kCommands{
     Command{"index", "Index a folder of photos and videos into the database inside it", &DefineIndex, kRuns},
     Command{"reindex", "Read every file of a library again and delete the rows of files that are not there",
             &DefineReindex, kRuns},
+    Command{"watch", "Keep the databases of folders true while their files change, until it is stopped",
+            &DefineWatch, kWatches},
     Command{"show", "Show the row of one file, with its labels, people and album", &DefineShow, kReads},
     Command{"ls", "List what is indexed directly in a folder", &DefineList, kReads},
     Command{"albums", "List the albums of a library", &DefineAlbums, kReads},
@@ -49,7 +51,7 @@ struct StatusLine {
 
 // The table of README.md; a test compares them.
 constexpr std::array kExitStatuses{
-    StatusLine{kAll, "0 done"},
+    StatusLine{kAll & ~kWatches, "0 done"},
     StatusLine{
         kAll,
         "1 fatal error, or the result could not be written; for commands that only read, also: no such "
@@ -59,7 +61,7 @@ constexpr std::array kExitStatuses{
     StatusLine{kAll,
                "4 bad configuration: state folder, plug-in or a tool is missing or unusable; for doctor, "
                "also: no such library"},
-    StatusLine{kAll, "5 the database cannot be reached, or it failed"},
+    StatusLine{kAll & ~kWatches, "5 the database cannot be reached, or it failed"},
     StatusLine{kRuns | kMakes,
                "6 another run holds the library, be it one with another --root, or keeps the state folder "
                "for ten seconds; or somebody else keeps the library's folder locked"},

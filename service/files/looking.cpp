@@ -23,6 +23,14 @@ Outcome<Done> LookAs(std::optional<uid_t> user) {
                  "the folder cannot be looked at as user " + std::to_string(*user) + ": " + ErrorText(errno)};
 }
 
+LookingAs::LookingAs(std::optional<uid_t> user) : before_(Looker()) {
+  Looker() = user;
+}
+
+LookingAs::~LookingAs() {
+  Looker() = before_;
+}
+
 Looking::Looking() {
   if (!Looker()) return;
   taken_ = KAVOFileRightsTake(*Looker()) == 0;

@@ -16,6 +16,18 @@ inline constexpr const char* kRefusedLink = "link to a file that its owner may n
 // thread. A failure where that cannot be.
 Outcome<Done> LookAs(std::optional<uid_t> user);
 
+// The same for as long as one lives; then as before. A failure shows in each Looking.
+class LookingAs {
+ public:
+  explicit LookingAs(std::optional<uid_t> user);
+  ~LookingAs();
+  LookingAs(const LookingAs&) = delete;
+  LookingAs& operator=(const LookingAs&) = delete;
+
+ private:
+  std::optional<uid_t> before_;
+};
+
 // This thread looks, as long as one lives. It is there around what looks at names or opens people's files,
 // and around nothing that is the service's own: catalogue, database, state folder.
 class Looking {

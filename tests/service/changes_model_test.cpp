@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "folder_model.h"
+#include "support/comparable_export.h"
 #include "support/library_rows.h"
 
 namespace fs = std::filesystem;
@@ -100,34 +101,10 @@ class ModelTest : public LibraryRowsTest, public testing::WithParamInterface<con
     return kept;
   }
 
-  // The export, but for what only this library knows: people named by hand, the titles of photos, which may
-  // have been made from an earlier name, and keywords that no photo has any more (the next delete takes
-  // them).
   std::vector<std::string> Exported(const fs::path& library) {
     const RunResult result = Run({"export", library});
     EXPECT_EQ(result.status, 0) << result.err;
-    std::vector<std::string> lines;
-    std::map<std::string, std::string> keywords;
-    std::set<std::string> carried;
-    std::istringstream text(result.out);
-    for (std::string line; std::getline(text, line);) {
-      Json::Value row = StrictJson(line + "\n");
-      const std::string table = row["table"].asString();
-      const bool person = (table == "photo_label" && row["category"].asInt() == 0) ||
-                          (table == "photo_image_label" && row["label_category"].asInt() == 0);
-      if (person || table == "photo_config") continue;
-      if (table == "photo_image") row.removeMember("title");
-      if (table == "photo_image_label") carried.insert(row["label_name"].asString());
-      if (table == "photo_label") {
-        keywords[row["name"].asString()] = row.toStyledString();
-      } else {
-        lines.push_back(row.toStyledString());
-      }
-    }
-    std::erase_if(keywords, [&](const auto& keyword) { return !carried.contains(keyword.first); });
-    for (const auto& [name, line] : keywords) lines.push_back(line);
-    std::sort(lines.begin(), lines.end());
-    return lines;
+    return ComparableExport(result.out);
   }
   void ExpectNothingToDo() {
     const Json::Value report = Index();

@@ -77,6 +77,14 @@ void ProgramRun::Signal(int number) const {
   kill(pid_, number);
 }
 
+std::string ProgramRun::out() const {
+  return ReadFile(out_);
+}
+
+std::string ProgramRun::err() const {
+  return ReadFile(err_);
+}
+
 RunResult ProgramRun::Wait() {
   int status = 0;
   waitpid(pid_, &status, 0);

@@ -39,6 +39,9 @@ class ProgramRun {
   pid_t pid() const { return pid_; }
   void Signal(int number) const;
   RunResult Wait();
+  // What it has printed so far.
+  std::string out() const;
+  std::string err() const;
 
  private:
   pid_t pid_ = -1;

@@ -1,0 +1,290 @@
+#include "watch/library_watch.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "base/file_descriptor.h"
+#include "files/looking.h"
+#include "jobs/job_queue.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// How long a library that another run holds is waited for.
+constexpr milliseconds kFirstBusy{100};
+constexpr milliseconds kMostBusy{5'000};
+constexpr milliseconds kFirstFailure{1'000};
+constexpr milliseconds kMostFailure{300'000};
+// How often a folder that is away is looked for.
+constexpr milliseconds kFirstAway{500};
+constexpr milliseconds kMostAway{10'000};
+// The loss brake believes a second scan an hour later.
+constexpr std::chrono::minutes kBeliefAfter{61};
+// What has failed for a reason outside of the file, and with it what had to wait for that, is tried again.
+constexpr milliseconds kFirstRetry{100};
+constexpr milliseconds kMostRetry{3'600'000};
+// So many links are looked at with every part of a library.
+constexpr std::size_t kMostLinks = 1'000;
+
+constexpr const char* kGone = "the folder is out of reach; nothing is deleted, and it is waited for";
+constexpr const char* kBusy = "another run holds the library; what has changed waits for its end";
+
+std::optional<Moment> Earlier(std::optional<Moment> one, std::optional<Moment> other) {
+  if (!one || !other) return one ? one : other;
+  return std::min(*one, *other);
+}
+
+bool IsThere(const std::string& folder) {
+  const Looking looking;
+  const FileDescriptor opened(looking ? open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+  return static_cast<bool>(opened);
+}
+
+// The file may have been renamed while the run came to it.
+bool IsWorthAnother(const IndexReport& report) {
+  return std::any_of(report.failed.begin(), report.failed.end(), [](const Trouble& trouble) {
+    return !trouble.known &&
+           (trouble.outcome == ItemOutcome::kNotKept || trouble.outcome == ItemOutcome::kCrashed ||
+            trouble.outcome == ItemOutcome::kUnopened);
+  });
+}
+
+// Whatever keeps the queue from being tended, the report of what was done is not lost.
+std::size_t DroppedJobs(const StateRoot& root) {
+  try {
+    return TendJobQueue(root);
+  } catch (const std::exception&) {
+    return 0;
+  }
+}
+
+}  // namespace
+
+LibraryWatch::LibraryWatch(Library library, std::optional<uid_t> looker, WatchOptions options,
+                           const MakeSource& make_source, RunOrder& order, WatchTeller& teller,
+                           EventLoop& loop)
+    : library_(std::move(library)),
+      looker_(looker),
+      options_(std::move(options)),
+      order_(order),
+      teller_(teller),
+      loop_(loop),
+      hints_(options_.settling),
+      source_(make_source(*this)),
+      not_before_(loop.Now()) {
+  options_.wish.library = [this](const StateRoot& root) { return MakeLibrary(root, library_.folder); };
+  loop_.Add(*this);
+}
+
+LibraryWatch::~LibraryWatch() {
+  loop_.Remove(*this);
+  workers_.EndAll();
+}
+
+void LibraryWatch::Stop(int signal) {
+  stopped_ = true;
+  if (run_ != nullptr) run_->Stop(signal);
+}
+
+void LibraryWatch::Hinted(const Hint& hint) {
+  hints_.Add(hint, loop_.Now());
+}
+
+void LibraryWatch::RootLost() {
+  state_ = State::kAway;
+  not_before_ = loop_.Now();
+}
+
+void LibraryWatch::MountChanged(const std::string& path) {
+  if (state_ == State::kAway) {
+    not_before_ = loop_.Now();
+  } else if (path.empty()) {
+    source_->End();
+    RootLost();
+  } else {
+    source_->WatchAnew(path);
+    Hinted({path, Reach::kTree, HintState::kComplete});
+  }
+}
+
+void LibraryWatch::BeginWatching() {
+  const LookingAs looker(looker_);
+  if (!IsThere(library_.folder)) return GoAway(kGone);
+  if (auto begun = source_->Begin(); !begun) return GoAway(begun.failure().message);
+  state_ = State::kSettingUp;
+  whole_ = true;
+  hints_.Clear();
+}
+
+void LibraryWatch::GoAway(const std::string& why) {
+  source_->End();
+  state_ = State::kAway;
+  not_before_ = loop_.Now() + patience_.Next(kFirstAway, kMostAway);
+  workers_.EndAll();
+  told_watching_ = false;
+  TellOnce(WatchEvent::kAway, why);
+}
+
+void LibraryWatch::TellOnce(WatchEvent event, const std::string& text) {
+  if (std::exchange(told_, text) == text) return;
+  teller_.Tell({event, library_.folder, text, std::nullopt});
+}
+
+void LibraryWatch::TellOfSource() {
+  if (const std::size_t count = source_->overflows(); count > std::exchange(told_overflows_, count))
+    teller_.Tell({WatchEvent::kOverflow, library_.folder,
+                  "more happened than could be told; everything is looked at", std::nullopt});
+  const std::size_t unwatched = source_->unwatched().size();
+  const bool is_news = unwatched > 0 && std::exchange(told_unwatched_, unwatched) == 0;
+  if (unwatched == 0) told_unwatched_ = 0;
+  if (!is_news) return;
+  const auto minutes = std::chrono::duration<double, std::ratio<60>>(options_.poll_interval).count();
+  std::string often = std::to_string(minutes);
+  often.resize(often.find('.') + 2);
+  teller_.Tell({WatchEvent::kUnwatched, library_.folder,
+                std::to_string(source_->watched_folders()) +
+                    " folders are watched, the others are looked at every " + often +
+                    " minutes: there is no room for more watches (sysctl fs.inotify.max_user_watches, "
+                    "fs.inotify.max_user_instances)",
+                std::nullopt});
+}
+
+// Nothing of it is waited for while a run is under way, which looks again when it has come to its end.
+Awaited LibraryWatch::Awaits() const {
+  Awaited awaited;
+  if (stopped_ || run_ != nullptr) return awaited;
+  awaited.moment = dismiss_;
+  if (state_ == State::kAway) awaited.moment = Earlier(awaited.moment, not_before_);
+  if (state_ == State::kAway || !source_->ready()) return awaited;
+  if (state_ == State::kSettingUp) awaited.moment = loop_.Now();
+  if (state_ == State::kWatching) awaited.moment = Earlier(Earlier(awaited.moment, poll_), NextRun());
+  return awaited;
+}
+
+// As far as it may begin.
+std::optional<Moment> LibraryWatch::NextRun() const {
+  const auto next = whole_ ? std::optional(not_before_) : Earlier(hints_.NextDue(), again_);
+  const bool is_whole = whole_ || (again_ && *again_ <= loop_.Now());
+  if (!next || !order_.MayBegin(is_whole)) return std::nullopt;
+  return std::max(*next, not_before_);
+}
+
+void LibraryWatch::Expire() {
+  const Moment now = loop_.Now();
+  if (dismiss_ && *dismiss_ <= now) {
+    workers_.EndAll();
+    dismiss_.reset();
+  }
+  if (state_ == State::kAway) return not_before_ <= now ? BeginWatching() : void();
+  if (!source_->ready()) return;
+  if (state_ == State::kSettingUp) {
+    state_ = State::kWatching;
+    not_before_ = std::min(not_before_, now);
+  }
+  TellOfSource();
+  if (source_->unwatched().empty()) {
+    poll_.reset();
+  } else if (!poll_) {
+    poll_ = now + options_.poll_interval;
+  } else if (*poll_ <= now) {
+    return Poll();
+  }
+  if (const auto next = NextRun(); next && *next <= now) RunNow();
+}
+
+void LibraryWatch::Poll() {
+  poll_ = loop_.Now() + options_.poll_interval;
+  for (const std::string& path : source_->unwatched()) Hinted({path, Reach::kTree, HintState::kComplete});
+  source_->TryAgain();
+}
+
+WalkScope LibraryWatch::ScopeOf(const std::vector<Hint>& hints) const {
+  WalkScope scope;
+  for (const Hint& hint : hints) scope.Add(hint.path, hint.reach);
+  if (source_->links().size() > kMostLinks) return scope;
+  for (const std::string& link : source_->links()) scope.Add(link, Reach::kName);
+  return scope;
+}
+
+void LibraryWatch::RunNow() {
+  if (again_ && *again_ <= loop_.Now()) whole_ = true;
+  const std::vector<Hint> taken = whole_ ? hints_.TakeAll() : hints_.Take(loop_.Now());
+  if (!whole_ && taken.empty()) return;
+  const WalkScope scope = whole_ ? WalkScope::Whole() : ScopeOf(taken);
+  const bool whole = scope.is_whole();
+  if (!order_.MayBegin(whole)) return hints_.PutBack(taken, loop_.Now());
+  if (whole) again_.reset();
+  const RunOrder::Running running(order_, whole);
+  const auto report = Perform(scope);
+  if (report) {
+    NoteRun(*report, whole);
+  } else {
+    NoteFailure(report.failure(), taken);
+  }
+}
+
+// The library is let go when this returns.
+Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope) {
+  const LookingAs looker(looker_);
+  std::optional<Failure> left;
+  auto prepared = PrepareRun(options_.wish, left);
+  if (!prepared) return prepared.failure();
+  workers_.Use(prepared->worker);
+  IndexOptions options = options_.run;
+  options.quiet = options.quiet || !scope.is_whole();
+  IndexRun run(options, prepared->library, prepared->catalogue, workers_, loop_);
+  run_ = &run;
+  const auto outcome =
+      run.Update({scope, [this](const std::string& path) { return hints_.IsGrowing(path); }});
+  run_ = nullptr;
+  dismiss_ = workers_.empty() ? std::nullopt : std::optional(loop_.Now() + options_.worker_idle);
+  if (!outcome) return LossOrFailure(outcome.failure(), *prepared);
+  IndexReport report = run.report();
+  report.dropped_jobs = DroppedJobs(prepared->root);
+  return report;
+}
+
+void LibraryWatch::NoteRun(const IndexReport& report, bool whole) {
+  patience_.Reset();
+  if (report.interrupted) return;
+  options_.wish.is_prepared = true;
+  whole_ = whole_ && !whole;
+  const std::string& withheld = report.withheld_reason;
+  // The brake counts what is gone of the whole library.
+  if (!withheld.empty() && !whole) whole_ = true;
+  if (!withheld.empty() && whole) again_ = loop_.Now() + kBeliefAfter;
+  if (IsWorthAnother(report)) {
+    again_ = Earlier(again_, loop_.Now() + retry_patience_.Next(kFirstRetry, kMostRetry));
+  } else if (whole) {
+    retry_patience_.Reset();
+  }
+  const bool is_news = report.added + report.folders + report.moved + report.deleted > 0 ||
+                       report.HasNewFailure() || (!withheld.empty() && whole && withheld != told_);
+  told_ = whole || withheld.empty() ? withheld : told_;
+  if (is_news) teller_.Tell({WatchEvent::kRun, library_.folder, "", report});
+  if (std::exchange(told_watching_, true) || !whole) return;
+  teller_.Tell({WatchEvent::kWatching, library_.folder,
+                "watching " + std::to_string(source_->watched_folders()) + " folders", std::nullopt});
+}
+
+void LibraryWatch::NoteFailure(const Failure& failure, const std::vector<Hint>& taken) {
+  const LookingAs looker(looker_);
+  const Moment now = loop_.Now();
+  if (stopped_) return;
+  if (failure.status == ExitStatus::kLibraryBusy) {
+    hints_.PutBack(taken, now);
+    not_before_ = now + patience_.Next(kFirstBusy, kMostBusy);
+    return TellOnce(WatchEvent::kFailed, kBusy);
+  }
+  whole_ = true;
+  options_.wish.is_prepared = false;
+  workers_.EndAll();
+  if (failure.status == ExitStatus::kLoss || !IsThere(library_.folder)) return GoAway(failure.message);
+  not_before_ = now + patience_.Next(kFirstFailure, kMostFailure);
+  TellOnce(WatchEvent::kFailed, failure.message);
+}

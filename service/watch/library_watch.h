@@ -1,0 +1,101 @@
+#ifndef SERVICE_WATCH_LIBRARY_WATCH_H_
+#define SERVICE_WATCH_LIBRARY_WATCH_H_
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/event_loop.h"
+#include "common/outcome.h"
+#include "library/library.h"
+#include "run/index_run.h"
+#include "run/kept_workers.h"
+#include "setup/prepared_run.h"
+#include "watch/hint_source.h"
+#include "watch/hint_store.h"
+#include "watch/patience.h"
+#include "watch/run_order.h"
+#include "watch/watch_news.h"
+
+struct WatchOptions {
+  RunWish wish;  // but for the library
+  IndexOptions run;
+  Settling settling;
+  std::chrono::milliseconds poll_interval{};  // of what cannot be watched
+  std::chrono::milliseconds worker_idle{};    // how long workers without work stay
+};
+
+// Keeps one library true: what its source of hints names is surveyed when it has settled, and the differences
+// go the way of `index`. The first run looks at everything, with the watches there before it begins. The
+// library is held during runs alone. Nothing is looked at while nothing happens. To be used in the loop's
+// thread; runs turn the loop, so those of several libraries may be within each other.
+class LibraryWatch : private HintListener, private EventHandler {
+ public:
+  using MakeSource = std::function<std::unique_ptr<HintSource>(HintListener& listener)>;
+
+  // It looks as LOOKER. What it borrows outlives it.
+  LibraryWatch(Library library, std::optional<uid_t> looker, WatchOptions options,
+               const MakeSource& make_source, RunOrder& order, WatchTeller& teller, EventLoop& loop);
+  ~LibraryWatch() override;
+  LibraryWatch(const LibraryWatch&) = delete;
+  LibraryWatch& operator=(const LibraryWatch&) = delete;
+
+  // A signal asks it to stop: what is being done is brought to its end, or, when it is asked again, ended.
+  void Stop(int signal);
+  // Something was mounted, or is no more, at or above the library (""), or at this path below it.
+  void MountChanged(const std::string& path);
+  const Library& library() const { return library_; }
+
+ private:
+  enum class State : std::uint8_t { kAway, kSettingUp, kWatching };
+
+  void Hinted(const Hint& hint) override;
+  void RootLost() override;
+  Awaited Awaits() const override;
+  void Expire() override;
+
+  void BeginWatching();
+  void GoAway(const std::string& why);
+  void Poll();
+  std::optional<Moment> NextRun() const;
+  void RunNow();
+  Outcome<IndexReport> Perform(const WalkScope& scope);
+  WalkScope ScopeOf(const std::vector<Hint>& hints) const;
+  void NoteRun(const IndexReport& report, bool whole);
+  void NoteFailure(const Failure& failure, const std::vector<Hint>& taken);
+  void TellOnce(WatchEvent event, const std::string& text);
+  void TellOfSource();
+
+  const Library library_;
+  const std::optional<uid_t> looker_;
+  WatchOptions options_;
+  RunOrder& order_;
+  WatchTeller& teller_;
+  EventLoop& loop_;
+  HintStore hints_;
+  KeptWorkers workers_;
+  std::unique_ptr<HintSource> source_;
+
+  State state_ = State::kAway;
+  bool whole_ = true;              // nothing less than everything is to be looked at
+  std::optional<Moment> again_;    // everything, by then
+  std::optional<Moment> poll_;     // what is not watched
+  std::optional<Moment> dismiss_;  // the workers
+  Moment not_before_;              // the next run, or the next look for the folder
+  Patience patience_;
+  Patience retry_patience_;
+  std::string told_;  // the last trouble
+  std::size_t told_unwatched_ = 0;
+  std::size_t told_overflows_ = 0;
+  bool told_watching_ = false;
+  IndexRun* run_ = nullptr;  // under way
+  bool stopped_ = false;
+};
+
+#endif  // SERVICE_WATCH_LIBRARY_WATCH_H_

@@ -1,0 +1,75 @@
+#include "watch/watch_news.h"
+
+#include <chrono>
+#include <cstddef>
+#include <sstream>
+
+#include "common/display.h"
+
+namespace {
+
+const char* NameOf(WatchEvent event) {
+  switch (event) {
+    case WatchEvent::kWatching:
+      return "watching";
+    case WatchEvent::kRun:
+      return "run";
+    case WatchEvent::kAway:
+      return "away";
+    case WatchEvent::kFailed:
+      return "failed";
+    case WatchEvent::kUnwatched:
+      return "unwatched";
+    case WatchEvent::kOverflow:
+      return "overflow";
+  }
+  return "";
+}
+
+void Count(std::ostream& out, const char* what, std::size_t number) {
+  if (number > 0) out << ", " << what << ' ' << number;
+}
+
+std::size_t NewOnes(const std::vector<Trouble>& troubles) {
+  std::size_t count = 0;
+  for (const Trouble& trouble : troubles) count += trouble.known ? 0U : 1U;
+  return count;
+}
+
+std::string RunText(const IndexReport& report) {
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out << Visible(report.library.folder) << ": " << std::chrono::duration<double>(report.elapsed).count()
+      << " s";
+  Count(out, "added", report.added);
+  Count(out, "folders", report.folders);
+  Count(out, "moved", report.moved);
+  Count(out, "deleted", report.deleted);
+  Count(out, "failed", NewOnes(report.failed));
+  out << '\n';
+  for (const auto& [what, troubles] : {std::pair{"failed", &report.failed}, {"note", &report.notes}}) {
+    for (const Trouble& trouble : *troubles) {
+      if (!trouble.known)
+        out << what << ": " << Visible(trouble.path) << ": " << Visible(trouble.reason) << '\n';
+    }
+  }
+  if (report.withheld_reason.empty()) return out.str();
+  out << Visible(report.library.folder) << ": " << report.withheld.size()
+      << " rows were kept: " << report.withheld_reason << " (lumivault index --accept-loss deletes them)\n";
+  return out.str();
+}
+
+}  // namespace
+
+std::string WatchText(const WatchNews& news) {
+  if (news.report) return RunText(*news.report);
+  return Visible(news.folder) + ": " + Visible(news.text) + "\n";
+}
+
+Json::Value WatchJson(const WatchNews& news) {
+  Json::Value json = news.report ? ReportJson(*news.report) : Json::Value(Json::objectValue);
+  json["event"] = NameOf(news.event);
+  SetBytes(json, "library", news.folder);
+  if (!news.report) SetBytes(json, "text", news.text);
+  return json;
+}

@@ -1,0 +1,319 @@
+// What waits until it has settled.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "watch/hint_store.h"
+#include "watch/mount_changes.h"
+#include "watch/patience.h"
+#include "watch/run_order.h"
+#include "watch/watched_tree.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using Strings = std::vector<std::string>;
+
+constexpr milliseconds kSettle{100};
+constexpr milliseconds kQuiet{5'000};
+constexpr Moment kBegin{std::chrono::hours(1)};
+
+class HintStoreTest : public testing::Test {
+ protected:
+  void Tell(const std::string& path, HintState state, Reach reach = Reach::kName) {
+    store_.Add({path, reach, state}, now_);
+  }
+  void Grows(const std::string& path) { Tell(path, HintState::kGrowing); }
+  void Closes(const std::string& path) { Tell(path, HintState::kComplete); }
+  void Pass(milliseconds time) { now_ += time; }
+  // "path" for a name, "path/" for a folder, "path/*" for a tree.
+  Strings Take() {
+    Strings taken;
+    for (const Hint& hint : store_.Take(now_)) {
+      const char* reach = hint.reach == Reach::kName ? "" : hint.reach == Reach::kFolder ? "/" : "/*";
+      taken.push_back(hint.path + reach);
+    }
+    return taken;
+  }
+
+  HintStore store_{{kSettle, kQuiet}};
+  Moment now_ = kBegin;
+};
+
+TEST_F(HintStoreTest, AClosedFileIsTakenWhenItHasSettled) {
+  Closes("a.jpg");
+  EXPECT_EQ(store_.NextDue(), now_ + kSettle);
+  Pass(kSettle - milliseconds(1));
+  EXPECT_EQ(Take(), Strings());
+  Pass(milliseconds(1));
+  EXPECT_EQ(Take(), Strings({"a.jpg"}));
+  EXPECT_TRUE(store_.empty());
+  EXPECT_FALSE(store_.NextDue());
+}
+
+TEST_F(HintStoreTest, WhatIsClosedAgainSettlesAnew) {
+  Closes("a.jpg");
+  Pass(kSettle / 2);
+  Closes("a.jpg");
+  Pass(kSettle / 2);
+  EXPECT_EQ(Take(), Strings());
+  Pass(kSettle / 2);
+  EXPECT_EQ(Take(), Strings({"a.jpg"}));
+}
+
+TEST_F(HintStoreTest, WhatGrowsWaitsForItsClose) {
+  Grows("a.jpg");
+  for (int i = 0; i < 1'000; ++i) {
+    Pass(kQuiet - milliseconds(1));
+    Grows("a.jpg");
+    ASSERT_EQ(Take(), Strings());
+  }
+  EXPECT_TRUE(store_.IsGrowing("a.jpg"));
+  Closes("a.jpg");
+  EXPECT_FALSE(store_.IsGrowing("a.jpg"));
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"a.jpg"}));
+}
+
+TEST_F(HintStoreTest, WhatNobodyClosesIsTakenWhenItIsQuiet) {
+  Grows("d/a.jpg");
+  EXPECT_EQ(store_.NextDue(), now_ + kQuiet);
+  Pass(kQuiet - milliseconds(1));
+  EXPECT_EQ(Take(), Strings());
+  Pass(milliseconds(1));
+  EXPECT_EQ(Take(), Strings({"d/a.jpg"}));
+}
+
+TEST_F(HintStoreTest, ATouchDoesNotEndTheGrowing) {
+  Grows("a.jpg");
+  Tell("a.jpg", HintState::kTouched);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings());
+  Tell("b.jpg", HintState::kTouched);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"b.jpg"}));
+}
+
+TEST_F(HintStoreTest, WhatGrowsAgainAfterItsCloseWaits) {
+  Closes("a.jpg");
+  Pass(kSettle / 2);
+  Grows("a.jpg");
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings());
+}
+
+TEST_F(HintStoreTest, AGrowingFileHoldsUpNoOther) {
+  Grows("a.jpg");
+  Closes("b.jpg");
+  EXPECT_EQ(store_.NextDue(), now_ + kSettle);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"b.jpg"}));
+  EXPECT_EQ(store_.size(), 1U);
+}
+
+TEST_F(HintStoreTest, WhatChangesWithoutEndIsTakenNowAndThen) {
+  int taken = 0;
+  for (int i = 0; i < 4'000; ++i) {
+    Closes("a.jpg");
+    Pass(kSettle / 2);
+    taken += Take().empty() ? 0 : 1;
+  }
+  // 200 seconds.
+  EXPECT_GE(taken, 6);
+  EXPECT_LE(taken, 7);
+}
+
+TEST_F(HintStoreTest, TheNamesOfAMoveAreTakenTogether) {
+  Closes("a.jpg");
+  Pass(milliseconds(3));
+  Closes("b.jpg");
+  EXPECT_EQ(store_.NextDue(), now_ + kSettle);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"a.jpg", "b.jpg"}));
+}
+
+TEST_F(HintStoreTest, ABurstThatGoesOnIsTakenInParts) {
+  int taken = 0;
+  std::size_t most = 0;
+  for (int i = 0; i < 1'000; ++i) {
+    Closes(std::to_string(i) + ".jpg");
+    Pass(milliseconds(10));
+    const std::size_t count = Take().size();
+    taken += count > 0 ? 1 : 0;
+    most = std::max(most, count);
+  }
+  // A part each half a second.
+  EXPECT_GE(taken, 15);
+  EXPECT_LE(taken, 25);
+  EXPECT_LE(most, 65U);
+}
+
+TEST_F(HintStoreTest, TheLargerReachStays) {
+  Tell("d", HintState::kComplete, Reach::kTree);
+  Tell("d", HintState::kTouched);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"d/*"}));
+}
+
+TEST_F(HintStoreTest, TheLibraryItselfCanBeMeant) {
+  Tell("", HintState::kComplete, Reach::kTree);
+  Closes("a.jpg");
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"/*", "a.jpg"}));
+}
+
+TEST_F(HintStoreTest, WhatIsPutBackComesAgain) {
+  Closes("a.jpg");
+  Tell("d", HintState::kComplete, Reach::kTree);
+  Pass(kSettle);
+  const std::vector<Hint> taken = store_.Take(now_);
+  store_.PutBack(taken, now_ + kSettle);
+  EXPECT_EQ(Take(), Strings());
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"a.jpg", "d/*"}));
+}
+
+TEST_F(HintStoreTest, WhatIsPutBackDisturbsNothingThatGrows) {
+  Grows("a.jpg");
+  store_.PutBack({{"a.jpg", Reach::kName, HintState::kComplete}}, now_);
+  EXPECT_TRUE(store_.IsGrowing("a.jpg"));
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings());
+}
+
+TEST_F(HintStoreTest, EverythingIsTakenButWhatGrows) {
+  Grows("a.jpg");
+  Closes("b.jpg");
+  EXPECT_EQ(store_.TakeAll().size(), 1U);
+  EXPECT_TRUE(store_.IsGrowing("a.jpg"));
+}
+
+TEST_F(HintStoreTest, TenThousandNamesOfAFolderAreTheFolder) {
+  for (int i = 0; i < 10'000; ++i) Closes("d/" + std::to_string(i) + ".jpg");
+  EXPECT_EQ(store_.size(), 10'000U);
+  for (int i = 10'000; i < 60'000; ++i) Closes("d/" + std::to_string(i) + ".jpg");
+  EXPECT_EQ(store_.size(), 1U);
+  Closes("e/a.jpg");
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"d/", "e/a.jpg"}));
+}
+
+TEST_F(HintStoreTest, TheTreesAmongThemStay) {
+  Tell("d/new", HintState::kComplete, Reach::kTree);
+  for (int i = 0; i <= 10'000; ++i) Closes("d/" + std::to_string(i) + ".jpg");
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"d/", "d/new/*"}));
+}
+
+TEST_F(HintStoreTest, TooManyTreesAreTheTreeAboveThem) {
+  for (int i = 0; i <= 10'000; ++i) Tell("d/" + std::to_string(i), HintState::kComplete, Reach::kTree);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"d/*"}));
+}
+
+TEST_F(HintStoreTest, TooManyFoldersAreTheLibrary) {
+  for (int i = 0; i <= 100'000; ++i) Closes(std::to_string(i) + "/a.jpg");
+  EXPECT_LE(store_.size(), 2U);
+  Pass(kSettle);
+  EXPECT_EQ(Take().front(), "/*");
+}
+
+TEST_F(HintStoreTest, AFolderThatStandsForItsNamesSettlesToo) {
+  for (int i = 0; i <= 10'000; ++i) Closes("d/" + std::to_string(i) + ".jpg");
+  Pass(kSettle / 2);
+  Grows("d/x.jpg");
+  Pass(kSettle / 2);
+  EXPECT_EQ(Take(), Strings());
+  Pass(kSettle / 2);
+  EXPECT_EQ(Take(), Strings({"d/"}));
+}
+
+class WatchedTreeTest : public testing::Test {
+ protected:
+  WatchedTreeTest() {
+    tree_.Put("", 1);
+    tree_.Put("a", 2);
+    tree_.Put("a/b", 3);
+    tree_.Put("c", 4);
+  }
+  using Numbers = std::vector<int>;
+  WatchedTree tree_;
+};
+
+TEST_F(WatchedTreeTest, ANumberHasItsPath) {
+  EXPECT_EQ(tree_.PathsOf(1), Strings({""}));
+  EXPECT_EQ(tree_.PathsOf(3), Strings({"a/b"}));
+  EXPECT_EQ(tree_.PathsOf(9), Strings());
+  EXPECT_TRUE(tree_.Contains("a/b"));
+  EXPECT_FALSE(tree_.Contains("a/x"));
+}
+
+TEST_F(WatchedTreeTest, WhatGoesTakesAllBelowAlong) {
+  EXPECT_EQ(tree_.Remove("a"), Numbers({3, 2}));
+  EXPECT_EQ(tree_.PathsOf(3), Strings());
+  EXPECT_EQ(tree_.size(), 2U);
+  EXPECT_EQ(tree_.Remove("a"), Numbers());
+}
+
+TEST_F(WatchedTreeTest, AFolderWithTwoNamesKeepsItsNumberUntilBothAreGone) {
+  EXPECT_EQ(tree_.Put("c/again", 2), Numbers());
+  EXPECT_EQ(tree_.PathsOf(2), Strings({"a", "c/again"}));
+  EXPECT_EQ(tree_.Remove("a"), Numbers({3}));
+  EXPECT_EQ(tree_.PathsOf(2), Strings({"c/again"}));
+  EXPECT_EQ(tree_.Remove("c"), Numbers({2, 4}));
+}
+
+TEST_F(WatchedTreeTest, AnotherFolderUnderANameFreesTheOldNumber) {
+  EXPECT_EQ(tree_.Put("a", 7), Numbers({3, 2}));
+  EXPECT_EQ(tree_.PathsOf(7), Strings({"a"}));
+  EXPECT_EQ(tree_.PathsOf(2), Strings());
+}
+
+TEST_F(WatchedTreeTest, AFolderInsideItselfIsSeen) {
+  tree_.Put("a/b/a", 2);
+  EXPECT_TRUE(tree_.HasAbove("a/b/a", 2));
+  EXPECT_FALSE(tree_.HasAbove("a", 2));
+  EXPECT_TRUE(tree_.HasAbove("a/b", 1));
+}
+
+TEST_F(WatchedTreeTest, ANumberThatTheKernelTakesIsNotGivenBack) {
+  tree_.RemoveWatch(3);
+  EXPECT_FALSE(tree_.Contains("a/b"));
+  EXPECT_EQ(tree_.Remove("a"), Numbers({2}));
+}
+
+TEST(MountPoints, AreReadWithTheirBlanks) {
+  const auto mounts = ParseMountPoints(
+      "22 1 8:1 / / rw - ext4 /dev/a rw\n30 22 0:40 /sub /mnt/a\\040b\\134c rw shared:1 - tmpfs tmpfs "
+      "rw\nbroken\n");
+  ASSERT_EQ(mounts.size(), 2U);
+  EXPECT_EQ(mounts.begin()->path, "/");
+  EXPECT_EQ(mounts.rbegin()->path, "/mnt/a b\\c");
+  EXPECT_EQ(mounts.rbegin()->id, "30 0:40 /sub");
+}
+
+TEST(PatienceTest, GrowsToItsBound) {
+  Patience patience;
+  EXPECT_EQ(patience.Next(milliseconds(100), milliseconds(350)), milliseconds(100));
+  EXPECT_EQ(patience.Next(milliseconds(100), milliseconds(350)), milliseconds(200));
+  EXPECT_EQ(patience.Next(milliseconds(100), milliseconds(350)), milliseconds(350));
+  patience.Reset();
+  EXPECT_EQ(patience.Next(milliseconds(100), milliseconds(350)), milliseconds(100));
+}
+
+TEST(RunOrderTest, NothingLongBeginsWithinSomethingShort) {
+  RunOrder order;
+  const RunOrder::Running first(order, true);
+  EXPECT_TRUE(order.MayBegin(true));
+  {
+    const RunOrder::Running part(order, false);
+    EXPECT_FALSE(order.MayBegin(true));
+    EXPECT_TRUE(order.MayBegin(false));
+  }
+  EXPECT_TRUE(order.MayBegin(true));
+}
+
+}  // namespace

@@ -1,0 +1,424 @@
+// The real program watches a folder.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <thread>
+
+#include "base/file_descriptor.h"
+#include "support/watch_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kTerminated = 128 + SIGTERM;
+constexpr int kInterrupted = 128 + SIGINT;
+constexpr int kUsage = 2;
+
+void Pause(milliseconds time) {
+  std::this_thread::sleep_for(time);
+}
+
+// How often PROCESS has gone to sleep of itself.
+std::string Sleeps(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("voluntary_ctxt_switches")) return line;
+  }
+  return "";
+}
+
+class WatchRunTest : public WatchTest {
+ protected:
+  void Photo(const std::string& path) {
+    MakeJpeg(File(path), 8, 8, {{"Exif.Image.Make", "m" + std::to_string(++photos_)}});
+  }
+  void Photos(const std::string& in, int count) {
+    for (int i = 0; i < count; ++i) Photo(in + "/" + std::to_string(i) + ".jpg");
+  }
+  std::string Rows() const { return Value("SELECT count(*) FROM photo_image"); }
+  void ExpectNothingToDo() {
+    const Json::Value report = Index();
+    for (const char* work : {"added", "folders", "moved", "deleted"})
+      EXPECT_EQ(report[work].asUInt(), 0U) << work;
+  }
+  // The library goes where nobody looks for it, and comes back.
+  fs::path Aside() const { return scratch() / "aside"; }
+  bool IsAway() {
+    return Eventually([&] { return !News("away").empty(); });
+  }
+  bool IsBack(std::size_t times = 2) {
+    return Eventually([&] { return News("watching").size() >= times; });
+  }
+
+ private:
+  int photos_ = 0;
+};
+
+TEST_F(WatchRunTest, WhatIsThereIsIndexedFirst) {
+  Photos("d", 3);
+  Watch();
+  EXPECT_EQ(Rows(), "3");
+  EXPECT_EQ(Sum("added"), 3U);
+  Photo("d/e/new.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("d/e/new.jpg"));
+  EXPECT_EQ(Sum("added"), 4U);
+}
+
+TEST_F(WatchRunTest, AStopEndsItAtOnceAndLosesNothing) {
+  Photos("d", 40);
+  Watch();
+  Photos("e", 300);
+  Pause(milliseconds(100));
+  const auto begin = Clock::now();
+  EXPECT_EQ(StopWatch().status, kTerminated);
+  EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+  Index();
+  ExpectNothingToDo();
+  EXPECT_EQ(Rows(), "340");
+}
+
+TEST_F(WatchRunTest, AnInterruptInTheFirstRunEndsIt) {
+  Photos("d", 300);
+  watch_ = Start({"watch", folder(), "--json"});
+  ASSERT_TRUE(Eventually([&] { return ChildOf(watch_->pid()) != 0; }));
+  const auto begin = Clock::now();
+  EXPECT_EQ(StopWatch(SIGINT).status, kInterrupted);
+  EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+}
+
+TEST_F(WatchRunTest, WhatHappensWhileItIsDeadIsFoundByTheNext) {
+  Photos("d", 5);
+  Watch();
+  Photos("e", 50);
+  Pause(milliseconds(80));
+  EXPECT_EQ(StopWatch(SIGKILL).status, kKilledBy + SIGKILL);
+  fs::rename(File("d/1.jpg"), File("e/moved.jpg"));
+  fs::remove(File("d/2.jpg"));
+  Photo("d/new.jpg");
+  Watch();
+  ExpectAsNew();
+  ExpectNothingToDo();
+}
+
+TEST_F(WatchRunTest, WorkersAreThereForTheNextChange) {
+  Photo("a.jpg");
+  Watch();
+  const pid_t worker = ChildOf(watch_->pid());
+  ASSERT_NE(worker, 0);
+  Photo("b.jpg");
+  CatchUp();
+  EXPECT_EQ(ChildOf(watch_->pid()), worker);
+  kill(worker, SIGKILL);
+  Photo("c.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("c.jpg"));
+}
+
+TEST_F(WatchRunTest, WithNothingToDoItSleeps) {
+  Photos("d", 10);
+  Watch();
+  CatchUp();
+  Pause(milliseconds(200));
+  const std::string before = Sleeps(watch_->pid());
+  Pause(milliseconds(1'500));
+  EXPECT_EQ(Sleeps(watch_->pid()), before);
+}
+
+TEST_F(WatchRunTest, OtherCommandsWorkMeanwhile) {
+  Photos("d", 3);
+  Watch();
+  EXPECT_EQ(Run({"ls", File("d")}).status, 0);
+  EXPECT_EQ(Run({"doctor", folder()}).status, 0);
+  Photo("d/new.jpg");
+  Index();
+  EXPECT_TRUE(HasRow("d/new.jpg"));
+  EXPECT_EQ(Run({"reindex", folder(), "--quiet"}).status, 0);
+  Photo("d/last.jpg");
+  CatchUp();
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, WhatHappensWhileAnotherRunHoldsTheLibraryWaits) {
+  Photo("a.jpg");
+  Watch();
+  FileDescriptor held(open(folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+  Photo("b.jpg");
+  EXPECT_TRUE(Eventually([&] { return !News("failed").empty(); }));
+  EXPECT_NE(News("failed").front()["text"].asString().find("another run holds the library"),
+            std::string::npos);
+  Pause(milliseconds(500));
+  EXPECT_FALSE(HasRow("b.jpg"));
+  EXPECT_EQ(News("failed").size(), 1U);
+  held = FileDescriptor();
+  EXPECT_TRUE(Eventually([&] { return HasRow("b.jpg"); }));
+}
+
+TEST_F(WatchRunTest, ManyNewFoldersAreFollowed) {
+  Watch();
+  for (int i = 0; i < 100; ++i) Photo(std::to_string(i) + "/a/b/c/d/n.jpg");
+  CatchUp();
+  EXPECT_EQ(Rows(), "100");
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, ASlowWriterIsReadOnce) {
+  constexpr int kWriters = 40;
+  Photos("old", kWriters);
+  Watch();
+  CatchUp();
+  const std::size_t before = Sum("added");
+  const std::string content = ReadFile(File("old/0.jpg"));
+  std::vector<std::ofstream> files;
+  for (int i = 0; i < kWriters; ++i) {
+    files.emplace_back(File("old/" + std::to_string(i) + ".jpg"));
+    fs::create_directories(File("new/" + std::to_string(i)));
+    files.emplace_back(File("new/" + std::to_string(i) + "/n.jpg"));
+  }
+  constexpr std::size_t kPieces = 8;
+  for (std::size_t piece = 0; piece < kPieces; ++piece) {
+    const std::size_t from = content.size() * piece / kPieces;
+    const std::size_t to = content.size() * (piece + 1) / kPieces;
+    for (std::ofstream& file : files) file << content.substr(from, to - from) << std::flush;
+    Pause(milliseconds(150));
+  }
+  EXPECT_EQ(Sum("added"), before);
+  files.clear();
+  CatchUp();
+  EXPECT_EQ(Sum("added"), before + 2 * kWriters);
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, WhatIsRenamedKeepsItsRows) {
+  for (int i = 0; i < 30; ++i) Photos(std::to_string(i), 2);
+  Watch();
+  const std::string id = Value("SELECT id FROM photo_image WHERE path = '7/1.jpg'");
+  for (int i = 0; i < 30; ++i) fs::rename(File(std::to_string(i)), File("to" + std::to_string(i)));
+  CatchUp();
+  EXPECT_EQ(Value("SELECT id FROM photo_image WHERE path = 'to7/1.jpg'"), id);
+  EXPECT_EQ(Sum("added"), 60U);
+  EXPECT_EQ(Sum("moved"), 90U);
+  EXPECT_EQ(Sum("deleted"), 0U);
+}
+
+TEST_F(WatchRunTest, MoreThanCanBeToldIsFoundAll) {
+  std::ifstream limit("/proc/sys/fs/inotify/max_queued_events");
+  int most = 0;
+  limit >> most;
+  if (most == 0 || most > 200'000) GTEST_SKIP() << "the queue of events is " << most << " long";
+  for (int i = 0; i < 30; ++i) Photos("d" + std::to_string(i), 10);
+  Watch();
+  watch_->Signal(SIGSTOP);
+  for (int i = 0; i < most / 2 + 100; ++i)
+    fs::rename(File("d0/0.jpg"), File(i % 2 == 0 ? "x.jpg" : "y.jpg")),
+        fs::rename(File(i % 2 == 0 ? "x.jpg" : "y.jpg"), File("d0/0.jpg"));
+  for (int i = 0; i < 10; ++i) {
+    const std::string folder = "d" + std::to_string(i);
+    fs::rename(File(folder), File("moved" + std::to_string(i)));
+    fs::remove(File("moved" + std::to_string(i) + "/1.jpg"));
+    Photo("made/deep" + std::to_string(i) + "/n.jpg");
+    Photo("d20/" + std::to_string(i) + ".jpg");
+  }
+  watch_->Signal(SIGCONT);
+  EXPECT_TRUE(Eventually([&] { return !News("overflow").empty(); }));
+  CatchUp();
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, ALibraryThatIsAwayLosesNothingAndIsNotReadAgain) {
+  Photos("d", 10);
+  Watch();
+  fs::rename(folder(), Aside());
+  EXPECT_TRUE(IsAway());
+  fs::rename(Aside(), folder());
+  EXPECT_TRUE(IsBack());
+  EXPECT_EQ(Rows(), "10");
+  EXPECT_EQ(Sum("added"), 10U);
+  Photo("d/new.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("d/new.jpg"));
+}
+
+TEST_F(WatchRunTest, AnotherFolderInItsPlaceCostsNothing) {
+  Photos("d", 10);
+  Watch();
+  fs::rename(folder(), Aside());
+  fs::create_directory(folder());
+  EXPECT_TRUE(IsAway());
+  EXPECT_FALSE(fs::exists(File(".KAVOHGADB")));
+  fs::remove(folder());
+  fs::rename(Aside(), folder());
+  EXPECT_TRUE(IsBack());
+  EXPECT_EQ(Rows(), "10");
+  EXPECT_EQ(Sum("added"), 10U);
+}
+
+TEST_F(WatchRunTest, AnEmptiedLibraryKeepsItsRows) {
+  Photos("d", 10);
+  Photos("e", 3);
+  Watch();
+  fs::create_directory(Aside());
+  for (const char* name : {"d", "e"}) fs::rename(File(name), Aside() / name);
+  EXPECT_TRUE(Eventually([&] { return News("run").size() >= 2; }));
+  EXPECT_EQ(News("run").back()["withheld"]["reason"].asString(), "the folder is empty");
+  EXPECT_EQ(Rows(), "13");
+  for (const char* name : {"d", "e"}) fs::rename(Aside() / name, File(name));
+  CatchUp();
+  EXPECT_EQ(Rows(), "13");
+  EXPECT_EQ(Sum("added"), 13U);
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, ManyLossesAreHeldBackAsAWhole) {
+  Photos("d", 150);
+  Photo("a.jpg");
+  Watch();
+  fs::remove_all(File("d"));
+  EXPECT_TRUE(Eventually([&] { return News("run").size() >= 2; }));
+  EXPECT_EQ(News("run").back()["withheld"]["reason"].asString(), "150 of 151 files are gone");
+  EXPECT_EQ(Rows(), "151");
+  Photo("b.jpg");
+  CatchUp();
+  EXPECT_EQ(Rows(), "152");
+  EXPECT_EQ(Run({"index", folder(), "--quiet", "--accept-loss"}).status, 0);
+  EXPECT_EQ(Rows(), "2");
+}
+
+TEST_F(WatchRunTest, AnUnreadableLibraryKeepsItsRows) {
+  Photos("d", 5);
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  Watch();
+  ASSERT_EQ(chmod(File("d").c_str(), 0), 0);
+  ASSERT_EQ(chmod(folder().c_str(), 0), 0);
+  Pause(milliseconds(300));
+  ASSERT_EQ(chmod(folder().c_str(), 0755), 0);
+  CatchUp();
+  EXPECT_EQ(Rows(), "5");
+  ASSERT_EQ(chmod(File("d").c_str(), 0755), 0);
+  Photo("d/new.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("d/new.jpg"));
+  EXPECT_EQ(Sum("added"), 6U);
+}
+
+TEST_F(WatchRunTest, ADiskThatIsUnmountedIsWaitedFor) {
+  fs::create_directory(Aside());
+  if (mount(Aside().c_str(), folder().c_str(), nullptr, MS_BIND, nullptr) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  Photos("d", 4);
+  Watch();
+  ASSERT_EQ(umount2(folder().c_str(), MNT_DETACH), 0);
+  EXPECT_TRUE(IsAway());
+  EXPECT_TRUE(fs::is_empty(folder()));
+  ASSERT_EQ(mount(Aside().c_str(), folder().c_str(), nullptr, MS_BIND, nullptr), 0);
+  EXPECT_TRUE(IsBack());
+  EXPECT_EQ(Rows(), "4");
+  EXPECT_EQ(Sum("added"), 4U);
+  StopWatch();
+  EXPECT_EQ(umount2(folder().c_str(), MNT_DETACH), 0);
+}
+
+TEST_F(WatchRunTest, ADiskThatIsMountedBelowIsIndexed) {
+  WriteFile(Aside() / "notes.txt", "");
+  MakeJpeg(Aside() / "a.jpg", 8, 8);
+  fs::create_directory(File("disk"));
+  Photo("b.jpg");
+  Watch();
+  if (mount("none", File("disk").c_str(), "tmpfs", 0, nullptr) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  fs::copy_file(Aside() / "a.jpg", File("disk/a.jpg"));
+  EXPECT_TRUE(Eventually([&] { return HasRow("disk/a.jpg"); }));
+  Photo("disk/b.jpg");
+  EXPECT_TRUE(Eventually([&] { return HasRow("disk/b.jpg"); }));
+  ASSERT_EQ(umount2(File("disk").c_str(), MNT_DETACH), 0);
+  EXPECT_TRUE(Eventually([&] { return News("run").back().isMember("withheld"); }));
+  EXPECT_EQ(Rows(), "3");
+}
+
+TEST_F(WatchRunTest, WithoutRoomForWatchesNothingIsLost) {
+  for (int i = 0; i < 40; ++i) Photo(std::to_string(i) + "/a.jpg");
+  const std::string limit = "echo 20 > /proc/sys/user/max_inotify_watches && exec \"$0\" \"$@\"";
+  const std::vector<std::string> begin{"-Ur", "sh", "-c", limit};
+  if (ProgramRun({"-Ur", "sh", "-c", "echo 20 > /proc/sys/user/max_inotify_watches"}, scratch() / "try", {},
+                 {}, "/usr/bin/unshare")
+          .Wait()
+          .status != 0)
+    GTEST_SKIP() << "no user namespace can be made here";
+  std::vector<std::string> arguments = begin;
+  arguments.insert(arguments.end(), {LUMIVAULT_PROGRAM, "watch", folder(), "--json", "--settle", "0.05",
+                                     "--poll", "1", "--root=" + state().string()});
+  watch_ =
+      std::make_unique<ProgramRun>(arguments, scratch() / "limited", std::map<std::string, std::string>(),
+                                   std::nullopt, "/usr/bin/unshare");
+  ASSERT_TRUE(Eventually([&] { return !News("watching").empty(); }));
+  for (int i = 0; i < 40; ++i) Photo(std::to_string(i) + "/b.jpg");
+  EXPECT_TRUE(Eventually([&] { return Rows() == "80"; })) << Rows() << watch_->out();
+  ASSERT_EQ(News("unwatched").size(), 1U);
+  EXPECT_NE(News("unwatched").front()["text"].asString().find("fs.inotify.max_user_watches"),
+            std::string::npos);
+  StopWatch();
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, OneLibraryThatFailsDoesNotEndTheOthers) {
+  Photo("a.jpg");
+  const fs::path other = scratch() / "other";
+  MakeJpeg(other / "a.jpg", 8, 8);
+  EXPECT_EQ(Run({"index", other, "--quiet"}).status, 0);
+  Damage(other / ".KAVOHGADB");
+  WriteFile(other / ".KAVOHGADB", "no database");
+  Watch({other});
+  EXPECT_TRUE(Eventually([&] { return !News("failed").empty(); }));
+  EXPECT_EQ(News("failed").front()["library"].asString(), other.string());
+  Photo("b.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("b.jpg"));
+  fs::remove(other / ".KAVOHGADB");
+  EXPECT_TRUE(Eventually([&] { return fs::exists(other / ".KAVOHGADB"); }));
+  EXPECT_EQ(StopWatch().status, kTerminated);
+}
+
+TEST_F(WatchRunTest, TwoLibrariesAreFollowedAtOnce) {
+  Photos("d", 50);
+  const fs::path other = scratch() / "other";
+  for (int i = 0; i < 50; ++i) MakeJpeg(other / (std::to_string(i) + ".jpg"), 8, 8);
+  Watch({other});
+  EXPECT_TRUE(Eventually([&] { return News("watching").size() == 2; }));
+  Photos("e", 50);
+  for (int i = 0; i < 50; ++i) MakeJpeg(other / ("n" + std::to_string(i) + ".jpg"), 8, 8);
+  CatchUp();
+  EXPECT_EQ(Rows(), "100");
+  EXPECT_TRUE(Eventually(
+      [&] { return QueryDatabase(other / ".KAVOHGADB", "SELECT path FROM photo_image").size() == 100; }));
+}
+
+TEST_F(WatchRunTest, WhatIsNoFolderIsRefused) {
+  const RunResult result = Run({"watch", File("nowhere")});
+  EXPECT_EQ(result.status, kUsage);
+  EXPECT_EQ(result.err, "lumivault: " + File("nowhere").string() + ": No such file or directory\n");
+  EXPECT_EQ(Run({"watch"}).status, kUsage);
+}
+
+TEST_F(WatchRunTest, PeopleReadOneLineForEachThing) {
+  Photos("d", 2);
+  watch_ = Start({"watch", folder(), "--quiet", "--settle", "0.05"});
+  EXPECT_TRUE(Eventually([&] { return watch_->out().find("watching 2 folders\n") != std::string::npos; }));
+  const std::string out = watch_->out();
+  EXPECT_TRUE(out.starts_with(folder().string() + ": ")) << out;
+  EXPECT_NE(out.find(" s, added 2, folders 2\n"), std::string::npos) << out;
+  EXPECT_EQ(StopWatch().err, "");
+}
+
+}  // namespace
