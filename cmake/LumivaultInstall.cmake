@@ -9,6 +9,9 @@ install(TARGETS photoindex kavoplatform EXPORT lumivaultTargets
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS lumivault RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS lumivault-worker RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/lumivault)
+if(LUMIVAULT_TOOLS)
+  install(TARGETS kavophoto_extract_preview RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/lumivault)
+endif()
 install(DIRECTORY include/lumivault DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 # Of the platform, what a user of the database interface calls.
 install(FILES src/platform/database.h src/platform/string_list.h

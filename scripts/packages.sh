@@ -3,7 +3,7 @@
 # shellcheck shell=sh disable=SC2034,SC2154
 
 build_packages="cmake ninja-build g++ pkg-config ccache libexiv2-dev libjsoncpp-dev libsqlite3-dev libpq-dev
-  libavformat-dev libheif-dev libtiff-dev libcli11-dev"
+  libavformat-dev libswscale-dev libheif-dev libtiff-dev libvips-dev libcli11-dev"
 test_packages="sqlite3 libgtest-dev libgmock-dev libbenchmark-dev postgresql exiv2 libvips-tools ffmpeg strace"
 abi_packages="abigail-tools"
 mutate_packages="python3"
