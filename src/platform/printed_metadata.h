@@ -34,7 +34,7 @@ std::shared_ptr<const PrintedMetadata> PrintedBefore(const ParsedImage& image);
 
 // " Short       1": type and count in the columns of a full listing.
 std::string TypeColumns(const Exiv2::Metadatum& datum);
-// The text of DATUM, which is of IMAGE. While an Exiv2Scope lives.
+// The text of DATUM, which is of IMAGE. While no Exiv2Scope lives in this thread.
 std::string ValueOf(const PrintedDatum& datum, const ParsedImage& image);
 
 // Parses and prints the image at PATH now, so that the questions about it that follow cost next to nothing

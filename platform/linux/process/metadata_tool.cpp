@@ -73,7 +73,6 @@ bool IsWanted(const PrintedDatum& datum, const WantedTexts& wanted) {
 // What is asked for of PRINTED, which is of IMAGE.
 std::string Lines(const Question& question, const ParsedImage& image, const PrintedMetadata& printed) {
   const bool everything = question.wanted == nullptr || !CertainlyFits(printed);
-  const Exiv2Scope scope;
   std::string output;
   for (const PrintedDatum& datum : printed.data) {
     if (!everything && !IsWanted(datum, *question.wanted)) continue;
@@ -130,6 +129,7 @@ SpawnResult Values::Print() {
 void Values::PrintEach() {
   const auto printed = question_.as_stored ? nullptr : PrintedBefore(image_);
   if (printed != nullptr && !printed->failed) return PrintEach(*printed);
+  const Exiv2Scope scope;
   PrintEach("Exif.", image_.exif);
   PrintEach("Iptc.", image_.iptc);
   PrintEach("Xmp.", image_.xmp);
@@ -178,7 +178,6 @@ SpawnResult Answer(const Question& question) {
       break;
   }
   if (!question.key) return List(question, *image);
-  const Exiv2Scope scope;
   return Values(question, *image).Print();
 }
 

@@ -132,6 +132,8 @@ class Printer {
 
 PrintedMetadata Printer::Print() {
   const Exiv2Scope scope;
+  printed_.data.reserve(
+      static_cast<std::size_t>(image_.exif.count() + image_.iptc.count() + image_.xmp.count()));
   try {
     Add(image_.exif);
     Add(image_.iptc);
@@ -170,7 +172,9 @@ std::string TypeColumns(const Exiv2::Metadatum& datum) {
 }
 
 std::string ValueOf(const PrintedDatum& datum, const ParsedImage& image) {
-  return datum.value ? *datum.value : ValuePrinter(image.exif).Print(*datum.datum);
+  if (datum.value) return *datum.value;
+  const Exiv2Scope scope;
+  return ValuePrinter(image.exif).Print(*datum.datum);
 }
 
 bool IsPrinted(const Exiv2::Metadatum& datum) {
