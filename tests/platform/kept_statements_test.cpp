@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -112,6 +113,35 @@ TEST_F(KeptStatements, ArePreparedOnce) {
   g_prepared.clear();
   Send(OpenSqlite(lent()), "SELECT * FROM t WHERE a = 'it''s' AND n = 2");
   EXPECT_EQ(g_prepared, std::vector<std::string>());
+}
+
+TEST_F(KeptStatements, RowsWithDifferentFractionsArePreparedOnce) {
+  Send(OpenSqlite(lent()), "INSERT INTO t (a, r) VALUES('one', 51.508722)");
+  Send(OpenSqlite(lent()), "UPDATE t SET r = -0.25 WHERE a = 'one'");
+  g_prepared.clear();
+  Send(OpenSqlite(lent()), "INSERT INTO t (a, r) VALUES('two', 1.5)");
+  Send(OpenSqlite(lent()), "UPDATE t SET r = -139.751667 WHERE a = 'two'");
+  EXPECT_EQ(g_prepared, std::vector<std::string>());
+}
+
+// All 64 bits of it: a position that is stored again must not become another.
+TEST_F(KeptStatements, AFractionKeepsItsLastDigit) {
+  constexpr unsigned kSeed = 13;
+  constexpr int kFractions = 3000;
+  std::mt19937 random(kSeed);
+  std::uniform_int_distribution<int> millionths(0, 180'999'999);
+  const Connection plain = OpenSqlite(own());
+  const Connection kept = OpenSqlite(lent());
+  for (const Connection* connection : {&plain, &kept}) Send(*connection, "BEGIN");
+  for (int i = 0; i < kFractions; ++i) {
+    const std::string digits = std::to_string(1'000'000'000 + millionths(random)).substr(1);
+    const std::string fraction = digits.substr(0, 3) + "." + digits.substr(3);
+    const std::string sql = "INSERT INTO t (a, r) VALUES('" + std::to_string(i) + "', " +
+                            (i % 2 == 0 ? "-" : "") + fraction + ")";
+    for (const Connection* connection : {&plain, &kept}) Send(*connection, sql);
+  }
+  const std::string bits = "SELECT group_concat(printf('%!.26e', r)) AS v FROM t";
+  EXPECT_EQ(Value(kept, bits), Value(plain, bits)) << "seed " << kSeed;
 }
 
 TEST_F(KeptStatements, AreNotKeptWithoutEnd) {

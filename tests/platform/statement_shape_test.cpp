@@ -9,6 +9,7 @@ namespace {
 
 std::string Text(const StatementShape::Value& value) {
   if (const auto* number = std::get_if<std::int64_t>(&value)) return std::to_string(*number);
+  if (const auto* fraction = std::get_if<Fraction>(&value)) return fraction->text;
   return "'" + std::get<std::string>(value) + "'";
 }
 
@@ -33,6 +34,14 @@ TEST(StatementShape, TextsAndWholeNumbersAreValues) {
 TEST(StatementShape, DoubledQuotesAreOne) {
   EXPECT_EQ(Shape("DELETE FROM t WHERE a = 'it''s' AND b = ''''"),
             "DELETE FROM t WHERE a = ? AND b = ? | 'it's' '''");
+}
+
+TEST(StatementShape, AFractionIsAValueWhereItIsAllThatAColumnGets) {
+  EXPECT_EQ(Shape("INSERT INTO t (a, b, c) VALUES(35.5, -139.751667 , NULL)"),
+            "INSERT INTO t (a, b, c) VALUES(?, -? , NULL) | 35.5 139.751667");
+  EXPECT_EQ(Shape("UPDATE t SET a = 0.5, b=-1.25, c = 1.0 WHERE d = 2"),
+            "UPDATE t SET a = ?, b=-?, c = ? WHERE d = ? | 0.5 1.25 1.0 2");
+  EXPECT_EQ(ShapeOf("update t set a = 1.5", "CAST(? AS REAL)")->text, "update t set a = CAST(? AS REAL)");
 }
 
 TEST(StatementShape, NumbersInNamesBelongToThem) {
@@ -66,8 +75,25 @@ TEST(StatementShape, WhatMayMeanAnotherThingHasNone) {
                           "SELECT a FROM t WHERE b \xEF\xBB\xBFLIKE 'c'",
                           "SELECT a FROM t WHERE b like 'c'",
                           "SELECT a FROM t WHERE b GLOB 'c'",
-                          "UPDATE t SET a = 1.5",
                           "UPDATE t SET a = .5",
+                          "UPDATE t SET a = 1.",
+                          "UPDATE t SET a = 1.5e3",
+                          "UPDATE t SET a = 1.5.5",
+                          "UPDATE t SET a = + 1.5",
+                          "UPDATE t SET a = b = 1.5",
+                          "UPDATE t SET a = (b = 1.5)",
+                          "UPDATE t SET a = (1.5)",
+                          "UPDATE t SET a = b - 1.5",
+                          "UPDATE t SET a = 1.5 + b",
+                          "UPDATE t SET a = 1 WHERE b = 1.5",
+                          "UPDATE t SET a = 1 FROM u, v = 1.5",
+                          "DELETE FROM t WHERE a = 1.5",
+                          "SELECT a FROM t WHERE b IN (1.5, 2)",
+                          "INSERT INTO t (a) SELECT 1.5",
+                          "INSERT INTO t (a) VALUES (abs(1.5))",
+                          "INSERT INTO t (a) VALUES (1.5 < b)",
+                          "INSERT INTO t (a) VALUES (b < 1.5)",
+                          "INSERT INTO t (a) VALUES (1) ON CONFLICT (a) DO UPDATE SET a = 1.5",
                           "UPDATE t SET a = 1e3",
                           "UPDATE t SET a = 0x10",
                           "UPDATE t SET a = 1234567890123456789",

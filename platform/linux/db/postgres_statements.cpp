@@ -9,9 +9,11 @@
 
 namespace {
 
-// A whole number in a text has the type that it fits into. Without one it would take the type of what it
-// meets, and the statement could mean something else. A literal text has none either.
+// A whole number in a text has the type that it fits into, a fraction that of exact numbers. Without one it
+// would take the type of what it meets, and the statement could mean something else. A literal text has none
+// either.
 const char* TypeOf(const StatementShape::Value& value) {
+  if (std::holds_alternative<Fraction>(value)) return "::numeric";
   const auto* number = std::get_if<std::int64_t>(&value);
   if (number == nullptr) return "";
   return *number <= std::numeric_limits<std::int32_t>::max() ? "::int4" : "::int8";
@@ -19,6 +21,7 @@ const char* TypeOf(const StatementShape::Value& value) {
 
 std::string TextOf(StatementShape::Value&& value) {
   if (const auto* number = std::get_if<std::int64_t>(&value)) return std::to_string(*number);
+  if (auto* fraction = std::get_if<Fraction>(&value)) return std::move(fraction->text);
   return std::move(std::get<std::string>(value));
 }
 

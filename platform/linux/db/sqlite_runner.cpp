@@ -148,7 +148,8 @@ bool SqliteRunner::KnowsSchema(std::string& error) {
 std::optional<bool> SqliteRunner::RunKept(std::string_view sql, Window window, ResultSet& result,
                                           std::string& error) {
   if (statements_ == nullptr) return std::nullopt;
-  const std::optional<StatementShape> shape = ShapeOf(sql);
+  // Read by the function that reads a literal.
+  const std::optional<StatementShape> shape = ShapeOf(sql, "CAST(? AS REAL)");
   if (!shape) return std::nullopt;
   bool prepared = false;
   const BorrowedStatement statement = statements_->Borrow(database_, *shape, prepared);

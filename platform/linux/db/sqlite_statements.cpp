@@ -8,7 +8,8 @@ namespace {
 int Bind(sqlite3_stmt* statement, int place, const StatementShape::Value& value) {
   if (const auto* number = std::get_if<std::int64_t>(&value))
     return sqlite3_bind_int64(statement, place, *number);
-  const auto& text = std::get<std::string>(value);
+  const auto* fraction = std::get_if<Fraction>(&value);
+  const std::string& text = fraction != nullptr ? fraction->text : std::get<std::string>(value);
   return sqlite3_bind_text64(statement, place, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 

@@ -9,8 +9,15 @@
 #include <variant>
 #include <vector>
 
+// A number with a point, as it stands in the statement.
+struct Fraction {
+  std::string text;
+
+  bool operator==(const Fraction&) const = default;
+};
+
 struct StatementShape {
-  using Value = std::variant<std::int64_t, std::string>;
+  using Value = std::variant<std::int64_t, std::string, Fraction>;
 
   std::string text;           // with "?" in the places of the values
   std::vector<Value> values;  // in their order
@@ -18,8 +25,9 @@ struct StatementShape {
 
 // The shape of SQL when it is one SELECT, INSERT, UPDATE or DELETE that means the same with its literals as
 // parameters. Nothing when that is not certain: a LIKE is answered by an index only where its pattern stands
-// in the text, a column is named after its literal, a fraction may be read to another last digit. What
-// follows ORDER, GROUP or LIMIT keeps its literals.
-[[nodiscard]] std::optional<StatementShape> ShapeOf(std::string_view sql);
+// in the text, a column is named after its literal. What follows ORDER, GROUP or LIMIT keeps its literals. A
+// fraction is one only as the whole value of a column that is written, where FRACTION, with a "?" for its
+// text, stands for it: read by other means than the engine's own it might get another last digit.
+[[nodiscard]] std::optional<StatementShape> ShapeOf(std::string_view sql, std::string_view fraction = "?");
 
 #endif  // PLATFORM_LINUX_DB_STATEMENT_SHAPE_H_
