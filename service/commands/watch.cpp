@@ -27,6 +27,8 @@ using std::chrono::milliseconds;
 constexpr double kMillisecondsOfSecond = 1000;
 constexpr double kDefaultSettle = 0.1;
 constexpr double kLongestSettle = 3600;
+constexpr const char* kInotify = "inotify";
+constexpr const char* kFanotify = "fanotify";
 constexpr double kDefaultPoll = 300;
 constexpr double kShortestPoll = 1;
 constexpr double kLongestPoll = 86400;
@@ -39,6 +41,7 @@ struct Options {
   std::vector<std::string> folders;
   double settle = kDefaultSettle;
   double poll = kDefaultPoll;
+  std::string events = kInotify;
 };
 
 milliseconds Milliseconds(double seconds) {
@@ -65,6 +68,7 @@ WatchOptions OptionsOfWatch(const Options& options) {
   watch.settling = {Milliseconds(options.settle), kQuiet + Milliseconds(options.settle)};
   watch.poll_interval = Milliseconds(options.poll);
   watch.worker_idle = kWorkerIdle;
+  watch.by_fanotify = options.events == kFanotify;
   return watch;
 }
 
@@ -108,5 +112,10 @@ Runner DefineWatch(CLI::App& app) {
                  "How often what cannot be watched is looked at, in seconds; default 300")
       ->type_name("SECONDS")
       ->check(CLI::Range(kShortestPoll, kLongestPoll));
+  app.add_option("--events", options->events,
+                 "How the kernel tells what happens: inotify (the default), with a watch for each folder, or "
+                 "fanotify, with one for each file system, which takes root")
+      ->type_name("HOW")
+      ->check(CLI::IsMember({kInotify, kFanotify}));
   return [options] { return Watch(*options); };
 }

@@ -18,6 +18,14 @@ struct Settling {
   std::chrono::milliseconds quiet{};   // after it was last written, where nobody tells of the close
 };
 
+// A hint that waits.
+struct WaitingHint {
+  Reach reach = Reach::kName;
+  bool growing = false;
+  Moment first;  // hinted since it was taken last
+  Moment due;
+};
+
 // The hints of one library until they have settled. Bounded: of a folder with more than 10,000 the folder
 // itself is the hint, and of a library with too many the library. To be used in one thread; the time comes
 // from outside.
@@ -42,12 +50,7 @@ class HintStore {
   void Clear();
 
  private:
-  struct Waiting {
-    Reach reach = Reach::kName;
-    bool growing = false;
-    Moment first;  // hinted since it was taken last
-    Moment due;
-  };
+  using Waiting = WaitingHint;
   struct Folder {
     std::optional<Waiting> itself;
     std::map<std::string, Waiting> names;  // in it

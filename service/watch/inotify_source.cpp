@@ -2,20 +2,14 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
-#include <string_view>
 #include <utility>
 
-#include "base/path_below.h"
 #include "common/display.h"
 #include "common/error_text.h"
 #include "files/looking.h"
-#include "files/media_files.h"
-#include "files/open_folder.h"
 #include "platform/files.h"
 #include "platform/index.h"
 
@@ -32,28 +26,19 @@ constexpr int kFoldersAtOnce = 64;
 constexpr int kReadsAtOnce = 16;
 constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
 
-bool IsLeftOut(std::string_view name) {
-  return name.starts_with('.') || name == kSideFolder;
-}
-
-std::string Join(const std::string& folder, std::string_view name) {
-  return folder.empty() ? std::string(name) : std::string(folder).append("/").append(name);
-}
-
 bool LacksRoom(int error) {
   return error == ENOSPC || error == ENOMEM || error == EMFILE || error == ENFILE;
 }
 
-void EraseTree(std::set<std::string>& paths, const std::string& top) {
-  if (top.empty()) return paths.clear();
-  paths.erase(top);
-  auto first = paths.lower_bound(top + "/");
-  while (first != paths.end() && LiesBelow(*first, top)) first = paths.erase(first);
-}
-
-HintState StateOf(unsigned mask) {
-  if ((mask & (kWent | IN_MOVED_TO | IN_CLOSE_WRITE)) != 0) return HintState::kComplete;
-  return (mask & (IN_CREATE | IN_MODIFY)) != 0 ? HintState::kGrowing : HintState::kTouched;
+unsigned ToldBy(unsigned mask) {
+  unsigned told = 0;
+  if ((mask & IN_CREATE) != 0) told |= kToldMade;
+  if ((mask & IN_MOVED_TO) != 0) told |= kToldMovedIn;
+  if ((mask & kWent) != 0) told |= kToldWent;
+  if ((mask & IN_CLOSE_WRITE) != 0) told |= kToldClosed;
+  if ((mask & IN_MODIFY) != 0) told |= kToldWritten;
+  if ((mask & IN_ATTRIB) != 0) told |= kToldTouched;
+  return told;
 }
 
 }  // namespace
@@ -64,7 +49,8 @@ InotifySource::InotifySource(std::string folder, std::optional<uid_t> looker, Hi
       looker_(looker),
       listener_(listener),
       loop_(loop),
-      add_watch_(std::move(add_watch)) {
+      add_watch_(std::move(add_watch)),
+      files_(folder_, listener) {
   loop_.Add(*this);
 }
 
@@ -90,7 +76,7 @@ void InotifySource::End() {
   tree_.Clear();
   to_watch_.clear();
   unwatched_.clear();
-  links_.clear();
+  files_.Forget("");
 }
 
 void InotifySource::Restart() {
@@ -134,7 +120,7 @@ void InotifySource::Expire() {
 // One that cannot be opened is gone or closed to us; the folder above tells when that changes.
 void InotifySource::WatchFolder(int root, const std::string& path) {
   Forget(path);
-  if (!path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), Join(folder_, path).c_str())) return;
+  if (!path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), PathIn(folder_, path).c_str())) return;
   FileDescriptor folder(KAVOBeneathOpenFolder(root, path.c_str()));
   if (!folder) return;
   const std::string opened = "/proc/self/fd/" + std::to_string(folder.get());
@@ -145,32 +131,15 @@ void InotifySource::WatchFolder(int root, const std::string& path) {
   }
   Release(tree_.Put(path, watch));
   // A folder that is mounted in itself has no end.
-  if (!tree_.HasAbove(path, watch)) List(folder.Release(), path);
-}
-
-// Takes over the descriptor.
-void InotifySource::List(int folder, const std::string& path) {
-  const OpenFolder listing(folder);
-  if (!listing) return;
-  while (const dirent* entry = listing.Next()) {
-    if (!IsLeftOut(entry->d_name))
-      NoteName(listing.descriptor(), Join(path, entry->d_name), entry->d_name, entry->d_type);
+  if (!tree_.HasAbove(path, watch)) {
+    files_.List(folder.Release(), path, [this](std::string below) { to_watch_.push_back(std::move(below)); });
   }
-}
-
-void InotifySource::NoteName(int folder, const std::string& path, const char* name, unsigned char type) {
-  struct stat status {};
-  const bool unknown = type == DT_UNKNOWN;
-  if (unknown && fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return;
-  if (type == DT_DIR || (unknown && S_ISDIR(status.st_mode))) to_watch_.push_back(path);
-  const bool is_link = type == DT_LNK || (unknown && S_ISLNK(status.st_mode));
-  if (is_link && MediaKindOf(path)) links_.insert(path);
 }
 
 void InotifySource::Forget(const std::string& path) {
   Release(tree_.Remove(path));
   EraseTree(unwatched_, path);
-  EraseTree(links_, path);
+  files_.Forget(path);
 }
 
 void InotifySource::Release(const std::vector<int>& watches) const {
@@ -207,8 +176,12 @@ void InotifySource::Handle(const inotify_event& event) {
     if (event.len == 0) {
       HandleOwn(event, folder);
     } else if (!IsLeftOut(event.name)) {
-      const std::string path = Join(folder, event.name);
-      (event.mask & IN_ISDIR) != 0 ? HandleFolder(event.mask, path) : HandleFile(event.mask, path);
+      const std::string path = PathIn(folder, event.name);
+      if ((event.mask & IN_ISDIR) != 0) {
+        HandleFolder(event.mask, path);
+      } else {
+        files_.Tell(ToldBy(event.mask), path);
+      }
     }
   }
 }
@@ -227,29 +200,4 @@ void InotifySource::HandleFolder(unsigned mask, const std::string& path) {
   if ((mask & kWent) != 0) Forget(path);
   const bool is_tree = is_new || (mask & kWent) != 0;
   listener_.Hinted({path, is_tree ? Reach::kTree : Reach::kName, HintState::kComplete});
-}
-
-void InotifySource::HandleFile(unsigned mask, const std::string& path) {
-  // What is no photo has no row; but it may have stood in the place of something that has.
-  if (!MediaKindOf(path)) {
-    if ((mask & kWent) != 0) listener_.Hinted({path, Reach::kName, HintState::kComplete});
-    return;
-  }
-  const bool is_whole = NoteLink(mask, path);
-  listener_.Hinted({path, Reach::kName, is_whole ? HintState::kComplete : StateOf(mask)});
-}
-
-// True for a name that came without anybody writing. What is written under one of several names has changed
-// under all of them, and nobody tells which these are.
-bool InotifySource::NoteLink(unsigned mask, const std::string& path) {
-  if ((mask & kWent) != 0) links_.erase(path);
-  if ((mask & (kCame | IN_CLOSE_WRITE)) == 0) return false;
-  const Looking looking;
-  struct stat status {};
-  if (!looking || lstat(Join(folder_, path).c_str(), &status) != 0) return false;
-  const bool is_link = S_ISLNK(status.st_mode);
-  if (is_link) links_.insert(path);
-  const bool has_others = S_ISREG(status.st_mode) && status.st_nlink > 1;
-  if (has_others && (mask & IN_CLOSE_WRITE) != 0) listener_.Hinted({"", Reach::kTree, HintState::kComplete});
-  return is_link || has_others;
 }

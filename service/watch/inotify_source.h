@@ -13,6 +13,7 @@
 
 #include "base/file_descriptor.h"
 #include "common/event_loop.h"
+#include "watch/file_hints.h"
 #include "watch/hint_source.h"
 #include "watch/watched_tree.h"
 
@@ -34,7 +35,7 @@ class InotifySource : public HintSource, private EventHandler {
   void WatchAnew(const std::string& path) override;
   const std::set<std::string>& unwatched() const override { return unwatched_; }
   void TryAgain() override;
-  const std::set<std::string>& links() const override { return links_; }
+  const std::set<std::string>& links() const override { return files_.links(); }
   std::size_t watched_folders() const override { return tree_.size(); }
   std::size_t overflows() const override { return overflows_; }
 
@@ -44,8 +45,6 @@ class InotifySource : public HintSource, private EventHandler {
   void Expire() override;
 
   void WatchFolder(int root, const std::string& path);
-  void List(int folder, const std::string& path);
-  void NoteName(int folder, const std::string& path, const char* name, unsigned char type);
   void Forget(const std::string& path);
   void Release(const std::vector<int>& watches) const;
   void Restart();
@@ -53,8 +52,6 @@ class InotifySource : public HintSource, private EventHandler {
   void Handle(const inotify_event& event);
   void HandleOwn(const inotify_event& event, const std::string& path);
   void HandleFolder(unsigned mask, const std::string& path);
-  void HandleFile(unsigned mask, const std::string& path);
-  bool NoteLink(unsigned mask, const std::string& path);
   void LoseRoot();
 
   const std::string folder_;
@@ -62,11 +59,11 @@ class InotifySource : public HintSource, private EventHandler {
   HintListener& listener_;
   EventLoop& loop_;
   AddWatch add_watch_;
+  FileHints files_;
   FileDescriptor queue_;
   WatchedTree tree_;
   std::deque<std::string> to_watch_;
   std::set<std::string> unwatched_;
-  std::set<std::string> links_;
   std::size_t overflows_ = 0;
 };
 

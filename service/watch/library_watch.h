@@ -29,6 +29,7 @@ struct WatchOptions {
   Settling settling;
   std::chrono::milliseconds poll_interval{};  // of what cannot be watched
   std::chrono::milliseconds worker_idle{};    // how long workers without work stay
+  bool by_fanotify = false;                   // else by inotify
 };
 
 // Keeps one library true: what its source of hints names is surveyed when it has settled, and the differences

@@ -48,7 +48,7 @@ std::set<MountPoint> ParseMountPoints(std::string_view text) {
     std::string root;
     std::string path;
     if (words >> id >> parent >> device >> root >> path)
-      mounts.insert({Unescaped(path), id + " " + device + " " + root});
+      mounts.insert({Unescaped(path), id.append(" ").append(device).append(" ").append(root)});
   }
   return mounts;
 }

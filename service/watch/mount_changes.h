@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include "base/file_descriptor.h"
 #include "common/event_loop.h"
@@ -13,7 +14,9 @@
 struct MountPoint {
   std::string path;
   std::string id;  // names it among those that are there
-  auto operator<=>(const MountPoint&) const = default;
+  bool operator<(const MountPoint& other) const {
+    return std::tie(path, id) < std::tie(other.path, other.id);
+  }
 };
 
 // Of a text like /proc/self/mountinfo.

@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "base/path_below.h"
+#include "watch/fanotify_source.h"
 #include "watch/inotify_source.h"
 #include "work/worker_identity.h"
 
@@ -31,7 +32,11 @@ Outcome<Done> WatchedLibraries::Add(const Library& library, const WatchOptions& 
       options.wish.as_root ? Outcome<std::optional<WorkerIdentity>>(std::nullopt) : OwnerToBecome(library);
   if (!owner) return owner.failure();
   const std::optional<uid_t> looker = *owner ? std::optional((*owner)->user) : std::nullopt;
-  const auto make_source = [this, looker, &library](HintListener& listener) {
+  if (options.by_fanotify) {
+    if (auto usable = FanotifySource::Try(library.folder); !usable) return usable;
+  }
+  const auto make_source = [&](HintListener& listener) -> std::unique_ptr<HintSource> {
+    if (options.by_fanotify) return std::make_unique<FanotifySource>(library.folder, looker, listener, loop_);
     return std::make_unique<InotifySource>(library.folder, looker, listener, loop_);
   };
   watches_.push_back(

@@ -12,6 +12,7 @@
 
 #include "base/file_descriptor.h"
 #include "support/watch_test.h"
+#include "watch/fanotify_source.h"
 
 namespace fs = std::filesystem;
 
@@ -419,6 +420,70 @@ TEST_F(WatchRunTest, PeopleReadOneLineForEachThing) {
   EXPECT_TRUE(out.starts_with(folder().string() + ": ")) << out;
   EXPECT_NE(out.find(" s, added 2, folders 2\n"), std::string::npos) << out;
   EXPECT_EQ(StopWatch().err, "");
+}
+
+// Where one mark stands for all folders.
+class MarkedRunTest : public WatchRunTest {
+ protected:
+  void SetUp() override {
+    if (const auto usable = FanotifySource::Try(folder()); !usable) GTEST_SKIP() << usable.failure().message;
+  }
+  void WatchMarked() { Watch({"--events", "fanotify"}); }
+};
+
+TEST_F(MarkedRunTest, MoreThanCanBeToldIsFoundAll) {
+  std::ifstream limit("/proc/sys/fs/fanotify/max_queued_events");
+  int most = 0;
+  limit >> most;
+  if (most == 0 || most > 200'000) GTEST_SKIP() << "the queue of events is " << most << " long";
+  Photos("d", 20);
+  WatchMarked();
+  watch_->Signal(SIGSTOP);
+  // What concerns one name is told as one event.
+  for (int i = 0; i < most + 100; ++i) {
+    fs::create_directory(File("n" + std::to_string(i)));
+    fs::remove(File("n" + std::to_string(i)));
+  }
+  fs::rename(File("d"), File("e"));
+  fs::remove(File("e/1.jpg"));
+  Photo("f/g/n.jpg");
+  watch_->Signal(SIGCONT);
+  EXPECT_TRUE(Eventually([&] { return !News("overflow").empty(); }));
+  CatchUp();
+  ExpectAsNew();
+}
+
+TEST_F(MarkedRunTest, ALibraryThatIsAwayIsWaitedFor) {
+  Photos("d", 3);
+  WatchMarked();
+  fs::rename(folder(), Aside());
+  EXPECT_TRUE(IsAway());
+  fs::rename(Aside(), folder());
+  EXPECT_TRUE(IsBack());
+  Photo("d/new.jpg");
+  CatchUp();
+  EXPECT_EQ(Sum("added"), 4U);
+}
+
+TEST_F(MarkedRunTest, ADiskThatIsMountedBelowIsFollowed) {
+  fs::create_directory(File("disk"));
+  Photo("b.jpg");
+  WatchMarked();
+  if (mount("none", File("disk").c_str(), "tmpfs", 0, nullptr) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  Pause(milliseconds(200));
+  Photo("disk/d/a.jpg");
+  EXPECT_TRUE(Eventually([&] { return HasRow("disk/d/a.jpg"); }));
+  EXPECT_EQ(umount2(File("disk").c_str(), MNT_DETACH), 0);
+}
+
+TEST_F(MarkedRunTest, WithoutTheRightItSaysSo) {
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  const RunResult result = Run({"watch", folder(), "--events", "fanotify"});
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.err, "lumivault: " + folder().string() +
+                            ": cannot be watched by fanotify: Operation not permitted (--events inotify)\n");
 }
 
 }  // namespace
