@@ -48,7 +48,7 @@ Outcome<std::unique_ptr<CatalogueStore>> CatalogueStore::Open(const std::string&
   }
   if (database) return std::unique_ptr<CatalogueStore>(new CatalogueStore(file, std::move(*database)));
   return Failure{ExitStatus::kConfiguration,
-                 Visible(file) + ": the catalogue cannot be opened: " + database.failure().message};
+                 AboutFile(file, "the catalogue cannot be opened: " + database.failure().message)};
 }
 
 void CatalogueStore::BeginChanges() {
@@ -56,8 +56,8 @@ void CatalogueStore::BeginChanges() {
   changing_ = true;
 }
 
-void CatalogueStore::NoteFailure(const std::string& file) {
-  if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, file + ": " + database_.error()};
+void CatalogueStore::NoteFailure() {
+  if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, AboutFile(file_, database_.error())};
 }
 
 void CatalogueStore::Commit() {
@@ -78,6 +78,6 @@ bool CatalogueStore::EndLog() {
     if (database_.Run(kEndCatalogueLog)) return true;
     std::this_thread::sleep_for(kPause);
   }
-  NoteFailure(Visible(file_));
+  NoteFailure();
   return false;
 }

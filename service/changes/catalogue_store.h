@@ -26,7 +26,7 @@ class CatalogueStore {
                                           const Values&... values) {
     auto rows = database_.Query(columns, sql, values...);
     if (rows) return std::move(*rows);
-    NoteFailure(file_);
+    NoteFailure();
     return {};
   }
   // Kept by the next Commit, or when the object ends.
@@ -51,7 +51,7 @@ class CatalogueStore {
       : file_(std::move(file)), database_(std::move(database)) {}
 
   void BeginChanges();
-  void NoteFailure(const std::string& file);
+  void NoteFailure();
 
   std::string file_;
   DatabaseReader database_;

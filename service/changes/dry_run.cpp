@@ -47,7 +47,7 @@ Outcome<Catalogue> OpenCopy(const ScratchFolder& scratch, const StateRoot& root,
     std::error_code error;
     const std::string original = CatalogueFile(root, library) + suffix;
     if (fs::exists(original, error)) fs::copy_file(original, copy + suffix, error);
-    if (error) return Failure{ExitStatus::kConfiguration, original + ": " + error.message()};
+    if (error) return Failure{ExitStatus::kConfiguration, AboutFile(original, error.message())};
   }
   return OpenLibraryCatalogue(copy, library, accepts_loss);
 }

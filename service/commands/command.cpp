@@ -40,5 +40,5 @@ int ReportUnwritten(int error, ExitStatus status) {
 }
 
 Failure NotIndexed(const std::string& path, const std::string& why) {
-  return {ExitStatus::kFatal, Visible(path) + ": " + why};
+  return {ExitStatus::kFatal, AboutFile(path, why)};
 }

@@ -31,7 +31,7 @@ Failure NoDatabase(const Library& library, const DatabaseReader& database) {
   const int error = access(file.c_str(), R_OK) == 0 ? 0 : errno;
   if (error == ENOENT) return NotIndexed(library.folder, "the library has no database");
   return {ExitStatus::kDatabase,
-          Visible(file) + ": cannot be opened: " + (error != 0 ? ErrorText(error) : database.error())};
+          AboutFile(file, "cannot be opened: " + (error != 0 ? ErrorText(error) : database.error()))};
 }
 
 Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string& path) {
@@ -47,14 +47,14 @@ Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string&
 
 Failure InNoLibrary(const std::string& path, ExitStatus status) {
   if (!OwnerIsKnown(path)) {
-    return {ExitStatus::kConfiguration,
-            Visible(path) +
-                ": the list of libraries (etc/kavo/personal.conf in the state folder) or a home cannot be "
-                "read, so it cannot be told in whose library this lies"};
+    return {
+        ExitStatus::kConfiguration,
+        AboutFile(path,
+                  "the list of libraries (etc/kavo/personal.conf in the state folder) or a home cannot be "
+                  "read, so it cannot be told in whose library this lies")};
   }
-  if (access(path.c_str(), F_OK) != 0 && errno == ENOENT)
-    return {status, Visible(path) + ": " + ErrorText(ENOENT)};
-  return {status, Visible(path) + ": lies in no library; lumivault index makes one of a folder"};
+  if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return {status, AboutFile(path, ErrorText(ENOENT))};
+  return {status, AboutFile(path, "lies in no library; lumivault index makes one of a folder")};
 }
 
 Outcome<OpenedLibrary> OpenLibraryAround(const std::string& root, const std::string& path) {

@@ -153,6 +153,10 @@ std::string Shown(std::string_view text, bool terminal) {
   return terminal ? Visible(text) : std::string(text);
 }
 
+std::string AboutFile(std::string_view path, std::string_view why) {
+  return Visible(path).append(": ").append(why);
+}
+
 std::string Fitted(std::string_view text, std::size_t width) {
   constexpr std::string_view kEllipsis = "...";
   std::size_t columns = 0;

@@ -17,6 +17,8 @@ std::string Visible(std::string_view text);
 std::string OnOneLine(std::string_view text);
 // Visible(TEXT) for a terminal, else TEXT itself, which another program can use.
 std::string Shown(std::string_view text, bool terminal);
+// What a message says of a file, a folder or a database: "PATH: WHY", PATH made visible.
+std::string AboutFile(std::string_view path, std::string_view why);
 // As much of UTF-8 TEXT as a terminal shows in WIDTH columns; one that was cut ends in "...".
 std::string Fitted(std::string_view text, std::size_t width);
 

@@ -85,7 +85,7 @@ bool DatabaseReader::HasStatistics() {
 
 std::string DatabaseReader::error() const {
   if (!connection_) return open_error_;
-  return is_askable_ ? KAVODBErrorGet(connection_.get()) : "a number in it is none";
+  return is_askable_ ? KAVODBErrorGet(connection_.get()) : "it has a text where a number belongs";
 }
 
 bool DatabaseReader::Run(const char* sql) {

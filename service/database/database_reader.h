@@ -80,7 +80,9 @@ class DatabaseReader {
 
   std::unique_ptr<KAVODB_CONNECTION, Close> connection_;
   std::string open_error_;
-  bool is_askable_ = true;  // the last statement: its values are what their places in the template take
+  // The last statement could be made of its values. One from the database itself may be a text where the
+  // template takes a number.
+  bool is_askable_ = true;
 };
 
 // DATABASE could not be opened, or a statement on it failed.

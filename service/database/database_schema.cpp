@@ -8,6 +8,7 @@
 
 #include "base/ascii.h"
 #include "common/atomic_file.h"
+#include "common/display.h"
 #include "common/error_text.h"
 #include "common/installation.h"
 #include "database/library_tables.h"
@@ -143,6 +144,6 @@ Outcome<std::string> SharedSchema() {
   const auto path = SchemaPath(kSharedScript);
   if (!path) return path.failure();
   const auto script = ReadWholeFile(*path);
-  if (!script) return Failure{ExitStatus::kConfiguration, *path + ": " + ErrorText(errno)};
+  if (!script) return Failure{ExitStatus::kConfiguration, AboutFile(*path, ErrorText(errno))};
   return *script;
 }

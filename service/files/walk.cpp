@@ -67,14 +67,13 @@ Outcome<Walk> Walk::Start(const std::string& root, const WalkScope& scope) {
   FileDescriptor folder = OpenRoot(root);
   struct statx status {};
   if (!folder || statx(folder.get(), "", AT_EMPTY_PATH, kWantedFields, &status) != 0) {
-    return Failure{ExitStatus::kFatal, Visible(root) + ": " + ErrorText(errno)};
+    return Failure{ExitStatus::kFatal, AboutFile(root, ErrorText(errno))};
   }
   Walk walk(std::move(folder), root);
   const WalkEntry entered = walk.EnterFolder(root, scope.Top());
-  if (entered.kind != EntryKind::kFolder)
-    return Failure{ExitStatus::kFatal, Visible(root) + ": " + entered.reason};
+  if (entered.kind != EntryKind::kFolder) return Failure{ExitStatus::kFatal, AboutFile(root, entered.reason)};
   if (const int error = walk.levels_.back().error; error != 0)
-    return Failure{ExitStatus::kFatal, Visible(root) + ": " + CannotBeListed(error)};
+    return Failure{ExitStatus::kFatal, AboutFile(root, CannotBeListed(error))};
   return walk;
 }
 

@@ -38,7 +38,7 @@ constexpr std::size_t kLongestFolder = 490;
 constexpr std::size_t kLongestBaseName = 32;
 
 Failure Refused(const std::string& folder, const std::string& why) {
-  return {ExitStatus::kUsage, Visible(folder) + ": " + why};
+  return {ExitStatus::kUsage, AboutFile(folder, why)};
 }
 
 // The folder's base name in characters that are safe in files and settings, and a hash of its path.
@@ -109,10 +109,10 @@ bool LockAtOnce(const FileDescriptor& file) {
 Outcome<FileDescriptor> LockInRoot(const StateRoot& root, const Library& library, int make) {
   const std::string file = root.Place(library.StateFolder() + "/lock");
   FileDescriptor lock(open(file.c_str(), O_RDWR | make | O_CLOEXEC | O_NOFOLLOW, kPrivateFile));
-  if (!lock) return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  if (!lock) return Failure{ExitStatus::kConfiguration, AboutFile(file, ErrorText(errno))};
   if (LockAtOnce(lock)) return lock;
   if (errno == EWOULDBLOCK) return Busy(library);
-  return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  return Failure{ExitStatus::kConfiguration, AboutFile(file, ErrorText(errno))};
 }
 
 // People move their libraries and give them up: one counts while its database is there, or a run that may
@@ -138,7 +138,7 @@ Outcome<std::string> PersonalList(const std::string& file) {
   auto content = ReadWholeFile(file);
   if (content) return *std::move(content);
   if (errno == ENOENT) return std::string();
-  return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+  return Failure{ExitStatus::kConfiguration, AboutFile(file, ErrorText(errno))};
 }
 
 // The lines of personal.conf but those of dead libraries that LIBRARY overlaps; a failure when a living one

@@ -59,14 +59,13 @@ std::string DefaultRoot() {
 }
 
 Failure Unusable(const std::string& path, int error) {
-  return {ExitStatus::kConfiguration, path + ": " + ErrorText(error)};
+  return {ExitStatus::kConfiguration, AboutFile(path, ErrorText(error))};
 }
 
 // FOLDER is the one of STATE or on the way to it; people named neither, but what they want to index.
 Failure NoStateFolder(const std::string& state, const std::string& folder, int error) {
-  return {ExitStatus::kConfiguration, "the state folder " + Visible(state) +
-                                          " cannot be made: " + Visible(folder) + ": " + ErrorText(error) +
-                                          "; name another with --root"};
+  return {ExitStatus::kConfiguration, "the state folder " + Visible(state) + " cannot be made: " +
+                                          AboutFile(folder, ErrorText(error)) + "; name another with --root"};
 }
 
 bool MakeOne(const std::string& folder, mode_t mode) {
@@ -86,8 +85,7 @@ Outcome<fs::path> RealPlaceOf(const fs::path& named) {
   for (; !fs::is_directory(there, error) && there.has_relative_path(); there = there.parent_path())
     rest = rest.empty() ? there.filename() : there.filename() / rest;
   const auto way = WayTo(there.string());
-  if (!way)
-    return Failure{ExitStatus::kConfiguration, Visible(named.string()) + ": " + way.failure().message};
+  if (!way) return Failure{ExitStatus::kConfiguration, AboutFile(named.string(), way.failure().message)};
   return (rest.empty() ? fs::path(*way) : *way / rest).lexically_normal();
 }
 
@@ -199,7 +197,8 @@ Outcome<Done> StateRoot::PrepareSettings() const {
       settings, {{kPersonalSetting, "yes"}, {kPublicSetting, "no"}, {kModesSetting, "keep"}});
   if (!written) return written;
   if (RLIBCFileCheckKeyValue(settings.c_str(), kPersonalSetting, "yes", 0) != 0) return Done{};
-  return Failure{ExitStatus::kConfiguration, settings + ": " + kPersonalSetting + " is not \"yes\""};
+  return Failure{ExitStatus::kConfiguration,
+                 AboutFile(settings, std::string(kPersonalSetting) + " is not \"yes\"")};
 }
 
 Outcome<Done> StateRoot::PrepareSchema() const {

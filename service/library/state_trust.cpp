@@ -35,7 +35,7 @@ constexpr const char* kOpen =
     "forbid them that, or name another state folder with --root";
 
 Failure Untrusted(const std::string& path, const char* why) {
-  return {ExitStatus::kConfiguration, Visible(path) + ": " + why};
+  return {ExitStatus::kConfiguration, AboutFile(path, why)};
 }
 
 // Nothing where PATH is not there, which everything but the folder may be.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/display.h"
 #include "library/album_name.h"
 
 namespace {
@@ -68,7 +69,7 @@ void Ledger::Close() {
 
 void Ledger::NoteWholeLibrary(const WorkItem& item, const ItemResult& result) {
   if (!result.done()) {
-    failure_ = Failure{ExitStatus::kFatal, report_.library.folder + ": " + result.reason};
+    failure_ = Failure{ExitStatus::kFatal, AboutFile(report_.library.folder, result.reason)};
   } else if (item.action == ItemAction::kNoteMounts) {
     records_.NoteMounts(item.from);
   } else {

@@ -68,7 +68,7 @@ Outcome<Done> MakeLink(const StateRoot& root, const std::string& folder) {
   const std::string why =
       target.empty() ? WhyNoLink(link, error)
                      : "leads to " + Visible(target) + "; to choose another folder, remove this link first";
-  return Failure{ExitStatus::kConfiguration, Visible(link) + ": " + why};
+  return Failure{ExitStatus::kConfiguration, AboutFile(link, why)};
 }
 
 // Makes the database on a server that has none of that name.

@@ -11,6 +11,7 @@
 
 #include "base/fixed_path.h"
 #include "common/atomic_file.h"
+#include "common/display.h"
 #include "common/error_text.h"
 
 namespace fs = std::filesystem;
@@ -45,7 +46,7 @@ class View {
   void CopyTool(const char* tool);
   void MakeJobFolder(const WorkerIdentity& owner);
   void Note(const std::string& what, int error) {
-    if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, path_ + what + ": " + ErrorText(error)};
+    if (!failure_) failure_ = Failure{ExitStatus::kConfiguration, AboutFile(path_ + what, ErrorText(error))};
   }
 
   const StateRoot& root_;

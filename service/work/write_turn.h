@@ -14,7 +14,7 @@
 // has waited long goes on without its turn, so that none is held up by more than that lock.
 class WriteTurn {
  public:
-  // Many times what a transaction takes, and with the database's own wait less than a worker may be silent.
+  // Many times what a transaction takes, and far less than a worker may be silent.
   static constexpr std::chrono::seconds kPatience{10};
 
   // What the workers share; empty when the system has none to give.

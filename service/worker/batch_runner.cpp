@@ -79,6 +79,8 @@ void BatchRunner::WriteSome(std::size_t first) {
 BatchRunner::Attempt BatchRunner::WriteTogether(std::size_t first, std::size_t end) {
   Attempt attempt;
   const WriteTurn::Holder turn(seams_.turn);
+  // What the database makes it wait for now is counted apart from the wait for the turn.
+  AnnounceNoItem();
   Transaction transaction(seams_.database);
   if (!transaction) {
     GiveUp(seams_.database.error());
@@ -138,9 +140,9 @@ bool BatchRunner::DatabaseFailed() {
 }
 
 void BatchRunner::GiveUp(const std::string& why) {
-  failure_ = Failure{ExitStatus::kDatabase, Visible(seams_.database.name()) + ": " +
-                                                seams_.database.LastingFailure().value_or(why) +
-                                                "; what was done before is kept"};
+  const std::string cause = seams_.database.LastingFailure().value_or(why);
+  failure_ = Failure{ExitStatus::kDatabase,
+                     AboutFile(seams_.database.name(), cause + "; what was done before is kept")};
 }
 
 void BatchRunner::Announce(std::size_t index) {

@@ -17,7 +17,7 @@
 namespace {
 
 Failure Unreachable(const std::string& database, const std::string& why) {
-  return {ExitStatus::kDatabase, Visible(database) + ": " + why};
+  return {ExitStatus::kDatabase, AboutFile(database, why)};
 }
 
 std::string InstalledSchema() {

@@ -290,6 +290,28 @@ TEST_F(PostgresBatchTest, TheNextOneWaitsForTheEndOfTheOther) {
   EXPECT_EQ(other.get(), "2");
 }
 
+// Whoever began is watched meanwhile, and would be taken for dead.
+TEST_F(PostgresBatchTest, ASecondTryToBeginWaitsAsLongAsTheFirstHasLeft) {
+  BeginBatch();
+  std::future<std::string> other = std::async(std::launch::async, [] {
+    EXPECT_EQ(KAVODBLendDatabase(kUser, kDatabase), 0);
+    EXPECT_EQ(KAVODBBatchBegin(), 0) << KAVODBLentErrorGet();
+    const std::string patience = Value(OpenPostgres(), "SELECT current_setting('lock_timeout') AS v");
+    KAVODBLendEnd();
+    return patience;
+  });
+  const std::string waiting = "FROM pg_stat_activity WHERE wait_event = 'advisory'";
+  AwaitTrue(outside(), "SELECT count(*) = 1 " + waiting);
+  std::this_thread::sleep_for(milliseconds(1000));
+  Terminate(outside(), Value(outside(), "SELECT pid AS v " + waiting));
+  AwaitTrue(outside(), "SELECT count(*) = 1 " + waiting);
+  AwaitTrue(
+      outside(),
+      "SELECT substring(query FROM 'lock_timeout = (\\d+); SELECT')::int BETWEEN 1 AND 29000 " + waiting);
+  EXPECT_EQ(KAVODBBatchCommit(), 0);
+  EXPECT_EQ(other.get(), "30s");
+}
+
 TEST_F(PostgresLendingTest, AServerThatIsSlowToComeBackIsWaitedFor) {
   if (SpawnCopiesThreads()) GTEST_SKIP() << kCopiedThreads;
   const Connection handle = OpenPostgres();

@@ -136,6 +136,20 @@ TEST_F(BatchRunnerTest, HasTheTurnWhenItWritesSeveralAndWhenItWritesOneAlone) {
   EXPECT_EQ(writes, 6);
 }
 
+// A worker may be silent for as long as it waits for its turn, and again for as long as for the database.
+TEST_F(BatchRunnerTest, IsHeardBeforeItWaitsForItsTurnAndBeforeItWaitsForTheDatabase) {
+  constexpr milliseconds kPatience{50};
+  std::vector<bool> has_turn;
+  std::vector<bool> has_begun;
+  around_.giver.at_turn_to_none = [&] {
+    has_turn.push_back(WaitForTurn(around_.turn, kPatience) >= kPatience);
+    has_begun.push_back(around_.database.open());
+  };
+  EXPECT_TRUE(Run({"a"}));
+  EXPECT_EQ(has_turn, std::vector<bool>({false, true, true}));
+  EXPECT_EQ(has_begun, std::vector<bool>({false, false, true}));
+}
+
 TEST_F(BatchRunnerTest, ASpoiledTransactionIsNotKeptAndNotGoneOnWith) {
   EXPECT_TRUE(Run({"a", "spoil", "c"}));
   EXPECT_EQ(around_.database.kept(), Set({"a", "c"}));

@@ -134,6 +134,16 @@ TEST_F(CatalogueTest, OneThatCannotBeOpenedTodayIsKept) {
   EXPECT_EQ(Open().facts().Find("root"), "here");
 }
 
+TEST_F(CatalogueTest, AStatementThatFailsNamesTheFileInOneLine) {
+  fs::create_directory(dir_ / "two\nlines");
+  const std::string file = dir_ / "two\nlines/catalogue.db";
+  Catalogue catalogue = std::move(*Catalogue::Open(file));
+  QueryDatabase(file, "DROP TABLE entry");
+  EXPECT_EQ(catalogue.FileCount(), 0U);
+  ASSERT_TRUE(catalogue.failure());
+  EXPECT_EQ(catalogue.failure()->message, dir_ / "two\\nlines/catalogue.db: no such table: entry");
+}
+
 TEST_F(CatalogueTest, APlaceThatCannotHoldItIsAFailure) {
   const auto catalogue = Catalogue::Open(dir_ / "missing/catalogue.db");
   ASSERT_FALSE(catalogue);

@@ -27,6 +27,10 @@ TEST(Visible, TextOfAnyLanguageStaysAsItIs) {
             "h\xc3\xa9 \xe5\xae\xb6 \xf0\x9f\x8c\x8a 'a' \"b\" %");
 }
 
+TEST(AboutFile, TheNameCannotLookLikeAnotherLine) {
+  EXPECT_EQ(AboutFile("/a\nb", "is \\ gone"), "/a\\nb: is \\ gone");
+}
+
 std::string Utf8(unsigned code) {
   if (code < 0x80) return {static_cast<char>(code)};
   const int following = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;

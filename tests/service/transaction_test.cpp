@@ -140,6 +140,15 @@ TEST_F(TransactionTest, ASavepointThatIsNotKeptIsUndoneAlone) {
   EXPECT_FALSE(IsChanged());
 }
 
+TEST_F(TransactionTest, AValueThatIsNoNumberIsToldInWordsUntilTheNextStatement) {
+  DatabaseReader& database = rows_->Database();
+  EXPECT_FALSE(database.Query({"n"}, "SELECT @KAVO:VAR AS n", std::string("seven")));
+  EXPECT_EQ(Unreadable(database).message,
+            "the database cannot be read: it has a text where a number belongs");
+  EXPECT_FALSE(database.Query({"n"}, "SELECT n"));
+  EXPECT_EQ(Unreadable(database).message, "the database cannot be read: no such column: n");
+}
+
 TEST_F(TransactionTest, ASavepointThatCannotBeUndoneSpoilsTheTransaction) {
   {
     Transaction transaction(*lent_);

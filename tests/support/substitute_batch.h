@@ -205,7 +205,10 @@ class SubstituteGiver : public BatchGiver {
   bool TurnTo(std::uint32_t /*index*/, const WorkItem& /*item*/) override {
     return !faults_.Fails(Seam::kTurnTo);
   }
-  bool TurnToNone() override { return !faults_.Fails(Seam::kTurnToNone); }
+  bool TurnToNone() override {
+    at_turn_to_none();
+    return !faults_.Fails(Seam::kTurnToNone);
+  }
   bool Take(const Results& results) override {
     if (faults_.Fails(Seam::kTake)) return false;
     too_early_ = too_early_ || database_.open();
@@ -219,6 +222,7 @@ class SubstituteGiver : public BatchGiver {
   bool too_early() const { return too_early_; }
 
   std::vector<Results> taken;
+  std::function<void()> at_turn_to_none = [] {};
 
  private:
   Faults& faults_;

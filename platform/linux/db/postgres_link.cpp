@@ -26,9 +26,9 @@ constexpr milliseconds kLongestPause{1'000};
 constexpr milliseconds kOutagePause{5'000};
 
 // With the first one off a backslash in a value could end its literal, and poolers and proxies do not always
-// tell the truth about it. A lock that is not given up becomes a failure after as long as on SQLite.
-constexpr const char* kSessionSettings =
-    "SET standard_conforming_strings = on; SET lock_timeout = '30s'; SET statement_timeout = ";
+// tell the truth about it.
+constexpr const char* kSessionSettings = "SET standard_conforming_strings = on; SET lock_timeout = ";
+constexpr const char* kStatementSetting = "; SET statement_timeout = ";
 // A statement ends soon after the process that asked for it. Servers have that since version 14, on systems
 // that can tell.
 constexpr const char* kEndWithClient = "SET client_connection_check_interval = '1s'";
@@ -74,7 +74,8 @@ bool PostgresLink::Connected() {
 bool PostgresLink::SetUpSession() {
   PQsetNoticeReceiver(connection_.get(), HearNotice, this);
   PQsetErrorVerbosity(connection_.get(), PQERRORS_TERSE);
-  const std::string settings = kSessionSettings + std::to_string(milliseconds(kStatementBound).count());
+  const std::string settings = kSessionSettings + std::to_string(milliseconds(kLockPatience).count()) +
+                               kStatementSetting + std::to_string(milliseconds(kStatementBound).count());
   if (!Set(settings.c_str())) return false;
   if (PQserverVersion(connection_.get()) >= kEndsWithClient) static_cast<void>(Set(kEndWithClient));
   return PQstatus(connection_.get()) == CONNECTION_OK;

@@ -12,6 +12,9 @@
 struct pg_conn;
 struct pg_result;
 
+// So long a statement waits for a lock of others; then it fails, as it would on SQLite.
+inline constexpr std::chrono::seconds kLockPatience{30};
+
 // One session at the server after the other: whether it still stands, and how the next one is made. A
 // transaction and the statements that are kept end with their session.
 //

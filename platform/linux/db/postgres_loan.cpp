@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <array>
+#include <chrono>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -10,10 +13,14 @@
 
 namespace {
 
+using std::chrono::milliseconds;
+
 // One batch of all processes at a time, as on SQLite: they give out ids by maximum plus one and would
 // deadlock on each other's labels. The number only has to be this program's own.
-constexpr const char* kBegin =
-    "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(7310526); SAVEPOINT batch";
+constexpr const char* kBegin = "BEGIN ISOLATION LEVEL READ COMMITTED; ";
+constexpr const char* kLock = "SELECT pg_advisory_xact_lock(7310526); ";
+constexpr const char* kMark = "SAVEPOINT batch";
+constexpr const char* kWaitAtMost = "SET LOCAL lock_timeout = ";  // milliseconds
 // The plans of kept statements were made for tables as long as they were then; an index that was not worth it
 // may be by now. Nothing else tells the server of it before it next takes statistics.
 constexpr const char* kForgetPlans = "DISCARD PLANS";
@@ -53,6 +60,19 @@ struct Lent {
   // What the server runs outside transactions only waits for the commit.
   std::vector<std::string> afterwards;
 };
+
+std::string BeginText() {
+  return std::string(kBegin) + kLock + kMark;
+}
+
+// The same, with what is left of the patience with others' locks after so much WAITED. Later statements of
+// the batch have all of it.
+std::string BeginTextAfter(milliseconds waited) {
+  const milliseconds whole(kLockPatience);
+  const milliseconds left = std::max(whole - waited, milliseconds(1));  // 0 would be for ever
+  const auto within = [](milliseconds limit) { return kWaitAtMost + std::to_string(limit.count()) + "; "; };
+  return kBegin + within(left) + kLock + within(whole) + kMark;
+}
 
 bool IsAboutSavepoints(const char* sql) {
   return BeginsWith(sql, "SAVEPOINT") || BeginsWith(sql, "RELEASE") || BeginsWith(sql, "ROLLBACK");
@@ -146,10 +166,15 @@ class PostgresLoan : public Loan {
     return std::make_unique<HandedOut>(lent_);
   }
 
-  // Nothing is lost by a second try when the connection dies on the first.
+  // Nothing is lost by a second try when the connection dies on the first. Both together wait for others no
+  // longer than one may: who began the batch is watched, and would be taken for dead.
   [[nodiscard]] bool Begin(std::string& error) override {
+    const auto first = std::chrono::steady_clock::now();
     bool others_hold_it = false;
-    return TryToBegin(error, others_hold_it) || (!others_hold_it && TryToBegin(error, others_hold_it));
+    if (TryToBegin(BeginText(), error, others_hold_it)) return true;
+    const auto waited = std::chrono::steady_clock::now() - first;
+    return !others_hold_it && TryToBegin(BeginTextAfter(std::chrono::duration_cast<milliseconds>(waited)),
+                                         error, others_hold_it);
   }
 
   [[nodiscard]] bool Commit(std::string& error) override {
@@ -180,9 +205,9 @@ class PostgresLoan : public Loan {
   }
 
  private:
-  [[nodiscard]] bool TryToBegin(std::string& error, bool& others_hold_it) {
+  [[nodiscard]] bool TryToBegin(const std::string& begin, std::string& error, bool& others_hold_it) {
     lent_->afterwards.clear();
-    if (lent_->Run(kBegin, error)) {
+    if (lent_->Run(begin.c_str(), error)) {
       lent_->RefreshPlans();
       lent_->batch = Batch::kOpen;
       return true;
