@@ -63,10 +63,10 @@ void NoteGenerationsAsNew(Catalogue& catalogue, const LibraryFacts& database) {
   NoteGenerations(catalogue, database);
 }
 
-KeptGenerations::KeptGenerations(Catalogue& catalogue)
+GenerationNotes::GenerationNotes(Catalogue& catalogue)
     : catalogue_(catalogue), noted_(ReadNotedGenerations(catalogue).last.number) {}
 
-const RunName& KeptGenerations::Begin() {
+const RunName& GenerationNotes::Begin() {
   if (begun_) return name_;
   begun_ = true;
   name_ = {WriterOf(catalogue_), NewRandomName()};
@@ -76,7 +76,7 @@ const RunName& KeptGenerations::Begin() {
   return name_;
 }
 
-void KeptGenerations::Note(std::uint64_t number) {
+void GenerationNotes::Note(std::uint64_t number) {
   // A generation is noted only when those of all earlier batches are: a gap would never be made good.
   done_out_of_order_.insert(number);
   const std::uint64_t before = noted_;

@@ -44,9 +44,9 @@ void NoteGenerationsAsNew(Catalogue& catalogue, const LibraryFacts& database);
 
 // What a run with CATALOGUE, which outlives it, gives the database. Workers finish in any order; the one
 // thread of the supervisor notes what they tell.
-class KeptGenerations {
+class GenerationNotes {
  public:
-  explicit KeptGenerations(Catalogue& catalogue);
+  explicit GenerationNotes(Catalogue& catalogue);
   // Before the first batch; what the catalogue notes of it survives a power cut.
   const RunName& Begin();
   void Note(std::uint64_t number);

@@ -25,9 +25,9 @@ class Savepoint {
   }
 
  private:
-  static constexpr const char* kSet = "SAVEPOINT one_move";
-  static constexpr const char* kUndo = "ROLLBACK TO one_move; RELEASE one_move";
-  static constexpr const char* kKeep = "RELEASE one_move";
+  static constexpr const char* kSet = "SAVEPOINT part";
+  static constexpr const char* kUndo = "ROLLBACK TO part; RELEASE part";
+  static constexpr const char* kKeep = "RELEASE part";
 
   DatabaseReader& database_;
   Transaction& transaction_;

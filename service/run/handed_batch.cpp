@@ -45,12 +45,12 @@ LostBatch JudgeRest(HandedBatch::Rest rest, const WorkerEnd& end, bool suspectin
     // Somebody else, or want of memory, may have killed it whatever it was at: that is no fault of the file.
     const bool killed = current && end.signal == SIGKILL;
     const bool suspected = (!rest.current || killed) && suspecting;
-    if (killed && entry.alone) {
+    if (killed && entry.is_suspect) {
       lost.failed.emplace_back(std::move(entry.item), ItemResult::NotKept(end.text));
-    } else if ((current && !killed) || (suspected && entry.alone)) {
+    } else if ((current && !killed) || (suspected && entry.is_suspect)) {
       lost.failed.emplace_back(std::move(entry.item), ItemResult::Crashed(end.text));
     } else {
-      entry.alone = entry.alone || suspected;
+      entry.is_suspect = entry.is_suspect || suspected;
       lost.innocent.push_back(std::move(entry));
     }
   }

@@ -36,7 +36,7 @@ std::vector<WorkItem> HeldBack::TakeRescues() {
   return std::exchange(rescues_, {});
 }
 
-std::string HeldBack::CrashOf(const std::string& path) const {
+std::string HeldBack::CrashReason(const std::string& path) const {
   const auto found = crashes_.find(path);
   return found == crashes_.end() ? "" : found->second;
 }

@@ -27,7 +27,7 @@ class HeldBack {
   void Rescue(const WorkItem& move, const std::string& why);
   std::vector<WorkItem> TakeRescues();
   // Why the file at PATH is rescued; "" where it is not.
-  std::string CrashOf(const std::string& path) const;
+  std::string CrashReason(const std::string& path) const;
 
  private:
   Library library_;

@@ -19,7 +19,7 @@ bool IsLearned(ItemOutcome outcome) {
   return outcome != ItemOutcome::kUnopened && outcome != ItemOutcome::kSkipped;
 }
 
-void Tell(std::vector<Trouble>& troubles, const WorkItem& item, const ItemResult& result, bool known) {
+void AddTrouble(std::vector<Trouble>& troubles, const WorkItem& item, const ItemResult& result, bool known) {
   troubles.push_back({item.path, result.reason, known, result.outcome});
 }
 
@@ -29,14 +29,14 @@ Ledger::Ledger(const Library& library, RunRecords& records, HeldBack& held) : re
   report_.library = library;
 }
 
-void Ledger::NotePassed(const WorkItem& item, SurveyCounts&& passed) {
-  passed_[item.path] = std::move(passed);
+void Ledger::NoteCountsBefore(const WorkItem& item, SurveyCounts&& counts) {
+  counts_before_[item.path] = std::move(counts);
 }
 
 void Ledger::NoteRefused(const WorkItem& item) {
-  if (told_.insert(item.path).second) report_.failed.push_back({item.path, kWaits});
+  if (reported_paths_.insert(item.path).second) report_.failed.push_back({item.path, kWaits});
   held_.Add(item);
-  CountPassed(item);
+  AddCountsBefore(item);
 }
 
 void Ledger::NoteDone(const WorkItem& item, const ItemResult& result) {
@@ -49,7 +49,7 @@ void Ledger::NoteDone(const WorkItem& item, const ItemResult& result) {
   } else {
     NoteWholeLibrary(item, result);
   }
-  CountPassed(item);
+  AddCountsBefore(item);
 }
 
 void Ledger::NoteWithheld(const std::string& reason, const std::vector<WorkItem>& items) {
@@ -99,7 +99,7 @@ void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
   if (!settled) return NoteFailedMove(item, result);
   records_.ForgetOldName(item);
   if (result.done() && item.action != ItemAction::kSetAside) ++report_.moved;
-  const std::string crash = held_.CrashOf(item.path);
+  const std::string crash = held_.CrashReason(item.path);
   records_.Put(item, crash.empty() ? result : ItemResult{ItemOutcome::kUnusable, crash, result.fingerprint});
 }
 
@@ -124,11 +124,12 @@ void Ledger::NoteTrouble(const WorkItem& item, const ItemResult& result) {
     return;
   }
   if (result.outcome == ItemOutcome::kStored) return;
-  Tell(result.done() ? report_.notes : report_.failed, item, result, records_.WasTold(item, result));
-  told_.insert(item.path);
+  AddTrouble(result.done() ? report_.notes : report_.failed, item, result,
+             records_.WasReportedBefore(item, result));
+  reported_paths_.insert(item.path);
 }
 
-void Ledger::CountPassed(const WorkItem& item) {
-  if (const auto found = passed_.find(item.path); found != passed_.end())
-    report_.Add(std::move(passed_.extract(found).mapped()));
+void Ledger::AddCountsBefore(const WorkItem& item) {
+  if (const auto found = counts_before_.find(item.path); found != counts_before_.end())
+    report_.Add(std::move(counts_before_.extract(found).mapped()));
 }

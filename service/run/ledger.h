@@ -22,14 +22,14 @@ class Ledger {
   Ledger(const Library& library, RunRecords& records, HeldBack& held);
 
   // What the walk came to on the way to ITEM counts when the item is done or refused.
-  void NotePassed(const WorkItem& item, SurveyCounts&& passed);
+  void NoteCountsBefore(const WorkItem& item, SurveyCounts&& counts);
   // ITEM is left to the next run.
   void NoteRefused(const WorkItem& item);
   void NoteDone(const WorkItem& item, const ItemResult& result);
   // ITEMS are not sent, since files may only be out of reach, for this REASON; "" for none.
   void NoteWithheld(const std::string& reason, const std::vector<WorkItem>& items);
   // ITEM stays as it is.
-  void NoteLeft(const WorkItem& item) { CountPassed(item); }
+  void NoteLeft(const WorkItem& item) { AddCountsBefore(item); }
   // The run is at its end: its lines get their order.
   void Close();
 
@@ -46,13 +46,13 @@ class Ledger {
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   // A line of the report where RESULT needs one.
   void NoteTrouble(const WorkItem& item, const ItemResult& result);
-  void CountPassed(const WorkItem& item);
+  void AddCountsBefore(const WorkItem& item);
 
   RunRecords& records_;
   HeldBack& held_;
   IndexReport report_;
-  std::unordered_map<std::string, SurveyCounts> passed_;  // path of an item -> on the way to it
-  std::unordered_set<std::string> told_;                  // paths of items that the report has a line about
+  std::unordered_map<std::string, SurveyCounts> counts_before_;  // path of an item -> on the way to it
+  std::unordered_set<std::string> reported_paths_;  // paths of items that the report has a line about
   std::optional<Failure> failure_;
 };
 

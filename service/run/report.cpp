@@ -20,7 +20,7 @@ Json::Value Number(std::size_t number) {
   return Json::Value(static_cast<Json::UInt64>(number));
 }
 
-std::size_t Sum(const std::map<std::string, std::size_t>& counts) {
+std::size_t TotalOf(const std::map<std::string, std::size_t>& counts) {
   std::size_t sum = 0;
   for (const auto& [reason, count] : counts) sum += count;
   return sum;
@@ -93,7 +93,7 @@ std::string ReportText(const IndexReport& report, bool lists_known) {
   std::ostringstream out;
   out.imbue(std::locale::classic());
   out << Visible(report.library.folder) << ": found " << report.found << ", added " << report.added
-      << ", skipped " << Sum(report.skipped) << ", failed "
+      << ", skipped " << TotalOf(report.skipped) << ", failed "
       << report.failed.size() - KnownAmong(report.failed) << ", folders " << report.folders << ", unchanged "
       << report.unchanged << ", moved " << report.moved << ", deleted " << report.deleted << ", "
       << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "") << '\n';

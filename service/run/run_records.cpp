@@ -57,7 +57,7 @@ std::optional<CatalogueEntry> RunRecords::Recorded(const WorkItem& item) {
 }
 
 // A change of rights, a move or a full reindex makes no new damage of an old one.
-bool RunRecords::WasTold(const WorkItem& item, const ItemResult& result) {
+bool RunRecords::WasReportedBefore(const WorkItem& item, const ItemResult& result) {
   const auto recorded = Recorded(item);
   return recorded && recorded->outcome == AsKept(result.outcome) && recorded->reason == result.reason &&
          recorded->stamp.SameContent(item.stamp);

@@ -44,7 +44,7 @@ class RunRecords {
   bool marked() const { return marked_; }
 
   // An earlier run came to the same with this item, whose content is the same.
-  bool WasTold(const WorkItem& item, const ItemResult& result);
+  bool WasReportedBefore(const WorkItem& item, const ItemResult& result);
   // ITEM is not known yet, or an earlier run has left something of it to be done.
   bool Waits(const WorkItem& item);
 
@@ -61,7 +61,7 @@ class RunRecords {
 
   Library library_;
   Catalogue& catalogue_;
-  KeptGenerations generations_;
+  GenerationNotes generations_;
   bool marked_;
   bool soon_ = false;
   Moment committed_{};

@@ -13,7 +13,7 @@ Outcome<TreeSource> TreeSource::Start(const Library& library, Ledger& ledger) {
 
 std::optional<WorkItem> TreeSource::Next(ItemAction action) {
   while (auto entry = walk_.Next()) {
-    if (!Account(*entry, library_, passed_)) continue;
+    if (!Account(*entry, library_, counts_since_item_)) continue;
     WorkItem item;
     item.kind = entry->kind == EntryKind::kFolder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     item.action = action;
@@ -21,7 +21,7 @@ std::optional<WorkItem> TreeSource::Next(ItemAction action) {
     item.stamp = entry->stamp;
     // The root has its number, too.
     mounted_ = entry->mounted != 0 && item.path != library_.folder;
-    ledger_.NotePassed(item, TakeRest());
+    ledger_.NoteCountsBefore(item, TakeRest());
     return item;
   }
   return std::nullopt;

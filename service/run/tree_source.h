@@ -21,7 +21,7 @@ class TreeSource {
   // Another file system than that of the folder above begins at what Next gave last.
   bool mounted() const { return mounted_; }
   // What came behind the last of all.
-  SurveyCounts TakeRest() { return std::exchange(passed_, {}); }
+  SurveyCounts TakeRest() { return std::exchange(counts_since_item_, {}); }
 
  private:
   TreeSource(Walk walk, const Library& library, Ledger& ledger)
@@ -30,7 +30,7 @@ class TreeSource {
   Walk walk_;
   Library library_;
   Ledger& ledger_;
-  SurveyCounts passed_;  // since the last item
+  SurveyCounts counts_since_item_;  // since the last item
   bool mounted_ = false;
 };
 

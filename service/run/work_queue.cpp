@@ -28,7 +28,7 @@ void WorkQueue::LookAhead() {
   }
 }
 
-bool WorkQueue::Refused(const WorkItem& item) {
+bool WorkQueue::IsRefused(const WorkItem& item) {
   if (!gate_ || gate_(item)) return false;
   if (MakesFolder(item)) open_folders_.erase(item.path);
   return true;
@@ -39,7 +39,7 @@ std::uint32_t WorkQueue::CurrentStage() const {
   return given_out_.empty() ? waiting : std::min(waiting, given_out_.begin()->first);
 }
 
-bool WorkQueue::Ready(const WorkItem& item, const std::vector<Entry>& batch) const {
+bool WorkQueue::MayBeginWith(const WorkItem& item, const std::vector<Entry>& batch) const {
   if (open_folders_.empty()) return true;
   const std::string folder = item.path.substr(0, item.path.rfind('/'));
   const auto open = open_folders_.find(folder);
@@ -60,9 +60,9 @@ std::vector<WorkQueue::Entry> WorkQueue::Take(std::size_t workers) {
   std::vector<Entry> left;
   auto next = waiting_.begin();
   while (next != waiting_.end() && next->item.stage == stage && batch.size() < share &&
-         (batch.empty() || !batch.front().alone)) {
-    const bool fits = Ready(next->item, batch) && (batch.empty() || !next->alone);
-    if (fits && Refused(next->item)) {
+         (batch.empty() || !batch.front().is_suspect)) {
+    const bool fits = MayBeginWith(next->item, batch) && (batch.empty() || !next->is_suspect);
+    if (fits && IsRefused(next->item)) {
       ++next;
       continue;
     }
@@ -77,16 +77,16 @@ std::vector<WorkQueue::Entry> WorkQueue::Take(std::size_t workers) {
 
 void WorkQueue::Done(const WorkItem& item) {
   if (MakesFolder(item)) open_folders_.erase(item.path);
-  TakeBack(item.stage);
+  NoteReturned(item.stage);
 }
 
-void WorkQueue::TakeBack(std::uint32_t stage) {
+void WorkQueue::NoteReturned(std::uint32_t stage) {
   const auto given = given_out_.find(stage);
   if (--given->second == 0) given_out_.erase(given);
 }
 
 void WorkQueue::Return(std::vector<Entry> entries) {
-  for (const Entry& entry : entries) TakeBack(entry.item.stage);
+  for (const Entry& entry : entries) NoteReturned(entry.item.stage);
   waiting_.insert(waiting_.begin(), std::make_move_iterator(entries.begin()),
                   std::make_move_iterator(entries.end()));
 }

@@ -23,7 +23,7 @@ class WorkQueue {
   // An item with its history.
   struct Entry {
     WorkItem item;
-    bool alone = false;  // a worker died with it, perhaps because of it: it must not take others with it
+    bool is_suspect = false;  // a worker died with it, perhaps because of it: it must not take others with it
   };
   using Source = std::function<std::optional<WorkItem>()>;
 
@@ -50,12 +50,12 @@ class WorkQueue {
 
  private:
   void LookAhead();
-  bool Refused(const WorkItem& item);
-  bool Ready(const WorkItem& item, const std::vector<Entry>& batch) const;
+  bool IsRefused(const WorkItem& item);
+  bool MayBeginWith(const WorkItem& item, const std::vector<Entry>& batch) const;
   // The earliest stage of which something is not done.
   std::uint32_t CurrentStage() const;
   // One that was given out is no longer.
-  void TakeBack(std::uint32_t stage);
+  void NoteReturned(std::uint32_t stage);
 
   Source source_;
   Gate gate_;

@@ -33,14 +33,14 @@ struct Pair {
 };
 
 // Empty where DESCRIPTOR is none, and with errno where it fails.
-FileDescriptor CopyUp(int descriptor) {
+FileDescriptor DuplicateAboveStandard(int descriptor) {
   if (descriptor < 0) return {};
   return FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, kFirstFreeDescriptor));
 }
 
-FileDescriptor MovedUp(int descriptor) {
+FileDescriptor MoveAboveStandard(int descriptor) {
   const FileDescriptor low(descriptor);
-  return CopyUp(low.get());
+  return DuplicateAboveStandard(low.get());
 }
 
 // Nothing, with errno, where an end is missing.
@@ -51,7 +51,7 @@ std::optional<Pair> Whole(Pair pair) {
 std::optional<Pair> MakeSocketPair() {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return std::nullopt;
-  return Whole({FileDescriptor(ends[0]), MovedUp(ends[1])});
+  return Whole({FileDescriptor(ends[0]), MoveAboveStandard(ends[1])});
 }
 
 // The reading end is ours and theirs. Neither end ever waits: a worker that writes more than it reads back
@@ -59,7 +59,7 @@ std::optional<Pair> MakeSocketPair() {
 std::optional<Pair> MakePipe() {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) return std::nullopt;
-  return Whole({MovedUp(ends[0]), MovedUp(ends[1])});
+  return Whole({MoveAboveStandard(ends[0]), MoveAboveStandard(ends[1])});
 }
 
 bool WaitAtMost(pid_t pid, std::chrono::milliseconds limit, int& status) {
@@ -121,9 +121,9 @@ Outcome<std::unique_ptr<StartedWorker>> WorkerProcess::Start(const WorkerStart& 
                                                              const FileDescriptor& turn) {
   auto sockets = MakeSocketPair();
   auto log = MakePipe();
-  const FileDescriptor program = CopyUp(start.program);
-  const FileDescriptor shared_turn = CopyUp(turn.get());
-  const FileDescriptor view = CopyUp(start.view);
+  const FileDescriptor program = DuplicateAboveStandard(start.program);
+  const FileDescriptor shared_turn = DuplicateAboveStandard(turn.get());
+  const FileDescriptor view = DuplicateAboveStandard(start.view);
   const bool copied = program && (shared_turn || !turn) && (view || start.view < 0);
   if (!sockets || !log || !copied) return NotStarted(errno);
   ProcessStart setup;

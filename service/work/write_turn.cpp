@@ -18,7 +18,7 @@ bool Initialize(pthread_mutex_t* mutex) {
   return done;
 }
 
-timespec In(std::chrono::milliseconds time) {
+timespec MomentIn(std::chrono::milliseconds time) {
   const auto until = (std::chrono::steady_clock::now() + time).time_since_epoch();  // CLOCK_MONOTONIC
   const auto seconds = std::chrono::floor<std::chrono::seconds>(until);
   return {static_cast<time_t>(seconds.count()),
@@ -27,7 +27,7 @@ timespec In(std::chrono::milliseconds time) {
 
 // False when it is somebody else's for longer than PATIENCE.
 bool Lock(pthread_mutex_t* mutex, std::chrono::milliseconds patience) {
-  const timespec until = In(patience);
+  const timespec until = MomentIn(patience);
   const int result = pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &until);
   if (result == EOWNERDEAD) pthread_mutex_consistent(mutex);
   return result == 0 || result == EOWNERDEAD;

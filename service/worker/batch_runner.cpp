@@ -83,7 +83,7 @@ BatchRunner::Attempt BatchRunner::WriteTogether(std::size_t first, std::size_t e
   AnnounceNoItem();
   Transaction transaction(seams_.database);
   if (!transaction) {
-    GiveUp(seams_.database.error());
+    NoteDatabaseFailure(seams_.database.error());
     return attempt;
   }
   attempt.results = WriteItems(first, end, transaction);
@@ -135,11 +135,11 @@ void BatchRunner::RetryOneByOne(std::size_t first, std::size_t count) {
 
 // Asked after every item: where the file is gone the plug-in would make another one for the next.
 bool BatchRunner::DatabaseFailed() {
-  if (const auto why = seams_.database.LastingFailure()) GiveUp(*why);
+  if (const auto why = seams_.database.LastingFailure()) NoteDatabaseFailure(*why);
   return failure_.has_value();
 }
 
-void BatchRunner::GiveUp(const std::string& why) {
+void BatchRunner::NoteDatabaseFailure(const std::string& why) {
   const std::string cause = seams_.database.LastingFailure().value_or(why);
   failure_ = Failure{ExitStatus::kDatabase,
                      AboutFile(seams_.database.name(), cause + "; what was done before is kept")};

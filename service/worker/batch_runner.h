@@ -53,7 +53,7 @@ class BatchRunner {
   // True, with the failure noted, when the database has failed.
   bool DatabaseFailed();
   // It has, for the reason that it tells, else for WHY.
-  void GiveUp(const std::string& why);
+  void NoteDatabaseFailure(const std::string& why);
 
   void Announce(std::size_t index);
   void AnnounceNoItem();

@@ -31,7 +31,7 @@ struct Wanted {
 };
 
 // Blanks at the ends go, and others become one.
-std::string Plain(const std::string& text) {
+std::string AsLabelName(const std::string& text) {
   std::istringstream words(text);
   std::string plain;
   for (std::string word; words >> word;) plain += (plain.empty() ? "" : " ") + word;
@@ -41,7 +41,7 @@ std::string Plain(const std::string& text) {
 void AddPieces(const std::string& text, Wanted& wanted) {
   std::istringstream pieces(text);
   for (std::string piece; std::getline(pieces, piece, ',');) {
-    if (std::string name = Plain(piece); !name.empty()) wanted.names.insert(std::move(name));
+    if (std::string name = AsLabelName(piece); !name.empty()) wanted.names.insert(std::move(name));
   }
 }
 
@@ -95,7 +95,8 @@ Wanted PeopleOf(const ParsedImage& image) {
     const int region = RegionOf(key);
     wanted.fills_buffer = wanted.fills_buffer || region > kListSize;
     if (region > 0 && (key.ends_with("/MPReg:PersonDisplayName") || key.ends_with("/mwg-rs:Name")))
-      if (std::string name = Plain(datum.toString()); !name.empty()) wanted.names.insert(std::move(name));
+      if (std::string name = AsLabelName(datum.toString()); !name.empty())
+        wanted.names.insert(std::move(name));
   }
   return wanted;
 }
@@ -105,7 +106,7 @@ using Labels = std::vector<DatabaseReader::Row>;
 std::set<std::string> NamesOf(const Labels& labels, std::string_view category) {
   std::set<std::string> names;
   for (const DatabaseReader::Row& label : labels) {
-    if (label[0] == category) names.insert(Plain(label[1].value_or("")));
+    if (label[0] == category) names.insert(AsLabelName(label[1].value_or("")));
   }
   return names;
 }

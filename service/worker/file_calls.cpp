@@ -39,30 +39,30 @@ ItemResult FileCalls::Update(const WorkItem& item, PreparedItem& prepared, Trans
   if (prepared.late) {
     // A row that is there may know more.
     const auto recorded = rows_.HasRow(item.kind, item.path);
-    if (!recorded) return answers_.CannotAsk();
+    if (!recorded) return answers_.DatabaseNotAsked();
     if (*recorded) return ItemResult::Unopened(prepared.trouble);
   }
   std::optional<Savepoint> cleared;
   const std::string key = rows_.KeyOf(item.path);
   if (item.kind == ItemKind::kPhoto &&
       !ChooseTitle(rows_.Database(), key, prepared.title, prepared.record, transaction, cleared))
-    return answers_.CannotAsk();
+    return answers_.DatabaseNotAsked();
   const LentPosition position(item.path, PlaceToStore(item, prepared));
   const int result = item.action == ItemAction::kReindex
                          ? plugin_.IndexReindexUpdate_Json(&prepared.record, kIndexType)
                          : plugin_.IndexAdd_Json(&prepared.record, kIndexType);
   if (result < 0 && ValidUtf8(item.path) != item.path) return ItemResult::Failed(kNoTextName);
   ItemResult stored = answers_.ResultOf(result, prepared.trouble);
-  if (cleared && stored.done() && !cleared->Keep()) return answers_.CannotAsk();
+  if (cleared && stored.done() && !cleared->Keep()) return answers_.DatabaseNotAsked();
   if (stored.done() && item.kind == ItemKind::kPhoto)
     stored.AddNote(CutMetadataNote(item.path, key, rows_.Database()));
-  return stored.done() ? WithRow(item, std::move(stored)) : stored;
+  return stored.done() ? RequireRow(item, std::move(stored)) : stored;
 }
 
 // The plug-in answers the same for what it has stored and for what it takes for none of its files.
-ItemResult FileCalls::WithRow(const WorkItem& item, ItemResult stored) {
+ItemResult FileCalls::RequireRow(const WorkItem& item, ItemResult stored) {
   const auto recorded = rows_.HasRow(item.kind, item.path);
-  if (!recorded) return answers_.CannotAsk();
+  if (!recorded) return answers_.DatabaseNotAsked();
   return *recorded ? std::move(stored) : ItemResult::NotKept(kNoRow);
 }
 
@@ -70,7 +70,7 @@ ItemResult FileCalls::WithRow(const WorkItem& item, ItemResult stored) {
 // made true by adding the file. The row of a video is made anew by its rename, which needs the file.
 ItemResult FileCalls::Move(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   const auto recorded = rows_.HasRow(item.kind, item.from);
-  if (!recorded) return answers_.CannotAsk();
+  if (!recorded) return answers_.DatabaseNotAsked();
   if (!*recorded && !prepared.storable) return ItemResult::Failed(prepared.trouble);
   if (!prepared.storable && item.kind == ItemKind::kVideo) return ItemResult::NotKept(prepared.trouble);
   const Json::Value record = prepared.storable ? prepared.record : Json::Value(Json::objectValue);
@@ -81,22 +81,22 @@ ItemResult FileCalls::Move(const WorkItem& item, PreparedItem& prepared, Transac
 ItemResult FileCalls::UpdateMoved(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   std::optional<PeopleMergePause> pause;
   if (item.same_content && item.kind == ItemKind::kPhoto) pause.emplace(rows_.Database());
-  if (pause && !pause->begun()) return answers_.CannotAsk();
+  if (pause && !pause->begun()) return answers_.DatabaseNotAsked();
   ItemResult result = Update(item, prepared, transaction);
   if (!pause || pause->End()) return result;
   transaction.Spoil();
-  return answers_.CannotAsk();
+  return answers_.DatabaseNotAsked();
 }
 
 ItemResult FileCalls::RenameRows(const WorkItem& item, Json::Value record, Transaction& transaction) {
   const auto recorded = rows_.HasRow(item.kind, item.from);
-  if (!recorded) return answers_.CannotAsk();
+  if (!recorded) return answers_.DatabaseNotAsked();
   if (!*recorded) return ItemResult::Stored();
   record["szPath"] = item.path;
   // The row of a video is written anew.
   const auto place =
       item.kind == ItemKind::kVideo ? rows_.PlaceOf(item.from) : std::optional<std::string>("");
-  if (!place) return answers_.CannotAsk();
+  if (!place) return answers_.DatabaseNotAsked();
   const LentPosition position(item.path, *place);
   // What waits in side files at the new path is for the add that follows, or stays for a later one.
   const ConsumedFiles stay(transaction);

@@ -33,7 +33,7 @@ class FileCalls {
   // The place to be stored with the video: none where the row has one, since that may be a person's.
   std::string PlaceToStore(const WorkItem& item, const PreparedItem& prepared);
   // STORED, when the row of ITEM is there.
-  ItemResult WithRow(const WorkItem& item, ItemResult stored);
+  ItemResult RequireRow(const WorkItem& item, ItemResult stored);
 
   const Plugin& plugin_;
   RowLookup& rows_;

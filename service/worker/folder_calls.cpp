@@ -31,14 +31,14 @@ ItemResult FolderCalls::Add(const std::string& folder) {
   ItemResult added = answers_.ResultOf(plugin_.IndexDirAdd(folder.c_str()));
   if (!added.done() || folder == library_.folder) return added;
   const auto recorded = rows_.HasAlbum(folder);
-  if (!recorded) return answers_.CannotAsk();
+  if (!recorded) return answers_.DatabaseNotAsked();
   return *recorded ? std::move(added) : ItemResult::NotKept(kNoAlbum);
 }
 
 // A move whose old rows are not there any more was made by a run that could not note it.
 ItemResult FolderCalls::Move(const WorkItem& item) {
   const auto recorded = rows_.HasAlbum(item.from);
-  if (!recorded) return answers_.CannotAsk();
+  if (!recorded) return answers_.DatabaseNotAsked();
   if (*recorded) {
     const int result = plugin_.IndexDirRename(item.path.c_str(), item.from.c_str());
     ItemResult moved = answers_.ResultOfRemoval(result, ItemKind::kFolder, item.from);

@@ -32,7 +32,7 @@ std::string_view WithoutLineEnd(std::string_view message) {
 }
 
 // Written on the way of calls that go on: a setting that is missing has its default.
-bool IsRemark(std::string_view message) {
+bool IsNoFailure(std::string_view message) {
   constexpr std::array<std::string_view, 2> kRemarks{"Can't get key valude.", "File exists. Skip remove"};
   return std::any_of(kRemarks.begin(), kRemarks.end(),
                      [&](std::string_view remark) { return message.starts_with(remark); });
@@ -72,7 +72,7 @@ std::vector<std::string> LogCapture::Take() {
 std::string ReasonOf(const std::vector<std::string>& messages) {
   std::vector<std::string_view> told;
   for (const std::string& message : messages) {
-    if (!IsRemark(message)) told.push_back(message);
+    if (!IsNoFailure(message)) told.push_back(message);
   }
   if (told.empty()) return "the plug-in gave no reason";
   std::string reason(CauseAmong(told));

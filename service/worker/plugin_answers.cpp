@@ -12,10 +12,10 @@ ItemResult PluginAnswers::ResultOf(int result, std::string trouble) {
 ItemResult PluginAnswers::ResultOfRemoval(int result, ItemKind kind, const std::string& path) {
   if (result < 0) return ResultOf(result);
   const auto left = rows_.Has(kind, path);
-  if (!left) return CannotAsk();
+  if (!left) return DatabaseNotAsked();
   return *left ? ResultOf(-1) : ItemResult::Stored();
 }
 
-ItemResult PluginAnswers::CannotAsk() {
+ItemResult PluginAnswers::DatabaseNotAsked() {
   return ItemResult::NotKept("the database cannot be read: " + rows_.Database().error());
 }

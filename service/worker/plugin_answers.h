@@ -19,7 +19,7 @@ class PluginAnswers {
   // The same where the rows of what was at PATH are not to be there any more.
   ItemResult ResultOfRemoval(int result, ItemKind kind, const std::string& path);
   // The rows do not tell.
-  ItemResult CannotAsk();
+  ItemResult DatabaseNotAsked();
 
  private:
   LogCapture& log_;

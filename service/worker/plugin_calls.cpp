@@ -11,7 +11,7 @@
 namespace {
 
 // The plug-in goes on without a job that it cannot queue.
-bool LosesJob(const std::vector<std::string>& messages) {
+bool TellsOfLostJob(const std::vector<std::string>& messages) {
   constexpr std::array<std::string_view, 3> kLosses{"RLIBCFileLockByFile failed: ", "Failed to write ",
                                                     "Make ea dir path error."};
   return std::any_of(messages.begin(), messages.end(), [&](std::string_view message) {
@@ -34,7 +34,7 @@ ItemResult PluginCalls::Make(const WorkItem& item, PreparedItem& prepared, Trans
   static_cast<void>(log_.Take());
   ItemResult result =
       IsMove(item) ? CallForMove(item, prepared, transaction) : Call(item, prepared, transaction);
-  if (result.done() && LosesJob(log_.Take())) TakeJobLoss(item, result);
+  if (result.done() && TellsOfLostJob(log_.Take())) TakeJobLoss(item, result);
   return result;
 }
 
@@ -42,9 +42,9 @@ ItemResult PluginCalls::Make(const WorkItem& item, PreparedItem& prepared, Trans
 // would be in the way of the next attempt.
 ItemResult PluginCalls::CallForMove(const WorkItem& item, PreparedItem& prepared, Transaction& transaction) {
   Savepoint start(rows_.Database(), transaction);
-  if (!start.set()) return answers_.CannotAsk();
+  if (!start.set()) return answers_.DatabaseNotAsked();
   ItemResult result = Call(item, prepared, transaction);
-  if (result.done() && !start.Keep()) return answers_.CannotAsk();
+  if (result.done() && !start.Keep()) return answers_.DatabaseNotAsked();
   return result;
 }
 

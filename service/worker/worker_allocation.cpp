@@ -22,7 +22,7 @@ void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 namespace {
 
-void* Given(void* block, bool wanted) {
+void* OrEndProcess(void* block, bool wanted) {
   if (block == nullptr && wanted) _exit(kOutOfMemoryStatus);
   return block;
 }
@@ -32,29 +32,29 @@ void* Given(void* block, bool wanted) {
 extern "C" {
 
 void* malloc(std::size_t size) noexcept {
-  return Given(__libc_malloc(size), true);
+  return OrEndProcess(__libc_malloc(size), true);
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {
-  return Given(__libc_calloc(count, size), true);
+  return OrEndProcess(__libc_calloc(count, size), true);
 }
 
 void* realloc(void* block, std::size_t size) noexcept {
-  return Given(__libc_realloc(block, size), size != 0);
+  return OrEndProcess(__libc_realloc(block, size), size != 0);
 }
 
 void* memalign(std::size_t alignment, std::size_t size) noexcept {
-  return Given(__libc_memalign(alignment, size), true);
+  return OrEndProcess(__libc_memalign(alignment, size), true);
 }
 
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-  return Given(__libc_memalign(alignment, size), true);
+  return OrEndProcess(__libc_memalign(alignment, size), true);
 }
 
 int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept {
   const bool is_power = alignment != 0 && (alignment & (alignment - 1)) == 0;
   if (!is_power || alignment % sizeof(void*) != 0) return EINVAL;
-  *out = Given(__libc_memalign(alignment, size), true);
+  *out = OrEndProcess(__libc_memalign(alignment, size), true);
   return 0;
 }
 

@@ -155,7 +155,7 @@ TEST_F(TransactionTest, ASavepointThatCannotBeUndoneSpoilsTheTransaction) {
     {
       const Savepoint part(rows_->Database(), transaction);
       ChangeAndConsume();
-      ASSERT_TRUE(rows_->Database().Run("RELEASE one_move"));
+      ASSERT_TRUE(rows_->Database().Run("RELEASE part"));
     }
     EXPECT_TRUE(transaction.spoiled());
     EXPECT_FALSE(transaction.Commit(kRun));

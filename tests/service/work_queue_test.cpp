@@ -85,7 +85,7 @@ TEST_F(WorkQueueTest, ASuspectGoesAlone) {
   WorkQueue queue = Of(Photos("/p", 6));
   auto batch = queue.Take(1);
   ASSERT_EQ(batch.size(), 3U);
-  batch[1].alone = true;
+  batch[1].is_suspect = true;
   queue.Return(std::move(batch));
   EXPECT_EQ(Paths(queue.Take(1)), Names({"/p/0", "/p/2", "/p/3"}));
   EXPECT_EQ(Paths(queue.Take(1)), Names({"/p/1"}));

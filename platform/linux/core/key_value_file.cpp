@@ -93,7 +93,7 @@ class KnownFiles {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto known = files_.find(file);
     if (known == files_.end()) return Put(file, Load(file, nullptr));
-    if (known->second.settled && known->second.state == FileState(status)) return Told(known->second);
+    if (known->second.settled && known->second.state == FileState(status)) return PairsOf(known->second);
     return Put(file, Load(file, &known->second));
   }
 
@@ -102,7 +102,7 @@ class KnownFiles {
     return {missing ? KeyValueFile::kMissing : KeyValueFile::kUnreadable, nullptr};
   }
 
-  static ReadPairs Told(const KnownFile& known) {
+  static ReadPairs PairsOf(const KnownFile& known) {
     return {known.pairs != nullptr ? KeyValueFile::kRead : KeyValueFile::kUnreadable, known.pairs};
   }
 
@@ -110,7 +110,7 @@ class KnownFiles {
     // It may have gone between the two looks at it.
     if (!fresh.has_value()) return NotRead(access(file.c_str(), F_OK) != 0 && IsMissing());
     if (files_.size() >= kMaxKnownFiles) files_.clear();
-    return Told(files_.insert_or_assign(file, *std::move(fresh)).first->second);
+    return PairsOf(files_.insert_or_assign(file, *std::move(fresh)).first->second);
   }
 
   std::mutex mutex_;

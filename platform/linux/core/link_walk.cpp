@@ -37,7 +37,7 @@ std::string LinkWalk::TakeName() {
 }
 
 void LinkWalk::Step(const std::string& name) {
-  FileDescriptor next = find_(at_, name, makers_);
+  FileDescriptor next = find_(at_, name, link_makers_);
   const auto status = next ? StatusOf(next) : std::nullopt;
   if (status.has_value() && S_ISLNK(status->st_mode)) {
     Follow(next, status->st_uid);
@@ -47,7 +47,8 @@ void LinkWalk::Step(const std::string& name) {
 }
 
 void LinkWalk::Follow(const FileDescriptor& link, uid_t maker) {
-  if (std::find(makers_.begin(), makers_.end(), maker) == makers_.end()) makers_.push_back(maker);
+  if (std::find(link_makers_.begin(), link_makers_.end(), maker) == link_makers_.end())
+    link_makers_.push_back(maker);
   if (++links_ > kMostLinks) return Fail(ELOOP);
   const auto target = TargetOf(link);
   if (!target.has_value()) return Fail(ENOENT);

@@ -26,7 +26,7 @@ class LinkWalk {
 
   // An O_PATH descriptor of the end, which is no link. Empty with errno on failure.
   FileDescriptor Run();
-  [[nodiscard]] const Makers& makers() const { return makers_; }
+  [[nodiscard]] const Makers& makers() const { return link_makers_; }
   // The folder in which the end was found.
   [[nodiscard]] const FileDescriptor& folder() const { return folder_; }
 
@@ -40,7 +40,7 @@ class LinkWalk {
   FileDescriptor folder_;
   std::string rest_;
   const Find find_;
-  Makers makers_;
+  Makers link_makers_;
   std::size_t links_ = 0;
 };
 

@@ -15,7 +15,7 @@
 
 namespace {
 
-bool Climbs(std::string_view relative) {
+bool HasDotDot(std::string_view relative) {
   for (std::size_t start = 0; start <= relative.size();) {
     const std::size_t end = std::min(relative.find('/', start), relative.size());
     if (relative.substr(start, end - start) == "..") return true;
@@ -67,7 +67,7 @@ std::optional<std::string> RelativeTo(std::string_view root, std::string_view pa
   if (!IsOrLiesBelow(path, root)) return std::nullopt;
   path.remove_prefix(root.size());
   path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
-  if (Climbs(path)) return std::nullopt;
+  if (HasDotDot(path)) return std::nullopt;
   return path.empty() ? "." : std::string(path);
 }
 
@@ -82,7 +82,7 @@ FileDescriptor OpenBelowAtOnce(int root, const std::string& relative, int flags,
 }
 
 FileDescriptor OpenBelowStepwise(int root, const std::string& relative, int flags, mode_t mode) {
-  if (relative.starts_with('/') || Climbs(relative)) {
+  if (relative.starts_with('/') || HasDotDot(relative)) {
     errno = EXDEV;
     return FileDescriptor();
   }

@@ -13,7 +13,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Sequel = PostgresConnection::Sequel;
+using FollowingStatements = PostgresConnection::FollowingStatements;
 using std::chrono::milliseconds;
 
 // A statement that lost against others is sent again so often, all in all for so long. What has waited for a
@@ -23,7 +23,7 @@ constexpr milliseconds kRepeatsEnd{10'000};
 constexpr milliseconds kFirstRepeatPause{10};
 
 // A random part of LIMIT, at least half of it: two that were in each other's way do not meet again.
-milliseconds Jittered(milliseconds limit) {
+milliseconds RandomPause(milliseconds limit) {
   static thread_local std::minstd_rand random(std::random_device{}());
   return milliseconds(
       std::uniform_int_distribution<milliseconds::rep>(limit.count() / 2, limit.count())(random));
@@ -45,7 +45,7 @@ PostgresAnswer AnswerBefore(pg_conn* connection, std::size_t trailing) {
 }
 
 // One message to the server, as a text of several statements is: behind one that fails nothing is run.
-void Queue(pg_conn* connection, const PostgresCall& call, Sequel sequel) {
+void Queue(pg_conn* connection, const PostgresCall& call, FollowingStatements following) {
   const PostgresStatement& statement = *call.statement;
   if (!statement.prepared)
     PQsendPrepare(connection, statement.name.c_str(), std::string(call.text).c_str(), 0, nullptr);
@@ -53,7 +53,7 @@ void Queue(pg_conn* connection, const PostgresCall& call, Sequel sequel) {
   for (const std::string& value : call.values) values.push_back(value.c_str());
   PQsendQueryPrepared(connection, statement.name.c_str(), static_cast<int>(values.size()), values.data(),
                       nullptr, nullptr, 0);
-  for (const char* next : sequel)
+  for (const char* next : following)
     PQsendQueryParams(connection, next, 0, nullptr, nullptr, nullptr, nullptr, 0);
   PQpipelineSync(connection);
 }
@@ -96,14 +96,14 @@ PostgresAnswer PostgresConnection::Send(const char* sql, std::size_t trailing) {
   return answer;
 }
 
-PostgresAnswer PostgresConnection::SendKept(const PostgresCall& call, Sequel sequel) {
+PostgresAnswer PostgresConnection::SendKept(const PostgresCall& call, FollowingStatements following) {
   PostgresStatement& statement = *call.statement;
   PQenterPipelineMode(link_->get());
-  Queue(link_->get(), call, sequel);
+  Queue(link_->get(), call, following);
   std::vector<PostgresAnswer> answers = QueuedAnswers(link_->get());
   PQexitPipelineMode(link_->get());
   const std::size_t place = statement.prepared ? 0 : 1;
-  const bool all = answers.size() == place + 1 + sequel.size() && Succeeded(answers.back().get());
+  const bool all = answers.size() == place + 1 + following.size() && Succeeded(answers.back().get());
   statement.prepared = statement.prepared || (!answers.empty() && Succeeded(answers.front().get()));
   // Some of it could not even be sent.
   if (answers.empty() || (!all && Succeeded(answers.back().get()))) link_->NoteLoss();
@@ -116,36 +116,36 @@ PostgresAnswer PostgresConnection::SendKept(const PostgresCall& call, Sequel seq
 }
 
 bool PostgresConnection::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
-  return ExecuteThen(sql, {}, window, result, error);
+  return ExecuteWithFollowing(sql, {}, window, result, error);
 }
 
-bool PostgresConnection::ExecuteThen(const char* sql, Sequel sequel, Window window, ResultSet& result,
-                                     std::string& error) {
+bool PostgresConnection::ExecuteWithFollowing(const char* sql, FollowingStatements following, Window window,
+                                              ResultSet& result, std::string& error) {
   std::string text;
-  if (window.limit > 0 || window.offset > 0) text = WithWindow(sql, window);
-  if (text.empty() && !sequel.empty()) text = sql;
-  for (const char* next : sequel) text.append("\n;").append(next);
+  if (window.limit > 0 || window.offset > 0) text = WithLimit(sql, window);
+  if (text.empty() && !following.empty()) text = sql;
+  for (const char* next : following) text.append("\n;").append(next);
   if (!text.empty()) sql = text.c_str();
   lost_to_others_ = refused_kept_ = false;
-  if (!link_->Heal(error)) return false;
+  if (!link_->ReconnectIfDead(error)) return false;
   const bool repeatable = !link_->in_transaction() && IsLoneSelect(sql);
-  PostgresAnswer answer = SendUndisturbed(sql, sequel.size());
+  PostgresAnswer answer = SendUndisturbed(sql, following.size());
   if (link_->lost() && repeatable && !Succeeded(answer.get())) {
-    if (!link_->Revive(error)) return false;
-    answer = Send(sql, sequel.size());
+    if (!link_->Reconnect(error)) return false;
+    answer = Send(sql, following.size());
   }
   return Take(answer, sql, result, error);
 }
 
-bool PostgresConnection::ExecuteKept(const char* sql, Sequel sequel, Window window, ResultSet& result,
-                                     std::string& error) {
+bool PostgresConnection::ExecuteKept(const char* sql, FollowingStatements following, Window window,
+                                     ResultSet& result, std::string& error) {
   const bool windowed = window.limit > 0 || window.offset > 0;
-  const auto call = link_->statements().Find(windowed ? WithWindow(sql, window) : sql);
-  if (!call || !link_->in_transaction()) return ExecuteThen(sql, sequel, window, result, error);
+  const auto call = link_->statements().Find(windowed ? WithLimit(sql, window) : sql);
+  if (!call || !link_->in_transaction()) return ExecuteWithFollowing(sql, following, window, result, error);
   lost_to_others_ = refused_kept_ = false;
   // In a transaction nothing is made anew, and the statement with it.
-  if (!link_->Heal(error)) return false;
-  return Take(SendKept(*call, sequel), sql, result, error);
+  if (!link_->ReconnectIfDead(error)) return false;
+  return Take(SendKept(*call, following), sql, result, error);
 }
 
 // Gives what ANSWER to SQL holds: the rows, or why there are none.
@@ -174,7 +174,7 @@ PostgresAnswer PostgresConnection::SendUndisturbed(const char* sql, std::size_t 
   milliseconds pause = kFirstRepeatPause;
   for (int i = 0; i < kMostRepeats && alone && !link_->lost() && IsConflict(answer.get()); ++i, pause *= 2) {
     if (link_->in_transaction() || !IsOneTransaction(sql) || Clock::now() + pause > end) break;
-    std::this_thread::sleep_for(Jittered(pause));
+    std::this_thread::sleep_for(RandomPause(pause));
     answer = Send(sql, trailing);
   }
   return answer;

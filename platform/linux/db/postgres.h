@@ -34,17 +34,17 @@ class PostgresConnection : public DatabaseEngine {
   [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
 
   // Statements that give no rows and are sent together with others, behind them.
-  using Sequel = std::span<const char* const>;
-  // The same with SEQUEL, which is run where SQL has succeeded; RESULT is that of SQL.
-  [[nodiscard]] bool ExecuteThen(const char* sql, Sequel sequel, Window window, ResultSet& result,
-                                 std::string& error);
+  using FollowingStatements = std::span<const char* const>;
+  // The same with FOLLOWING, which is run where SQL has succeeded; RESULT is that of SQL.
+  [[nodiscard]] bool ExecuteWithFollowing(const char* sql, FollowingStatements following, Window window,
+                                          ResultSet& result, std::string& error);
   // The same inside a transaction, as a statement that stays prepared for the next time where it can be one.
-  [[nodiscard]] bool ExecuteKept(const char* sql, Sequel sequel, Window window, ResultSet& result,
-                                 std::string& error);
+  [[nodiscard]] bool ExecuteKept(const char* sql, FollowingStatements following, Window window,
+                                 ResultSet& result, std::string& error);
 
   [[nodiscard]] bool in_transaction() const { return link_->in_transaction(); }
   // The server went away and did not come back while it was waited for.
-  [[nodiscard]] bool outage() const { return link_->outage(); }
+  [[nodiscard]] bool is_server_unreachable() const { return link_->is_server_unreachable(); }
   // Why no statement that writes would succeed: a statement has met it, and trying others would not help.
   // Null while none has.
   [[nodiscard]] const char* server_failure() const { return server_failure_; }
@@ -60,7 +60,7 @@ class PostgresConnection : public DatabaseEngine {
   // The only places that send statements of others. The answer is that to the last one but TRAILING, or to
   // the one that failed.
   [[nodiscard]] PostgresAnswer Send(const char* sql, std::size_t trailing = 0);
-  [[nodiscard]] PostgresAnswer SendKept(const PostgresCall& call, Sequel sequel);
+  [[nodiscard]] PostgresAnswer SendKept(const PostgresCall& call, FollowingStatements following);
   [[nodiscard]] PostgresAnswer SendUndisturbed(const char* sql, std::size_t trailing);
   [[nodiscard]] bool Take(const PostgresAnswer& answer, const char* sql, ResultSet& result,
                           std::string& error);

@@ -113,33 +113,34 @@ bool PostgresLink::IsDead() {
   return false;
 }
 
-bool PostgresLink::Heal(std::string& error) {
+bool PostgresLink::ReconnectIfDead(std::string& error) {
   if (!IsDead()) return true;
   lost_ = true;
   if (std::exchange(in_transaction_, false)) {
     error = "The connection was lost inside a transaction.";
     return false;
   }
-  return Revive(error);
+  return Reconnect(error);
 }
 
-bool PostgresLink::Revive(std::string& error) {
-  if (outage_ && Clock::now() < next_attempt_) {
+bool PostgresLink::Reconnect(std::string& error) {
+  if (is_server_unreachable_ && Clock::now() < next_attempt_) {
     error = "The server cannot be reached.";
     return false;
   }
-  const Clock::time_point patience_ends = Clock::now() + (outage_ ? milliseconds(0) : kPatience);
+  const Clock::time_point patience_ends =
+      Clock::now() + (is_server_unreachable_ ? milliseconds(0) : kPatience);
   for (milliseconds pause = kFirstPause;; pause = std::min(pause * 2, kLongestPause)) {
     PQreset(connection_.get());
     statements_.Clear();
     if (Connected()) {
-      lost_ = outage_ = false;
+      lost_ = is_server_unreachable_ = false;
       return true;
     }
     if (Clock::now() + pause > patience_ends) break;
     std::this_thread::sleep_for(pause);
   }
-  outage_ = true;
+  is_server_unreachable_ = true;
   next_attempt_ = Clock::now() + kOutagePause;
   error = PQerrorMessage(connection_.get());
   return false;

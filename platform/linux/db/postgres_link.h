@@ -39,14 +39,14 @@ class PostgresLink {
   [[nodiscard]] bool lost() const { return lost_; }
   [[nodiscard]] bool in_transaction() const { return in_transaction_; }
   // The server did not come back while it was waited for.
-  [[nodiscard]] bool outage() const { return outage_; }
+  [[nodiscard]] bool is_server_unreachable() const { return is_server_unreachable_; }
 
   // True when a statement can be sent, if need be on a new session; false with ERROR, also where a
   // transaction was lost.
-  [[nodiscard]] bool Heal(std::string& error);
+  [[nodiscard]] bool ReconnectIfDead(std::string& error);
   // Makes the lost session anew. The first call of an outage waits a little for the server; later ones try at
   // most once a pause and wait for nothing.
-  [[nodiscard]] bool Revive(std::string& error);
+  [[nodiscard]] bool Reconnect(std::string& error);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -72,7 +72,7 @@ class PostgresLink {
   bool lost_ = false;
   bool in_transaction_ = false;
   // Until the next attempt is due statements fail at once.
-  bool outage_ = false;
+  bool is_server_unreachable_ = false;
   Clock::time_point next_attempt_;
 };
 

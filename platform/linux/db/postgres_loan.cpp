@@ -83,7 +83,7 @@ bool Lent::ExecuteGuarded(const char* sql, Window window, ResultSet& result, std
   if (IsLoneSelect(sql)) return connection->ExecuteKept(sql, {}, window, result, error);
   if (!IsAboutSavepoints(sql)) return connection->ExecuteKept(sql, kMoveSavepoint, window, result, error);
   const std::string text = (BeginsWith(sql, "SAVEPOINT") ? std::string(kRemoveSavepoint) : "") + sql;
-  return connection->ExecuteThen(text.c_str(), kSetSavepoint, window, result, error);
+  return connection->ExecuteWithFollowing(text.c_str(), kSetSavepoint, window, result, error);
 }
 
 // A failed statement would spoil the whole transaction; taken back to the savepoint it spoils itself alone,
@@ -201,7 +201,7 @@ class PostgresLoan : public Loan {
 
   [[nodiscard]] std::string LastingFailure() const override {
     if (const char* failure = lent_->connection->server_failure()) return failure;
-    return lent_->connection->outage() ? "the server cannot be reached" : "";
+    return lent_->connection->is_server_unreachable() ? "the server cannot be reached" : "";
   }
 
  private:

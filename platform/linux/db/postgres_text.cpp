@@ -71,7 +71,7 @@ bool BeginsWith(std::string_view sql, std::string_view word) {
   return EqualsIgnoreAsciiCase(FirstWord(TrimLeft(sql)), word);
 }
 
-std::string WithWindow(std::string_view sql, Window window) {
+std::string WithLimit(std::string_view sql, Window window) {
   sql = TrimRight(sql);
   while (!sql.empty() && (sql.back() == ';' || IsBlank(sql.back()))) sql.remove_suffix(1);
   std::string text(sql);

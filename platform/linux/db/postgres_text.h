@@ -19,6 +19,6 @@
 [[nodiscard]] bool BeginsWith(std::string_view sql, std::string_view word);
 
 // SQL with the clauses of WINDOW; on a line of their own, so that a comment at the end does not swallow them.
-[[nodiscard]] std::string WithWindow(std::string_view sql, Window window);
+[[nodiscard]] std::string WithLimit(std::string_view sql, Window window);
 
 #endif  // PLATFORM_LINUX_DB_POSTGRES_TEXT_H_

@@ -15,13 +15,13 @@ void ResultSet::Clear() {
 }
 
 void ResultSet::AddText(std::string_view value) {
-  char* text = Room(value.size() + 1);
+  char* text = MakeRoom(value.size() + 1);
   if (!value.empty()) std::memcpy(text, value.data(), value.size());
   text[value.size()] = '\0';
   values_.push_back(text);
 }
 
-char* ResultSet::Room(std::size_t size) {
+char* ResultSet::MakeRoom(std::size_t size) {
   constexpr std::size_t kSmallestBlock = 1024;
   constexpr std::size_t kLargestBlock = std::size_t{4} << 20;
   if (size > free_size_) {

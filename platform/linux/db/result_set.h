@@ -34,7 +34,7 @@ class ResultSet {
   [[nodiscard]] const char* Value(Row row, std::string_view column) const;
 
  private:
-  [[nodiscard]] char* Room(std::size_t size);
+  [[nodiscard]] char* MakeRoom(std::size_t size);
 
   std::vector<std::string> columns_;
   std::vector<const char*> values_;

@@ -91,7 +91,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& 
   const std::string& path = files->place().path();
   if (TakesSideFiles(path)) {
     auto connection = OpenAs(files, path, SQLITE_OPEN_READWRITE, error);
-    if (connection != nullptr) connection->watch_->HeedReader();
+    if (connection != nullptr) connection->watch_->ObeySignalsAndTimeout();
     if (connection != nullptr && connection->Run(kTakeSideFiles, error)) return connection;
     if (files->refusal().ever()) return nullptr;
     if (connection != nullptr && connection->runner_.schema().foreign()) return nullptr;
@@ -101,7 +101,7 @@ std::unique_ptr<SqliteConnection> SqliteConnection::OpenForReading(const Files& 
   auto connection = logged ? OpenAs(files, path, SQLITE_OPEN_READONLY, error)
                            : OpenAs(files, UnlockedName(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, error);
   if (connection == nullptr) return nullptr;
-  connection->watch_->HeedReader();
+  connection->watch_->ObeySignalsAndTimeout();
   if (!logged) connection->unlocked_ = std::move(unlocked);
   return connection;
 }

@@ -166,7 +166,7 @@ class Rewriter {
   std::optional<std::string> Rewrite();
 
  private:
-  void See(std::string_view token);
+  void HandleToken(std::string_view token);
   [[nodiscard]] bool IsDenied() const { return IsAnyOf(seen_[0], {"not"}); }
   [[nodiscard]] std::string_view Column() const;
   void TakeLike(std::string_view column, bool denied);
@@ -178,7 +178,7 @@ class Rewriter {
   std::string out_;
 };
 
-void Rewriter::See(std::string_view token) {
+void Rewriter::HandleToken(std::string_view token) {
   std::rotate(seen_.begin(), seen_.end() - 1, seen_.end());
   seen_.front() = token;
 }
@@ -196,12 +196,12 @@ std::string_view Rewriter::Column() const {
 void Rewriter::TakeLike(std::string_view column, bool denied) {
   const std::string_view pattern = tokens_.Peek();
   if (!pattern.starts_with('\'') || AllAscii(pattern)) return;
-  See(tokens_.Next());
+  HandleToken(tokens_.Next());
   std::string_view escape;
   if (IsAnyOf(tokens_.Peek(), {"escape"})) {
-    See(tokens_.Next());
+    HandleToken(tokens_.Next());
     escape = tokens_.Next();
-    See(escape);
+    HandleToken(escape);
   }
   const std::string_view condition = Span(column, seen_.front());
   const auto begin = static_cast<std::size_t>(column.data() - sql_.data());
@@ -217,7 +217,7 @@ std::optional<std::string> Rewriter::Rewrite() {
   for (std::string_view token = tokens_.Next(); !token.empty(); token = tokens_.Next()) {
     const std::string_view column = IsAnyOf(token, {"like"}) ? Column() : std::string_view();
     const bool denied = IsDenied();
-    See(token);
+    HandleToken(token);
     if (!column.empty()) TakeLike(column, denied);
   }
   if (copied_ == 0) return std::nullopt;

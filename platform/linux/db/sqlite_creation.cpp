@@ -100,7 +100,7 @@ class HiddenName {
     return FileDescriptor(
         openat(folder_.get(), name_.c_str(), kFlags | O_CREAT | O_EXCL | O_NOFOLLOW, kUsualMode));
   }
-  [[nodiscard]] bool Become(const std::string& name) const {
+  [[nodiscard]] bool TakeName(const std::string& name) const {
     const int folder = folder_.get();
     if (IsNamed(renameat2(folder, name_.c_str(), folder, name.c_str(), RENAME_NOREPLACE))) return true;
     if (errno != EINVAL && errno != ENOSYS) return false;
@@ -115,7 +115,7 @@ class HiddenName {
 bool PlaceUnderHiddenName(const DatabaseFile& place, std::string_view image) {
   const HiddenName hidden(place.folder(), place.name());
   const FileDescriptor file = hidden.Make();
-  return file && WriteDurably(file, image) && hidden.Become(place.name());
+  return file && WriteDurably(file, image) && hidden.TakeName(place.name());
 }
 
 bool Place(const DatabaseFile& place, std::string_view image) {

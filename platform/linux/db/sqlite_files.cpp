@@ -66,7 +66,7 @@ std::optional<SqliteFileKind> SqliteFiles::KindOf(const char* name, int flags) c
 }
 
 int SqliteFiles::Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* out_flags) {
-  SqliteFiles& self = Behind(vfs);
+  SqliteFiles& self = FilesOfVfs(vfs);
   file->pMethods = nullptr;
   const std::optional<SqliteFileKind> kind = self.KindOf(name, flags);
   if (!kind) return self.RefuseName(SQLITE_CANTOPEN);
@@ -95,14 +95,14 @@ void SqliteFiles::TakeOver(SqliteFileKind kind, sqlite3_file& file) {
 }
 
 int SqliteFiles::Delete(sqlite3_vfs* vfs, const char* name, int sync_folder) {
-  SqliteFiles& self = Behind(vfs);
+  SqliteFiles& self = FilesOfVfs(vfs);
   const std::string* own = self.own_.Find(name);
   if (own == nullptr || self.own_.IsDatabase(own)) return self.RefuseName(SQLITE_IOERR_DELETE);
   return self.system_->xDelete(self.system_, name, sync_folder);
 }
 
 int SqliteFiles::Access(sqlite3_vfs* vfs, const char* name, int /*flags*/, int* result) {
-  SqliteFiles& self = Behind(vfs);
+  SqliteFiles& self = FilesOfVfs(vfs);
   const std::string* own = self.own_.Find(name);
   if (own == nullptr) return self.RefuseName(SQLITE_IOERR_ACCESS);
   // An empty journal is none; what is no file is found out by the open.
@@ -112,7 +112,7 @@ int SqliteFiles::Access(sqlite3_vfs* vfs, const char* name, int /*flags*/, int* 
 }
 
 int SqliteFiles::FullName(sqlite3_vfs* vfs, const char* name, int size, char* full) {
-  SqliteFiles& self = Behind(vfs);
+  SqliteFiles& self = FilesOfVfs(vfs);
   const std::string& path = self.place().path();
   if (path != name || path.size() >= static_cast<std::size_t>(size)) return self.RefuseName(SQLITE_CANTOPEN);
   std::memcpy(full, path.c_str(), path.size() + 1);

@@ -41,7 +41,7 @@ class SqliteFiles {
 
   SqliteFiles(DatabaseFile place, sqlite3_vfs* system);
 
-  static SqliteFiles& Behind(sqlite3_vfs* vfs) { return *static_cast<SqliteFiles*>(vfs->pAppData); }
+  static SqliteFiles& FilesOfVfs(sqlite3_vfs* vfs) { return *static_cast<SqliteFiles*>(vfs->pAppData); }
   static int Open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* out_flags);
   static int Delete(sqlite3_vfs* vfs, const char* name, int sync_folder);
   static int Access(sqlite3_vfs* vfs, const char* name, int flags, int* result);

@@ -77,7 +77,7 @@ int SqliteOwnFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
 int SqliteOwnFiles::OpenFound(const FileDescriptor& found, const std::string& name, int flags) {
   const auto status = StatusOf(found);
   if (!status.has_value()) return -1;
-  const Why why = Judge({*status, found}, name);
+  const Why why = WhyRefused({*status, found}, name);
   if (why != Why::kNothing) {
     refusal_.Note(why, &name);
     return Answer(EPERM);
@@ -116,7 +116,7 @@ int SqliteOwnFiles::OpenUnheld(const FileDescriptor& found, const std::string& n
   return Answer(EWOULDBLOCK);
 }
 
-SqliteRefusal::Why SqliteOwnFiles::Judge(const FoundFile& found, const std::string& name) const {
+SqliteRefusal::Why SqliteOwnFiles::WhyRefused(const FoundFile& found, const std::string& name) const {
   if (!S_ISREG(found.status.st_mode)) return Why::kNoFile;
   if (found.status.st_nlink > 1) return Why::kTwoNames;
   if (IsDatabase(&name) || !database_.has_value()) return Why::kNothing;

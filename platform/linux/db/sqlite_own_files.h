@@ -52,7 +52,7 @@ class SqliteOwnFiles {
   // An owner may have a lease on a file, for which the open of another waits as long as the system lets it
   // (45 s); this one waits two seconds.
   [[nodiscard]] int OpenUnheld(const FileDescriptor& found, const std::string& name, int flags);
-  [[nodiscard]] Why Judge(const FoundFile& found, const std::string& name) const;
+  [[nodiscard]] Why WhyRefused(const FoundFile& found, const std::string& name) const;
   void NoteDatabase(const FileDescriptor& database);
 
   const DatabaseFile place_;

@@ -63,7 +63,7 @@ std::string Upper(std::string_view word) {
 }
 
 // For a name that a person may hand to a shell as it stands.
-std::string DropOf(const std::string& kind, std::string_view name) {
+std::string DropStatement(const std::string& kind, std::string_view name) {
   const std::string keep = "keep it in a database of its own.";
   if (name.empty() || FirstWord(name) != name || name.size() > 64)
     return "Remove it with sqlite3, or " + keep;
@@ -171,12 +171,12 @@ class Reading {
   [[nodiscard]] const std::string& table() const { return table_; }
 
   // MAY_COMPUTE: nobody evaluates what it says.
-  std::optional<ForeignPart> Foreign(bool may_compute) {
+  std::optional<ForeignPart> FindForeignPart(bool may_compute) {
     switch (kind_) {
       case Kind::kTable:
-        return Told(ForeignInTable(may_compute));
+        return Named(ForeignInTable(may_compute));
       case Kind::kIndex:
-        return Told(ForeignInIndex(may_compute));
+        return Named(ForeignInIndex(may_compute));
       case Kind::kOther:
         return Other();
       case Kind::kNone:
@@ -199,9 +199,9 @@ class Reading {
     place_.Move();
   }
 
-  std::optional<ForeignPart> Told(const std::string& what) const {
+  std::optional<ForeignPart> Named(const std::string& what) const {
     if (what.empty()) return std::nullopt;
-    if (kind_ == Kind::kIndex) return ForeignPart{what, DropOf("INDEX", name_)};
+    if (kind_ == Kind::kIndex) return ForeignPart{what, DropStatement("INDEX", name_)};
     if (!Has(kOurs, table_)) return ForeignPart{what, "Keep that table in a database of its own."};
     return ForeignPart{what, "Put a copy of the file back that has none."};
   }
@@ -212,7 +212,7 @@ class Reading {
     std::transform(shown.begin(), shown.end(), shown.begin(), LowerAscii);
     place_.Move();
     const std::string what = "the " + shown + " " + Shown(place_.now());
-    return {what, DropOf(kind, IsOneOf(kind, {"TABLE", "VIEW", "TRIGGER"}) ? place_.now() : "")};
+    return {what, DropStatement(kind, IsOneOf(kind, {"TABLE", "VIEW", "TRIGGER"}) ? place_.now() : "")};
   }
   // Where the text ends or is broken.
   std::string AtEnd(std::size_t depth) const {
@@ -309,7 +309,7 @@ std::optional<ForeignPart> FindForeignPart(const std::vector<SchemaObject>& sche
   const std::set<std::string> never_written = NeverWritten(schema);
   for (const SchemaObject& object : schema) {
     Reading reading(object);
-    if (auto foreign = reading.Foreign(never_written.contains(reading.table()))) return foreign;
+    if (auto foreign = reading.FindForeignPart(never_written.contains(reading.table()))) return foreign;
   }
   return std::nullopt;
 }

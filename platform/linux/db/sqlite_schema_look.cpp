@@ -23,7 +23,7 @@ std::string_view TextOf(sqlite3_stmt* row, int column) {
   return text != nullptr ? text : std::string_view();
 }
 
-std::string Told(const ForeignPart& part) {
+std::string RefusalText(const ForeignPart& part) {
   return "Its schema is not ours: " + part.what + ". " + part.remedy;
 }
 
@@ -44,13 +44,13 @@ struct SqliteSchemaLook::Rows {
 
 // An index that SQLite has made for a key has no text.
 std::string SqliteSchemaLook::ForeignIn(const Rows& rows) {
-  if (rows.too_many) return Told({kTooMuch, kKeepElsewhere});
+  if (rows.too_many) return RefusalText({kTooMuch, kKeepElsewhere});
   std::vector<SchemaObject> schema;
   for (const auto& [created, table] : rows.texts) {
     if (!created.empty()) schema.push_back({created, table});
   }
   const auto foreign = FindForeignPart(schema);
-  return foreign ? Told(*foreign) : "";
+  return foreign ? RefusalText(*foreign) : "";
 }
 
 bool SqliteSchemaLook::Holds() {
@@ -95,7 +95,7 @@ int SqliteSchemaLook::LookInTransaction(std::string& text) {
   if (read == SQLITE_TOOBIG || bounded.exceeded()) rows.too_many = true;
   const bool is_readable = read == SQLITE_OK || rows.too_many;
   if (!is_readable && !text.starts_with("malformed database schema")) return read;
-  text = is_readable ? ForeignIn(rows) : Told({text, kKeepElsewhere});
+  text = is_readable ? ForeignIn(rows) : RefusalText({text, kKeepElsewhere});
   if (!text.empty()) return SQLITE_AUTH;
   // The header may ask for a cache of any size.
   const int set = Run("PRAGMA cache_size=-2000", text);

@@ -66,7 +66,7 @@ SqliteWatch::~SqliteWatch() {
   sqlite3_exec(database_, "SELECT 1", nullptr, nullptr, nullptr);
 }
 
-void SqliteWatch::HeedReader() {
+void SqliteWatch::ObeySignalsAndTimeout() {
   heeds_stops_ = true;
   const char* set = secure_getenv(kReadTimeout);
   const std::string_view text = set != nullptr ? set : "";
@@ -122,15 +122,15 @@ void SqliteWatch::StartThread() {
   if (thread_.joinable()) return;
   const AllSignalsBlocked blocked;
   try {
-    thread_ = std::jthread([this](const std::stop_token& rested) { LookNowAndThen(rested); });
+    thread_ = std::jthread([this](const std::stop_token& ended) { LookNowAndThen(ended); });
   } catch (const std::system_error&) {
     return;
   }
 }
 
-void SqliteWatch::LookNowAndThen(const std::stop_token& rested) {
+void SqliteWatch::LookNowAndThen(const std::stop_token& ended) {
   std::unique_lock lock(mutex_);
-  while (!resting_.wait_for(lock, rested, kBetweenLooks, [&] { return rested.stop_requested(); })) {
+  while (!between_looks_.wait_for(lock, ended, kBetweenLooks, [&] { return ended.stop_requested(); })) {
     if (end_ != Clock::time_point::max() && IsOverdue(this) != 0) sqlite3_interrupt(database_);
   }
 }

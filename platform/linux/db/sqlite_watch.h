@@ -27,18 +27,20 @@ class SqliteWatch {
   [[nodiscard]] std::chrono::milliseconds bound() const { return bound_; }
   void set_bound(std::chrono::milliseconds bound) { bound_ = bound; }
   // The limit of the one who reads, and an end when a signal that stops programs is held back.
-  void HeedReader();
+  void ObeySignalsAndTimeout();
 
   [[nodiscard]] bool stopped() const { return stopped_; }
   [[nodiscard]] const char* WhyInterrupted() const;
 
   // One statement, from its preparation on: SQLite may read the schema for it.
-  class Timed {
+  class StatementTimer {
    public:
-    explicit Timed(SqliteWatch& watch) : watch_(watch) { watch_.SetEnd(Clock::now() + watch_.bound_); }
-    ~Timed() { watch_.SetEnd(Clock::time_point::max()); }
-    Timed(const Timed&) = delete;
-    Timed& operator=(const Timed&) = delete;
+    explicit StatementTimer(SqliteWatch& watch) : watch_(watch) {
+      watch_.SetEnd(Clock::now() + watch_.bound_);
+    }
+    ~StatementTimer() { watch_.SetEnd(Clock::time_point::max()); }
+    StatementTimer(const StatementTimer&) = delete;
+    StatementTimer& operator=(const StatementTimer&) = delete;
 
    private:
     SqliteWatch& watch_;
@@ -66,7 +68,7 @@ class SqliteWatch {
   static int WaitForLock(void* watch, int tries);
   void SetEnd(Clock::time_point end);
   void StartThread();
-  void LookNowAndThen(const std::stop_token& rested);
+  void LookNowAndThen(const std::stop_token& ended);
 
   sqlite3* const database_;
   std::chrono::milliseconds bound_ = kStatementBound;
@@ -76,7 +78,7 @@ class SqliteWatch {
   std::atomic<bool> stopped_ = false;
   std::mutex mutex_;  // an end is of one statement, and so is what follows from it
   Clock::time_point end_ = Clock::time_point::max();
-  std::condition_variable_any resting_;
+  std::condition_variable_any between_looks_;
   std::jthread thread_;
 };
 
