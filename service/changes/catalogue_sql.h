@@ -12,8 +12,9 @@
 //   state  'sent'       its rows are in the database
 //          'damaged'    they are, as far as the file could be read; reason says what is wrong with it
 //          'failed'     nothing could be made of it; reason says why. Left alone until it changes.
-//          'unread'     to be sent by the next run, whatever it looks like: known from the
-//                       library's database alone, or its rows could not be written or are not all there
+//          'unread'     to be sent by the next run, whatever it looks like: only the library's database
+//                       tells of it, it could not be opened or read to its end, or its rows could not be
+//                       written or are not all there
 //          'planned'    rows are about to be set aside under this name, which no file bears
 inline constexpr const char* kMakeCatalogue =
     "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; "
@@ -34,6 +35,7 @@ inline constexpr const char* kCommitCatalogue = "COMMIT";
 #define LUMIVAULT_ENTRY_COLUMNS                                                                        \
   "folder, name, printf('%d %d %d %d %d %d %d %s %s %s', kind, device, inode, birth, size, modified, " \
   "changed, state, fingerprint, reason) AS facts"
+// The same number as in the two texts below.
 inline constexpr std::size_t kEntriesAtOnce = 2000;
 inline constexpr const char* kFilesOfFolder =
     "SELECT " LUMIVAULT_ENTRY_COLUMNS

@@ -242,6 +242,7 @@ std::vector<Move> TakeFileMoves(Differences& differences, const std::string& lib
     if (entry == nullptr) entry = namesakes.Find(*arrival);
     if (entry != nullptr) moves.push_back(MoveOf(*entry, *arrival, true));
   }
+  // RemoveMoved takes those that moved out of it, and rows bear their names until the moves are done.
   const Entries recorded = differences.gone_files;
   RemoveMoved(differences.files, differences.gone_files, moves);
   MoveSteps(moves, recorded).Run();

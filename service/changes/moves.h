@@ -21,8 +21,8 @@ struct Move {
 // Finds the moves among DIFFERENCES and takes them out of it: files and folders by their object, files that
 // were copied and deleted by size and content (below the folder LIBRARY), files of which only the database
 // tells by name and size, where both are the only ones. What may be out of reach with its file system moves
-// by its object alone. A folder moves only to a path that is new, since what
-// the plug-in does first is to clear everything below it, and that can be an album.
+// by its object alone. A folder moves only to a path that is new, since what the plug-in does first is to
+// clear everything below it, and that can be an album.
 std::vector<Move> TakeFolderMoves(Differences& differences);
 // Where it is STOPPED, contents are not compared any more: what was found so far is not to be acted on.
 std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library,

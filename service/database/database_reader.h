@@ -28,13 +28,14 @@ class DatabaseReader {
   static DatabaseReader ForReading(const Library& library);
   static DatabaseReader ForReading(const std::string& file);
 
+  // One that is false fails every question, so that callers may ask without looking.
   explicit operator bool() const { return connection_ != nullptr; }
   bool on_server() const { return KAVODBDatabaseTypeGet(connection_.get()) == KAVODB_TYPE_POSTGRES; }
   // It is a database, be it an empty one; else error() tells what is wrong.
   bool IsReadable();
   // The server has a database of this name.
   bool HasDatabase(const std::string& name);
-  // The tables are there.
+  // It has the root album, and so the tables of a library.
   bool HasSchema();
   // The planner has statistics to go by.
   bool HasStatistics();

@@ -15,7 +15,8 @@ inline constexpr const char* kRaiseGenerationSql =
     "FROM lumivault_fact WHERE name = 'generation'), '@KAVO:VAR' FROM (SELECT 'generation' AS name UNION ALL "
     "SELECT 'generation/@KAVO:VAR') N WHERE true ON CONFLICT (name) DO UPDATE SET number = excluded.number, "
     "value = excluded.value RETURNING number";
-// All but the sixteen that wrote last.
+// All but the sixteen that wrote last. A library has one or two that write; the catalogue of one that was
+// forgotten is made anew when it comes back.
 inline constexpr const char* kForgetWritersSql =
     "DELETE FROM lumivault_fact WHERE name LIKE 'generation/%' AND name NOT IN (SELECT name FROM "
     "lumivault_fact WHERE name LIKE 'generation/%' ORDER BY number DESC, name LIMIT 16)";

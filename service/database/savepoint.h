@@ -25,6 +25,7 @@ class Savepoint {
   }
 
  private:
+  // Where one lies in another, both engines take the inner one of the same name.
   static constexpr const char* kSet = "SAVEPOINT part";
   static constexpr const char* kUndo = "ROLLBACK TO part; RELEASE part";
   static constexpr const char* kKeep = "RELEASE part";

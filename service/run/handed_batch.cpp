@@ -19,6 +19,7 @@ bool HandedBatch::TurnTo(std::string_view content) {
   MessageReader reader(content);
   current_ = reader.Number();
   const bool possible = current_ == kNoItem || current_ < entries_.size();
+  // TakeRest counts with it, so nothing but an index of the batch may stay there.
   if (!possible) current_ = kNoItem;
   return possible && reader.Complete();
 }
@@ -37,12 +38,14 @@ HandedBatch::Rest HandedBatch::TakeRest() {
   return rest;
 }
 
+// The item that it was at is to blame, unless something outside killed the worker. Where nobody knows which
+// it was, each is given out alone from then on, and one that is alone when a worker goes again is to blame.
 LostBatch JudgeRest(HandedBatch::Rest rest, const WorkerEnd& end, bool suspecting) {
   LostBatch lost;
   for (std::size_t i = 0; i < rest.entries.size(); ++i) {
     WorkQueue::Entry& entry = rest.entries[i];
     const bool current = rest.current == i;
-    // Somebody else, or want of memory, may have killed it whatever it was at: that is no fault of the file.
+    // By a person, or by the system for want of memory: that says nothing about the file.
     const bool killed = current && end.signal == SIGKILL;
     const bool suspected = (!rest.current || killed) && suspecting;
     if (killed && entry.is_suspect) {

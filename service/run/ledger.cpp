@@ -60,7 +60,7 @@ void Ledger::NoteWithheld(const std::string& reason, const std::vector<WorkItem>
 }
 
 void Ledger::Close() {
-  // Not in the order in which the workers came to them.
+  // The workers come to the files in another order each time.
   for (auto* troubles : {&report_.failed, &report_.notes}) {
     std::stable_sort(troubles->begin(), troubles->end(),
                      [](const auto& one, const auto& other) { return one.path < other.path; });
@@ -83,6 +83,7 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   if (result.done() && !folder) ++report_.added;
   if (result.done() && folder && NoAlbumReason(report_.library.Below(item.path)) == nullptr)
     ++report_.folders;
+  // The library's own folder has no entry in the catalogue.
   if (item.path == report_.library.folder) {
     if (result.done()) records_.NoteRootAlbum();
     return;
@@ -93,6 +94,7 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
 
 void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
   NoteTrouble(item, result);
+  // A move that is in the database and not in the catalogue looks like a delete and an add.
   records_.CommitSoon();
   // Unless it crashed, a failure says that there was nothing to move.
   const bool settled = result.done() || (result.outcome == ItemOutcome::kUnusable);

@@ -52,7 +52,7 @@ class Ledger {
   HeldBack& held_;
   IndexReport report_;
   std::unordered_map<std::string, SurveyCounts> counts_before_;  // path of an item -> on the way to it
-  std::unordered_set<std::string> reported_paths_;  // paths of items that the report has a line about
+  std::unordered_set<std::string> reported_paths_;
   std::optional<Failure> failure_;
 };
 

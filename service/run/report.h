@@ -16,7 +16,7 @@
 // What a run of `index` or `reindex` did.
 struct IndexReport : SurveyCounts {
   Library library;
-  std::size_t added = 0;         // those of them that were sent and are in the database now
+  std::size_t added = 0;         // files that were sent and are in the database now
   std::size_t folders = 0;       // folders that are albums now
   std::size_t moved = 0;         // files and folders whose rows bear their new names
   std::size_t deleted = 0;       // files and folders whose rows went with them

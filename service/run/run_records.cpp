@@ -20,6 +20,7 @@ void RunRecords::LibraryOpen() {
 
 void RunRecords::NoteWaiting(const std::vector<WorkItem>& items) {
   for (const WorkItem& item : items) {
+    // Only under these names could a run that is killed leave rows that no file tells of.
     if (item.action != ItemAction::kSetAside) continue;
     catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
   }

@@ -36,8 +36,9 @@ class RunRecords {
   void ForgetTree(const WorkItem& item);
   // What moved has no rows under its old name any more.
   void ForgetOldName(const WorkItem& item);
-  // What the database knows of mounts, as its text.
+  // The library's own folder has its album.
   void NoteRootAlbum();
+  // What the database knows of mounts, as its text.
   void NoteMounts(const std::string& mounts);
   // Rows are marked by a full reindex.
   void NoteMarked(bool marked) { marked_ = marked; }

@@ -14,7 +14,7 @@ constexpr const char* kSweepFact = "sweep-loss";
 }  // namespace
 
 void KeepUnreached(MarkedRows& marked, const Plan& again, const SweepQuestion& question) {
-  // Rows of other programs are in no catalogue.
+  // The catalogue does not have the rows of other programs, so the mounts are compared as well.
   const MountRecord recorded = MountsInDatabase(question.catalogue);
   const MountRecord now = RecordOf(again.mounts);
   std::unordered_set<std::string> withheld;

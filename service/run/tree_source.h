@@ -30,7 +30,7 @@ class TreeSource {
   Walk walk_;
   Library library_;
   Ledger& ledger_;
-  SurveyCounts counts_since_item_;  // since the last item
+  SurveyCounts counts_since_item_;
   bool mounted_ = false;
 };
 

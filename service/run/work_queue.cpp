@@ -35,6 +35,7 @@ bool WorkQueue::IsRefused(const WorkItem& item) {
 }
 
 std::uint32_t WorkQueue::CurrentStage() const {
+  // The source gives the stages in order, and what comes back is put in front: the first has the earliest.
   const std::uint32_t waiting = waiting_.empty() ? 0 : waiting_.front().item.stage;
   return given_out_.empty() ? waiting : std::min(waiting, given_out_.begin()->first);
 }
@@ -81,7 +82,7 @@ void WorkQueue::Done(const WorkItem& item) {
 }
 
 void WorkQueue::NoteReturned(std::uint32_t stage) {
-  const auto given = given_out_.find(stage);
+  const auto given = given_out_.find(stage);  // there: it was given out
   if (--given->second == 0) given_out_.erase(given);
 }
 

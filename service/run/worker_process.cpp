@@ -22,7 +22,8 @@
 
 namespace {
 
-// Above every number that a worker gets its descriptors under.
+// Above every number that a worker gets its descriptors under: a copy that has one of these would be
+// overwritten while the others are put in their places.
 constexpr int kFirstFreeDescriptor = 16;
 constexpr std::chrono::milliseconds kPatience{2000};
 constexpr const char* kOpenFiles = "/proc/self/fd/";
@@ -151,6 +152,7 @@ void WorkerProcess::Kill() {
 }
 
 WorkerEnd WorkerProcess::AwaitEnd(std::chrono::milliseconds patience) {
+  // Once only: afterwards the number may be another process's.
   const std::optional<int> status = Reap(std::exchange(pid_, 0), patience);
   if (!status) return {"cannot be ended", {}};
   const std::string last_line = Visible(LastLine(ReadPipe(log_.get())));

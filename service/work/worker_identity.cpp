@@ -109,6 +109,7 @@ Outcome<std::optional<WorkerIdentity>> OwnerToBecome(const Library& library) {
 
 bool Become(uid_t user) {
   if (!LeaveSession()) return false;
+  // Others must not get to write what it makes because root, who started the run, allows them that.
   umask(umask(kNobodyElseWrites) | kNobodyElseWrites);
   if (chdir("/") != 0) return false;
   const std::optional<Groups> groups = TakeAccount(user);

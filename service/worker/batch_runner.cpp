@@ -42,6 +42,7 @@ bool BatchRunner::Run(const Batch& batch) {
   while (prepared_.size() < items_.size()) {
     const std::size_t first = prepared_.size();
     const std::size_t end = std::min(first + kReadAhead, items_.size());
+    // Where it is stopped, what has been read by then is still written.
     for (std::size_t i = first; i < end && !StopWanted(); ++i) prepared_.push_back(Prepare(i));
     if (!WritePrepared(first)) return false;
   }
@@ -122,7 +123,7 @@ ItemResult BatchRunner::Write(std::size_t index, Transaction& transaction) {
 
 void BatchRunner::RetryOneByOne(std::size_t first, std::size_t count) {
   for (std::size_t i = first; i < first + count; ++i) {
-    // The first attempt has completed the record in place.
+    // Read again: the first attempt has changed the record in place.
     prepared_[i] = Prepare(i);
     AnnounceNoItem();
     Attempt alone = WriteTogether(i, i + 1);

@@ -21,6 +21,7 @@ constexpr std::string_view kIptcKeywords = "Iptc.Application2.Keywords";
 constexpr std::string_view kSeparator = ", ";
 // A line of the listing has 255 bytes, of which key, type and count take some sixty.
 constexpr std::size_t kLongValue = 180;
+// As in photo_label.category.
 constexpr const char* kPeople = "0";
 constexpr const char* kKeywords = "2";
 

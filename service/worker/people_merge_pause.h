@@ -7,7 +7,8 @@
 // People whom somebody named by hand are in no file: a photo whose content is the same has been merged when
 // it was first saved, and must not lose them because it moved.
 //
-// Begin and end lie in one transaction, so nobody else ever sees the switch off.
+// Begin and end lie in one transaction, so nobody else ever sees the switch off. No destructor ends it: where
+// something is thrown the transaction is rolled back, and the switch with it.
 class PeopleMergePause {
  public:
   explicit PeopleMergePause(DatabaseReader& database);

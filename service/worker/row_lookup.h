@@ -23,7 +23,7 @@ class RowLookup {
 
   // The key of the row of the file at PATH.
   std::string KeyOf(const std::string& path) const { return library_.FileKey(library_.Below(path)); }
-  // Shares the transaction; opened by the first question that can.
+  // Shares the transaction. Opened by the first question; one that could not be opened is tried again.
   DatabaseReader& Database();
 
  private:

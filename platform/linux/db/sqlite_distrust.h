@@ -7,8 +7,8 @@
 #include <array>
 
 // For the connection's life: its schema may not reach for functions with side effects, a statement may not
-// damage the file or open another, values have a bound. Views, triggers and virtual tables that
-// come into the schema after it has been looked at do nothing.
+// damage the file or open another, values have a bound. Views, triggers and virtual tables that come into the
+// schema after it has been looked at do nothing.
 void DistrustFile(sqlite3* database);
 
 // While it lives a schema that nobody has looked at yet is read within tighter bounds: SQLite itself asks for

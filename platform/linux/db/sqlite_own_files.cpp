@@ -17,7 +17,6 @@ namespace {
 constexpr mode_t kPrivate = 0600;
 constexpr int kLeaseTries = 100;
 constexpr std::chrono::milliseconds kLeasePause{20};
-constexpr int kTries = 16;  // each time somebody else has made or removed the file in between
 
 int Answer(int error) {
   errno = error;
@@ -54,6 +53,8 @@ FileDescriptor SqliteOwnFiles::OpenNameless() const {
 }
 
 int SqliteOwnFiles::OpenNamed(const std::string& name, int flags, mode_t mode) {
+  // Somebody else may make or remove the file between two calls, but hardly so often.
+  constexpr int kTries = 16;
   const int folder = place_.folder().get();
   for (int i = 0; i < kTries; ++i) {
     // Nobody notices this open: neither what waits behind a pipe nor a device.
