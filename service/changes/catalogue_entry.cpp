@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <utility>
 
+#include "base/whole_number.h"
 #include "common/path_parts.h"
 
 namespace {
@@ -66,9 +66,7 @@ std::string StateOf(ItemOutcome outcome) {
 }
 
 std::int64_t SqliteNumber(std::string_view text) {
-  std::int64_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
+  return LeadingNumber<std::int64_t>(text);
 }
 
 CatalogueEntry EntryOf(std::string_view folder, std::string_view name, std::string_view facts) {

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -15,8 +14,6 @@
 #include "library/album_name.h"
 
 namespace {
-
-constexpr int kDecimal = 10;
 
 using EntrySink = std::function<void(CatalogueEntry)>;
 
@@ -39,7 +36,7 @@ Outcome<Done> ReadRows(DatabaseReader& database, const Library& library, const c
     if (!folders) entry.path = library.Below(library.PathOfFileKey(entry.path));
     entry.kind = folders ? ItemKind::kFolder : MediaKindOf(entry.path).value_or(ItemKind::kPhoto);
     entry.outcome = ItemOutcome::kPartial;
-    entry.stamp.size = std::strtoll(row[1].value_or("0").c_str(), nullptr, kDecimal);
+    entry.stamp.size = SqliteNumber(row[1].value_or(""));
     entry.stamp.modified = ModifiedIn(row.back().value_or(""));
     if (!entry.path.empty()) take(std::move(entry));
   }
@@ -109,13 +106,10 @@ class RowComparison {
     const bool has_row = row != rows.end() && row->second.kind == entry.kind;
     if (has_row) rows.erase(row);
     if (!trusts_ && !has_row) return catalogue_.Remove(entry.path, entry.kind);
-    if (trusts_ && (has_row || !IsSent(entry))) return;
+    if (trusts_ && (has_row || !IsStored(entry.outcome))) return;
     CatalogueEntry unread = entry;
     unread.outcome = ItemOutcome::kPartial;
     catalogue_.Put(unread);
-  }
-  static bool IsSent(const CatalogueEntry& entry) {
-    return entry.outcome == ItemOutcome::kStored || entry.outcome == ItemOutcome::kDamaged;
   }
 
   Catalogue& catalogue_;

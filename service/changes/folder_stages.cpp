@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "common/path_parts.h"
+
 FolderStages::FolderStages(std::vector<WorkItem>& items) : items_(items) {
   for (const WorkItem& item : items) {
     paths_.insert(item.path);
@@ -27,7 +29,7 @@ bool FolderStages::WaitsFor(const std::string& path, const std::string& goal) co
     waiting.pop_back();
     if (at == goal) return true;
     if (!paths_.contains(at) || !seen.insert(at).second) continue;
-    waiting.push_back(at.substr(0, at.rfind('/')));
+    waiting.push_back(FolderOf(at));
     if (const auto moved_on = moves_.find(at); moved_on != moves_.end()) waiting.push_back(moved_on->second);
   }
   return false;
@@ -49,7 +51,7 @@ std::uint32_t FolderStages::Assign() {
 std::uint32_t FolderStages::StageOf(const std::string& path) {
   if (const auto known = stages_.find(path); known != stages_.end()) return known->second;
   std::uint32_t stage = 0;
-  const std::string parent = path.substr(0, path.rfind('/'));
+  const std::string parent = FolderOf(path);
   if (paths_.contains(parent)) stage = StageOf(parent);
   if (const auto moved_on = moves_.find(path); moved_on != moves_.end()) {
     stage = std::max(stage, StageOf(moved_on->second) + 1);

@@ -67,11 +67,15 @@ MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts) {
   return record;
 }
 
-std::uint64_t RecordedDevice(const MountRecord& mounts, const std::string& path) {
+MountRecord::const_iterator NearestMount(const MountRecord& mounts, const std::string& path) {
   for (std::string at = path; !at.empty(); at = FolderOf(at)) {
-    const auto mount = mounts.find(at);
-    if (mount == mounts.end()) continue;
-    return mount->second.size() == 1 ? *mount->second.begin() : kSomeOtherDevice;
+    if (const auto mount = mounts.find(at); mount != mounts.end()) return mount;
   }
-  return 0;
+  return mounts.end();
+}
+
+std::uint64_t RecordedDevice(const MountRecord& mounts, const std::string& path) {
+  const auto mount = NearestMount(mounts, path);
+  if (mount == mounts.end()) return kDeviceOfLibrary;
+  return mount->second.size() == 1 ? *mount->second.begin() : kSomeOtherDevice;
 }

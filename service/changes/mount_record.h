@@ -22,6 +22,9 @@ MountRecord ParseMountText(std::string_view text);
 // Of what is mounted now.
 MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts);
 
+// The folder at or above PATH at which a file system begins; the end of MOUNTS where none is known.
+MountRecord::const_iterator NearestMount(const MountRecord& mounts, const std::string& path);
+
 // Where what is under PATH lies, for its stamp: no file system's number where there were several.
 std::uint64_t RecordedDevice(const MountRecord& mounts, const std::string& path);
 

@@ -36,12 +36,9 @@ void MoveMatching(From& from, To& to, const Condition& condition) {
 
 // The folder at or above PATH on which a file system begins that FITS; "" where none is recorded.
 template <typename Fits>
-std::string NearestMount(const MountRecord& recorded, const std::string& path, const Fits& fits) {
-  for (std::string at = path; !at.empty(); at = FolderOf(at)) {
-    const auto mount = recorded.find(at);
-    if (mount != recorded.end()) return fits(mount->second) ? at : "";
-  }
-  return "";
+std::string FittingMount(const MountRecord& recorded, const std::string& path, const Fits& fits) {
+  const auto mount = NearestMount(recorded, path);
+  return mount != recorded.end() && fits(mount->second) ? mount->first : "";
 }
 
 using Devices = MountRecord::mapped_type;
@@ -81,13 +78,13 @@ std::string ReasonOf(const OutOfReach& out_of_reach, const MountRecord& recorded
   std::set<std::string> mounts;
   for (const auto* entries : {&out_of_reach.gone_files, &out_of_reach.gone_folders}) {
     for (const CatalogueEntry& entry : *entries) {
-      mounts.insert(NearestMount(recorded, entry.path, [&](const Devices& devices) {
+      mounts.insert(FittingMount(recorded, entry.path, [&](const Devices& devices) {
         return entry.stamp.device == kSomeOtherDevice || devices.contains(entry.stamp.device);
       }));
     }
   }
   for (const Arrival& file : out_of_reach.files) {
-    mounts.insert(NearestMount(recorded, file.path, [&](const Devices& devices) {
+    mounts.insert(FittingMount(recorded, file.path, [&](const Devices& devices) {
       return devices.size() > 1 || !devices.contains(file.stamp.device);
     }));
   }

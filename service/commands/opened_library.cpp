@@ -7,10 +7,10 @@
 #include <cerrno>
 #include <cmath>
 
+#include "base/read_timeout.h"
 #include "commands/command.h"
 #include "common/display.h"
 #include "common/error_text.h"
-#include "common/read_timeout.h"
 #include "library/state_root.h"
 
 namespace {

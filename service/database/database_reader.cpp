@@ -1,10 +1,6 @@
 #include "database/database_reader.h"
 
-#include <charconv>
-#include <cstdint>
-#include <string_view>
-
-#include "common/read_timeout.h"
+#include "base/read_timeout.h"
 #include "database/queries_sql.h"
 #include "platform/files.h"
 
@@ -19,11 +15,8 @@ constexpr const char* kBeginOfPostgres = "BEGIN ISOLATION LEVEL REPEATABLE READ 
 // On a server; a connection that is made anew meanwhile has the platform's own limit. Where this fails, so
 // will the questions.
 void LimitQuestions(DatabaseReader& reader) {
-  const char* set = std::getenv(kReadTimeout);
-  const std::string_view text = set != nullptr ? set : "";
-  std::int32_t limit = 0;
-  std::from_chars(text.data(), text.data() + text.size(), limit);
-  if (limit > 0) static_cast<void>(reader.Run((kLimitQuestions + std::to_string(limit)).c_str()));
+  const auto limit = ReadTimeout();
+  if (limit) static_cast<void>(reader.Run((kLimitQuestions + std::to_string(limit->count())).c_str()));
 }
 
 }  // namespace

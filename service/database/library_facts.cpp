@@ -2,18 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
 
+#include "base/whole_number.h"
 #include "database/library_facts_sql.h"
 
 namespace {
 
-constexpr int kDecimal = 10;
 constexpr std::string_view kOfWriter = "generation/";
 
 std::uint64_t NumberOf(const std::optional<std::string>& text) {
-  return std::strtoull(text.value_or("0").c_str(), nullptr, kDecimal);
+  return static_cast<std::uint64_t>(LeadingNumber<std::int64_t>(text.value_or("")));
 }
 
 // Nothing when the database cannot be asked.

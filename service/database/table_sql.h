@@ -55,32 +55,29 @@ inline constexpr const char* kPhotoLabelKeyless =
     "photo_image_label T WHERE NOT EXISTS (SELECT 1 FROM photo_image K WHERE K.id = T.image_id)";
 
 inline constexpr const char* kAlbumsFrom = "photo_share K";
-inline constexpr const char* kAccessRightRows =
-    "photo_share K JOIN photo_access_right T ON T.shareid = K.shareid";
-inline constexpr const char* kAccessRightKeyless =
-    "photo_access_right T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = T.shareid)";
+// A right has the key of its album.
+#define LUMIVAULT_RIGHT_ROWS(table) "photo_share K JOIN " table " T ON T.shareid = K.shareid"
+#define LUMIVAULT_RIGHT_KEYLESS(table) \
+  table " T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = T.shareid)"
+inline constexpr const char* kAccessRightRows = LUMIVAULT_RIGHT_ROWS("photo_access_right");
+inline constexpr const char* kAccessRightKeyless = LUMIVAULT_RIGHT_KEYLESS("photo_access_right");
 inline constexpr const char* kAccessRightAccountRows =
-    "photo_share K JOIN photo_access_right_for_zor_account T ON T.shareid = K.shareid";
+    LUMIVAULT_RIGHT_ROWS("photo_access_right_for_zor_account");
 inline constexpr const char* kAccessRightAccountKeyless =
-    "photo_access_right_for_zor_account T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = "
-    "T.shareid)";
-inline constexpr const char* kManageRightRows =
-    "photo_share K JOIN photo_manage_right T ON T.shareid = K.shareid";
-inline constexpr const char* kManageRightKeyless =
-    "photo_manage_right T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = T.shareid)";
+    LUMIVAULT_RIGHT_KEYLESS("photo_access_right_for_zor_account");
+inline constexpr const char* kManageRightRows = LUMIVAULT_RIGHT_ROWS("photo_manage_right");
+inline constexpr const char* kManageRightKeyless = LUMIVAULT_RIGHT_KEYLESS("photo_manage_right");
 inline constexpr const char* kManageRightAccountRows =
-    "photo_share K JOIN photo_manage_right_for_zor_account T ON T.shareid = K.shareid";
+    LUMIVAULT_RIGHT_ROWS("photo_manage_right_for_zor_account");
 inline constexpr const char* kManageRightAccountKeyless =
-    "photo_manage_right_for_zor_account T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = "
-    "T.shareid)";
-inline constexpr const char* kUploadRightRows =
-    "photo_share K JOIN photo_upload_right T ON T.shareid = K.shareid";
-inline constexpr const char* kUploadRightKeyless =
-    "photo_upload_right T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = T.shareid)";
+    LUMIVAULT_RIGHT_KEYLESS("photo_manage_right_for_zor_account");
+inline constexpr const char* kUploadRightRows = LUMIVAULT_RIGHT_ROWS("photo_upload_right");
+inline constexpr const char* kUploadRightKeyless = LUMIVAULT_RIGHT_KEYLESS("photo_upload_right");
 inline constexpr const char* kUploadRightAccountRows =
-    "photo_share K JOIN photo_upload_right_for_zor_account T ON T.shareid = K.shareid";
+    LUMIVAULT_RIGHT_ROWS("photo_upload_right_for_zor_account");
 inline constexpr const char* kUploadRightAccountKeyless =
-    "photo_upload_right_for_zor_account T WHERE NOT EXISTS (SELECT 1 FROM photo_share K WHERE K.shareid = "
-    "T.shareid)";
+    LUMIVAULT_RIGHT_KEYLESS("photo_upload_right_for_zor_account");
+#undef LUMIVAULT_RIGHT_ROWS
+#undef LUMIVAULT_RIGHT_KEYLESS
 
 #endif  // SERVICE_DATABASE_TABLE_SQL_H_

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <functional>
 
+// What the device of a stamp is on the file system of the library's own folder.
+inline constexpr std::uint64_t kDeviceOfLibrary = 0;
 // What the device of a stamp is where nobody has noted it, and where it may be one of several.
 inline constexpr std::uint64_t kUnknownDevice = ~std::uint64_t{0};
 inline constexpr std::uint64_t kSomeOtherDevice = kUnknownDevice - 1;
@@ -13,10 +15,10 @@ inline constexpr std::int64_t kNanosecondsOfSecond = 1'000'000'000;
 
 // What tells one state of a file or folder from another. Times are nanoseconds since 1970.
 struct FileStamp {
-  // 0 on the file system of the library's root, whatever its number is today: numbers of devices change when
-  // disks are mounted again. Else what tells the one that begins at the nearest folder above
-  // (file_system_id.h); the device's number for a file that is mounted there itself.
-  std::uint64_t device = 0;
+  // kDeviceOfLibrary whatever that one's number is today: numbers of devices change when disks are mounted
+  // again. Else what tells the file system that begins at the nearest folder above (file_system_id.h); the
+  // device's number for a file that is mounted there itself.
+  std::uint64_t device = kDeviceOfLibrary;
   std::uint64_t inode = 0;
   std::int64_t birth = 0;  // 0 where the file system does not tell
   std::int64_t size = 0;

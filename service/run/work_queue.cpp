@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "common/path_parts.h"
+
 namespace {
 
 constexpr std::size_t kLookAhead = 1024;
@@ -42,7 +44,7 @@ std::uint32_t WorkQueue::CurrentStage() const {
 
 bool WorkQueue::MayBeginWith(const WorkItem& item, const std::vector<Entry>& batch) const {
   if (open_folders_.empty()) return true;
-  const std::string folder = item.path.substr(0, item.path.rfind('/'));
+  const std::string folder = FolderOf(item.path);
   const auto open = open_folders_.find(folder);
   // One of a later stage waits for this one.
   if (open == open_folders_.end() || open->second > item.stage) return true;

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
 
+#include "base/whole_number.h"
 #include "common/exit_status.h"
 #include "work/worker_arguments.h"
 #include "worker/worker.h"
@@ -14,15 +14,10 @@ namespace {
 
 constexpr std::size_t kFewest = 6;
 constexpr std::size_t kWithIdentity = 7;
-constexpr int kDecimal = 10;
 
 int Refuse(ExitStatus status, const char* why) {
   std::fprintf(stderr, "lumivault-worker: %s\n", why);
   return static_cast<int>(status);
-}
-
-unsigned long Number(const std::string& text) {
-  return std::strtoul(text.c_str(), nullptr, kDecimal);
 }
 
 // As WorkerProcess::Start gives them.
@@ -32,11 +27,11 @@ WorkerOptions OptionsOf(const std::vector<std::string>& arguments) {
   options.plugin = *argument++;
   options.library.folder = *argument++;
   options.database = *argument++;
-  options.supervisor = static_cast<pid_t>(Number(*argument++));
-  options.memory = static_cast<unsigned>(Number(*argument++));
+  options.supervisor = LeadingNumber<pid_t>(*argument++);
+  options.memory = LeadingNumber<unsigned>(*argument++);
   if (*argument++ == kSharedArgument) options.library.kind = LibraryKind::kShared;
   if (arguments.size() < kWithIdentity) return options;
-  options.identity = static_cast<uid_t>(Number(*argument));
+  options.identity = LeadingNumber<uid_t>(*argument);
   return options;
 }
 

@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <optional>
 
+#include "base/read_timeout.h"
 #include "commands/opened_library.h"
-#include "common/read_timeout.h"
 #include "common/stop_signals.h"
 #include "library/library.h"
 #include "service/state_root_fixture.h"

@@ -6,7 +6,9 @@
 
 #include "base/ascii.h"
 #include "base/path_below.h"
+#include "base/read_timeout.h"
 #include "base/utf8.h"
+#include "base/whole_number.h"
 
 namespace {
 
@@ -128,6 +130,31 @@ TEST(Utf8Test, ATextIsCutBeforeACharacterThatDoesNotFit) {
   EXPECT_EQ(CutAtCharacter(text, 1), "a");
   EXPECT_EQ(CutAtCharacter(text, 0), "");
   EXPECT_EQ(CutAtCharacter("\x80\x80", 1), "") << "there is nothing before it";
+}
+
+TEST(WholeNumberTest, TheWholeTextIsTheNumber) {
+  EXPECT_EQ(WholeNumber<int>("-12"), -12);
+  EXPECT_EQ(WholeNumber<double>("2.5"), 2.5);
+  for (const char* none : {"", "1 ", " 1", "+1", "1x", "2147483648"})
+    EXPECT_FALSE(WholeNumber<int>(none)) << none;
+  EXPECT_FALSE(WholeNumber<unsigned>("-1"));
+}
+
+TEST(LeadingNumberTest, WhatFollowsDoesNotCount) {
+  EXPECT_EQ(LeadingNumber<int>("12 34"), 12);
+  EXPECT_EQ(LeadingNumber<int>("-7x"), -7);
+  for (const char* none : {"", " 1", "x1", "2147483648"}) EXPECT_EQ(LeadingNumber<int>(none), 0) << none;
+}
+
+TEST(ReadTimeoutTest, IsANumberOfMillisecondsAboveNothing) {
+  setenv(kReadTimeout, "1500", 1);
+  EXPECT_EQ(ReadTimeout(), std::chrono::milliseconds(1500));
+  for (const char* none : {"0", "-5", "", "soon"}) {
+    setenv(kReadTimeout, none, 1);
+    EXPECT_FALSE(ReadTimeout()) << none;
+  }
+  unsetenv(kReadTimeout);
+  EXPECT_FALSE(ReadTimeout());
 }
 
 }  // namespace

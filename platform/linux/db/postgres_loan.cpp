@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/error.h"
+#include "db/borrowed_engine.h"
 #include "db/loan.h"
 #include "db/postgres.h"
 #include "db/postgres_text.h"
@@ -25,8 +25,6 @@ constexpr const char* kWaitAtMost = "SET LOCAL lock_timeout = ";  // millisecond
 // may be by now. Nothing else tells the server of it before it next takes statistics.
 constexpr const char* kForgetPlans = "DISCARD PLANS";
 constexpr int kBatchesOfPlans = 100;  // a few seconds of a run
-constexpr const char* kCommit = "COMMIT";
-constexpr const char* kRollback = "ROLLBACK";
 // The place to which a statement that fails is taken back lies behind all that have succeeded. It cannot be
 // set along with the statement that needs it: of a text that the server cannot read (bad syntax, no UTF-8)
 // nothing is run at all, and what came before since the last savepoint would be taken back with it.
@@ -35,30 +33,42 @@ constexpr std::array kSetSavepoint{"SAVEPOINT batch"};
 constexpr std::string_view kRemoveSavepoint = "RELEASE SAVEPOINT batch; ";
 constexpr const char* kBackToSavepoint = "ROLLBACK TO SAVEPOINT batch";
 
-constexpr const char* kRolledBack = "The batch was rolled back.";
-
 enum class Batch { kNone, kOpen, kLost };
 
-// The connection and the batch on it.
-struct Lent {
-  explicit Lent(std::unique_ptr<PostgresConnection> opened) : connection(std::move(opened)) {}
+class SharedPostgresBatch : public SharedBatch {
+ public:
+  explicit SharedPostgresBatch(std::unique_ptr<PostgresConnection> opened) : connection_(std::move(opened)) {}
 
-  [[nodiscard]] bool Run(const char* sql, std::string& error) const {
-    ResultSet ignored;
-    return connection->Execute(sql, Window{}, ignored, error);
+  [[nodiscard]] int type() const override { return connection_->type(); }
+  [[nodiscard]] bool in_batch() const override { return batch_ != Batch::kNone; }
+  [[nodiscard]] bool InTransaction() const override { return connection_->in_transaction(); }
+  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override {
+    return in_batch() ? ExecuteInBatch(sql, window, result, error)
+                      : connection_->Execute(sql, window, result, error);
   }
+  [[nodiscard]] bool Run(const char* sql, std::string& error) override {
+    ResultSet ignored;
+    return connection_->Execute(sql, Window{}, ignored, error);
+  }
+
+  [[nodiscard]] const PostgresConnection& connection() const { return *connection_; }
+  // Nothing more can be done in the batch, and nothing of it is kept.
+  [[nodiscard]] bool is_lost() const { return batch_ == Batch::kLost; }
+  void Begun();
+  void Ended() { batch_ = Batch::kNone; }
+  // What waits for the commit: the server runs it outside transactions only.
+  [[nodiscard]] std::vector<std::string> TakeAfterwards() { return std::exchange(afterwards_, {}); }
+
+ private:
   [[nodiscard]] bool ExecuteGuarded(const char* sql, Window window, ResultSet& result,
                                     std::string& error) const;
   [[nodiscard]] bool ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error);
   [[nodiscard]] bool TakeBack();
 
-  void RefreshPlans();
-
-  std::unique_ptr<PostgresConnection> connection;
-  int batches = 0;
-  Batch batch = Batch::kNone;
-  // What the server runs outside transactions only waits for the commit.
-  std::vector<std::string> afterwards;
+  std::unique_ptr<PostgresConnection> connection_;
+  int batches_ = 0;
+  Batch batch_ = Batch::kNone;
+  std::vector<std::string> afterwards_;
 };
 
 std::string BeginText() {
@@ -79,26 +89,28 @@ bool IsAboutSavepoints(const char* sql) {
 }
 
 // A savepoint of the caller's own has to lie below the batch's, and what ends it ends the batch's too.
-bool Lent::ExecuteGuarded(const char* sql, Window window, ResultSet& result, std::string& error) const {
-  if (IsLoneSelect(sql)) return connection->ExecuteKept(sql, {}, window, result, error);
-  if (!IsAboutSavepoints(sql)) return connection->ExecuteKept(sql, kMoveSavepoint, window, result, error);
+bool SharedPostgresBatch::ExecuteGuarded(const char* sql, Window window, ResultSet& result,
+                                         std::string& error) const {
+  if (IsLoneSelect(sql)) return connection_->ExecuteKept(sql, {}, window, result, error);
+  if (!IsAboutSavepoints(sql)) return connection_->ExecuteKept(sql, kMoveSavepoint, window, result, error);
   const std::string text = (BeginsWith(sql, "SAVEPOINT") ? std::string(kRemoveSavepoint) : "") + sql;
-  return connection->ExecuteWithFollowing(text.c_str(), kSetSavepoint, window, result, error);
+  return connection_->ExecuteWithFollowing(text.c_str(), kSetSavepoint, window, result, error);
 }
 
 // A failed statement would spoil the whole transaction; taken back to the savepoint it spoils itself alone,
 // as on SQLite. After a conflict with others the whole batch has to begin anew.
-bool Lent::ExecuteInBatch(const char* sql, Window window, ResultSet& result, std::string& error) {
-  if (batch == Batch::kLost) {
-    error = kRolledBack;
+bool SharedPostgresBatch::ExecuteInBatch(const char* sql, Window window, ResultSet& result,
+                                         std::string& error) {
+  if (batch_ == Batch::kLost) {
+    error = kBatchRolledBack;
     return false;
   }
   if (BeginsWith(sql, "VACUUM")) {
-    afterwards.emplace_back(sql);
+    afterwards_.emplace_back(sql);
     return true;
   }
   if (ExecuteGuarded(sql, window, result, error)) return true;
-  const bool again = connection->refused_kept();
+  const bool again = connection_->refused_kept();
   if (!TakeBack() || !again) return false;
   // As a text it is done, or told what is wrong with it.
   if (ExecuteGuarded(sql, window, result, error)) return true;
@@ -107,63 +119,32 @@ bool Lent::ExecuteInBatch(const char* sql, Window window, ResultSet& result, std
 }
 
 // Undoes the statement that has just failed; false when the batch is lost with it.
-bool Lent::TakeBack() {
+bool SharedPostgresBatch::TakeBack() {
   std::string ignored;
-  const bool spoiled = !connection->in_transaction() || connection->lost_to_others();
+  const bool spoiled = !connection_->in_transaction() || connection_->lost_to_others();
   if (!spoiled && Run(kBackToSavepoint, ignored)) return true;
-  batch = Batch::kLost;
+  batch_ = Batch::kLost;
   // Others need not wait for what is lost.
-  if (connection->in_transaction()) static_cast<void>(Run(kRollback, ignored));
+  if (connection_->in_transaction()) static_cast<void>(Run(kRollBackBatch, ignored));
   return false;
 }
 
-void Lent::RefreshPlans() {
-  if (++batches % kBatchesOfPlans != 0) return;
+void SharedPostgresBatch::Begun() {
   std::string ignored;
-  static_cast<void>(Run(kForgetPlans, ignored));
-}
-
-class HandedOut : public DatabaseEngine {
- public:
-  explicit HandedOut(std::shared_ptr<Lent> lent) : lent_(std::move(lent)) {}
-  ~HandedOut() override;
-  HandedOut(const HandedOut&) = delete;
-  HandedOut& operator=(const HandedOut&) = delete;
-
-  [[nodiscard]] int type() const override { return lent_->connection->type(); }
-  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
-
- private:
-  std::shared_ptr<Lent> lent_;
-  bool began_transaction_ = false;
-};
-
-// A transaction that an operation began and left open ends with its handle, as it would by closing the
-// connection.
-HandedOut::~HandedOut() {
-  if (!began_transaction_ || lent_->batch != Batch::kNone || !lent_->connection->in_transaction()) return;
-  Contained(false, [&] {
-    std::string ignored;
-    return lent_->Run(kRollback, ignored);
-  });
-}
-
-bool HandedOut::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
-  if (lent_->batch != Batch::kNone) return lent_->ExecuteInBatch(sql, window, result, error);
-  const bool in_transaction = lent_->connection->in_transaction();
-  const bool done = lent_->connection->Execute(sql, window, result, error);
-  began_transaction_ = lent_->connection->in_transaction() && (began_transaction_ || !in_transaction);
-  return done;
+  if (++batches_ % kBatchesOfPlans == 0) static_cast<void>(Run(kForgetPlans, ignored));
+  batch_ = Batch::kOpen;
 }
 
 class PostgresLoan : public Loan {
  public:
   PostgresLoan(std::unique_ptr<PostgresConnection> connection, const char* user, const char* database)
-      : lent_(std::make_shared<Lent>(std::move(connection))), user_(user), database_(database) {}
+      : batch_(std::make_shared<SharedPostgresBatch>(std::move(connection))),
+        user_(user),
+        database_(database) {}
 
   [[nodiscard]] std::unique_ptr<DatabaseEngine> HandOut(const char* user, const char* database) override {
     if (user == nullptr || user != user_ || database != database_) return nullptr;
-    return std::make_unique<HandedOut>(lent_);
+    return std::make_unique<BorrowedEngine>(batch_);
   }
 
   // Nothing is lost by a second try when the connection dies on the first. Both together wait for others no
@@ -178,46 +159,44 @@ class PostgresLoan : public Loan {
   }
 
   [[nodiscard]] bool Commit(std::string& error) override {
-    if (lent_->batch == Batch::kLost) {
-      error = kRolledBack;
+    if (batch_->is_lost()) {
+      error = kBatchRolledBack;
       return false;
     }
-    if (!lent_->Run(kCommit, error)) return false;
-    lent_->batch = Batch::kNone;
-    for (const std::string& sql : std::exchange(lent_->afterwards, {})) {
+    if (!batch_->Run(kCommitBatch, error)) return false;
+    batch_->Ended();
+    for (const std::string& sql : batch_->TakeAfterwards()) {
       std::string ignored;
-      static_cast<void>(lent_->Run(sql.c_str(), ignored));
+      static_cast<void>(batch_->Run(sql.c_str(), ignored));
     }
     return true;
   }
 
   // A connection that is lost has rolled back already.
   [[nodiscard]] bool RollBack() override {
-    lent_->batch = Batch::kNone;
+    batch_->Ended();
     std::string ignored;
-    return !lent_->connection->in_transaction() || lent_->Run(kRollback, ignored) ||
-           !lent_->connection->in_transaction();
+    return !batch_->InTransaction() || batch_->Run(kRollBackBatch, ignored) || !batch_->InTransaction();
   }
 
   [[nodiscard]] std::string LastingFailure() const override {
-    if (const char* failure = lent_->connection->server_failure()) return failure;
-    return lent_->connection->is_server_unreachable() ? "the server cannot be reached" : "";
+    if (const char* failure = batch_->connection().server_failure()) return failure;
+    return batch_->connection().is_server_unreachable() ? "the server cannot be reached" : "";
   }
 
  private:
   [[nodiscard]] bool TryToBegin(const std::string& begin, std::string& error, bool& others_hold_it) {
-    lent_->afterwards.clear();
-    if (lent_->Run(begin.c_str(), error)) {
-      lent_->RefreshPlans();
-      lent_->batch = Batch::kOpen;
+    static_cast<void>(batch_->TakeAfterwards());
+    if (batch_->Run(begin.c_str(), error)) {
+      batch_->Begun();
       return true;
     }
-    others_hold_it = lent_->connection->lost_to_others();
+    others_hold_it = batch_->connection().lost_to_others();
     static_cast<void>(RollBack());
     return false;
   }
 
-  std::shared_ptr<Lent> lent_;
+  std::shared_ptr<SharedPostgresBatch> batch_;
   std::string user_;
   std::string database_;
 };

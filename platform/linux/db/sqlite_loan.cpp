@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/file_id.h"
-#include "core/error.h"
+#include "db/borrowed_engine.h"
 #include "db/loan.h"
 #include "db/sqlite.h"
 
@@ -17,100 +17,93 @@ namespace {
 constexpr const char* kLendSetup =
     "PRAGMA foreign_keys=ON; PRAGMA synchronous=FULL; SELECT 1 FROM main.sqlite_master LIMIT 1";
 constexpr const char* kBegin = "BEGIN IMMEDIATE";
-constexpr const char* kCommit = "COMMIT";
-constexpr const char* kRollback = "ROLLBACK";
 
-// The connection and whether the loan's batch is open on it.
-struct Lent {
-  explicit Lent(std::unique_ptr<SqliteConnection> opened) : connection(std::move(opened)) {}
-
-  std::unique_ptr<SqliteConnection> connection;
-  bool in_batch = false;
-};
-
-// One hand-out: the lent connection with settings of its own, as if it were a connection of its own.
-class HandedOut : public DatabaseEngine {
+class SharedSqliteBatch : public SharedBatch {
  public:
-  explicit HandedOut(std::shared_ptr<Lent> lent) : lent_(std::move(lent)) {}
-  ~HandedOut() override;
-  HandedOut(const HandedOut&) = delete;
-  HandedOut& operator=(const HandedOut&) = delete;
+  explicit SharedSqliteBatch(std::unique_ptr<SqliteConnection> opened) : connection_(std::move(opened)) {}
 
-  [[nodiscard]] int type() const override { return connection().type(); }
-  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override;
+  [[nodiscard]] int type() const override { return connection_->type(); }
+  [[nodiscard]] bool in_batch() const override { return in_batch_; }
+  [[nodiscard]] bool InTransaction() const override { return connection_->InTransaction(); }
+  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override {
+    // Alone outside its batch a statement would be kept although the batch cannot be.
+    if (in_batch_ && !InTransaction()) {
+      error = kBatchRolledBack;
+      return false;
+    }
+    return connection_->Execute(sql, window, result, error);
+  }
+  [[nodiscard]] bool Run(const char* sql, std::string& error) override {
+    return connection_->Run(sql, error);
+  }
+
+  [[nodiscard]] SqliteConnection& connection() const { return *connection_; }
+  void set_in_batch(bool in_batch) { in_batch_ = in_batch; }
 
  private:
-  [[nodiscard]] SqliteConnection& connection() const { return *lent_->connection; }
-
-  std::shared_ptr<Lent> lent_;
-  bool case_sensitive_like_ = false;
-  bool began_transaction_ = false;
+  std::unique_ptr<SqliteConnection> connection_;
+  bool in_batch_ = false;
 };
 
-// A transaction that an operation began and left open ends with its handle, as it would by closing the
-// connection.
-HandedOut::~HandedOut() {
-  if (!began_transaction_ || lent_->in_batch || !connection().InTransaction()) return;
-  Contained(false, [&] {
-    std::string ignored;
-    return connection().Run(kRollback, ignored);
-  });
-}
+// Each borrower has asked for itself whether LIKE minds letter case.
+class BorrowedSqlite : public BorrowedEngine {
+ public:
+  explicit BorrowedSqlite(const std::shared_ptr<SharedSqliteBatch>& batch)
+      : BorrowedEngine(batch), batch_(batch) {}
 
-bool HandedOut::Execute(const char* sql, Window window, ResultSet& result, std::string& error) {
-  // Alone outside its batch a statement would be kept although the batch cannot be.
-  if (lent_->in_batch && !connection().InTransaction()) {
-    error = "The batch was rolled back.";
-    return false;
+  [[nodiscard]] bool Execute(const char* sql, Window window, ResultSet& result, std::string& error) override {
+    SqliteConnection& connection = batch_->connection();
+    if (connection.case_sensitive_like() != case_sensitive_like_ &&
+        !connection.SetCaseSensitiveLike(case_sensitive_like_, error)) {
+      return false;
+    }
+    const bool done = BorrowedEngine::Execute(sql, window, result, error);
+    case_sensitive_like_ = connection.case_sensitive_like();
+    return done;
   }
-  if (connection().case_sensitive_like() != case_sensitive_like_ &&
-      !connection().SetCaseSensitiveLike(case_sensitive_like_, error)) {
-    return false;
-  }
-  const bool in_transaction = connection().InTransaction();
-  const bool done = connection().Execute(sql, window, result, error);
-  case_sensitive_like_ = connection().case_sensitive_like();
-  began_transaction_ = connection().InTransaction() && (began_transaction_ || !in_transaction);
-  return done;
-}
+
+ private:
+  std::shared_ptr<SharedSqliteBatch> batch_;
+  bool case_sensitive_like_ = false;
+};
 
 // FILE is compared by device and inode, so a file that was put in the place of the lent one is another.
 class SqliteLoan : public Loan {
  public:
   SqliteLoan(std::unique_ptr<SqliteConnection> connection, const char* file, FileId id)
-      : lent_(std::make_shared<Lent>(std::move(connection))), file_(file), id_(id) {}
+      : batch_(std::make_shared<SharedSqliteBatch>(std::move(connection))), file_(file), id_(id) {}
 
   [[nodiscard]] std::unique_ptr<DatabaseEngine> HandOut(const char* user, const char* database) override {
     if (user != nullptr || IdOfName(database) != id_) return nullptr;
-    return std::make_unique<HandedOut>(lent_);
+    return std::make_unique<BorrowedSqlite>(batch_);
   }
 
   [[nodiscard]] bool Begin(std::string& error) override {
     // What follows would open the file that stands there now, and not be part of the batch.
-    if (WasReplaced(error) || !lent_->connection->Run(kBegin, error)) return false;
-    lent_->in_batch = true;
+    if (WasReplaced(error) || !batch_->Run(kBegin, error)) return false;
+    batch_->set_in_batch(true);
     return true;
   }
 
   [[nodiscard]] bool Commit(std::string& error) override {
-    if (!lent_->connection->InTransaction()) {
-      error = "The batch was rolled back.";
+    if (!batch_->InTransaction()) {
+      error = kBatchRolledBack;
       return false;
     }
     // It would be kept in a file that nobody finds, and the side files would be gone.
-    if (WasReplaced(error) || !lent_->connection->Run(kCommit, error)) return false;
-    lent_->in_batch = false;
+    if (WasReplaced(error) || !batch_->Run(kCommitBatch, error)) return false;
+    batch_->set_in_batch(false);
     return true;
   }
 
   [[nodiscard]] bool RollBack() override {
-    lent_->in_batch = false;
+    batch_->set_in_batch(false);
     std::string ignored;
-    return !lent_->connection->InTransaction() || lent_->connection->Run(kRollback, ignored);
+    return !batch_->InTransaction() || batch_->Run(kRollBackBatch, ignored);
   }
 
   [[nodiscard]] std::string LastingFailure() const override {
-    const std::string& failure = lent_->connection->file_failure();
+    const std::string& failure = batch_->connection().file_failure();
     return failure.empty() && IdOfName(file_.c_str()) != id_ ? "it was removed or replaced" : failure;
   }
 
@@ -121,7 +114,7 @@ class SqliteLoan : public Loan {
     return true;
   }
 
-  std::shared_ptr<Lent> lent_;
+  std::shared_ptr<SharedSqliteBatch> batch_;
   std::string file_;
   FileId id_;
 };

@@ -22,7 +22,7 @@ SqliteStatement PrepareOnce(sqlite3* database, std::string_view sql, int& code, 
   return SqliteStatement(prepared);
 }
 
-BorrowedStatement SqliteStatements::TakeKept(sqlite3* database, const StatementShape& shape, bool& prepared) {
+BorrowedStatement SqliteStatements::Borrow(sqlite3* database, const StatementShape& shape, bool& prepared) {
   auto kept = kept_.find(shape.text);
   prepared = kept == kept_.end();
   if (prepared) {

@@ -38,7 +38,7 @@ class SqliteStatements {
  public:
   // The statement of SHAPE with its values, which must outlive the loan, and whether it was PREPARED for
   // that. Null when it cannot be prepared.
-  BorrowedStatement TakeKept(sqlite3* database, const StatementShape& shape, bool& prepared);
+  BorrowedStatement Borrow(sqlite3* database, const StatementShape& shape, bool& prepared);
   void Forget() { kept_.clear(); }
 
  private:

@@ -1,22 +1,18 @@
 #include "db/sqlite_watch.h"
 
 #include <signal.h>
-#include <stdlib.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
-#include <string_view>
 #include <system_error>
 
 #include "base/heeded_signals.h"
+#include "base/read_timeout.h"
 
 namespace {
 
 using std::chrono::milliseconds;
 
 constexpr std::chrono::seconds kBusyTimeout{30};
-constexpr const char* kReadTimeout = "LUMIVAULT_READ_TIMEOUT";
 // So many steps of its machine SQLite makes between two looks at the clock.
 constexpr int kStepsBetweenLooks = 1000;
 // A thousand objects take some fifteen steps each to read; a library's schema has some forty.
@@ -68,11 +64,7 @@ SqliteWatch::~SqliteWatch() {
 
 void SqliteWatch::ObeySignalsAndTimeout() {
   heeds_stops_ = true;
-  const char* set = secure_getenv(kReadTimeout);
-  const std::string_view text = set != nullptr ? set : "";
-  std::int64_t limit = 0;
-  std::from_chars(text.data(), text.data() + text.size(), limit);
-  if (limit > 0) bound_ = std::min(bound_, milliseconds(limit));
+  bound_ = std::min(bound_, ReadTimeout().value_or(bound_));
   StartThread();
 }
 
