@@ -17,6 +17,8 @@
 namespace {
 
 std::atomic<long> allocations;
+std::atomic<long> allocations_in_transactions;  // and so while others wait to write
+std::atomic<bool> in_transaction;
 std::atomic<long> prepares;
 std::atomic<long> statements;
 
@@ -28,6 +30,20 @@ bool IsWorker() {
            std::string_view(program.data(), static_cast<std::size_t>(length)).ends_with("lumivault-worker");
   }();
   return is_worker;
+}
+
+void CountAllocation() {
+  ++allocations;
+  if (in_transaction) ++allocations_in_transactions;
+}
+
+// STATEMENT begins or ends one.
+void NoteTransaction(sqlite3_stmt* statement) {
+  const char* text = sqlite3_sql(statement);
+  const std::string_view sql = text != nullptr ? text : "";
+  if (sql.starts_with("BEGIN")) in_transaction = true;
+  const bool keeps_on = sql.starts_with("ROLLBACK TO");
+  if (sql.starts_with("COMMIT") || (sql.starts_with("ROLLBACK") && !keeps_on)) in_transaction = false;
 }
 
 // The function NAME that this library stands in front of.
@@ -42,7 +58,8 @@ struct AtTheEnd {
     const int file =
         name != nullptr && IsWorker() ? open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600) : -1;
     if (file < 0) return;
-    dprintf(file, "%ld %ld %ld\n", allocations.load(), prepares.load(), statements.load());
+    dprintf(file, "%ld %ld %ld %ld\n", allocations.load(), allocations_in_transactions.load(),
+            prepares.load(), statements.load());
     close(file);
   }
 } at_the_end;
@@ -55,13 +72,13 @@ extern "C" {
 // What the worker's own allocation stands on (service/worker/worker_allocation.cpp).
 void* __libc_malloc(std::size_t size) {
   static auto* const next = Next<void*(std::size_t)>("__libc_malloc");
-  ++allocations;
+  CountAllocation();
   return next(size);
 }
 
 void* __libc_realloc(void* block, std::size_t size) {
   static auto* const next = Next<void*(void*, std::size_t)>("__libc_realloc");
-  ++allocations;
+  CountAllocation();
   return next(block, size);
 }
 
@@ -75,7 +92,9 @@ int sqlite3_prepare(sqlite3* database, const char* sql, int size, sqlite3_stmt**
 int sqlite3_step(sqlite3_stmt* statement) {
   static auto* const next = Next<decltype(sqlite3_step)>("sqlite3_step");
   if (sqlite3_stmt_busy(statement) == 0) ++statements;
-  return next(statement);
+  const int result = next(statement);
+  NoteTransaction(statement);
+  return result;
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {

@@ -71,10 +71,12 @@ void AddTrace(const fs::path& trace, Counts& counts) {
 // None where no worker was needed.
 void AddCounted(const fs::path& file, Counts& counts) {
   double allocations = 0;
+  double in_transactions = 0;
   double prepares = 0;
   double statements = 0;
-  std::ifstream(file) >> allocations >> prepares >> statements;
+  std::ifstream(file) >> allocations >> in_transactions >> prepares >> statements;
   counts["worker allocations"] = allocations;
+  counts["worker allocations in transactions"] = in_transactions;
   counts["worker prepares"] = prepares;
   counts["worker statements"] = statements;
 }
