@@ -10,16 +10,15 @@
 #include <string_view>
 
 #include "base/ascii.h"
+#include "platform/find_datum.h"
 
 // Null where DATA has nothing under KEY.
 inline const Exiv2::Exifdatum* FindDatum(const Exiv2::ExifData& data, const char* key) {
-  const auto found = data.findKey(Exiv2::ExifKey(key));
-  return found == data.end() ? nullptr : &*found;
+  return DatumOf(data, Exiv2::ExifKey(key).key());
 }
 
 inline const Exiv2::Xmpdatum* FindDatum(const Exiv2::XmpData& data, const char* key) {
-  const auto found = data.findKey(Exiv2::XmpKey(key));
-  return found == data.end() ? nullptr : &*found;
+  return DatumOf(data, Exiv2::XmpKey(key).key());
 }
 
 inline const Exiv2::Iptcdatum* FindDatum(const Exiv2::IptcData& data, const char* key) {

@@ -9,6 +9,7 @@
 #include "base/c_locale.h"
 #include "base/text.h"
 #include "photo_exiv2/description_text.h"
+#include "platform/find_datum.h"
 
 namespace {
 
@@ -27,19 +28,12 @@ std::string DatumText(const Datum& datum, const Exiv2::ExifData& exif, bool inte
   return text.str();
 }
 
-// The text of the datum under KEY in DATA; empty when absent.
-template <typename Data, typename Key>
-std::string TagValue(const Data& data, const Key& key, const Exiv2::ExifData& exif, bool interpreted) {
-  const auto datum = data.findKey(key);
-  return datum != data.end() ? DatumText(*datum, exif, interpreted) : std::string();
-}
-
 // Whether XMP has a key with the prefix of KEY: "Xmp.PREFIX.NAME".
 bool HasPrefixOf(const Exiv2::XmpData& xmp, const std::string& key) {
   const std::size_t dot = key.find('.', key.find('.') + 1);
   if (dot == std::string::npos || dot + 1 == key.size()) return false;
   return std::any_of(xmp.begin(), xmp.end(), [&](const Exiv2::Xmpdatum& datum) {
-    return datum.key().compare(0, dot + 1, key, 0, dot + 1) == 0;
+    return MayBeOfGroup(datum.groupName(), key) && datum.key().compare(0, dot + 1, key, 0, dot + 1) == 0;
   });
 }
 
@@ -47,9 +41,8 @@ bool HasPrefixOf(const Exiv2::XmpData& xmp, const std::string& key) {
 // and the library does not know it. A key that is none throws as ever.
 std::string XmpValue(const Exiv2::XmpData& xmp, const std::string& key, const Exiv2::ExifData& exif,
                      bool interpreted) {
-  for (const Exiv2::Xmpdatum& datum : xmp) {
-    if (datum.key() == key) return DatumText(datum, exif, interpreted);
-  }
+  const Exiv2::Xmpdatum* datum = DatumOf(xmp, key);
+  if (datum != nullptr) return DatumText(*datum, exif, interpreted);
   if (!HasPrefixOf(xmp, key)) static_cast<void>(Exiv2::XmpKey(key));
   return "";
 }
@@ -72,11 +65,13 @@ int FirstValue(const Metadata& metadata, std::initializer_list<const char*> exif
 }  // namespace
 
 std::string ExifText(const Metadata& metadata, const std::string& key, bool interpreted) {
-  return TagValue(metadata.exif, Exiv2::ExifKey(key), metadata.exif, interpreted);
+  const Exiv2::Exifdatum* datum = DatumOf(metadata.exif, Exiv2::ExifKey(key).key());
+  return datum != nullptr ? DatumText(*datum, metadata.exif, interpreted) : std::string();
 }
 
 std::string IptcText(const Metadata& metadata, const std::string& key, bool interpreted) {
-  return TagValue(metadata.iptc, Exiv2::IptcKey(key), metadata.exif, interpreted);
+  const auto datum = metadata.iptc.findKey(Exiv2::IptcKey(key));
+  return datum != metadata.iptc.end() ? DatumText(*datum, metadata.exif, interpreted) : std::string();
 }
 
 std::string XmpText(const Metadata& metadata, const std::string& key, bool interpreted) {

@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "platform/find_datum.h"
 #include "platform/heif_reading.h"
 #include "platform/image.h"
 #include "platform/image_cache.h"
@@ -79,6 +81,35 @@ class KnownImage : public testing::Test {
 
   TempDir dir_;
 };
+
+template <typename Data, typename Key>
+void ExpectFoundAsByTheLibrary(const Data& data, const std::string& key) {
+  const auto found = data.findKey(Key(key));
+  EXPECT_EQ(DatumOf(data, Key(key).key()), found != data.end() ? &*found : nullptr) << key;
+}
+
+TEST_F(KnownImage, ADatumIsFoundAsTheLibraryFindsIt) {
+  Tags tags = kTags;
+  tags.push_back({"Exif.Image.Artist", "once"});
+  tags.push_back({"Xmp.dc.subject", "one"});
+  MakeJpeg(dir_ / "a.jpg", 8, 8, tags);
+  std::vector<std::string> paths{dir_ / "a.jpg"};
+  if (!SharedPhotos().empty()) {
+    for (const auto& entry : fs::recursive_directory_iterator(SharedPhotos() / "media"))
+      if (entry.is_regular_file()) paths.push_back(entry.path());
+  }
+  for (const std::string& path : paths) {
+    const auto image = GetParsedImage(path);
+    for (const auto& datum : image->exif)
+      ExpectFoundAsByTheLibrary<Exiv2::ExifData, Exiv2::ExifKey>(image->exif, datum.key());
+    for (const auto& datum : image->xmp)
+      EXPECT_EQ(DatumOf(image->xmp, datum.key())->key(), datum.key()) << path;
+    for (const char* key : {"Exif.Image.Make", "Exif.Photo.Flash", "Exif.Photo.0x9003"})
+      ExpectFoundAsByTheLibrary<Exiv2::ExifData, Exiv2::ExifKey>(image->exif, key);
+    for (const char* key : {"Xmp.dc.subject", "Xmp.dc.title", "Xmp.tiff.Orientation", "Xmp.exif.Flash"})
+      ExpectFoundAsByTheLibrary<Exiv2::XmpData, Exiv2::XmpKey>(image->xmp, key);
+  }
+}
 
 TEST_F(KnownImage, TellsWhatAFreshParseTells) {
   for (const char* name : {"a.jpg", "a.png", "a.tif", "a.webp"}) MakeImage(dir_ / name, 40, 30, kTags);
