@@ -48,7 +48,7 @@ std::optional<PostgresCall> PostgresStatements::Find(std::string_view sql) {
   const std::string text = Numbered(*shape);
   auto kept = kept_.find(text);
   if (kept == kept_.end()) {
-    if (kept_.size() == kMostKept) return std::nullopt;
+    if (kept_.size() == kMostKeptStatements) return std::nullopt;
     kept = kept_.emplace(text, PostgresStatement{"lumivault_" + std::to_string(kept_.size())}).first;
   }
   if (!kept->second.usable) return std::nullopt;

@@ -2,7 +2,6 @@
 #ifndef PLATFORM_LINUX_DB_POSTGRES_STATEMENTS_H_
 #define PLATFORM_LINUX_DB_POSTGRES_STATEMENTS_H_
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,8 +31,6 @@ class PostgresStatements {
   void Clear() { kept_.clear(); }
 
  private:
-  static constexpr std::size_t kMostKept = 64;  // the plug-in has some 40 that are asked again and again
-
   std::unordered_map<std::string, PostgresStatement> kept_;
 };
 

@@ -152,7 +152,7 @@ std::optional<bool> SqliteRunner::RunKept(std::string_view sql, Window window, R
   const std::optional<StatementShape> shape = ShapeOf(sql, "CAST(? AS REAL)");
   if (!shape) return std::nullopt;
   bool prepared = false;
-  const BorrowedStatement statement = statements_->Borrow(database_, *shape, prepared);
+  const BorrowedStatement statement = statements_->TakeKept(database_, *shape, prepared);
   if (statement == nullptr) return std::nullopt;
   schema_changed_ = prepared && !schema_.Holds();
   if (schema_changed_) return false;

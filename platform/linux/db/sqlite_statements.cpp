@@ -22,14 +22,14 @@ SqliteStatement PrepareOnce(sqlite3* database, std::string_view sql, int& code, 
   return SqliteStatement(prepared);
 }
 
-BorrowedStatement SqliteStatements::Borrow(sqlite3* database, const StatementShape& shape, bool& prepared) {
+BorrowedStatement SqliteStatements::TakeKept(sqlite3* database, const StatementShape& shape, bool& prepared) {
   auto kept = kept_.find(shape.text);
   prepared = kept == kept_.end();
   if (prepared) {
     int ignored = SQLITE_OK;
     SqliteStatement statement = PrepareOnce(database, shape.text, ignored);
     if (statement == nullptr) return nullptr;
-    if (kept_.size() == kMostKept) kept_.clear();
+    if (kept_.size() == kMostKeptStatements) kept_.clear();
     kept = kept_.emplace(shape.text, std::move(statement)).first;
   }
   BorrowedStatement borrowed(kept->second.get());

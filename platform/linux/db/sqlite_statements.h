@@ -4,7 +4,6 @@
 
 #include <sqlite3.h>
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -38,12 +37,10 @@ class SqliteStatements {
  public:
   // The statement of SHAPE with its values, which must outlive the loan, and whether it was PREPARED for
   // that. Null when it cannot be prepared.
-  BorrowedStatement Borrow(sqlite3* database, const StatementShape& shape, bool& prepared);
+  BorrowedStatement TakeKept(sqlite3* database, const StatementShape& shape, bool& prepared);
   void Forget() { kept_.clear(); }
 
  private:
-  static constexpr std::size_t kMostKept = 64;  // the plug-in has some 40 that are asked again and again
-
   std::unordered_map<std::string, SqliteStatement> kept_;
 };
 

@@ -2,6 +2,7 @@
 #ifndef PLATFORM_LINUX_DB_STATEMENT_SHAPE_H_
 #define PLATFORM_LINUX_DB_STATEMENT_SHAPE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,5 +30,8 @@ struct StatementShape {
 // fraction is one only as the whole value of a column that is written, where FRACTION, with a "?" for its
 // text, stands for it: read by other means than the engine's own it might get another last digit.
 [[nodiscard]] std::optional<StatementShape> ShapeOf(std::string_view sql, std::string_view fraction = "?");
+
+// So many a connection keeps prepared: the plug-in has some 40 that are asked again and again.
+inline constexpr std::size_t kMostKeptStatements = 64;
 
 #endif  // PLATFORM_LINUX_DB_STATEMENT_SHAPE_H_
