@@ -44,6 +44,7 @@ void HintStore::Update(Waiting& waiting, bool is_new, const Hint& hint, Moment n
   waiting.growing =
       hint.state == HintState::kGrowing || (hint.state == HintState::kTouched && waiting.growing);
   waiting.reach = std::max(waiting.reach, hint.reach);
+  waiting.again = false;
   SetDue(waiting, is_new, due);
 }
 
@@ -119,7 +120,9 @@ std::vector<Hint> HintStore::Take(Moment now) {
   const auto next = NextDue();
   if (!next || *next > now) return {};
   const Moment until = now + settling_.settle / kSlackPart;
-  return TakeThose([&](const Waiting& waiting) { return waiting.due <= (waiting.growing ? now : until); });
+  return TakeThose([&](const Waiting& waiting) {
+    return waiting.again || waiting.due <= (waiting.growing ? now : until);
+  });
 }
 
 std::vector<Hint> HintStore::TakeAll() {
@@ -132,8 +135,11 @@ void HintStore::PutBack(const std::vector<Hint>& hints, Moment due) {
     if (place.is_folders) continue;
     place.waiting.reach = std::max(place.waiting.reach, hint.reach);
     if (!place.is_new) continue;
+    // Nothing else waits for it.
+    place.waiting.again = true;
     place.waiting.first = due;
-    SetDue(place.waiting, true, due);
+    place.waiting.due = due;
+    dues_.insert(due);
   }
 }
 

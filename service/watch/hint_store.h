@@ -22,7 +22,8 @@ struct Settling {
 struct WaitingHint {
   Reach reach = Reach::kName;
   bool growing = false;
-  Moment first;  // hinted since it was taken last
+  bool again = false;  // was put back, and nothing was told of it since
+  Moment first;        // hinted since it was taken last
   Moment due;
 };
 
@@ -43,7 +44,8 @@ class HintStore {
   std::vector<Hint> Take(Moment now);
   // Everything, settled or not, but what is growing.
   std::vector<Hint> TakeAll();
-  // What was taken and could not be used comes again at DUE.
+  // What was taken and could not be used comes again at DUE, or with what is taken before that: one of the
+  // two names of a move may be among it.
   void PutBack(const std::vector<Hint>& hints, Moment due);
   // The file at PATH is being written.
   bool IsGrowing(const std::string& path) const;

@@ -27,7 +27,8 @@ constexpr milliseconds kMostAway{10'000};
 constexpr std::chrono::minutes kBeliefAfter{61};
 // What has failed for a reason outside of the file, and with it what had to wait for that, is tried again.
 constexpr milliseconds kFirstRetry{100};
-constexpr milliseconds kMostRetry{3'600'000};
+constexpr milliseconds kMostRetryOfPart{5'000};
+constexpr milliseconds kMostRetry{300'000};
 // So many links are looked at with every part of a library.
 constexpr std::size_t kMostLinks = 1'000;
 
@@ -222,7 +223,7 @@ void LibraryWatch::RunNow() {
   const RunOrder::Running running(order_, whole);
   const auto report = Perform(scope);
   if (report) {
-    NoteRun(*report, whole);
+    NoteRun(*report, whole, taken);
   } else {
     NoteFailure(report.failure(), taken);
   }
@@ -249,7 +250,17 @@ Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope) {
   return report;
 }
 
-void LibraryWatch::NoteRun(const IndexReport& report, bool whole) {
+// What was held back lies in what the run has looked at.
+void LibraryWatch::TryAgain(bool whole, const std::vector<Hint>& taken) {
+  const Moment now = loop_.Now();
+  if (whole) {
+    again_ = Earlier(again_, now + retry_patience_.Next(kFirstRetry, kMostRetry));
+  } else {
+    hints_.PutBack(taken, now + retry_patience_.Next(kFirstRetry, kMostRetryOfPart));
+  }
+}
+
+void LibraryWatch::NoteRun(const IndexReport& report, bool whole, const std::vector<Hint>& taken) {
   patience_.Reset();
   if (report.interrupted) return;
   options_.wish.is_prepared = true;
@@ -259,8 +270,8 @@ void LibraryWatch::NoteRun(const IndexReport& report, bool whole) {
   if (!withheld.empty() && !whole) whole_ = true;
   if (!withheld.empty() && whole) again_ = loop_.Now() + kBeliefAfter;
   if (IsWorthAnother(report)) {
-    again_ = Earlier(again_, loop_.Now() + retry_patience_.Next(kFirstRetry, kMostRetry));
-  } else if (whole) {
+    TryAgain(whole, taken);
+  } else {
     retry_patience_.Reset();
   }
   const bool is_news = report.added + report.folders + report.moved + report.deleted > 0 ||

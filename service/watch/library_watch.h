@@ -68,7 +68,8 @@ class LibraryWatch : private HintListener, private EventHandler {
   void RunNow();
   Outcome<IndexReport> Perform(const WalkScope& scope);
   WalkScope ScopeOf(const std::vector<Hint>& hints) const;
-  void NoteRun(const IndexReport& report, bool whole);
+  void NoteRun(const IndexReport& report, bool whole, const std::vector<Hint>& taken);
+  void TryAgain(bool whole, const std::vector<Hint>& taken);
   void NoteFailure(const Failure& failure, const std::vector<Hint>& taken);
   void TellOnce(WatchEvent event, const std::string& text);
   void TellOfSource();

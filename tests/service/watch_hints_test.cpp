@@ -176,6 +176,15 @@ TEST_F(HintStoreTest, WhatIsPutBackComesAgain) {
   EXPECT_EQ(Take(), Strings({"a.jpg", "d/*"}));
 }
 
+TEST_F(HintStoreTest, WhatIsPutBackGoesAlongWithWhatIsTakenBefore) {
+  store_.PutBack({{"a.jpg", Reach::kName, HintState::kComplete}}, now_ + 100 * kSettle);
+  EXPECT_EQ(store_.NextDue(), now_ + 100 * kSettle);
+  Closes("b.jpg");
+  EXPECT_EQ(store_.NextDue(), now_ + kSettle);
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"a.jpg", "b.jpg"}));
+}
+
 TEST_F(HintStoreTest, WhatIsPutBackDisturbsNothingThatGrows) {
   Grows("a.jpg");
   store_.PutBack({{"a.jpg", Reach::kName, HintState::kComplete}}, now_);
