@@ -1,6 +1,8 @@
 // The program as the plug-in starts it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "base/file_descriptor.h"
 #include "support/media_maker.h"
 #include "support/service_test.h"
 #include "support/temp_dir.h"
@@ -124,6 +127,49 @@ TEST_F(ExtractPreviewTest, APictureThatIsALinkIsReplacedAndNotWrittenThrough) {
   EXPECT_EQ(ExtractFile("a.jpg").status, 0);
   EXPECT_EQ(ReadFile(dir_ / "other"), "mine");
   EXPECT_FALSE(fs::is_symlink(Side("a.jpg") / kNames[0]));
+}
+
+TEST_F(ExtractPreviewTest, WhoMayReadThePhotoMayReadItsPreviewsAndNobodyElse) {
+  MakeJpeg(dir_ / "a.jpg", 40, 30);
+  for (const mode_t mode : {mode_t{0600}, mode_t{0640}, mode_t{0777}}) {
+    ASSERT_EQ(chmod((dir_ / "a.jpg").c_str(), mode), 0);
+    ASSERT_EQ(ExtractFile("a.jpg").status, 0);
+    for (const char* name : kNames) {
+      struct stat status {};
+      ASSERT_EQ(stat((Side("a.jpg") / name).c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 07777U, mode & 0666U) << name;
+    }
+  }
+}
+
+// The link would show in one person's folder what another keeps for himself.
+TEST_F(ExtractPreviewTest, RootGoesOnAsTheFoldersOwner) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files to several people";
+  constexpr uid_t kOwner = 20'001;
+  constexpr uid_t kOther = 20'002;
+  fs::permissions(dir_.path(), fs::perms(0755));
+  const fs::path photos = dir_.path() / "photos";
+  MakeJpeg(photos / "own.jpg", 40, 30);
+  MakeJpeg(dir_.path() / "secret.jpg", 40, 30);
+  fs::create_symlink(dir_.path() / "secret.jpg", photos / "link.jpg");
+  for (const fs::path& owned : {photos, photos / "own.jpg"})
+    ASSERT_EQ(chown(owned.c_str(), kOwner, kOwner), 0);
+  ASSERT_EQ(chown((dir_ / "secret.jpg").c_str(), kOther, kOther), 0);
+  fs::permissions(dir_.path() / "secret.jpg", fs::perms(0600));
+  EXPECT_EQ(Extract({photos / "link.jpg"}).err,
+            "kavophoto_extract_preview: " + (photos / "link.jpg").string() + ": Permission denied\n");
+  ASSERT_EQ(Extract({photos / "own.jpg"}).status, 0);
+  struct stat status {};
+  ASSERT_EQ(stat((photos / "@eaDir/own.jpg" / kNames[0]).c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, kOwner);
+}
+
+TEST_F(ExtractPreviewTest, AFolderThatIsKeptLockedIsNotWaitedForLong) {
+  MakeJpeg(dir_ / "a.jpg", 40, 30);
+  fs::create_directories(Side("a.jpg"));
+  const FileDescriptor held(open(Side("a.jpg").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+  ExpectRefused("a.jpg", "its side folder is kept locked");
 }
 
 // Killed at any moment it leaves the old picture or the new one.

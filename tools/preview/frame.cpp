@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -107,6 +108,19 @@ Size FitInto(const AVFrame& frame, int side) {
   return {fitted(width), fitted(height)};
 }
 
+// Which red, green and blue the picture's numbers mean. High definition that does not say has the newer ones.
+void SayColours(const AVFrame& frame, SwsContext& scaler) {
+  constexpr int kHighDefinition = 720;
+  constexpr int kWhole = 1 << 16;  // of brightness, contrast and saturation: as they are
+  int space = frame.colorspace;
+  if (space == AVCOL_SPC_UNSPECIFIED || space == AVCOL_SPC_RESERVED)
+    space = frame.height >= kHighDefinition ? SWS_CS_ITU709 : SWS_CS_ITU601;
+  const bool full = frame.color_range == AVCOL_RANGE_JPEG;
+  const int* from = sws_getCoefficients(space);
+  const int* to = sws_getCoefficients(SWS_CS_DEFAULT);
+  sws_setColorspaceDetails(&scaler, from, full ? 1 : 0, to, 1, 0, kWhole, kWhole);
+}
+
 Frame Scaled(const AVFrame& frame, int side) {
   if (frame.width <= 0 || frame.height <= 0) Refuse("its picture has no size");
   const Size size = FitInto(frame, side);
@@ -114,6 +128,7 @@ Frame Scaled(const AVFrame& frame, int side) {
                                      size.width, size.height, AV_PIX_FMT_RGB24, SWS_AREA | SWS_ACCURATE_RND,
                                      nullptr, nullptr, nullptr));
   if (!scaler) Refuse("its colours are of no known form");
+  SayColours(frame, *scaler);
   Frame scaled{size.width, size.height, {}, 1};
   const int row = size.width * kFrameBands;
   scaled.pixels.resize(static_cast<std::size_t>(row) * static_cast<std::size_t>(size.height));
@@ -193,7 +208,10 @@ std::optional<Frame> BrightFrame(AVFormatContext* format, int stream, int side) 
 
 Frame ReadFrame(int descriptor, FrameOf kind, int side) {
   const bool video = kind == FrameOf::kVideo;
-  const AvFile file(descriptor, video ? AvFile::Kind::kVideo : AvFile::Kind::kPicture, {});
+  // The process as a whole has a deadline.
+  constexpr std::chrono::seconds kPatience{60};
+  const AvFile file(descriptor, video ? AvFile::Kind::kVideo : AvFile::Kind::kPicture,
+                    {kPatience, kPatience});
   if (file.format() == nullptr) throw std::runtime_error(file.error());
   const int stream = StreamOf(file.format());
   if (video && file.format()->duration > 0)
@@ -207,12 +225,4 @@ Frame ReadFrame(int descriptor, FrameOf kind, int side) {
   if (!frame) Refuse("no picture of it can be decoded");
   frame->orientation = OrientationOf(*file.format()->streams[stream]);
   return *std::move(frame);
-}
-
-std::optional<Frame> TryFrame(int descriptor, FrameOf kind, int side) {
-  try {
-    return ReadFrame(descriptor, kind, side);
-  } catch (const std::runtime_error&) {
-    return std::nullopt;
-  }
 }

@@ -3,7 +3,6 @@
 #define TOOLS_PREVIEW_FRAME_H_
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 inline constexpr int kFrameBands = 3;
@@ -18,10 +17,8 @@ struct Frame {
 enum class FrameOf { kVideo, kPicture };
 
 // A frame of the file DESCRIPTOR, which is borrowed, made to fit into SIDE x SIDE pixels and never enlarged:
-// of a video one near its tenth that is not black, or else the first. Throws a std::runtime_error with the
-// reason.
+// of a video one of a few seconds about its tenth that is not black, or else the first of them. Throws a
+// std::runtime_error with the reason.
 Frame ReadFrame(int descriptor, FrameOf kind, int side);
-// The same, where a failure is to be told otherwise.
-std::optional<Frame> TryFrame(int descriptor, FrameOf kind, int side);
 
 #endif  // TOOLS_PREVIEW_FRAME_H_

@@ -4,12 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "base/ascii.h"
 #include "platform/index.h"
@@ -45,9 +46,9 @@ vips::VSource SourceOf(const MediaFile& file) {
 }
 
 // What names no colours of its own has those of sRGB: a detour would only shift them.
-vips::VOption* SizeOptions(const vips::VImage& header, int side) {
+vips::VOption* SizeOptions(bool profiled, int side) {
   vips::VOption* options = vips::VImage::option()->set("height", side)->set("size", VIPS_SIZE_DOWN);
-  return header.get_typeof(VIPS_META_ICC_NAME) == 0 ? options : options->set("export_profile", "srgb");
+  return profiled ? options->set("export_profile", "srgb") : options;
 }
 
 vips::VImage Finished(vips::VImage image) {
@@ -69,21 +70,23 @@ void RequireReasonable(const vips::VImage& image) {
     throw std::runtime_error("the picture is too large");
 }
 
-vips::VImage ReadStill(const MediaFile& file, int side) {
+vips::VImage ReadStill(const MediaFile& file, int side, bool with_profile) {
   const vips::VImage header = vips::VImage::new_from_source(SourceOf(file), "");
   RequireReasonable(header);
-  return Finished(vips::VImage::thumbnail_source(SourceOf(file), side, SizeOptions(header, side)));
+  const bool profiled = with_profile && header.get_typeof(VIPS_META_ICC_NAME) != 0;
+  return Finished(vips::VImage::thumbnail_source(SourceOf(file), side, SizeOptions(profiled, side)));
 }
 
 // What the preview does not say of itself the photo does.
-vips::VImage ReadEmbedded(const RawPreview& preview, int side) {
-  auto* blob = vips_blob_new(nullptr, preview.bytes.data(), preview.bytes.size());
-  const vips::VImage header = vips::VImage::new_from_buffer(preview.bytes.data(), preview.bytes.size(), "");
-  vips::VImage image =
-      vips::VImage::thumbnail_buffer(blob, side, SizeOptions(header, side)->set("no_rotate", true));
+vips::VImage ReadEmbedded(const std::vector<std::uint8_t>& preview, int orientation, int side) {
+  const vips::VImage header = vips::VImage::new_from_buffer(preview.data(), preview.size(), "");
+  RequireReasonable(header);
+  auto* blob = vips_blob_new(nullptr, preview.data(), preview.size());
+  vips::VImage image = vips::VImage::thumbnail_buffer(
+      blob, side, SizeOptions(header.get_typeof(VIPS_META_ICC_NAME) != 0, side)->set("no_rotate", true));
   vips_area_unref(VIPS_AREA(blob));
-  if (image.get_typeof(VIPS_META_ORIENTATION) == 0 && preview.orientation != 0)
-    image.set(VIPS_META_ORIENTATION, preview.orientation);
+  if (image.get_typeof(VIPS_META_ORIENTATION) == 0 && orientation != 0)
+    image.set(VIPS_META_ORIENTATION, orientation);
   return Finished(image.autorot());
 }
 
@@ -98,14 +101,43 @@ vips::VImage OfFrame(const Frame& frame) {
   return image.autorot().copy_memory();
 }
 
-std::optional<vips::VImage> TryEmbedded(const MediaFile& file, int side) {
-  const auto preview = ReadRawPreview(file.descriptor.get(), file.path);
-  if (!preview) return std::nullopt;
+RawPreviews PreviewsIn(const MediaFile& file) {
   try {
-    return ReadEmbedded(*preview, side);
+    return ReadRawPreviews(file.descriptor.get(), file.path);
+  } catch (const std::exception&) {
+    throw std::runtime_error("it cannot be read as a photo");
+  }
+}
+
+vips::VImage ReadRaw(const MediaFile& file, int side) {
+  const RawPreviews previews = PreviewsIn(file);
+  for (const auto& preview : previews.files) {
+    try {
+      return ReadEmbedded(preview, previews.orientation, side);
+    } catch (const vips::VError&) {
+      vips_error_clear();  // the next one may be whole
+    }
+  }
+  // What a reader of TIFF would show are the sensor's values.
+  throw std::runtime_error("the camera has put no picture into it");
+}
+
+// Of these libvips has no reader, or none that is trusted. Of all others libav knows less: no orientation, no
+// profile.
+bool IsForLibav(const MediaFile& file) {
+  std::array<char, 4> head{};
+  const ssize_t count = pread(file.descriptor.get(), head.data(), head.size(), 0);
+  const std::string_view begin(head.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  return begin.starts_with("BM") || begin == "8BPS";
+}
+
+// A profile that is broken is no reason to show nothing.
+vips::VImage ReadWithOrWithoutProfile(const MediaFile& file, int side) {
+  try {
+    return ReadStill(file, side, true);
   } catch (const vips::VError&) {
     vips_error_clear();
-    return std::nullopt;
+    return ReadStill(file, side, false);
   }
 }
 
@@ -117,6 +149,7 @@ MediaFile OpenMedia(const std::string& path) {
   if (!file.descriptor || fstat(file.descriptor.get(), &status) != 0)
     throw std::system_error(errno, std::generic_category());
   if (!S_ISREG(status.st_mode)) throw std::runtime_error("not a regular file");
+  file.mode = status.st_mode;
   if (status.st_size == 0) throw std::runtime_error("the file is empty");
   return file;
 }
@@ -125,18 +158,13 @@ vips::VImage ReadPicture(const MediaFile& file, int side) {
   const std::string extension = ExtensionOf(file.path);
   if (BlKAVOIndexIsVideo(extension.c_str()))
     return OfFrame(ReadFrame(file.descriptor.get(), FrameOf::kVideo, side));
-  if (IsRaw(extension)) {
-    if (auto embedded = TryEmbedded(file, side)) return *embedded;
-    // What a reader of TIFF would show are the sensor's values.
-    throw std::runtime_error("the camera has put no picture into it");
-  }
+  if (IsRaw(extension)) return ReadRaw(file, side);
+  if (IsForLibav(file)) return OfFrame(ReadFrame(file.descriptor.get(), FrameOf::kPicture, side));
   try {
-    return ReadStill(file, side);
+    return ReadWithOrWithoutProfile(file, side);
   } catch (const vips::VError& error) {
-    // Of some formats libvips has no reader, or none that is trusted.
+    const std::string said = error.what();
     vips_error_clear();
-    const auto frame = TryFrame(file.descriptor.get(), FrameOf::kPicture, side);
-    if (frame) return OfFrame(*frame);
-    throw std::runtime_error(ReasonOf(error.what()));
+    throw std::runtime_error(ReasonOf(said));
   }
 }

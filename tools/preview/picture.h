@@ -1,6 +1,8 @@
 #ifndef TOOLS_PREVIEW_PICTURE_H_
 #define TOOLS_PREVIEW_PICTURE_H_
 
+#include <sys/types.h>
+
 #include <string>
 #include <vips/vips8>
 
@@ -10,6 +12,7 @@
 struct MediaFile {
   FileDescriptor descriptor;
   std::string path;  // whose extension says what it is, besides its content
+  mode_t mode = 0;
 };
 
 // Opens PATH; throws a std::system_error, for what is no regular file too.

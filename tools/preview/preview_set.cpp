@@ -1,15 +1,16 @@
 #include "preview/preview_set.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <stdexcept>
 #include <system_error>
+#include <thread>
 
 #include "base/file_descriptor.h"
 #include "base/limits.h"
@@ -18,7 +19,7 @@
 namespace {
 
 constexpr int kQuality = 82;
-constexpr mode_t kMode = 0644;
+constexpr mode_t kReadAndWrite = 0666;
 
 [[noreturn]] void Refuse(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -34,6 +35,12 @@ std::vector<std::uint8_t> JpegOf(const vips::VImage& image) {
   return jpeg;
 }
 
+FileDescriptor OpenFolder(int above, const std::string& name) {
+  FileDescriptor folder(openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!folder) Refuse(name);
+  return folder;
+}
+
 // The side folder of PATH, made when it is missing; links below the file's own folder lead nowhere.
 FileDescriptor OpenSideFolder(const std::string& path) {
   std::array<char, kPathSize> item{};
@@ -45,13 +52,20 @@ FileDescriptor OpenSideFolder(const std::string& path) {
   const std::size_t name = path.rfind('/') + 1;
   const FileDescriptor above(
       open(name == 0 ? "." : path.substr(0, name).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  open_how how{};
-  how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
   const std::string below = folder.substr(name);
-  FileDescriptor side(static_cast<int>(syscall(SYS_openat2, above.get(), below.c_str(), &how, sizeof how)));
-  if (!side) Refuse(folder);
-  return side;
+  const std::size_t slash = below.find('/');
+  return OpenFolder(OpenFolder(above.get(), below.substr(0, slash)).get(), below.substr(slash + 1));
+}
+
+// Two that write the same pictures take turns. Whoever may look at the folder can keep it locked.
+void Lock(int folder) {
+  constexpr std::chrono::milliseconds kPause{50};
+  constexpr int kTries = 60;
+  for (int tried = 0; flock(folder, LOCK_EX | LOCK_NB) != 0; ++tried) {
+    if (errno != EWOULDBLOCK) Refuse("side folder");
+    if (tried == kTries) throw std::runtime_error("its side folder is kept locked");
+    std::this_thread::sleep_for(kPause);
+  }
 }
 
 void WriteAll(int file, const std::vector<std::uint8_t>& bytes) {
@@ -62,19 +76,32 @@ void WriteAll(int file, const std::vector<std::uint8_t>& bytes) {
   }
 }
 
-void Store(int folder, const std::string& name, const std::vector<std::uint8_t>& bytes) {
-  // One that was killed leaves it behind, for the next to use.
-  const std::string unfinished = "." + name + ".new";
-  unlinkat(folder, unfinished.c_str(), 0);
-  const FileDescriptor file(
-      openat(folder, unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode));
-  if (!file) Refuse(name);
-  try {
-    WriteAll(file.get(), bytes);
-    if (renameat(folder, unfinished.c_str(), folder, name.c_str()) != 0) Refuse(name);
-  } catch (const std::system_error&) {
-    unlinkat(folder, unfinished.c_str(), 0);
-    throw;
+std::string Unfinished(const PreviewForm& form) {
+  return "." + std::string(form.name) + ".new";
+}
+
+// All of them are on the disk before the first gets its name.
+void WriteUnfinished(int folder, const Previews& previews, mode_t mode) {
+  for (std::size_t form = 0; form < previews.size(); ++form) {
+    const std::string name = Unfinished(kPreviewForms[form]);
+    unlinkat(folder, name.c_str(), 0);  // of one that was killed
+    const FileDescriptor file(
+        openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0));
+    if (!file || fchmod(file.get(), mode) != 0) Refuse(name);
+    WriteAll(file.get(), previews[form]);
+    if (fdatasync(file.get()) != 0) Refuse(name);
+  }
+}
+
+void RemoveUnfinished(int folder) {
+  for (const PreviewForm& form : kPreviewForms) unlinkat(folder, Unfinished(form).c_str(), 0);
+}
+
+// The largest last.
+void GiveNames(int folder) {
+  for (std::size_t form = kPreviewForms.size(); form-- > 0;) {
+    const char* name = kPreviewForms[form].name;
+    if (renameat(folder, Unfinished(kPreviewForms[form]).c_str(), folder, name) != 0) Refuse(name);
   }
 }
 
@@ -99,10 +126,14 @@ Previews MakePreviews(const vips::VImage& largest) {
   return previews;
 }
 
-void StorePreviews(const std::string& path, const Previews& previews) {
+void StorePreviews(const std::string& path, mode_t mode, const Previews& previews) {
   const FileDescriptor folder = OpenSideFolder(path);
-  // Two that write the same pictures take turns.
-  if (flock(folder.get(), LOCK_EX) != 0) Refuse("lock");
-  for (std::size_t form = previews.size(); form-- > 0;)
-    Store(folder.get(), kPreviewForms[form].name, previews[form]);
+  Lock(folder.get());
+  try {
+    WriteUnfinished(folder.get(), previews, mode & kReadAndWrite);
+    GiveNames(folder.get());
+  } catch (const std::exception&) {
+    RemoveUnfinished(folder.get());
+    throw;
+  }
 }

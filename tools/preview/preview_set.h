@@ -2,6 +2,8 @@
 #ifndef TOOLS_PREVIEW_PREVIEW_SET_H_
 #define TOOLS_PREVIEW_PREVIEW_SET_H_
 
+#include <sys/types.h>
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -26,8 +28,9 @@ using Previews = std::array<std::vector<std::uint8_t>, kPreviewForms.size()>;
 // Of LARGEST, which is no larger than the first form.
 Previews MakePreviews(const vips::VImage& largest);
 
-// Puts PREVIEWS into the side folder of the file PATH: each is the old one or the new one at every moment,
-// the largest last, by which others see that there are previews. Throws a std::exception.
-void StorePreviews(const std::string& path, const Previews& previews);
+// Puts PREVIEWS into the side folder of the file PATH, for whoever may read that, as its MODE says: each is
+// the old one or the new one at every moment, the largest last, by which others see that there are previews.
+// Throws a std::exception; nothing was changed then, but where a name itself cannot be given.
+void StorePreviews(const std::string& path, mode_t mode, const Previews& previews);
 
 #endif  // TOOLS_PREVIEW_PREVIEW_SET_H_

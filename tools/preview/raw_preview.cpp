@@ -2,8 +2,9 @@
 
 #include <fcntl.h>
 
-#include <exception>
+#include <algorithm>
 
+#include "platform/heif_reading.h"
 #include "platform/safe_image.h"
 
 namespace {
@@ -17,27 +18,22 @@ int OrientationOf(const Exiv2::ExifData& exif) {
   return value >= 1 && value <= kLastOrientation ? static_cast<int>(value) : 0;
 }
 
-std::optional<RawPreview> Read(int descriptor, const std::string& name) {
-  const auto image = OpenImageSafely(HoldOpened(fcntl(descriptor, F_DUPFD_CLOEXEC, 0), name));
-  // The library crashes on the previews of some EPS files.
-  if (image->imageType() == Exiv2::ImageType::eps) return std::nullopt;
-  image->readMetadata();
-  const Exiv2::PreviewManager manager(*image);
-  const Exiv2::PreviewPropertiesList previews = manager.getPreviewProperties();
-  if (previews.empty()) return std::nullopt;
-  // They come in the order of their sizes.
-  const Exiv2::PreviewImage preview = manager.getPreviewImage(previews.back());
-  if (preview.size() == 0) return std::nullopt;
-  return RawPreview{{preview.pData(), preview.pData() + preview.size()}, OrientationOf(image->exifData())};
-}
-
 }  // namespace
 
-std::optional<RawPreview> ReadRawPreview(int descriptor, const std::string& name) {
+RawPreviews ReadRawPreviews(int descriptor, const std::string& name) {
   Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-  try {
-    return Read(descriptor, name);
-  } catch (const std::exception&) {
-    return std::nullopt;
+  const HeifReading canon;  // whose newer raw photos are such containers
+  const auto image = OpenImageSafely(HoldOpened(fcntl(descriptor, F_DUPFD_CLOEXEC, 0), name));
+  // The library crashes on the previews of some EPS files.
+  if (image->imageType() == Exiv2::ImageType::eps) return {};
+  image->readMetadata();
+  RawPreviews previews{{}, OrientationOf(image->exifData())};
+  const Exiv2::PreviewManager manager(*image);
+  for (const Exiv2::PreviewProperties& properties : manager.getPreviewProperties()) {
+    const Exiv2::PreviewImage preview = manager.getPreviewImage(properties);
+    if (preview.size() > 0) previews.files.emplace_back(preview.pData(), preview.pData() + preview.size());
   }
+  // They come in the order of their sizes, the smallest first.
+  std::reverse(previews.files.begin(), previews.files.end());
+  return previews;
 }

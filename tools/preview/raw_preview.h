@@ -2,17 +2,16 @@
 #define TOOLS_PREVIEW_RAW_PREVIEW_H_
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
-struct RawPreview {
-  std::vector<std::uint8_t> bytes;  // a JPEG or TIFF file
-  int orientation = 0;              // 1 to 8, of the photo around it; 0 where it does not say
+struct RawPreviews {
+  std::vector<std::vector<std::uint8_t>> files;  // JPEG or TIFF, the largest first
+  int orientation = 0;                           // 1 to 8, of the photo around them; 0 where it does not say
 };
 
-// The largest picture that the camera has put into the raw photo DESCRIPTOR, which is borrowed; nothing when
-// there is none. NAME is for messages.
-std::optional<RawPreview> ReadRawPreview(int descriptor, const std::string& name);
+// The pictures that the camera has put into the raw photo DESCRIPTOR, which is borrowed. Throws a
+// std::exception where it cannot be read as a photo. NAME is for messages.
+RawPreviews ReadRawPreviews(int descriptor, const std::string& name);
 
 #endif  // TOOLS_PREVIEW_RAW_PREVIEW_H_
