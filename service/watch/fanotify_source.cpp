@@ -238,7 +238,8 @@ void FanotifySource::HandleFolder(std::uint64_t mask, const std::string& path) {
   if ((mask & (kCame | FAN_ATTRIB)) != 0) to_list_.push_back(path);
   // A folder that opens up again shows what happened in it.
   const bool is_tree = (mask & (kCame | kWent | FAN_ATTRIB)) != 0;
-  if (is_tree) listener_.Hinted({path, Reach::kTree, HintState::kComplete});
+  const bool moved = (mask & (kWent | FAN_MOVED_TO)) != 0;
+  if (is_tree) listener_.Hinted({path, Reach::kTree, moved ? HintState::kMoved : HintState::kComplete});
 }
 
 // The library or a folder above it has moved or is gone.

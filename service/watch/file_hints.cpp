@@ -11,7 +11,8 @@
 namespace {
 
 HintState StateOf(unsigned told) {
-  if ((told & (kToldWent | kToldMovedIn | kToldClosed)) != 0) return HintState::kComplete;
+  if ((told & kToldClosed) != 0) return HintState::kComplete;
+  if ((told & (kToldWent | kToldMovedIn)) != 0) return HintState::kMoved;
   return (told & (kToldMade | kToldWritten)) != 0 ? HintState::kGrowing : HintState::kTouched;
 }
 

@@ -10,7 +10,8 @@
 enum class HintState : std::uint8_t {
   kGrowing,   // somebody writes it, and will tell of the end
   kTouched,   // it may be written, or not
-  kComplete,  // it is as somebody wanted it to be, or is gone
+  kComplete,  // it is as somebody wanted it to be
+  kMoved,     // the same; it bears another name now, or is gone
 };
 
 // Something of a library may not be as it was. Never more than that: what is there, a survey tells.

@@ -44,7 +44,7 @@ void HintStore::Update(Waiting& waiting, bool is_new, const Hint& hint, Moment n
   waiting.growing =
       hint.state == HintState::kGrowing || (hint.state == HintState::kTouched && waiting.growing);
   waiting.reach = std::max(waiting.reach, hint.reach);
-  waiting.again = false;
+  waiting.goes_along = hint.state == HintState::kMoved;
   SetDue(waiting, is_new, due);
 }
 
@@ -121,7 +121,7 @@ std::vector<Hint> HintStore::Take(Moment now) {
   if (!next || *next > now) return {};
   const Moment until = now + settling_.settle / kSlackPart;
   return TakeThose([&](const Waiting& waiting) {
-    return waiting.again || waiting.due <= (waiting.growing ? now : until);
+    return waiting.goes_along || waiting.due <= (waiting.growing ? now : until);
   });
 }
 
@@ -136,7 +136,7 @@ void HintStore::PutBack(const std::vector<Hint>& hints, Moment due) {
     place.waiting.reach = std::max(place.waiting.reach, hint.reach);
     if (!place.is_new) continue;
     // Nothing else waits for it.
-    place.waiting.again = true;
+    place.waiting.goes_along = true;
     place.waiting.first = due;
     place.waiting.due = due;
     dues_.insert(due);

@@ -22,8 +22,9 @@ struct Settling {
 struct WaitingHint {
   Reach reach = Reach::kName;
   bool growing = false;
-  bool again = false;  // was put back, and nothing was told of it since
-  Moment first;        // hinted since it was taken last
+  // It goes with whatever is taken: it was put back, or it moved, and its other name may be among that.
+  bool goes_along = false;
+  Moment first;  // hinted since it was taken last
   Moment due;
 };
 

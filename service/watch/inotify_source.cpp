@@ -199,5 +199,7 @@ void InotifySource::HandleFolder(unsigned mask, const std::string& path) {
   if (is_new) WatchAnew(path);
   if ((mask & kWent) != 0) Forget(path);
   const bool is_tree = is_new || (mask & kWent) != 0;
-  listener_.Hinted({path, is_tree ? Reach::kTree : Reach::kName, HintState::kComplete});
+  const bool moved = (mask & (kWent | IN_MOVED_TO)) != 0;
+  listener_.Hinted(
+      {path, is_tree ? Reach::kTree : Reach::kName, moved ? HintState::kMoved : HintState::kComplete});
 }

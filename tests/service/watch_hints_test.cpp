@@ -135,6 +135,32 @@ TEST_F(HintStoreTest, TheNamesOfAMoveAreTakenTogether) {
   EXPECT_EQ(Take(), Strings({"a.jpg", "b.jpg"}));
 }
 
+TEST_F(HintStoreTest, AMoveIsNotCutByTheEndOfAPart) {
+  for (int i = 0; i < 49; ++i) {
+    Closes(std::to_string(i) + ".jpg");
+    Pass(milliseconds(10));
+  }
+  Tell("a.jpg", HintState::kMoved);
+  Tell("b.jpg", HintState::kMoved);
+  Pass(milliseconds(90));
+  Tell("b.jpg", HintState::kMoved);
+  Tell("c.jpg", HintState::kMoved);
+  Closes("z.jpg");
+  Pass(milliseconds(20));
+  const Strings taken = Take();
+  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"})
+    EXPECT_EQ(std::count(taken.begin(), taken.end(), name), 1) << name;
+  EXPECT_EQ(std::count(taken.begin(), taken.end(), "z.jpg"), 0);
+}
+
+TEST_F(HintStoreTest, WhatMovedAndIsWrittenThenGrows) {
+  Tell("a.jpg", HintState::kMoved);
+  Grows("a.jpg");
+  Closes("b.jpg");
+  Pass(kSettle);
+  EXPECT_EQ(Take(), Strings({"b.jpg"}));
+}
+
 TEST_F(HintStoreTest, ABurstThatGoesOnIsTakenInParts) {
   int taken = 0;
   std::size_t most = 0;

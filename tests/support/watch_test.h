@@ -59,8 +59,7 @@ class WatchTest : public ServiceTest {
   // is no photo, so it is in no library.
   void CatchUp() {
     const std::string name = "caught-up-" + std::to_string(++caught_up_) + ".jpg";
-    WriteFile(scratch() / "outside" / name, "no photo");
-    std::filesystem::rename(scratch() / "outside" / name, File(name));
+    WriteFile(File(name), "no photo");
     ASSERT_TRUE(Eventually([&] { return HasTold(name); })) << name << "\n" << watch_->out() << watch_->err();
   }
   bool HasTold(const std::string& file) const {
