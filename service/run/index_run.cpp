@@ -47,7 +47,7 @@ class Told : public RunObserver {
 
 IndexRun::IndexRun(IndexOptions options, const Library& library, Catalogue& catalogue, WorkerStarter& starter,
                    EventLoop& loop)
-    : options_(std::move(options)),
+    : options_(options),
       library_(library),
       catalogue_(catalogue),
       starter_(starter),

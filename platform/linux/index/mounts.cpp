@@ -108,7 +108,7 @@ bool LeadsToForeignMount(const MountTable& table, std::string way, const std::st
     if (target.empty()) continue;
     ++links;
     at = target.starts_with('/') ? "" : above;
-    way = target + "/" + way;
+    way.insert(0, "/").insert(0, target);
   }
   return LiesOnForeignMount(table, at, folder, caller);
 }
