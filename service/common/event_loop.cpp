@@ -35,15 +35,19 @@ void EventLoop::Remove(const EventHandler& handler) {
 }
 
 void EventLoop::TurnUntil(std::optional<Moment> limit) {
+  // What was removed within a turn around this one keeps its place until that has ended, and has no part.
+  std::vector<std::size_t> places;
   std::vector<Awaited> awaited;
   std::vector<pollfd> descriptors;
-  for (const EventHandler* handler : handlers_) {
-    awaited.push_back(handler != nullptr ? handler->Awaits() : Awaited{});
+  for (std::size_t place = 0; place < handlers_.size(); ++place) {
+    if (handlers_[place] == nullptr) continue;
+    places.push_back(place);
+    awaited.push_back(handlers_[place]->Awaits());
     descriptors.push_back(ToPoll(awaited.back()));
   }
   Wait(descriptors, limit ? limit : Earliest(awaited));
   ++turns_;
-  for (std::size_t i = 0; i < awaited.size(); ++i) ServeAt(i, awaited[i], descriptors[i].revents != 0);
+  for (std::size_t i = 0; i < places.size(); ++i) ServeAt(places[i], awaited[i], descriptors[i].revents != 0);
   if (--turns_ == 0) std::erase(handlers_, nullptr);
 }
 

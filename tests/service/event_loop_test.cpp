@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
@@ -65,6 +66,33 @@ TEST_F(EventLoopTest, WhatIsReadyIsServedInTheOrderOfAdding) {
   Write();
   loop_.Turn();
   EXPECT_THAT(events_, ElementsAre("one served", "other served"));
+}
+
+// The runs of a long turn come and go by the thousand, and poll takes no more than a process may have open.
+TEST_F(EventLoopTest, WhatIsRemovedWithinATurnIsNotPolledInTheTurnsWithinIt) {
+  constexpr int kMany = 200;
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  EventLoop loop;
+  Handler outer(loop);
+  Handler inner(loop);
+  outer.awaited.descriptor = reading_.get();
+  inner.awaited.descriptor = reading_.get();
+  Note(inner, "inner");
+  outer.serve = [&] {
+    outer.awaited.descriptor = -1;
+    for (int number = 0; number < kMany; ++number) Handler gone(loop);
+    const rlimit few{kMany / 2, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    loop.Poll();
+    setrlimit(RLIMIT_NOFILE, &before);
+    events_.push_back("outer");
+  };
+  Write();
+  loop.Turn();
+  ASSERT_GE(events_.size(), 2U);
+  EXPECT_EQ(events_[0], "inner served");
+  EXPECT_EQ(events_[1], "outer");
 }
 
 TEST_F(EventLoopTest, TheEarliestMomentEndsTheWaitAndTheOthersWait) {
