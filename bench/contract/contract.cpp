@@ -125,18 +125,25 @@ void WriteFigures(const std::string& file, const Figures& figures) {
   if (!out.flush()) throw std::runtime_error(file + " cannot be written");
 }
 
-// One line a figure; false when any has grown, or is in one list alone.
-bool Compare(const Figures& told, const Figures& now) {
+// "" for a figure that is much as TOLD. One that has fallen by half was not counted, or is to be told anew.
+const char* Change(double told, double now) {
   constexpr double kRounding = 0.02;
+  constexpr double kLeast = 0.5;
+  if (now > told * kMostGrowth + kRounding) return "GROWN";
+  return now < told * kLeast ? "FALLEN" : "";
+}
+
+// One line a figure; false when any has changed, or is in one list alone.
+bool Compare(const Figures& told, const Figures& now) {
   bool kept = told.size() == now.size();
   for (const auto& [name, figure] : now) {
     const auto found = told.find(name);
-    const bool good = found != told.end() && figure <= found->second * kMostGrowth + kRounding;
-    std::printf("%-8s %10.2f %10.2f  %s\n", good ? "" : "GROWN", found != told.end() ? found->second : 0,
-                figure, name.c_str());
-    kept = kept && good;
+    const char* change = found != told.end() ? Change(found->second, figure) : "NEW";
+    std::printf("%-8s %10.2f %10.2f  %s\n", change, found != told.end() ? found->second : 0, figure,
+                name.c_str());
+    kept = kept && *change == '\0';
   }
-  if (!kept) std::printf("More than is told of a photo. When that is meant: scripts/contract-update\n");
+  if (!kept) std::printf("Not what is told of a photo. When that is meant: scripts/contract-update\n");
   return kept;
 }
 
