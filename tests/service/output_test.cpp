@@ -114,7 +114,7 @@ TEST_F(OutputTest, AFailureKeepsItsStatus) {
   const RunResult result = RunInto(kFull, {"doctor", "--json", nowhere});
   EXPECT_EQ(result.status, 4);
   EXPECT_EQ(result.err, "lumivault: " + nowhere +
-                            ": lies in no library; lumivault index makes one of a folder\n" + kNoSpace);
+                            ": No such file or directory\n" + kNoSpace);
 }
 
 TEST_F(OutputTest, AFullErrorOutputChangesNothing) {
