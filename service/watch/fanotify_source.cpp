@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <sstream>
 #include <utility>
 
@@ -172,7 +173,7 @@ void FanotifySource::Serve() {
   alignas(fanotify_event_metadata) std::array<char, kBufferBytes> buffer;
   OpenMounts mounts;
   for (int i = 0; i < kReadsAtOnce && queue_; ++i) {
-    ssize_t size = read(queue_.get(), buffer.data(), buffer.size());
+    std::int64_t size = read(queue_.get(), buffer.data(), buffer.size());
     if (size <= 0) return;
     const std::size_t overflows = overflows_;
     const auto* event = reinterpret_cast<const fanotify_event_metadata*>(buffer.data());
