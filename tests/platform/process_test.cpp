@@ -1,5 +1,6 @@
 #include "platform/process.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -295,8 +296,10 @@ TEST_F(Process, ACallerThatIgnoresItsChildrenGetsTheStatus) {
 
 TEST_F(Process, ACallerThatCollectsEveryChildGetsTheStatus) {
   signal(SIGCHLD, [](int) {
+    const int kept = errno;
     while (waitpid(-1, nullptr, WNOHANG) > 0) {
     }
+    errno = kept;
   });
   const auto result = RunProgram(Script("exit 7"));
   signal(SIGCHLD, SIG_DFL);
