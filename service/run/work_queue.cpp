@@ -11,9 +11,11 @@ constexpr std::size_t kLookAhead = 1024;
 // What is known of the rest is cut into at least so many batches for each worker.
 constexpr std::size_t kBatchesEach = 2;
 
-// What lies in that folder waits for it.
+// What lies in that folder waits for it. What is done for a whole library bears the name of its folder, too,
+// and makes no album of it.
 bool MakesFolder(const WorkItem& item) {
-  return item.kind == ItemKind::kFolder && item.action != ItemAction::kDelete;
+  const bool makes = item.action == ItemAction::kAdd || item.action == ItemAction::kReindex || IsMove(item);
+  return makes && item.kind == ItemKind::kFolder;
 }
 
 }  // namespace

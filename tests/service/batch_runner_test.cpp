@@ -138,7 +138,7 @@ TEST_F(BatchRunnerTest, HasTheTurnWhenItWritesSeveralAndWhenItWritesOneAlone) {
 
 // A worker may be silent for as long as it waits for its turn, and again for as long as for the database.
 TEST_F(BatchRunnerTest, IsHeardBeforeItWaitsForItsTurnAndBeforeItWaitsForTheDatabase) {
-  constexpr milliseconds kPatience{50};
+  constexpr milliseconds kPatience{500};
   std::vector<bool> has_turn;
   std::vector<bool> has_begun;
   around_.giver.at_turn_to_none = [&] {

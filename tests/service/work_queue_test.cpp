@@ -56,6 +56,22 @@ TEST_F(WorkQueueTest, FilesOfAFolderThatIsUnderWayWaitForIt) {
   EXPECT_EQ(Paths(queue.Take(2)), Names({"/p/1"}));
 }
 
+// As the note of what is mounted below it, which goes first.
+TEST_F(WorkQueueTest, WhatIsDoneForTheWholeLibraryMakesNoAlbumOfItsFolder) {
+  for (const ItemAction action :
+       {ItemAction::kNoteMounts, ItemAction::kMark, ItemAction::kUnmark, ItemAction::kSweep}) {
+    WorkItem note = Folder("/p");
+    note.action = action;
+    WorkQueue queue = Of({note, Folder("/p"), Folder("/p/a"), Folder("/p/b")});
+    ASSERT_EQ(Paths(queue.Take(4)), Names({"/p"}));
+    ASSERT_EQ(Paths(queue.Take(4)), Names({"/p"}));
+    queue.Done(note);
+    EXPECT_TRUE(queue.Take(4).empty());
+    queue.Done(Folder("/p"));
+    EXPECT_EQ(Paths(queue.Take(4)), Names({"/p/a"}));
+  }
+}
+
 TEST_F(WorkQueueTest, WhatLiesInOtherFoldersOvertakes) {
   WorkQueue queue = Of({Folder("/p/a"), Photo("/p/a/1"), Folder("/p/a/b"), Folder("/p/c"), Photo("/p/c/1")});
   EXPECT_EQ(Paths(queue.Take(4)), Names({"/p/a"}));
