@@ -113,8 +113,7 @@ TEST_F(OutputTest, AFailureKeepsItsStatus) {
   const std::string nowhere = scratch() / "nowhere";
   const RunResult result = RunInto(kFull, {"doctor", "--json", nowhere});
   EXPECT_EQ(result.status, 4);
-  EXPECT_EQ(result.err, "lumivault: " + nowhere +
-                            ": No such file or directory\n" + kNoSpace);
+  EXPECT_EQ(result.err, "lumivault: " + nowhere + ": No such file or directory\n" + kNoSpace);
 }
 
 TEST_F(OutputTest, AFullErrorOutputChangesNothing) {
