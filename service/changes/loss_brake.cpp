@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kMostGone = 100;
 constexpr std::size_t kMostGonePart = 10;
 constexpr std::int64_t kPatienceSeconds = 3600;
+constexpr const char* kPartsFact = "loss of parts";
 
 std::int64_t Now() {
   const auto since = std::chrono::system_clock::now().time_since_epoch();
@@ -45,8 +46,30 @@ bool FoundBefore(const LossQuestion& question, Catalogue& catalogue) {
   return false;
 }
 
-bool IsMany(const LossQuestion& question) {
-  return question.gone.size() > kMostGone && question.gone.size() > question.recorded / kMostGonePart;
+// What parts have lost since an hour or less.
+struct LossOfParts {
+  std::size_t files = 0;
+  std::int64_t since = 0;
+};
+
+LossOfParts LossOfPartsIn(Catalogue& catalogue) {
+  std::istringstream recorded(catalogue.facts().Find(kPartsFact).value_or(""));
+  LossOfParts loss;
+  const std::int64_t now = Now();
+  const bool counts =
+      recorded >> loss.files >> loss.since && loss.since <= now && now - loss.since < kPatienceSeconds;
+  return counts ? loss : LossOfParts{0, now};
+}
+
+struct Extent {
+  std::size_t gone;
+  std::size_t of;
+  bool IsMany() const { return gone > kMostGone && gone > of / kMostGonePart; }
+};
+
+Extent ExtentOf(const LossQuestion& question, Catalogue& catalogue) {
+  const std::size_t before = question.gone.empty() ? 0 : LossOfPartsIn(catalogue).files;
+  return {question.gone.size() + before, question.recorded + before};
 }
 
 // What is not believed however little it is.
@@ -61,10 +84,18 @@ LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
 
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
   LossVerdict verdict = OutOfReachAsAWhole(question);
-  const bool many = !verdict.holds && !question.accepted && IsMany(question);
+  if (question.accepted && catalogue.facts().Find(kPartsFact)) catalogue.facts().Remove(kPartsFact);
+  const Extent extent = ExtentOf(question, catalogue);
+  const bool many = !verdict.holds && !question.accepted && extent.IsMany();
   if (!many && !question.is_part && catalogue.facts().Find(question.fact))
     catalogue.facts().Remove(question.fact);
   if (!many || (!question.is_part && FoundBefore(question, catalogue))) return verdict;
-  return {true, std::to_string(question.gone.size()) + " of " + std::to_string(question.recorded) +
-                    " files are gone"};
+  return {true, std::to_string(extent.gone) + " of " + std::to_string(extent.of) + " files are gone"};
+}
+
+void NoteLossOfPart(std::size_t files, Catalogue& catalogue) {
+  if (files == 0) return;
+  LossOfParts loss = LossOfPartsIn(catalogue);
+  loss.files += files;
+  catalogue.facts().Put(kPartsFact, std::to_string(loss.files) + " " + std::to_string(loss.since));
 }

@@ -27,8 +27,12 @@ struct LossQuestion {
 
 // More than a tenth of the library and more than a hundred files need somebody who accepts that, or a second
 // scan an hour later that finds the very same files gone; CATALOGUE remembers the first until a scan finds
-// something else: the same disk may be away twice. A look at a part of the library is no scan in this sense.
+// something else: the same disk may be away twice. A look at a part of the library is no scan in this sense,
+// but what parts have lost within an hour counts with what is gone now.
 // A folder that is empty or another one is never believed.
 LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue);
+
+// So many FILES went, whose loss was judged by a look at a part of the library.
+void NoteLossOfPart(std::size_t files, Catalogue& catalogue);
 
 #endif  // SERVICE_CHANGES_LOSS_BRAKE_H_

@@ -244,7 +244,8 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, Extent extent) {
   if (ended && extent != Extent::kEverything) CompareUnopened(catalogue_, library_, report.failed, part);
   if (ended && !part) RecordSurveyed(catalogue_);
   ledger_.Close();
-  records_.Close(outcome && !part && report.withheld_reason.empty());
+  report.waiting = records_.waiting();
+  records_.Close(outcome && !part && report.withheld_reason.empty(), part);
   report.interrupted = stopped_by_ != 0;
   report.elapsed = progress_.Elapsed();
   if (outcome && catalogue_.failure()) return *catalogue_.failure();

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ struct IndexReport : SurveyCounts {
   // The loss brake: why what is not there was not deleted, and what it is. Empty when it did not hold.
   std::string withheld_reason;
   std::vector<std::string> withheld;
+  // Hidden names below the library under which rows wait for a later run, which takes them from there.
+  std::set<std::string> waiting;
 
   // Anything was sent, well or not, or dropped.
   bool DidAnything() const {

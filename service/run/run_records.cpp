@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "changes/library_catalogue.h"
+#include "changes/loss_brake.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ void RunRecords::NoteWaiting(const std::vector<WorkItem>& items) {
     // Only under these names could a run that is killed leave rows that no file tells of.
     if (item.action != ItemAction::kSetAside) continue;
     catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
+    waiting_.insert(Key(item.path));
   }
   catalogue_.Commit();
 }
@@ -37,12 +39,14 @@ void RunRecords::Forget(const WorkItem& item) {
 }
 
 void RunRecords::ForgetTree(const WorkItem& item) {
-  if (item.kind != ItemKind::kFolder) return Forget(item);
-  catalogue_.RemoveTree(Key(item.path));
+  if (item.kind == ItemKind::kFolder) return catalogue_.RemoveTree(Key(item.path));
+  ++lost_files_;
+  Forget(item);
 }
 
 void RunRecords::ForgetOldName(const WorkItem& item) {
   catalogue_.Remove(Key(item.from), item.kind);
+  waiting_.erase(Key(item.from));
 }
 
 void RunRecords::NoteRootAlbum() {
@@ -76,7 +80,8 @@ void RunRecords::CommitWhenDue(Moment now) {
   soon_ = false;
 }
 
-void RunRecords::Close(bool complete) {
+void RunRecords::Close(bool complete, bool part) {
+  if (part) NoteLossOfPart(lost_files_, catalogue_);
   if (complete) RecordRoot(catalogue_, library_);
   catalogue_.Commit();
 }

@@ -48,11 +48,12 @@ bool IsThere(const std::string& folder) {
 
 // The file may have been renamed while the run came to it.
 bool IsWorthAnother(const IndexReport& report) {
-  return std::any_of(report.failed.begin(), report.failed.end(), [](const Trouble& trouble) {
-    return !trouble.known &&
-           (trouble.outcome == ItemOutcome::kNotKept || trouble.outcome == ItemOutcome::kCrashed ||
-            trouble.outcome == ItemOutcome::kUnopened);
-  });
+  return !report.waiting.empty() ||
+         std::any_of(report.failed.begin(), report.failed.end(), [](const Trouble& trouble) {
+           return !trouble.known &&
+                  (trouble.outcome == ItemOutcome::kNotKept || trouble.outcome == ItemOutcome::kCrashed ||
+                   trouble.outcome == ItemOutcome::kUnopened);
+         });
 }
 
 // Whatever keeps the queue from being tended, the report of what was done is not lost.
@@ -250,12 +251,13 @@ Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope) {
   return report;
 }
 
-// What was held back lies in what the run has looked at.
-void LibraryWatch::TryAgain(bool whole, const std::vector<Hint>& taken) {
+// What was held back lies in what the run has looked at, or waits under a name that nobody hints.
+void LibraryWatch::TryAgain(bool whole, std::vector<Hint> taken, const std::set<std::string>& waiting) {
   const Moment now = loop_.Now();
   if (whole) {
     again_ = Earlier(again_, now + retry_patience_.Next(kFirstRetry, kMostRetry));
   } else {
+    for (const std::string& name : waiting) taken.push_back({name, Reach::kName, HintState::kComplete});
     hints_.PutBack(taken, now + retry_patience_.Next(kFirstRetry, kMostRetryOfPart));
   }
 }
@@ -266,11 +268,11 @@ void LibraryWatch::NoteRun(const IndexReport& report, bool whole, const std::vec
   options_.wish.is_prepared = true;
   whole_ = whole_ && !whole;
   const std::string& withheld = report.withheld_reason;
-  // The brake counts what is gone of the whole library.
-  if (!withheld.empty() && !whole) whole_ = true;
+  // The brake counts what is gone of the whole library; while it waits for its second scan, once.
+  if (!withheld.empty() && !whole && !again_) whole_ = true;
   if (!withheld.empty() && whole) again_ = loop_.Now() + kBeliefAfter;
   if (IsWorthAnother(report)) {
-    TryAgain(whole, taken);
+    TryAgain(whole, taken, report.waiting);
   } else {
     retry_patience_.Reset();
   }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -69,7 +70,7 @@ class LibraryWatch : private HintListener, private EventHandler {
   Outcome<IndexReport> Perform(const WalkScope& scope);
   WalkScope ScopeOf(const std::vector<Hint>& hints) const;
   void NoteRun(const IndexReport& report, bool whole, const std::vector<Hint>& taken);
-  void TryAgain(bool whole, const std::vector<Hint>& taken);
+  void TryAgain(bool whole, std::vector<Hint> taken, const std::set<std::string>& waiting);
   void NoteFailure(const Failure& failure, const std::vector<Hint>& taken);
   void TellOnce(WatchEvent event, const std::string& text);
   void TellOfSource();

@@ -38,6 +38,7 @@ class LossBrakeTest : public testing::Test {
 };
 
 constexpr const char* kMany = "101 of 500 files are gone";
+constexpr const char* kParts = "loss of parts";
 constexpr long kHour = 3600;
 
 TEST_F(LossBrakeTest, AHundredMayGo) {
@@ -110,6 +111,49 @@ TEST_F(LossBrakeTest, TheSameLettersInOtherNamesAreNotTheSame) {
   question.gone[0] = "a";
   question.gone[1] = "ab";
   EXPECT_EQ(Judge(question), kMany);
+}
+
+TEST_F(LossBrakeTest, WhatPartsHaveLostWithinAnHourCounts) {
+  LossQuestion part = Gone(50);
+  part.is_part = true;
+  EXPECT_EQ(Judge(part), "");
+  NoteLossOfPart(20, catalogue_);
+  NoteLossOfPart(30, catalogue_);
+  EXPECT_EQ(Judge(part), "");
+  NoteLossOfPart(1, catalogue_);
+  EXPECT_EQ(Judge(part), "101 of 551 files are gone");
+  EXPECT_EQ(Judge(Gone(50)), "101 of 551 files are gone");
+  EXPECT_EQ(Judge(Gone(0)), "") << "nothing is gone now";
+  Age(kHour - 10, kParts);
+  EXPECT_EQ(Judge(part), "101 of 551 files are gone");
+  Age(10, kParts);
+  EXPECT_EQ(Judge(part), "");
+  NoteLossOfPart(51, catalogue_);
+  EXPECT_EQ(Judge(part), "101 of 551 files are gone") << "the next hour has begun";
+}
+
+TEST_F(LossBrakeTest, WhatPartsHaveLostIsAMatterOfATenthToo) {
+  LossQuestion part = Gone(1);
+  part.is_part = true;
+  part.recorded = 1349;
+  NoteLossOfPart(149, catalogue_);
+  EXPECT_EQ(Judge(part), "150 of 1498 files are gone");
+  part.recorded = 1351;
+  EXPECT_EQ(Judge(part), "");
+}
+
+TEST_F(LossBrakeTest, WhatPartsHaveLostCountsNoMoreWhereALossIsAccepted) {
+  NoteLossOfPart(100, catalogue_);
+  LossQuestion accepted = Gone(50);
+  accepted.accepted = true;
+  EXPECT_EQ(Judge(accepted), "");
+  EXPECT_EQ(Judge(Gone(50)), "");
+}
+
+TEST_F(LossBrakeTest, ALossOfPartsInATimeToComeCountsNot) {
+  NoteLossOfPart(100, catalogue_);
+  Age(-kHour, kParts);
+  EXPECT_EQ(Judge(Gone(50)), "");
 }
 
 TEST_F(LossBrakeTest, ALossThatCameBackIsForgotten) {

@@ -1,6 +1,7 @@
 // The real program watches a folder.
 #include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -44,7 +45,7 @@ class WatchRunTest : public WatchTest {
     MakeJpeg(File(path), 8, 8, {{"Exif.Image.Make", "m" + std::to_string(++photos_)}});
   }
   void Photos(const std::string& in, int count) {
-    for (int i = 0; i < count; ++i) Photo(in + "/" + std::to_string(i) + ".jpg");
+    for (int i = 0; i < count; ++i) Photo((fs::path(in) / (std::to_string(i) + ".jpg")).string());
   }
   std::string IdOf(const std::string& path) const {
     return Value("SELECT id FROM photo_image WHERE path = '" + path + "'");
@@ -309,7 +310,7 @@ TEST_F(WatchRunTest, ManyLossesAreHeldBackAsAWhole) {
   Photos("d", 150);
   Photo("a.jpg");
   Watch();
-  fs::remove_all(File("d"));
+  fs::rename(File("d"), Aside());  // at once
   EXPECT_TRUE(Eventually([&] { return News("run").size() >= 2; }));
   EXPECT_EQ(News("run").back()["withheld"]["reason"].asString(), "150 of 151 files are gone");
   EXPECT_EQ(Rows(), "151");
@@ -318,6 +319,46 @@ TEST_F(WatchRunTest, ManyLossesAreHeldBackAsAWhole) {
   EXPECT_EQ(Rows(), "152");
   EXPECT_EQ(Run({"index", folder(), "--quiet", "--accept-loss"}).status, 0);
   EXPECT_EQ(Rows(), "2");
+}
+
+TEST_F(WatchRunTest, LossesOneAfterTheOtherAddUp) {
+  Photos("d", 90);
+  Photos("e", 60);
+  Photos("", 2);
+  Watch();
+  for (int i = 0; i < 90; ++i) {
+    fs::remove(File("d/" + std::to_string(i) + ".jpg"));
+    if (i % 30 == 29) CatchUp();
+  }
+  EXPECT_EQ(Rows(), "62");
+  fs::rename(File("e"), Aside());
+  const auto reason = [&] { return News("run").back()["withheld"]["reason"].asString(); };
+  EXPECT_TRUE(Eventually([&] { return reason() == "150 of 155 files are gone"; }))
+      << reason() << " (three of them were no photos)";
+  EXPECT_EQ(Rows(), "62");
+  EXPECT_EQ(Run({"index", folder(), "--quiet", "--accept-loss"}).status, 0);
+  EXPECT_EQ(Rows(), "2");
+  fs::remove(File("0.jpg"));
+  EXPECT_TRUE(Eventually([&] { return Rows() == "1"; })) << "it was told that the loss is meant";
+}
+
+// Two videos change names, and one of them cannot be read for a while: the rows of the other wait.
+TEST_F(WatchRunTest, RowsThatWaitForANameAreTakenFromThere) {
+  ASSERT_TRUE(MakeVideo(File("a.mp4"), 32, 32, 0.2));
+  ASSERT_TRUE(MakeVideo(File("b.mp4"), 64, 32, 0.2));
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  Watch();
+  const auto paths = [&] {
+    return Value("SELECT group_concat(path) FROM (SELECT path FROM video ORDER BY path)");
+  };
+  ASSERT_EQ(paths(), "a.mp4,b.mp4");
+  ASSERT_EQ(chmod(File("a.mp4").c_str(), 0), 0);
+  ASSERT_EQ(renameat2(AT_FDCWD, File("a.mp4").c_str(), AT_FDCWD, File("b.mp4").c_str(), RENAME_EXCHANGE), 0);
+  ASSERT_TRUE(Eventually([&] { return paths().find(".lumivault-moving-") != std::string::npos; })) << paths();
+  ASSERT_EQ(chmod(File("b.mp4").c_str(), 0644), 0);
+  EXPECT_TRUE(Eventually([&] { return paths() == "a.mp4,b.mp4"; })) << paths();
+  ExpectAsNew();
 }
 
 TEST_F(WatchRunTest, AnUnreadableLibraryKeepsItsRows) {

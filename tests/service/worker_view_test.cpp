@@ -54,11 +54,12 @@ class WorkerViewTest : public OwnedLibraryTest {
   }
   fs::path LibraryPlace() const { return fs::directory_iterator(state() / "libraries")->path(); }
   static constexpr int kLevels = 100;
-  // More folders in one another than can be open at once.
+  // More folders in one another than can be open at once, made while a photo is read, and then the file
+  // "made".
   void MakeDeep() const {
     std::string deep(kJobs);
     for (int i = 0; i < kLevels; ++i) deep += "/d";
-    UsePreviewTool("mkdir -p " + deep);
+    UsePreviewTool("mkdir -p " + deep + " && : >" + File("made").string());
   }
   // Ends a run, whose worker is at a photo, by the signal.
   void StopBy(int number) {
@@ -136,9 +137,11 @@ TEST_F(WorkerViewTest, ThatCannotBeRemovedHoldsNoLibrary) {
   const ProgramRun run({"-c", redirection, "sh", LUMIVAULT_PROGRAM, "index", folder(), "--quiet",
                         "--root=" + state().string()},
                        scratch() / "stalled", as_it_is, std::nullopt, "/bin/sh");
-  EXPECT_TRUE(Eventually([&] { return Value("SELECT count(*) FROM photo_image") == "2"; }));
+  // The database is not asked meanwhile: what root's connection makes beside it the owner's cannot write.
+  EXPECT_TRUE(Eventually([&] { return fs::exists(File("made")); }));
   const FileDescriptor library(open(folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   EXPECT_TRUE(Eventually([&] { return flock(library.get(), LOCK_EX | LOCK_NB) == 0; }));
+  EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "2");
 }
 
 }  // namespace
