@@ -19,6 +19,7 @@ Runner DefineInit(CLI::App& app);
 Runner DefineIndex(CLI::App& app);
 Runner DefineReindex(CLI::App& app);
 Runner DefineWatch(CLI::App& app);
+Runner DefineConfig(CLI::App& app);
 Runner DefineShow(CLI::App& app);
 Runner DefineList(CLI::App& app);
 Runner DefineAlbums(CLI::App& app);

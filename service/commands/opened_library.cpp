@@ -9,6 +9,7 @@
 
 #include "base/read_timeout.h"
 #include "commands/command.h"
+#include "commands/number_check.h"
 #include "common/display.h"
 #include "common/error_text.h"
 #include "library/state_root.h"
@@ -103,7 +104,7 @@ void AddReadTimeoutOption(CLI::App& app) {
          "--read-timeout", [](double seconds) { SetReadTimeout(seconds, true); },
          "How long one question to the database may take, in seconds; default 30")
       ->type_name("SECONDS")
-      ->check(CLI::Range(kShortestReadTimeout, kLongestReadTimeout));
+      ->check(NumberFrom(kShortestReadTimeout, kLongestReadTimeout));
 }
 
 void AddJsonOption(CLI::App& app, LibraryOptions& options, const std::string& what) {

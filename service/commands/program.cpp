@@ -10,13 +10,22 @@
 #include <vector>
 
 #include "commands/command.h"
+#include "commands/settings.h"
 #include "common/display.h"
 #include "common/exit_status.h"
 
 namespace {
 
 // What a command does, for the exit statuses that it can end with.
-enum Doing : unsigned { kReads = 1, kRuns = 2, kMakes = 4, kExamines = 8, kWatches = 16, kAll = 31 };
+enum Doing : unsigned {
+  kReads = 1,
+  kRuns = 2,
+  kMakes = 4,
+  kExamines = 8,
+  kWatches = 16,
+  kConfigures = 32,
+  kAll = 63
+};
 
 struct Command {
   const char* name;
@@ -42,6 +51,7 @@ constexpr std::array kCommands{
             &DefineExport, kReads},
     Command{"rights", "Show who may see, upload to and manage an album", &DefineRights, kReads},
     Command{"doctor", "Report what is missing or wrong, and how to fix it", &DefineDoctor, kExamines},
+    Command{"config", "Print the settings that hold, and who says so", &DefineConfig, kConfigures},
 };
 
 struct StatusLine {
@@ -61,7 +71,7 @@ constexpr std::array kExitStatuses{
     StatusLine{kAll,
                "4 bad configuration: state folder, plug-in or a tool is missing or unusable; for doctor, "
                "also: no such library"},
-    StatusLine{kAll & ~kWatches, "5 the database cannot be reached, or it failed"},
+    StatusLine{kAll & ~(kWatches | kConfigures), "5 the database cannot be reached, or it failed"},
     StatusLine{kRuns | kMakes,
                "6 another run holds the library, be it one with another --root, or keeps the state folder "
                "for ten seconds; or somebody else keeps the library's folder locked"},
@@ -142,6 +152,11 @@ int Run(int argc, char** argv) {
     std::ostringstream asked_for;  // help or version
     app.exit(error, asked_for, asked_for);
     return PrintResult(asked_for.str(), ExitStatus::kDone);
+  }
+  CLI::App& command = *app.get_subcommands().front();
+  if (auto applied = ApplySettings(command); !applied) {
+    const CLI::Option* json = command.get_option_no_throw("--json");
+    return ReportFailure(applied.failure(), json != nullptr && json->count() > 0);
   }
   return runner();
 }

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "commands/command.h"
+#include "commands/number_check.h"
 #include "common/display.h"
 #include "common/event_loop.h"
 #include "common/signal_events.h"
@@ -131,10 +132,10 @@ void AddWorkerOptions(CLI::App& app, RunOptions& options) {
   options.timeout = kDefaultTimeout;
   app.add_option("-j,--jobs", options.workers, "Number of worker processes; default one per processor")
       ->type_name("N")
-      ->check(CLI::Range(1U, kMostWorkers));
+      ->check(NumberFrom(1U, kMostWorkers));
   app.add_option("--timeout", options.timeout, "How long one file may take, in seconds; default 60")
       ->type_name("SECONDS")
-      ->check(CLI::Range(kShortestTimeout, kLongestTimeout));
+      ->check(NumberFrom(kShortestTimeout, kLongestTimeout));
   app.add_option("--worker-memory", options.worker_memory,
                  "Memory that one worker may use, in MiB, at least 256, or 0 for no limit; default 512, or "
                  "worker_memory in settings.conf")

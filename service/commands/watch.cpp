@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands/command.h"
+#include "commands/number_check.h"
 #include "commands/run_options.h"
 #include "common/display.h"
 #include "common/event_loop.h"
@@ -78,8 +79,13 @@ Outcome<Done> Add(const std::string& folder, const Options& options, WatchedLibr
   return libraries.Add(*library, OptionsOfWatch(options));
 }
 
+Failure NoFolderNamed() {
+  return {ExitStatus::kUsage, "no folder is named, neither here nor by library= in the file of settings"};
+}
+
 int Watch(const Options& options) {
   const bool json = options.run.json;
+  if (options.folders.empty()) return ReportFailure(NoFolderNamed(), json);
   const auto root = StateRoot::Locate(options.run.root);
   if (!root) return ReportFailure(root.failure(), json);
   StopSignals signals;
@@ -99,19 +105,19 @@ int Watch(const Options& options) {
 
 Runner DefineWatch(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  app.add_option("folder", options->folders, "Folders to watch, each a library of its own")
-      ->type_name("FOLDER")
-      ->required();
+  app.add_option("folder", options->folders,
+                 "Folders to watch, each a library of its own; those of the settings when none is named")
+      ->type_name("FOLDER");
   AddWorkerOptions(app, options->run);
   app.add_option(
          "--settle", options->settle,
          "How long a file that was closed must stay as it is before it is read, in seconds; default 0.1")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, kLongestSettle));
+      ->check(NumberFrom(0.0, kLongestSettle));
   app.add_option("--poll", options->poll,
                  "How often what cannot be watched is looked at, in seconds; default 300")
       ->type_name("SECONDS")
-      ->check(CLI::Range(kShortestPoll, kLongestPoll));
+      ->check(NumberFrom(kShortestPoll, kLongestPoll));
   app.add_option("--events", options->events,
                  "How the kernel tells what happens: inotify (the default), with a watch for each folder, or "
                  "fanotify, with one for each file system, which takes root")

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <pwd.h>
 #include <stdlib.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -20,6 +19,7 @@
 #include "common/display.h"
 #include "common/error_text.h"
 #include "common/installation.h"
+#include "common/person_folder.h"
 #include "common/stop_signals.h"
 #include "library/root_variable.h"
 #include "library/state_trust.h"
@@ -38,24 +38,10 @@ constexpr int kValueSize = 128;
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLockPause{2};
 
-std::string Variable(const char* name) {
-  const char* value = getenv(name);
-  return value != nullptr ? value : "";
-}
-
-std::string HomeFolder() {
-  std::string home = Variable("HOME");
-  if (!home.empty()) return home;
-  const passwd* user = getpwuid(getuid());
-  return user != nullptr ? user->pw_dir : "";
-}
-
 // "" when there is no home either.
 std::string DefaultRoot() {
-  const fs::path state = Variable("XDG_STATE_HOME");
-  if (state.is_absolute()) return state / "lumivault";
-  const std::string home = HomeFolder();
-  return home.empty() ? "" : (fs::path(home) / ".local/state/lumivault").string();
+  const std::string states = PersonFolder("XDG_STATE_HOME", ".local/state");
+  return states.empty() ? "" : (fs::path(states) / "lumivault").string();
 }
 
 Failure Unusable(const std::string& path, int error) {

@@ -108,6 +108,19 @@ std::string OnTerminal(std::vector<std::string> arguments) {
   return text;
 }
 
+TEST_F(CliTest, WhatIsNoNumberOrOutOfRangeIsNamedWithTheRange) {
+  for (const char* value : {"0", "257", "-1", "two", "1x", ""}) {
+    EXPECT_EQ(Run({"index", folder(), std::string("--jobs=") + value}).err,
+              "lumivault: --jobs: not a number from 1 to 256 (see lumivault --help)\n")
+        << value;
+  }
+  for (const char* value : {"0.0009", "86400.1", "nan", "inf", "soon"}) {
+    EXPECT_EQ(Run({"index", folder(), "--timeout", value}).err,
+              "lumivault: --timeout: not a number from 0.001 to 86400 (see lumivault --help)\n")
+        << value;
+  }
+}
+
 TEST_F(CliTest, TheVersionIsOneLine) {
   const RunResult result = Run({"--version"});
   EXPECT_EQ(result.status, 0);
@@ -128,6 +141,12 @@ TEST_F(CliTest, HelpHasTheExitStatuses) {
   const Lines statuses = DocumentedStatuses();
   ASSERT_EQ(statuses.size(), 9U);
   EXPECT_EQ(StatusesIn(Run({"--help"}).out), statuses);
+}
+
+TEST_F(CliTest, TheCommandsWithoutADatabaseDoNotTellOfOne) {
+  const Lines statuses = DocumentedStatuses();
+  EXPECT_EQ(StatusesIn(Run({"watch", "--help"}).out), Numbered(statuses, {"1", "2", "4", "129"}));
+  EXPECT_EQ(StatusesIn(Run({"config", "--help"}).out), Numbered(statuses, {"0", "1", "2", "4", "129"}));
 }
 
 TEST_F(CliTest, EveryCommandHasHelpWithTheExitStatusesThatItCanHave) {

@@ -80,6 +80,7 @@ class ServiceTest : public testing::Test {
 
   // Runs use this from now on.
   void Environment(const std::string& name, const std::string& value) { environment_[name] = value; }
+  void ForgetEnvironment(const std::string& name) { environment_.erase(name); }
   void AsUser(uid_t user) { user_ = user; }
   // Gives all of the test's files to nobody and runs the program as nobody from now on; false where that
   // cannot be done. An ordinary user stays who it is.
@@ -114,7 +115,8 @@ class ServiceTest : public testing::Test {
 
  private:
   TempDir dir_;
-  std::map<std::string, std::string> environment_;
+  // Whoever runs the tests may have settings.
+  std::map<std::string, std::string> environment_{{"LUMIVAULT_CONFIG", ""}};
   std::optional<uid_t> user_;
   std::filesystem::path program_ = LUMIVAULT_PROGRAM;
   int runs_ = 0;
