@@ -134,18 +134,12 @@ int Check(const char* path) {
 }
 
 // What an event asks again about the path that it has asked about last: the context is still of that.
-struct Checked {
-  unsigned long event = OneEvent::kNone;
-  std::string path;
-};
-
 int CheckOnce(const std::string& path) {
-  static Checked last;
-  const unsigned long event = OneEvent::Current();
-  if (event != OneEvent::kNone && last.event == event && last.path == path) return 0;
-  last.event = OneEvent::kNone;
+  static PathOfEvent last;
+  if (last.Is(path)) return 0;
+  last.Forget();
   if (Check(path.c_str()) < 0) return -1;
-  last = {event, path};
+  last.Note(path);
   return 0;
 }
 

@@ -134,6 +134,8 @@ std::optional<Position> PositionFromSideFile(const std::string& side_file) {
 
 std::optional<Position> PhotoGPSInfoGet(const char* path, PositionMode mode) {
   if (!IsThereToRead(path)) return std::nullopt;
+  // The file is read once, and the database has been waited for: it may have come meanwhile.
+  LookForSideFolderAnew();
   if (const auto side_file = FindSideItem(path, "GPS")) return PositionFromSideFile(*side_file);
   if (mode == PositionMode::kVideo) return std::nullopt;
   return PositionFromTags(path);

@@ -29,20 +29,19 @@ File OpenBeneath(const std::string& path) {
 
 // Most files have no side files at all, and an event asks for eight: one look at the folder in which all of
 // them lie answers for the event. Outside of events each is looked for.
+struct SideFolder {
+  PathOfEvent path;
+  bool gone = false;
+};
+SideFolder side_folder;
+
 bool SideFolderIsGone(const std::string& root, std::string_view folder) {
-  struct Look {
-    unsigned long event = OneEvent::kNone;
-    std::string folder;
-    bool gone = false;
-  };
-  static Look last;
-  const unsigned long event = OneEvent::Current();
-  if (event == OneEvent::kNone) return false;
-  if (last.event != event || last.folder != folder) {
-    last = {event, std::string(folder), false};
-    last.gone = KAVOBeneathFolderGone(root.c_str(), last.folder.c_str()) != 0;
+  if (OneEvent::Current() == OneEvent::kNone) return false;
+  if (!side_folder.path.Is(folder)) {
+    side_folder.gone = KAVOBeneathFolderGone(root.c_str(), std::string(folder).c_str()) != 0;
+    side_folder.path.Note(folder);
   }
-  return last.gone;
+  return side_folder.gone;
 }
 
 }  // namespace
@@ -51,6 +50,10 @@ bool SideFileExists(const std::string& path) {
   const auto root = PhotoRootIn(path.c_str());
   return root && !SideFolderIsGone(*root, FolderOf(path)) &&
          KAVOBeneathExist(root->c_str(), path.c_str()) != 0;
+}
+
+void LookForSideFolderAnew() {
+  side_folder.path.Forget();
 }
 
 std::optional<std::string> FindSideItem(std::string_view path, const char* item) {

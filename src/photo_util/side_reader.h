@@ -19,6 +19,9 @@ struct SideLine {
 
 // False outside the photo root as well.
 bool SideFileExists(const std::string& path);
+// What the event that goes on has seen of the folder of side files does not hold any more: it has waited
+// since.
+void LookForSideFolderAnew();
 // The side file of the media file PATH for ITEM ("GPS") that is there, KAVOPHOTO_<ITEM> before
 // KAVOPHOTO:<ITEM>. A name of 4096 bytes and more is cut and so finds nothing.
 std::optional<std::string> FindSideItem(std::string_view path, const char* item);

@@ -60,11 +60,12 @@ TEST_F(FileAdd, LooksAtTheSettingsOnceAndTheNextAddNoticesAChange) {
   EXPECT_THAT(fake().statements, IsEmpty());
 }
 
-TEST_F(FileAdd, LooksOnceForSideFilesAndTheNextAddNoticesOne) {
+// Once for the texts, and once for the position, behind the wait for the database.
+TEST_F(FileAdd, LooksTwiceForSideFilesAndTheNextAddNoticesOne) {
   UsePersonal();
   const std::string path = PersonalFile("a.jpg");
   ASSERT_EQ(Add(path), 0);
-  EXPECT_EQ(fake().Count("KAVOBeneathFolderGone"), 1);
+  EXPECT_EQ(fake().Count("KAVOBeneathFolderGone"), 2);
   EXPECT_EQ(fake().Count("KAVOBeneathExist"), 0);
   WriteFile(personal() + "/@eaDir/a.jpg/KAVOPHOTO_TITLE", "title");
   ASSERT_EQ(Add(path), 0);

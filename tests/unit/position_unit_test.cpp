@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "base/one_event.h"
+#include "photo_util/side_reader.h"
 #include "support/comma_locale.h"
 
 namespace {
@@ -26,6 +28,14 @@ TEST_F(SideFilePositionTest, IsConsumed) {
   EXPECT_EQ(Texts(), "{\"lat\":\"1\",\"lng\":\"2\"}||");
   EXPECT_FALSE(fs::exists(SideFile("_")));
   EXPECT_EQ(fake().Count("ProcessRunner"), 0);
+}
+
+TEST_F(SideFilePositionTest, OneThatComesWithinTheEventIsTaken) {
+  const OneEvent event;
+  EXPECT_FALSE(FindSideItem(path(), "GPS"));
+  WriteFile(SideFile("_"), "came");
+  EXPECT_FALSE(FindSideItem(path(), "GPS")) << "the event remembers that there is none";
+  EXPECT_EQ(Texts(), "came||");
 }
 
 TEST_F(SideFilePositionTest, UnderscoreFormComesFirst) {

@@ -10,7 +10,9 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <thread>
 
+#include "base/limits.h"
 #include "base/one_event.h"
 #include "lumivault/photo_database.h"
 #include "support/failing_memory.h"
@@ -84,6 +86,26 @@ TEST_F(RequestContextTest, AnEventWithinAnEventBelongsToIt) {
   }
   EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
   EXPECT_EQ(fake().Count(kOneCheck), 1);
+}
+
+TEST_F(RequestContextTest, AnEventIsItsThreadsAlone) {
+  const OneEvent event;
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  std::thread([&] { EXPECT_EQ(HGAStatusCheck((photos_ + "/a.jpg").c_str()), 0); }).join();
+  std::thread([&] { EXPECT_EQ(HGAStatusCheck((photos_ + "/a.jpg").c_str()), 0); }).join();
+  EXPECT_EQ(fake().Count(kOneCheck), 3);
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 0);
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0) << "the context is another thread's path's";
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 1);
+}
+
+TEST_F(RequestContextTest, APathThatCannotBeNotedIsAskedAbout) {
+  const std::string file = photos_ + "/" + std::string(kPathSize, 'x');
+  const OneEvent event;
+  const int answer = HGAStatusCheck(file.c_str());
+  EXPECT_EQ(HGAStatusCheck(file.c_str()), answer);
+  EXPECT_EQ(HGAStatusCheck(photos_.c_str()), 0);
+  EXPECT_EQ(HGAStatusIsUserPhotoRoot(), 1);
 }
 
 TEST_F(RequestContextTest, TheNextEventNoticesAChangedSetting) {
