@@ -74,4 +74,6 @@ build_preset() {
     tail -n 60 "$log" >&2
     fail "the build failed; the whole output is in $log"
   }
+  # Tests that wait for the disk would wait for all of this, too.
+  sync -f "$log"
 }
