@@ -3,17 +3,13 @@
 #include <memory>
 #include <string>
 
-#include "base/fixed_path.h"
 #include "commands/command.h"
 #include "commands/settings.h"
 #include "common/display.h"
-#include "library/state_root.h"
-#include "work/worker_memory.h"
 
 namespace {
 
 constexpr int kSchemaVersion = 1;
-constexpr const char* kDefault = "default";
 
 struct Options {
   std::string root;
@@ -21,71 +17,78 @@ struct Options {
   bool json = false;
 };
 
-// One that the state folder has is older than the file of settings, and still holds where nothing else does.
-Outcome<Done> TakeMemoryOfStateFolder(const Options& options, std::vector<EffectiveSetting>& settings) {
-  for (EffectiveSetting& setting : settings) {
-    if (setting.key != kWorkerMemorySetting || setting.origin != kDefault) continue;
-    const auto root = StateRoot::Locate(options.root);
-    if (!root) return root.failure();
-    const auto memory = WorkerMemory(*root, std::nullopt);
-    if (!memory) return memory.failure();
-    setting.value = std::to_string(*memory);
-    if (*memory != kDefaultWorkerMemory) setting.origin = root->Place(kPackageSettings);
-  }
-  return Done{};
+std::string OriginOf(const EffectiveSetting& setting) {
+  return setting.origin.empty() ? "default" : setting.origin;
 }
 
 std::string TextOf(const std::vector<EffectiveSetting>& settings) {
-  std::size_t width = 0;
   const auto line_of = [](const EffectiveSetting& setting) {
     return setting.key + "=" + Visible(setting.value);
   };
+  std::size_t width = 0;
   for (const EffectiveSetting& setting : settings) width = std::max(width, line_of(setting).size());
   std::string text;
   for (const EffectiveSetting& setting : settings) {
     std::string line = line_of(setting);
     line.resize(width + 2, ' ');
-    text += line + Visible(setting.origin) + "\n";
+    text += line + Visible(OriginOf(setting)) + "\n";
   }
   return text;
 }
 
-Json::Value JsonOf(const std::vector<EffectiveSetting>& settings) {
+Json::Value JsonAbout(const std::string& file) {
   Json::Value json(Json::objectValue);
   json["schema_version"] = kSchemaVersion;
-  SetBytes(json, "file", SettingsPlace());
+  SetBytes(json, "file", file);
+  return json;
+}
+
+Json::Value JsonOf(const std::vector<EffectiveSetting>& settings) {
+  Json::Value json = JsonAbout(SettingsPlace());
   json["settings"] = Json::Value(Json::arrayValue);
   for (const EffectiveSetting& setting : settings) {
     Json::Value& entry = json["settings"].append(Json::Value(Json::objectValue));
     entry["key"] = setting.key;
     SetBytes(entry, "value", setting.value);
-    SetBytes(entry, "origin", setting.origin);
+    SetBytes(entry, "origin", OriginOf(setting));
+  }
+  return json;
+}
+
+Json::Value JsonOf(const SettingsFile& file, const std::vector<SettingMistake>& mistakes) {
+  Json::Value json = JsonAbout(file.path);
+  json["mistakes"] = Json::Value(Json::arrayValue);
+  for (const SettingMistake& mistake : mistakes) {
+    Json::Value& entry = json["mistakes"].append(Json::Value(Json::objectValue));
+    entry["line"] = mistake.line;
+    SetBytes(entry, "text", mistake.text);
   }
   return json;
 }
 
 int Print(const Options& options) {
-  const auto file = ReadCallersSettings();
-  if (!file) return ReportFailure(file.failure(), options.json);
-  if (const auto mistakes = MistakesIn(*file); !mistakes.empty())
-    return ReportFailure(mistakes.front(), options.json);
-  auto settings = EffectiveSettings(*file);
+  auto settings = EffectiveSettings();
   if (!settings) return ReportFailure(settings.failure(), options.json);
-  if (auto taken = TakeMemoryOfStateFolder(options, *settings); !taken)
-    return ReportFailure(taken.failure(), options.json);
+  auto memory = EffectiveWorkerMemory(options.root);
+  if (!memory) return ReportFailure(memory.failure(), options.json);
+  for (EffectiveSetting& setting : *settings) {
+    if (setting.key == memory->key) setting = *memory;
+  }
   return PrintResult(options.json ? JsonLine(JsonOf(*settings)) + "\n" : TextOf(*settings),
                      ExitStatus::kDone);
 }
 
 int Check(const Options& options) {
   const auto file = options.checked.empty() ? ReadCallersSettings() : ReadSettingsFile(options.checked);
-  if (!file) return ReportFailure(file.failure());
+  if (!file) return ReportFailure(file.failure(), options.json);
   const auto mistakes = MistakesIn(*file);
-  for (const Failure& mistake : mistakes) ReportFailure(mistake);
-  if (!mistakes.empty()) return static_cast<int>(ExitStatus::kConfiguration);
-  const std::string name =
-      file->path.empty() ? "there is no file of settings" : Visible(file->path) + ": all is well";
-  return PrintResult(name + "\n", ExitStatus::kDone);
+  for (const SettingMistake& mistake : mistakes) ReportFailure(FailureOf(mistake, *file));
+  const ExitStatus status = mistakes.empty() ? ExitStatus::kDone : ExitStatus::kConfiguration;
+  if (options.json) return PrintResult(JsonLine(JsonOf(*file, mistakes)) + "\n", status);
+  if (!mistakes.empty()) return static_cast<int>(status);
+  return PrintResult(
+      file->path.empty() ? "there is no file of settings\n" : Visible(file->path) + ": all is well\n",
+      status);
 }
 
 }  // namespace

@@ -1,15 +1,17 @@
 #include <CLI/CLI.hpp>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "commands/command.h"
 #include "commands/opened_library.h"
+#include "commands/settings.h"
 #include "common/display.h"
 #include "common/grouped.h"
 #include "jobs/job_queue.h"
 #include "run/report.h"
 #include "setup/diagnosis.h"
-#include "work/worker_memory.h"
 
 namespace {
 
@@ -61,12 +63,13 @@ Json::Value FindingsJson(const Findings& findings) {
   return json;
 }
 
-std::string MemoryText(unsigned megabytes) {
-  return "memory of a worker: " + (megabytes == 0 ? "no limit" : std::to_string(megabytes) + " MiB at most") +
-         "\n";
+std::string MemoryText(const std::optional<unsigned>& megabytes) {
+  if (!megabytes) return "";
+  return "memory of a worker: " +
+         (megabytes == 0 ? "no limit" : std::to_string(*megabytes) + " MiB at most") + "\n";
 }
 
-std::string FindingsText(const Findings& findings, unsigned memory) {
+std::string FindingsText(const Findings& findings, const std::optional<unsigned>& memory) {
   if (findings.empty()) return "all is well\n" + MemoryText(memory);
   std::string text;
   for (const Finding& finding : findings) {
@@ -80,7 +83,7 @@ std::string FindingsText(const Findings& findings, unsigned memory) {
 int ReportNoLibrary(const Findings& findings, const Failure& failure, bool json) {
   if (findings.empty()) return ReportFailure(failure, json);
   ReportFailure(failure);
-  if (!json) return PrintResult(FindingsText(findings, 0), failure.status);
+  if (!json) return PrintResult(FindingsText(findings, std::nullopt), failure.status);
   Json::Value object = FindingsJson(findings);
   const Json::Value failed = FailureJson(failure);
   for (const std::string& member : failed.getMemberNames()) object[member] = failed[member];
@@ -92,8 +95,8 @@ std::string HeldText(const Library& library) {
          ": held by a run, or locked by somebody else, so what runs have noted was not compared\n";
 }
 
-Json::Value WithMemory(Json::Value json, unsigned megabytes) {
-  json["worker_memory"] = megabytes;
+Json::Value WithMemory(Json::Value json, const std::optional<unsigned>& megabytes) {
+  json["worker_memory"] = megabytes ? Json::Value(*megabytes) : Json::Value();
   return json;
 }
 
@@ -101,8 +104,11 @@ int Examine(const LibraryOptions& options) {
   const auto root = StateRoot::Locate(options.root);
   if (!root) return ReportFailure(root.failure(), options.json);
   Findings findings = ExamineInstallation(*root);
-  const auto memory = WorkerMemory(*root, std::nullopt);
-  if (!memory) return ReportFailure(memory.failure(), options.json);
+  const auto setting = EffectiveWorkerMemory(options.root);
+  if (!setting)
+    findings.push_back({"settings", setting.failure().message, "lumivault config check names every mistake"});
+  const std::optional<unsigned> memory =
+      setting ? std::optional(static_cast<unsigned>(std::stoul(setting->value, nullptr, 0))) : std::nullopt;
   const auto library = FindRequestedLibrary(options);
   if (!library) return ReportNoLibrary(findings, library.failure(), options.json);
   bool held = false;
@@ -115,10 +121,10 @@ int Examine(const LibraryOptions& options) {
   const ExitStatus status = findings.empty() ? ExitStatus::kDone : findings.front().status;
   const auto queue = ReadJobQueue(*root);
   if (!options.json)
-    return PrintResult(FindingsText(findings, *memory) + (held ? HeldText(**library) : "") +
-                           (queue ? QueueText(*queue) : ""),
-                       status);
-  Json::Value json = WithMemory(FindingsJson(findings), *memory);
+    return PrintResult(
+        FindingsText(findings, memory) + (held ? HeldText(**library) : "") + (queue ? QueueText(*queue) : ""),
+        status);
+  Json::Value json = WithMemory(FindingsJson(findings), memory);
   if (held) json["held"] = true;
   if (queue) json["job_queue"] = QueueJson(*queue);
   return PrintResult(JsonLine(json) + "\n", status);

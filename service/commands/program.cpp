@@ -69,8 +69,8 @@ constexpr std::array kExitStatuses{
     StatusLine{kAll, "2 wrong command line, or a folder that cannot be what the command makes of it"},
     StatusLine{kRuns, "3 done, but some files failed that had not failed before"},
     StatusLine{kAll,
-               "4 bad configuration: state folder, plug-in or a tool is missing or unusable; for doctor, "
-               "also: no such library"},
+               "4 bad configuration: a setting is wrong, or state folder, plug-in or a tool is missing or "
+               "unusable; for doctor, also: no such library"},
     StatusLine{kAll & ~(kWatches | kConfigures), "5 the database cannot be reached, or it failed"},
     StatusLine{kRuns | kMakes,
                "6 another run holds the library, be it one with another --root, or keeps the state folder "

@@ -137,8 +137,7 @@ void AddWorkerOptions(CLI::App& app, RunOptions& options) {
       ->type_name("SECONDS")
       ->check(NumberFrom(kShortestTimeout, kLongestTimeout));
   app.add_option("--worker-memory", options.worker_memory,
-                 "Memory that one worker may use, in MiB, at least 256, or 0 for no limit; default 512, or "
-                 "worker_memory in settings.conf")
+                 "Memory that one worker may use, in MiB, at least 256, or 0 for no limit; default 512")
       ->type_name("MIB")
       ->check(CheckedMemory);
   app.add_flag("--as-root", options.as_root,

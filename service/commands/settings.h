@@ -21,12 +21,18 @@ Outcome<Done> ApplySettings(CLI::App& command);
 struct EffectiveSetting {
   std::string key;
   std::string value;
-  std::string origin;  // a variable of the environment, FILE:LINE, or "default"
+  std::string origin;  // a variable of the environment or FILE:LINE; empty for the default
 };
-// In the order in which they are documented; FILE has no mistakes. Fails for one of the environment.
-Outcome<std::vector<EffectiveSetting>> EffectiveSettings(const SettingsFile& file);
+// In the order in which they are documented. Fails as ApplySettings does.
+Outcome<std::vector<EffectiveSetting>> EffectiveSettings();
 
-// Everything that is wrong with FILE, in the order of its lines, each as "FILE:LINE: what".
-std::vector<Failure> MistakesIn(const SettingsFile& file);
+// Everything that is wrong with FILE, in the order of its lines.
+std::vector<SettingMistake> MistakesIn(const SettingsFile& file);
+// One of them, as "FILE:LINE: what".
+Failure FailureOf(const SettingMistake& mistake, const SettingsFile& file);
+
+// MiB of memory that one worker may use in a run without options: as the settings say, else the state folder
+// of ROOT, which is named as for --root, else the default. An origin is empty for the default.
+Outcome<EffectiveSetting> EffectiveWorkerMemory(const std::string& root);
 
 #endif  // SERVICE_COMMANDS_SETTINGS_H_

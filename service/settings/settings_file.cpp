@@ -49,13 +49,13 @@ void TakeLine(std::string_view text, int line, SettingsFile& file) {
   }
 }
 
-// Why PATH is not gone by; nothing when it may be.
+// Why FILE is refused; nothing when it is not.
 std::optional<std::string> Distrust(const struct stat& file) {
   if (!S_ISREG(file.st_mode)) return "not a regular file";
   const uid_t caller = geteuid();
-  if (file.st_uid != caller && file.st_uid != 0) return "belongs to somebody else, so it is not gone by";
+  if (file.st_uid != caller && file.st_uid != 0) return "belongs to somebody else, so it is refused";
   const mode_t others = caller == 0 ? S_IWGRP | S_IWOTH : S_IWOTH;
-  if ((file.st_mode & others) != 0) return "others may change it, so it is not gone by (chmod go-w)";
+  if ((file.st_mode & others) != 0) return "others may change it, so it is refused (chmod go-w)";
   return std::nullopt;
 }
 
@@ -80,8 +80,10 @@ std::string SettingsPlace() {
 
 Outcome<SettingsFile> ReadCallersSettings() {
   const std::string path = SettingsPlace();
-  const bool may_lack = getenv(kFileVariable) == nullptr && access(path.c_str(), F_OK) != 0 &&
-                        (errno == ENOENT || errno == ENOTDIR);
+  const bool named = getenv(kFileVariable) != nullptr;
+  // A home may be somebody else's, who keeps it closed (sudo, runuser).
+  const bool may_lack =
+      !named && access(path.c_str(), F_OK) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == EACCES);
   return path.empty() || may_lack ? Outcome<SettingsFile>(SettingsFile{}) : ReadSettingsFile(path);
 }
 

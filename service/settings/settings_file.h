@@ -35,8 +35,8 @@ SettingsFile ParseSettings(std::string path, std::string_view text);
 
 // Those of the caller, as they are now: in the file that $LUMIVAULT_CONFIG names, else for root in
 // /etc/lumivault/lumivault.conf and for others in $XDG_CONFIG_HOME/lumivault/lumivault.conf, which is below
-// ~/.config where that is not set. There are none where the variable is empty, or its file is not there and
-// was not named. Fails as ReadSettingsFile does.
+// ~/.config where that is not set. There are none where the variable is empty, or where the file was not
+// named and is not there, or not in reach. Fails as ReadSettingsFile does.
 Outcome<SettingsFile> ReadCallersSettings();
 // Where that is; empty for none.
 std::string SettingsPlace();

@@ -35,12 +35,18 @@ bool IsWorkerMemory(unsigned megabytes) {
 
 Outcome<unsigned> WorkerMemory(const StateRoot& root, const std::optional<unsigned>& named) {
   if (named) return *named;
+  const auto setting = MemoryOfStateFolder(root);
+  if (!setting) return setting.failure();
+  return setting->value_or(kDefaultWorkerMemory);
+}
+
+Outcome<std::optional<unsigned>> MemoryOfStateFolder(const StateRoot& root) {
   std::array<char, kValueSize> value{};
   const std::string settings = root.Place(kPackageSettings);
   if (RLIBCFileGetKeyValue(settings.c_str(), kWorkerMemorySetting, value.data(), kValueSize, 0) < 0)
-    return kDefaultWorkerMemory;
+    return std::optional<unsigned>();
   const auto number = Number(value.data());
-  if (number && IsWorkerMemory(*number)) return *number;
+  if (number && IsWorkerMemory(*number)) return number;
   return Failure{ExitStatus::kConfiguration,
                  settings + ": " + kWorkerMemorySetting + " is not 0 and no number of MiB from " +
                      std::to_string(kLeastWorkerMemory) + " to " + std::to_string(kMostWorkerMemory)};

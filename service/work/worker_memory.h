@@ -17,6 +17,8 @@ inline constexpr const char* kWorkerMemorySetting = "worker_memory";  // of the 
 
 // NAMED on the command line, else the setting, else the default. Fails for a setting that is none.
 Outcome<unsigned> WorkerMemory(const StateRoot& root, const std::optional<unsigned>& named);
+// The setting alone, where there is one.
+Outcome<std::optional<unsigned>> MemoryOfStateFolder(const StateRoot& root);
 bool IsWorkerMemory(unsigned megabytes);
 
 // The exit status of a worker that an allocation was refused, and what that means to people.

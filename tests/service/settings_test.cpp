@@ -91,8 +91,8 @@ TEST_F(SettingsTest, TheFileIsNamedWithTheLine) {
   const fs::path file = Settings("# for the attic\npoll=20\nlibrary=/a b\nlibrary=/c\n");
   EXPECT_EQ(Line("poll"), "poll=20 " + file.string() + ":2");
   EXPECT_EQ(Line("settle"), "settle=0.1 default");
-  EXPECT_NE(Config().find("library=/a b"), std::string::npos);
-  EXPECT_NE(Config().find("library=/c"), std::string::npos);
+  EXPECT_EQ(Line("library"), "library=/a b " + file.string() + ":3");
+  EXPECT_NE(Config().find("library=/c         " + file.string() + ":4\n"), std::string::npos) << Config();
 }
 
 TEST_F(SettingsTest, TheEnvironmentComesBeforeTheFile) {
@@ -101,6 +101,8 @@ TEST_F(SettingsTest, TheEnvironmentComesBeforeTheFile) {
   Environment("LUMIVAULT_SETTLE", "");
   EXPECT_EQ(Line("jobs"), "jobs=5 LUMIVAULT_JOBS");
   EXPECT_TRUE(Line("settle").starts_with("settle=2 ")) << "an empty variable says nothing";
+  Environment("LUMIVAULT_JOBS", "010");
+  EXPECT_EQ(Line("jobs"), "jobs=8 LUMIVAULT_JOBS") << "as it is understood";
 }
 
 TEST_F(SettingsTest, TheCommandLineComesBeforeTheEnvironment) {
@@ -161,16 +163,16 @@ TEST_F(SettingsTest, AFileThatWasNamedMustBeThere) {
   ExpectRefused({"config"}, (scratch() / "none").string() + ": No such file or directory");
 }
 
-TEST_F(SettingsTest, WhatOthersMayChangeIsNotGoneBy) {
+TEST_F(SettingsTest, WhatOthersMayChangeIsRefused) {
   const fs::path file = Settings("jobs=2\n");
   ASSERT_EQ(chmod(file.c_str(), 0646), 0);
-  ExpectRefused({"config"}, file.string() + ": others may change it, so it is not gone by (chmod go-w)");
+  ExpectRefused({"config"}, file.string() + ": others may change it, so it is refused (chmod go-w)");
   if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
   ASSERT_EQ(chmod(file.c_str(), 0664), 0);
-  ExpectRefused({"config"}, file.string() + ": others may change it, so it is not gone by (chmod go-w)");
+  ExpectRefused({"config"}, file.string() + ": others may change it, so it is refused (chmod go-w)");
   ASSERT_EQ(chmod(file.c_str(), 0644), 0);
   ASSERT_EQ(chown(file.c_str(), kStranger, kStranger), 0);
-  ExpectRefused({"config"}, file.string() + ": belongs to somebody else, so it is not gone by");
+  ExpectRefused({"config"}, file.string() + ": belongs to somebody else, so it is refused");
 }
 
 TEST_F(SettingsTest, WhatIsNoFileIsNamed) {
@@ -198,6 +200,27 @@ TEST_F(SettingsTest, EachPersonHasAFileOfTheirOwn) {
   EXPECT_TRUE(Line("poll").starts_with("poll=7 ")) << Line("poll");
   Environment("XDG_CONFIG_HOME", (scratch() / "lacks").string());
   EXPECT_EQ(Line("poll"), "poll=300 default");
+  Environment("XDG_CONFIG_HOME", (scratch() / "config/lumivault/lumivault.conf").string());
+  EXPECT_EQ(Line("poll"), "poll=300 default") << "no folder";
+  ASSERT_EQ(chmod((scratch() / "config").c_str(), 0), 0);
+  Environment("XDG_CONFIG_HOME", (scratch() / "config").string());
+  EXPECT_EQ(Line("poll"), "poll=300 default") << "out of reach";
+}
+
+TEST_F(SettingsTest, AnOrdinaryPersonsFileMayBeRootsAndTheGroups) {
+  const fs::path file = Settings("poll=7\n");
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  ASSERT_EQ(chmod(file.c_str(), 0664), 0);
+  EXPECT_TRUE(Line("poll").starts_with("poll=7 "));
+  ASSERT_EQ(chmod(file.c_str(), 0666), 0);
+  ExpectRefused({"config"}, file.string() + ": others may change it, so it is refused (chmod go-w)");
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  ASSERT_EQ(chmod(file.c_str(), 0644), 0);
+  ASSERT_EQ(chown(file.c_str(), 0, 0), 0);
+  EXPECT_TRUE(Line("poll").starts_with("poll=7 ")) << "root's";
+  ASSERT_EQ(chown(file.c_str(), kStranger, kStranger), 0);
+  ExpectRefused({"config"}, file.string() + ": belongs to somebody else, so it is refused");
 }
 
 TEST_F(SettingsTest, TheStateFoldersMemoryHoldsWhereNothingElseDoes) {
@@ -205,8 +228,44 @@ TEST_F(SettingsTest, TheStateFoldersMemoryHoldsWhereNothingElseDoes) {
   const fs::path settings = state() / "var/packages/Lumivault/etc/settings.conf";
   WriteFile(settings, "worker_memory=\"300\"\n");
   EXPECT_EQ(Line("worker_memory"), "worker_memory=300 " + settings.string());
+  WriteFile(settings, "worker_memory=\"512\"\n");
+  EXPECT_EQ(Line("worker_memory"), "worker_memory=512 " + settings.string());
   const fs::path file = Settings("worker_memory=400\n");
   EXPECT_EQ(Line("worker_memory"), "worker_memory=400 " + file.string() + ":1");
+  EXPECT_EQ(StrictJson(Run({"doctor", "--json"}).out)["worker_memory"].asInt(), 400);
+}
+
+TEST_F(SettingsTest, TheDoctorTellsOfAMistake) {
+  const fs::path file = Settings("jobs=0\n");
+  const RunResult result = Run({"doctor"});
+  EXPECT_EQ(result.status, kConfiguration);
+  EXPECT_TRUE(result.out.ends_with("settings: " + file.string() +
+                                   ":1: jobs: not a number from 1 to 256\n"
+                                   "  lumivault config check names every mistake\n"))
+      << result.out;
+  EXPECT_TRUE(StrictJson(Run({"doctor", "--json"}).out)["worker_memory"].isNull());
+}
+
+TEST_F(SettingsTest, WhereTheStateFolderIsRefusedTheSettingsAreToldAllTheSame) {
+  fs::create_directories(state());
+  ASSERT_EQ(chmod(state().c_str(), 0777), 0);
+  ASSERT_EQ(Run({"doctor"}).status, kConfiguration);
+  EXPECT_EQ(Line("worker_memory"), "worker_memory=512 default");
+}
+
+TEST_F(SettingsTest, ACheckForProgramsIsJson) {
+  const fs::path file = Settings("jobs=2\nno\n");
+  const RunResult result = Run({"config", "check", "--json"});
+  EXPECT_EQ(result.status, kConfiguration);
+  const Json::Value json = StrictJson(result.out);
+  EXPECT_EQ(json["file"].asString(), file.string());
+  ASSERT_EQ(json["mistakes"].size(), 1U);
+  EXPECT_EQ(json["mistakes"][0]["line"].asInt(), 2);
+  EXPECT_EQ(json["mistakes"][0]["text"].asString(), "neither key=value nor a comment");
+  Settings("jobs=2\n");
+  const RunResult good = Run({"config", "check", "--json"});
+  EXPECT_EQ(good.status, 0);
+  EXPECT_EQ(StrictJson(good.out)["mistakes"].size(), 0U);
 }
 
 TEST_F(SettingsTest, ProgramsGetJson) {
@@ -226,6 +285,16 @@ TEST_F(SettingsTest, FoldersOfTheFileAreWatchedWhereNoneIsNamed) {
   watch_ = Start({"watch", "--json"});
   EXPECT_TRUE(Eventually([&] { return !News("watching").empty(); })) << watch_->err();
   EXPECT_EQ(Value("SELECT count(*) FROM photo_image"), "1");
+}
+
+TEST_F(SettingsTest, AFolderThatIsNamedIsWatchedAlone) {
+  MakeJpeg(File("a.jpg"), 8, 8);
+  MakeJpeg(scratch() / "other/b.jpg", 8, 8);
+  Settings("library=" + (scratch() / "other").string() + "\n");
+  Watch();
+  EXPECT_TRUE(Eventually([&] { return !News("watching").empty(); }));
+  ASSERT_EQ(StopWatch().status, 128 + SIGTERM);
+  EXPECT_FALSE(fs::exists(scratch() / "other/.KAVOHGADB"));
 }
 
 TEST_F(SettingsTest, AWatchOfNoFolderIsRefused) {

@@ -116,7 +116,10 @@ class ServiceTest : public testing::Test {
  private:
   TempDir dir_;
   // Whoever runs the tests may have settings.
-  std::map<std::string, std::string> environment_{{"LUMIVAULT_CONFIG", ""}};
+  std::map<std::string, std::string> environment_{{"LUMIVAULT_CONFIG", ""},  {"LUMIVAULT_JOBS", ""},
+                                                  {"LUMIVAULT_TIMEOUT", ""}, {"LUMIVAULT_WORKER_MEMORY", ""},
+                                                  {"LUMIVAULT_SETTLE", ""},  {"LUMIVAULT_POLL", ""},
+                                                  {"LUMIVAULT_EVENTS", ""}};
   std::optional<uid_t> user_;
   std::filesystem::path program_ = LUMIVAULT_PROGRAM;
   int runs_ = 0;
