@@ -1,12 +1,17 @@
 #include "changes/moves.h"
 
+#include <errno.h>
+
 #include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "common/display.h"
+#include "common/error_text.h"
 #include "common/path_parts.h"
 #include "files/fingerprint.h"
+#include "files/held_folder.h"
 #include "library/album_name.h"
 
 namespace {
@@ -69,8 +74,11 @@ class MissingByContent {
     }
   }
 
-  const CatalogueEntry* Take(const Arrival& arrival) {
+  // Null where it is the copy of none. Nothing is known of copies where the library cannot be reached.
+  Outcome<const CatalogueEntry*> Take(const Arrival& arrival) {
     if (!sizes_.contains(arrival.stamp.size)) return nullptr;
+    const HeldFolder held(library_);
+    if (!held) return Failure{ExitStatus::kFatal, AboutFile(library_, ErrorText(errno))};
     return TakeBestMatch(by_content_, Fingerprint(library_ + "/" + arrival.path), arrival.path,
                          [&](const CatalogueEntry& entry) { return entry.kind == arrival.kind; });
   }
@@ -219,8 +227,8 @@ std::vector<Move> TakeFolderMoves(Differences& differences) {
   return moves;
 }
 
-std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library,
-                                const StopQuestion& stopped) {
+Outcome<std::vector<Move>> TakeFileMoves(Differences& differences, const std::string& library,
+                                         const StopQuestion& stopped) {
   MissingByObject sources;
   sources.Add(differences.gone_files);
   sources.Add(differences.replaced_files);
@@ -238,8 +246,9 @@ std::vector<Move> TakeFileMoves(Differences& differences, const std::string& lib
   const MissingByName namesakes(differences.gone_files, rest);
   for (const Arrival* arrival : rest) {
     if (stopped && stopped()) break;
-    const CatalogueEntry* entry = copies.Take(*arrival);
-    if (entry == nullptr) entry = namesakes.Find(*arrival);
+    const auto copied = copies.Take(*arrival);
+    if (!copied) return copied.failure();
+    const CatalogueEntry* entry = *copied != nullptr ? *copied : namesakes.Find(*arrival);
     if (entry != nullptr) moves.push_back(MoveOf(*entry, *arrival, true));
   }
   // RemoveMoved takes those that moved out of it, and rows bear their names until the moves are done.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "changes/survey.h"
+#include "common/outcome.h"
 
 // Something that bears another name now. Paths are below the library.
 struct Move {
@@ -24,8 +25,9 @@ struct Move {
 // by its object alone. A folder moves only to a path that is new, since what the plug-in does first is to
 // clear everything below it, and that can be an album.
 std::vector<Move> TakeFolderMoves(Differences& differences);
-// Where it is STOPPED, contents are not compared any more: what was found so far is not to be acted on.
-std::vector<Move> TakeFileMoves(Differences& differences, const std::string& library,
-                                const StopQuestion& stopped = nullptr);
+// Where it is STOPPED, contents are not compared any more: what was found so far is not to be acted on. It
+// fails where a file may have been copied and the library cannot be reached.
+Outcome<std::vector<Move>> TakeFileMoves(Differences& differences, const std::string& library,
+                                         const StopQuestion& stopped = nullptr);
 
 #endif  // SERVICE_CHANGES_MOVES_H_

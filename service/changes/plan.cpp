@@ -12,8 +12,7 @@
 #include "common/display.h"
 #include "common/error_text.h"
 #include "database/queries_sql.h"
-#include "files/looking.h"
-#include "platform/media_file.h"
+#include "files/held_folder.h"
 
 namespace {
 
@@ -33,7 +32,8 @@ class Planner {
     plan_.seen = std::move(differences.seen);
     OutOfReach out_of_reach = options_.accepts_loss ? OutOfReach() : TakeHiding(differences);
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
-    const std::vector<Move> file_moves = TakeFileMoves(differences, library_.folder, options_.stopped);
+    const auto file_moves = TakeFileMoves(differences, library_.folder, options_.stopped);
+    if (!file_moves) return file_moves.failure();
     // What is gone was not told from what moved.
     if (options_.stopped && options_.stopped()) return Plan{};
     if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
@@ -41,7 +41,7 @@ class Planner {
     if (auto taken = TakeRowless(differences.gone_files); !taken) return taken.failure();
     WithholdOutOfReach(out_of_reach);
     AddFolders(folder_moves, differences.folders);
-    AddFileMoves(file_moves);
+    AddFileMoves(*file_moves);
     if (!options_.moves_alone) AddFiles(differences.files);
     AddDeletes(differences.gone_files, differences.gone_folders,
                plan_.verdict.holds ? plan_.withheld : plan_.deletes);
@@ -201,19 +201,15 @@ class Planner {
   std::uint32_t stage_ = 0;
 };
 
-bool Hold(const Library& library) {
-  const Looking looking;
-  return looking && KAVOMediaFolderHold(library.folder.c_str()) == 0;
-}
-
 }  // namespace
 
 Outcome<Plan> MakePlan(const Library& library, Catalogue& catalogue, const PlanOptions& options) {
   auto differences = Survey(library, catalogue, options.scope).Run(options.stopped);
   if (!differences) return differences.failure();
   if (options.stopped && options.stopped()) return Plan{};
-  // Files that may have moved are read.
-  if (!Hold(library)) return Failure{ExitStatus::kFatal, Visible(library.folder) + ": " + ErrorText(errno)};
+  // What is gone with the whole folder is not gone.
+  if (!HeldFolder(library.folder))
+    return Failure{ExitStatus::kFatal, AboutFile(library.folder, ErrorText(errno))};
   auto plan = Planner(library, catalogue, options).Make(std::move(*differences));
   if (catalogue.failure()) return *catalogue.failure();
   return plan;

@@ -1,14 +1,19 @@
 #include "run/kept_workers.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 
-#include <chrono>
+#include <algorithm>
 #include <utility>
 
+#include "files/file_stamp.h"
 #include "work/database_file.h"
 #include "work/write_turn.h"
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 // To close a database that has nothing to be written.
 constexpr std::chrono::milliseconds kPatience{2'000};
@@ -37,12 +42,29 @@ bool HasSaidSomething(StartedWorker& worker) {
 
 }  // namespace
 
+KeptWorkers::Content KeptWorkers::ContentOf(int file) {
+  struct stat status {};
+  if (fstat(file, &status) != 0) return {};
+  return {IdOf(status), status.st_mtim.tv_sec * kNanosecondsOfSecond + status.st_mtim.tv_nsec};
+}
+
+KeptWorkers::Kind KeptWorkers::KindOf(const WorkerStart& start) {
+  const FileDescriptor plugin(open(start.plugin.c_str(), O_PATH | O_CLOEXEC));
+  Kind kind;
+  kind.folder = IdBehind(start.library.folder.c_str());
+  kind.program = ContentOf(start.program);
+  kind.plugin = ContentOf(plugin.get());
+  kind.memory = start.memory;
+  if (start.identity) kind.identity = start.identity->user;
+  return kind;
+}
+
 void KeptWorkers::Use(const WorkerStart& start) {
   start_ = start;
   if (!turn_) turn_ = WriteTurn::MakeShared();
-  const auto folder = IdBehind(start.library.folder.c_str());
-  if (!kept_.empty() && (!folder || folder != folder_)) EndAll();
-  folder_ = folder;
+  const Kind kind = KindOf(start);
+  if (!IsKind(kind)) EndAll();
+  kind_ = kind;
   const std::string database = FileIdentity(start.library.database());
   std::erase_if(
       kept_, [&](const auto& worker) { return worker->opened() != database || HasSaidSomething(*worker); });
@@ -63,8 +85,19 @@ std::unique_ptr<StartedWorker> KeptWorkers::Keep(std::unique_ptr<StartedWorker> 
   return nullptr;
 }
 
-void KeptWorkers::EndAll() {
+void KeptWorkers::AskToEnd() {
+  if (end_by_) return;
+  end_by_ = Clock::now() + kPatience;
   for (const auto& worker : kept_) worker->channel().Post(MessageType::kStop);
-  for (const auto& worker : kept_) static_cast<void>(worker->AwaitEnd(kPatience));
+}
+
+// One that hangs takes the time of all.
+void KeptWorkers::EndAll() {
+  AskToEnd();
+  for (const auto& worker : kept_) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*end_by_ - Clock::now());
+    static_cast<void>(worker->AwaitEnd(std::max(left, std::chrono::milliseconds(0))));
+  }
   kept_.clear();
+  end_by_.reset();
 }

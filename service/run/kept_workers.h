@@ -1,6 +1,8 @@
 #ifndef SERVICE_RUN_KEPT_WORKERS_H_
 #define SERVICE_RUN_KEPT_WORKERS_H_
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,7 +20,7 @@
 class KeptWorkers : public WorkerStarter {
  public:
   // How workers are started from now on; the descriptors of START are open until the next call. What was kept
-  // stays where it has this folder and this database open still.
+  // stays where it was started in the same way and has this folder and this database open still.
   void Use(const WorkerStart& start);
 
   Outcome<std::unique_ptr<StartedWorker>> Start(const std::string& database) override;
@@ -27,13 +29,35 @@ class KeptWorkers : public WorkerStarter {
                                       const std::string& database) override;
 
   bool empty() const { return kept_.empty(); }
-  // They close the database and go.
+  // They close the database and go, all at once.
   void EndAll();
+  // The same, without waiting for them.
+  void AskToEnd();
 
  private:
+  // A file with the content that it has.
+  struct Content {
+    std::optional<FileId> file;
+    std::int64_t modified = 0;  // in nanoseconds
+    bool operator==(const Content&) const = default;
+  };
+  // What a worker is made of, and what it holds: whatever differs makes it another.
+  struct Kind {
+    std::optional<FileId> folder;
+    Content program;
+    Content plugin;
+    unsigned memory = 0;
+    std::optional<uid_t> identity;
+    bool operator==(const Kind&) const = default;
+  };
+  static Content ContentOf(int file);
+  static Kind KindOf(const WorkerStart& start);
+  bool IsKind(const Kind& kind) const { return kind.folder && kind == kind_; }
+
   std::optional<WorkerStart> start_;
-  std::optional<FileId> folder_;                      // that those that are kept hold
-  std::vector<std::unique_ptr<StartedWorker>> kept_;  // each knows what it has opened
+  Kind kind_;
+  std::vector<std::unique_ptr<StartedWorker>> kept_;             // each knows what it has opened
+  std::optional<std::chrono::steady_clock::time_point> end_by_;  // those that were asked to end
   FileDescriptor turn_;
 };
 

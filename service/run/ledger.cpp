@@ -34,7 +34,8 @@ void Ledger::NoteCountsBefore(const WorkItem& item, SurveyCounts&& counts) {
 }
 
 void Ledger::NoteRefused(const WorkItem& item) {
-  if (reported_paths_.insert(item.path).second) report_.failed.push_back({item.path, kWaits});
+  if (reported_paths_.insert(item.path).second)
+    report_.failed.push_back({item.path, kWaits, false, ItemOutcome::kNotKept});
   held_.Add(item);
   AddCountsBefore(item);
 }
@@ -108,6 +109,7 @@ void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
 // The rows of a photo can follow it unread; those of a video cannot, it is tried again by the next run.
 void Ledger::NoteFailedMove(const WorkItem& item, const ItemResult& result) {
   held_.Add(item);
+  report_.left_moves = true;
   if (result.outcome == ItemOutcome::kCrashed && item.action == ItemAction::kMove &&
       item.kind == ItemKind::kPhoto)
     held_.Rescue(item, result.reason);

@@ -29,6 +29,8 @@ struct IndexReport : SurveyCounts {
   std::vector<std::string> withheld;
   // Hidden names below the library under which rows wait for a later run, which takes them from there.
   std::set<std::string> waiting;
+  // Rows could not be moved: only a look at both names, the old one and the new one, brings them on.
+  bool left_moves = false;
 
   // Anything was sent, well or not, or dropped.
   bool DidAnything() const {

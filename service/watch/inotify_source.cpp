@@ -30,6 +30,10 @@ bool LacksRoom(int error) {
   return error == ENOSPC || error == ENOMEM || error == EMFILE || error == ENFILE;
 }
 
+bool IsNoFolder(int error) {
+  return error == ENOTDIR || error == ELOOP;
+}
+
 unsigned ToldBy(unsigned mask) {
   unsigned told = 0;
   if ((mask & IN_CREATE) != 0) told |= kToldMade;
@@ -119,9 +123,12 @@ void InotifySource::Expire() {
 
 // One that cannot be opened is gone or closed to us; the folder above tells when that changes.
 void InotifySource::WatchFolder(int root, const std::string& path) {
+  const bool is_foreign =
+      !path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), PathIn(folder_, path).c_str());
+  FileDescriptor folder(is_foreign ? -1 : KAVOBeneathOpenFolder(root, path.c_str()));
+  // A link to a file is known still.
+  if (!folder && IsNoFolder(errno) && !is_foreign) return;
   Forget(path);
-  if (!path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), PathIn(folder_, path).c_str())) return;
-  FileDescriptor folder(KAVOBeneathOpenFolder(root, path.c_str()));
   if (!folder) return;
   const std::string opened = "/proc/self/fd/" + std::to_string(folder.get());
   const int watch = add_watch_(queue_.get(), opened.c_str(), kMask | (path.empty() ? kRootEnds : 0));

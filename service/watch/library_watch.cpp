@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <set>
 #include <utility>
 
 #include "base/file_descriptor.h"
@@ -25,10 +26,9 @@ constexpr milliseconds kFirstAway{500};
 constexpr milliseconds kMostAway{10'000};
 // The loss brake believes a second scan an hour later.
 constexpr std::chrono::minutes kBeliefAfter{61};
-// What has failed for a reason outside of the file, and with it what had to wait for that, is tried again.
-constexpr milliseconds kFirstRetry{100};
-constexpr milliseconds kMostRetryOfPart{5'000};
-constexpr milliseconds kMostRetry{300'000};
+// Rows that could not be moved are tried again, with all that had to wait for that.
+constexpr milliseconds kFirstMove{100};
+constexpr milliseconds kMostMove{300'000};
 // So many links are looked at with every part of a library.
 constexpr std::size_t kMostLinks = 1'000;
 
@@ -42,18 +42,16 @@ std::optional<Moment> Earlier(std::optional<Moment> one, std::optional<Moment> o
 
 bool IsThere(const std::string& folder) {
   const Looking looking;
-  const FileDescriptor opened(looking ? open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+  // Who may list it and not enter it cannot look at what it holds.
+  const std::string inside = folder + "/.";
+  const FileDescriptor opened(looking ? open(inside.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
   return static_cast<bool>(opened);
 }
 
-// The file may have been renamed while the run came to it.
-bool IsWorthAnother(const IndexReport& report) {
-  return !report.waiting.empty() ||
-         std::any_of(report.failed.begin(), report.failed.end(), [](const Trouble& trouble) {
-           return !trouble.known &&
-                  (trouble.outcome == ItemOutcome::kNotKept || trouble.outcome == ItemOutcome::kCrashed ||
-                   trouble.outcome == ItemOutcome::kUnopened);
-         });
+// The reason lies outside of the file, which may also have been renamed while the run came to it.
+bool IsWorthAnother(ItemOutcome outcome) {
+  return outcome == ItemOutcome::kNotKept || outcome == ItemOutcome::kUnopened ||
+         outcome == ItemOutcome::kCrashed || outcome == ItemOutcome::kPartial;
 }
 
 // Whatever keeps the queue from being tended, the report of what was done is not lost.
@@ -94,10 +92,15 @@ void LibraryWatch::Stop(int signal) {
 }
 
 void LibraryWatch::Hinted(const Hint& hint) {
-  hints_.Add(hint, loop_.Now());
+  // What could not be looked at in a folder may be seen now: then all of it is, and is watched.
+  const bool opens = hint.state == HintState::kComplete && retries_.HasBelow(hint.path);
+  if (opens) source_->WatchAnew(hint.path);
+  hints_.Add({hint.path, opens ? Reach::kTree : hint.reach, hint.state}, loop_.Now());
 }
 
 void LibraryWatch::RootLost() {
+  // What was never there may go on not being there.
+  if (state_ == State::kSettingUp) return GoAway(kGone);
   state_ = State::kAway;
   not_before_ = loop_.Now();
 }
@@ -164,7 +167,9 @@ Awaited LibraryWatch::Awaits() const {
   if (state_ == State::kAway) awaited.moment = Earlier(awaited.moment, not_before_);
   if (state_ == State::kAway || !source_->ready()) return awaited;
   if (state_ == State::kSettingUp) awaited.moment = loop_.Now();
-  if (state_ == State::kWatching) awaited.moment = Earlier(Earlier(awaited.moment, poll_), NextRun());
+  if (state_ != State::kWatching) return awaited;
+  for (const auto& moment : {poll_, retries_.NextDue(), NextRun()})
+    awaited.moment = Earlier(awaited.moment, moment);
   return awaited;
 }
 
@@ -196,6 +201,7 @@ void LibraryWatch::Expire() {
   } else if (*poll_ <= now) {
     return Poll();
   }
+  if (const auto due = retries_.NextDue(); due && *due <= now) return Retry();
   if (const auto next = NextRun(); next && *next <= now) RunNow();
 }
 
@@ -203,6 +209,14 @@ void LibraryWatch::Poll() {
   poll_ = loop_.Now() + options_.poll_interval;
   for (const std::string& path : source_->unwatched()) Hinted({path, Reach::kTree, HintState::kComplete});
   source_->TryAgain();
+}
+
+// A folder among them may not be watched either.
+void LibraryWatch::Retry() {
+  for (const std::string& path : retries_.Take(loop_.Now())) {
+    Hinted({path, Reach::kTree, HintState::kComplete});
+    if (!path.empty()) source_->WatchAnew(path);
+  }
 }
 
 WalkScope LibraryWatch::ScopeOf(const std::vector<Hint>& hints) const {
@@ -219,12 +233,13 @@ void LibraryWatch::RunNow() {
   if (!whole_ && taken.empty()) return;
   const WalkScope scope = whole_ ? WalkScope::Whole() : ScopeOf(taken);
   const bool whole = scope.is_whole();
-  if (!order_.MayBegin(whole)) return hints_.PutBack(taken, loop_.Now());
+  // It waits for those that are under way.
+  if (!order_.MayBegin(whole)) return static_cast<void>(whole_ = true);
   if (whole) again_.reset();
   const RunOrder::Running running(order_, whole);
-  const auto report = Perform(scope);
+  auto report = Perform(scope);
   if (report) {
-    NoteRun(*report, whole, taken);
+    NoteRun(*report, {scope, taken});
   } else {
     NoteFailure(report.failure(), taken);
   }
@@ -251,31 +266,41 @@ Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope) {
   return report;
 }
 
-// What was held back lies in what the run has looked at, or waits under a name that nobody hints.
-void LibraryWatch::TryAgain(bool whole, std::vector<Hint> taken, const std::set<std::string>& waiting) {
+void LibraryWatch::TryAgain(const IndexReport& report, const RunOver& over) {
   const Moment now = loop_.Now();
-  if (whole) {
-    again_ = Earlier(again_, now + retry_patience_.Next(kFirstRetry, kMostRetry));
+  std::set<std::string> undone;
+  for (const Trouble& trouble : report.failed) {
+    if (IsWorthAnother(trouble.outcome)) undone.insert(library_.Below(trouble.path));
+  }
+  retries_.NoteRun(undone, over.scope, now);
+  // What was held back lies in what the run has looked at, or waits under a name that nobody hints.
+  const bool all_moved = !report.left_moves && report.waiting.empty();
+  if (all_moved || report.moved > 0) move_patience_.Reset();
+  if (all_moved) return;
+  const Moment due = now + move_patience_.Next(kFirstMove, kMostMove);
+  if (over.scope.is_whole()) {
+    again_ = Earlier(again_, due);
   } else {
-    for (const std::string& name : waiting) taken.push_back({name, Reach::kName, HintState::kComplete});
-    hints_.PutBack(taken, now + retry_patience_.Next(kFirstRetry, kMostRetryOfPart));
+    std::vector<Hint> hints = over.taken;
+    for (const std::string& name : report.waiting)
+      hints.push_back({name, Reach::kName, HintState::kComplete});
+    hints_.PutBack(hints, due);
   }
 }
 
-void LibraryWatch::NoteRun(const IndexReport& report, bool whole, const std::vector<Hint>& taken) {
+void LibraryWatch::NoteRun(IndexReport& report, const RunOver& over) {
   patience_.Reset();
   if (report.interrupted) return;
+  const bool whole = over.scope.is_whole();
   options_.wish.is_prepared = true;
   whole_ = whole_ && !whole;
   const std::string& withheld = report.withheld_reason;
   // The brake counts what is gone of the whole library; while it waits for its second scan, once.
   if (!withheld.empty() && !whole && !again_) whole_ = true;
   if (!withheld.empty() && whole) again_ = loop_.Now() + kBeliefAfter;
-  if (IsWorthAnother(report)) {
-    TryAgain(whole, taken, report.waiting);
-  } else {
-    retry_patience_.Reset();
-  }
+  TryAgain(report, over);
+  told_problems_.Compare(report.failed,
+                         [&](const std::string& path) { return over.scope.Contains(library_.Below(path)); });
   const bool is_news = report.added + report.folders + report.moved + report.deleted > 0 ||
                        report.HasNewFailure() || (!withheld.empty() && whole && withheld != told_);
   told_ = whole || withheld.empty() ? withheld : told_;

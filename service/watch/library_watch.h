@@ -8,7 +8,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,7 +20,9 @@
 #include "watch/hint_source.h"
 #include "watch/hint_store.h"
 #include "watch/patience.h"
+#include "watch/retry_list.h"
 #include "watch/run_order.h"
+#include "watch/told_problems.h"
 #include "watch/watch_news.h"
 
 struct WatchOptions {
@@ -50,6 +51,8 @@ class LibraryWatch : private HintListener, private EventHandler {
 
   // A signal asks it to stop: what is being done is brought to its end, or, when it is asked again, ended.
   void Stop(int signal);
+  // The end of all workers that wait for a run begins.
+  void DismissWorkers() { workers_.AskToEnd(); }
   // Something was mounted, or is no more, at or above the library (""), or at this path below it.
   void MountChanged(const std::string& path);
   const Library& library() const { return library_; }
@@ -69,8 +72,14 @@ class LibraryWatch : private HintListener, private EventHandler {
   void RunNow();
   Outcome<IndexReport> Perform(const WalkScope& scope);
   WalkScope ScopeOf(const std::vector<Hint>& hints) const;
-  void NoteRun(const IndexReport& report, bool whole, const std::vector<Hint>& taken);
-  void TryAgain(bool whole, std::vector<Hint> taken, const std::set<std::string>& waiting);
+  // What is to be tried again becomes hints.
+  void Retry();
+  struct RunOver {
+    const WalkScope& scope;
+    const std::vector<Hint>& taken;
+  };
+  void NoteRun(IndexReport& report, const RunOver& over);
+  void TryAgain(const IndexReport& report, const RunOver& over);
   void NoteFailure(const Failure& failure, const std::vector<Hint>& taken);
   void TellOnce(WatchEvent event, const std::string& text);
   void TellOfSource();
@@ -82,6 +91,8 @@ class LibraryWatch : private HintListener, private EventHandler {
   WatchTeller& teller_;
   EventLoop& loop_;
   HintStore hints_;
+  RetryList retries_;
+  ToldProblems told_problems_;
   KeptWorkers workers_;
   std::unique_ptr<HintSource> source_;
 
@@ -92,7 +103,7 @@ class LibraryWatch : private HintListener, private EventHandler {
   std::optional<Moment> dismiss_;  // the workers
   Moment not_before_;              // the next run, or the next look for the folder
   Patience patience_;
-  Patience retry_patience_;
+  Patience move_patience_;
   std::string told_;  // the last trouble
   std::size_t told_unwatched_ = 0;
   std::size_t told_overflows_ = 0;

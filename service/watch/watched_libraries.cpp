@@ -22,6 +22,7 @@ WatchedLibraries::WatchedLibraries(WatchTeller& teller, EventLoop& loop)
 
 WatchedLibraries::~WatchedLibraries() {
   loop_.Remove(*this);
+  for (const auto& watch : watches_) watch->DismissWorkers();
 }
 
 Outcome<Done> WatchedLibraries::Add(const Library& library, const WatchOptions& options) {

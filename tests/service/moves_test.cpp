@@ -7,6 +7,7 @@
 #include <map>
 
 #include "files/fingerprint.h"
+#include "platform/media_file.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -33,7 +34,9 @@ class MovesTest : public testing::Test {
   void Arrived(const std::string& path, const FileStamp& stamp, bool known = false) {
     differences_.files.push_back({path, ItemKind::kPhoto, stamp, known, known});
   }
-  std::vector<Move> Files() { return TakeFileMoves(differences_, dir_.path()); }
+  std::vector<Move> Files(const StopQuestion& stopped = nullptr) {
+    return *TakeFileMoves(differences_, dir_.path(), stopped);
+  }
 
   // "from>to" in their order, rows that are set aside as "aside".
   static std::vector<std::string> Texts(const std::vector<Move>& moves) {
@@ -126,6 +129,35 @@ TEST_F(MovesTest, ACopyOfAGoneFileIsIt) {
   Gone("b.jpg", Stamp(2), "another");
   Arrived("copy.jpg", Stamp(3));
   EXPECT_EQ(Texts(Files()), Strings({"a.jpg>copy.jpg"}));
+}
+
+// Whoever asks whether it is to stop serves others, who may hold another folder.
+TEST_F(MovesTest, ACopyIsFoundWhateverFolderOthersHeld) {
+  const TempDir other;
+  WriteFile(dir_.path() / "copy.jpg", "0123456789");
+  Gone("a.jpg", Stamp(1), Fingerprint(dir_.path() / "copy.jpg"));
+  Arrived("copy.jpg", Stamp(3));
+  const auto stopped = [&] { return KAVOMediaFolderHold(other.path().c_str()) != 0; };
+  EXPECT_EQ(Texts(Files(stopped)), Strings({"a.jpg>copy.jpg"}));
+  KAVOMediaFolderHold(nullptr);
+}
+
+TEST_F(MovesTest, NoFolderIsHeldAfterwards) {
+  WriteFile(dir_.path() / "copy.jpg", "0123456789");
+  Gone("a.jpg", Stamp(1), Fingerprint(dir_.path() / "copy.jpg"));
+  Arrived("copy.jpg", Stamp(3));
+  Files();
+  const TempDir other;
+  WriteFile(other.path() / "b.jpg", "9876543210");
+  EXPECT_NE(Fingerprint(other.path() / "b.jpg"), "") << "it lies in no folder that is held";
+}
+
+TEST_F(MovesTest, WithoutTheLibraryNobodyKnowsWhatWasCopied) {
+  Gone("a.jpg", Stamp(1), "some");
+  Arrived("copy.jpg", Stamp(3));
+  const auto moves = TakeFileMoves(differences_, dir_.path() / "nowhere");
+  ASSERT_FALSE(moves);
+  EXPECT_EQ(moves.failure().message, (dir_.path() / "nowhere").string() + ": No such file or directory");
 }
 
 TEST_F(MovesTest, ACopyOfAnotherKindIsAnother) {

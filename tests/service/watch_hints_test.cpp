@@ -3,13 +3,16 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "watch/hint_store.h"
 #include "watch/mount_changes.h"
 #include "watch/patience.h"
+#include "watch/retry_list.h"
 #include "watch/run_order.h"
+#include "watch/told_problems.h"
 #include "watch/watched_tree.h"
 
 namespace {
@@ -264,6 +267,133 @@ TEST_F(HintStoreTest, AFolderThatStandsForItsNamesSettlesToo) {
   EXPECT_EQ(Take(), Strings());
   Pass(kSettle / 2);
   EXPECT_EQ(Take(), Strings({"d/"}));
+}
+
+class RetryListTest : public testing::Test {
+ protected:
+  using Paths = std::set<std::string>;
+  void Run(const Paths& undone, const WalkScope& scope = WalkScope::Whole()) {
+    list_.NoteRun(undone, scope, now_);
+  }
+  static WalkScope Names(const Paths& names) {
+    WalkScope scope;
+    for (const std::string& name : names) scope.Add(name, Reach::kName);
+    return scope;
+  }
+  // To the moment when something is due.
+  milliseconds Wait() {
+    const Moment due = list_.NextDue().value_or(now_);
+    const auto time = std::chrono::duration_cast<milliseconds>(due - now_);
+    now_ = due;
+    return time;
+  }
+
+  RetryList list_;
+  Moment now_ = kBegin;
+};
+
+TEST_F(RetryListTest, WhatIsNotDoneIsTriedLessAndLessOften) {
+  milliseconds expected(100);
+  for (int tried = 0; tried < 20; ++tried) {
+    Run({"a.jpg"});
+    EXPECT_EQ(Wait(), expected);
+    EXPECT_EQ(list_.Take(now_), Strings({"a.jpg"}));
+    EXPECT_FALSE(list_.NextDue()) << "its run is to come";
+    expected = std::min(expected * 2, milliseconds(300'000));
+  }
+  EXPECT_EQ(expected, milliseconds(300'000));
+}
+
+TEST_F(RetryListTest, NothingIsTakenBeforeItsTime) {
+  Run({"a.jpg"});
+  now_ += milliseconds(99);
+  EXPECT_EQ(list_.Take(now_), Strings());
+}
+
+TEST_F(RetryListTest, WhatIsDoneIsForgotten) {
+  for (int tried = 0; tried < 3; ++tried) {
+    Run({"a.jpg"});
+    Wait();
+    list_.Take(now_);
+  }
+  Run({});
+  EXPECT_EQ(list_.size(), 0U);
+  Run({"a.jpg"});
+  EXPECT_EQ(Wait(), milliseconds(100)) << "it begins anew";
+}
+
+TEST_F(RetryListTest, ARunOverAPartSaysNothingOfTheRest) {
+  Run({"a.jpg", "b.jpg"});
+  Run({}, Names({"a.jpg", "c.jpg"}));
+  Wait();
+  EXPECT_EQ(list_.Take(now_), Strings({"b.jpg"}));
+}
+
+TEST_F(RetryListTest, EachHasItsOwnPatience) {
+  Run({"a.jpg"});
+  Wait();
+  Run({"a.jpg"}, Names({"a.jpg"}));
+  Run({"b.jpg"}, Names({"b.jpg"}));
+  Wait();
+  EXPECT_EQ(list_.Take(now_), Strings({"b.jpg"}));
+  EXPECT_EQ(Wait(), milliseconds(100));
+  EXPECT_EQ(list_.Take(now_), Strings({"a.jpg"}));
+}
+
+TEST_F(RetryListTest, TooManyAreTheLibrary) {
+  Paths many;
+  for (int i = 0; i < 1'000; ++i) many.insert(std::to_string(i));
+  Run(many);
+  EXPECT_EQ(list_.size(), 1'000U);
+  many.insert("x");
+  milliseconds expected(100);
+  for (int tried = 0; tried < 5; ++tried) {
+    Run(many);
+    EXPECT_EQ(Wait(), expected);
+    EXPECT_EQ(list_.Take(now_), Strings({""}));
+    expected *= 2;
+  }
+  Run({"x"});
+  EXPECT_EQ(list_.size(), 1U);
+  Wait();
+  EXPECT_EQ(list_.Take(now_), Strings({"x"}));
+}
+
+TEST_F(RetryListTest, ItKnowsWhatLiesBelowAFolder) {
+  Run({"d/e/a.jpg", "f"});
+  EXPECT_TRUE(list_.HasBelow("d"));
+  EXPECT_TRUE(list_.HasBelow("d/e"));
+  for (const char* path : {"d/e/a.jpg", "f", "d/a", "", "g"}) EXPECT_FALSE(list_.HasBelow(path)) << path;
+}
+
+class ToldProblemsTest : public testing::Test {
+ protected:
+  // Which of them are news.
+  Strings News(const std::vector<std::pair<std::string, std::string>>& problems, bool looked_at = true) {
+    std::vector<Trouble> found;
+    for (const auto& [path, reason] : problems) found.push_back({path, reason});
+    told_.Compare(found, [&](const std::string&) { return looked_at; });
+    Strings news;
+    for (const Trouble& problem : found) {
+      if (!problem.known) news.push_back(problem.path);
+    }
+    return news;
+  }
+  ToldProblems told_;
+};
+
+TEST_F(ToldProblemsTest, OneThatGoesOnIsNewsOnce) {
+  EXPECT_EQ(News({{"a", "closed"}, {"b", "full"}}), Strings({"a", "b"}));
+  EXPECT_EQ(News({{"a", "closed"}, {"b", "full"}}), Strings());
+  EXPECT_EQ(News({{"a", "gone"}, {"b", "full"}}), Strings({"a"})) << "for another reason";
+}
+
+TEST_F(ToldProblemsTest, OneThatComesAgainIsNewsAgain) {
+  News({{"a", "closed"}});
+  EXPECT_EQ(News({}, false), Strings());
+  EXPECT_EQ(News({{"a", "closed"}}), Strings()) << "nobody has looked at it meanwhile";
+  EXPECT_EQ(News({}), Strings());
+  EXPECT_EQ(News({{"a", "closed"}}), Strings({"a"}));
 }
 
 class WatchedTreeTest : public testing::Test {

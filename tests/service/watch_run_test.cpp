@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "base/file_descriptor.h"
@@ -39,6 +40,20 @@ std::string Sleeps(pid_t process) {
   return "";
 }
 
+// What PROCESS has used of a processor.
+milliseconds ProcessorTime(pid_t process) {
+  constexpr int kFieldsBefore = 11;  // between the name and the times
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::istringstream fields(text.substr(text.rfind(')') + 1));
+  std::string skipped;
+  for (int i = 0; i < kFieldsBefore; ++i) fields >> skipped;
+  long user = 0;
+  long system = 0;
+  fields >> user >> system;
+  return milliseconds((user + system) * 1'000 / sysconf(_SC_CLK_TCK));
+}
+
 class WatchRunTest : public WatchTest {
  protected:
   void Photo(const std::string& path) {
@@ -55,6 +70,21 @@ class WatchRunTest : public WatchTest {
     const Json::Value report = Index();
     for (const char* work : {"added", "folders", "moved", "deleted"})
       EXPECT_EQ(report[work].asUInt(), 0U) << work;
+  }
+  // It may wake up within this TIME, and does not turn without end.
+  void ExpectIdle(milliseconds time = milliseconds(1'000)) const {
+    const milliseconds before = ProcessorTime(watch_->pid());
+    Pause(time);
+    EXPECT_LE((ProcessorTime(watch_->pid()) - before).count(), time.count() / 10);
+  }
+  // Which news there are of runs in which NAME failed, and was not known to.
+  std::size_t NewFailures(const std::string& name) const {
+    std::size_t count = 0;
+    for (const Json::Value& run : News("run")) {
+      const Json::Value& failed = TroubleOf(run["failed"], name);
+      if (!failed.isNull() && !failed["known"].asBool()) ++count;
+    }
+    return count;
   }
   // The library goes where nobody looks for it, and comes back.
   fs::path Aside() const { return scratch() / "aside"; }
@@ -136,8 +166,21 @@ TEST_F(WatchRunTest, WithNothingToDoItSleeps) {
   CatchUp();
   Pause(milliseconds(200));
   const std::string before = Sleeps(watch_->pid());
-  Pause(milliseconds(1'500));
+  ExpectIdle(milliseconds(1'500));
   EXPECT_EQ(Sleeps(watch_->pid()), before);
+}
+
+TEST_F(WatchRunTest, WorkersWithoutWorkGo) {
+  Photo("a.jpg");
+  Watch();
+  ASSERT_NE(ChildOf(watch_->pid()), 0);
+  EXPECT_TRUE(Eventually([&] { return ChildOf(watch_->pid()) == 0; }));
+  const std::string before = Sleeps(watch_->pid());
+  ExpectIdle(milliseconds(500));
+  EXPECT_EQ(Sleeps(watch_->pid()), before);
+  Photo("b.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("b.jpg"));
 }
 
 TEST_F(WatchRunTest, OtherCommandsWorkMeanwhile) {
@@ -377,6 +420,132 @@ TEST_F(WatchRunTest, AnUnreadableLibraryKeepsItsRows) {
   CatchUp();
   EXPECT_TRUE(HasRow("d/new.jpg"));
   EXPECT_EQ(Sum("added"), 6U);
+}
+
+TEST_F(WatchRunTest, WhatCannotBeKeptOnAFullDiskIsKeptWhenThereIsRoom) {
+  if (mount("none", folder().c_str(), "tmpfs", 0, "size=4m") != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  Photos("d", 3);
+  Watch();
+  CatchUp();
+  Photo(".late.jpg");
+  WriteFile(File("ballast"), "");
+  std::ofstream ballast(File("ballast"), std::ios::app);
+  while (ballast << std::string(1 << 12, 'x') << std::flush) {
+  }
+  fs::rename(File(".late.jpg"), File("late.jpg"));
+  ASSERT_TRUE(Eventually([&] { return !News("failed").empty(); })) << watch_->out();
+  ExpectIdle();
+  EXPECT_EQ(News("failed").size(), 1U) << watch_->out();
+  EXPECT_FALSE(HasRow("late.jpg"));
+  ballast.close();
+  fs::remove(File("ballast"));
+  EXPECT_TRUE(Eventually([&] { return HasRow("late.jpg"); })) << watch_->out();
+  StopWatch();
+  EXPECT_EQ(umount(folder().c_str()), 0);
+}
+
+// Whatever reads it is killed, as by a system that lacks memory.
+TEST_F(WatchRunTest, WhatCannotBeKeptIsTriedUntilItCan) {
+  Photos("d", 3);
+  Watch();
+  const fs::path hold = scratch() / "hold";
+  const fs::path tried = scratch() / "tried";
+  WriteFile(hold, "");
+  UsePreviewTool("if [ -e '" + hold.string() + "' ]; then echo >>'" + tried.string() +
+                 "'; kill -9 $PPID; fi");
+  const auto times = [&] { return fs::exists(tried) ? fs::file_size(tried) : 0; };
+  Photo("late.jpg");
+  ASSERT_TRUE(Eventually([&] { return NewFailures("late.jpg") > 0; })) << watch_->out();
+  const auto before = times();
+  ASSERT_TRUE(Eventually([&] { return times() >= before + 6; })) << times();
+  EXPECT_EQ(NewFailures("late.jpg"), 1U) << watch_->out();
+  EXPECT_EQ(News("run").size(), 2U) << watch_->out();
+  fs::remove(hold);
+  EXPECT_TRUE(Eventually([&] { return HasRow("late.jpg"); })) << watch_->out();
+  CatchUp();
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, WhatStaysUnreadableIsToldOnce) {
+  Photos("d", 3);
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  ASSERT_EQ(chmod(File("d/1.jpg").c_str(), 0), 0);
+  Watch();
+  Pause(milliseconds(1'000));
+  CatchUp();
+  EXPECT_EQ(NewFailures("d/1.jpg"), 1U) << watch_->out();
+  ExpectIdle();
+  ASSERT_EQ(chmod(File("d/1.jpg").c_str(), 0644), 0);
+  EXPECT_TRUE(Eventually([&] { return HasRow("d/1.jpg"); }));
+}
+
+// Its files are looked at while their folder is closed, so that no event is left that would tell of them.
+TEST_F(WatchRunTest, AFolderThatIsOpenedLateShowsAllThatCameBefore) {
+  Photos("d", 1);
+  Photos("lib2/e", 2);
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  fs::rename(File("lib2"), Aside());
+  Watch();
+  ASSERT_EQ(chmod(Aside().c_str(), 0444), 0);
+  fs::rename(Aside(), File("late"));
+  ASSERT_TRUE(Eventually([&] { return NewFailures("late/e") > 0; })) << watch_->out();
+  ASSERT_EQ(chmod(File("late").c_str(), 0755), 0);
+  EXPECT_TRUE(Eventually([&] { return HasRow("late/e/0.jpg") && HasRow("late/e/1.jpg"); })) << watch_->out();
+  Photo("late/e/2.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("late/e/2.jpg"));
+}
+
+TEST_F(WatchRunTest, ALibraryThatCannotBeEnteredIsWaitedForInPeace) {
+  Photos("d", 2);
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  if (!BecomeNobody()) GTEST_SKIP() << "the program cannot be run as nobody";
+  ASSERT_EQ(chmod(folder().c_str(), 0444), 0);
+  watch_ = Start({"watch", folder(), "--json"});
+  EXPECT_TRUE(IsAway());
+  ExpectIdle();
+  EXPECT_EQ(News("away").size(), 1U);
+  ASSERT_EQ(chmod(folder().c_str(), 0755), 0);
+  EXPECT_TRUE(IsBack(1));
+  EXPECT_EQ(Rows(), "2");
+}
+
+TEST_F(WatchRunTest, ARunOverEverythingWaitsInPeaceForAPartOfAnotherLibrary) {
+  Photo("a.jpg");
+  fs::create_hard_link(File("a.jpg"), File("h.jpg"));
+  const fs::path other = scratch() / "other";
+  MakeJpeg(other / "a.jpg", 8, 8);
+  Watch({other});
+  ASSERT_TRUE(IsBack());
+  const fs::path hold = scratch() / "hold";
+  const fs::path begun = scratch() / "begun";
+  WriteFile(hold, "");
+  UsePreviewTool("touch '" + begun.string() + "'; while [ -e '" + hold.string() + "' ]; do sleep 0.05; done");
+  MakeJpeg(other / "b.jpg", 8, 8);
+  ASSERT_TRUE(Eventually([&] { return fs::exists(begun); }));
+  std::ofstream(File("a.jpg"), std::ios::app) << "more";
+  Pause(milliseconds(300));
+  ExpectIdle();
+  fs::remove(hold);
+  CatchUp();
+  ExpectAsNew();
+}
+
+TEST_F(WatchRunTest, AnIdleWatchKeepsNoDiskFromBeingUnmounted) {
+  fs::create_directory(Aside());
+  if (mount(Aside().c_str(), folder().c_str(), nullptr, MS_BIND, nullptr) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  Photos("d", 4);
+  Watch();
+  fs::rename(File("d/0.jpg"), File("d/moved.jpg"));
+  CatchUp();
+  ASSERT_TRUE(Eventually([&] { return ChildOf(watch_->pid()) == 0; }));
+  EXPECT_EQ(umount(folder().c_str()), 0);
+  EXPECT_TRUE(IsAway());
+  umount2(folder().c_str(), MNT_DETACH);
 }
 
 TEST_F(WatchRunTest, ADiskThatIsUnmountedIsWaitedFor) {
