@@ -14,7 +14,6 @@
 #include "common/event_loop.h"
 #include "common/signal_events.h"
 #include "common/stop_signals.h"
-#include "library/library.h"
 #include "library/state_root.h"
 #include "watch/library_watch.h"
 #include "watch/line_output.h"
@@ -73,12 +72,6 @@ WatchOptions OptionsOfWatch(const Options& options) {
   return watch;
 }
 
-Outcome<Done> Add(const std::string& folder, const Options& options, WatchedLibraries& libraries) {
-  const auto library = NameLibrary(folder);
-  if (!library) return library.failure();
-  return libraries.Add(*library, OptionsOfWatch(options));
-}
-
 Failure NoFolderNamed() {
   return {ExitStatus::kUsage, "no folder is named, neither here nor by library= in the file of settings"};
 }
@@ -93,7 +86,7 @@ int Watch(const Options& options) {
   Printer printer(json, loop);
   WatchedLibraries libraries(printer, loop);
   for (const std::string& folder : options.folders) {
-    if (const auto added = Add(folder, options, libraries); !added)
+    if (const auto added = libraries.Add(folder, OptionsOfWatch(options)); !added)
       return ReportFailure(added.failure(), json);
   }
   const SignalEvents stops(signals, loop, [&](int signal) { libraries.Stop(signal); });
@@ -106,7 +99,8 @@ int Watch(const Options& options) {
 Runner DefineWatch(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   app.add_option("folder", options->folders,
-                 "Folders to watch, each a library of its own; those of the settings when none is named")
+                 "Folders to watch, each a library of its own; those of the settings when none is named. One "
+                 "that is not there is waited for")
       ->type_name("FOLDER");
   AddWorkerOptions(app, options->run);
   app.add_option(

@@ -75,13 +75,8 @@ Outcome<Done> FanotifySource::Try(const std::string& folder) {
   return Done{};
 }
 
-FanotifySource::FanotifySource(std::string folder, std::optional<uid_t> looker, HintListener& listener,
-                               EventLoop& loop)
-    : folder_(std::move(folder)),
-      looker_(looker),
-      listener_(listener),
-      loop_(loop),
-      files_(folder_, listener) {
+FanotifySource::FanotifySource(std::string folder, HintListener& listener, EventLoop& loop)
+    : folder_(std::move(folder)), listener_(listener), loop_(loop), files_(folder_, listener) {
   loop_.Add(*this);
 }
 
@@ -89,13 +84,14 @@ FanotifySource::~FanotifySource() {
   loop_.Remove(*this);
 }
 
-Outcome<Done> FanotifySource::Begin() {
+Outcome<Done> FanotifySource::Begin(std::optional<uid_t> looker) {
   End();
+  looker_ = looker;
   queue_ = FileDescriptor(fanotify_init(kFlags, O_RDONLY | O_CLOEXEC));
   root_ = IdBehind(folder_.c_str());
   if (!queue_ || !root_ || !Mark(folder_)) return CannotWatch(folder_);
   MarkBelow();
-  to_list_.emplace_back();
+  to_list_.insert("");
   return Done{};
 }
 
@@ -130,7 +126,7 @@ void FanotifySource::WatchAnew(const std::string& path) {
   if (!queue_) return;
   EraseTree(unwatched_, path);
   MarkBelow();
-  to_list_.push_back(path);
+  to_list_.insert(path);
 }
 
 void FanotifySource::TryAgain() {
@@ -155,16 +151,19 @@ void FanotifySource::Expire() {
   const FileDescriptor root(looking ? open(folder_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
   if (!root) return LoseRoot();
   for (int i = 0; i < kFoldersAtOnce && !to_list_.empty(); ++i) {
-    const std::string path = std::move(to_list_.front());
-    to_list_.pop_front();
-    files_.Forget(path);
-    if (!path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), PathIn(folder_, path).c_str()))
+    const std::string path = to_list_.extract(to_list_.begin()).value();
+    if (!path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), PathIn(folder_, path).c_str())) {
+      files_.Forget(path);
       continue;
+    }
     const int folder = KAVOBeneathOpenFolder(root.get(), path.c_str());
     if (folder < 0 && path.empty()) return LoseRoot();
+    // A link to a file is known still.
+    if (folder < 0 && (errno == ENOTDIR || errno == ELOOP)) continue;
+    files_.Forget(path);
     if (folder < 0) continue;
     ++folders_;
-    files_.List(folder, path, [this](std::string below) { to_list_.push_back(std::move(below)); });
+    files_.List(folder, path, [this](std::string below) { to_list_.insert(std::move(below)); });
   }
 }
 
@@ -187,7 +186,7 @@ void FanotifySource::Serve() {
 void FanotifySource::Handle(const fanotify_event_metadata& event, OpenMounts& mounts) {
   if ((event.mask & FAN_Q_OVERFLOW) != 0) {
     ++overflows_;
-    if (!Begin()) return LoseRoot();
+    if (!Begin(looker_)) return LoseRoot();
     return listener_.Hinted({"", Reach::kTree, HintState::kComplete});
   }
   if ((event.mask & kEnds) != 0 && (event.mask & FAN_ONDIR) != 0) CheckRoot();
@@ -236,7 +235,7 @@ void FanotifySource::HandleName(std::uint64_t mask, const std::string& path) {
 
 void FanotifySource::HandleFolder(std::uint64_t mask, const std::string& path) {
   if ((mask & kWent) != 0) files_.Forget(path);
-  if ((mask & (kCame | FAN_ATTRIB)) != 0) to_list_.push_back(path);
+  if ((mask & (kCame | FAN_ATTRIB)) != 0) to_list_.insert(path);
   // A folder that opens up again shows what happened in it.
   const bool is_tree = (mask & (kCame | kWent | FAN_ATTRIB)) != 0;
   const bool moved = (mask & (kWent | FAN_MOVED_TO)) != 0;
@@ -245,5 +244,5 @@ void FanotifySource::HandleFolder(std::uint64_t mask, const std::string& path) {
 
 // The library or a folder above it has moved or is gone.
 void FanotifySource::CheckRoot() {
-  if (IdBehind(folder_.c_str()) != root_) LoseRoot();
+  if (!HasRoot()) LoseRoot();
 }

@@ -5,7 +5,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
 #include <set>
@@ -26,13 +25,14 @@ class FanotifySource : public HintSource, private EventHandler {
   // Whether it can be used for FOLDER; why not.
   static Outcome<Done> Try(const std::string& folder);
 
-  // FOLDER is a library's. It looks as LOOKER. What it borrows outlives it.
-  FanotifySource(std::string folder, std::optional<uid_t> looker, HintListener& listener, EventLoop& loop);
+  // FOLDER is a library's. What it borrows outlives it.
+  FanotifySource(std::string folder, HintListener& listener, EventLoop& loop);
   ~FanotifySource() override;
 
-  Outcome<Done> Begin() override;
+  Outcome<Done> Begin(std::optional<uid_t> looker) override;
   void End() override;
   bool ready() const override { return to_list_.empty(); }
+  bool HasRoot() const override { return IdBehind(folder_.c_str()) == root_; }
   void WatchAnew(const std::string& path) override;
   const std::set<std::string>& unwatched() const override { return unwatched_; }
   void TryAgain() override;
@@ -59,14 +59,14 @@ class FanotifySource : public HintSource, private EventHandler {
   void LoseRoot();
 
   const std::string folder_;
-  const std::optional<uid_t> looker_;
+  std::optional<uid_t> looker_;
   HintListener& listener_;
   EventLoop& loop_;
   FileHints files_;
   FileDescriptor queue_;
   std::optional<FileId> root_;
   std::map<std::uint64_t, std::string> mounts_;  // id of a file system -> a path on it
-  std::deque<std::string> to_list_;
+  std::set<std::string> to_list_;
   std::set<std::string> unwatched_;
   std::size_t folders_ = 0;
   std::size_t overflows_ = 0;

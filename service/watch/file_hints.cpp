@@ -1,5 +1,6 @@
 #include "watch/file_hints.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -58,13 +59,16 @@ bool FileHints::NoteLink(unsigned told, const std::string& path) {
   return is_link || has_others;
 }
 
-void FileHints::List(int folder, const std::string& path, const std::function<void(std::string)>& found) {
+bool FileHints::List(int folder, const std::string& path, const std::function<void(std::string)>& found) {
   const OpenFolder listing(folder);
-  if (!listing) return;
+  if (!listing) return false;
+  errno = 0;
   while (const dirent* entry = listing.Next()) {
-    if (IsLeftOut(entry->d_name)) continue;
-    NoteName(listing.descriptor(), PathIn(path, entry->d_name), entry->d_name, entry->d_type, found);
+    if (!IsLeftOut(entry->d_name))
+      NoteName(listing.descriptor(), PathIn(path, entry->d_name), entry->d_name, entry->d_type, found);
+    errno = 0;
   }
+  return errno == 0;
 }
 
 void FileHints::NoteName(int folder, const std::string& path, const char* name, unsigned char type,

@@ -34,8 +34,8 @@ class FileHints {
   // What was told, of the file at PATH.
   void Tell(unsigned told, const std::string& path);
   // Takes in the names in the folder that the descriptor FOLDER, which it takes over, stands for; each folder
-  // goes to FOUND.
-  void List(int folder, const std::string& path, const std::function<void(std::string)>& found);
+  // goes to FOUND. False where it could not be listed to its end.
+  bool List(int folder, const std::string& path, const std::function<void(std::string)>& found);
   void Forget(const std::string& path) { EraseTree(links_, path); }
   const std::set<std::string>& links() const { return links_; }
 

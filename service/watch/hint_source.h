@@ -1,7 +1,10 @@
 #ifndef SERVICE_WATCH_HINT_SOURCE_H_
 #define SERVICE_WATCH_HINT_SOURCE_H_
 
+#include <sys/types.h>
+
 #include <cstddef>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -18,11 +21,13 @@ class HintSource {
   HintSource(const HintSource&) = delete;
   HintSource& operator=(const HintSource&) = delete;
 
-  // From now on; again after an end. A failure where nothing can be watched at all.
-  virtual Outcome<Done> Begin() = 0;
+  // From now on, looking as LOOKER; again after an end. A failure where nothing can be watched at all.
+  virtual Outcome<Done> Begin(std::optional<uid_t> looker) = 0;
   virtual void End() = 0;
   // It has come to the end of what it has to watch, new folders too: what it has hinted may be surveyed.
   virtual bool ready() const = 0;
+  // What stands under the library's path is what is watched, as far as that is known.
+  virtual bool HasRoot() const = 0;
   // What lies at PATH may be another folder.
   virtual void WatchAnew(const std::string& path) = 0;
 

@@ -23,7 +23,8 @@ constexpr int kSlackPart = 4;
 Moment HintStore::DueOf(const Waiting& waiting, HintState state, Moment now) const {
   const bool growing = state == HintState::kGrowing || (state == HintState::kTouched && waiting.growing);
   if (growing) return now + settling_.quiet;
-  return std::min(now + settling_.settle, std::max(waiting.first + kLongestUnrest, now));
+  const milliseconds unrest = std::max(kLongestUnrest, settling_.settle);
+  return std::min(now + settling_.settle, std::max(waiting.first + unrest, now));
 }
 
 void HintStore::SetDue(Waiting& waiting, bool is_new, Moment due) {

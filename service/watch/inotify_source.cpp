@@ -18,12 +18,15 @@ namespace {
 constexpr unsigned kCame = IN_CREATE | IN_MOVED_TO;
 constexpr unsigned kWent = IN_DELETE | IN_MOVED_FROM;
 constexpr unsigned kNames = kCame | kWent | IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB;
-constexpr unsigned kMask = kNames | IN_ONLYDIR | IN_EXCL_UNLINK;
+// A folder that is mounted in itself keeps what is asked of it under its first name.
+constexpr unsigned kMask = kNames | IN_ONLYDIR | IN_EXCL_UNLINK | IN_MASK_ADD;
 // Nobody above tells of the library itself.
 constexpr unsigned kRootEnds = IN_DELETE_SELF | IN_MOVE_SELF;
 // In one turn of the loop, which has others to serve.
 constexpr int kFoldersAtOnce = 64;
 constexpr int kReadsAtOnce = 16;
+// The kernel's own queue has a bound, and says when it is reached.
+constexpr std::size_t kMostToWatch = 10'000;
 constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
 
 bool LacksRoom(int error) {
@@ -32,6 +35,11 @@ bool LacksRoom(int error) {
 
 bool IsNoFolder(int error) {
   return error == ENOTDIR || error == ELOOP;
+}
+
+// It is gone or closed to us; the folder above tells when that changes. Of anything else nobody does.
+bool IsToldWhenItEnds(int error) {
+  return IsNoFolder(error) || error == ENOENT || error == EACCES;
 }
 
 unsigned ToldBy(unsigned mask) {
@@ -47,10 +55,8 @@ unsigned ToldBy(unsigned mask) {
 
 }  // namespace
 
-InotifySource::InotifySource(std::string folder, std::optional<uid_t> looker, HintListener& listener,
-                             EventLoop& loop, AddWatch add_watch)
+InotifySource::InotifySource(std::string folder, HintListener& listener, EventLoop& loop, AddWatch add_watch)
     : folder_(std::move(folder)),
-      looker_(looker),
       listener_(listener),
       loop_(loop),
       add_watch_(std::move(add_watch)),
@@ -62,11 +68,12 @@ InotifySource::~InotifySource() {
   loop_.Remove(*this);
 }
 
-Outcome<Done> InotifySource::Begin() {
+Outcome<Done> InotifySource::Begin(std::optional<uid_t> looker) {
   End();
+  looker_ = looker;
   queue_ = FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   if (queue_) {
-    to_watch_.emplace_back();
+    to_watch_.insert("");
   } else if (LacksRoom(errno)) {
     unwatched_.insert("");
   } else {
@@ -78,23 +85,25 @@ Outcome<Done> InotifySource::Begin() {
 void InotifySource::End() {
   queue_ = FileDescriptor();
   tree_.Clear();
+  root_.reset();
   to_watch_.clear();
   unwatched_.clear();
   files_.Forget("");
 }
 
 void InotifySource::Restart() {
-  static_cast<void>(Begin());
+  static_cast<void>(Begin(looker_));
   listener_.Hinted({"", Reach::kTree, HintState::kComplete});
 }
 
 void InotifySource::WatchAnew(const std::string& path) {
-  if (queue_) to_watch_.push_back(path);
+  if (queue_) to_watch_.insert(path);
 }
 
 void InotifySource::TryAgain() {
-  if (!queue_) return static_cast<void>(Begin());
-  for (const std::string& path : std::exchange(unwatched_, {})) to_watch_.push_back(path);
+  if (!queue_) return static_cast<void>(Begin(looker_));
+  to_watch_.merge(unwatched_);
+  unwatched_.clear();
 }
 
 void InotifySource::LoseRoot() {
@@ -103,7 +112,8 @@ void InotifySource::LoseRoot() {
 }
 
 Awaited InotifySource::Awaits() const {
-  Awaited awaited{queue_ ? queue_.get() : -1, false, std::nullopt};
+  const bool listens = queue_ && to_watch_.size() <= kMostToWatch;
+  Awaited awaited{listens ? queue_.get() : -1, false, std::nullopt};
   if (!to_watch_.empty()) awaited.moment = loop_.Now();
   return awaited;
 }
@@ -112,39 +122,40 @@ void InotifySource::Expire() {
   const LookingAs looker(looker_);
   const Looking looking;
   const FileDescriptor root(looking ? open(folder_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC) : -1);
-  if (!root) return LoseRoot();
-  for (int i = 0; i < kFoldersAtOnce && !to_watch_.empty(); ++i) {
-    const std::string path = std::move(to_watch_.front());
-    to_watch_.pop_front();
-    WatchFolder(root.get(), path);
-  }
+  if (!root || (root_ && IdOfOpen(root.get()) != root_)) return LoseRoot();
+  for (int i = 0; i < kFoldersAtOnce && !to_watch_.empty(); ++i)
+    WatchFolder(root.get(), to_watch_.extract(to_watch_.begin()).value());
   if (queue_ && !tree_.Contains("") && !unwatched_.contains("") && to_watch_.empty()) LoseRoot();
 }
 
-// One that cannot be opened is gone or closed to us; the folder above tells when that changes.
 void InotifySource::WatchFolder(int root, const std::string& path) {
   const bool is_foreign =
       !path.empty() && KAVOIndexLeadsToForeignMount(folder_.c_str(), PathIn(folder_, path).c_str());
   FileDescriptor folder(is_foreign ? -1 : KAVOBeneathOpenFolder(root, path.c_str()));
+  const int error = folder || is_foreign ? 0 : errno;
   // A link to a file is known still.
-  if (!folder && IsNoFolder(errno) && !is_foreign) return;
+  if (IsNoFolder(error)) return;
   Forget(path);
+  if (error != 0 && !IsToldWhenItEnds(error)) unwatched_.insert(path);
   if (!folder) return;
   const std::string opened = "/proc/self/fd/" + std::to_string(folder.get());
   const int watch = add_watch_(queue_.get(), opened.c_str(), kMask | (path.empty() ? kRootEnds : 0));
   if (watch < 0) {
-    if (LacksRoom(errno)) unwatched_.insert(path);
+    if (!IsToldWhenItEnds(errno)) unwatched_.insert(path);
     return;
   }
+  if (path.empty()) root_ = IdOfOpen(folder.get());
   Release(tree_.Put(path, watch));
   // A folder that is mounted in itself has no end.
-  if (!tree_.HasAbove(path, watch)) {
-    files_.List(folder.Release(), path, [this](std::string below) { to_watch_.push_back(std::move(below)); });
-  }
+  if (tree_.HasAbove(path, watch)) return;
+  const bool listed =
+      files_.List(folder.Release(), path, [this](std::string below) { to_watch_.insert(std::move(below)); });
+  if (!listed) unwatched_.insert(path);
 }
 
 void InotifySource::Forget(const std::string& path) {
   Release(tree_.Remove(path));
+  EraseTree(to_watch_, path);
   EraseTree(unwatched_, path);
   files_.Forget(path);
 }

@@ -5,13 +5,13 @@
 #include <sys/types.h>
 
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <optional>
 #include <set>
 #include <string>
 
 #include "base/file_descriptor.h"
+#include "base/file_id.h"
 #include "common/event_loop.h"
 #include "watch/file_hints.h"
 #include "watch/hint_source.h"
@@ -24,14 +24,15 @@ class InotifySource : public HintSource, private EventHandler {
   // What it asks the kernel, for tests.
   using AddWatch = std::function<int(int queue, const char* path, unsigned mask)>;
 
-  // FOLDER is a library's. It looks as LOOKER. What it borrows outlives it.
-  InotifySource(std::string folder, std::optional<uid_t> looker, HintListener& listener, EventLoop& loop,
+  // FOLDER is a library's. What it borrows outlives it.
+  InotifySource(std::string folder, HintListener& listener, EventLoop& loop,
                 AddWatch add_watch = &inotify_add_watch);
   ~InotifySource() override;
 
-  Outcome<Done> Begin() override;
+  Outcome<Done> Begin(std::optional<uid_t> looker) override;
   void End() override;
   bool ready() const override { return to_watch_.empty(); }
+  bool HasRoot() const override { return !root_ || IdBehind(folder_.c_str()) == root_; }
   void WatchAnew(const std::string& path) override;
   const std::set<std::string>& unwatched() const override { return unwatched_; }
   void TryAgain() override;
@@ -55,14 +56,15 @@ class InotifySource : public HintSource, private EventHandler {
   void LoseRoot();
 
   const std::string folder_;
-  const std::optional<uid_t> looker_;
+  std::optional<uid_t> looker_;
   HintListener& listener_;
   EventLoop& loop_;
   AddWatch add_watch_;
   FileHints files_;
   FileDescriptor queue_;
   WatchedTree tree_;
-  std::deque<std::string> to_watch_;
+  std::optional<FileId> root_;      // that is watched
+  std::set<std::string> to_watch_;  // while there are too many, no more events are taken
   std::set<std::string> unwatched_;
   std::size_t overflows_ = 0;
 };

@@ -11,6 +11,7 @@
 #include "base/file_descriptor.h"
 #include "files/looking.h"
 #include "jobs/job_queue.h"
+#include "work/worker_identity.h"
 
 namespace {
 
@@ -65,17 +66,16 @@ std::size_t DroppedJobs(const StateRoot& root) {
 
 }  // namespace
 
-LibraryWatch::LibraryWatch(Library library, std::optional<uid_t> looker, WatchOptions options,
-                           const MakeSource& make_source, RunOrder& order, WatchTeller& teller,
-                           EventLoop& loop)
+LibraryWatch::LibraryWatch(Library library, WatchOptions options, const MakeSource& make_source,
+                           RunOrder& order, WatchTeller& teller, EventLoop& loop)
     : library_(std::move(library)),
-      looker_(looker),
       options_(std::move(options)),
       order_(order),
       teller_(teller),
       loop_(loop),
       hints_(options_.settling),
       source_(make_source(*this)),
+      above_(library_.folder, loop, [this] { PathChanged(); }),
       not_before_(loop.Now()) {
   options_.wish.library = [this](const StateRoot& root) { return MakeLibrary(root, library_.folder); };
   loop_.Add(*this);
@@ -101,37 +101,62 @@ void LibraryWatch::Hinted(const Hint& hint) {
 void LibraryWatch::RootLost() {
   // What was never there may go on not being there.
   if (state_ == State::kSettingUp) return GoAway(kGone);
+  LetGo(loop_.Now());
+}
+
+void LibraryWatch::LetGo(Moment next) {
+  source_->End();
+  above_.End();
   state_ = State::kAway;
-  not_before_ = loop_.Now();
+  not_before_ = next;
+  told_watching_ = false;
+}
+
+void LibraryWatch::PathChanged() {
+  if (state_ == State::kAway) return;
+  if (!source_->HasRoot()) return LetGo(loop_.Now());
+  above_.Watch();
 }
 
 void LibraryWatch::MountChanged(const std::string& path) {
   if (state_ == State::kAway) {
     not_before_ = loop_.Now();
   } else if (path.empty()) {
-    source_->End();
-    RootLost();
+    LetGo(loop_.Now());
   } else {
     source_->WatchAnew(path);
     Hinted({path, Reach::kTree, HintState::kComplete});
   }
 }
 
+Outcome<std::optional<uid_t>> LibraryWatch::WhoLooks() const {
+  if (options_.wish.as_root) return std::optional<uid_t>();
+  const auto owner = OwnerToBecome(library_);
+  if (!owner) return owner.failure();
+  return *owner ? std::optional((*owner)->user) : std::nullopt;
+}
+
+bool LibraryWatch::IsAsBegun() const {
+  const auto looker = WhoLooks();
+  return looker && *looker == looker_ && source_->HasRoot();
+}
+
 void LibraryWatch::BeginWatching() {
+  const auto looks = WhoLooks();
+  if (!looks) return GoAway(looks.failure().message);
+  looker_ = *looks;
   const LookingAs looker(looker_);
   if (!IsThere(library_.folder)) return GoAway(kGone);
-  if (auto begun = source_->Begin(); !begun) return GoAway(begun.failure().message);
+  above_.Watch();
+  if (auto begun = source_->Begin(looker_); !begun) return GoAway(begun.failure().message);
   state_ = State::kSettingUp;
   whole_ = true;
   hints_.Clear();
 }
 
 void LibraryWatch::GoAway(const std::string& why) {
-  source_->End();
-  state_ = State::kAway;
-  not_before_ = loop_.Now() + patience_.Next(kFirstAway, kMostAway);
+  LetGo(loop_.Now() + patience_.Next(kFirstAway, kMostAway));
   workers_.EndAll();
-  told_watching_ = false;
   TellOnce(WatchEvent::kAway, why);
 }
 
@@ -148,13 +173,11 @@ void LibraryWatch::TellOfSource() {
   const bool is_news = unwatched > 0 && std::exchange(told_unwatched_, unwatched) == 0;
   if (unwatched == 0) told_unwatched_ = 0;
   if (!is_news) return;
-  const auto minutes = std::chrono::duration<double, std::ratio<60>>(options_.poll_interval).count();
-  std::string often = std::to_string(minutes);
-  often.resize(often.find('.') + 2);
+  const std::size_t watched = source_->watched_folders();
   teller_.Tell({WatchEvent::kUnwatched, library_.folder,
-                std::to_string(source_->watched_folders()) +
-                    " folders are watched, the others are looked at every " + often +
-                    " minutes: there is no room for more watches (sysctl fs.inotify.max_user_watches, "
+                Counted(watched, "folder") + (watched == 1 ? " is" : " are") +
+                    " watched, the others are looked at every " + TextOf(options_.poll_interval) +
+                    ": there is no room for more watches (sysctl fs.inotify.max_user_watches, "
                     "fs.inotify.max_user_instances)",
                 std::nullopt});
 }
@@ -221,13 +244,17 @@ void LibraryWatch::Retry() {
 
 WalkScope LibraryWatch::ScopeOf(const std::vector<Hint>& hints) const {
   WalkScope scope;
-  for (const Hint& hint : hints) scope.Add(hint.path, hint.reach);
+  for (const Hint& hint : hints) {
+    scope.Add(hint.path, hint.reach);
+    for (const std::string& folder : retries_.Above(hint.path)) scope.Add(folder, Reach::kName);
+  }
   if (source_->links().size() > kMostLinks) return scope;
   for (const std::string& link : source_->links()) scope.Add(link, Reach::kName);
   return scope;
 }
 
 void LibraryWatch::RunNow() {
+  if (!IsAsBegun()) return LetGo(loop_.Now() + patience_.Next(kFirstAway, kMostAway));
   if (again_ && *again_ <= loop_.Now()) whole_ = true;
   const std::vector<Hint> taken = whole_ ? hints_.TakeAll() : hints_.Take(loop_.Now());
   if (!whole_ && taken.empty()) return;
@@ -247,8 +274,15 @@ void LibraryWatch::RunNow() {
 
 // The library is let go when this returns.
 Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope) {
-  const LookingAs looker(looker_);
   std::optional<Failure> left;
+  auto report = Perform(scope, left);
+  if (left && std::exchange(told_left_, left->message) != left->message)
+    teller_.Tell({WatchEvent::kFailed, library_.folder, left->message, std::nullopt});
+  return report;
+}
+
+Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope, std::optional<Failure>& left) {
+  const LookingAs looker(looker_);
   auto prepared = PrepareRun(options_.wish, left);
   if (!prepared) return prepared.failure();
   workers_.Use(prepared->worker);
@@ -305,9 +339,9 @@ void LibraryWatch::NoteRun(IndexReport& report, const RunOver& over) {
                        report.HasNewFailure() || (!withheld.empty() && whole && withheld != told_);
   told_ = whole || withheld.empty() ? withheld : told_;
   if (is_news) teller_.Tell({WatchEvent::kRun, library_.folder, "", report});
-  if (std::exchange(told_watching_, true) || !whole) return;
+  if (state_ != State::kWatching || !whole || std::exchange(told_watching_, true)) return;
   teller_.Tell({WatchEvent::kWatching, library_.folder,
-                "watching " + std::to_string(source_->watched_folders()) + " folders", std::nullopt});
+                "watching " + Counted(source_->watched_folders(), "folder"), std::nullopt});
 }
 
 void LibraryWatch::NoteFailure(const Failure& failure, const std::vector<Hint>& taken) {
@@ -322,7 +356,13 @@ void LibraryWatch::NoteFailure(const Failure& failure, const std::vector<Hint>& 
   whole_ = true;
   options_.wish.is_prepared = false;
   workers_.EndAll();
-  if (failure.status == ExitStatus::kLoss || !IsThere(library_.folder)) return GoAway(failure.message);
+  if (!IsThere(library_.folder)) return GoAway(failure.message);
+  if (failure.status == ExitStatus::kLoss) {
+    // What is watched stays: to watch it anew takes a look at every folder.
+    not_before_ = now + patience_.Next(kFirstAway, kMostAway);
+    told_watching_ = false;
+    return TellOnce(WatchEvent::kAway, failure.message);
+  }
   not_before_ = now + patience_.Next(kFirstFailure, kMostFailure);
   TellOnce(WatchEvent::kFailed, failure.message);
 }

@@ -17,6 +17,7 @@
 #include "run/index_run.h"
 #include "run/kept_workers.h"
 #include "setup/prepared_run.h"
+#include "watch/folders_above.h"
 #include "watch/hint_source.h"
 #include "watch/hint_store.h"
 #include "watch/patience.h"
@@ -42,9 +43,9 @@ class LibraryWatch : private HintListener, private EventHandler {
  public:
   using MakeSource = std::function<std::unique_ptr<HintSource>(HintListener& listener)>;
 
-  // It looks as LOOKER. What it borrows outlives it.
-  LibraryWatch(Library library, std::optional<uid_t> looker, WatchOptions options,
-               const MakeSource& make_source, RunOrder& order, WatchTeller& teller, EventLoop& loop);
+  // What it borrows outlives it.
+  LibraryWatch(Library library, WatchOptions options, const MakeSource& make_source, RunOrder& order,
+               WatchTeller& teller, EventLoop& loop);
   ~LibraryWatch() override;
   LibraryWatch(const LibraryWatch&) = delete;
   LibraryWatch& operator=(const LibraryWatch&) = delete;
@@ -65,12 +66,21 @@ class LibraryWatch : private HintListener, private EventHandler {
   Awaited Awaits() const override;
   void Expire() override;
 
+  // As whom the library is to be looked at now: whoever owns it may have come with a disk.
+  Outcome<std::optional<uid_t>> WhoLooks() const;
+  // The folder is the one that is watched, and its owner the one who looks.
+  bool IsAsBegun() const;
+  void PathChanged();
   void BeginWatching();
+  // It is looked for at NEXT.
+  void LetGo(Moment next);
   void GoAway(const std::string& why);
   void Poll();
   std::optional<Moment> NextRun() const;
   void RunNow();
   Outcome<IndexReport> Perform(const WalkScope& scope);
+  // LEFT: what could not be put away after the run.
+  Outcome<IndexReport> Perform(const WalkScope& scope, std::optional<Failure>& left);
   WalkScope ScopeOf(const std::vector<Hint>& hints) const;
   // What is to be tried again becomes hints.
   void Retry();
@@ -85,7 +95,6 @@ class LibraryWatch : private HintListener, private EventHandler {
   void TellOfSource();
 
   const Library library_;
-  const std::optional<uid_t> looker_;
   WatchOptions options_;
   RunOrder& order_;
   WatchTeller& teller_;
@@ -95,8 +104,10 @@ class LibraryWatch : private HintListener, private EventHandler {
   ToldProblems told_problems_;
   KeptWorkers workers_;
   std::unique_ptr<HintSource> source_;
+  FoldersAbove above_;
 
   State state_ = State::kAway;
+  std::optional<uid_t> looker_;    // as whom the library is looked at
   bool whole_ = true;              // nothing less than everything is to be looked at
   std::optional<Moment> again_;    // everything, by then
   std::optional<Moment> poll_;     // what is not watched
@@ -104,7 +115,8 @@ class LibraryWatch : private HintListener, private EventHandler {
   Moment not_before_;              // the next run, or the next look for the folder
   Patience patience_;
   Patience move_patience_;
-  std::string told_;  // the last trouble
+  std::string told_;       // the last trouble
+  std::string told_left_;  // after a run
   std::size_t told_unwatched_ = 0;
   std::size_t told_overflows_ = 0;
   bool told_watching_ = false;

@@ -6,8 +6,8 @@
 #include "common/event_loop.h"
 #include "common/unwaiting_output.h"
 
-// Lines for somebody who may not read them: what is not taken waits, up to a bound, and nobody waits for it.
-// To be used in the loop's thread.
+// Lines for somebody who may not read them: what is not taken waits, up to a bound, and nobody waits for it
+// but a moment at the end. To be used in the loop's thread.
 class LineOutput : private EventHandler {
  public:
   // DESCRIPTOR and LOOP outlive it.

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "base/path_below.h"
+#include "common/path_parts.h"
 
 namespace {
 
@@ -50,4 +51,12 @@ std::vector<std::string> RetryList::Take(Moment now) {
 bool RetryList::HasBelow(const std::string& folder) const {
   const auto first = entries_.lower_bound(folder + "/");
   return first != entries_.end() && LiesBelow(first->first, folder);
+}
+
+std::vector<std::string> RetryList::Above(const std::string& path) const {
+  std::vector<std::string> found;
+  for (std::string above = FolderOf(path); !above.empty(); above = FolderOf(above)) {
+    if (entries_.contains(above)) found.push_back(above);
+  }
+  return found;
 }

@@ -26,6 +26,8 @@ class RetryList {
   std::vector<std::string> Take(Moment now);
   // Something below FOLDER, not the folder itself, could not be done.
   bool HasBelow(const std::string& folder) const;
+  // Those folders above PATH that could not be done: nothing in them can be before they are.
+  std::vector<std::string> Above(const std::string& path) const;
   std::size_t size() const { return entries_.size(); }
 
  private:

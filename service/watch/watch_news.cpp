@@ -1,7 +1,5 @@
 #include "watch/watch_news.h"
 
-#include <chrono>
-#include <cstddef>
 #include <sstream>
 
 #include "common/display.h"
@@ -54,12 +52,31 @@ std::string RunText(const IndexReport& report) {
     }
   }
   if (report.withheld_reason.empty()) return out.str();
-  out << Visible(report.library.folder) << ": " << report.withheld.size()
-      << " rows were kept: " << report.withheld_reason << " (lumivault index --accept-loss deletes them)\n";
+  const bool one = report.withheld.size() == 1;
+  out << Visible(report.library.folder) << ": " << Counted(report.withheld.size(), "row")
+      << (one ? " was" : " were") << " kept: " << report.withheld_reason
+      << " (lumivault index --accept-loss deletes " << (one ? "it" : "them") << ")\n";
   return out.str();
 }
 
 }  // namespace
+
+std::string Counted(std::size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string TextOf(std::chrono::milliseconds time) {
+  using std::chrono::duration_cast;
+  const auto minutes = duration_cast<std::chrono::minutes>(time);
+  if (minutes.count() > 0 && minutes == time)
+    return Counted(static_cast<std::size_t>(minutes.count()), "minute");
+  const auto seconds = duration_cast<std::chrono::seconds>(time);
+  if (seconds == time) return Counted(static_cast<std::size_t>(seconds.count()), "second");
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out << std::chrono::duration<double>(time).count() << " seconds";
+  return out.str();
+}
 
 std::string WatchText(const WatchNews& news) {
   if (news.report) return RunText(*news.report);

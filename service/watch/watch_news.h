@@ -3,6 +3,8 @@
 
 #include <json/value.h>
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +33,11 @@ class WatchTeller {
   virtual ~WatchTeller() = default;
   virtual void Tell(const WatchNews& news) = 0;
 };
+
+// For people: "1 folder", "2 folders".
+std::string Counted(std::size_t count, const std::string& what);
+// "5 minutes", "90 seconds", "1.5 seconds".
+std::string TextOf(std::chrono::milliseconds time);
 
 // For people: a line, and for each file that failed one more.
 std::string WatchText(const WatchNews& news);

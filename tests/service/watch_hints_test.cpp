@@ -1,18 +1,26 @@
 // What waits until it has settled.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "base/file_descriptor.h"
 #include "watch/hint_store.h"
+#include "watch/line_output.h"
 #include "watch/mount_changes.h"
 #include "watch/patience.h"
 #include "watch/retry_list.h"
 #include "watch/run_order.h"
 #include "watch/told_problems.h"
+#include "watch/watch_news.h"
 #include "watch/watched_tree.h"
 
 namespace {
@@ -136,6 +144,25 @@ TEST_F(HintStoreTest, TheNamesOfAMoveAreTakenTogether) {
   EXPECT_EQ(store_.NextDue(), now_ + kSettle);
   Pass(kSettle);
   EXPECT_EQ(Take(), Strings({"a.jpg", "b.jpg"}));
+}
+
+// A burst goes on for half a second and is cut then.
+TEST_F(HintStoreTest, WhatIsDueSoonGoesAlong) {
+  Closes("first.jpg");
+  const Moment end = now_ + 6 * kSettle;
+  now_ = end - kSettle + kSettle / 4;
+  Closes("soon.jpg");
+  Pass(milliseconds(1));
+  Closes("later.jpg");
+  now_ = end;
+  EXPECT_EQ(Take(), Strings({"first.jpg", "soon.jpg"}));
+}
+
+TEST_F(HintStoreTest, ALongTimeToSettleIsKept) {
+  constexpr milliseconds kLongSettle{60'000};
+  HintStore store({kLongSettle, kLongSettle + kQuiet});
+  store.Add({"a.jpg", Reach::kName, HintState::kComplete}, now_);
+  EXPECT_EQ(store.NextDue(), now_ + kLongSettle);
 }
 
 TEST_F(HintStoreTest, AMoveIsNotCutByTheEndOfAPart) {
@@ -366,6 +393,14 @@ TEST_F(RetryListTest, ItKnowsWhatLiesBelowAFolder) {
   for (const char* path : {"d/e/a.jpg", "f", "d/a", "", "g"}) EXPECT_FALSE(list_.HasBelow(path)) << path;
 }
 
+TEST_F(RetryListTest, ItKnowsWhichFoldersAboveAPathAreNotDone) {
+  Run({"d", "d/e/f", "d/x.jpg"});
+  EXPECT_EQ(list_.Above("d/e/f/a.jpg"), Strings({"d/e/f", "d"}));
+  EXPECT_EQ(list_.Above("d/e/f"), Strings({"d"}));
+  EXPECT_EQ(list_.Above("d"), Strings());
+  EXPECT_EQ(list_.Above("g/a.jpg"), Strings());
+}
+
 class ToldProblemsTest : public testing::Test {
  protected:
   // Which of them are news.
@@ -458,6 +493,94 @@ TEST(MountPoints, AreReadWithTheirBlanks) {
   EXPECT_EQ(mounts.begin()->path, "/");
   EXPECT_EQ(mounts.rbegin()->path, "/mnt/a b\\c");
   EXPECT_EQ(mounts.rbegin()->id, "30 0:40 /sub");
+}
+
+TEST(WatchTextTest, CountsAndTimesReadAsPeopleSayThem) {
+  EXPECT_EQ(Counted(0, "row"), "0 rows");
+  EXPECT_EQ(Counted(1, "row"), "1 row");
+  EXPECT_EQ(Counted(2, "row"), "2 rows");
+  EXPECT_EQ(TextOf(milliseconds(300'000)), "5 minutes");
+  EXPECT_EQ(TextOf(milliseconds(60'000)), "1 minute");
+  EXPECT_EQ(TextOf(milliseconds(90'000)), "90 seconds");
+  EXPECT_EQ(TextOf(milliseconds(1'000)), "1 second");
+  EXPECT_EQ(TextOf(milliseconds(1'500)), "1.5 seconds");
+}
+
+TEST(WatchTextTest, ARowThatIsKeptIsToldOfAsOne) {
+  IndexReport report;
+  report.library.folder = "/p";
+  report.withheld_reason = "why";
+  report.withheld = {"/p/a.jpg"};
+  EXPECT_NE(WatchText({WatchEvent::kRun, "/p", "", report})
+                .find("/p: 1 row was kept: why (lumivault index --accept-loss deletes it)\n"),
+            std::string::npos);
+  report.withheld.emplace_back("/p/b.jpg");
+  EXPECT_NE(WatchText({WatchEvent::kRun, "/p", "", report})
+                .find("/p: 2 rows were kept: why (lumivault index --accept-loss deletes them)\n"),
+            std::string::npos);
+}
+
+class LineOutputTest : public testing::Test {
+ protected:
+  LineOutputTest() { OpenPipe(); }
+  void OpenPipe() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+    ours_ = FileDescriptor(ends[0]);
+    theirs_ = FileDescriptor(ends[1]);
+  }
+  // What has come by now.
+  std::size_t ReadAll() {
+    std::size_t size = 0;
+    std::vector<char> buffer(std::size_t{1} << 16);
+    for (ssize_t count = 0; (count = read(ours_.get(), buffer.data(), buffer.size())) > 0;)
+      size += static_cast<std::size_t>(count);
+    return size;
+  }
+  // Somebody reads while the output comes to its end.
+  bool IsAllThereAtTheEnd(const std::string& text) {
+    OpenPipe();
+    std::size_t came = 0;
+    std::atomic<bool> ended = false;
+    std::thread reader([&] {
+      while (!ended) came += ReadAll();
+    });
+    { LineOutput(theirs_.get(), loop_).Put(text); }
+    ended = true;
+    reader.join();
+    return came + ReadAll() == text.size();
+  }
+
+  EventLoop loop_;
+  FileDescriptor ours_;
+  FileDescriptor theirs_;
+};
+
+constexpr std::size_t kLong = std::size_t{3} << 20;
+
+TEST_F(LineOutputTest, ALongLineIsNotDropped) {
+  LineOutput output(theirs_.get(), loop_);
+  output.Put(std::string(kLong, 'x') + "\n");
+  std::size_t came = 0;
+  for (std::size_t more = 1; more > 0; came += more) {
+    more = ReadAll();
+    loop_.Poll();
+  }
+  EXPECT_EQ(came, kLong + 1);
+}
+
+TEST_F(LineOutputTest, WhatWaitsIsWrittenAtTheEnd) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  bool all = false;
+  // A reader may get no time on a busy machine.
+  while (!all && std::chrono::steady_clock::now() < end) all = IsAllThereAtTheEnd(std::string(kLong, 'x'));
+  EXPECT_TRUE(all);
+}
+
+TEST_F(LineOutputTest, WhatNobodyReadsIsGivenUp) {
+  const auto begin = std::chrono::steady_clock::now();
+  { LineOutput(theirs_.get(), loop_).Put(std::string(kLong, 'x') + "\n"); }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
 TEST(PatienceTest, GrowsToItsBound) {

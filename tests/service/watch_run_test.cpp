@@ -77,6 +77,13 @@ class WatchRunTest : public WatchTest {
     Pause(time);
     EXPECT_LE((ProcessorTime(watch_->pid()) - before).count(), time.count() / 10);
   }
+  // It has not woken up for a while. What others mount wakes it.
+  bool IsAsleep() const {
+    const std::string before = Sleeps(watch_->pid());
+    const milliseconds used = ProcessorTime(watch_->pid());
+    Pause(milliseconds(1'500));
+    return Sleeps(watch_->pid()) == before && ProcessorTime(watch_->pid()) <= used + milliseconds(20);
+  }
   // Which news there are of runs in which NAME failed, and was not known to.
   std::size_t NewFailures(const std::string& name) const {
     std::size_t count = 0;
@@ -165,9 +172,7 @@ TEST_F(WatchRunTest, WithNothingToDoItSleeps) {
   Watch();
   CatchUp();
   Pause(milliseconds(200));
-  const std::string before = Sleeps(watch_->pid());
-  ExpectIdle(milliseconds(1'500));
-  EXPECT_EQ(Sleeps(watch_->pid()), before);
+  EXPECT_TRUE(Eventually([&] { return IsAsleep(); }));
 }
 
 TEST_F(WatchRunTest, WorkersWithoutWorkGo) {
@@ -175,9 +180,7 @@ TEST_F(WatchRunTest, WorkersWithoutWorkGo) {
   Watch();
   ASSERT_NE(ChildOf(watch_->pid()), 0);
   EXPECT_TRUE(Eventually([&] { return ChildOf(watch_->pid()) == 0; }));
-  const std::string before = Sleeps(watch_->pid());
-  ExpectIdle(milliseconds(500));
-  EXPECT_EQ(Sleeps(watch_->pid()), before);
+  EXPECT_TRUE(Eventually([&] { return IsAsleep(); }));
   Photo("b.jpg");
   CatchUp();
   EXPECT_TRUE(HasRow("b.jpg"));
@@ -317,6 +320,54 @@ TEST_F(WatchRunTest, ALibraryThatIsAwayLosesNothingAndIsNotReadAgain) {
   Photo("d/new.jpg");
   CatchUp();
   EXPECT_TRUE(HasRow("d/new.jpg"));
+}
+
+// As when somebody's home is set aside and put back from a copy.
+TEST_F(WatchRunTest, AFolderAboveThatIsRenamedIsNoticed) {
+  const fs::path up = scratch() / "up";
+  const fs::path aside = scratch() / "up.old";
+  const fs::path lib = up / "alice/lib";
+  MakeJpeg(lib / "a.jpg", 8, 8);
+  Watch({lib});
+  ASSERT_TRUE(IsBack());
+  fs::rename(up, aside);
+  ASSERT_TRUE(IsAway());
+  EXPECT_EQ(News("away").front()["library"].asString(), lib.string());
+  ASSERT_EQ(std::system(("cp -a '" + aside.string() + "' '" + up.string() + "'").c_str()), 0);
+  ASSERT_TRUE(IsBack(3));
+  MakeJpeg(lib / "new.jpg", 16, 8);
+  EXPECT_TRUE(Eventually([&] {
+    return QueryDatabase(lib / ".KAVOHGADB", "SELECT path FROM photo_image WHERE path = 'new.jpg'").size() ==
+           1;
+  })) << watch_->out();
+}
+
+// Whoever watches as root looks as the owner.
+TEST_F(WatchRunTest, ALibraryThatIsGivenToSomebodyElseIsFollowed) {
+  constexpr uid_t kOne = 20001;
+  constexpr uid_t kOther = 20002;
+  if (geteuid() != 0) GTEST_SKIP() << "only root gives files away";
+  ASSERT_EQ(chmod(scratch().c_str(), 0755), 0);
+  const auto give = [&](uid_t owner) {
+    for (const auto& entry : fs::recursive_directory_iterator(folder()))
+      ASSERT_EQ(lchown(entry.path().c_str(), owner, owner), 0);
+    ASSERT_EQ(lchown(folder().c_str(), owner, owner), 0);
+  };
+  Photos("d", 2);
+  ASSERT_EQ(chmod(folder().c_str(), 0700), 0);
+  give(kOne);
+  Watch();
+  ASSERT_EQ(Rows(), "2");
+  fs::rename(folder(), Aside());
+  ASSERT_TRUE(IsAway());
+  fs::rename(Aside(), folder());
+  give(kOther);
+  EXPECT_TRUE(IsBack()) << watch_->out();
+  for (const char* name : {"late/e/n.jpg", "late/e/m.jpg"}) {
+    Photo(name);
+    give(kOther);
+    EXPECT_TRUE(Eventually([&] { return HasRow(name); })) << watch_->out();
+  }
 }
 
 TEST_F(WatchRunTest, AnotherFolderInItsPlaceCostsNothing) {
@@ -463,6 +514,29 @@ TEST_F(WatchRunTest, WhatCannotBeKeptIsTriedUntilItCan) {
   EXPECT_EQ(News("run").size(), 2U) << watch_->out();
   fs::remove(hold);
   EXPECT_TRUE(Eventually([&] { return HasRow("late.jpg"); })) << watch_->out();
+  CatchUp();
+  ExpectAsNew();
+}
+
+// Its photos wait for it, also those that come by themselves.
+TEST_F(WatchRunTest, AnAlbumThatCannotBeMadeIsTriedUntilItCan) {
+  Environment("LD_PRELOAD", REFUSING_TRIGGERS);
+  Environment(
+      "TRIGGER_AT_OPEN",
+      "CREATE TEMP TRIGGER refuses BEFORE INSERT ON photo_share WHEN NEW.sharename = 'd' AND NOT EXISTS "
+      "(SELECT 1 FROM photo_image WHERE path = 'go.jpg') BEGIN SELECT RAISE(ABORT, 'no'); END");
+  Watch();
+  fs::create_directory(File("d"));
+  ASSERT_TRUE(Eventually([&] { return NewFailures("d") > 0; })) << watch_->out();
+  Photo("d/y.jpg");
+  ASSERT_TRUE(Eventually([&] { return NewFailures("d/y.jpg") > 0; })) << watch_->out();
+  EXPECT_FALSE(HasRow("d/y.jpg"));
+  CatchUp();
+  EXPECT_EQ(NewFailures("d"), 1U) << watch_->out();
+  EXPECT_EQ(NewFailures("d/y.jpg"), 1U) << watch_->out();
+  Photo("go.jpg");
+  EXPECT_TRUE(Eventually([&] { return HasRow("d/y.jpg"); })) << watch_->out();
+  Environment("LD_PRELOAD", "");
   CatchUp();
   ExpectAsNew();
 }
@@ -640,10 +714,30 @@ TEST_F(WatchRunTest, TwoLibrariesAreFollowedAtOnce) {
 }
 
 TEST_F(WatchRunTest, WhatIsNoFolderIsRefused) {
-  const RunResult result = Run({"watch", File("nowhere")});
+  WriteFile(File("file"), "no folder");
+  const RunResult result = Run({"watch", File("file")});
   EXPECT_EQ(result.status, kUsage);
-  EXPECT_EQ(result.err, "lumivault: " + File("nowhere").string() + ": No such file or directory\n");
+  EXPECT_EQ(result.err, "lumivault: " + File("file").string() + ": not a folder\n");
   EXPECT_EQ(Run({"watch"}).status, kUsage);
+}
+
+TEST_F(WatchRunTest, AFolderThatIsMissingAtTheStartIsWaitedFor) {
+  Photo("a.jpg");
+  const fs::path late = scratch() / "disk/late";
+  Watch({late});
+  ASSERT_EQ(News("away").size(), 1U);
+  EXPECT_EQ(News("away").front()["library"].asString(), late.string());
+  EXPECT_EQ(News("away").front()["text"].asString(), "the folder is not there; it is waited for");
+  Photo("b.jpg");
+  CatchUp();
+  EXPECT_TRUE(HasRow("b.jpg"));
+  ExpectIdle();
+  MakeJpeg(late / "c.jpg", 8, 8);
+  ASSERT_TRUE(IsBack());
+  EXPECT_EQ(News("watching").back()["library"].asString(), late.string());
+  EXPECT_EQ(QueryDatabase(late / ".KAVOHGADB", "SELECT path FROM photo_image").size(), 1U);
+  EXPECT_EQ(News("away").size(), 1U);
+  EXPECT_EQ(StopWatch().status, kTerminated);
 }
 
 TEST_F(WatchRunTest, PeopleReadOneLineForEachThing) {
@@ -654,6 +748,12 @@ TEST_F(WatchRunTest, PeopleReadOneLineForEachThing) {
   EXPECT_TRUE(out.starts_with(folder().string() + ": ")) << out;
   EXPECT_NE(out.find(" s, added 2, folders 2\n"), std::string::npos) << out;
   EXPECT_EQ(StopWatch().err, "");
+}
+
+TEST_F(WatchRunTest, OneFolderIsOneFolder) {
+  watch_ = Start({"watch", folder(), "--quiet"});
+  EXPECT_TRUE(Eventually([&] { return watch_->out().find(": watching 1 folder\n") != std::string::npos; }))
+      << watch_->out();
 }
 
 // Where one mark stands for all folders.

@@ -1,14 +1,20 @@
 // What the kernel tells of a folder, as hints.
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
+#include <sys/mount.h>
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "support/temp_dir.h"
+#include "watch/folders_above.h"
 #include "watch/inotify_source.h"
 
 namespace fs = std::filesystem;
@@ -25,7 +31,7 @@ class WatchSourceTest : public testing::Test, private HintListener {
   void Make(const std::string& path) const { WriteFile(root() / path, path); }
 
   void Begin() {
-    ASSERT_TRUE(source_.Begin());
+    ASSERT_TRUE(source_.Begin(std::nullopt));
     Settle();
     hints_.clear();
   }
@@ -71,9 +77,9 @@ class WatchSourceTest : public testing::Test, private HintListener {
   std::size_t told_ = 0;
 
  protected:
-  InotifySource source_{
-      root(), std::nullopt, *this, loop_,
-      [this](int queue, const char* path, unsigned mask) { return AddWatch(queue, path, mask); }};
+  InotifySource source_{root(), *this, loop_, [this](int queue, const char* path, unsigned mask) {
+                          return AddWatch(queue, path, mask);
+                        }};
 };
 
 TEST_F(WatchSourceTest, EachFolderIsWatchedThatAWalkEnters) {
@@ -231,9 +237,83 @@ TEST_F(WatchSourceTest, ARootThatIsRemovedIsLost) {
 
 TEST_F(WatchSourceTest, ARootThatIsNotThereIsLost) {
   fs::remove(root());
-  EXPECT_TRUE(source_.Begin());
+  EXPECT_TRUE(source_.Begin(std::nullopt));
   Settle();
   EXPECT_TRUE(lost_);
+}
+
+TEST_F(WatchSourceTest, TheFolderThatIsWatchedIsKnown) {
+  Begin();
+  EXPECT_TRUE(source_.HasRoot());
+  fs::rename(root(), dir_.path() / "elsewhere");
+  EXPECT_FALSE(source_.HasRoot());
+  fs::create_directory(root());
+  EXPECT_FALSE(source_.HasRoot());
+  fs::remove(root());
+  fs::rename(dir_.path() / "elsewhere", root());
+  EXPECT_TRUE(source_.HasRoot());
+}
+
+// What is to be watched then lies in another tree.
+TEST_F(WatchSourceTest, AnotherFolderThatStandsUnderItsPathIsNotWatched) {
+  Begin();
+  fs::rename(root(), dir_.path() / "elsewhere");
+  fs::create_directories(root() / "a/b");
+  source_.WatchAnew("a");
+  Settle();
+  EXPECT_TRUE(lost_);
+  EXPECT_EQ(source_.watched_folders(), 0U);
+}
+
+TEST_F(WatchSourceTest, ARootThatIsMountedInItselfIsStillOne) {
+  fs::create_directories(root() / "a/again");
+  if (mount(root().c_str(), (root() / "a/again").c_str(), nullptr, MS_BIND, nullptr) != 0)
+    GTEST_SKIP() << "nothing can be mounted here";
+  Begin();
+  EXPECT_FALSE(lost_);
+  fs::rename(root(), dir_.path() / "elsewhere");
+  Settle();
+  EXPECT_TRUE(lost_);
+  EXPECT_EQ(umount((dir_.path() / "elsewhere/a/again").c_str()), 0);
+}
+
+TEST_F(WatchSourceTest, WhatCannotBeWatchedForAnyReasonIsNamed) {
+  fs::create_directories(root() / "a/b");
+  for (const int error : {ENOSPC, ENOMEM, EIO, EINVAL}) {
+    error_ = error;
+    room_ = 1;
+    Begin();
+    EXPECT_EQ(source_.unwatched(), Strings({"a"})) << error;
+  }
+  for (const int error : {ENOENT, EACCES, ENOTDIR}) {
+    error_ = error;
+    room_ = 1;
+    Begin();
+    EXPECT_EQ(source_.unwatched(), Strings()) << error;
+  }
+}
+
+// Each event of a folder asks for a watch.
+TEST_F(WatchSourceTest, AFolderThatIsRenamedToAndFroIsWatchedOnce) {
+  fs::create_directories(root() / "a");
+  Begin();
+  const std::size_t before = room_;
+  for (int i = 0; i < 1'000; ++i) {
+    fs::rename(root() / "a", root() / "b");
+    fs::rename(root() / "b", root() / "a");
+  }
+  Settle();
+  EXPECT_LE(before - room_, 5U);
+  EXPECT_EQ(source_.watched_folders(), 2U);
+}
+
+TEST_F(WatchSourceTest, ALinkThatIsNoFolderIsKnownStill) {
+  Make("a.jpg");
+  fs::create_symlink("a.jpg", root() / "l.jpg");
+  Begin();
+  source_.WatchAnew("l.jpg");
+  Settle();
+  EXPECT_EQ(source_.links(), Strings({"l.jpg"}));
 }
 
 TEST_F(WatchSourceTest, ANewFolderHidesNothing) {
@@ -246,6 +326,82 @@ TEST_F(WatchSourceTest, ANewFolderHidesNothing) {
     Make(top + "/a/b/c/m.jpg");
     EXPECT_TRUE(Hints().contains(top + "/a/b/c/m.jpg"));
   }
+}
+
+// A loop that tells how long it would wait.
+class AskedLoop : public EventLoop {
+ public:
+  std::optional<Moment> until;
+
+ protected:
+  void Wait(std::vector<pollfd>& descriptors, std::optional<Moment> moment) override {
+    until = moment;
+    poll(descriptors.data(), descriptors.size(), 0);
+  }
+};
+
+class FoldersAboveTest : public testing::Test {
+ protected:
+  FoldersAboveTest() {
+    fs::create_directories(path());
+    above_.Watch();
+  }
+  fs::path path() const { return dir_.path() / "d/alice/photos"; }
+  int Changes() {
+    loop_.Turn();
+    return std::exchange(changes_, 0);
+  }
+
+  TempDir dir_;
+  AskedLoop loop_;
+  int changes_ = 0;
+  int error_ = 0;  // of each further watch
+  FoldersAbove above_{path(), loop_, [this] { ++changes_; },
+                      [this](int queue, const char* folder, unsigned mask) {
+                        errno = error_;
+                        return error_ != 0 ? -1 : inotify_add_watch(queue, folder, mask);
+                      }};
+};
+
+TEST_F(FoldersAboveTest, WhatHappensInThemIsNotTold) {
+  WriteFile(dir_.path() / "d/alice/other", "other");
+  fs::remove(dir_.path() / "d/alice/other");
+  fs::create_directory(dir_.path() / "d/bob");
+  EXPECT_EQ(Changes(), 0);
+  EXPECT_FALSE(loop_.until) << "no time is waited for";
+}
+
+TEST_F(FoldersAboveTest, OneThatMovesIsTold) {
+  fs::rename(dir_.path() / "d/alice", dir_.path() / "d/alice.old");
+  EXPECT_EQ(Changes(), 1);
+  fs::rename(dir_.path() / "d", dir_.path() / "e");
+  EXPECT_EQ(Changes(), 1);
+  EXPECT_EQ(Changes(), 0);
+}
+
+TEST_F(FoldersAboveTest, OneThatIsRemovedIsTold) {
+  fs::remove_all(dir_.path() / "d");
+  EXPECT_EQ(Changes(), 1);
+}
+
+TEST_F(FoldersAboveTest, AfterTheEndNothingIsTold) {
+  above_.End();
+  fs::rename(dir_.path() / "d", dir_.path() / "e");
+  EXPECT_EQ(Changes(), 0);
+}
+
+TEST_F(FoldersAboveTest, WhereOneCannotBeWatchedThePathIsLookedAtNowAndThen) {
+  error_ = EACCES;
+  above_.Watch();
+  EXPECT_EQ(Changes(), 0);
+  ASSERT_TRUE(loop_.until);
+  const auto wait = *loop_.until - loop_.Now();
+  EXPECT_LE(wait, std::chrono::seconds(10));
+  EXPECT_GT(wait, std::chrono::seconds(9));
+  error_ = 0;
+  above_.Watch();
+  Changes();
+  EXPECT_FALSE(loop_.until);
 }
 
 }  // namespace
