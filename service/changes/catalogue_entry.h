@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/item_kind.h"
 #include "files/file_stamp.h"
-#include "files/item_kind.h"
 #include "work/item_outcome.h"
 
 // What the catalogue keeps of OUTCOME: whether a file is as it was sent, is not worth sending again, or is to

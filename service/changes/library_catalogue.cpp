@@ -64,7 +64,7 @@ bool IsEmptyFolder(const std::string& folder) {
 Outcome<std::string> IdentityOfFile(const std::string& file) {
   if (const auto identity = IdentityOf(file)) return identity->object;
   if (errno == ENOENT) return std::string();
-  return Failure{ExitStatus::kDatabase, Visible(file) + ": " + ErrorText(errno)};
+  return Failure{ExitStatus::kDatabase, AboutFile(file, ErrorText(errno))};
 }
 
 // Another server, another database or tables made anew are another identity.
@@ -90,7 +90,7 @@ Failure UnusableDatabase(const Library& library, const DatabaseReader& database)
   const std::string file = library.database();
   const bool writable = access(file.c_str(), W_OK) == 0;
   const std::string why = writable ? database.error() : "cannot be written: " + ErrorText(errno);
-  return {ExitStatus::kDatabase, Visible(file) + ": " + why};
+  return {ExitStatus::kDatabase, AboutFile(file, why)};
 }
 
 // What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
@@ -146,7 +146,7 @@ Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, con
   if (worth_keeping && !catalogue.store().EndLog()) return *catalogue.failure();
   { const Catalogue closed = std::move(catalogue); }
   if (worth_keeping && !SwapFiles(file, other)) {
-    return Failure{ExitStatus::kConfiguration, file + ": " + ErrorText(errno)};
+    return Failure{ExitStatus::kConfiguration, AboutFile(file, ErrorText(errno))};
   }
   auto opened = Catalogue::Open(file);
   if (!opened || (!identity.empty() && opened->facts().Find(kDatabaseFact) == identity)) return opened;

@@ -11,7 +11,7 @@
 #include "changes/out_of_reach.h"
 #include "common/display.h"
 #include "common/error_text.h"
-#include "database/queries_sql.h"
+#include "database/file_row.h"
 #include "files/held_folder.h"
 
 namespace {
@@ -54,10 +54,9 @@ class Planner {
     std::set<std::string> paths;
     DatabaseReader database = DatabaseReader::Of(library_);
     for (const CatalogueEntry& file : files) {
-      const char* sql = file.kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql;
-      const auto rows = database.Query({"path"}, sql, library_.FileKey(file.path));
-      if (!rows) return Unreadable(database);
-      if (!rows->empty()) paths.insert(file.path);
+      const auto has_row = HasFileRow(database, file.kind, library_.FileKey(file.path));
+      if (!has_row) return Unreadable(database);
+      if (*has_row) paths.insert(file.path);
     }
     return paths;
   }

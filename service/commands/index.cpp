@@ -3,6 +3,7 @@
 
 #include "changes/dry_run.h"
 #include "commands/command.h"
+#include "commands/library_run.h"
 #include "commands/run_options.h"
 #include "common/display.h"
 #include "files/looking.h"

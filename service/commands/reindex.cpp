@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "commands/command.h"
+#include "commands/library_run.h"
 #include "commands/run_options.h"
 
 Runner DefineReindex(CLI::App& app) {

@@ -1,14 +1,13 @@
-// What the commands that change a library share: their options, and how such a run begins and ends.
+// The options that the commands share which change a library.
 #ifndef SERVICE_COMMANDS_RUN_OPTIONS_H_
 #define SERVICE_COMMANDS_RUN_OPTIONS_H_
 
 #include <chrono>
-#include <functional>
 #include <optional>
 #include <string>
 
 #include "common/outcome.h"
-#include "run/index_run.h"
+#include "library/library.h"
 
 namespace CLI {
 class App;
@@ -38,9 +37,5 @@ std::chrono::milliseconds FileTimeout(const RunOptions& options);
 
 // The library that they name, which is not made.
 Outcome<Library> NamedLibrary(const RunOptions& options);
-
-// Makes the folder a library, or takes the shared tree, holds it, and calls WORK with the run; prints the
-// result. The exit status.
-int RunOnLibrary(const RunOptions& options, const std::function<Outcome<Done>(IndexRun&)>& work);
 
 #endif  // SERVICE_COMMANDS_RUN_OPTIONS_H_

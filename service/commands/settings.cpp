@@ -12,7 +12,7 @@
 #include "commands/command.h"
 #include "common/display.h"
 #include "library/state_root.h"
-#include "work/worker_memory.h"
+#include "setup/worker_memory.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "files/item_kind.h"
+#include "common/item_kind.h"
 
 // What was at this absolute path is not there any more, for sure: only "there is no such name" says so, or a
 // file where a folder was, or the other way round.

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "files/item_kind.h"
+#include "common/item_kind.h"
 
 // What the file at PATH is by its extension; nothing when it is neither photo nor video.
 std::optional<ItemKind> MediaKindOf(const std::string& path);

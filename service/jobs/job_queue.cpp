@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <exception>
 #include <sstream>
 #include <utility>
 
@@ -167,6 +168,20 @@ std::size_t Bound(int queue) {
   return dropped;
 }
 
+std::size_t Tend(const StateRoot& root) {
+  const FileDescriptor file = OpenQueue();
+  // A reader that is slower than this run loses nothing: the oldest has waited since an earlier one.
+  const bool waits = file && SeenSince(root, file.get());
+  const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound(file.get()) : 0;
+  const std::string seen = root.path() + kSeen;
+  if (!file || SizeOf(file.get()) == 0) {
+    unlink(seen.c_str());
+    return dropped;
+  }
+  if (!SeenSince(root, file.get())) NoteOldest(seen, file.get());
+  return dropped;
+}
+
 }  // namespace
 
 std::string JobQueuePath() {
@@ -191,15 +206,9 @@ std::optional<JobQueue> ReadJobQueue(const StateRoot& root) {
 }
 
 std::size_t TendJobQueue(const StateRoot& root) {
-  const FileDescriptor file = OpenQueue();
-  // A reader that is slower than this run loses nothing: the oldest has waited since an earlier one.
-  const bool waits = file && SeenSince(root, file.get());
-  const std::size_t dropped = waits && SizeOf(file.get()) > kMostJobBytes ? Bound(file.get()) : 0;
-  const std::string seen = root.path() + kSeen;
-  if (!file || SizeOf(file.get()) == 0) {
-    unlink(seen.c_str());
-    return dropped;
+  try {
+    return Tend(root);
+  } catch (const std::exception&) {
+    return 0;
   }
-  if (!SeenSince(root, file.get())) NoteOldest(seen, file.get());
-  return dropped;
 }

@@ -25,7 +25,7 @@ struct JobQueue {
 std::optional<JobQueue> ReadJobQueue(const StateRoot& root);
 
 // At the end of a run: notes which job waits longest, and keeps the queue within its bound. How many jobs
-// were dropped.
+// were dropped; 0 where something keeps it from that, which must not cost the run its report.
 std::size_t TendJobQueue(const StateRoot& root);
 
 // People have switched face recognition on, whose program empties the queue.

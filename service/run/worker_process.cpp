@@ -17,8 +17,8 @@
 #include "common/error_text.h"
 #include "common/read_pipe.h"
 #include "run/worker_environment.h"
+#include "work/out_of_memory.h"
 #include "work/worker_arguments.h"
-#include "work/worker_memory.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include "common/installation.h"
 #include "files/looking.h"
 #include "setup/database_adoption.h"
+#include "setup/worker_memory.h"
 #include "setup/worker_view.h"
 #include "work/worker_identity.h"
-#include "work/worker_memory.h"
 
 namespace {
 

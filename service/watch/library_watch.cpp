@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <exception>
 #include <set>
 #include <utility>
 
@@ -53,15 +52,6 @@ bool IsThere(const std::string& folder) {
 bool IsWorthAnother(ItemOutcome outcome) {
   return outcome == ItemOutcome::kNotKept || outcome == ItemOutcome::kUnopened ||
          outcome == ItemOutcome::kCrashed || outcome == ItemOutcome::kPartial;
-}
-
-// Whatever keeps the queue from being tended, the report of what was done is not lost.
-std::size_t DroppedJobs(const StateRoot& root) {
-  try {
-    return TendJobQueue(root);
-  } catch (const std::exception&) {
-    return 0;
-  }
 }
 
 }  // namespace
@@ -296,7 +286,7 @@ Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope, std::optional
   dismiss_ = workers_.empty() ? std::nullopt : std::optional(loop_.Now() + options_.worker_idle);
   if (!outcome) return LossOrFailure(outcome.failure(), *prepared);
   IndexReport report = run.report();
-  report.dropped_jobs = DroppedJobs(prepared->root);
+  report.dropped_jobs = TendJobQueue(prepared->root);
   return report;
 }
 

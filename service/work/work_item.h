@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "common/item_kind.h"
 #include "files/file_stamp.h"
-#include "files/item_kind.h"
 #include "work/item_outcome.h"
 
 // What a worker does with the plug-in.

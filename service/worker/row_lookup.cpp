@@ -1,5 +1,6 @@
 #include "worker/row_lookup.h"
 
+#include "database/file_row.h"
 #include "database/queries_sql.h"
 
 DatabaseReader& RowLookup::Database() {
@@ -7,17 +8,13 @@ DatabaseReader& RowLookup::Database() {
   return *database_;
 }
 
-std::optional<bool> RowLookup::Finds(const char* sql, const char* column, const std::string& key) {
-  const auto rows = Database().Query({column}, sql, key);
+std::optional<bool> RowLookup::HasAlbum(const std::string& folder) {
+  const auto rows = Database().Query({"shareid"}, kAlbumByNameSql, library_.Below(folder));
   return rows ? std::optional<bool>(!rows->empty()) : std::nullopt;
 }
 
-std::optional<bool> RowLookup::HasAlbum(const std::string& folder) {
-  return Finds(kAlbumByNameSql, "shareid", library_.Below(folder));
-}
-
 std::optional<bool> RowLookup::HasRow(ItemKind kind, const std::string& path) {
-  return Finds(kind == ItemKind::kPhoto ? kHasPhotoSql : kHasVideoSql, "path", KeyOf(path));
+  return HasFileRow(Database(), kind, KeyOf(path));
 }
 
 std::optional<bool> RowLookup::Has(ItemKind kind, const std::string& path) {

@@ -27,8 +27,6 @@ class RowLookup {
   DatabaseReader& Database();
 
  private:
-  std::optional<bool> Finds(const char* sql, const char* column, const std::string& key);
-
   Library library_;
   std::optional<DatabaseReader> database_;
 };

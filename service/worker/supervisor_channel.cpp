@@ -10,7 +10,7 @@
 
 #include "base/file_descriptor.h"
 #include "platform/media_file.h"
-#include "work/worker_memory.h"
+#include "worker/memory_limit.h"
 #include "worker/prepared_item.h"
 
 namespace {

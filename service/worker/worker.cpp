@@ -20,12 +20,12 @@
 #include "work/database_file.h"
 #include "work/wire.h"
 #include "work/worker_arguments.h"
-#include "work/worker_memory.h"
 #include "work/write_turn.h"
 #include "worker/batch_runner.h"
 #include "worker/lent_database.h"
 #include "worker/library_session.h"
 #include "worker/log_capture.h"
+#include "worker/memory_limit.h"
 #include "worker/plugin.h"
 #include "worker/plugin_calls.h"
 #include "worker/prepared_item.h"
@@ -54,7 +54,7 @@ int Refuse(Channel& channel, const Failure& failure) {
 }
 
 Failure FolderGone(const Library& library) {
-  return {ExitStatus::kConfiguration, Visible(library.folder) + ": " + ErrorText(errno)};
+  return {ExitStatus::kConfiguration, AboutFile(library.folder, ErrorText(errno))};
 }
 
 bool AnnounceDatabase(Channel& channel, const std::string& path) {

@@ -9,7 +9,7 @@
 
 #include <cstddef>
 
-#include "work/worker_memory.h"
+#include "work/out_of_memory.h"
 
 extern "C" {
 

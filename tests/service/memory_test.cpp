@@ -8,7 +8,7 @@
 
 #include "support/media_maker.h"
 #include "support/service_test.h"
-#include "work/worker_memory.h"
+#include "work/out_of_memory.h"
 
 namespace fs = std::filesystem;
 
