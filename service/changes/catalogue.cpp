@@ -83,7 +83,7 @@ void Catalogue::MoveToDevice(const std::string& folder, std::uint64_t from, std:
                  RecordedName(folder, ItemKind::kFolder));
 }
 
-void Catalogue::TryTroublesAgain() {
+void Catalogue::RetryFailedFiles() {
   store_->Change(kForgetTrials);
 }
 

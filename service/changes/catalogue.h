@@ -42,7 +42,7 @@ class Catalogue {
   void RemoveTree(const std::string& folder);
   void Clear();
   // What failed or was damaged counts as changed, though what was told of it stays known.
-  void TryTroublesAgain();
+  void RetryFailedFiles();
   // What is at and below FOLDER and has the device FROM is on the device TO.
   void MoveToDevice(const std::string& folder, std::uint64_t from, std::uint64_t to);
   void Commit() { store_->Commit(); }

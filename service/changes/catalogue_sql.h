@@ -15,7 +15,7 @@
 //          'unread'     to be sent by the next run, whatever it looks like: only the library's database
 //                       tells of it, it could not be opened or read to its end, or its rows could not be
 //                       written or are not all there
-//          'planned'    rows are about to be set aside under this name, which no file bears
+//          'planned'    rows are about to be parked under this name, which no file bears
 inline constexpr const char* kMakeCatalogue =
     "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; "
     "CREATE TABLE IF NOT EXISTS entry (folder TEXT NOT NULL, name TEXT NOT NULL, kind INTEGER NOT NULL, "

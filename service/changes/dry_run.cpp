@@ -58,7 +58,7 @@ Outcome<std::vector<WorkItem>> WholeTree(const Library& library) {
   SurveyCounts unused_counts;
   std::vector<WorkItem> items;
   while (auto entry = walk->Next()) {
-    if (!Account(*entry, library, unused_counts)) continue;
+    if (!CountEntry(*entry, library, unused_counts)) continue;
     const bool folder = entry->kind == EntryKind::kFolder;
     const ItemKind kind = folder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     items.push_back({kind, std::move(entry->path)});
@@ -69,7 +69,7 @@ Outcome<std::vector<WorkItem>> WholeTree(const Library& library) {
 const char* EventOf(const WorkItem& item) {
   switch (item.action) {
     case ItemAction::kMove:
-    case ItemAction::kSetAside:
+    case ItemAction::kParkRows:
       return "move";
     case ItemAction::kDelete:
       return "delete";

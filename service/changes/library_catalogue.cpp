@@ -69,7 +69,7 @@ Outcome<std::string> IdentityOfFile(const std::string& file) {
 
 // Another server, another database or tables made anew are another identity.
 Outcome<std::string> IdentityOnServer(const Library& library) {
-  DatabaseReader database = DatabaseReader::Of(library);
+  DatabaseReader database = DatabaseReader::Open(library);
   const auto rows = database.Query({"identity"}, kServerIdentity);
   if (!rows || rows->empty()) return Unreadable(database);
   return rows->front().front().value_or("");
@@ -96,7 +96,7 @@ Failure UnusableDatabase(const Library& library, const DatabaseReader& database)
 // What is in the database must not be forgotten with the catalogue: rows of files that went meanwhile would
 // stay for ever.
 Outcome<Done> MakeAnew(Catalogue& catalogue, const Library& library, const std::string& identity) {
-  DatabaseReader database = DatabaseReader::Of(library);
+  DatabaseReader database = DatabaseReader::Open(library);
   if (!identity.empty() && !(database && database.IsReadable())) return UnusableDatabase(library, database);
   catalogue.Clear();
   catalogue.facts().Remove(kRootAlbumFact);
@@ -157,7 +157,7 @@ Outcome<Catalogue> ForDatabase(Catalogue catalogue, const std::string& file, con
 
 // CATALOGUE speaks of the database IDENTITY as it is now.
 Outcome<Done> BringInStep(Catalogue& catalogue, const Library& library, const std::string& identity) {
-  DatabaseReader database = DatabaseReader::ForReading(library);
+  DatabaseReader database = DatabaseReader::OpenForReading(library);
   if (!database) return Unreadable(database);
   const auto facts = ReadFacts(database);
   if (!facts) return UnusableDatabase(library, database);
@@ -195,7 +195,7 @@ Outcome<Catalogue> InStepWithDatabase(Outcome<Catalogue> catalogue, const Librar
 // A later program may read what an earlier one could not.
 void RetryForNewReader(Catalogue& catalogue) {
   if (catalogue.facts().Find(kReaderFact) == kReaderVersion) return;
-  catalogue.TryTroublesAgain();
+  catalogue.RetryFailedFiles();
   SetFact(catalogue, kSurveyedFact, std::nullopt);
   catalogue.facts().Put(kReaderFact, kReaderVersion);
   catalogue.Commit();
@@ -238,7 +238,7 @@ bool WasSurveyed(Catalogue& catalogue) {
   return catalogue.facts().Find(kSurveyedFact).has_value();
 }
 
-void RecordSurveyed(Catalogue& catalogue) {
+void NoteSurveyed(Catalogue& catalogue) {
   SetFact(catalogue, kSurveyedFact, "");
 }
 
@@ -251,7 +251,7 @@ MountRecord MountsInDatabase(Catalogue& catalogue) {
   return NotedMounts(catalogue).value_or(MountRecord());
 }
 
-void RecordMounts(Catalogue& catalogue, const std::string& mounts) {
+void NoteMountsInDatabase(Catalogue& catalogue, const std::string& mounts) {
   catalogue.facts().Put(kMountsFact, mounts);
 }
 
@@ -259,7 +259,7 @@ bool IsFirstRun(Catalogue& catalogue) {
   return catalogue.FileCount() == 0 && catalogue.Folders().empty() && !catalogue.facts().Find(kRootAlbumFact);
 }
 
-void RecordRootAlbum(Catalogue& catalogue) {
+void NoteRootAlbum(Catalogue& catalogue) {
   SetFact(catalogue, kRootAlbumFact, "");
 }
 
@@ -272,14 +272,14 @@ bool RootChanged(Catalogue& catalogue, const Library& library) {
   return !now->has_birth || !recorded->ends_with(" " + now->object);
 }
 
-void RecordRoot(Catalogue& catalogue, const Library& library) {
+void NoteRoot(Catalogue& catalogue, const Library& library) {
   const auto now = IdentityOf(library.folder);
   if (!now) return;
   const std::string identity = now->device + " " + now->object;
   if (catalogue.facts().Find(kRootFact) != identity) catalogue.facts().Put(kRootFact, identity);
 }
 
-void RecordDatabase(Catalogue& catalogue, const Library& library) {
+void NoteDatabase(Catalogue& catalogue, const Library& library) {
   // The shared one was there when the catalogue was opened.
   if (library.shared() || !catalogue.facts().Find(kDatabaseFact).value_or("").empty()) return;
   const auto identity = IdentityOfFile(library.database());

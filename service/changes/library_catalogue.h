@@ -29,24 +29,24 @@ bool HasMarkedRows(Catalogue& catalogue);
 // Nothing where it was never noted.
 std::optional<MountRecord> NotedMounts(Catalogue& catalogue);
 MountRecord MountsInDatabase(Catalogue& catalogue);
-void RecordMounts(Catalogue& catalogue, const std::string& mounts);
+void NoteMountsInDatabase(Catalogue& catalogue, const std::string& mounts);
 
 // A run has looked at the whole library since the catalogue was made or brought in step with the database; as
 // long as none has, looking at a part is not enough.
 bool WasSurveyed(Catalogue& catalogue);
-void RecordSurveyed(Catalogue& catalogue);
+void NoteSurveyed(Catalogue& catalogue);
 
 // The folder is not the one that the catalogue was made of: another disk, or something in its place.
 bool RootChanged(Catalogue& catalogue, const Library& library);
 // Nothing of the library was ever stored, its own album neither.
 bool IsFirstRun(Catalogue& catalogue);
 // The library's own album is in the database.
-void RecordRootAlbum(Catalogue& catalogue);
+void NoteRootAlbum(Catalogue& catalogue);
 
-// Notes the folder of today.
-void RecordRoot(Catalogue& catalogue, const Library& library);
+// From now on the catalogue speaks of the folder that is there.
+void NoteRoot(Catalogue& catalogue, const Library& library);
 // Notes the database of today, where there was none when the catalogue was opened. Another one that takes its
 // place later is not what the catalogue speaks of.
-void RecordDatabase(Catalogue& catalogue, const Library& library);
+void NoteDatabase(Catalogue& catalogue, const Library& library);
 
 #endif  // SERVICE_CHANGES_LIBRARY_CATALOGUE_H_

@@ -82,7 +82,7 @@ LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
 
 }  // namespace
 
-LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue) {
+LossVerdict AskLossBrake(const LossQuestion& question, Catalogue& catalogue) {
   LossVerdict verdict = OutOfReachAsAWhole(question);
   if (question.accepted && catalogue.facts().Find(kPartsFact)) catalogue.facts().Remove(kPartsFact);
   const Extent extent = ExtentOf(question, catalogue);

@@ -30,7 +30,7 @@ struct LossQuestion {
 // something else: the same disk may be away twice. A look at a part of the library is no scan in this sense,
 // but what parts have lost within an hour counts with what is gone now.
 // A folder that is empty or another one is never believed.
-LossVerdict JudgeLoss(const LossQuestion& question, Catalogue& catalogue);
+LossVerdict AskLossBrake(const LossQuestion& question, Catalogue& catalogue);
 
 // So many FILES went, whose loss was judged by a look at a part of the library.
 void NoteLossOfPart(std::size_t files, Catalogue& catalogue);

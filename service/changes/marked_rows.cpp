@@ -26,7 +26,7 @@ bool HasGone(const Library& library, const std::string& path, ItemKind kind) {
 }  // namespace
 
 Outcome<MarkedRows> FindMarkedRows(const Library& library) {
-  DatabaseReader database = DatabaseReader::Of(library);
+  DatabaseReader database = DatabaseReader::Open(library);
   if (!database) return Unreadable(database);
   MarkedRows marked;
   for (const auto& [sql, kind] : kSources) {

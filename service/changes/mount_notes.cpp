@@ -17,28 +17,28 @@ bool IsUnknown(const std::set<std::string>& unknown, const std::string& path) {
 
 }  // namespace
 
-std::optional<WorkItem> MountNotes::Before(const Plan& plan, const WalkScope& scope) {
+std::optional<WorkItem> MountNotes::BeforeAdding(const Plan& plan, const WalkScope& scope) {
   // Rows may lie on what is away, and nobody has noted where that was.
   if (!known_ && plan.mounts.empty() && !plan.withheld_reason.empty()) return std::nullopt;
   MountRecord mounts = known_.value_or(MountRecord());
   for (auto& [path, devices] : mounts) {
     // Rows of another disk, or of the folder below, may be there too.
     const bool away = scope.Contains(path) && !plan.mounts.contains(path);
-    if (!plan.withheld_reason.empty() && away) devices.insert(0);
+    if (!plan.withheld_reason.empty() && away) devices.insert(kDeviceOfLibrary);
   }
   for (const auto& [path, device] : plan.mounts) mounts[path].insert(device);
   return NoteIfNew(std::move(mounts));
 }
 
-std::optional<WorkItem> MountNotes::After(const Plan& plan) {
-  MountRecord mounts = RecordOf(plan.mounts);
+std::optional<WorkItem> MountNotes::AfterDeletes(const Plan& plan) {
+  MountRecord mounts = MountRecordOf(plan.mounts);
   for (const auto& [path, devices] : known_.value_or(MountRecord())) {
     if (IsUnknown(plan.unknown, path)) mounts[path].insert(devices.begin(), devices.end());
   }
   return NoteIfNew(std::move(mounts));
 }
 
-std::optional<WorkItem> MountNotes::Met(const std::string& path, std::uint64_t device) {
+std::optional<WorkItem> MountNotes::BeforeRowsOn(const std::string& path, std::uint64_t device) {
   MountRecord mounts = known_.value_or(MountRecord());
   mounts[path].insert(device);
   return NoteIfNew(std::move(mounts));

@@ -21,13 +21,13 @@ class MountNotes {
   // Each gives what is to be sent, nothing when the database knows already.
   //
   // Before what PLAN, of SCOPE, adds.
-  std::optional<WorkItem> Before(const Plan& plan, const WalkScope& scope = WalkScope::Whole());
+  std::optional<WorkItem> BeforeAdding(const Plan& plan, const WalkScope& scope = WalkScope::Whole());
   // After all of it, deletes too; of the plan of the whole library.
-  std::optional<WorkItem> After(const Plan& plan);
+  std::optional<WorkItem> AfterDeletes(const Plan& plan);
   // Before the first rows of all.
-  std::optional<WorkItem> First() { return NoteIfNew(known_.value_or(MountRecord())); }
+  std::optional<WorkItem> BeforeFirstRows() { return NoteIfNew(known_.value_or(MountRecord())); }
   // Before what is on the file system DEVICE, which begins at PATH below the library.
-  std::optional<WorkItem> Met(const std::string& path, std::uint64_t device);
+  std::optional<WorkItem> BeforeRowsOn(const std::string& path, std::uint64_t device);
 
  private:
   std::optional<WorkItem> NoteIfNew(MountRecord mounts);

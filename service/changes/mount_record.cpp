@@ -61,7 +61,7 @@ MountRecord ParseMountText(std::string_view text) {
   return mounts;
 }
 
-MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts) {
+MountRecord MountRecordOf(const std::map<std::string, std::uint64_t>& mounts) {
   MountRecord record;
   for (const auto& [path, device] : mounts) record[path].insert(device);
   return record;

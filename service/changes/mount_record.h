@@ -20,7 +20,7 @@ std::string MountText(const MountRecord& mounts);
 MountRecord ParseMountText(std::string_view text);
 
 // Of what is mounted now.
-MountRecord RecordOf(const std::map<std::string, std::uint64_t>& mounts);
+MountRecord MountRecordOf(const std::map<std::string, std::uint64_t>& mounts);
 
 // The folder at or above PATH at which a file system begins; the end of MOUNTS where none is known.
 MountRecord::const_iterator NearestMount(const MountRecord& mounts, const std::string& path);

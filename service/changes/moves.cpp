@@ -152,7 +152,7 @@ std::string HiddenName(const Move& move, std::size_t number) {
 }
 
 // Gives each move its step: what stands under the new name of one moves before it. A ring is opened by
-// setting one of its files aside.
+// parking the rows of one of its files.
 class MoveSteps {
  public:
   // Names in RECORDED have rows, left by a run that ended early.
@@ -194,16 +194,16 @@ class MoveSteps {
 
   void BreakRing(std::size_t start) {
     std::vector<std::size_t> ring = ChainFrom(start);
-    Move aside = moves_[ring.back()];
-    aside.sets_aside = true;
-    for (std::size_t number = start; !used_names_.insert(aside.to).second; ++number) {
-      aside.to = HiddenName(aside, number);
+    Move parking = moves_[ring.back()];
+    parking.parks_rows = true;
+    for (std::size_t number = start; !used_names_.insert(parking.to).second; ++number) {
+      parking.to = HiddenName(parking, number);
     }
-    moves_[ring.back()].from = aside.to;
+    moves_[ring.back()].from = parking.to;
     moves_[ring.back()].step = static_cast<std::uint32_t>(ring.size());
     ring.pop_back();
     NumberChain(ring, 1);
-    moves_.push_back(std::move(aside));
+    moves_.push_back(std::move(parking));
   }
 
   std::vector<Move>& moves_;

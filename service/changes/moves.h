@@ -15,7 +15,7 @@ struct Move {
   ItemKind kind = ItemKind::kPhoto;
   FileStamp stamp;
   bool same_content = false;
-  bool sets_aside = false;  // `to` is a name that no file bears, until what stands in the way has moved
+  bool parks_rows = false;  // `to` is a name that no file bears, until what stands in the way has moved
   std::uint32_t step = 0;   // moves of one step do not touch each other; the steps are done in order
 };
 

@@ -26,10 +26,10 @@ class Planner {
       : library_(library), catalogue_(catalogue), options_(options) {}
 
   Outcome<Plan> Make(Differences differences) {
-    if (auto finished = FinishSettingAside(differences); !finished) return finished.failure();
+    if (auto finished = FinishParking(differences); !finished) return finished.failure();
     plan_.mounts = differences.mounts;
     plan_.unknown = std::move(differences.unknown);
-    plan_.seen = std::move(differences.seen);
+    plan_.counts = std::move(differences.counts);
     OutOfReach out_of_reach = options_.accepts_loss ? OutOfReach() : TakeHiding(differences);
     const std::vector<Move> folder_moves = TakeFolderMoves(differences);
     const auto file_moves = TakeFileMoves(differences, library_.folder, options_.stopped);
@@ -37,7 +37,7 @@ class Planner {
     // What is gone was not told from what moved.
     if (options_.stopped && options_.stopped()) return Plan{};
     if (!options_.accepts_loss) TakeElsewhere(differences, out_of_reach);
-    AskLossBrake(differences);
+    AskAboutGone(differences);
     if (auto taken = TakeRowless(differences.gone_files); !taken) return taken.failure();
     WithholdOutOfReach(out_of_reach);
     AddFolders(folder_moves, differences.folders);
@@ -52,7 +52,7 @@ class Planner {
   // Which of the FILES have rows.
   Outcome<std::set<std::string>> PathsWithRows(const std::vector<CatalogueEntry>& files) const {
     std::set<std::string> paths;
-    DatabaseReader database = DatabaseReader::Of(library_);
+    DatabaseReader database = DatabaseReader::Open(library_);
     for (const CatalogueEntry& file : files) {
       const auto has_row = HasFileRow(database, file.kind, library_.FileKey(file.path));
       if (!has_row) return Unreadable(database);
@@ -61,9 +61,9 @@ class Planner {
     return paths;
   }
 
-  // A run that ended while rows were to be set aside leaves both names in the catalogue; the database tells
-  // how far it came.
-  Outcome<Done> FinishSettingAside(Differences& differences) {
+  // A run that ended while rows were to be parked leaves both names in the catalogue; the database tells how
+  // far it came.
+  Outcome<Done> FinishParking(Differences& differences) {
     std::vector<CatalogueEntry> planned;
     for (const CatalogueEntry& file : differences.gone_files) {
       if (file.outcome == ItemOutcome::kPlanned) planned.push_back(file);
@@ -82,17 +82,17 @@ class Planner {
     std::erase_if(differences.gone_files, [&](const CatalogueEntry& file) {
       return file.outcome == ItemOutcome::kPlanned && !with_rows->contains(file.path);
     });
-    const auto set_aside = [&](const CatalogueEntry& file) {
+    const auto is_parked = [&](const CatalogueEntry& file) {
       return file.outcome != ItemOutcome::kPlanned &&
              std::any_of(under_way.begin(), under_way.end(),
                          [&](const FileStamp& stamp) { return stamp.SameObject(file.stamp); });
     };
-    std::erase_if(differences.gone_files, set_aside);
-    std::erase_if(differences.replaced_files, set_aside);
+    std::erase_if(differences.gone_files, is_parked);
+    std::erase_if(differences.replaced_files, is_parked);
     return Done{};
   }
 
-  void AskLossBrake(const Differences& differences) {
+  void AskAboutGone(const Differences& differences) {
     LossQuestion question;
     for (const CatalogueEntry& file : differences.gone_files) question.gone.push_back(file.path);
     question.gone_folders = differences.gone_folders.size();
@@ -102,7 +102,7 @@ class Planner {
     question.root_empty =
         question.is_part ? HasLost(differences) && HoldsNothing(library_) : differences.root_empty;
     question.accepted = options_.accepts_loss;
-    plan_.verdict = JudgeLoss(question, catalogue_);
+    plan_.verdict = AskLossBrake(question, catalogue_);
     plan_.withheld_reason = plan_.verdict.reason;
   }
 
@@ -148,7 +148,7 @@ class Planner {
 
   WorkItem MakeMoveItem(const Move& move) const {
     WorkItem item =
-        MakeItem(move.sets_aside ? ItemAction::kSetAside : ItemAction::kMove, move.kind, move.to, move.stamp);
+        MakeItem(move.parks_rows ? ItemAction::kParkRows : ItemAction::kMove, move.kind, move.to, move.stamp);
     item.from = library_.folder + "/" + move.from;
     item.same_content = move.same_content;
     return item;

@@ -19,7 +19,7 @@
 #include "work/work_item.h"
 
 struct Plan {
-  SurveyCounts seen;  // what was skipped, failed, unchanged or failed before
+  SurveyCounts counts;  // what was skipped, failed, unchanged or failed before
   // Both in the order of their stages. The deletes come when everything else is done.
   std::vector<WorkItem> items;
   std::vector<WorkItem> deletes;

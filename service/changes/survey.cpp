@@ -47,7 +47,7 @@ bool LiesInOne(const std::set<std::string>& folders, const std::string& path) {
   return false;
 }
 
-bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts) {
+bool CountEntry(const WalkEntry& entry, const Library& library, SurveyCounts& counts) {
   switch (entry.kind) {
     case EntryKind::kFolder:
       if (const char* reason = NoAlbumReason(library.Below(entry.path))) ++counts.skipped[reason];
@@ -77,7 +77,7 @@ bool HoldsNothing(const Library& library) {
   if (!walk) return true;
   SurveyCounts counts;
   while (const auto entry = walk->Next()) {
-    if (entry->path != library.folder && Account(*entry, library, counts)) return false;
+    if (entry->path != library.folder && CountEntry(*entry, library, counts)) return false;
   }
   return true;
 }
@@ -106,9 +106,9 @@ Outcome<Differences> Survey::Run(const StopQuestion& stopped) {
 
 void Survey::HandleEntry(const WalkEntry& entry, const std::string& path) {
   if (!entry.meant) return PassOnTheWay(entry, path);
-  const bool counts = Account(entry, library_, differences_.seen);
+  const bool is_item = CountEntry(entry, library_, differences_.counts);
   if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
-  if (counts) return TakeFile(entry, path);
+  if (is_item) return TakeFile(entry, path);
   if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
   // A folder that cannot be listed further, one that cannot be entered, or a file.
   differences_.unknown.insert(path);
@@ -117,14 +117,14 @@ void Survey::HandleEntry(const WalkEntry& entry, const std::string& path) {
 void Survey::PassOnTheWay(const WalkEntry& entry, const std::string& path) {
   if (entry.kind == EntryKind::kFolder) return EnterFolder(entry, path);
   if (entry.kind != EntryKind::kFailed && entry.kind != EntryKind::kUnknown) return;
-  if (entry.kind == EntryKind::kFailed) Account(entry, library_, differences_.seen);
+  if (entry.kind == EntryKind::kFailed) CountEntry(entry, library_, differences_.counts);
   for (std::string& top : scope_.At(path).Tops(path)) differences_.unknown.insert(std::move(top));
 }
 
 void Survey::EnterFolder(const WalkEntry& entry, const std::string& path) {
   AdvanceTo(nullptr);
-  if (path.empty()) root_device_number_ = entry.mounted;
-  if (!path.empty() && entry.mounted != 0) {
+  if (path.empty()) root_device_number_ = entry.mounted_device;
+  if (!path.empty() && entry.mounted_device != 0) {
     differences_.mounts[path] = entry.stamp.device;
     if (has_device_numbers_) ReplaceDeviceNumbers(entry, path);
   }
@@ -155,11 +155,11 @@ void Survey::TakeFile(const WalkEntry& entry, const std::string& path) {
 
 void Survey::CompareFile(const WalkEntry& entry, const std::string& path, const CatalogueEntry& recorded) {
   if (IsUnchanged(recorded, entry.stamp)) {
-    ++differences_.seen.unchanged;
+    ++differences_.counts.unchanged;
     if (recorded.outcome == ItemOutcome::kStored) return;
-    auto& troubles =
-        recorded.outcome == ItemOutcome::kDamaged ? differences_.seen.notes : differences_.seen.failed;
-    troubles.push_back({entry.path, recorded.reason, true, recorded.outcome});
+    auto& problems =
+        recorded.outcome == ItemOutcome::kDamaged ? differences_.counts.notes : differences_.counts.failed;
+    problems.push_back({entry.path, recorded.reason, true, recorded.outcome});
     return;
   }
   const bool unread = recorded.outcome == ItemOutcome::kPartial;
@@ -224,7 +224,8 @@ CatalogueEntry Survey::WithElsewhere(CatalogueEntry entry) const {
 }
 
 void Survey::ReplaceDeviceNumbers(const WalkEntry& mounted, const std::string& path) {
-  const std::uint64_t recorded = mounted.mounted == root_device_number_ ? 0 : mounted.mounted;
+  const std::uint64_t recorded =
+      mounted.mounted_device == root_device_number_ ? kDeviceOfLibrary : mounted.mounted_device;
   catalogue_.MoveToDevice(path, recorded, mounted.stamp.device);
   for (auto& [below, entry] : unmet_folders_) {
     if (IsOrLiesBelow(below, path) && entry.stamp.device == recorded)
@@ -234,13 +235,13 @@ void Survey::ReplaceDeviceNumbers(const WalkEntry& mounted, const std::string& p
 
 std::uint64_t Survey::DeviceAt(const std::string& path) const {
   const auto& mounts = differences_.mounts;
-  if (mounts.empty()) return 0;
+  if (mounts.empty()) return kDeviceOfLibrary;
   for (std::string above = path; !above.empty();) {
     const std::size_t slash = above.rfind('/');
     above.resize(slash == std::string::npos ? 0 : slash);
     if (const auto mount = mounts.find(above); mount != mounts.end()) return mount->second;
   }
-  return 0;
+  return kDeviceOfLibrary;
 }
 
 void Survey::GatherLostFolders() {

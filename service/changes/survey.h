@@ -31,7 +31,7 @@ struct Arrival {
 };
 
 struct Differences {
-  SurveyCounts seen;            // what was skipped, failed, unchanged or failed before
+  SurveyCounts counts;          // what was skipped, failed, unchanged or failed before
   std::deque<Arrival> folders;  // parents first
   std::deque<Arrival> files;
   // Not there any more, for sure.
@@ -50,8 +50,8 @@ struct Differences {
 // PATH or a folder above it is one of FOLDERS; "" is the library itself.
 bool LiesInOne(const std::set<std::string>& folders, const std::string& path);
 
-// Counts what is no folder and no photo or video of LIBRARY; true for what is.
-bool Account(const WalkEntry& entry, const Library& library, SurveyCounts& counts);
+// Adds ENTRY to COUNTS as far as the walk can tell; true for an item: a folder, photo or video.
+bool CountEntry(const WalkEntry& entry, const Library& library, SurveyCounts& counts);
 
 // The folder of LIBRARY has no file and no folder directly in it that counts, as far as it can be listed.
 bool HoldsNothing(const Library& library);

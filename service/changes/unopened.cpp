@@ -11,8 +11,8 @@ namespace {
 constexpr const char* kFact = "unopened";
 
 // In one line, whatever its name is.
-std::string LineOf(const Library& library, const Trouble& trouble) {
-  return Visible(library.Below(trouble.path)) + "\t" + Visible(trouble.reason);
+std::string LineOf(const Library& library, const FileProblem& problem) {
+  return Visible(library.Below(problem.path)) + "\t" + Visible(problem.reason);
 }
 
 std::set<std::string> LinesOf(const std::string& text) {
@@ -24,15 +24,16 @@ std::set<std::string> LinesOf(const std::string& text) {
 
 }  // namespace
 
-void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<Trouble>& failed, bool part) {
+void CompareUnopened(Catalogue& catalogue, const Library& library, std::vector<FileProblem>& failed,
+                     bool part) {
   const std::string before = catalogue.facts().Find(kFact).value_or("");
   const std::set<std::string> known_lines = LinesOf(before);
   std::string now = part ? before : "";
-  for (Trouble& trouble : failed) {
-    if (trouble.outcome != ItemOutcome::kUnopened) continue;
-    const std::string line = LineOf(library, trouble);
-    trouble.known = known_lines.contains(line);
-    if (!part || !trouble.known) now += line + "\n";
+  for (FileProblem& problem : failed) {
+    if (problem.outcome != ItemOutcome::kUnopened) continue;
+    const std::string line = LineOf(library, problem);
+    problem.known = known_lines.contains(line);
+    if (!part || !problem.known) now += line + "\n";
   }
   if (now != before) catalogue.facts().Put(kFact, now);
 }

@@ -38,7 +38,7 @@ Failure NoDatabase(const Library& library, const DatabaseReader& database) {
 Outcome<OpenedLibrary> OpenDatabaseOf(const Library& library, const std::string& path) {
   SetReadTimeout(kDefaultReadTimeout, false);
   auto signals = library.shared() ? nullptr : std::make_unique<StopSignals>();
-  DatabaseReader database = DatabaseReader::ForReading(library);
+  DatabaseReader database = DatabaseReader::OpenForReading(library);
   if (!database) return NoDatabase(library, database);
   if (library.shared() && !database.HasSchema()) return WithoutTables(library);
   return OpenedLibrary{std::move(signals), library, path, std::move(database)};

@@ -34,22 +34,22 @@ DatabaseReader::DatabaseReader(const std::string& file) : open_error_("No such f
   *this = DatabaseReader(KAVODBConnect(nullptr, nullptr, nullptr, file.c_str()));
 }
 
-DatabaseReader DatabaseReader::OnServer(const std::string& database) {
+DatabaseReader DatabaseReader::OpenOnServer(const std::string& database) {
   return DatabaseReader(KAVODBConnect(nullptr, kSharedUser, nullptr, database.c_str()));
 }
 
-DatabaseReader DatabaseReader::Of(const Library& library) {
-  return library.shared() ? OnServer(library.database()) : DatabaseReader(library.database());
+DatabaseReader DatabaseReader::Open(const Library& library) {
+  return library.shared() ? OpenOnServer(library.database()) : DatabaseReader(library.database());
 }
 
-DatabaseReader DatabaseReader::ForReading(const Library& library) {
-  if (!library.shared()) return ForReading(library.database());
-  DatabaseReader reader = OnServer(library.database());
+DatabaseReader DatabaseReader::OpenForReading(const Library& library) {
+  if (!library.shared()) return OpenForReading(library.database());
+  DatabaseReader reader = OpenOnServer(library.database());
   if (reader) LimitQuestions(reader);
   return reader;
 }
 
-DatabaseReader DatabaseReader::ForReading(const std::string& file) {
+DatabaseReader DatabaseReader::OpenForReading(const std::string& file) {
   return DatabaseReader(KAVODBConnectReadOnly(file.c_str()));
 }
 

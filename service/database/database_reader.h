@@ -21,12 +21,12 @@ class DatabaseReader {
   // Opens the SQLite database FILE; false when it is not there or cannot be opened.
   explicit DatabaseReader(const std::string& file);
   // Connects to the PostgreSQL database DATABASE; false when that failed.
-  static DatabaseReader OnServer(const std::string& database);
+  static DatabaseReader OpenOnServer(const std::string& database);
   // Opens the database of LIBRARY.
-  static DatabaseReader Of(const Library& library);
+  static DatabaseReader Open(const Library& library);
   // The same without any need to write: nothing is made or changed.
-  static DatabaseReader ForReading(const Library& library);
-  static DatabaseReader ForReading(const std::string& file);
+  static DatabaseReader OpenForReading(const Library& library);
+  static DatabaseReader OpenForReading(const std::string& file);
 
   // One that is false fails every question, so that callers may ask without looking.
   explicit operator bool() const { return connection_ != nullptr; }

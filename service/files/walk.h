@@ -43,7 +43,7 @@ struct WalkEntry {
   // file's.
   FileStamp stamp = {};
   // Of the root and of a folder on which another file system begins: the number of its device.
-  std::uint64_t mounted = 0;
+  std::uint64_t mounted_device = 0;
   bool meant = true;  // false: only on the way to what is
 };
 

@@ -19,9 +19,9 @@ bool HandedBatch::TurnTo(std::string_view content) {
   MessageReader reader(content);
   current_ = reader.Number();
   const bool possible = current_ == kNoItem || current_ < entries_.size();
-  // TakeRest counts with it, so nothing but an index of the batch may stay there.
+  // TakeUnfinishedItems counts with it, so nothing but an index of the batch may stay there.
   if (!possible) current_ = kNoItem;
-  return possible && reader.Complete();
+  return possible && reader.IsCompletelyRead();
 }
 
 bool HandedBatch::Fits(const Results& results) const {
@@ -29,25 +29,25 @@ bool HandedBatch::Fits(const Results& results) const {
          results.generations.size() <= results.items.size();
 }
 
-HandedBatch::Rest HandedBatch::TakeRest() {
-  Rest rest;
+HandedBatch::UnfinishedItems HandedBatch::TakeUnfinishedItems() {
+  UnfinishedItems items;
   const auto open = entries_.begin() + static_cast<std::ptrdiff_t>(reported_);
-  if (current_ != kNoItem && current_ >= reported_) rest.current = current_ - reported_;
-  rest.entries.assign(std::make_move_iterator(open), std::make_move_iterator(entries_.end()));
+  if (current_ != kNoItem && current_ >= reported_) items.current = current_ - reported_;
+  items.entries.assign(std::make_move_iterator(open), std::make_move_iterator(entries_.end()));
   Forget();
-  return rest;
+  return items;
 }
 
 // The item that it was at is to blame, unless something outside killed the worker. Where nobody knows which
 // it was, each is given out alone from then on, and one that is alone when a worker goes again is to blame.
-LostBatch JudgeRest(HandedBatch::Rest rest, const WorkerEnd& end, bool suspecting) {
+LostBatch JudgeUnfinishedItems(HandedBatch::UnfinishedItems items, const WorkerEnd& end, bool suspecting) {
   LostBatch lost;
-  for (std::size_t i = 0; i < rest.entries.size(); ++i) {
-    WorkQueue::Entry& entry = rest.entries[i];
-    const bool current = rest.current == i;
+  for (std::size_t i = 0; i < items.entries.size(); ++i) {
+    WorkQueue::Entry& entry = items.entries[i];
+    const bool current = items.current == i;
     // By a person, or by the system for want of memory: that says nothing about the file.
     const bool killed = current && end.signal == SIGKILL;
-    const bool suspected = (!rest.current || killed) && suspecting;
+    const bool suspected = (!items.current || killed) && suspecting;
     if (killed && entry.is_suspect) {
       lost.failed.emplace_back(std::move(entry.item), ItemResult::NotKept(end.text));
     } else if ((current && !killed) || (suspected && entry.is_suspect)) {

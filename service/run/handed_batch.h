@@ -33,11 +33,11 @@ class HandedBatch {
   void NoteAtNone() { current_ = kNoItem; }
 
   // What it has not told of, and at which of that it was.
-  struct Rest {
+  struct UnfinishedItems {
     std::vector<WorkQueue::Entry> entries;
     std::optional<std::size_t> current;
   };
-  Rest TakeRest();
+  UnfinishedItems TakeUnfinishedItems();
   void Forget() { *this = HandedBatch(); }
 
  private:
@@ -46,12 +46,12 @@ class HandedBatch {
   std::uint32_t current_ = kNoItem;  // the item it is at
 };
 
-// What becomes of the rest of a batch whose worker is gone.
+// What becomes of the unfinished items of a worker that is gone.
 struct LostBatch {
   std::vector<std::pair<WorkItem, ItemResult>> failed;
   std::vector<WorkQueue::Entry> innocent;  // to be given out again
 };
 // END is how it went. SUSPECTING: where nobody knows at what it was, any of the items may be to blame.
-LostBatch JudgeRest(HandedBatch::Rest rest, const WorkerEnd& end, bool suspecting);
+LostBatch JudgeUnfinishedItems(HandedBatch::UnfinishedItems items, const WorkerEnd& end, bool suspecting);
 
 #endif  // SERVICE_RUN_HANDED_BATCH_H_

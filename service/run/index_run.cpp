@@ -20,10 +20,10 @@ std::vector<WorkItem> ListOf(std::optional<WorkItem> item) {
   return items;
 }
 
-// What a supervisor tells goes to the books and to whoever watches.
-class Told : public RunObserver {
+// What a supervisor tells goes to the ledger, to the records and to whoever watches.
+class LedgerObserver : public RunObserver {
  public:
-  Told(Ledger& ledger, RunRecords& records, RunProgress& progress)
+  LedgerObserver(Ledger& ledger, RunRecords& records, RunProgress& progress)
       : ledger_(ledger), records_(records), progress_(progress) {}
 
   void LibraryOpen() override { records_.LibraryOpen(); }
@@ -74,7 +74,7 @@ Outcome<Done> IndexRun::UpdateFirstTime() {
   if (!tree) return tree.failure();
   FirstSource source(*tree, mounts_, library_);
   auto sent = SendFrom([&] { return source.Next(); });
-  if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());
+  if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeCountsSinceItem());
   return sent;
 }
 
@@ -82,8 +82,9 @@ Outcome<Done> IndexRun::UpdateDifferences(const Part& part) {
   auto plan = LookAt(part);
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
-  ledger_.report().Add(std::move(plan->seen));
-  if (auto noted = Send(ListOf(mounts_.Before(*plan, part.scope))); !noted) return noted;
+  ledger_.report().Add(std::move(plan->counts));
+  // Before any row lies on them: a catalogue that is lost together with a disk goes by this.
+  if (auto noted = Send(ListOf(mounts_.BeforeAdding(*plan, part.scope))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
@@ -104,7 +105,7 @@ Outcome<Done> IndexRun::MarkSendAndSweep() {
   if (!plan) return plan.failure();
   if (stopped_by_ != 0) return Done{};
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
-  if (auto noted = Send(ListOf(mounts_.Before(*plan))); !noted) return noted;
+  if (auto noted = Send(ListOf(mounts_.BeforeAdding(*plan))); !noted) return noted;
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   if (auto sent = SendEverything(plan->hiding); !sent) return sent;
@@ -120,7 +121,7 @@ Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hi
     if (!std::exchange(marked, true)) return WholeLibrary(library_.folder, ItemAction::kMark);
     auto item = tree->Next(ItemAction::kReindex);
     for (; item && hiding.contains(item->path); item = tree->Next(ItemAction::kReindex)) {
-      ledger_.NoteLeft(*item);
+      ledger_.NoteLeftAsItIs(*item);
     }
     if (!item) return item;
     // A reindex queues no background jobs.
@@ -128,11 +129,11 @@ Outcome<Done> IndexRun::SendEverything(const std::unordered_set<std::string>& hi
     item->stage = 1;
     return item;
   });
-  if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeRest());
+  if (sent && stopped_by_ == 0) ledger_.report().Add(tree->TakeCountsSinceItem());
   return sent;
 }
 
-Outcome<LossVerdict> IndexRun::JudgeMarked(MarkedRows& marked) {
+Outcome<LossVerdict> IndexRun::AskAboutMarked(MarkedRows& marked) {
   // A disk may have gone away while everything was sent.
   auto again = Look(true);
   if (!again) return again.failure();
@@ -140,23 +141,25 @@ Outcome<LossVerdict> IndexRun::JudgeMarked(MarkedRows& marked) {
   const SweepQuestion question{library_, catalogue_, options_.accepts_loss};
   KeepUnreached(marked, *again, question);
   if (!again->withheld_reason.empty()) ledger_.NoteWithheld(again->withheld_reason, again->withheld);
-  return JudgeSweep(marked, question);
+  return AskAboutSweep(marked, question);
 }
 
 Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
-  // The same look later in this run is no second scan.
+  // The brake has held already: asked again at the end of a long run, it would take that for the second scan
+  // that it waits for.
   if (stopped_by_ != 0 || plan.verdict.holds) return Done{};
   auto marked = FindMarkedRows(library_);
   if (!marked) return marked.failure();
   held_.LeaveOut(marked->gone);
   held_.LeaveOut(plan.deletes);
-  const auto verdict = JudgeMarked(*marked);
+  const auto verdict = AskAboutMarked(*marked);
   if (!verdict) return verdict.failure();
   if (stopped_by_ != 0) return Done{};
   if (verdict->holds) {
     ledger_.NoteWithheld(verdict->reason, marked->gone);
     return Done{};
   }
+  // The sweep takes every marked row; one that must stay forbids it.
   const bool all_gone = marked->kept == 0 && !held_.has_move();
   auto sent = all_gone ? Send({WholeLibrary(library_.folder, ItemAction::kSweep)}) : Send(marked->gone);
   if (!sent || stopped_by_ != 0) return sent;
@@ -196,7 +199,7 @@ Outcome<Done> IndexRun::ForgetGone(Plan& plan, bool whole) {
   if (stopped_by_ != 0 || !report().withheld_reason.empty()) return Done{};
   held_.LeaveOut(plan.rowless);
   for (const WorkItem& item : plan.rowless) records_.Forget(item);
-  return whole ? Send(ListOf(mounts_.After(plan))) : Done{};
+  return whole ? Send(ListOf(mounts_.AfterDeletes(plan))) : Done{};
 }
 
 Outcome<Done> IndexRun::Send(std::vector<WorkItem> items) {
@@ -219,10 +222,10 @@ Outcome<Done> IndexRun::SendFrom(WorkQueue::Source source) {
     if (held) ledger_.NoteRefused(item);
     return !held;
   });
-  Told told(ledger_, records_, progress_);
-  Supervisor supervisor({library_, records_.Begin(), options_.workers, options_.file_timeout}, queue, told,
-                        starter_, loop_);
-  supervisor_ = &supervisor;
+  LedgerObserver observer(ledger_, records_, progress_);
+  Supervisor supervisor({library_, records_.Begin(), options_.workers, options_.file_timeout}, queue,
+                        observer, starter_, loop_);
+  supervisor_ = &supervisor;  // Stop reaches it from inside Turn
   while (!supervisor.finished()) loop_.Turn();
   supervisor_ = nullptr;
   auto outcome = supervisor.outcome();
@@ -242,7 +245,7 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, Extent extent) {
   const bool part = extent == Extent::kPart;
   IndexReport& report = ledger_.report();
   if (ended && extent != Extent::kEverything) CompareUnopened(catalogue_, library_, report.failed, part);
-  if (ended && !part) RecordSurveyed(catalogue_);
+  if (ended && !part) NoteSurveyed(catalogue_);
   ledger_.Close();
   report.waiting = records_.waiting();
   records_.Close(outcome && !part && report.withheld_reason.empty(), part);

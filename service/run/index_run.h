@@ -73,7 +73,7 @@ class IndexRun {
   Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);
   Outcome<Done> SweepOrDelete(Plan& plan);
   // Whether what a full reindex has not met may be deleted: what may only be out of reach leaves MARKED.
-  Outcome<LossVerdict> JudgeMarked(MarkedRows& marked);
+  Outcome<LossVerdict> AskAboutMarked(MarkedRows& marked);
   // The marks that an earlier reindex or this one leaves go.
   Outcome<Done> Unmark();
   // What went and leaves no rows: files that had none, mounts.

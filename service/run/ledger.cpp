@@ -19,8 +19,9 @@ bool IsLearned(ItemOutcome outcome) {
   return outcome != ItemOutcome::kUnopened && outcome != ItemOutcome::kSkipped;
 }
 
-void AddTrouble(std::vector<Trouble>& troubles, const WorkItem& item, const ItemResult& result, bool known) {
-  troubles.push_back({item.path, result.reason, known, result.outcome});
+void AddProblem(std::vector<FileProblem>& problems, const WorkItem& item, const ItemResult& result,
+                bool known) {
+  problems.push_back({item.path, result.reason, known, result.outcome});
 }
 
 }  // namespace
@@ -62,8 +63,8 @@ void Ledger::NoteWithheld(const std::string& reason, const std::vector<WorkItem>
 
 void Ledger::Close() {
   // The workers come to the files in another order each time.
-  for (auto* troubles : {&report_.failed, &report_.notes}) {
-    std::stable_sort(troubles->begin(), troubles->end(),
+  for (auto* problems : {&report_.failed, &report_.notes}) {
+    std::stable_sort(problems->begin(), problems->end(),
                      [](const auto& one, const auto& other) { return one.path < other.path; });
   }
 }
@@ -80,7 +81,7 @@ void Ledger::NoteWholeLibrary(const WorkItem& item, const ItemResult& result) {
 
 void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
   const bool folder = item.kind == ItemKind::kFolder;
-  NoteTrouble(item, result);
+  NoteProblem(item, result);
   if (result.done() && !folder) ++report_.added;
   if (result.done() && folder && NoAlbumReason(report_.library.Below(item.path)) == nullptr)
     ++report_.folders;
@@ -94,14 +95,14 @@ void Ledger::NoteUpdate(const WorkItem& item, const ItemResult& result) {
 }
 
 void Ledger::NoteMove(const WorkItem& item, const ItemResult& result) {
-  NoteTrouble(item, result);
+  NoteProblem(item, result);
   // A move that is in the database and not in the catalogue looks like a delete and an add.
   records_.CommitSoon();
   // Unless it crashed, a failure says that there was nothing to move.
   const bool settled = result.done() || (result.outcome == ItemOutcome::kUnusable);
   if (!settled) return NoteFailedMove(item, result);
   records_.ForgetOldName(item);
-  if (result.done() && item.action != ItemAction::kSetAside) ++report_.moved;
+  if (result.done() && item.action != ItemAction::kParkRows) ++report_.moved;
   const std::string crash = held_.CrashReason(item.path);
   records_.Put(item, crash.empty() ? result : ItemResult{ItemOutcome::kUnusable, crash, result.fingerprint});
 }
@@ -116,19 +117,19 @@ void Ledger::NoteFailedMove(const WorkItem& item, const ItemResult& result) {
 }
 
 void Ledger::NoteDelete(const WorkItem& item, const ItemResult& result) {
-  NoteTrouble(item, result);
+  NoteProblem(item, result);
   if (!result.done()) return;
   ++report_.deleted;
   records_.ForgetTree(item);
 }
 
-void Ledger::NoteTrouble(const WorkItem& item, const ItemResult& result) {
+void Ledger::NoteProblem(const WorkItem& item, const ItemResult& result) {
   if (result.outcome == ItemOutcome::kSkipped) {
     ++report_.skipped[result.reason];
     return;
   }
   if (result.outcome == ItemOutcome::kStored) return;
-  AddTrouble(result.done() ? report_.notes : report_.failed, item, result,
+  AddProblem(result.done() ? report_.notes : report_.failed, item, result,
              records_.WasReportedBefore(item, result));
   reported_paths_.insert(item.path);
 }

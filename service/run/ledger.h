@@ -29,7 +29,7 @@ class Ledger {
   // ITEMS are not sent, since files may only be out of reach, for this REASON; "" for none.
   void NoteWithheld(const std::string& reason, const std::vector<WorkItem>& items);
   // ITEM stays as it is.
-  void NoteLeft(const WorkItem& item) { AddCountsBefore(item); }
+  void NoteLeftAsItIs(const WorkItem& item) { AddCountsBefore(item); }
   // The run is at its end: its lines get their order.
   void Close();
 
@@ -45,7 +45,7 @@ class Ledger {
   void NoteFailedMove(const WorkItem& item, const ItemResult& result);
   void NoteDelete(const WorkItem& item, const ItemResult& result);
   // A line of the report where RESULT needs one.
-  void NoteTrouble(const WorkItem& item, const ItemResult& result);
+  void NoteProblem(const WorkItem& item, const ItemResult& result);
   void AddCountsBefore(const WorkItem& item);
 
   RunRecords& records_;

@@ -26,34 +26,34 @@ std::size_t TotalOf(const std::map<std::string, std::size_t>& counts) {
   return sum;
 }
 
-using Troubles = std::vector<Trouble>;
+using FileProblems = std::vector<FileProblem>;
 
-std::size_t KnownAmong(const Troubles& troubles) {
+std::size_t KnownAmong(const FileProblems& problems) {
   return static_cast<std::size_t>(
-      std::count_if(troubles.begin(), troubles.end(), [](const auto& trouble) { return trouble.known; }));
+      std::count_if(problems.begin(), problems.end(), [](const auto& problem) { return problem.known; }));
 }
 
-void WriteTroubles(const char* what, const Troubles& troubles, bool known, std::ostream& out) {
-  for (const Trouble& trouble : troubles) {
-    if (trouble.known == known)
-      out << what << ": " << Visible(trouble.path) << ": " << Visible(trouble.reason) << '\n';
+void WriteProblems(const char* what, const FileProblems& problems, bool known, std::ostream& out) {
+  for (const FileProblem& problem : problems) {
+    if (problem.known == known)
+      out << what << ": " << Visible(problem.path) << ": " << Visible(problem.reason) << '\n';
   }
 }
 
 // WHAT happened before, for each or in one number.
-void WriteKnown(const char* what, const Troubles& troubles, bool listed, std::ostream& out) {
-  if (listed) return WriteTroubles(what, troubles, true, out);
-  const std::size_t known = KnownAmong(troubles);
+void WriteKnown(const char* what, const FileProblems& problems, bool listed, std::ostream& out) {
+  if (listed) return WriteProblems(what, problems, true, out);
+  const std::size_t known = KnownAmong(problems);
   if (known > 0) out << known << ' ' << what << ", unchanged (--failed lists them)\n";
 }
 
-Json::Value TroublesJson(const Troubles& troubles) {
+Json::Value ProblemsJson(const FileProblems& problems) {
   Json::Value list(Json::arrayValue);
-  for (const Trouble& trouble : troubles) {
+  for (const FileProblem& problem : problems) {
     Json::Value& json = list.append(Json::Value(Json::objectValue));
-    SetBytes(json, "path", trouble.path);
-    json["reason"] = ValidUtf8(trouble.reason);
-    json["known"] = trouble.known;
+    SetBytes(json, "path", problem.path);
+    json["reason"] = ValidUtf8(problem.reason);
+    json["known"] = problem.known;
   }
   return list;
 }
@@ -99,8 +99,8 @@ std::string ReportText(const IndexReport& report, bool lists_known) {
       << Seconds(report) << " s" << (report.interrupted ? ", interrupted" : "") << '\n';
   for (const auto& [reason, count] : report.skipped)
     out << "skipped: " << Visible(reason) << ": " << count << '\n';
-  WriteTroubles("failed", report.failed, false, out);
-  WriteTroubles("note", report.notes, false, out);
+  WriteProblems("failed", report.failed, false, out);
+  WriteProblems("note", report.notes, false, out);
   WriteKnown("failed before", report.failed, lists_known, out);
   WriteKnown("noted before", report.notes, lists_known, out);
   if (report.dropped_jobs > 0) {
@@ -134,8 +134,8 @@ Json::Value ReportJson(const IndexReport& report, const std::optional<Failure>& 
   if (!report.withheld_reason.empty()) json["withheld"] = WithheldJson(report);
   json["skipped"] = Json::Value(Json::objectValue);
   for (const auto& [reason, count] : report.skipped) json["skipped"][reason] = Number(count);
-  json["failed"] = TroublesJson(report.failed);
-  json["notes"] = TroublesJson(report.notes);
+  json["failed"] = ProblemsJson(report.failed);
+  json["notes"] = ProblemsJson(report.notes);
   if (report.dropped_jobs > 0) json["dropped_jobs"] = Number(report.dropped_jobs);
   return json;
 }

@@ -16,13 +16,13 @@ RunRecords::RunRecords(const Library& library, Catalogue& catalogue)
 
 // A database that takes the place of this one later has not got what the catalogue then says of it.
 void RunRecords::LibraryOpen() {
-  RecordDatabase(catalogue_, library_);
+  NoteDatabase(catalogue_, library_);
 }
 
 void RunRecords::NoteWaiting(const std::vector<WorkItem>& items) {
   for (const WorkItem& item : items) {
     // Only under these names could a run that is killed leave rows that no file tells of.
-    if (item.action != ItemAction::kSetAside) continue;
+    if (item.action != ItemAction::kParkRows) continue;
     catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
     waiting_.insert(Key(item.path));
   }
@@ -50,11 +50,11 @@ void RunRecords::ForgetOldName(const WorkItem& item) {
 }
 
 void RunRecords::NoteRootAlbum() {
-  RecordRootAlbum(catalogue_);
+  ::NoteRootAlbum(catalogue_);
 }
 
 void RunRecords::NoteMounts(const std::string& mounts) {
-  RecordMounts(catalogue_, mounts);
+  NoteMountsInDatabase(catalogue_, mounts);
 }
 
 std::optional<CatalogueEntry> RunRecords::Recorded(const WorkItem& item) {
@@ -82,6 +82,6 @@ void RunRecords::CommitWhenDue(Moment now) {
 
 void RunRecords::Close(bool complete, bool part) {
   if (part) NoteLossOfPart(lost_files_, catalogue_);
-  if (complete) RecordRoot(catalogue_, library_);
+  if (complete) NoteRoot(catalogue_, library_);
   catalogue_.Commit();
 }

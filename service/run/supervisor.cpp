@@ -27,7 +27,7 @@ Supervisor::Supervisor(SupervisorOptions options, WorkQueue& queue, RunObserver&
       starter_(starter),
       loop_(loop),
       crew_(options_.file_timeout, starter, loop),
-      ticker_(loop, kTick, [this] { Served(); }) {}
+      ticker_(loop, kTick, [this] { GoOn(); }) {}
 
 Outcome<Done> Supervisor::outcome() const {
   if (failure_) return *failure_;
@@ -50,15 +50,15 @@ void Supervisor::StopWorkers() {
   crew_.StopAll();
 }
 
-void Supervisor::Served() {
-  Advance();
+void Supervisor::GoOn() {
+  HandOutOrEnd();
   observer_.Tick(loop_.Now());
 }
 
-void Supervisor::Advance() {
+void Supervisor::HandOutOrEnd() {
   if (phase_ == Phase::kWorking && HasWork()) HandOut();
   const bool going = phase_ == Phase::kWorking || phase_ == Phase::kStopping;
-  if (going && (!HasWork() || (failure_ && crew_.empty()))) End();
+  if (going && (!HasWork() || (failure_ && crew_.empty()))) BeginEnding();
   if (phase_ == Phase::kEnding && crew_.empty()) phase_ = Phase::kFinished;
 }
 
@@ -124,16 +124,17 @@ void Supervisor::Fail(Failure reason) {
 void Supervisor::Lost(WorkerLink& link, const WorkerEnd& end) {
   if (link.starting() && crew_.NoteFailedStart() && crew_.has_one())
     Fail({ExitStatus::kFatal, "no worker can be started: " + end.text});
-  LostBatch lost = JudgeRest(link.TakeRest(), end, phase_ == Phase::kWorking);
+  // While it stops, what was cut off says nothing about the files.
+  LostBatch lost = JudgeUnfinishedItems(link.TakeUnfinishedItems(), end, phase_ == Phase::kWorking);
   for (const auto& [item, result] : lost.failed) ItemDone(item, result);
   queue_.Return(std::move(lost.innocent));
   crew_.Remove(link);
-  Advance();
+  HandOutOrEnd();
 }
 
 // What still has something in hand by now is given up: its transaction is rolled back. The others, with them
 // those that have only the end of their batch to tell, close the database, so that it is left in one file.
-void Supervisor::End() {
+void Supervisor::BeginEnding() {
   phase_ = Phase::kEnding;
   crew_.RemoveThoseWithOpenItems();
   if (!failure_ && !asked_to_stop_) crew_.LeaveIdle();
@@ -142,5 +143,5 @@ void Supervisor::End() {
 
 void Supervisor::Ended(WorkerLink& link) {
   crew_.Remove(link);
-  Advance();
+  HandOutOrEnd();
 }

@@ -24,7 +24,7 @@ class RunObserver {
   virtual void LibraryOpen() = 0;
   // An item is done for good: committed, or failed.
   virtual void ItemDone(const WorkItem& item, const ItemResult& result) = 0;
-  // What was told so far of a transaction is all of it; GENERATION is the database's since then.
+  // As WorkerLinkListener::Kept.
   virtual void BatchKept(std::uint64_t generation) = 0;
   // Comes after all that the others tell of, and ten times a second.
   virtual void Tick(Moment now) = 0;
@@ -64,11 +64,14 @@ class Supervisor : private WorkerLinkListener {
   void ItemDone(const WorkItem& item, const ItemResult& result) override;
   void Kept(std::uint64_t generation) override { observer_.BatchKept(generation); }
   void Unusable(bool had_opened, Failure reason) override;
-  void Served() override;
+  void SaidAll() override { GoOn(); }
   void Lost(WorkerLink& link, const WorkerEnd& end) override;
   void Ended(WorkerLink& link) override;
 
-  void Advance();
+  // What it does each time that something was told, and on each tick.
+  void GoOn();
+  // Gives out what there is; where there is nothing any more, the next phase begins.
+  void HandOutOrEnd();
   bool HasWork();
   void HandOut();
   // False when nothing can be given out at the moment, as for the next.
@@ -77,7 +80,8 @@ class Supervisor : private WorkerLinkListener {
   std::size_t WantedWorkers() const;
   void Fail(Failure reason);
   void StopWorkers();
-  void End();
+  // The workers are told; they are gone when the loop has heard of each.
+  void BeginEnding();
 
   SupervisorOptions options_;
   WorkQueue& queue_;

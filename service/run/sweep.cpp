@@ -16,7 +16,7 @@ constexpr const char* kSweepFact = "sweep-loss";
 void KeepUnreached(MarkedRows& marked, const Plan& again, const SweepQuestion& question) {
   // The catalogue does not have the rows of other programs, so the mounts are compared as well.
   const MountRecord recorded = MountsInDatabase(question.catalogue);
-  const MountRecord now = RecordOf(again.mounts);
+  const MountRecord now = MountRecordOf(again.mounts);
   std::unordered_set<std::string> withheld;
   for (const WorkItem& item : again.withheld) withheld.insert(item.path);
   marked.kept += std::erase_if(marked.gone, [&](const WorkItem& item) {
@@ -26,7 +26,7 @@ void KeepUnreached(MarkedRows& marked, const Plan& again, const SweepQuestion& q
   });
 }
 
-LossVerdict JudgeSweep(const MarkedRows& marked, const SweepQuestion& question) {
+LossVerdict AskAboutSweep(const MarkedRows& marked, const SweepQuestion& question) {
   LossQuestion loss;
   loss.fact = kSweepFact;
   for (const WorkItem& item : marked.gone) {
@@ -34,5 +34,5 @@ LossVerdict JudgeSweep(const MarkedRows& marked, const SweepQuestion& question) 
   }
   loss.recorded = marked.rows;
   loss.accepted = question.accepts_loss;
-  return JudgeLoss(loss, question.catalogue);
+  return AskLossBrake(loss, question.catalogue);
 }

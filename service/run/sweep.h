@@ -18,6 +18,6 @@ struct SweepQuestion {
 // the folder after everything was sent.
 void KeepUnreached(MarkedRows& marked, const Plan& again, const SweepQuestion& question);
 // Whether what is left of MARKED may be deleted.
-LossVerdict JudgeSweep(const MarkedRows& marked, const SweepQuestion& question);
+LossVerdict AskAboutSweep(const MarkedRows& marked, const SweepQuestion& question);
 
 #endif  // SERVICE_RUN_SWEEP_H_

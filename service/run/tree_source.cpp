@@ -13,15 +13,15 @@ Outcome<TreeSource> TreeSource::Start(const Library& library, Ledger& ledger) {
 
 std::optional<WorkItem> TreeSource::Next(ItemAction action) {
   while (auto entry = walk_.Next()) {
-    if (!Account(*entry, library_, counts_since_item_)) continue;
+    if (!CountEntry(*entry, library_, counts_since_item_)) continue;
     WorkItem item;
     item.kind = entry->kind == EntryKind::kFolder ? ItemKind::kFolder : *MediaKindOf(entry->path);
     item.action = action;
     item.path = std::move(entry->path);
     item.stamp = entry->stamp;
     // The root has its number, too.
-    mounted_ = entry->mounted != 0 && item.path != library_.folder;
-    ledger_.NoteCountsBefore(item, TakeRest());
+    mounted_ = entry->mounted_device != 0 && item.path != library_.folder;
+    ledger_.NoteCountsBefore(item, TakeCountsSinceItem());
     return item;
   }
   return std::nullopt;
@@ -32,7 +32,8 @@ std::optional<WorkItem> FirstSource::Next() {
   auto item = tree_.Next(ItemAction::kAdd);
   if (!item) return item;
   item->stage = stage_;
-  auto note = tree_.mounted() ? mounts_.Met(library_.Below(item->path), item->stamp.device) : mounts_.First();
+  auto note = tree_.mounted() ? mounts_.BeforeRowsOn(library_.Below(item->path), item->stamp.device)
+                              : mounts_.BeforeFirstRows();
   if (!note) return item;
   note->stage = ++stage_;
   item->stage = ++stage_;

@@ -20,8 +20,8 @@ class TreeSource {
   std::optional<WorkItem> Next(ItemAction action);
   // Another file system than that of the folder above begins at what Next gave last.
   bool mounted() const { return mounted_; }
-  // What came behind the last of all.
-  SurveyCounts TakeRest() { return std::exchange(counts_since_item_, {}); }
+  // What was counted behind what Next gave last; behind the last of all, that belongs to no item.
+  SurveyCounts TakeCountsSinceItem() { return std::exchange(counts_since_item_, {}); }
 
  private:
   TreeSource(Walk walk, const Library& library, Ledger& ledger)

@@ -12,7 +12,8 @@ using std::chrono::milliseconds;
 constexpr milliseconds kOtherWork{60'000};
 // How long a process that has closed its socket may take to end.
 constexpr milliseconds kExitPatience{2'000};
-// Of a batch, each item of which is announced when it is read, when it is written and when it is tried alone.
+// Of a batch. For an item at most, where each has a transaction of its own: turned to for reading (1), for
+// writing, with what belongs to none around it (4), for both again alone (5), and its results (1): 11.
 constexpr std::size_t kMostMessages = 16 * kBatchSize;
 constexpr const char* kNonsense = "the worker's answer makes no sense";
 
@@ -22,7 +23,7 @@ std::string TimedOut(milliseconds limit) {
   return text.str();
 }
 
-// Whatever names the file of a database is shorter.
+// "device:inode" (work/database_file.h), "" where the database is no file; either is shorter.
 constexpr std::size_t kLongestDatabase = 64;
 
 // The worker's failures that are the run's: of one that STARTS, or has opened the library.
@@ -40,16 +41,16 @@ WorkerLink::WorkerLink(std::unique_ptr<StartedWorker> worker, milliseconds file_
       listener_(listener),
       loop_(loop),
       state_(worker_->opened() ? State::kIdle : State::kStarting),
-      heard_(loop.Now()) {
+      last_word_at_(loop.Now()) {
   loop_.Add(*this);
 }
 
 void WorkerLink::Give(const RunName& name, std::vector<WorkQueue::Entry> batch) {
   batch_.Begin(std::move(batch));
   state_ = State::kBusy;
-  messages_ = 0;
-  heard_ = loop_.Now();
-  batch_end_ = heard_ + BatchLimit();
+  messages_of_batch_ = 0;
+  last_word_at_ = loop_.Now();
+  batch_end_ = last_word_at_ + TimeForBatch();
   worker_->channel().Post(MessageType::kBatch, EncodeBatch(batch_.AsMessage(name)));
 }
 
@@ -68,12 +69,12 @@ bool WorkerLink::Leave(WorkerStarter& starter, const std::string& database) {
   return worker_ == nullptr;
 }
 
-milliseconds WorkerLink::Limit() const {
+milliseconds WorkerLink::TimeForStep() const {
   return batch_.at_item() ? file_timeout_ : kOtherWork;
 }
 
 // Telling where it is gives a worker more time, but not without end.
-milliseconds WorkerLink::BatchLimit() const {
+milliseconds WorkerLink::TimeForBatch() const {
   return static_cast<int>(batch_.size()) * (file_timeout_ + kOtherWork);
 }
 
@@ -81,8 +82,8 @@ Awaited WorkerLink::Awaits() const {
   const Channel& channel = worker_->channel();
   Awaited awaited{channel.descriptor(), channel.has_unsent(), std::nullopt};
   if (state_ == State::kEnding) awaited.moment = end_;
-  if (starting()) awaited.moment = heard_ + kOtherWork;
-  if (busy()) awaited.moment = std::min(heard_ + Limit(), batch_end_);
+  if (starting()) awaited.moment = last_word_at_ + kOtherWork;
+  if (busy()) awaited.moment = std::min(last_word_at_ + TimeForStep(), batch_end_);
   return awaited;
 }
 
@@ -90,7 +91,7 @@ Awaited WorkerLink::Awaits() const {
 void WorkerLink::Serve() {
   Channel& channel = worker_->channel();
   channel.Flush();
-  const bool closed = channel.Fill() == Channel::State::kClosed;
+  const bool closed = channel.ReadArrived() == Channel::State::kClosed;
   if (state_ == State::kEnding) {
     while (channel.Next()) {
     }
@@ -99,11 +100,11 @@ void WorkerLink::Serve() {
     return;
   }
   while (const auto message = channel.Next()) {
-    if (!Accept(*message)) return listener_.Lost(*this, {kNonsense, {}});
+    if (!HandleMessage(*message)) return listener_.Lost(*this, {kNonsense, {}});
   }
   if (channel.broken()) return listener_.Lost(*this, {kNonsense, {}});
   if (closed) return listener_.Lost(*this, worker_->AwaitEnd(kExitPatience));
-  listener_.Served();
+  listener_.SaidAll();
 }
 
 void WorkerLink::Expire() {
@@ -114,50 +115,51 @@ void WorkerLink::Expire() {
   }
   worker_->Kill();
   const bool batch_is_over = busy() && loop_.Now() >= batch_end_;
-  listener_.Lost(*this, {TimedOut(batch_is_over ? BatchLimit() : Limit()), {}});
+  listener_.Lost(*this, {TimedOut(batch_is_over ? TimeForBatch() : TimeForStep()), {}});
 }
 
-bool WorkerLink::Accept(const Message& message) {
-  heard_ = loop_.Now();
-  if (++messages_ > kMostMessages) return false;
+bool WorkerLink::HandleMessage(const Message& message) {
+  last_word_at_ = loop_.Now();
+  if (++messages_of_batch_ > kMostMessages) return false;
   switch (message.type) {
     case MessageType::kReady:
-      return starting() && AcceptReady(message.content);
+      return starting() && HandleReady(message.content);
     case MessageType::kUnusable:
-      return !idle() && AcceptUnusable(message.content);
-    case MessageType::kAt:
+      return !idle() && HandleUnusable(message.content);
+    case MessageType::kTurnedTo:
       return busy() && batch_.TurnTo(message.content);
     case MessageType::kResults:
-      return busy() && AcceptResults(message.content);
+      return busy() && HandleResults(message.content);
     case MessageType::kBatchEnd:
-      return busy() && AcceptBatchEnd();
+      return busy() && HandleBatchEnd();
     default:
       return false;
   }
 }
 
-bool WorkerLink::AcceptReady(std::string_view content) {
+bool WorkerLink::HandleReady(std::string_view content) {
   MessageReader reader(content);
   const std::string database = reader.Text();
-  if (!reader.Complete() || database.size() > kLongestDatabase) return false;
+  if (!reader.IsCompletelyRead() || database.size() > kLongestDatabase) return false;
   state_ = State::kIdle;
   listener_.Opened(database);
   return true;
 }
 
-bool WorkerLink::AcceptUnusable(std::string_view content) {
+bool WorkerLink::HandleUnusable(std::string_view content) {
   MessageReader reader(content);
   const auto status = static_cast<ExitStatus>(reader.Number());
   Failure reason{status, reader.Text().substr(0, kLongestReason)};
-  if (!reader.Complete() || !MayEndRun(status, starting())) return false;
+  if (!reader.IsCompletelyRead() || !MayEndRun(status, starting())) return false;
   const bool had_opened = busy();
+  // The process ends by itself; Lost then finds it with nothing in hand.
   if (had_opened) state_ = State::kIdle;
   batch_.Forget();
   listener_.Unusable(had_opened, std::move(reason));
   return true;
 }
 
-bool WorkerLink::AcceptResults(std::string_view content) {
+bool WorkerLink::HandleResults(std::string_view content) {
   const auto results = DecodeResults(content);
   if (!results || !batch_.Fits(*results)) return false;
   for (const ItemResult& result : results->items) listener_.ItemDone(batch_.TakeNext(), result);
@@ -166,7 +168,7 @@ bool WorkerLink::AcceptResults(std::string_view content) {
   return true;
 }
 
-bool WorkerLink::AcceptBatchEnd() {
+bool WorkerLink::HandleBatchEnd() {
   if (!batch_.told_of_all()) return false;
   state_ = State::kIdle;
   batch_.Forget();

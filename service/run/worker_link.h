@@ -18,19 +18,20 @@
 
 class WorkerLink;
 
-// Hears of a worker, in the loop's thread. Links may go in the last three alone, the one that tells too.
+// Hears of a worker, in the loop's thread. Only in SaidAll, Lost and Ended may the listener destroy links,
+// the one that tells among them.
 class WorkerLinkListener {
  public:
   virtual ~WorkerLinkListener() = default;
   // The worker has opened the library, whose database is this file.
   virtual void Opened(const std::string& database) = 0;
   virtual void ItemDone(const WorkItem& item, const ItemResult& result) = 0;
-  // What was told so far of a transaction is all of it; GENERATION is the database's since then.
+  // All results of one transaction have been told; it has raised the database to GENERATION.
   virtual void Kept(std::uint64_t generation) = 0;
   // The worker cannot go on, and no item is to blame. HAD_OPENED: it could before.
   virtual void Unusable(bool had_opened, Failure reason) = 0;
   // It has said all that it had to say for now.
-  virtual void Served() = 0;
+  virtual void SaidAll() = 0;
   // It is gone, in this way.
   virtual void Lost(WorkerLink& link, const WorkerEnd& end) = 0;
   // It is gone as it was told to.
@@ -65,7 +66,7 @@ class WorkerLink : public EventHandler {
   // One that is idle goes to STARTER, for a later run; false when it is not kept.
   bool Leave(WorkerStarter& starter, const std::string& database);
 
-  HandedBatch::Rest TakeRest() { return batch_.TakeRest(); }
+  HandedBatch::UnfinishedItems TakeUnfinishedItems() { return batch_.TakeUnfinishedItems(); }
 
   Awaited Awaits() const override;
   void Serve() override;
@@ -75,13 +76,14 @@ class WorkerLink : public EventHandler {
   enum class State : std::uint8_t { kStarting, kIdle, kBusy, kEnding };
 
   // False: not what a worker may send at this point.
-  bool Accept(const Message& message);
-  bool AcceptReady(std::string_view content);
-  bool AcceptUnusable(std::string_view content);
-  bool AcceptResults(std::string_view content);
-  bool AcceptBatchEnd();
-  std::chrono::milliseconds Limit() const;
-  std::chrono::milliseconds BatchLimit() const;
+  bool HandleMessage(const Message& message);
+  bool HandleReady(std::string_view content);
+  bool HandleUnusable(std::string_view content);
+  bool HandleResults(std::string_view content);
+  bool HandleBatchEnd();
+  // For what it is at: an item, or work that belongs to none.
+  std::chrono::milliseconds TimeForStep() const;
+  std::chrono::milliseconds TimeForBatch() const;
 
   std::unique_ptr<StartedWorker> worker_;
   std::chrono::milliseconds file_timeout_;
@@ -89,10 +91,10 @@ class WorkerLink : public EventHandler {
   EventLoop& loop_;
   State state_;
   HandedBatch batch_;
-  std::size_t messages_ = 0;  // of the batch
-  Moment heard_;              // when it last said something, or was given something
-  Moment batch_end_;          // when it must be done with the batch
-  Moment end_;                // when it must be gone
+  std::size_t messages_of_batch_ = 0;
+  Moment last_word_at_;  // when it last said something, or was given something
+  Moment batch_end_;     // when it must be done with the batch
+  Moment end_;           // when it must be gone
 };
 
 #endif  // SERVICE_RUN_WORKER_LINK_H_

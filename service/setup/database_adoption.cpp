@@ -72,7 +72,7 @@ void GiveTo(const FileDescriptor& file, const WorkerIdentity& owner) {
 }
 
 bool HasOurSchema(const Library& library) {
-  DatabaseReader database = DatabaseReader::ForReading(library);
+  DatabaseReader database = DatabaseReader::OpenForReading(library);
   return database && database.HasSchema();
 }
 

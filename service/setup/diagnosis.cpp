@@ -118,9 +118,9 @@ void ExamineServer(DatabaseReader& database, const std::string& subject, Finding
 
 void ExamineSharedDatabase(const Library& tree, Findings& findings) {
   const std::string subject = "database " + tree.database();
-  DatabaseReader database = DatabaseReader::ForReading(tree);
+  DatabaseReader database = DatabaseReader::OpenForReading(tree);
   if (!database) {
-    DatabaseReader server = DatabaseReader::OnServer(kMaintenanceDatabase);
+    DatabaseReader server = DatabaseReader::OpenOnServer(kMaintenanceDatabase);
     if (!server) {
       return Add(findings, "PostgreSQL server", database.error(),
                  "start it, or name another one in PGHOST, PGPORT or PGSERVICE", ExitStatus::kDatabase);
@@ -198,7 +198,7 @@ void ExaminePersonalDatabase(const Library& library, Findings& findings) {
   const std::string file = library.database();
   const std::string index = "run: lumivault index " + Visible(library.folder);
   if (IsMissing(file)) return Add(findings, Visible(file), kNoSuchFile, index, ExitStatus::kDatabase);
-  DatabaseReader database = DatabaseReader::ForReading(library);
+  DatabaseReader database = DatabaseReader::OpenForReading(library);
   if (const auto foreign = database ? std::nullopt : ForeignSchema(database, Visible(file)))
     return static_cast<void>(findings.push_back(*foreign));
   if (!database) {
@@ -242,8 +242,8 @@ void ExamineRows(DatabaseReader& catalogue, DatabaseReader& database, const Libr
 
 void ExamineCatalogue(const StateRoot& root, const Library& library, Findings& findings) {
   const std::string file = CatalogueFile(root, library);
-  DatabaseReader catalogue = DatabaseReader::ForReading(file);
-  DatabaseReader database = DatabaseReader::ForReading(library);
+  DatabaseReader catalogue = DatabaseReader::OpenForReading(file);
+  DatabaseReader database = DatabaseReader::OpenForReading(library);
   if (!catalogue || !database) return;
   const auto facts = ReadFacts(database);
   if (!facts) return;

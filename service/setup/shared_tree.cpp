@@ -73,13 +73,13 @@ Outcome<Done> MakeLink(const StateRoot& root, const std::string& folder) {
 
 // Makes the database on a server that has none of that name.
 Outcome<Done> MakeDatabase() {
-  if (DatabaseReader::OnServer(kSharedDatabase)) return Done{};
-  DatabaseReader server = DatabaseReader::OnServer(kMaintenanceDatabase);
+  if (DatabaseReader::OpenOnServer(kSharedDatabase)) return Done{};
+  DatabaseReader server = DatabaseReader::OpenOnServer(kMaintenanceDatabase);
   if (!server) return Failure{ExitStatus::kDatabase, "the PostgreSQL server: " + server.error()};
   if (server.Run(kMakeSharedDatabaseSql)) return Done{};
   const std::string why = server.error();
   // Somebody else may just have made it; or it is there and cannot be entered.
-  const DatabaseReader present = DatabaseReader::OnServer(kSharedDatabase);
+  const DatabaseReader present = DatabaseReader::OpenOnServer(kSharedDatabase);
   if (present) return Done{};
   return DatabaseFailure(server.HasDatabase(kSharedDatabase) ? present.error() : why);
 }
@@ -99,7 +99,7 @@ Outcome<Done> PrepareDatabase() {
   const auto script = SharedSchema();
   if (!script) return script.failure();
   if (auto made = MakeDatabase(); !made) return made;
-  DatabaseReader database = DatabaseReader::OnServer(kSharedDatabase);
+  DatabaseReader database = DatabaseReader::OpenOnServer(kSharedDatabase);
   if (!database) return DatabaseFailure(database.error());
   if (auto added = AddColumns(database, *script); !added) return added;
   if (!database.Run(script->c_str()) || !database.Run(kMergePeopleByDefaultSql))

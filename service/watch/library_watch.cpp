@@ -293,8 +293,8 @@ Outcome<IndexReport> LibraryWatch::Perform(const WalkScope& scope, std::optional
 void LibraryWatch::TryAgain(const IndexReport& report, const RunOver& over) {
   const Moment now = loop_.Now();
   std::set<std::string> undone;
-  for (const Trouble& trouble : report.failed) {
-    if (IsWorthAnother(trouble.outcome)) undone.insert(library_.Below(trouble.path));
+  for (const FileProblem& problem : report.failed) {
+    if (IsWorthAnother(problem.outcome)) undone.insert(library_.Below(problem.path));
   }
   retries_.NoteRun(undone, over.scope, now);
   // What was held back lies in what the run has looked at, or waits under a name that nobody hints.

@@ -10,10 +10,10 @@ constexpr std::size_t kMostProblems = 10'000;
 
 }  // namespace
 
-void ToldProblems::Compare(std::vector<Trouble>& found,
+void ToldProblems::Compare(std::vector<FileProblem>& found,
                            const std::function<bool(const std::string&)>& looked_at) {
   std::map<std::string, std::string> now;
-  for (Trouble& problem : found) {
+  for (FileProblem& problem : found) {
     const auto told = reasons_.find(problem.path);
     if (told != reasons_.end() && told->second == problem.reason) problem.known = true;
     now.emplace(problem.path, problem.reason);

@@ -14,7 +14,7 @@ class ToldProblems {
  public:
   // Those among FOUND that were told become known. What was LOOKED_AT, by its absolute path, and is not among
   // them is forgotten.
-  void Compare(std::vector<Trouble>& found, const std::function<bool(const std::string&)>& looked_at);
+  void Compare(std::vector<FileProblem>& found, const std::function<bool(const std::string&)>& looked_at);
 
  private:
   std::map<std::string, std::string> reasons_;  // path -> reason

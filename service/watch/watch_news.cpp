@@ -28,9 +28,9 @@ void Count(std::ostream& out, const char* what, std::size_t number) {
   if (number > 0) out << ", " << what << ' ' << number;
 }
 
-std::size_t NewOnes(const std::vector<Trouble>& troubles) {
+std::size_t NewOnes(const std::vector<FileProblem>& problems) {
   std::size_t count = 0;
-  for (const Trouble& trouble : troubles) count += trouble.known ? 0U : 1U;
+  for (const FileProblem& problem : problems) count += problem.known ? 0U : 1U;
   return count;
 }
 
@@ -45,10 +45,10 @@ std::string RunText(const IndexReport& report) {
   Count(out, "deleted", report.deleted);
   Count(out, "failed", NewOnes(report.failed));
   out << '\n';
-  for (const auto& [what, troubles] : {std::pair{"failed", &report.failed}, {"note", &report.notes}}) {
-    for (const Trouble& trouble : *troubles) {
-      if (!trouble.known)
-        out << what << ": " << Visible(trouble.path) << ": " << Visible(trouble.reason) << '\n';
+  for (const auto& [what, problems] : {std::pair{"failed", &report.failed}, {"note", &report.notes}}) {
+    for (const FileProblem& problem : *problems) {
+      if (!problem.known)
+        out << what << ": " << Visible(problem.path) << ": " << Visible(problem.reason) << '\n';
     }
   }
   if (report.withheld_reason.empty()) return out.str();

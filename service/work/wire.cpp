@@ -12,7 +12,7 @@ namespace {
 
 // A batch of moves between the longest paths is a third of it.
 constexpr std::uint32_t kLongestMessage = 1U << 20;
-constexpr std::size_t kFillSize = 65536;
+constexpr std::size_t kReadSize = 65536;
 
 std::string FrameOf(MessageType type, std::string_view content) {
   MessageWriter frame;
@@ -110,7 +110,7 @@ std::optional<Batch> DecodeBatch(std::string_view content) {
     batch.items.push_back({static_cast<ItemKind>(kind), std::move(path), static_cast<ItemAction>(action),
                            reader.Text(), same_content});
   }
-  if (!reader.Complete()) return std::nullopt;
+  if (!reader.IsCompletelyRead()) return std::nullopt;
   return batch;
 }
 
@@ -142,7 +142,7 @@ std::optional<Results> DecodeResults(std::string_view content) {
   for (std::uint32_t left = reader.Number(); left > 0 && reader.ok(); --left) {
     results.generations.push_back(reader.LongNumber());
   }
-  if (!reader.Complete()) return std::nullopt;
+  if (!reader.IsCompletelyRead()) return std::nullopt;
   return results;
 }
 
@@ -176,16 +176,16 @@ void Channel::Flush() {
 std::optional<Message> Channel::Receive() {
   while (true) {
     if (auto message = Next()) return message;
-    if (broken_ || FillOnce(0) == State::kClosed) return std::nullopt;
+    if (broken_ || ReadOnce(0) == State::kClosed) return std::nullopt;
   }
 }
 
-Channel::State Channel::Fill() {
-  return broken_ ? State::kClosed : FillOnce(MSG_DONTWAIT);
+Channel::State Channel::ReadArrived() {
+  return broken_ ? State::kClosed : ReadOnce(MSG_DONTWAIT);
 }
 
-Channel::State Channel::FillOnce(int flags) {
-  std::array<char, kFillSize> bytes;
+Channel::State Channel::ReadOnce(int flags) {
+  std::array<char, kReadSize> bytes;
   const ssize_t count = recv(socket_.get(), bytes.data(), bytes.size(), flags);
   if (count > 0) {
     arrived_.append(bytes.data(), static_cast<std::size_t>(count));

@@ -10,7 +10,7 @@
 //     kReady      text: the library is open; which file its database is
 //     kUnusable   exit status (32 bits), text: it cannot be opened, or its database has failed; the
 //                 worker ends, and what it has not reported was not kept
-//     kAt         index of the item that it turns to, or kNoItem for work that belongs to none
+//     kTurnedTo   index of the item that it turns to, or kNoItem for work that belongs to none
 //     kResults    first index, count, then for each item its outcome (8 bits), reason and fingerprint;
 //                 what is done is committed; count, then the generations that this has given the database
 //     kBatchEnd   nothing: no more results of this batch
@@ -31,7 +31,15 @@
 #include "library/generation.h"
 #include "work/work_item.h"
 
-enum class MessageType : std::uint8_t { kBatch = 1, kStop, kReady, kUnusable, kAt, kResults, kBatchEnd };
+enum class MessageType : std::uint8_t {
+  kBatch = 1,
+  kStop,
+  kReady,
+  kUnusable,
+  kTurnedTo,
+  kResults,
+  kBatchEnd
+};
 
 inline constexpr std::uint32_t kNoItem = 0xFFFFFFFF;
 
@@ -66,7 +74,7 @@ class MessageReader {
   std::string Text();
   bool ok() const { return ok_; }
   // Everything was there and nothing is left.
-  bool Complete() const { return ok_ && rest_.empty(); }
+  bool IsCompletelyRead() const { return ok_ && rest_.empty(); }
 
  private:
   std::string_view Take(std::size_t count);
@@ -113,14 +121,14 @@ class Channel {
   // Waits for the next message; nothing when the other end is gone or sends what is no message.
   std::optional<Message> Receive();
   // Takes in what has arrived, without waiting.
-  State Fill();
+  State ReadArrived();
   // The next message that has arrived whole.
   std::optional<Message> Next();
   // What arrived is no message; nothing more comes out.
   bool broken() const { return broken_; }
 
  private:
-  State FillOnce(int flags);
+  State ReadOnce(int flags);
 
   FileDescriptor socket_;
   std::string arrived_;

@@ -14,7 +14,7 @@
 enum class ItemAction : std::uint8_t {
   kAdd,
   kMove,      // the rows of `from` become those of `path`, which is then added
-  kSetAside,  // the rows of `from` wait under the name `path`, which no file bears
+  kParkRows,  // the rows of `from` wait under the name `path`, which no file bears
   kRename,    // the rows of `from` become those of `path`, which cannot be read
   kDelete,
   kReindex,     // the second phase of a full reindex
@@ -38,7 +38,7 @@ struct WorkItem {
 
 // Rows get another name.
 inline bool IsMove(const WorkItem& item) {
-  return item.action == ItemAction::kMove || item.action == ItemAction::kSetAside ||
+  return item.action == ItemAction::kMove || item.action == ItemAction::kParkRows ||
          item.action == ItemAction::kRename;
 }
 

@@ -107,7 +107,7 @@ Outcome<std::optional<WorkerIdentity>> OwnerToBecome(const Library& library) {
   return std::optional<WorkerIdentity>();
 }
 
-bool Become(uid_t user) {
+bool BecomeUser(uid_t user) {
   if (!LeaveSession()) return false;
   // Others must not get to write what it makes because root, who started the run, allows them that.
   umask(umask(kNobodyElseWrites) | kNobodyElseWrites);

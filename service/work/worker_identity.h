@@ -23,6 +23,6 @@ Outcome<std::optional<WorkerIdentity>> OwnerToBecome(const Library& library);
 // This process becomes USER, for good: with the groups of the account, or nobody's alone where there is none,
 // no privileges and no way to new ones, in a session and with keys of its own; it makes no file that others
 // may write. False, with errno, when it is not wholly so: it must not go on then.
-[[nodiscard]] bool Become(uid_t user);
+[[nodiscard]] bool BecomeUser(uid_t user);
 
 #endif  // SERVICE_WORK_WORKER_IDENTITY_H_

@@ -76,7 +76,7 @@ Outcome<Done> CompleteDatabase(const std::string& database) {
 
 // The shared database is set up once, by whoever may make databases.
 Outcome<Done> CheckSharedDatabase(const Library& library) {
-  DatabaseReader reader = DatabaseReader::Of(library);
+  DatabaseReader reader = DatabaseReader::Open(library);
   if (!reader) return Unreachable("the database " + library.database(), reader.error());
   if (!reader.HasSchema()) return WithoutTables(library);
   return CompleteFacts(reader, "the database " + library.database(), SharedSchema());

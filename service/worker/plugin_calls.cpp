@@ -58,7 +58,7 @@ ItemResult PluginCalls::Call(const WorkItem& item, PreparedItem& prepared, Trans
       return library_.NoteMounts(item);
     case ItemAction::kSweep:
       return library_.Sweep(item);
-    case ItemAction::kSetAside:
+    case ItemAction::kParkRows:
     case ItemAction::kRename:
       return files_.RenameRows(item, Json::Value(Json::objectValue), transaction);
     case ItemAction::kAdd:

@@ -4,7 +4,7 @@
 #include "database/queries_sql.h"
 
 DatabaseReader& RowLookup::Database() {
-  if (!database_ || !*database_) database_.emplace(DatabaseReader::Of(library_));
+  if (!database_ || !*database_) database_.emplace(DatabaseReader::Open(library_));
   return *database_;
 }
 

@@ -60,7 +60,7 @@ bool SupervisorChannel::TurnToNone() {
 
 bool SupervisorChannel::Announce(std::uint32_t index) {
   const MessageWriter message = MessageWriter().Number(index);
-  return channel_.Send(MessageType::kAt, message.content());
+  return channel_.Send(MessageType::kTurnedTo, message.content());
 }
 
 bool SupervisorChannel::Take(const Results& results) {

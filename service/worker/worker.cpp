@@ -34,9 +34,12 @@
 
 namespace {
 
-constexpr std::int64_t kToleratedJobs = 65536;  // bytes
+// In bytes: so long a queue of jobs that nobody reads is left to the end of the run.
+constexpr std::int64_t kToleratedJobs = 65536;
 
-// A worker ends with its supervisor, whose signals are for it alone: it tells its workers to stop.
+// A worker ends with its supervisor, whose signals are for it alone: it tells its workers to stop. After the
+// identity, since becoming somebody else clears the death signal; the parent is asked last, since it may have
+// gone before that was set.
 bool BindToSupervisor(pid_t supervisor) {
   // A file that reaches its size limit is an error like a full disk.
   for (const int signal_number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) signal(signal_number, SIG_IGN);
@@ -86,7 +89,7 @@ void CloseInherited(const WorkerOptions& options) {
 }
 
 // From now on it sees of the state folder what it was handed, and so do the programs that it starts.
-void SeeView() {
+void UseView() {
   fcntl(kWorkerView, F_SETFD, FD_CLOEXEC);
   const std::string view = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(kWorkerView);
   setenv(kRootVariable, view.c_str(), 1);
@@ -94,8 +97,8 @@ void SeeView() {
 
 // Nothing of anybody's is read before.
 std::optional<Failure> TakeIdentity(uid_t identity) {
-  SeeView();
-  if (Become(identity)) return std::nullopt;
+  UseView();
+  if (BecomeUser(identity)) return std::nullopt;
   return Failure{ExitStatus::kConfiguration, "a worker cannot become user " + std::to_string(identity) +
                                                  ": " + ErrorText(errno) + " (see --as-root)"};
 }
@@ -114,7 +117,8 @@ int RunWorker(const WorkerOptions& options) {
   LogCapture log{FileDescriptor(kWorkerLogPipe)};
   const WriteTurn turn(kWorkerTurn);
   close(kWorkerTurn);
-  // Its file may be out of the reach of whoever this process becomes.
+  // Its file may be out of the reach of whoever this process becomes. Where it is not to be had, that is said
+  // when the folder and its database are found to be in order: what is wrong with those comes first.
   const auto plugin = Plugin::Load(options.plugin);
   LimitMemory(options.memory);
   if (options.identity) {

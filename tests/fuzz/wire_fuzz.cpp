@@ -93,7 +93,7 @@ void CheckStream(std::string_view stream) {
   const FileDescriptor other(ends[0]);
   Channel channel{FileDescriptor(ends[1])};
   Require(send(other.get(), stream.data(), stream.size(), MSG_NOSIGNAL) == std::ssize(stream), "not sent");
-  while (!stream.empty() && channel.Fill() == Channel::State::kOpen && !channel.broken()) {
+  while (!stream.empty() && channel.ReadArrived() == Channel::State::kOpen && !channel.broken()) {
     bool any = false;
     while (TakeMessage(channel, stream)) any = true;
     if (!any) break;

@@ -45,7 +45,7 @@ struct Heard : WorkerLinkListener {
     Require(reason.message.size() <= kLongestReason, "a bound is not kept");
     unusable = true;
   }
-  void Served() override {}
+  void SaidAll() override {}
   void Lost(WorkerLink& /*link*/, const WorkerEnd& /*end*/) override { lost = true; }
   void Ended(WorkerLink& /*link*/) override {}
 
@@ -68,8 +68,8 @@ void Say(int socket, std::string_view bytes, WorkerLink& link) {
 }
 
 // The end of the conversation: of five items some are done, and the others are left.
-void CheckRest(WorkerLink& link, const Heard& heard) {
-  const HandedBatch::Rest rest = link.TakeRest();
+void CheckUnfinished(WorkerLink& link, const Heard& heard) {
+  const HandedBatch::UnfinishedItems rest = link.TakeUnfinishedItems();
   Require(heard.done + rest.entries.size() == kItems, "an item is lost");
   Require(!rest.current || *rest.current < rest.entries.size(), "it is at nothing");
 }
@@ -93,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (heard.lost || !link.idle()) return 0;
   link.Give({"writer", "run"}, SomeItems());
   Say(socket.get(), std::string(said.substr(before)) + std::string(1, '\0'), link);
-  if (link.busy()) CheckRest(link, heard);
+  if (link.busy()) CheckUnfinished(link, heard);
   if (link.idle()) Require(heard.done == kItems || heard.unusable, "idle with open items");
   return 0;
 }

@@ -70,7 +70,7 @@ class IndexRunTest : public testing::Test {
         break;
       case ItemAction::kMove:
       case ItemAction::kRename:
-      case ItemAction::kSetAside:
+      case ItemAction::kParkRows:
         if (rows_.erase(from) == 0) return ItemResult::Failed("there is nothing to move");
         rows_.insert(to);
         break;

@@ -27,7 +27,7 @@ class KnownFailuresTest : public ServiceTest {
     return result.out.substr(result.out.find('\n') + 1);
   }
   bool IsKnown(const Json::Value& report, const std::string& file) {
-    const Json::Value failed = TroubleOf(report["failed"], file);
+    const Json::Value failed = ProblemOf(report["failed"], file);
     EXPECT_FALSE(failed.isNull()) << file;
     return failed["known"].asBool();
   }
@@ -139,7 +139,7 @@ TEST_F(KnownFailuresTest, AFullReindexFindsTheOldDamageAgain) {
   EXPECT_EQ(result.status, 0) << result.err;
   const Json::Value report = StrictJson(result.out);
   EXPECT_TRUE(IsKnown(report, "bad.jpg"));
-  EXPECT_TRUE(TroubleOf(report["notes"], "cut.jpg")["known"].asBool());
+  EXPECT_TRUE(ProblemOf(report["notes"], "cut.jpg")["known"].asBool());
 }
 
 TEST_F(KnownFailuresTest, DamageThatMovesIsKnown) {

@@ -20,7 +20,7 @@ class LossBrakeTest : public testing::Test {
     return question;
   }
   std::string Judge(const LossQuestion& question) {
-    const LossVerdict verdict = JudgeLoss(question, catalogue_);
+    const LossVerdict verdict = AskLossBrake(question, catalogue_);
     EXPECT_EQ(verdict.holds, !verdict.reason.empty());
     return verdict.reason;
   }

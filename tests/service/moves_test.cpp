@@ -38,7 +38,7 @@ class MovesTest : public testing::Test {
     return *TakeFileMoves(differences_, dir_.path(), stopped);
   }
 
-  // "from>to" in their order, rows that are set aside as "aside".
+  // "from>to" in their order.
   static std::vector<std::string> Texts(const std::vector<Move>& moves) {
     std::vector<std::string> texts;
     for (const Move& move : moves) texts.push_back(move.from + ">" + move.to);
@@ -224,7 +224,7 @@ TEST_F(MovesTest, ARingIsOpenedUnderAHiddenName) {
   Arrived("a", Stamp('c'), true);
   const auto moves = Files();
   ASSERT_EQ(moves.size(), 4U);
-  EXPECT_TRUE(moves.front().sets_aside);
+  EXPECT_TRUE(moves.front().parks_rows);
   EXPECT_TRUE(moves.front().to.starts_with(".lumivault-moving-")) << moves.front().to;
   EXPECT_EQ(Play(moves, {{"a", "A"}, {"b", "B"}, {"c", "C"}}), Rows({{"a", "C"}, {"b", "A"}, {"c", "B"}}));
 }

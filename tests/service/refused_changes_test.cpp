@@ -232,8 +232,8 @@ TEST_F(RefusedChangesTest, ARunThatEndedBetweenAFolderAndItsFilesIsMadeUpFor) {
   EXPECT_EQ(Index()["unchanged"].asInt(), 3);
 }
 
-// a.jpg and b.jpg take each other's names, and the run that sets the rows of b.jpg aside for it ends.
-class SetAsideTest : public RefusedChangesTest {
+// a.jpg and b.jpg take each other's names, and the run that parks the rows of b.jpg for it ends.
+class ParkedRowsTest : public RefusedChangesTest {
  protected:
   void SetUp() override {
     RefusedChangesTest::SetUp();
@@ -252,7 +252,7 @@ class SetAsideTest : public RefusedChangesTest {
   }
 };
 
-TEST_F(SetAsideTest, TheNextRunTakesItFromThere) {
+TEST_F(ParkedRowsTest, TheNextRunTakesItFromThere) {
   Index();
   ExpectPerson("a.jpg", "Bob");
   ExpectPerson("b.jpg", "Ann");
@@ -260,7 +260,7 @@ TEST_F(SetAsideTest, TheNextRunTakesItFromThere) {
   EXPECT_EQ(Index()["unchanged"].asInt(), 3);
 }
 
-TEST_F(SetAsideTest, WhatTookItsNameMayGoMeanwhile) {
+TEST_F(ParkedRowsTest, WhatTookItsNameMayGoMeanwhile) {
   fs::remove(File("b.jpg"));
   Index();
   ExpectPerson("a.jpg", "Bob");

@@ -241,15 +241,16 @@ TEST_F(SurveyScopeTest, ScopesThatOverlapCountOnce) {
                                    {"b/c.jpg", Reach::kName}, {"b/", Reach::kName}};
   EXPECT_EQ(Lines(wanted), Strings({"folder b", "folder b/d", "file b/c.jpg", "file b/d/e.jpg"}));
   const WalkScope scope = ScopeOf(wanted);
-  EXPECT_EQ(Run(scope).seen.found, 2U);
+  EXPECT_EQ(Run(scope).counts.found, 2U);
 }
 
 TEST_F(SurveyScopeTest, WhatIsOutsideIsNotCounted) {
   MakeAll({"a.jpg", "note.txt", "b/c.jpg", "b/note.txt", "b/.hidden"});
   const WalkScope scope = ScopeOf({{"b", Reach::kTree}});
   const Differences found = Run(scope);
-  EXPECT_EQ(found.seen.found, 1U);
-  EXPECT_EQ(found.seen.skipped, (decltype(found.seen.skipped){{"hidden", 1}, {"not a photo or video", 1}}));
+  EXPECT_EQ(found.counts.found, 1U);
+  EXPECT_EQ(found.counts.skipped,
+            (decltype(found.counts.skipped){{"hidden", 1}, {"not a photo or video", 1}}));
 }
 
 TEST_F(SurveyScopeTest, WhatIsGoneOutsideIsNotTold) {
@@ -309,8 +310,8 @@ TEST_F(SurveyScopeTest, BehindAFolderThatCannotBeReadNothingIsKnown) {
             Strings({"unknown b/c.jpg", "unknown b/d"}));
   const WalkScope scope = ScopeOf({{"b/d", Reach::kTree}});
   const Differences found = Run(scope);
-  ASSERT_EQ(found.seen.failed.size(), 1U);
-  EXPECT_EQ(found.seen.failed.front().path, root() / "b") << "which is why";
+  ASSERT_EQ(found.counts.failed.size(), 1U);
+  EXPECT_EQ(found.counts.failed.front().path, root() / "b") << "which is why";
   chmod((root() / "b").c_str(), 0755);
 }
 

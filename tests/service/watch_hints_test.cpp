@@ -405,11 +405,11 @@ class ToldProblemsTest : public testing::Test {
  protected:
   // Which of them are news.
   Strings News(const std::vector<std::pair<std::string, std::string>>& problems, bool looked_at = true) {
-    std::vector<Trouble> found;
+    std::vector<FileProblem> found;
     for (const auto& [path, reason] : problems) found.push_back({path, reason});
     told_.Compare(found, [&](const std::string&) { return looked_at; });
     Strings news;
-    for (const Trouble& problem : found) {
+    for (const FileProblem& problem : found) {
       if (!problem.known) news.push_back(problem.path);
     }
     return news;

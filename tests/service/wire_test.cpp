@@ -188,7 +188,7 @@ TEST_F(ChannelTest, WhatIsPostedWaitsForNobody) {
   std::vector<Message> arrived;
   while (arrived.size() < 2) {
     channel_->Flush();
-    ASSERT_EQ(other.Fill(), Channel::State::kOpen);
+    ASSERT_EQ(other.ReadArrived(), Channel::State::kOpen);
     while (auto message = other.Next()) arrived.push_back(std::move(*message));
   }
   EXPECT_FALSE(channel_->has_unsent());
@@ -207,15 +207,15 @@ TEST_F(ChannelTest, NothingWaitsForAnEndThatIsGone) {
 
 TEST_F(ChannelTest, AMessageMayComeByteByByte) {
   const std::string message =
-      MessageWriter().Number(5).Byte(static_cast<std::uint8_t>(MessageType::kAt)).content() + "four";
+      MessageWriter().Number(5).Byte(static_cast<std::uint8_t>(MessageType::kTurnedTo)).content() + "four";
   for (const char byte : message) {
     EXPECT_FALSE(channel_->Next());
     SendRaw(std::string(1, byte));
-    EXPECT_EQ(channel_->Fill(), Channel::State::kOpen);
+    EXPECT_EQ(channel_->ReadArrived(), Channel::State::kOpen);
   }
   const auto received = channel_->Next();
   ASSERT_TRUE(received);
-  EXPECT_EQ(received->type, MessageType::kAt);
+  EXPECT_EQ(received->type, MessageType::kTurnedTo);
   EXPECT_EQ(received->content, "four");
 }
 
@@ -229,7 +229,7 @@ TEST_F(ChannelTest, SeveralMessagesMayComeAtOnce) {
 
 TEST_F(ChannelTest, ALengthBeyondAllBoundsBreaksTheChannel) {
   SendRaw(MessageWriter().Number(0xFFFFFFFF).content());
-  EXPECT_EQ(channel_->Fill(), Channel::State::kOpen);
+  EXPECT_EQ(channel_->ReadArrived(), Channel::State::kOpen);
   EXPECT_FALSE(channel_->Next());
   EXPECT_TRUE(channel_->broken());
 }
@@ -242,7 +242,7 @@ TEST_F(ChannelTest, AnEmptyFrameBreaksTheChannel) {
 
 TEST_F(ChannelTest, TheOtherEndsDepartureIsTold) {
   raw_.Close();
-  EXPECT_EQ(channel_->Fill(), Channel::State::kClosed);
+  EXPECT_EQ(channel_->ReadArrived(), Channel::State::kClosed);
   EXPECT_FALSE(channel_->Receive());
   EXPECT_FALSE(channel_->Send(MessageType::kStop));
 }

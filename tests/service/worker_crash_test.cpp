@@ -330,27 +330,28 @@ TEST_P(NonsenseTest, CostsTheFileThatTheWorkerWasAt) {
 
 INSTANTIATE_TEST_SUITE_P(
     Sayings, NonsenseTest,
-    testing::Values(
-        Saying{"ResultsOfAnotherPlace", MessageType::kResults, EncodeResults({1000, {ItemResult::Stored()}})},
-        Saying{"MoreResultsThanItems", MessageType::kResults,
-               EncodeResults({0, std::vector<ItemResult>(kBatchSize + 1, ItemResult::Stored())})},
-        Saying{"MoreGenerationsThanItems", MessageType::kResults,
-               EncodeResults({0, {ItemResult::Stored()}, {1, 2}})},
-        Saying{"AnEndWithEverythingDone", MessageType::kUnusable,
-               MessageWriter().Number(0).Text("all done").content()},
-        Saying{"AnEndWithAStatusThatReadsAsDone", MessageType::kUnusable,
-               MessageWriter().Number(256).Text("all done").content()},
-        Saying{"AnEarlyEnd", MessageType::kBatchEnd, ""},
-        Saying{"APositionBehindTheBatch", MessageType::kAt, MessageWriter().Number(kBatchSize).content()},
-        Saying{"ASecondBeginning", MessageType::kReady, MessageWriter().Text("").content()},
-        Saying{"WhatOnlyTheSupervisorSays", MessageType::kStop, ""}),
+    testing::Values(Saying{"ResultsOfAnotherPlace", MessageType::kResults,
+                           EncodeResults({1000, {ItemResult::Stored()}})},
+                    Saying{"MoreResultsThanItems", MessageType::kResults,
+                           EncodeResults({0, std::vector<ItemResult>(kBatchSize + 1, ItemResult::Stored())})},
+                    Saying{"MoreGenerationsThanItems", MessageType::kResults,
+                           EncodeResults({0, {ItemResult::Stored()}, {1, 2}})},
+                    Saying{"AnEndWithEverythingDone", MessageType::kUnusable,
+                           MessageWriter().Number(0).Text("all done").content()},
+                    Saying{"AnEndWithAStatusThatReadsAsDone", MessageType::kUnusable,
+                           MessageWriter().Number(256).Text("all done").content()},
+                    Saying{"AnEarlyEnd", MessageType::kBatchEnd, ""},
+                    Saying{"APositionBehindTheBatch", MessageType::kTurnedTo,
+                           MessageWriter().Number(kBatchSize).content()},
+                    Saying{"ASecondBeginning", MessageType::kReady, MessageWriter().Text("").content()},
+                    Saying{"WhatOnlyTheSupervisorSays", MessageType::kStop, ""}),
     [](const auto& saying) { return std::string(saying.param.name); });
 
 // Each word of it gives it more time.
 TEST_F(WorkerCrashTest, AWorkerThatTellsForEverWhereItIsIsLost) {
   const std::string frame = MessageWriter()
                                 .Number(1 + sizeof(std::uint32_t))
-                                .Byte(static_cast<std::uint8_t>(MessageType::kAt))
+                                .Byte(static_cast<std::uint8_t>(MessageType::kTurnedTo))
                                 .Number(0)
                                 .content();
   std::string sayings;

@@ -42,7 +42,7 @@ class ScriptedWorker : public StartedWorker, private EventHandler {
   }
 
   void Serve() override {
-    if (own_->Fill() == Channel::State::kClosed) return Go();
+    if (own_->ReadArrived() == Channel::State::kClosed) return Go();
     while (const auto message = own_->Next()) {
       if (message->type == MessageType::kStop && !all_.deaf) return Go();
       if (message->type == MessageType::kBatch) Take(*DecodeBatch(message->content));
@@ -69,7 +69,7 @@ class ScriptedWorker : public StartedWorker, private EventHandler {
   }
 
   void TurnTo(const WorkItem& item) {
-    if (all_.tells_place) Say(MessageType::kAt, MessageWriter().Number(place_).content());
+    if (all_.tells_place) Say(MessageType::kTurnedTo, MessageWriter().Number(place_).content());
     if (const auto message = all_.says(item)) {
       own_->Post(message->type, message->content);
       silent_ = true;

@@ -28,7 +28,7 @@ void Redirect(const fs::path& file, int descriptor) {
   close(target);
 }
 
-void Become(uid_t user) {
+void BecomeUser(uid_t user) {
   if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) _exit(kNotStarted);
 }
 
@@ -63,7 +63,7 @@ ProgramRun::ProgramRun(const std::vector<std::string>& arguments, const fs::path
   Redirect(err_, STDERR_FILENO);
   signal(SIGHUP, SIG_DFL);  // whoever runs the tests may have it ignored
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
-  if (as_user) Become(*as_user);
+  if (as_user) BecomeUser(*as_user);
   Execute(program, arguments);
 }
 
@@ -246,17 +246,17 @@ Json::Value StrictJson(const std::string& text) {
   return value;
 }
 
-Json::Value TroubleOf(const Json::Value& troubles, const std::string& file) {
-  for (const Json::Value& trouble : troubles) {
-    if (trouble["path"].asString().ends_with("/" + file)) return trouble;
+Json::Value ProblemOf(const Json::Value& problems, const std::string& file) {
+  for (const Json::Value& problem : problems) {
+    if (problem["path"].asString().ends_with("/" + file)) return problem;
   }
   return {};
 }
 
 std::string FailureOf(const Json::Value& report, const std::string& file) {
-  return TroubleOf(report["failed"], file).get("reason", "").asString();
+  return ProblemOf(report["failed"], file).get("reason", "").asString();
 }
 
 std::string NoteOf(const Json::Value& report, const std::string& file) {
-  return TroubleOf(report["notes"], file).get("reason", "").asString();
+  return ProblemOf(report["notes"], file).get("reason", "").asString();
 }

@@ -142,7 +142,7 @@ bool Eventually(Condition&& condition) {
 }
 
 // What TROUBLES, a list of a report, has of FILE (a name below some folder); null when it has nothing.
-Json::Value TroubleOf(const Json::Value& troubles, const std::string& file);
+Json::Value ProblemOf(const Json::Value& problems, const std::string& file);
 // The reason of the failed entry for FILE, of the note about it; "" when there is none.
 std::string FailureOf(const Json::Value& report, const std::string& file);
 std::string NoteOf(const Json::Value& report, const std::string& file);

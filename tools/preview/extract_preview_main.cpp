@@ -58,7 +58,7 @@ void BecomeOwnerOfFolder(const std::string& file) {
   const std::size_t name = file.rfind('/') + 1;
   struct stat status {};
   const bool known = stat(name == 0 ? "." : file.substr(0, name).c_str(), &status) == 0;
-  if (!known || (status.st_uid != 0 && !Become(status.st_uid)))
+  if (!known || (status.st_uid != 0 && !BecomeUser(status.st_uid)))
     throw std::system_error(errno, std::generic_category());
 }
 

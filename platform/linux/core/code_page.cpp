@@ -105,7 +105,7 @@ int Convert(Converter& converter, std::string from, char* out, int size) {
 }  // namespace
 
 int RLIBCCodePageGet(int /*kind*/) {
-  return Contained(kCodePages.front().id, [] {
+  return WithoutExceptions(kCodePages.front().id, [] {
     const auto settings = ReadKeyValues(RootedPath(kSystemSettings));
     const std::string* name = settings != nullptr ? settings->Find("codepage") : nullptr;
     return name != nullptr ? IdOf(*name) : kCodePages.front().id;
@@ -113,7 +113,7 @@ int RLIBCCodePageGet(int /*kind*/) {
 }
 
 int RLIBCUnicodeStrCPToUTF8(int code_page, const char* from, char* out, int size) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     const char* name = NameOf(code_page);
     if (name == nullptr || from == nullptr || out == nullptr || size <= 0) {
       RECORD_ERROR(EINVAL);

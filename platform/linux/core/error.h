@@ -16,7 +16,7 @@ void RecordError(int code, const char* file, int line);
 // Runs BODY for an entry point of this library; C programs call it and nothing may unwind into them. What
 // escapes BODY becomes the last error and FAILURE.
 template <typename Result, typename Body>
-Result Contained(Result failure, Body&& body) noexcept {
+Result WithoutExceptions(Result failure, Body&& body) noexcept {
   try {
     return std::forward<Body>(body)();
   } catch (const std::bad_alloc&) {

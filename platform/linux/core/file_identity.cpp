@@ -96,7 +96,7 @@ FileIdentity::~FileIdentity() {
 }
 
 int KAVOFileRightsTake(uid_t user) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     if (Take(user)) return 0;
     RECORD_ERROR(errno);
     return -1;

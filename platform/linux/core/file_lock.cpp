@@ -183,7 +183,7 @@ FileDescriptor LockFile(const std::string& file, milliseconds limit) {
 }
 
 int RLIBCFileLockByFile(const char* file, int /*mode*/, int* descriptor) {
-  return Contained(0, [&] {
+  return WithoutExceptions(0, [&] {
     errno = EINVAL;
     FileDescriptor locked = file != nullptr && descriptor != nullptr ? LockPatiently(file) : FileDescriptor();
     if (!locked) {

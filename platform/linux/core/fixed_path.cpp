@@ -23,7 +23,7 @@ std::string RootedPath(std::string_view path) {
 }
 
 int KAVOFixedPathGet(const char* path, char* out, int size) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     const std::string rooted = path != nullptr ? RootedPath(path) : "";
     const bool fits = path != nullptr && rooted.size() < PATH_MAX;
     const int length = fits ? PutWhole(rooted, out, size) : -1;

@@ -133,7 +133,7 @@ std::shared_ptr<const KeyValues> ReadKeyValues(const std::string& file) {
 }
 
 int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size, int /*flags*/) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     if (file == nullptr || key == nullptr || out == nullptr || size <= 0) {
       RECORD_ERROR(EINVAL);
       return -1;
@@ -149,7 +149,7 @@ int RLIBCFileGetKeyValue(const char* file, const char* key, char* out, int size,
 }
 
 int RLIBCFileCheckKeyValue(const char* file, const char* key, const char* value, int /*flags*/) {
-  return Contained(0, [&] {
+  return WithoutExceptions(0, [&] {
     if (file == nullptr || key == nullptr || value == nullptr) return 0;
     const auto pairs = ReadKeyValues(file);
     const std::string* found = Find(pairs.get(), key);

@@ -27,7 +27,7 @@ struct HeldFolder {
   FileDescriptor folder;
 };
 
-HeldFolder& Held() {
+HeldFolder& TheHeldFolder() {
   static HeldFolder held;
   return held;
 }
@@ -67,7 +67,7 @@ bool MayLeadTo(const FileDescriptor& found, uid_t maker) {
   const auto status = StatusOf(found);
   if (status && status->st_uid == maker) return true;
   const auto place = PathOf(found);
-  return place && RelativeTo(Held().path, *place);
+  return place && RelativeTo(TheHeldFolder().path, *place);
 }
 
 // A user cannot take on the rights of others; root does.
@@ -81,39 +81,41 @@ bool MayAllLeadTo(const FileDescriptor& found, const LinkWalk::Makers& makers) {
 // The file may be a link, its folder RELATIVE_FOLDER none. What is behind a link and may not be read is
 // refused for the link's sake. It may be none any more, but another name of somebody's file.
 FileDescriptor OpenLink(const std::string& relative_folder, const std::string& name) {
-  FileDescriptor folder = OpenBelow(Held().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
+  FileDescriptor folder = OpenBelow(TheHeldFolder().folder.get(), relative_folder, O_PATH | O_DIRECTORY);
   if (!folder) return FileDescriptor();
   LinkWalk walk(std::move(folder), name, FindBehindLinks);
   const FileDescriptor found = walk.Run();
   if (!found) return errno == EACCES ? Refused() : FileDescriptor();
   if (!MayAllLeadTo(found, walk.makers())) return Refused();
-  return ReadForAll(found, walk.folder(), Held().folder, walk.makers());
+  return ReadForAll(found, walk.folder(), TheHeldFolder().folder, walk.makers());
 }
 
 FileDescriptor OpenHeld(const std::string& path) {
-  const auto relative = RelativeTo(Held().path, path);
+  const auto relative = RelativeTo(TheHeldFolder().path, path);
   if (!relative) {
     errno = EXDEV;
     return FileDescriptor();
   }
-  const FileDescriptor found = OpenBelow(Held().folder.get(), *relative, O_PATH);
-  if (found) return NeedsOwnersRights(found) ? ReadBelow(Held().folder, *relative) : ReadRegular(found);
+  const FileDescriptor found = OpenBelow(TheHeldFolder().folder.get(), *relative, O_PATH);
+  if (found)
+    return NeedsOwnersRights(found) ? ReadBelow(TheHeldFolder().folder, *relative) : ReadRegular(found);
   if (errno != ELOOP) return FileDescriptor();
   const std::size_t slash = relative->rfind('/');
   return OpenLink(slash == relative->npos ? "." : relative->substr(0, slash), relative->substr(slash + 1));
 }
 
 int Hold(const char* folder) {
-  Held() = {};
+  TheHeldFolder() = {};
   if (folder == nullptr) return 0;
   FileDescriptor opened = OpenTrustedFolder(folder);
   if (!opened) return -1;
-  Held() = {folder, std::move(opened)};
+  TheHeldFolder() = {folder, std::move(opened)};
   return 0;
 }
 
 FileDescriptor Open(const std::string& path) {
-  return Held().folder ? OpenHeld(path) : ReadRegular(FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC)));
+  return TheHeldFolder().folder ? OpenHeld(path)
+                                : ReadRegular(FileDescriptor(open(path.c_str(), O_PATH | O_CLOEXEC)));
 }
 
 struct KeptFile {
@@ -144,7 +146,7 @@ FileDescriptor OpenOrCopy(const std::string& path) {
 }  // namespace
 
 int KAVOMediaFolderHold(const char* folder) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     const int held = Hold(folder);
     if (held < 0) RECORD_ERROR(errno);
     return held;
@@ -152,7 +154,7 @@ int KAVOMediaFolderHold(const char* folder) {
 }
 
 int KAVOMediaOpen(const char* path) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     errno = EINVAL;
     FileDescriptor opened;
     if (path != nullptr) opened = OpenOrCopy(path);
@@ -162,7 +164,7 @@ int KAVOMediaOpen(const char* path) {
 }
 
 int KAVOMediaKeep(const char* path) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     const int kept = Keep(path);
     if (kept < 0) RECORD_ERROR(errno);
     return kept;

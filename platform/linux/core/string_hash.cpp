@@ -61,7 +61,7 @@ void Remove(RLIBCSZHASH& hash, Entry* entry) {
 }  // namespace
 
 RLIBCSZHASH* RLIBCSzHashAlloc(int buckets) {
-  return Contained<RLIBCSZHASH*>(nullptr, [&] { return Allocate(buckets); });
+  return WithoutExceptions<RLIBCSZHASH*>(nullptr, [&] { return Allocate(buckets); });
 }
 
 int RLIBCSzHashSetValue(RLIBCSZHASH* hash, const char* key, const char* value) {
@@ -69,7 +69,7 @@ int RLIBCSzHashSetValue(RLIBCSZHASH* hash, const char* key, const char* value) {
     RECORD_ERROR(EINVAL);
     return -1;
   }
-  return Contained(-1, [&] { return Set(*hash, key, value); });
+  return WithoutExceptions(-1, [&] { return Set(*hash, key, value); });
 }
 
 const char* RLIBCSzHashGetValue(const RLIBCSZHASH* hash, const char* key) {

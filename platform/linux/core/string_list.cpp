@@ -40,7 +40,7 @@ int Split(std::string_view text, std::string_view separator, RLIBCSZLIST& list) 
 }  // namespace
 
 RLIBCSZLIST* RLIBCSzListAlloc(int /*size*/) {
-  return Contained<RLIBCSZLIST*>(nullptr, [] { return std::make_unique<RLIBCSZLIST>().release(); });
+  return WithoutExceptions<RLIBCSZLIST*>(nullptr, [] { return std::make_unique<RLIBCSZLIST>().release(); });
 }
 
 int RLIBCSzListPush(RLIBCSZLIST* list, const char* text) {
@@ -48,7 +48,7 @@ int RLIBCSzListPush(RLIBCSZLIST* list, const char* text) {
     RECORD_ERROR(EINVAL);
     return -1;
   }
-  return Contained(-1, [&] { return Push(*list, text); });
+  return WithoutExceptions(-1, [&] { return Push(*list, text); });
 }
 
 int RLIBCSzListCount(const RLIBCSZLIST* list) {
@@ -69,5 +69,5 @@ int RLIBCStrSepToList(const char* text, const char* separator, RLIBCSZLIST* list
     RECORD_ERROR(EINVAL);
     return -1;
   }
-  return Contained(-1, [&] { return Split(text, separator, *list); });
+  return WithoutExceptions(-1, [&] { return Split(text, separator, *list); });
 }

@@ -4,7 +4,7 @@
 
 BorrowedEngine::~BorrowedEngine() {
   if (!began_transaction_ || shared_->in_batch() || !shared_->InTransaction()) return;
-  Contained(false, [&] {
+  WithoutExceptions(false, [&] {
     std::string ignored;
     return shared_->Run(kRollBackBatch, ignored);
   });

@@ -56,8 +56,8 @@ int Run(KAVODB_CONNECTION& connection, const char* sql, Window window, KAVODB_RE
 
 int RunGuarded(KAVODB_CONNECTION* connection, const char* sql, Window window, KAVODB_RESULT** result) {
   if (connection == nullptr) return -1;
-  const auto done =
-      Contained<std::optional<int>>(std::nullopt, [&] { return Run(*connection, sql, window, result); });
+  const auto done = WithoutExceptions<std::optional<int>>(
+      std::nullopt, [&] { return Run(*connection, sql, window, result); });
   return done ? *done : Fail(*connection, kOutOfMemory);
 }
 
@@ -70,7 +70,7 @@ KAVODB_CONNECTION* Connect(const char* database, OpenFunction&& open) {
     session.connect_error() = kNoDatabase;
     return nullptr;
   }
-  return Contained<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
+  return WithoutExceptions<KAVODB_CONNECTION*>(nullptr, [&]() -> KAVODB_CONNECTION* {
     auto connection = std::make_unique<KAVODB_CONNECTION>();
     connection->engine = open(session);
     MakeOneLine(session.connect_error());

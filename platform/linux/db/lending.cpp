@@ -11,7 +11,7 @@ namespace {
 // 0 where ACT, which is given the session, succeeds, else -1.
 template <typename Act>
 int ResultOf(Act&& act) {
-  return Contained(-1, [&] { return act(Session::OfThread()) ? 0 : -1; });
+  return WithoutExceptions(-1, [&] { return act(Session::OfThread()) ? 0 : -1; });
 }
 
 }  // namespace
@@ -64,7 +64,7 @@ const char* KAVODBLentErrorGet() {
   return Session::OfThread().lending_error().c_str();
 }
 const char* KAVODBLentFailureGet() {
-  return Contained<const char*>(nullptr, [] {
+  return WithoutExceptions<const char*>(nullptr, [] {
     const std::string& failure = Session::OfThread().LastingFailure();
     return failure.empty() ? nullptr : failure.c_str();
   });

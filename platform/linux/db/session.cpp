@@ -12,7 +12,7 @@ namespace {
 // into the database again the next time, with the same result.
 void RemoveConsumed(PendingRemovals removals) {
   for (const PendingRemoval& removal : removals.Take()) {
-    Contained(-1, [&] { return RemoveBelow(removal.root, removal.path, removal.state); });
+    WithoutExceptions(-1, [&] { return RemoveBelow(removal.root, removal.path, removal.state); });
   }
 }
 
@@ -52,7 +52,7 @@ bool Session::BeginBatch() {
   if (loan_ == nullptr) return Refuse("No connection is lent.");
   if (batch_) return Refuse("A batch is open.");
   const auto begun =
-      Contained<std::optional<bool>>(std::nullopt, [&] { return loan_->Begin(lending_error_); });
+      WithoutExceptions<std::optional<bool>>(std::nullopt, [&] { return loan_->Begin(lending_error_); });
   // Thrown out of it, nobody knows how far it came.
   if (!begun) AbandonBatch();
   if (begun == true) batch_.emplace();
@@ -61,7 +61,7 @@ bool Session::BeginBatch() {
 
 bool Session::CommitBatch() {
   if (!batch_) return Refuse("No batch is open.");
-  if (!Contained(false, [&] { return loan_->Commit(lending_error_); })) {
+  if (!WithoutExceptions(false, [&] { return loan_->Commit(lending_error_); })) {
     AbandonBatch();
     return false;
   }
@@ -76,7 +76,7 @@ void Session::RollBackBatch() {
 // Nothing of the batch is kept, so the side files stay for the next try.
 void Session::AbandonBatch() {
   batch_.reset();
-  if (Contained(false, [&] { return loan_->RollBack(); })) return;
+  if (WithoutExceptions(false, [&] { return loan_->RollBack(); })) return;
   static_cast<void>(LastingFailure());
   // The transaction would take what follows in and keep everybody else out; it ends with its connection.
   loan_.reset();

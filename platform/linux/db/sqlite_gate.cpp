@@ -66,7 +66,7 @@ void SqliteGate::Replace(const char* call, sqlite3_syscall_ptr with) const {
 int SqliteGate::Open(const char* path, int flags, int mode) {
   if (current_ == nullptr || std::strcmp(path, kNothing) == 0) return open_before_.load()(path, flags, mode);
   const int opened =
-      Contained(-1, [&] { return current_->OpenDescriptor(path, flags, static_cast<mode_t>(mode)); });
+      WithoutExceptions(-1, [&] { return current_->OpenDescriptor(path, flags, static_cast<mode_t>(mode)); });
   if (opened >= 0) current_->used_ = true;
   return opened;
 }
@@ -81,7 +81,8 @@ int SqliteGate::Status(const char* path, void* status) {
     errno = ENOENT;
     return -1;
   }
-  return Contained(-1, [&] { return status_before_.load()(NameOfDescriptor(database).c_str(), status); });
+  return WithoutExceptions(-1,
+                           [&] { return status_before_.load()(NameOfDescriptor(database).c_str(), status); });
 }
 
 // SQLite gives whatever it opens beside the database to the database's owner, when it runs as root, and to

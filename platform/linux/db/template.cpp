@@ -264,7 +264,8 @@ char* KAVODBEscapeStringEX3(int database_type, const char* sql_template, ...) {
   }
   Arguments arguments;
   va_start(arguments.list, sql_template);
-  char* statement = Contained<char*>(nullptr, [&] { return Build(database_type, sql_template, arguments); });
+  char* statement =
+      WithoutExceptions<char*>(nullptr, [&] { return Build(database_type, sql_template, arguments); });
   va_end(arguments.list);
   return statement;
 }

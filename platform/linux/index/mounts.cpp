@@ -129,9 +129,10 @@ bool IsForeign(const std::string& path) {
 
 bool IndexIsPathRemoteOrImageMount(const char* path) {
   // What cannot be found out counts as foreign: what is left out keeps its rows.
-  return path != nullptr && Contained(true, [&] { return IsForeign(path); });
+  return path != nullptr && WithoutExceptions(true, [&] { return IsForeign(path); });
 }
 
 bool KAVOIndexLeadsToForeignMount(const char* folder, const char* path) {
-  return folder != nullptr && path != nullptr && Contained(true, [&] { return IsForeign(path, folder); });
+  return folder != nullptr && path != nullptr &&
+         WithoutExceptions(true, [&] { return IsForeign(path, folder); });
 }

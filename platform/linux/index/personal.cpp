@@ -168,7 +168,7 @@ PathOwner OwnerOf(std::string_view path) {
 int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* user, int size) {
   if (path == nullptr || kind == nullptr || kind != kPackageKind) return 0;
   const bool wanted = user != nullptr && size > 0;
-  const auto told = Contained<std::optional<int>>(std::nullopt, [&]() -> std::optional<int> {
+  const auto told = WithoutExceptions<std::optional<int>>(std::nullopt, [&]() -> std::optional<int> {
     const PathOwner owner = OwnerOf(path);
     if (!owner.known) return std::nullopt;
     if (owner.personal && wanted) PutCut(owner.personal->user, user, size);
@@ -179,7 +179,7 @@ int KAVOIndexIsPersonalPackagePath(const char* path, const char* kind, char* use
 }
 
 int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     const std::string folder = user != nullptr ? FolderOfUser(user) : "";
     if (folder.empty()) {
       RECORD_ERROR(ENOENT);
@@ -192,7 +192,7 @@ int KAVOIndexPersonalPhotoPathGet(const char* user, char* out, int size) {
 }
 
 int KAVOIndexPersonalAlbumDefRightGet(const char* user, int* is_public) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     if (is_public != nullptr) return GetDefaultRight(user, is_public);
     RECORD_ERROR(EINVAL);
     return -1;

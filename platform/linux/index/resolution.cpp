@@ -7,7 +7,7 @@
 #include "platform/index.h"
 
 int KAVOIndexImgResGet(const char* path, int* width, int* height) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     const bool asked = path != nullptr && width != nullptr && height != nullptr;
     const std::shared_ptr<const ParsedImage> image = asked ? GetParsedImage(path) : nullptr;
     if (image == nullptr || image->width <= 0 || image->height <= 0) {

@@ -185,7 +185,7 @@ SpawnResult Answer(const Question& question) {
 
 std::optional<SpawnResult> AnswerMetadataQuestion(const std::vector<std::string>& arguments,
                                                   const WantedTexts& wanted) noexcept {
-  return Contained(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
+  return WithoutExceptions(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
     std::optional<Question> question = Understand(arguments);
     if (question && !wanted.empty()) question->wanted = &wanted;
     if (question) return Answer(*question);

@@ -75,7 +75,7 @@ std::optional<SpawnResult> Run(SpawnRequest request, const WantedTexts& wanted =
 
 int RLIBCExec(const char* program, const char* argument1, const char* argument2, const char* argument3,
               const char* argument4) {
-  return Contained(kNotRun, [&] {
+  return WithoutExceptions(kNotRun, [&] {
     if (program == nullptr) {
       RECORD_ERROR(EINVAL);
       return kNotRun;
@@ -119,7 +119,7 @@ void ProcessRunner::wantOnly(const char* text, const char* other_text) {
 
 int ProcessRunner::run(bool wait, bool capture) {
   impl_->output.clear();
-  return Contained(kNotRun, [&] {
+  return WithoutExceptions(kNotRun, [&] {
     if (!wait) {
       RECORD_ERROR(EINVAL);
       return kNotRun;

@@ -103,7 +103,7 @@ std::optional<SchemaCommand> UnderstandSchemaCommand(const std::vector<std::stri
 }
 
 std::optional<SpawnResult> AnswerSchemaCommand(const SchemaCommand& command) noexcept {
-  return Contained(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
+  return WithoutExceptions(std::optional<SpawnResult>(), [&]() -> std::optional<SpawnResult> {
     const int status = Make(command);
     NoteCreation(command.database, status == kDone);
     return SpawnResult{status, {}};

@@ -104,7 +104,7 @@ bool WasConsumed(const std::string& path, const FileState& state) {
 // Runs ACT for the two paths of the caller and notes its failure (negative) as the last error.
 template <typename Act>
 int Noted(const char* root, const char* path, Act&& act) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     errno = EINVAL;
     const int result = root != nullptr && path != nullptr ? act(std::string(root), std::string(path)) : -1;
     if (result < 0) RECORD_ERROR(errno);
@@ -119,7 +119,7 @@ int KAVOBeneathOpen(const char* root, const char* path) {
 }
 
 int KAVOBeneathOpenFolder(int root, const char* path) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK;
     errno = EINVAL;
     const int opened = path != nullptr ? OpenBelow(root, *path != '\0' ? path : ".", kFlags).Release() : -1;
@@ -129,7 +129,7 @@ int KAVOBeneathOpenFolder(int root, const char* path) {
 }
 
 int KAVOBeneathRootGet(const char* folder, char* out, int size) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     errno = EINVAL;
     const int length = folder != nullptr ? RootOf(folder, out, size) : -1;
     if (length < 0) RECORD_ERROR(errno);
@@ -142,7 +142,7 @@ int KAVOBeneathRemove(const char* root, const char* path) {
 }
 
 int KAVOBeneathExist(const char* root, const char* path) {
-  return Contained(0, [&] {
+  return WithoutExceptions(0, [&] {
     if (root == nullptr || path == nullptr) return 0;
     const FileDescriptor found = FindRegularBelow(root, path);
     if (!found) return IsLentSideFile(root, path) ? 1 : 0;
@@ -152,7 +152,7 @@ int KAVOBeneathExist(const char* root, const char* path) {
 }
 
 int KAVOBeneathFolderGone(const char* root, const char* folder) {
-  return Contained(0, [&] {
+  return WithoutExceptions(0, [&] {
     if (root == nullptr || folder == nullptr || HoldsLentSideFile(folder)) return 0;
     return !FindBelow(root, folder) && errno == ENOENT ? 1 : 0;
   });

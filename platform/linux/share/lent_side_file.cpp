@@ -58,7 +58,7 @@ void TakeLentSideFile() {
 
 int KAVOSideFileLend(const char* path, const char* item, const char* text) {
   TakeLentSideFile();
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     if (text != nullptr && std::string_view(text).size() <= kMostText) return Lend(path, item, text);
     RECORD_ERROR(EINVAL);
     return -1;

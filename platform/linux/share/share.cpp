@@ -80,7 +80,7 @@ std::optional<std::string> KnownShareFolder(std::string_view name) {
 }
 
 int KAVOShareGet(const char* name, KAVOSHARE** share) {
-  return Contained(-1, [&] { return GetShare(name, share); });
+  return WithoutExceptions(-1, [&] { return GetShare(name, share); });
 }
 
 void KAVOShareFree(KAVOSHARE* share) {
@@ -88,9 +88,9 @@ void KAVOShareFree(KAVOSHARE* share) {
 }
 
 int KAVOSharePathGet(const char* name, char* out, int size) {
-  return Contained(-1, [&] { return GetSharePath(name, out, size); });
+  return WithoutExceptions(-1, [&] { return GetSharePath(name, out, size); });
 }
 
 int KAVOUserPreferenceDirGet(const char* user, char* out, int size) {
-  return Contained(-1, [&] { return GetPreferenceFolder(user, out, size); });
+  return WithoutExceptions(-1, [&] { return GetPreferenceFolder(user, out, size); });
 }

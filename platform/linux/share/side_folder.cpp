@@ -87,7 +87,7 @@ bool MakeSideFolder(std::string_view folder) {
 }  // namespace
 
 int KAVOEAPath(int /*mode*/, const char* path, const char* item, char* out, int size, int /*flags*/) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     if (path == nullptr || *path == '\0' || item == nullptr) {
       RECORD_ERROR(EINVAL);
       return -1;
@@ -99,7 +99,7 @@ int KAVOEAPath(int /*mode*/, const char* path, const char* item, char* out, int 
 }
 
 int KAVOEAMKDir(int /*mode*/, const char* folder) {
-  return Contained(-1, [&] {
+  return WithoutExceptions(-1, [&] {
     errno = EINVAL;
     if (folder != nullptr && *folder != '\0' && MakeSideFolder(folder)) return 0;
     RECORD_ERROR(errno);
