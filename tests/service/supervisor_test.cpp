@@ -1,17 +1,12 @@
-#include "run/supervisor.h"
-
+// Who is given what, who is to blame for what goes wrong, and what is told.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
-#include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <tuple>
-#include <vector>
 
-#include "support/scripted_workers.h"
+#include "service/supervisor_fixture.h"
 
 namespace {
 
@@ -19,94 +14,9 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr milliseconds kFileTimeout{7'000};
-constexpr int kMostTurns = 20'000;
 constexpr const char* kSegmentationFault = "killed by signal 11 (Segmentation fault)";
 constexpr const char* kKilled = "killed by signal 9 (Killed): its last words";
 constexpr const char* kNonsense = "the worker's answer makes no sense";
-
-// What a run was told, and what its workers committed.
-struct Told : RunObserver {
-  void LibraryOpen() override { events.emplace_back("open"); }
-  void ItemDone(const WorkItem& item, const ItemResult& result) override {
-    events.push_back(item.path);
-    results[item.path].push_back(result);
-  }
-  void BatchKept(std::uint64_t generation) override { generations.push_back(generation); }
-  void Tick(Moment now) override { ticks.push_back(now); }
-
-  std::vector<std::string> events;
-  std::map<std::string, std::vector<ItemResult>> results;
-  std::vector<std::uint64_t> generations;
-  std::vector<Moment> ticks;
-};
-
-class SupervisorTest : public testing::Test {
- protected:
-  // A queue of so many photos.
-  WorkQueue Photos(int count) {
-    return WorkQueue([this, next = 0, count]() mutable -> std::optional<WorkItem> {
-      if (next == count) return std::nullopt;
-      return WorkItem{ItemKind::kPhoto, Name(next++)};
-    });
-  }
-  static std::string Name(int number) { return "/p/" + std::to_string(1000 + number); }
-
-  std::unique_ptr<Supervisor> Supervise(WorkQueue& queue, std::size_t workers) {
-    return std::make_unique<Supervisor>(
-        SupervisorOptions{Library{"/p", "somebody"}, {"writer", "run"}, workers, kFileTimeout}, queue, told_,
-        workers_, loop_);
-  }
-
-  Outcome<Done> RunOver(int count, std::size_t workers = 1) {
-    WorkQueue queue = Photos(count);
-    const auto supervisor = Supervise(queue, workers);
-    TurnUntilFinished(*supervisor);
-    return supervisor->outcome();
-  }
-
-  void TurnUntilFinished(const Supervisor& supervisor) {
-    for (int turns = 0; !supervisor.finished(); ++turns) {
-      ASSERT_LT(turns, kMostTurns) << "it comes to no end";
-      loop_.Turn();
-    }
-    EXPECT_EQ(workers_.alive(), 0U);
-  }
-
-  // Turns until COUNT items are told of.
-  void TurnUntilDone(std::size_t count) {
-    for (int turns = 0; told_.results.size() < count; ++turns) {
-      ASSERT_LT(turns, kMostTurns);
-      loop_.Turn();
-    }
-  }
-
-  void FailAt(const std::string& path, Fault fault) {
-    workers_.item_script = [=](const WorkItem& item) { return item.path == path ? fault : Fault::kNone; };
-  }
-
-  void ExpectStoredBut(int count, const std::string& path) {
-    for (int i = 0; i < count; ++i) {
-      if (Name(i) == path) continue;
-      ASSERT_EQ(told_.results[Name(i)].size(), 1U) << Name(i);
-      EXPECT_TRUE(told_.results[Name(i)][0].done()) << Name(i);
-      EXPECT_TRUE(committed_.contains(Name(i)));
-    }
-  }
-  const ItemResult& ResultOf(const std::string& path) {
-    EXPECT_EQ(told_.results[path].size(), 1U);
-    if (told_.results[path].empty()) told_.results[path].emplace_back();
-    return told_.results[path][0];
-  }
-
-  SteppedLoop loop_;
-  std::multiset<std::string> committed_;
-  ScriptedWorkers workers_{loop_, [this](const WorkItem& item) {
-                             committed_.insert(item.path);
-                             return ItemResult::Stored();
-                           }};
-  Told told_;
-};
 
 TEST_F(SupervisorTest, EveryItemIsDoneOnceAndToldInOrder) {
   EXPECT_TRUE(RunOver(100));
@@ -340,66 +250,6 @@ TEST_F(SupervisorTest, AWorkerThatKeepsTellingWhereItIsHasTheTimeOfItsBatch) {
   EXPECT_LT(loop_.Elapsed() - begin, milliseconds(275'000));
 }
 
-TEST_F(SupervisorTest, ASignalLetsWorkersCommitWhatTheyHave) {
-  WorkQueue queue = Photos(200);
-  const auto supervisor = Supervise(queue, 1);
-  TurnUntilDone(1);
-  workers_.deaf = true;
-  loop_.Turn();
-  loop_.Turn();
-  supervisor->Stop();
-  TurnUntilFinished(*supervisor);
-  EXPECT_TRUE(supervisor->outcome());
-  EXPECT_LT(told_.results.size(), 200U);
-  EXPECT_EQ(told_.results.size(), committed_.size()) << "what was committed is told";
-  EXPECT_EQ(workers_.databases().size(), 1U);
-}
-
-TEST_F(SupervisorTest, AWorkerThatDoesNotCommitInTwoSecondsIsEnded) {
-  FailAt(Name(5), Fault::kSilent);
-  WorkQueue queue = Photos(40);
-  const auto supervisor = Supervise(queue, 1);
-  for (int i = 0; i < 30; ++i) loop_.Turn();
-  workers_.deaf = true;
-  const auto asked = loop_.Elapsed();
-  supervisor->Stop();
-  TurnUntilFinished(*supervisor);
-  EXPECT_GE(loop_.Elapsed() - asked, milliseconds(2'000));
-  EXPECT_LT(loop_.Elapsed() - asked, milliseconds(2'200));
-  EXPECT_THAT(told_.results, IsEmpty()) << "nothing of its transaction is kept";
-}
-
-TEST_F(SupervisorTest, ASecondSignalEndsWorkersAtOnce) {
-  FailAt(Name(5), Fault::kSilent);
-  WorkQueue queue = Photos(40);
-  const auto supervisor = Supervise(queue, 1);
-  for (int i = 0; i < 30; ++i) loop_.Turn();
-  workers_.deaf = true;
-  const auto asked = loop_.Elapsed();
-  supervisor->Stop();
-  supervisor->Stop();
-  TurnUntilFinished(*supervisor);
-  EXPECT_LT(loop_.Elapsed() - asked, milliseconds(200));
-}
-
-TEST_F(SupervisorTest, AWorkerThatDoesNotCloseTheDatabaseIsWaitedForTenSeconds) {
-  workers_.deaf = true;
-  EXPECT_TRUE(RunOver(3));
-  EXPECT_GE(loop_.Elapsed(), milliseconds(10'000));
-  EXPECT_LT(loop_.Elapsed(), milliseconds(10'200));
-}
-
-TEST_F(SupervisorTest, ASignalCutsThatWaitShort) {
-  workers_.deaf = true;
-  WorkQueue queue = Photos(3);
-  const auto supervisor = Supervise(queue, 1);
-  TurnUntilDone(3);
-  for (int i = 0; i < 5; ++i) loop_.Turn();
-  supervisor->Stop();
-  TurnUntilFinished(*supervisor);
-  EXPECT_LT(loop_.Elapsed(), milliseconds(2'500));
-}
-
 TEST_F(SupervisorTest, SomethingIsHeardTenTimesASecond) {
   FailAt(Name(0), Fault::kSilent);
   EXPECT_TRUE(RunOver(1));
@@ -410,7 +260,7 @@ TEST_F(SupervisorTest, SomethingIsHeardTenTimesASecond) {
 TEST_F(SupervisorTest, TwoRunsShareOneLoop) {
   WorkQueue one = Photos(50);
   WorkQueue other = Photos(80);
-  Told told_other;
+  RecordingObserver told_other;
   const auto first = Supervise(one, 2);
   Supervisor second({Library{"/q", "another"}, {"writer", "other run"}, 2, kFileTimeout}, other, told_other,
                     workers_, loop_);
@@ -461,73 +311,5 @@ INSTANTIATE_TEST_SUITE_P(Supervisor, FaultLoop,
                                                           Fault::kNonsense, Fault::kSilent, Fault::kUnusable,
                                                           Fault::kOtherDatabase),
                                           testing::Bool()));
-
-// Keeps what a run leaves for the next one.
-class KeepingStarter : public WorkerStarter {
- public:
-  explicit KeepingStarter(WorkerStarter& starter) : starter_(starter) {}
-
-  Outcome<std::unique_ptr<StartedWorker>> Start(const std::string& database) override {
-    if (!kept_) return starter_.Start(database);
-    return std::unique_ptr<StartedWorker>(std::make_unique<Opened>(std::exchange(kept_, nullptr)));
-  }
-  bool keeps() const override { return true; }
-  std::unique_ptr<StartedWorker> Keep(std::unique_ptr<StartedWorker> worker, const std::string&) override {
-    kept_ = std::move(worker);
-    return nullptr;
-  }
-  bool has_kept() const { return kept_ != nullptr; }
-  void Forget() { kept_ = nullptr; }
-
- private:
-  struct Opened : StartedWorker {
-    explicit Opened(std::unique_ptr<StartedWorker> one) : worker(std::move(one)) {}
-    std::optional<std::string> opened() const override { return "database"; }
-    Channel& channel() override { return worker->channel(); }
-    void Kill() override { worker->Kill(); }
-    WorkerEnd AwaitEnd(std::chrono::milliseconds patience) override { return worker->AwaitEnd(patience); }
-    std::unique_ptr<StartedWorker> worker;
-  };
-
-  WorkerStarter& starter_;
-  std::unique_ptr<StartedWorker> kept_;
-};
-
-class KeptWorkerTest : public SupervisorTest {
- protected:
-  Outcome<Done> RunKept(int count) {
-    WorkQueue queue = Photos(count);
-    Supervisor supervisor(SupervisorOptions{Library{"/p", "somebody"}, {"writer", "run"}, 1, kFileTimeout},
-                          queue, told_, keeping_, loop_);
-    for (int turns = 0; !supervisor.finished() && turns < kMostTurns; ++turns) loop_.Turn();
-    EXPECT_TRUE(supervisor.finished());
-    return supervisor.outcome();
-  }
-
-  KeepingStarter keeping_{workers_};
-};
-
-TEST_F(KeptWorkerTest, AWorkerIsThereForTheNextRun) {
-  EXPECT_TRUE(RunKept(3));
-  EXPECT_TRUE(keeping_.has_kept());
-  EXPECT_EQ(workers_.alive(), 1U);
-  EXPECT_TRUE(RunKept(5));
-  EXPECT_EQ(workers_.databases().size(), 1U) << "started once";
-  EXPECT_EQ(committed_.size(), 8U);
-}
-
-TEST_F(KeptWorkerTest, OneThatDiedMeanwhileIsReplaced) {
-  EXPECT_TRUE(RunKept(3));
-  workers_.KillLast();
-  EXPECT_TRUE(RunKept(3));
-  EXPECT_EQ(workers_.databases().size(), 2U);
-  EXPECT_EQ(committed_.size(), 6U);
-}
-
-TEST_F(KeptWorkerTest, AfterAFailureNoneIsKept) {
-  workers_.item_script = [](const WorkItem&) { return Fault::kUnusable; };
-  EXPECT_FALSE(RunKept(1));
-  EXPECT_FALSE(keeping_.has_kept());
-}
 
 }  // namespace
