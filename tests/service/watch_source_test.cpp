@@ -254,15 +254,17 @@ TEST_F(WatchSourceTest, TheFolderThatIsWatchedIsKnown) {
   EXPECT_TRUE(source_.HasRoot());
 }
 
-// What is to be watched then lies in another tree.
+// What is to be watched then lies in another tree, and nothing has told so: a folder above was renamed.
 TEST_F(WatchSourceTest, AnotherFolderThatStandsUnderItsPathIsNotWatched) {
   Begin();
-  fs::rename(root(), dir_.path() / "elsewhere");
+  const fs::path aside = dir_.path().string() + ".aside";
+  fs::rename(dir_.path(), aside);
   fs::create_directories(root() / "a/b");
   source_.WatchAnew("a");
   Settle();
   EXPECT_TRUE(lost_);
   EXPECT_EQ(source_.watched_folders(), 0U);
+  fs::remove_all(aside);
 }
 
 TEST_F(WatchSourceTest, ARootThatIsMountedInItselfIsStillOne) {
