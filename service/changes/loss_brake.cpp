@@ -6,6 +6,7 @@
 #include <sstream>
 #include <utility>
 
+#include "changes/recent_losses.h"
 #include "common/name_hash.h"
 
 namespace {
@@ -13,7 +14,6 @@ namespace {
 constexpr std::size_t kMostGone = 100;
 constexpr std::size_t kMostGonePart = 10;
 constexpr std::int64_t kPatienceSeconds = 3600;
-constexpr const char* kPartsFact = "loss of parts";
 
 std::int64_t Now() {
   const auto since = std::chrono::system_clock::now().time_since_epoch();
@@ -46,56 +46,37 @@ bool FoundBefore(const LossQuestion& question, Catalogue& catalogue) {
   return false;
 }
 
-// What parts have lost since an hour or less.
-struct LossOfParts {
-  std::size_t files = 0;
-  std::int64_t since = 0;
-};
-
-LossOfParts LossOfPartsIn(Catalogue& catalogue) {
-  std::istringstream recorded(catalogue.facts().Find(kPartsFact).value_or(""));
-  LossOfParts loss;
-  const std::int64_t now = Now();
-  const bool counts =
-      recorded >> loss.files >> loss.since && loss.since <= now && now - loss.since < kPatienceSeconds;
-  return counts ? loss : LossOfParts{0, now};
-}
-
 struct Extent {
   std::size_t gone;
-  std::size_t of;
-  bool IsMany() const { return gone > kMostGone && gone > of / kMostGonePart; }
+  std::size_t before;  // within the last hour
+  std::size_t recorded;
+  bool IsMany() const {
+    const std::size_t all = gone + before;
+    return gone > 0 && all > kMostGone && all > (recorded + before) / kMostGonePart;
+  }
+  std::string Text() const {
+    const std::string text = std::to_string(gone) + " of " + std::to_string(recorded) + " files are gone";
+    return before == 0 ? text : text + ", and " + std::to_string(before) + " went within the hour before";
+  }
 };
-
-Extent ExtentOf(const LossQuestion& question, Catalogue& catalogue) {
-  const std::size_t before = question.gone.empty() ? 0 : LossOfPartsIn(catalogue).files;
-  return {question.gone.size() + before, question.recorded + before};
-}
 
 // What is not believed however little it is.
 LossVerdict OutOfReachAsAWhole(const LossQuestion& question) {
   if (question.accepted || (question.gone.empty() && question.gone_folders == 0)) return {};
-  if (question.root_empty) return {true, "the folder is empty"};
-  if (question.root_changed) return {true, "the folder is not the one that was indexed before"};
+  if (question.root_empty) return {true, false, "the folder is empty"};
+  if (question.root_changed) return {true, false, "the folder is not the one that was indexed before"};
   return {};
 }
 
 }  // namespace
 
 LossVerdict AskLossBrake(const LossQuestion& question, Catalogue& catalogue) {
-  LossVerdict verdict = OutOfReachAsAWhole(question);
-  if (question.accepted && catalogue.facts().Find(kPartsFact)) catalogue.facts().Remove(kPartsFact);
-  const Extent extent = ExtentOf(question, catalogue);
+  const LossVerdict verdict = OutOfReachAsAWhole(question);
+  const Extent extent{question.gone.size(), RecentLosses(catalogue).Count(), question.recorded};
   const bool many = !verdict.holds && !question.accepted && extent.IsMany();
   if (!many && !question.is_part && catalogue.facts().Find(question.fact))
     catalogue.facts().Remove(question.fact);
-  if (!many || (!question.is_part && FoundBefore(question, catalogue))) return verdict;
-  return {true, std::to_string(extent.gone) + " of " + std::to_string(extent.of) + " files are gone"};
-}
-
-void NoteLossOfPart(std::size_t files, Catalogue& catalogue) {
-  if (files == 0) return;
-  LossOfParts loss = LossOfPartsIn(catalogue);
-  loss.files += files;
-  catalogue.facts().Put(kPartsFact, std::to_string(loss.files) + " " + std::to_string(loss.since));
+  if (!many) return {verdict.holds, question.accepted, verdict.reason};
+  if (!question.is_part && FoundBefore(question, catalogue)) return {false, true, ""};
+  return {true, false, extent.Text()};
 }

@@ -1,9 +1,12 @@
 #include "run/index_run.h"
 
+#include <algorithm>
 #include <unordered_set>
 #include <utility>
 
 #include "changes/library_catalogue.h"
+#include "changes/parked_rows.h"
+#include "changes/recent_losses.h"
 #include "changes/unopened.h"
 #include "run/sweep.h"
 #include "run/tree_source.h"
@@ -63,7 +66,11 @@ Outcome<Done> IndexRun::Update(const Part& part) {
   const bool whole = part.scope.is_whole() || !enough;
   const Extent extent = whole ? Extent::kDifferences : Extent::kPart;
   if (auto unmarked = Unmark(); !unmarked) return Conclude(unmarked, extent);
-  if (!whole) return Conclude(UpdateDifferences(part), extent);
+  if (!whole) {
+    WalkScope scope = part.scope;
+    for (const std::string& name : ParkedNames(catalogue_)) scope.Add(name, Reach::kName);
+    return Conclude(UpdateDifferences({scope, part.unsettled}), extent);
+  }
   return Conclude(
       IsFirstRun(catalogue_) ? UpdateFirstTime() : UpdateDifferences({WalkScope::Whole(), part.unsettled}),
       extent);
@@ -88,9 +95,23 @@ Outcome<Done> IndexRun::UpdateDifferences(const Part& part) {
   if (auto sent = Send(std::move(plan->items)); !sent) return sent;
   if (auto sent = Send(held_.TakeRescues()); !sent) return sent;
   ledger_.NoteWithheld(plan->withheld_reason, plan->withheld);
-  held_.LeaveOut(plan->deletes);
-  if (auto sent = Send(std::move(plan->deletes)); !sent) return sent;
+  if (auto sent = SendDeletes(*plan); !sent) return sent;
   return ForgetGone(*plan, part.scope.is_whole());
+}
+
+// What is lost is counted before: a run that is killed may have lost it.
+Outcome<Done> IndexRun::SendDeletes(Plan& plan) {
+  held_.LeaveOut(plan.deletes);
+  RecentLosses losses(catalogue_);
+  if (plan.verdict.is_meant) losses.Forget();
+  const auto is_file = [](const WorkItem& item) { return item.kind != ItemKind::kFolder; };
+  const auto files =
+      plan.verdict.is_meant ? 0 : std::count_if(plan.deletes.begin(), plan.deletes.end(), is_file);
+  const auto most = static_cast<std::size_t>(files);
+  losses.Add(most);
+  auto sent = Send(std::move(plan.deletes));
+  losses.TakeBack(most - std::min(most, records_.lost_files()));
+  return sent;
 }
 
 Outcome<Done> IndexRun::Reindex() {
@@ -160,6 +181,7 @@ Outcome<Done> IndexRun::SweepOrDelete(Plan& plan) {
     return Done{};
   }
   // The sweep takes every marked row; one that must stay forbids it.
+  if (verdict->is_meant) RecentLosses(catalogue_).Forget();
   const bool all_gone = marked->kept == 0 && !held_.has_move();
   auto sent = all_gone ? Send({WholeLibrary(library_.folder, ItemAction::kSweep)}) : Send(marked->gone);
   if (!sent || stopped_by_ != 0) return sent;
@@ -247,8 +269,8 @@ Outcome<Done> IndexRun::Conclude(Outcome<Done> outcome, Extent extent) {
   if (ended && extent != Extent::kEverything) CompareUnopened(catalogue_, library_, report.failed, part);
   if (ended && !part) NoteSurveyed(catalogue_);
   ledger_.Close();
-  report.waiting = records_.waiting();
-  records_.Close(outcome && !part && report.withheld_reason.empty(), part);
+  report.waiting = ParkedNames(catalogue_);
+  records_.Close(outcome && !part && report.withheld_reason.empty());
   report.interrupted = stopped_by_ != 0;
   report.elapsed = progress_.Elapsed();
   if (outcome && catalogue_.failure()) return *catalogue_.failure();

@@ -68,6 +68,7 @@ class IndexRun {
   bool StopAsked();
   Outcome<Done> UpdateFirstTime();
   Outcome<Done> UpdateDifferences(const Part& part);
+  Outcome<Done> SendDeletes(Plan& plan);
   Outcome<Done> MarkSendAndSweep();
   // But what is HIDING others.
   Outcome<Done> SendEverything(const std::unordered_set<std::string>& hiding);

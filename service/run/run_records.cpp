@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "changes/library_catalogue.h"
-#include "changes/loss_brake.h"
+#include "changes/parked_rows.h"
 
 namespace {
 
@@ -20,12 +20,14 @@ void RunRecords::LibraryOpen() {
 }
 
 void RunRecords::NoteWaiting(const std::vector<WorkItem>& items) {
+  std::set<std::string> parked;
   for (const WorkItem& item : items) {
     // Only under these names could a run that is killed leave rows that no file tells of.
     if (item.action != ItemAction::kParkRows) continue;
     catalogue_.Put({Key(item.path), item.kind, item.stamp, "", ItemOutcome::kPlanned});
-    waiting_.insert(Key(item.path));
+    parked.insert(Key(item.path));
   }
+  if (!parked.empty()) NoteParked(parked, catalogue_);
   catalogue_.Commit();
 }
 
@@ -46,7 +48,6 @@ void RunRecords::ForgetTree(const WorkItem& item) {
 
 void RunRecords::ForgetOldName(const WorkItem& item) {
   catalogue_.Remove(Key(item.from), item.kind);
-  waiting_.erase(Key(item.from));
 }
 
 void RunRecords::NoteRootAlbum() {
@@ -80,8 +81,7 @@ void RunRecords::CommitWhenDue(Moment now) {
   soon_ = false;
 }
 
-void RunRecords::Close(bool complete, bool part) {
-  if (part) NoteLossOfPart(lost_files_, catalogue_);
+void RunRecords::Close(bool complete) {
   if (complete) NoteRoot(catalogue_, library_);
   catalogue_.Commit();
 }

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -51,15 +50,14 @@ class RunRecords {
   // ITEM is not known yet, or an earlier run has left something of it to be done.
   bool Waits(const WorkItem& item);
 
-  // Names below the library under which rows of this run wait, or were to wait, for their files' names.
-  const std::set<std::string>& waiting() const { return waiting_; }
+  // Files whose rows went because they are gone.
+  std::size_t lost_files() const { return lost_files_; }
 
   // Once a second, and when that is wanted SOON.
   void CommitWhenDue(Moment now);
   void CommitSoon() { soon_ = true; }
-  // Everything is recorded. COMPLETE: the folder is the one that the catalogue speaks of. PART: the run has
-  // looked at a part of it.
-  void Close(bool complete, bool part);
+  // Everything is recorded. COMPLETE: the folder is the one that the catalogue speaks of.
+  void Close(bool complete);
 
  private:
   // Of what is recorded of ITEM, under its old path if it moved.
@@ -70,7 +68,6 @@ class RunRecords {
   Catalogue& catalogue_;
   GenerationNotes generations_;
   bool marked_;
-  std::set<std::string> waiting_;
   std::size_t lost_files_ = 0;
   bool soon_ = false;
   Moment committed_{};

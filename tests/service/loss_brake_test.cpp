@@ -3,8 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <ctime>
 
+#include "changes/recent_losses.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -38,7 +41,6 @@ class LossBrakeTest : public testing::Test {
 };
 
 constexpr const char* kMany = "101 of 500 files are gone";
-constexpr const char* kParts = "loss of parts";
 constexpr long kHour = 3600;
 
 TEST_F(LossBrakeTest, AHundredMayGo) {
@@ -113,47 +115,102 @@ TEST_F(LossBrakeTest, TheSameLettersInOtherNamesAreNotTheSame) {
   EXPECT_EQ(Judge(question), kMany);
 }
 
-TEST_F(LossBrakeTest, WhatPartsHaveLostWithinAnHourCounts) {
+TEST_F(LossBrakeTest, WhatWentWithinTheHourBeforeCounts) {
+  EXPECT_EQ(Judge(Gone(50)), "");
+  RecentLosses(catalogue_).Add(50);
+  EXPECT_EQ(Judge(Gone(50)), "");
+  RecentLosses(catalogue_).Add(1);
   LossQuestion part = Gone(50);
   part.is_part = true;
-  EXPECT_EQ(Judge(part), "");
-  NoteLossOfPart(20, catalogue_);
-  NoteLossOfPart(30, catalogue_);
-  EXPECT_EQ(Judge(part), "");
-  NoteLossOfPart(1, catalogue_);
-  EXPECT_EQ(Judge(part), "101 of 551 files are gone");
-  EXPECT_EQ(Judge(Gone(50)), "101 of 551 files are gone");
+  EXPECT_EQ(Judge(part), "50 of 500 files are gone, and 51 went within the hour before");
+  EXPECT_EQ(Judge(Gone(50)), "50 of 500 files are gone, and 51 went within the hour before");
   EXPECT_EQ(Judge(Gone(0)), "") << "nothing is gone now";
-  Age(kHour - 10, kParts);
-  EXPECT_EQ(Judge(part), "101 of 551 files are gone");
-  Age(10, kParts);
-  EXPECT_EQ(Judge(part), "");
-  NoteLossOfPart(51, catalogue_);
-  EXPECT_EQ(Judge(part), "101 of 551 files are gone") << "the next hour has begun";
 }
 
-TEST_F(LossBrakeTest, WhatPartsHaveLostIsAMatterOfATenthToo) {
-  LossQuestion part = Gone(1);
-  part.is_part = true;
-  part.recorded = 1349;
-  NoteLossOfPart(149, catalogue_);
-  EXPECT_EQ(Judge(part), "150 of 1498 files are gone");
-  part.recorded = 1351;
-  EXPECT_EQ(Judge(part), "");
+TEST_F(LossBrakeTest, WhatWentBeforeIsAMatterOfATenthToo) {
+  LossQuestion question = Gone(1);
+  RecentLosses(catalogue_).Add(149);
+  question.recorded = 1350;
+  EXPECT_EQ(Judge(question), "1 of 1350 files are gone, and 149 went within the hour before");
+  question.recorded = 1351;
+  EXPECT_EQ(Judge(question), "");
 }
 
-TEST_F(LossBrakeTest, WhatPartsHaveLostCountsNoMoreWhereALossIsAccepted) {
-  NoteLossOfPart(100, catalogue_);
-  LossQuestion accepted = Gone(50);
+TEST_F(LossBrakeTest, AnAcceptedLossAndOneThatIsFoundAgainAreMeant) {
+  EXPECT_FALSE(AskLossBrake(Gone(3), catalogue_).is_meant);
+  EXPECT_FALSE(AskLossBrake(Gone(101), catalogue_).is_meant);
+  Age(kHour);
+  EXPECT_TRUE(AskLossBrake(Gone(101), catalogue_).is_meant);
+  LossQuestion accepted = Gone(3);
   accepted.accepted = true;
-  EXPECT_EQ(Judge(accepted), "");
-  EXPECT_EQ(Judge(Gone(50)), "");
+  EXPECT_TRUE(AskLossBrake(accepted, catalogue_).is_meant);
 }
 
-TEST_F(LossBrakeTest, ALossOfPartsInATimeToComeCountsNot) {
-  NoteLossOfPart(100, catalogue_);
-  Age(-kHour, kParts);
-  EXPECT_EQ(Judge(Gone(50)), "");
+class RecentLossesTest : public LossBrakeTest {
+ protected:
+  static constexpr const char* kFact = "recent losses";
+  std::size_t Count() { return RecentLosses(catalogue_).Count(); }
+  // A loss of FILES so many SECONDS ago, the oldest first.
+  void Lost(std::size_t files, long seconds) {
+    const std::string before = catalogue_.facts().Find(kFact).value_or("");
+    catalogue_.facts().Put(
+        kFact, before + std::to_string(files) + " " + std::to_string(std::time(nullptr) - seconds) + " ");
+  }
+};
+
+TEST_F(RecentLossesTest, AddUpOverOneHour) {
+  Lost(1, kHour + 5);
+  Lost(2, kHour - 5);
+  Lost(4, 61);
+  RecentLosses(catalogue_).Add(8);
+  RecentLosses(catalogue_).Add(16);
+  EXPECT_EQ(Count(), 30U);
+}
+
+TEST_F(RecentLossesTest, EachEndsAnHourAfterItself) {
+  Lost(1, kHour - 5);
+  Lost(2, 70);
+  RecentLosses(catalogue_).Add(4);
+  const std::string fact = catalogue_.facts().Find(kFact).value_or("");
+  EXPECT_EQ(std::count(fact.begin(), fact.end(), ' '), 6) << fact;
+}
+
+TEST_F(RecentLossesTest, OfAMinuteAreOne) {
+  Lost(1, 30);
+  RecentLosses(catalogue_).Add(4);
+  const std::string fact = catalogue_.facts().Find(kFact).value_or("");
+  EXPECT_EQ(std::count(fact.begin(), fact.end(), ' '), 2) << fact;
+  EXPECT_EQ(Count(), 5U);
+}
+
+TEST_F(RecentLossesTest, OfATimeToComeCountSinceTheClockWasWrong) {
+  Lost(7, -kHour);
+  EXPECT_EQ(Count(), 7U);
+}
+
+TEST_F(RecentLossesTest, WhatWasNotLostIsTakenBackFromTheLast) {
+  Lost(5, 100);
+  RecentLosses losses(catalogue_);
+  losses.Add(10);
+  losses.TakeBack(3);
+  EXPECT_EQ(Count(), 12U);
+  losses.TakeBack(9);
+  EXPECT_EQ(Count(), 3U);
+  losses.TakeBack(9);
+  EXPECT_EQ(Count(), 0U);
+}
+
+TEST_F(RecentLossesTest, ThatAreMeantAreForgotten) {
+  RecentLosses losses(catalogue_);
+  losses.Add(10);
+  losses.Forget();
+  EXPECT_EQ(losses.Count(), 0U);
+  EXPECT_EQ(Count(), 0U);
+}
+
+TEST_F(RecentLossesTest, NoNumbersAreNone) {
+  catalogue_.facts().Put(kFact, "x 3 ");
+  EXPECT_EQ(Count(), 0U);
 }
 
 TEST_F(LossBrakeTest, ALossThatCameBackIsForgotten) {
