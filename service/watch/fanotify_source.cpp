@@ -8,8 +8,10 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <sstream>
 #include <utility>
+#include <vector>
 
 #include "base/limits.h"
 #include "base/path_below.h"
@@ -169,15 +171,21 @@ void FanotifySource::Expire() {
 
 void FanotifySource::Serve() {
   const LookingAs looker(looker_);
-  alignas(fanotify_event_metadata) std::array<char, kBufferBytes> buffer;
+  std::array<char, kBufferBytes> buffer;
+  // Events follow each other as closely as four bytes allow, and a machine may want eight: each is copied.
+  std::vector<char> event;
+  fanotify_event_metadata metadata;
   OpenMounts mounts;
   for (int i = 0; i < kReadsAtOnce && queue_; ++i) {
     std::int64_t size = read(queue_.get(), buffer.data(), buffer.size());
     if (size <= 0) return;
     const std::size_t overflows = overflows_;
-    const auto* event = reinterpret_cast<const fanotify_event_metadata*>(buffer.data());
-    for (; FAN_EVENT_OK(event, size); event = FAN_EVENT_NEXT(event, size)) {
-      Handle(*event, mounts);
+    for (const char* at = buffer.data(); size >= static_cast<std::int64_t>(sizeof metadata);
+         at += metadata.event_len, size -= metadata.event_len) {
+      std::memcpy(&metadata, at, sizeof metadata);
+      if (!FAN_EVENT_OK(&metadata, size)) break;
+      event.assign(at, at + metadata.event_len);
+      Handle(*reinterpret_cast<const fanotify_event_metadata*>(event.data()), mounts);
       if (!queue_ || overflows != overflows_) return;
     }
   }
