@@ -26,6 +26,7 @@ constexpr milliseconds kFirstAway{500};
 constexpr milliseconds kMostAway{10'000};
 // The loss brake believes a second scan an hour later.
 constexpr std::chrono::minutes kBeliefAfter{61};
+constexpr std::chrono::minutes kHeldPause{5};
 // Rows that could not be moved are tried again, with all that had to wait for that.
 constexpr milliseconds kFirstMove{100};
 constexpr milliseconds kMostMove{300'000};
@@ -312,6 +313,13 @@ void LibraryWatch::TryAgain(const IndexReport& report, const RunOver& over) {
   }
 }
 
+// The brake counts what is gone of the whole library; not for each part that it holds back, though.
+void LibraryWatch::LookAgain(bool whole) {
+  const Moment now = loop_.Now();
+  const Moment due = !held_at_ ? now : *held_at_ + (whole ? Moment::duration(kBeliefAfter) : kHeldPause);
+  again_ = whole ? due : Earlier(again_, std::max(due, now));
+}
+
 void LibraryWatch::NoteRun(IndexReport& report, const RunOver& over) {
   patience_.Reset();
   if (report.interrupted) return;
@@ -319,9 +327,8 @@ void LibraryWatch::NoteRun(IndexReport& report, const RunOver& over) {
   options_.wish.is_prepared = true;
   whole_ = whole_ && !whole;
   const std::string& withheld = report.withheld_reason;
-  // The brake counts what is gone of the whole library; while it waits for its second scan, once.
-  if (!withheld.empty() && !whole && !again_) whole_ = true;
-  if (!withheld.empty() && whole) again_ = loop_.Now() + kBeliefAfter;
+  if (whole) held_at_ = withheld.empty() ? std::nullopt : std::optional(loop_.Now());
+  if (!withheld.empty()) LookAgain(whole);
   TryAgain(report, over);
   told_problems_.Compare(report.failed,
                          [&](const std::string& path) { return over.scope.Contains(library_.Below(path)); });

@@ -88,6 +88,7 @@ class LibraryWatch : private HintListener, private EventHandler {
     const WalkScope& scope;
     const std::vector<Hint>& taken;
   };
+  void LookAgain(bool whole);
   void NoteRun(IndexReport& report, const RunOver& over);
   void TryAgain(const IndexReport& report, const RunOver& over);
   void NoteFailure(const Failure& failure, const std::vector<Hint>& taken);
@@ -110,6 +111,7 @@ class LibraryWatch : private HintListener, private EventHandler {
   std::optional<uid_t> looker_;    // as whom the library is looked at
   bool whole_ = true;              // nothing less than everything is to be looked at
   std::optional<Moment> again_;    // everything, by then
+  std::optional<Moment> held_at_;  // when a look at everything found a loss that is not believed
   std::optional<Moment> poll_;     // what is not watched
   std::optional<Moment> dismiss_;  // the workers
   Moment not_before_;              // the next run, or the next look for the folder
