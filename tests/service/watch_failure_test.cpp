@@ -33,6 +33,7 @@ TEST_F(WatchRunTest, ALibraryThatIsAwayLosesNothingAndIsNotReadAgain) {
   EXPECT_TRUE(HasRow("d/new.jpg"));
 }
 
+// As when somebody's home is set aside and put back from a copy.
 TEST_F(WatchRunTest, AFolderAboveThatIsRenamedIsNoticed) {
   const fs::path up = scratch() / "up";
   const fs::path aside = scratch() / "up.old";
@@ -118,6 +119,7 @@ TEST_F(WatchRunTest, LossesOneAfterTheOtherAddUp) {
   EXPECT_TRUE(Eventually([&] { return Rows() == "1"; })) << "it was told that the loss is meant";
 }
 
+// Two videos change names, and one of them cannot be read for a while: the rows of the other wait.
 TEST_F(WatchRunTest, RowsThatWaitForANameAreTakenFromThere) {
   ASSERT_TRUE(MakeVideo(File("a.mp4"), 32, 32, 0.2));
   ASSERT_TRUE(MakeVideo(File("b.mp4"), 64, 32, 0.2));
@@ -178,6 +180,7 @@ TEST_F(WatchRunTest, WhatCannotBeKeptOnAFullDiskIsKeptWhenThereIsRoom) {
   EXPECT_EQ(umount(folder().c_str()), 0);
 }
 
+// Whatever reads it is killed, as by a system that lacks memory.
 TEST_F(WatchRunTest, WhatCannotBeKeptIsTriedUntilItCan) {
   Photos("d", 3);
   Watch();
@@ -199,6 +202,7 @@ TEST_F(WatchRunTest, WhatCannotBeKeptIsTriedUntilItCan) {
   ExpectAsNew();
 }
 
+// Its photos wait for it, also those that come by themselves.
 TEST_F(WatchRunTest, AnAlbumThatCannotBeMadeIsTriedUntilItCan) {
   Environment("LD_PRELOAD", REFUSING_TRIGGERS);
   Environment(

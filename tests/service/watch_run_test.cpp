@@ -226,10 +226,7 @@ TEST_F(WatchRunTest, MoreThanCanBeToldIsFoundAll) {
   ExpectAsNew();
 }
 
-// As when somebody's home is set aside and put back from a copy.
-
 // Whoever watches as root looks as the owner.
-
 TEST_F(WatchRunTest, ALibraryThatIsGivenToSomebodyElseIsFollowed) {
   constexpr uid_t kOne = 20001;
   constexpr uid_t kOther = 20002;
@@ -257,14 +254,7 @@ TEST_F(WatchRunTest, ALibraryThatIsGivenToSomebodyElseIsFollowed) {
   }
 }
 
-// Two videos change names, and one of them cannot be read for a while: the rows of the other wait.
-
-// Whatever reads it is killed, as by a system that lacks memory.
-
-// Its photos wait for it, also those that come by themselves.
-
 // Its files are looked at while their folder is closed, so that no event is left that would tell of them.
-
 TEST_F(WatchRunTest, AFolderThatIsOpenedLateShowsAllThatCameBefore) {
   Photos("d", 1);
   Photos("lib2/e", 2);
