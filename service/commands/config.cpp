@@ -56,7 +56,7 @@ Json::Value JsonOf(const std::vector<EffectiveSetting>& settings) {
 }
 
 Json::Value JsonOf(const SettingsFile& file, const std::vector<SettingMistake>& mistakes) {
-  Json::Value json = JsonAbout(file.path);
+  Json::Value json = JsonAbout(file.path.empty() ? SettingsPlace() : file.path);
   json["mistakes"] = Json::Value(Json::arrayValue);
   for (const SettingMistake& mistake : mistakes) {
     Json::Value& entry = json["mistakes"].append(Json::Value(Json::objectValue));
@@ -86,9 +86,9 @@ int Check(const Options& options) {
   const ExitStatus status = mistakes.empty() ? ExitStatus::kDone : ExitStatus::kConfiguration;
   if (options.json) return PrintResult(JsonLine(JsonOf(*file, mistakes)) + "\n", status);
   if (!mistakes.empty()) return static_cast<int>(status);
-  return PrintResult(
-      file->path.empty() ? "there is no file of settings\n" : Visible(file->path) + ": all is well\n",
-      status);
+  const std::string place = file->path.empty() ? SettingsPlace() : file->path;
+  const std::string text = file->path.empty() ? "there is no file of settings" : "all is well";
+  return PrintResult((place.empty() ? "" : Visible(place) + ": ") + text + "\n", status);
 }
 
 }  // namespace
@@ -99,6 +99,7 @@ Runner DefineConfig(CLI::App& app) {
   AddRootOption(app, options->root);
   CLI::App* check = app.add_subcommand("check", "Name every mistake in a file of settings, with its line");
   check->fallthrough();
+  check->add_flag("--json", options->json, "Print the result as one JSON object");
   check->add_option("file", options->checked, "The file; your own when none is named")->type_name("FILE");
   return [options, check] { return check->parsed() ? Check(*options) : Print(*options); };
 }

@@ -103,6 +103,7 @@ Runner DefineWatch(CLI::App& app) {
                  "that is not there is waited for")
       ->type_name("FOLDER");
   AddWorkerOptions(app, options->run);
+  app.get_option("--json")->description("Print one JSON object a line for each thing done");
   app.add_option(
          "--settle", options->settle,
          "How long a file that was closed must stay as it is before it is read, in seconds; default 0.1")

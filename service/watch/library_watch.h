@@ -117,7 +117,7 @@ class LibraryWatch : private HintListener, private EventHandler {
   Moment not_before_;              // the next run, or the next look for the folder
   Patience patience_;
   Patience move_patience_;
-  std::string told_;       // the last trouble
+  std::string told_;       // the last problem
   std::string told_left_;  // after a run
   std::size_t told_unwatched_ = 0;
   std::size_t told_overflows_ = 0;

@@ -1,11 +1,16 @@
 #include "worker/library_session.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
 
 #include "base/fixed_path.h"
 #include "base/limits.h"
 #include "common/atomic_file.h"
 #include "common/display.h"
+#include "common/error_text.h"
 #include "database/database_reader.h"
 #include "database/database_schema.h"
 #include "database/library_facts.h"
@@ -65,9 +70,19 @@ Outcome<Done> SetDefaults(DatabaseReader& reader, const std::string& database) {
   return Unreachable(database, reader.error());
 }
 
-Outcome<Done> CompleteDatabase(const std::string& database) {
+// The plug-in makes it where there is none, and does not tell why it could not.
+Failure NotOpened(const Library& library, const std::string& error) {
+  const std::string database = library.database();
+  const bool lacks = access(database.c_str(), F_OK) != 0 && errno == ENOENT;
+  if (lacks && faccessat(AT_FDCWD, library.folder.c_str(), W_OK, AT_EACCESS) != 0)
+    return Unreachable(library.folder, "cannot be written, and the database is in it: " + ErrorText(errno));
+  return Unreachable(database, error);
+}
+
+Outcome<Done> CompleteDatabase(const Library& library) {
+  const std::string database = library.database();
   DatabaseReader reader(database);
-  if (!reader) return Unreachable(database, reader.error());
+  if (!reader) return NotOpened(library, reader.error());
   if (auto complete = CompleteSchema(reader, database); !complete) return complete;
   BringUpToDate(database);
   if (auto complete = CompleteFacts(reader, database, PersonalSchema()); !complete) return complete;
@@ -88,7 +103,7 @@ Outcome<Done> OpenDatabase(const Library& library) {
     if (auto there = CheckSharedDatabase(library); !there) return there;
     if (KAVODBLendDatabase(kSharedUser, database.c_str()) == 0) return Done{};
   } else {
-    if (auto complete = CompleteDatabase(database); !complete) return complete;
+    if (auto complete = CompleteDatabase(library); !complete) return complete;
     if (KAVODBLend(database.c_str()) == 0) return Done{};
   }
   return Unreachable(database, KAVODBLentErrorGet());

@@ -153,9 +153,13 @@ TEST_F(SettingsTest, ACheckNamesEveryMistakeInTheOrderOfTheLines) {
 TEST_F(SettingsTest, ACheckOfAGoodFileSaysSo) {
   const fs::path file = Settings("library=/x\nworker_memory=0\n");
   EXPECT_EQ(Run({"config", "check"}).out, file.string() + ": all is well\n");
-  Environment("LUMIVAULT_CONFIG", "");
-  EXPECT_EQ(Run({"config", "check"}).out, "there is no file of settings\n");
-  EXPECT_EQ(Run({"config", "check", file}).out, file.string() + ": all is well\n");
+  ForgetEnvironment("LUMIVAULT_CONFIG");
+  Environment("HOME", scratch().string());
+  const std::string none = geteuid() == 0 ? "/etc/lumivault/lumivault.conf"
+                                          : (scratch() / ".config/lumivault/lumivault.conf").string();
+  const bool lacks = !fs::exists(none);
+  EXPECT_EQ(Run({"config", "check"}).out,
+            none + (lacks ? ": there is no file of settings\n" : ": all is well\n"));
 }
 
 TEST_F(SettingsTest, AFileThatWasNamedMustBeThere) {
